@@ -1,0 +1,34 @@
+#include "platform/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+
+namespace orvane::platform {
+
+ScopedFd::~ScopedFd() {
+  if (is_valid()) close(fd_);
+}
+
+std::optional<std::string> ReadFileToString(const FilePath& path) {
+  const ScopedFd file(RetryOnEintr([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
+  if (!file.is_valid()) return std::nullopt;
+  std::string contents;
+  std::array<char, 4096> buffer;
+  for (;;) {
+    const ssize_t length =
+        RetryOnEintr([&] { return read(file.get(), buffer.data(), buffer.size()); });
+    if (length < 0) return std::nullopt;
+    if (length == 0) return contents;
+    contents.append(buffer.data(), static_cast<std::size_t>(length));
+  }
+}
+
+bool PathExists(const FilePath& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0;
+}
+
+}  // namespace orvane::platform

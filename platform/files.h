@@ -1,0 +1,51 @@
+#ifndef PLATFORM_FILES_H_
+#define PLATFORM_FILES_H_
+
+#include <cerrno>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace orvane::platform {
+
+using FilePath = std::filesystem::path;
+
+// An owned file descriptor, closed on destruction.
+class ScopedFd {
+ public:
+  ScopedFd() = default;
+  explicit ScopedFd(int fd) : fd_(fd) {}
+  ScopedFd(ScopedFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  ScopedFd& operator=(ScopedFd&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  ~ScopedFd();
+
+  int get() const { return fd_; }
+  bool is_valid() const { return fd_ >= 0; }
+
+ private:
+  int fd_ = -1;
+};
+
+// Every byte of a file; nothing when it can't be opened or read to its end (errno says why).
+std::optional<std::string> ReadFileToString(const FilePath& path);
+
+// Whether something that can be reached has this name; links are followed.
+bool PathExists(const FilePath& path);
+
+// Repeats a system call that a signal interrupted.
+template <typename Call>
+auto RetryOnEintr(Call call) {
+  decltype(call()) result;
+  do {
+    result = call();
+  } while (result == -1 && errno == EINTR);
+  return result;
+}
+
+}  // namespace orvane::platform
+
+#endif  // PLATFORM_FILES_H_

@@ -1,0 +1,22 @@
+#ifndef PLATFORM_LOCATION_H_
+#define PLATFORM_LOCATION_H_
+
+namespace orvane::platform {
+
+// Where in the source something was asked for. As a default argument, `Location::Current()` names
+// the caller. (std::source_location does the same, but not with every compiler we build with.)
+struct Location {
+  const char* function = "";
+  const char* file = "";
+  int line = 0;
+
+  static constexpr Location Current(const char* function = __builtin_FUNCTION(),
+                                    const char* file = __builtin_FILE(),
+                                    int line = __builtin_LINE()) {
+    return Location{function, file, line};
+  }
+};
+
+}  // namespace orvane::platform
+
+#endif  // PLATFORM_LOCATION_H_

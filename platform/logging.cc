@@ -1,0 +1,140 @@
+#include "platform/logging.h"
+
+#include <spdlog/logger.h>
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/sinks/syslog_sink.h>
+#include <syslog.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <exception>
+#include <system_error>
+#include <vector>
+
+namespace orvane::platform {
+namespace {
+
+struct SeverityRow {
+  spdlog::level::level_enum level;
+  std::string_view name;
+};
+
+// In the order of Severity.
+constexpr std::array<SeverityRow, 5> kSeverities = {{
+    {spdlog::level::debug, "VERBOSE1"},
+    {spdlog::level::info, "INFO"},
+    {spdlog::level::warn, "WARNING"},
+    {spdlog::level::err, "ERROR"},
+    {spdlog::level::critical, "FATAL"},
+}};
+
+const SeverityRow& RowOf(Severity severity) {
+  return kSeverities[static_cast<std::size_t>(severity)];
+}
+
+// %* in a pattern: our own name of the severity.
+class SeverityFlag : public spdlog::custom_flag_formatter {
+ public:
+  void format(const spdlog::details::log_msg& message, const std::tm& /*time*/,
+              spdlog::memory_buf_t& out) override {
+    for (const SeverityRow& row : kSeverities) {
+      if (row.level == message.level)
+        out.append(row.name.data(), row.name.data() + row.name.size());
+    }
+  }
+
+  std::unique_ptr<custom_flag_formatter> clone() const override {
+    return std::make_unique<SeverityFlag>();
+  }
+};
+
+std::unique_ptr<spdlog::formatter> MakeFormatter(bool with_header) {
+  auto formatter = std::make_unique<spdlog::pattern_formatter>();
+  formatter->add_flag<SeverityFlag>('*');
+  formatter->set_pattern(with_header ? "%Y-%m-%d %H:%M:%S.%f %* %g:%#] %v" : "%v");
+  return formatter;
+}
+
+std::unique_ptr<spdlog::logger> MakeLogger(unsigned options, const std::string& name) {
+  std::vector<spdlog::sink_ptr> sinks;
+  if ((options & kLogToStderr) != 0) {
+    sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_st>());
+  }
+  if ((options & kLogToSystemLog) != 0) {
+    sinks.push_back(std::make_shared<spdlog::sinks::syslog_sink_st>(name, LOG_PID, LOG_DAEMON,
+                                                                    /*enable_formatting=*/true));
+  }
+  auto logger = std::make_unique<spdlog::logger>(name, sinks.begin(), sinks.end());
+  logger->set_formatter(MakeFormatter((options & kLogHeader) != 0));
+  logger->set_level(spdlog::level::trace);
+  // A failing sink (standard error closed, say) must not be reported on that very sink.
+  logger->set_error_handler([](const std::string& /*text*/) {});
+  return logger;
+}
+
+std::unique_ptr<spdlog::logger>& CurrentLogger() {
+  static auto& logger =
+      *new std::unique_ptr<spdlog::logger>(MakeLogger(kLogToStderr | kLogHeader, ""));
+  return logger;
+}
+
+LogListener* current_listener = nullptr;
+
+[[noreturn]] void LogUncaughtException() {
+  try {
+    if (std::current_exception()) std::rethrow_exception(std::current_exception());
+    LOG(FATAL) << "Terminated without an exception";
+  } catch (const std::exception& exception) {
+    LOG(FATAL) << "Uncaught exception: " << exception.what();
+  } catch (...) {
+    LOG(FATAL) << "Uncaught exception of an unknown type";
+  }
+  std::abort();
+}
+
+}  // namespace
+
+void InitLog(unsigned options, const std::string& name) {
+  CurrentLogger() = MakeLogger(options, name);
+  std::set_terminate(LogUncaughtException);
+}
+
+void SetVerboseLevel(int level) { internal::verbose_level = level; }
+
+LogListener::LogListener(Callback callback)
+    : callback_(std::move(callback)), previous_(std::exchange(current_listener, this)) {}
+
+LogListener::~LogListener() { current_listener = previous_; }
+
+std::string SystemErrorText(int error_number) {
+  return fmt::format("{} ({})", std::generic_category().message(error_number), error_number);
+}
+
+namespace internal {
+
+LogMessage::LogMessage(Severity severity, const char* file, int line)
+    : severity_(severity), file_(file), line_(line) {}
+
+LogMessage::~LogMessage() {
+  CurrentLogger()->log(spdlog::source_loc(file_, line_, ""), RowOf(severity_).level,
+                       spdlog::string_view_t(text_.data(), text_.size()));
+  if (current_listener != nullptr) {
+    current_listener->callback_(severity_, std::string_view(text_.data(), text_.size()));
+  }
+  if (severity_ == Severity::kFatal) std::abort();
+}
+
+ErrnoLogMessage::ErrnoLogMessage(Severity severity, const char* file, int line)
+    : errno_(errno), message_(severity, file, line) {}
+
+ErrnoLogMessage::~ErrnoLogMessage() { message_ << ": " << SystemErrorText(errno_); }
+
+CheckFailure::CheckFailure(const char* condition, const char* file, int line)
+    : message_(Severity::kFatal, file, line) {
+  message_ << "Check failed: " << condition;
+}
+
+}  // namespace internal
+}  // namespace orvane::platform

@@ -1,0 +1,67 @@
+#ifndef PLATFORM_SD_EVENT_LOOP_H_
+#define PLATFORM_SD_EVENT_LOOP_H_
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "platform/loop.h"
+
+struct sd_event;
+struct sd_event_source;
+
+namespace orvane::platform {
+
+// The loop of a real process, on sd-event.
+class SdEventLoop : public Loop {
+ public:
+  SdEventLoop();
+  ~SdEventLoop() override;
+
+  // Runs until Quit; returns its exit code.
+  int Run();
+
+  // Ends Run once the callback that is running has returned. The first exit code counts.
+  void Quit(int exit_code);
+
+  // Calls `callback` on the loop whenever the process gets the signal, which is blocked from then
+  // on. For the lifetime of the loop.
+  void HandleSignal(int signal_number, std::function<void()> callback);
+
+  // Sends the service manager's watchdog its notices, if it has asked for them.
+  void EnableWatchdog();
+
+  WallTime Now() const override;
+  [[nodiscard]] std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) override;
+
+  // For libraries that bring their own sources; stays the loop's.
+  sd_event* event() const { return event_.get(); }
+
+ protected:
+  void OnDeadlineChanged() override;
+  MonotonicTime MonotonicNow() const override;
+
+ private:
+  struct EventDeleter {
+    void operator()(sd_event* event) const;
+  };
+  struct SourceDeleter {
+    void operator()(sd_event_source* source) const;
+  };
+  using SourcePtr = std::unique_ptr<sd_event_source, SourceDeleter>;
+  class Watch;
+  struct SignalHandler;
+
+  static int OnTurn(sd_event_source* source, std::uint64_t usec, void* loop) noexcept;
+  void Arm();
+
+  std::unique_ptr<sd_event, EventDeleter> event_;
+  // Wakes the loop for its next turn; the first deadline is its time.
+  SourcePtr turn_source_;
+  bool in_turn_ = false;
+  std::vector<std::unique_ptr<SignalHandler>> signal_handlers_;
+};
+
+}  // namespace orvane::platform
+
+#endif  // PLATFORM_SD_EVENT_LOOP_H_
