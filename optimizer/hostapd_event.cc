@@ -1,0 +1,105 @@
+#include "optimizer/hostapd_event.h"
+
+#include <algorithm>
+#include <array>
+
+#include "platform/logging.h"
+
+namespace orvane::ap {
+namespace {
+
+using enum HostapdEventType;
+
+struct EventNameRow {
+  std::string_view name;
+  HostapdEventType kind;
+};
+
+// hostapd's names for events. The receiver of the records counts association responses among the
+// authentication responses, hence the two rows with the same kind.
+constexpr std::array<EventNameRow, 12> kEventNames = {{
+    {"AP-STA-CONNECTED", kStationConnected},
+    {"AP-STA-DISCONNECTED", kStationDisconnected},
+    {"AP-STA-STEERING", kStationSteering},
+    {"AP-STA-NO-STEERING", kStationNoSteering},
+    {"AP-STA-TAXONOMY", kStationTaxonomy},
+    {"AP-STA-AUTH", kStationAuth},
+    {"AP-STA-AUTH-RESP", kStationAuthResponse},
+    {"AP-STA-ASSOC", kStationAssoc},
+    {"AP-STA-ASSOC-RESP", kStationAuthResponse},
+    {"AP-STA-CONNECT", kStationConnect},
+    {"AP-STA-DISCONNECT", kStationDisconnect},
+    {"AP-MONITOR-STA-INFO", kStationMonitorInfo},
+}};
+
+struct DisplayNameRow {
+  HostapdEventType kind;
+  std::string_view name;
+};
+
+constexpr std::array<DisplayNameRow, 13> kDisplayNames = {{
+    {kHostapdStarted, "kHostapdStarted"},
+    {kStationConnected, "kStationConnected"},
+    {kStationDisconnected, "kStationDisconnected"},
+    {kStationSteering, "kStationSteering"},
+    {kStationNoSteering, "kStationNoSteering"},
+    {kStationTaxonomy, "kStationTaxonomy"},
+    {kStationAuth, "kStationAuth"},
+    {kStationAuthResponse, "kStationAuthResponse"},
+    {kStationAssoc, "kStationAssoc"},
+    {kStationAssocResp, "kStationAssocResp"},
+    {kStationConnect, "kStationConnect"},
+    {kStationDisconnect, "kStationDisconnect"},
+    {kStationMonitorInfo, "kStationMonitorInfo"},
+}};
+
+constexpr std::string_view kWhitespace = " \t\n\v\f\r";
+constexpr std::size_t kPriorityLength = 3;  // "<3>"
+
+std::string_view Trim(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kWhitespace);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kWhitespace) - first + 1);
+}
+
+// At every single space: two in a row have an empty token between them.
+void SplitAtSpaces(std::string_view text, std::vector<std::string_view>& tokens) {
+  tokens.clear();
+  for (;;) {
+    const std::size_t space = text.find(' ');
+    tokens.push_back(Trim(text.substr(0, space)));
+    if (space == std::string_view::npos) return;
+    text.remove_prefix(space + 1);
+  }
+}
+
+bool HasPriority(std::string_view line) { return line.find('<') == 0 && line.find('>') == 2; }
+
+}  // namespace
+
+std::string_view HostapdEventTypeName(HostapdEventType kind) {
+  for (const DisplayNameRow& row : kDisplayNames) {
+    if (row.kind == kind) return row.name;
+  }
+  return "k--UnknownEvent";
+}
+
+void HostapdEventParser::Parse(std::string_view line, const HostapdLineCallback& callback) {
+  if (!HasPriority(line)) return;
+  SplitAtSpaces(line, tokens_);
+  std::string_view name = tokens_.front();
+  // Shorter than a priority when that holds a space: the name is empty, which is none of ours.
+  name.remove_prefix(std::min(name.size(), kPriorityLength));
+  const std::string_view mac = tokens_.size() > 1 ? tokens_[1] : std::string_view();
+  const HostapdAttributes attributes =
+      HostapdAttributes(tokens_).subspan(std::min<std::size_t>(tokens_.size(), 2));
+
+  for (const EventNameRow& row : kEventNames) {
+    if (row.name != name) continue;
+    callback(row.kind, mac, attributes);
+    return;
+  }
+  LOG(INFO) << "Received unknown event: " << name;
+}
+
+}  // namespace orvane::ap

@@ -1,0 +1,172 @@
+#include "optimizer/hostapd_monitor.h"
+
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
+#include "platform/logging.h"
+
+namespace orvane::ap {
+namespace {
+
+constexpr std::string_view kAttachCommand = "ATTACH";
+constexpr std::string_view kDetachCommand = "DETACH";
+constexpr std::string_view kOkAnswer = "OK\n";
+
+// Both addresses are passed whole, whatever the length of the name in them: for an abstract one the
+// zeros that follow are part of the name.
+sockaddr_un EmptyAddress() {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  return address;
+}
+
+const sockaddr* AsGeneric(const sockaddr_un& address) {
+  return reinterpret_cast<const sockaddr*>(&address);
+}
+
+}  // namespace
+
+HostapdMonitorImpl::HostapdMonitorImpl(platform::Loop& loop,
+                                       platform::InputHandlerFactory& input_handler_factory,
+                                       std::unique_ptr<platform::Sockets> sockets,
+                                       HostapdLineCallback event_callback, std::string owner_tag,
+                                       const platform::FilePath& control_directory,
+                                       std::string interface_name)
+    : loop_(loop),
+      sockets_(std::move(sockets)),
+      event_callback_(std::move(event_callback)),
+      socket_path_(control_directory / interface_name),
+      input_handler_factory_(input_handler_factory),
+      attach_timeout_(loop),
+      attach_callback_(loop),
+      interface_name_(std::move(interface_name)),
+      owner_tag_(std::move(owner_tag)),
+      socket_watcher_(
+          loop, socket_path_,
+          platform::BindWeak(weak_ptr_factory_.GetWeakPtr(), &HostapdMonitorImpl::CheckSocket)) {}
+
+HostapdMonitorImpl::~HostapdMonitorImpl() { CloseSocket(); }
+
+void HostapdMonitorImpl::Initialize() {
+  CHECK(!started_);
+  loop_.PostTask(
+      platform::BindWeak(weak_ptr_factory_.GetWeakPtr(), &HostapdMonitorImpl::CheckSocket));
+  started_ = true;
+}
+
+bool HostapdMonitorImpl::SendCommand(const char* data, std::size_t length) {
+  if (sockets_->Send(hostapd_socket_, data, length, 0) < 0) {
+    PLOG(ERROR) << "Send to hostapd failed";
+    return false;
+  }
+  return true;
+}
+
+void HostapdMonitorImpl::CheckSocket() {
+  if (platform::PathExists(socket_path_)) {
+    ResetAttachCallback(0);
+  } else {
+    CloseSocket();
+  }
+}
+
+void HostapdMonitorImpl::ResetAttachCallback(int delay_ms) {
+  attach_callback_.Start(
+      std::chrono::milliseconds(delay_ms),
+      platform::BindWeak(weak_ptr_factory_.GetWeakPtr(), &HostapdMonitorImpl::Attach));
+}
+
+void HostapdMonitorImpl::Attach() {
+  if (attached_) {
+    LOG(WARNING) << "Already attached, resetting state.";
+    CloseSocket();
+    ResetAttachCallback(kRetryDelayMs);
+    return;
+  }
+  if (!TryAttach()) {
+    LOG(WARNING) << "Could not attach to hostapd";
+    CloseSocket();
+    ResetAttachCallback(kRetryDelayMs);
+    return;
+  }
+  // Not waiting for the answer: this tells the services that hostapd is there (again).
+  event_callback_(HostapdEventType::kHostapdStarted, std::string_view(), HostapdAttributes());
+  attach_timeout_.Start(kAttachTimeout, platform::BindWeak(weak_ptr_factory_.GetWeakPtr(),
+                                                           &HostapdMonitorImpl::OnAttachTimeout));
+}
+
+bool HostapdMonitorImpl::TryAttach() {
+  return OpenSocket() && SendCommand(kAttachCommand.data(), kAttachCommand.size());
+}
+
+void HostapdMonitorImpl::OnAttachTimeout() {
+  CloseSocket();
+  ResetAttachCallback(kRetryDelayMs);
+}
+
+// On failure the descriptor stays in `hostapd_socket_`, for CloseSocket to release.
+bool HostapdMonitorImpl::OpenSocket() {
+  CHECK(kInvalidSocket == hostapd_socket_);
+  hostapd_socket_ = sockets_->Socket(AF_UNIX, SOCK_DGRAM, 0);
+  if (hostapd_socket_ < 0) {
+    PLOG(ERROR) << "Failed to open hostapd socket";
+    return false;
+  }
+  if (!BindSocket() || !ConnectSocket()) return false;
+  read_handler_ = input_handler_factory_.Create(
+      hostapd_socket_, [this](std::span<const std::uint8_t> datagram) { OnReadData(datagram); },
+      [this](std::string_view error) { OnReadError(error); });
+  return true;
+}
+
+bool HostapdMonitorImpl::BindSocket() {
+  sockaddr_un address = EmptyAddress();
+  std::snprintf(address.sun_path + 1, sizeof(address.sun_path) - 1, "%d-%s-%s",
+                static_cast<int>(getpid()), owner_tag_.c_str(), interface_name_.c_str());
+  if (sockets_->Bind(hostapd_socket_, AsGeneric(address), sizeof(address)) < 0) {
+    PLOG(ERROR) << "Failed to bind to local socket";
+    return false;
+  }
+  return true;
+}
+
+bool HostapdMonitorImpl::ConnectSocket() {
+  sockaddr_un address = EmptyAddress();
+  std::snprintf(address.sun_path, sizeof(address.sun_path), "%s", socket_path_.c_str());
+  if (sockets_->Connect(hostapd_socket_, AsGeneric(address), sizeof(address)) < 0) {
+    PLOG(ERROR) << "Failed to connect";
+    return false;
+  }
+  return true;
+}
+
+void HostapdMonitorImpl::CloseSocket() {
+  if (hostapd_socket_ == kInvalidSocket) return;
+  if (attached_) {
+    SendCommand(kDetachCommand.data(), kDetachCommand.size());
+    attached_ = false;
+  }
+  read_handler_.reset();
+  sockets_->Close(hostapd_socket_);
+  hostapd_socket_ = kInvalidSocket;
+}
+
+void HostapdMonitorImpl::OnReadData(std::span<const std::uint8_t> datagram) {
+  const std::string_view text(reinterpret_cast<const char*>(datagram.data()), datagram.size());
+  if (text == kOkAnswer) {
+    attach_timeout_.Stop();
+    attached_ = true;
+    return;
+  }
+  parser_.Parse(text, event_callback_);
+}
+
+void HostapdMonitorImpl::OnReadError(std::string_view error) {
+  LOG(FATAL) << "Hostapd Socket read returns error: " << error;
+}
+
+}  // namespace orvane::ap

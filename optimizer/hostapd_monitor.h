@@ -1,0 +1,94 @@
+#ifndef OPTIMIZER_HOSTAPD_MONITOR_H_
+#define OPTIMIZER_HOSTAPD_MONITOR_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "optimizer/file_change_monitor.h"
+#include "optimizer/hostapd_event.h"
+#include "platform/files.h"
+#include "platform/input_handler.h"
+#include "platform/loop.h"
+#include "platform/one_shot_timer.h"
+#include "platform/sockets.h"
+#include "platform/weak_ptr.h"
+
+namespace orvane::ap {
+
+// The connection to the hostapd of one access-point interface.
+class HostapdMonitor {
+ public:
+  virtual ~HostapdMonitor() = default;
+
+  // Starts the monitor. To be called once.
+  virtual void Initialize() = 0;
+
+  // Sends a command as one datagram, as it stands. False when it could not be sent. Its answer is
+  // read but given to nobody.
+  virtual bool SendCommand(const char* data, std::size_t length) = 0;
+};
+
+// Keeps an attachment to the control socket that hostapd makes in its control directory under the
+// interface's name: attaches when the socket appears, again when hostapd doesn't answer or comes
+// back, and gives every event that hostapd then sends to the callback. Attached or not, it never
+// blocks.
+//
+// Destroying it detaches. The loop and the factory must outlive it.
+class HostapdMonitorImpl final : public HostapdMonitor {
+ public:
+  static constexpr int kInvalidSocket = -1;
+  // From a failed attempt to the next one.
+  static constexpr int kRetryDelayMs = 500;
+  // How long hostapd may take to answer "ATTACH".
+  static constexpr platform::TimeSpan kAttachTimeout{1'000'000};
+
+  // `owner_tag` stands in the name of the local socket, which is in the abstract namespace.
+  HostapdMonitorImpl(platform::Loop& loop, platform::InputHandlerFactory& input_handler_factory,
+                     std::unique_ptr<platform::Sockets> sockets, HostapdLineCallback event_callback,
+                     std::string owner_tag, const platform::FilePath& control_directory,
+                     std::string interface_name);
+  ~HostapdMonitorImpl() override;
+
+  void Initialize() override;
+  bool SendCommand(const char* data, std::size_t length) override;
+
+ private:
+  void CheckSocket();
+  void ResetAttachCallback(int delay_ms);
+  void Attach();
+  bool TryAttach();
+  void OnAttachTimeout();
+
+  bool OpenSocket();
+  bool BindSocket();
+  bool ConnectSocket();
+  void CloseSocket();
+
+  void OnReadData(std::span<const std::uint8_t> datagram);
+  void OnReadError(std::string_view error);
+
+  platform::Loop& loop_;
+  std::unique_ptr<platform::Sockets> sockets_;
+  HostapdLineCallback event_callback_;
+  platform::FilePath socket_path_;
+  int hostapd_socket_ = kInvalidSocket;
+  std::unique_ptr<platform::InputHandler> read_handler_;
+  platform::InputHandlerFactory& input_handler_factory_;
+  HostapdEventParser parser_;
+  platform::OneShotTimer attach_timeout_;
+  platform::OneShotTimer attach_callback_;
+  bool started_ = false;
+  bool attached_ = false;
+  std::string interface_name_;
+  std::string owner_tag_;
+  platform::WeakPtrFactory<HostapdMonitorImpl> weak_ptr_factory_{this};
+  FileChangeMonitor socket_watcher_;
+};
+
+}  // namespace orvane::ap
+
+#endif  // OPTIMIZER_HOSTAPD_MONITOR_H_

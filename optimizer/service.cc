@@ -1,0 +1,43 @@
+#include "optimizer/service.h"
+
+#include <string_view>
+
+namespace orvane::ap {
+namespace {
+
+// Any other value leaves the service as it is.
+void Switch(Service& service, std::string_view value) {
+  if (value == "enabled") service.Enable();
+  if (value == "disabled") service.Disable();
+}
+
+}  // namespace
+
+void Service::Enable() {
+  if (enabled_) return;
+  enabled_ = true;
+  OnStart();
+}
+
+void Service::Disable() {
+  if (!enabled_) return;
+  enabled_ = false;
+  OnStop();
+}
+
+void ApplyFlags(const FlagMap& flags, const ServiceList& services) {
+  for (const auto& [key, value] : flags) {
+    for (const std::unique_ptr<Service>& service : services) {
+      const std::string name = service->name();
+      // Anywhere in the key, not just at its start: a key may address several services.
+      if (key.find(name) == std::string::npos) continue;
+      if (key == name) {
+        Switch(*service, value);
+      } else {
+        service->OnFlagChanged(key, value);
+      }
+    }
+  }
+}
+
+}  // namespace orvane::ap
