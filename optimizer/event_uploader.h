@@ -1,0 +1,79 @@
+#ifndef OPTIMIZER_EVENT_UPLOADER_H_
+#define OPTIMIZER_EVENT_UPLOADER_H_
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "dbus_proxies/manager_proxy_interface.h"
+#include "optimizer/hostapd_event.h"
+#include "optimizer/hostapd_interface.h"
+#include "optimizer/service.h"
+#include "optimizer/station_id_generator.h"
+#include "platform/loop.h"
+#include "platform/one_shot_timer.h"
+#include "platform/time.h"
+#include "platform/weak_ptr.h"
+#include "proto/event.pb.h"
+
+namespace orvane::ap {
+
+// Collects the events of stations, one batch for each access-point interface, and hands the batches
+// to the metrics recorder one upload period after the first event. A batch that the recorder does
+// not take is lost.
+//
+// Switched off, the service takes no more events; those that it has are uploaded all the same. When
+// it is destroyed they are lost.
+class EventUploader : public Service {
+ public:
+  static constexpr char kServiceName[] = "connectionEvents";
+
+  // The loop and the recorder must outlive the uploader.
+  EventUploader(platform::Loop& loop, org::velmora::ap::Quillary::ManagerProxyInterface* recorder,
+                StationIdGenerator station_ids = StationIdGenerator());
+
+  // Listens to `event_source`. The uploader may be destroyed before it.
+  void Initialize(platform::TimeSpan upload_period, HostapdInterface* event_source);
+
+  // "connectionEventsUpload" and "connectionEventsProbeReqUpload" say what is collected, events of
+  // connections (at first they are) and probe requests (at first they aren't): a decimal number, 0
+  // for no. Throws what std::stoi throws for a value that is none.
+  void OnFlagChanged(std::string key, std::string value) override;
+  void OnStart() override;
+  void OnStop() override;
+
+  // One event; see HostapdInterface::EventCallback. Throws as ApplyEventAttributes does.
+  void EventCallback(std::string_view interface_name, HostapdEventType kind, std::string_view mac,
+                     HostapdAttributes attributes);
+
+ private:
+  using Event = access_infrastructure::proto::Event;
+  using ClientEventType = access_infrastructure::proto::ClientEventInfo::ClientEventType;
+
+  // The batch of the interface, begun if there is none.
+  Event* GetEventForInterface(std::string_view interface_name);
+
+  void AddClientEvent(ClientEventType type, std::string_view mac, HostapdAttributes attributes,
+                      Event* event);
+  void AddProbeRequest(std::string_view mac, HostapdAttributes attributes, Event* event);
+  void StartUploadTimer();
+  void UploadEvents();
+  void RecordEvent(const std::string& type_url, const Event& event);
+
+  platform::Loop& loop_;
+  // By interface name. An entry stays once it is made; it is null between batches.
+  std::map<std::string, std::unique_ptr<Event>, std::less<>> pending_events_;
+  StationIdGenerator station_ids_;
+  org::velmora::ap::Quillary::ManagerProxyInterface* recorder_;
+  platform::TimeSpan upload_period_{};
+  platform::OneShotTimer upload_timer_;
+  bool upload_enabled_ = false;
+  bool connection_event_upload_ = true;
+  bool probe_request_upload_ = false;
+  platform::WeakPtrFactory<EventUploader> weak_factory_{this};
+};
+
+}  // namespace orvane::ap
+
+#endif  // OPTIMIZER_EVENT_UPLOADER_H_
