@@ -1,0 +1,88 @@
+#include "platform/netlink/netlink_message.h"
+
+#include <linux/genetlink.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+#include "platform/logging.h"
+
+namespace orvane::platform {
+namespace {
+
+// The result that an error or a done message begins with.
+constexpr std::size_t kResultLength = sizeof(std::int32_t);
+
+std::span<const std::uint8_t> SkipBytes(std::span<const std::uint8_t> bytes, std::size_t count) {
+  return bytes.subspan(std::min(count, bytes.size()));
+}
+
+std::string_view TextOf(const Attribute& attribute) {
+  const std::string_view text(reinterpret_cast<const char*>(attribute.payload().data()),
+                              attribute.payload().size());
+  return text.substr(0, text.find('\0'));
+}
+
+}  // namespace
+
+std::optional<NetlinkMessage> NetlinkMessage::TakeFrom(std::span<const std::uint8_t>* bytes) {
+  nlmsghdr header;
+  if (bytes->size() < sizeof(header)) return std::nullopt;
+  std::memcpy(&header, bytes->data(), sizeof(header));
+  if (header.nlmsg_len < sizeof(header) || header.nlmsg_len > bytes->size()) return std::nullopt;
+
+  const auto payload = bytes->subspan(sizeof(header), header.nlmsg_len - sizeof(header));
+  // The last one's padding may be missing.
+  *bytes = SkipBytes(*bytes, NLMSG_ALIGN(std::size_t{header.nlmsg_len}));
+  return NetlinkMessage(header, payload);
+}
+
+bool NetlinkMessage::HasResult() const { return payload_.size() >= kResultLength; }
+
+bool NetlinkMessage::IsDone() const { return type() == NLMSG_DONE && !IsError(); }
+
+bool NetlinkMessage::IsError() const {
+  if (type() == NLMSG_ERROR) return HasResult();
+  return type() == NLMSG_DONE && GetError() < 0;
+}
+
+std::int32_t NetlinkMessage::GetError() const {
+  if ((type() != NLMSG_ERROR && type() != NLMSG_DONE) || !HasResult()) return 0;
+  std::int32_t result;
+  std::memcpy(&result, payload_.data(), sizeof(result));
+  return result;
+}
+
+std::string NetlinkMessage::GetErrorText() const {
+  std::string text = SystemErrorText(-GetError());
+  const std::string_view detail = TextOf(GetExtendedAcknowledgement().Find(NLMSGERR_ATTR_MSG));
+  if (!detail.empty()) text.append(": ").append(detail);
+  return text;
+}
+
+// Behind the result a done message has its attributes. An error message first gives back the
+// request, of which NLM_F_CAPPED leaves only the header.
+AttributeList NetlinkMessage::GetExtendedAcknowledgement() const {
+  if ((flags() & NLM_F_ACK_TLVS) == 0) return AttributeList();
+  const std::span<const std::uint8_t> rest = SkipBytes(payload_, kResultLength);
+  if (type() == NLMSG_DONE) return AttributeList(rest);
+
+  nlmsghdr request;
+  if (rest.size() < sizeof(request)) return AttributeList();
+  std::memcpy(&request, rest.data(), sizeof(request));
+  const bool capped = (flags() & NLM_F_CAPPED) != 0;
+  return AttributeList(
+      SkipBytes(rest, capped ? sizeof(request) : NLMSG_ALIGN(std::size_t{request.nlmsg_len})));
+}
+
+std::optional<GenericNetlinkMessage> GenericNetlinkMessage::From(const NetlinkMessage& message) {
+  const std::span<const std::uint8_t> payload = message.payload();
+  genlmsghdr header;
+  if (payload.size() < sizeof(header)) return std::nullopt;
+  std::memcpy(&header, payload.data(), sizeof(header));
+  return GenericNetlinkMessage(header.cmd, AttributeList(payload.subspan(GENL_HDRLEN)));
+}
+
+}  // namespace orvane::platform
