@@ -1,0 +1,29 @@
+#ifndef OPTIMIZER_COMMAND_LINE_H_
+#define OPTIMIZER_COMMAND_LINE_H_
+
+#include <cstdint>
+#include <optional>
+
+namespace orvane::ap {
+
+// The flags of the daemon and their defaults. They are start values: the flags service may change
+// what they say while the daemon runs.
+struct OptimizerFlags {
+  bool enable_connection_event_stats = true;
+  std::int32_t connection_event_upload_period = 300;  // seconds
+  bool enable_client_steering = false;
+  std::int32_t client_steering_interval = 600;      // seconds
+  std::int32_t client_steering_poll_interval = 60;  // seconds
+  std::int32_t client_steering_root_lqm_floor = 30;
+  std::int32_t client_steering_child_lqm_floor = 40;
+  std::int32_t client_steering_lqm_hysteresis = 15;
+  bool is_root = true;
+};
+
+// Reads the command line into `*flags` and sets the verbose level. Nothing when the daemon is to
+// start, otherwise the exit code of the process; see platform::CommandLine::Parse.
+std::optional<int> ParseCommandLine(int argc, const char* const* argv, OptimizerFlags* flags);
+
+}  // namespace orvane::ap
+
+#endif  // OPTIMIZER_COMMAND_LINE_H_

@@ -1,0 +1,133 @@
+#include "platform/command_line.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <functional>
+#include <iostream>
+#include <stdexcept>
+#include <string_view>
+
+namespace orvane::platform {
+namespace {
+
+constexpr std::size_t kHelpColumnWidth = 60;
+constexpr std::string_view kTwinPrefix = "no";
+
+// The library's own error forgets the names of hidden flags.
+class BadValue : public std::runtime_error {
+ public:
+  BadValue(const std::string& name, const std::string& text, const std::string& reason)
+      : std::runtime_error("--" + name + ": '" + text + "' " + reason) {}
+};
+
+std::int32_t ParseInt32(const std::string& name, const std::string& text) {
+  const bool has_plus = text.starts_with('+') && !text.starts_with("+-");
+  const std::string_view digits = std::string_view(text).substr(has_plus ? 1 : 0);
+  const char* end = digits.data() + digits.size();
+  std::int32_t value = 0;
+  const auto [stop, error] = std::from_chars(digits.data(), end, value);
+  if (error == std::errc::result_out_of_range && stop == end) {
+    throw BadValue(name, text, "does not fit into 32 bits");
+  }
+  if (error != std::errc() || stop != end) {
+    throw BadValue(name, text, "is not an integer");
+  }
+  return value;
+}
+
+void CheckBool(const std::string& name, const std::string& text) {
+  constexpr std::array<std::string_view, 8> kTexts = {"true", "false", "1",  "0",
+                                                      "yes",  "no",    "on", "off"};
+  if (std::find(kTexts.begin(), kTexts.end(), text) == kTexts.end()) {
+    throw BadValue(name, text, "is neither true nor false");
+  }
+}
+
+// Set as it is met on the command line, so that the last of a flag and its twin counts.
+CLI::Option* AddFlag(CLI::App& app, const std::string& name, const std::string& help,
+                     std::function<void(bool)> set) {
+  return app
+      .add_flag_function(
+          "--" + name, [set = std::move(set)](std::int64_t count) { set(count > 0); }, help)
+      ->check([name](const std::string& text) {
+        CheckBool(name, text);
+        return std::string();
+      })
+      ->trigger_on_parse();
+}
+
+// "--name=" is taken for "--name", by a library that can't tell the two apart.
+std::optional<std::string> FindEmptyValue(int argc, const char* const* argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view argument = argv[i];
+    if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
+      return std::string(argument.substr(0, argument.size() - 1)) + ": missing value";
+    }
+  }
+  return std::nullopt;
+}
+
+int ReportUsageError(const char* program, std::string message) {
+  std::replace(message.begin(), message.end(), '\n', ' ');
+  std::cerr << program << ": " << message << " (--help lists the flags)\n";
+  return CommandLine::kUsageErrorCode;
+}
+
+}  // namespace
+
+CommandLine::CommandLine(const std::string& usage, const std::string& version)
+    : app_(std::make_unique<CLI::App>(usage)) {
+  app_->get_formatter()->column_width(kHelpColumnWidth);
+  app_->set_help_flag("--help", "Print this help and exit");
+  app_->set_version_flag("--version", version, "Print the version and exit");
+}
+
+CommandLine::~CommandLine() = default;
+
+void CommandLine::AddBool(const std::string& name, const std::string& help, bool* value) {
+  Twins& twins = twins_.emplace_back(Twins{value, !*value});
+  const auto set = [&twins](bool is_true) {
+    *twins.value = is_true;
+    twins.opposite = !is_true;
+  };
+  const std::string text = *value ? "BOOL (default: true)" : "BOOL (default: false)";
+  AddFlag(*app_, name, help, set)->option_text(text);
+  AddFlag(*app_, std::string(kTwinPrefix) + name, help, [set](bool is_true) { set(!is_true); })
+      ->option_text(text)
+      ->group("");
+}
+
+void CommandLine::AddInt32(const std::string& name, const std::string& help, std::int32_t* value) {
+  app_->add_option_function<std::string>(
+          "--" + name, [name, value](const std::string& text) { *value = ParseInt32(name, text); },
+          help)
+      ->option_text("INT (default: " + std::to_string(*value) + ")")
+      ->trigger_on_parse();
+}
+
+std::optional<int> CommandLine::Parse(int argc, const char* const* argv) {
+  const char* program = argc > 0 ? argv[0] : "";
+  if (const auto error = FindEmptyValue(argc, argv)) return ReportUsageError(program, *error);
+  try {
+    app_->parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    std::string help = app_->help();
+    help.erase(help.find_last_not_of('\n') + 1);  // hidden flags leave empty lines behind
+    std::cout << help << '\n';
+    return 0;
+  } catch (const CLI::CallForVersion& version) {
+    std::cout << version.what() << '\n';
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    return ReportUsageError(program, error.what());
+  } catch (const BadValue& error) {
+    return ReportUsageError(program, error.what());
+  }
+  return std::nullopt;
+}
+
+}  // namespace orvane::platform
