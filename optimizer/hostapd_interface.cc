@@ -12,7 +12,8 @@ namespace {
 constexpr char kOwnerTag[] = "wavelark";
 
 // Guest, mesh and group interfaces are not monitored.
-constexpr std::array kMonitoredInterfaces = {kWlan2400Mhz, kWlan5000Mhz};
+constexpr std::array<const char*, 2> kMonitoredInterfaces = {kWlan2400MhzInterface,
+                                                             kWlan5000MhzInterface};
 
 }  // namespace
 

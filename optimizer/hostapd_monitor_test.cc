@@ -1,0 +1,498 @@
+#include "optimizer/hostapd_monitor.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "optimizer/testing/fake_hostapd.h"
+#include "platform/logging.h"
+#include "platform/manual_loop.h"
+
+namespace orvane::ap {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Optional;
+using namespace std::chrono_literals;
+
+constexpr char kInterface[] = "wlan-2400mhz";
+
+// Real sockets, of which single calls fail when they are told to, and whose calls are counted.
+class TestSockets : public platform::Sockets {
+ public:
+  struct State {
+    int failing_socket = 0;  // errno values; 0 succeeds
+    int failing_bind = 0;
+    int failing_connect = 0;
+    int failing_send = 0;
+    socklen_t bind_length = 0;
+    socklen_t connect_length = 0;
+    int open = 0;
+    std::vector<std::string> sent;
+  };
+
+  explicit TestSockets(State* state) : state_(state) {}
+
+  int Socket(int domain, int type, int protocol) override {
+    if (Fails(state_->failing_socket)) return -1;
+    ++state_->open;
+    return Sockets::Socket(domain, type, protocol);
+  }
+  int Bind(int fd, const sockaddr* address, socklen_t length) override {
+    state_->bind_length = length;
+    return Fails(state_->failing_bind) ? -1 : Sockets::Bind(fd, address, length);
+  }
+  int Connect(int fd, const sockaddr* address, socklen_t length) override {
+    state_->connect_length = length;
+    return Fails(state_->failing_connect) ? -1 : Sockets::Connect(fd, address, length);
+  }
+  ssize_t Send(int fd, const void* data, std::size_t length, int flags) override {
+    EXPECT_EQ(flags, 0);
+    state_->sent.emplace_back(static_cast<const char*>(data), length);
+    return Fails(state_->failing_send) ? -1 : Sockets::Send(fd, data, length, flags);
+  }
+  int Close(int fd) override {
+    --state_->open;
+    return Sockets::Close(fd);
+  }
+
+ private:
+  static bool Fails(int error) {
+    errno = error;
+    return error != 0;
+  }
+
+  State* state_;
+};
+
+// Real datagram handlers, whose error callback can be run at will.
+class TestHandlerFactory : public platform::DatagramHandlerFactory {
+ public:
+  using DatagramHandlerFactory::DatagramHandlerFactory;
+
+  std::unique_ptr<platform::InputHandler> Create(int fd, DataCallback on_data,
+                                                 ErrorCallback on_error) override {
+    fail = on_error;
+    return DatagramHandlerFactory::Create(fd, std::move(on_data), std::move(on_error));
+  }
+
+  ErrorCallback fail;
+};
+
+class HostapdMonitorTest : public ::testing::Test {
+ protected:
+  platform::FilePath SocketPath() const { return directory_.path() / kInterface; }
+
+  void StartHostapd() {
+    hostapd_.reset();
+    hostapd_ = std::make_unique<FakeHostapd>(SocketPath());
+  }
+  void StopHostapd() { hostapd_.reset(); }
+
+  void MakeMonitor() {
+    monitor_ = std::make_unique<HostapdMonitorImpl>(
+        loop_, factory_, std::make_unique<TestSockets>(&sockets_),
+        [this](HostapdEventType kind, std::string_view mac, HostapdAttributes attributes) {
+          std::string event =
+              std::string(HostapdEventTypeName(kind)) + "(" + std::string(mac) + ")";
+          for (const std::string_view attribute : attributes) event += " " + std::string(attribute);
+          events_.push_back(event);
+        },
+        "wavelark", directory_.path(), kInterface);
+  }
+
+  void StartMonitor() {
+    MakeMonitor();
+    monitor_->Initialize();
+    loop_.RunUntilIdle();
+  }
+
+  // A monitor that hostapd has answered.
+  void StartAttached() {
+    StartHostapd();
+    StartMonitor();
+    EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+    Answer("OK\n");
+    Forget();
+  }
+
+  void Answer(std::string_view text) {
+    EXPECT_TRUE(hostapd_->Send(text));
+    loop_.RunUntilIdle();
+  }
+
+  void Forget() {
+    events_.clear();
+    log_.clear();
+    sockets_.sent.clear();
+  }
+
+  TestDirectory directory_;
+  platform::ManualLoop loop_;
+  TestHandlerFactory factory_{loop_};
+  TestSockets::State sockets_;
+  std::vector<std::string> events_;
+  std::vector<std::string> log_;
+  platform::LogListener listener_{
+      [this](platform::Severity /*severity*/, std::string_view text) { log_.emplace_back(text); }};
+  std::unique_ptr<FakeHostapd> hostapd_;
+  std::unique_ptr<HostapdMonitorImpl> monitor_;
+};
+
+TEST_F(HostapdMonitorTest, NothingIsTriedBeforeInitialize) {
+  StartHostapd();
+  MakeMonitor();
+  loop_.AdvanceBy(10s);
+  EXPECT_EQ(hostapd_->Receive(), std::nullopt);
+  EXPECT_THAT(events_, IsEmpty());
+}
+
+TEST_F(HostapdMonitorTest, AttachesAtOnceAndTellsBeforeTheAnswer) {
+  StartHostapd();
+  StartMonitor();
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+  EXPECT_THAT(events_, ElementsAre("kHostapdStarted()"));
+  EXPECT_THAT(log_, IsEmpty());
+}
+
+TEST_F(HostapdMonitorTest, InitializeItselfDoesNothingYet) {
+  StartHostapd();
+  MakeMonitor();
+  monitor_->Initialize();
+  EXPECT_EQ(hostapd_->Receive(), std::nullopt);
+}
+
+TEST_F(HostapdMonitorTest, TheLocalAddressIsAbstractAndPassedWhole) {
+  StartHostapd();
+  StartMonitor();
+  ASSERT_TRUE(hostapd_->Receive().has_value());
+  std::string expected(1, '\0');
+  expected += std::to_string(getpid()) + "-wavelark-" + kInterface;
+  expected.resize(sizeof(sockaddr_un::sun_path), '\0');
+  EXPECT_EQ(hostapd_->SenderName(), expected);
+  EXPECT_EQ(sockets_.bind_length, 110u);
+  EXPECT_EQ(sockets_.connect_length, 110u);
+}
+
+TEST_F(HostapdMonitorTest, LongNamesAreCutAndStayTerminated) {
+  const std::string long_name(200, 'n');
+  HostapdMonitorImpl monitor(loop_, factory_, std::make_unique<TestSockets>(&sockets_), {},
+                             std::string(200, 't'), directory_.path(), long_name);
+  EXPECT_FALSE(monitor.SendCommand("x", 1));
+  EXPECT_THAT(log_, ElementsAre("Send to hostapd failed: Bad file descriptor (9)"));
+}
+
+TEST_F(HostapdMonitorTest, WithoutTheSocketNothingIsTriedUntilItAppears) {
+  StartMonitor();
+  loop_.AdvanceBy(1h);
+  EXPECT_EQ(sockets_.open, 0);
+  EXPECT_THAT(log_, IsEmpty());
+  StartHostapd();
+  loop_.RunUntilIdle();
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+  EXPECT_THAT(events_, ElementsAre("kHostapdStarted()"));
+}
+
+TEST_F(HostapdMonitorTest, AnAnswerInTimeKeepsTheSocket) {
+  StartAttached();
+  loop_.AdvanceBy(1h);
+  EXPECT_EQ(hostapd_->Receive(), std::nullopt);
+  EXPECT_EQ(sockets_.open, 1);
+}
+
+TEST_F(HostapdMonitorTest, WithoutAnAnswerItClosesAfterOneSecondAndTriesHalfASecondLater) {
+  StartHostapd();
+  StartMonitor();
+  ASSERT_TRUE(hostapd_->Receive().has_value());
+  loop_.AdvanceBy(999'999us);
+  EXPECT_EQ(sockets_.open, 1);
+  loop_.AdvanceBy(1us);
+  EXPECT_EQ(sockets_.open, 0);
+  EXPECT_THAT(sockets_.sent, ElementsAre("ATTACH"));
+  loop_.AdvanceBy(499'999us);
+  EXPECT_EQ(hostapd_->Receive(), std::nullopt);
+  loop_.AdvanceBy(1us);
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+  EXPECT_THAT(events_, ElementsAre("kHostapdStarted()", "kHostapdStarted()"));
+  EXPECT_THAT(log_, IsEmpty());
+}
+
+TEST_F(HostapdMonitorTest, OnlyTheExactAnswerAttaches) {
+  StartHostapd();
+  StartMonitor();
+  ASSERT_TRUE(hostapd_->Receive().has_value());
+  for (const char* answer : {"OK", "ok\n", "OK\n\n", " OK\n", "FAIL\n"}) Answer(answer);
+  loop_.AdvanceBy(1s);
+  EXPECT_EQ(sockets_.open, 0);
+}
+
+TEST_F(HostapdMonitorTest, AnEventLineIsParsedAlsoBeforeTheAnswer) {
+  StartHostapd();
+  StartMonitor();
+  ASSERT_TRUE(hostapd_->Receive().has_value());
+  Answer("<3>AP-STA-AUTH 00:11:22:33:44:55 success:1\n");
+  EXPECT_THAT(events_,
+              ElementsAre("kHostapdStarted()", "kStationAuth(00:11:22:33:44:55) success:1"));
+}
+
+TEST_F(HostapdMonitorTest, EventsArriveInOrderAndAnEmptyDatagramIsDropped) {
+  StartAttached();
+  EXPECT_TRUE(hostapd_->Send("<3>AP-STA-CONNECT a"));
+  EXPECT_TRUE(hostapd_->Send(""));
+  EXPECT_TRUE(hostapd_->Send("<3>AP-STA-DISCONNECT b x:1"));
+  loop_.RunUntilIdle();
+  EXPECT_THAT(events_, ElementsAre("kStationConnect(a)", "kStationDisconnect(b) x:1"));
+  EXPECT_THAT(log_, IsEmpty());
+}
+
+TEST_F(HostapdMonitorTest, ASecondOkChangesNothing) {
+  StartAttached();
+  Answer("OK\n");
+  loop_.AdvanceBy(1h);
+  EXPECT_EQ(sockets_.open, 1);
+  EXPECT_EQ(hostapd_->Receive(), std::nullopt);
+}
+
+TEST_F(HostapdMonitorTest, ALateOkToACommandAttachesAsWell) {
+  StartHostapd();
+  StartMonitor();
+  ASSERT_TRUE(hostapd_->Receive().has_value());
+  EXPECT_TRUE(monitor_->SendCommand("PING", 4));
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("PING")));
+  Answer("OK\n");
+  loop_.AdvanceBy(1h);
+  EXPECT_EQ(sockets_.open, 1);
+}
+
+TEST_F(HostapdMonitorTest, ACommandIsOneDatagramAsItStands) {
+  StartAttached();
+  const std::string_view command("DISASSOCIATE 00:11:22:33:44:55 reason=5");
+  EXPECT_TRUE(monitor_->SendCommand(command.data(), command.size()));
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string(command)));
+}
+
+TEST_F(HostapdMonitorTest, ACommandOnAClosedSocketFailsAndIsLogged) {
+  StartMonitor();
+  EXPECT_FALSE(monitor_->SendCommand("PING", 4));
+  EXPECT_THAT(log_, ElementsAre("Send to hostapd failed: Bad file descriptor (9)"));
+}
+
+TEST_F(HostapdMonitorTest, AHungHostapdWithAFullQueueDoesNotBlock) {
+  StartAttached();
+  int sent = 0;
+  while (sent < 10'000 && monitor_->SendCommand("PING", 4)) ++sent;
+  EXPECT_LT(sent, 10'000);
+  EXPECT_THAT(log_, ElementsAre("Send to hostapd failed: Resource temporarily unavailable (11)"));
+}
+
+TEST_F(HostapdMonitorTest, AfterTheSocketIsGoneItRestsUntilItIsBack) {
+  StartAttached();
+  StopHostapd();
+  loop_.RunUntilIdle();
+  EXPECT_EQ(sockets_.open, 0);
+  Forget();
+  loop_.AdvanceBy(1h);
+  EXPECT_THAT(log_, IsEmpty());
+  EXPECT_THAT(events_, IsEmpty());
+  StartHostapd();
+  loop_.RunUntilIdle();
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+  EXPECT_THAT(events_, ElementsAre("kHostapdStarted()"));
+}
+
+// A bound socket keeps the file's inode in being, so the kernel tells of a deletion only when the
+// last one who has the socket is gone.
+TEST_F(HostapdMonitorTest, DeletionUnderALivingHostapdIsNoticedWithItsEnd) {
+  StartAttached();
+  std::filesystem::remove(SocketPath());
+  loop_.AdvanceBy(1h);
+  EXPECT_EQ(sockets_.open, 1);
+  EXPECT_TRUE(hostapd_->Send("<3>AP-STA-CONNECT a"));
+  loop_.RunUntilIdle();
+  EXPECT_THAT(events_, ElementsAre("kStationConnect(a)"));
+  StopHostapd();
+  loop_.RunUntilIdle();
+  EXPECT_THAT(sockets_.sent, ElementsAre("DETACH"));
+  EXPECT_EQ(sockets_.open, 0);
+}
+
+TEST_F(HostapdMonitorTest, DetachingFromAHostapdThatIsGoneIsOnlyLogged) {
+  StartAttached();
+  StopHostapd();
+  loop_.RunUntilIdle();
+  EXPECT_THAT(sockets_.sent, ElementsAre("DETACH"));
+  EXPECT_THAT(log_, ElementsAre("Send to hostapd failed: Connection refused (111)"));
+  EXPECT_EQ(sockets_.open, 0);
+}
+
+TEST_F(HostapdMonitorTest, RemovalBeforeTheAnswerSendsNoDetachButRetriesOnce) {
+  StartHostapd();
+  StartMonitor();
+  StopHostapd();
+  loop_.RunUntilIdle();
+  EXPECT_THAT(sockets_.sent, ElementsAre("ATTACH"));
+  EXPECT_EQ(sockets_.open, 0);
+  // The time-out that was armed with the attempt still runs, and starts the retries.
+  loop_.AdvanceBy(1s + 500ms);
+  EXPECT_THAT(log_, ElementsAre("Failed to connect: No such file or directory (2)",
+                                "Could not attach to hostapd"));
+}
+
+TEST_F(HostapdMonitorTest, ARemovalThatWentUnnoticedResetsTheState) {
+  StartAttached();
+  std::filesystem::remove(SocketPath());
+  const std::unique_ptr<FakeHostapd> old_hostapd = std::move(hostapd_);
+  StartHostapd();
+  loop_.RunUntilIdle();
+  EXPECT_THAT(log_, ElementsAre("Already attached, resetting state."));
+  EXPECT_THAT(old_hostapd->Receive(), Optional(std::string("DETACH")));
+  EXPECT_EQ(sockets_.open, 0);
+  EXPECT_EQ(hostapd_->Receive(), std::nullopt);
+  loop_.AdvanceBy(500ms);
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+  EXPECT_THAT(events_, ElementsAre("kHostapdStarted()"));
+}
+
+TEST_F(HostapdMonitorTest, ASocketThatNobodyServesIsRetriedForEver) {
+  std::filesystem::create_directory(SocketPath());
+  StartMonitor();
+  loop_.AdvanceBy(1min);
+  std::vector<std::string> expected;
+  for (int attempt = 0; attempt <= 120; ++attempt) {
+    expected.emplace_back("Failed to connect: Connection refused (111)");
+    expected.emplace_back("Could not attach to hostapd");
+  }
+  EXPECT_EQ(log_, expected);
+  EXPECT_EQ(sockets_.open, 0);
+  EXPECT_THAT(events_, IsEmpty());
+}
+
+struct FailureCase {
+  int TestSockets::State::*failing;
+  int error;
+  const char* log;
+};
+
+class HostapdMonitorFailureTest : public HostapdMonitorTest,
+                                  public ::testing::WithParamInterface<FailureCase> {};
+
+TEST_P(HostapdMonitorFailureTest, IsLoggedRetriedAfterHalfASecondAndLeaksNothing) {
+  StartHostapd();
+  sockets_.*GetParam().failing = GetParam().error;
+  StartMonitor();
+  EXPECT_THAT(log_, ElementsAre(GetParam().log, "Could not attach to hostapd"));
+  EXPECT_EQ(sockets_.open, 0);
+  EXPECT_THAT(events_, IsEmpty());
+  loop_.AdvanceBy(499'999us);
+  EXPECT_EQ(log_.size(), 2u);
+  loop_.AdvanceBy(1us);
+  EXPECT_EQ(log_.size(), 4u);
+
+  sockets_.*GetParam().failing = 0;
+  loop_.AdvanceBy(500ms);
+  EXPECT_EQ(log_.size(), 4u);
+  EXPECT_THAT(events_, ElementsAre("kHostapdStarted()"));
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachCall, HostapdMonitorFailureTest,
+    ::testing::Values(FailureCase{&TestSockets::State::failing_socket, EMFILE,
+                                  "Failed to open hostapd socket: Too many open files (24)"},
+                      FailureCase{&TestSockets::State::failing_bind, EADDRINUSE,
+                                  "Failed to bind to local socket: Address already in use (98)"},
+                      FailureCase{&TestSockets::State::failing_connect, ECONNREFUSED,
+                                  "Failed to connect: Connection refused (111)"},
+                      FailureCase{
+                          &TestSockets::State::failing_send, EAGAIN,
+                          "Send to hostapd failed: Resource temporarily unavailable (11)"}));
+
+TEST_F(HostapdMonitorTest, AnAbstractNameThatIsTakenIsRetriedUntilItIsFree) {
+  StartHostapd();
+  auto twin = std::make_unique<HostapdMonitorImpl>(
+      loop_, factory_, std::make_unique<platform::Sockets>(),
+      [](HostapdEventType, std::string_view, HostapdAttributes) {}, "wavelark", directory_.path(),
+      kInterface);
+  twin->Initialize();
+  loop_.RunUntilIdle();
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+  EXPECT_TRUE(hostapd_->Send("OK\n"));
+  StartMonitor();
+  EXPECT_THAT(log_, ElementsAre("Failed to bind to local socket: Address already in use (98)",
+                                "Could not attach to hostapd"));
+  twin.reset();
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("DETACH")));
+  loop_.AdvanceBy(500ms);
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+}
+
+TEST_F(HostapdMonitorTest, DestructionDetachesAndLaterTasksDoNothing) {
+  StartAttached();
+  Forget();
+  monitor_->SendCommand("PING", 4);
+  monitor_.reset();
+  EXPECT_THAT(sockets_.sent, ElementsAre("PING", "DETACH"));
+  EXPECT_EQ(sockets_.open, 0);
+  loop_.AdvanceBy(1h);
+  EXPECT_THAT(events_, IsEmpty());
+}
+
+TEST_F(HostapdMonitorTest, DestructionInTheMiddleOfARetryDropsIt) {
+  StartHostapd();
+  sockets_.failing_connect = ECONNREFUSED;
+  StartMonitor();
+  Forget();
+  monitor_.reset();
+  loop_.AdvanceBy(1h);
+  EXPECT_THAT(log_, IsEmpty());
+  EXPECT_EQ(sockets_.open, 0);
+}
+
+TEST_F(HostapdMonitorTest, DestructionBeforeTheFirstTaskDropsIt) {
+  StartHostapd();
+  MakeMonitor();
+  monitor_->Initialize();
+  monitor_.reset();
+  loop_.RunUntilIdle();
+  EXPECT_EQ(hostapd_->Receive(), std::nullopt);
+}
+
+using HostapdMonitorDeathTest = HostapdMonitorTest;
+
+TEST_F(HostapdMonitorDeathTest, ASecondInitializeIsFatal) {
+  MakeMonitor();
+  monitor_->Initialize();
+  EXPECT_DEATH(monitor_->Initialize(), "Check failed: !started_");
+}
+
+TEST_F(HostapdMonitorDeathTest, ASecondAttachBeforeTheAnswerIsFatal) {
+  StartHostapd();
+  StartMonitor();
+  // hostapd makes its socket anew before it has answered.
+  EXPECT_DEATH(
+      {
+        std::filesystem::remove(SocketPath());
+        const FakeHostapd new_hostapd(SocketPath());
+        loop_.RunUntilIdle();
+      },
+      "Check failed: kInvalidSocket == hostapd_socket_");
+}
+
+TEST_F(HostapdMonitorDeathTest, AReadErrorIsFatal) {
+  StartAttached();
+  EXPECT_DEATH(factory_.fail("Connection reset by peer (104)"),
+               "Hostapd Socket read returns error: Connection reset by peer \\(104\\)");
+}
+
+}  // namespace
+}  // namespace orvane::ap
