@@ -1,0 +1,49 @@
+#ifndef OPTIMIZER_OPTIMIZER_DAEMON_H_
+#define OPTIMIZER_OPTIMIZER_DAEMON_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "dbus_proxies/flags_proxy.h"
+#include "dbus_proxies/manager_proxy.h"
+#include "optimizer/command_line.h"
+#include "optimizer/hostapd_interface.h"
+#include "optimizer/service.h"
+#include "platform/bus/bus_service_daemon.h"
+#include "platform/weak_ptr.h"
+
+namespace orvane::ap {
+
+// Makes and owns everything that lives as long as the daemon, in a fixed order, and hands the flags
+// of the flags service to the services.
+class OptimizerDaemon : public platform::bus::BusServiceDaemon {
+ public:
+  static constexpr char kServiceName[] = "org.velmora.ap.Wavelark";
+  static constexpr char kObjectPath[] = "/org/velmora/ap/Wavelark";
+
+  explicit OptimizerDaemon(const OptimizerFlags& flags);
+  ~OptimizerDaemon() override;
+
+ protected:
+  // The exit code: 0 to go on and run the loop.
+  int OnInit() override;
+
+ private:
+  void CreateEventUploader();
+  void FollowFlags();
+  void OnFlagsPropertyChanged(org::velmora::ap::FlagsProxyInterface* proxy,
+                              const std::string& property_name);
+
+  HostapdInterface hostapd_interface_;
+  std::unique_ptr<org::velmora::ap::Quillary::ManagerProxy> recorder_proxy_;
+  std::unique_ptr<org::velmora::ap::FlagsProxy> flags_proxy_;
+  bool enable_connection_event_stats_;
+  std::int32_t connection_event_upload_period_;
+  ServiceList services_;
+  platform::WeakPtrFactory<OptimizerDaemon> weak_ptr_factory_{this};
+};
+
+}  // namespace orvane::ap
+
+#endif  // OPTIMIZER_OPTIMIZER_DAEMON_H_
