@@ -1,8 +1,10 @@
 #include "platform/manual_loop.h"
 
 #include <poll.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "platform/logging.h"
 
@@ -10,38 +12,52 @@ namespace orvane::platform {
 
 class ManualLoop::Watch : public FdWatch {
  public:
-  Watch(ManualLoop& loop, int fd, FdWatcher* watcher) : loop_(loop), fd_(fd), watcher_(watcher) {
-    loop_.watches_.push_back(this);
+  Watch(ManualLoop& loop, int fd, FdWatcher* watcher)
+      : loop_(loop), number_(loop.next_watch_number_++), fd_(fd), watcher_(watcher) {
+    loop_.watches_.emplace(number_, this);
   }
-  ~Watch() override { std::erase(loop_.watches_, this); }
+  ~Watch() override { loop_.watches_.erase(number_); }
 
   int fd() const { return fd_; }
-  void Notify() const { watcher_->OnReadReady(fd_); }
+  void Notify() const noexcept { watcher_->OnReadReady(fd_); }
 
  private:
   ManualLoop& loop_;
+  std::uint64_t number_;
   int fd_;
   FdWatcher* watcher_;
 };
 
 std::unique_ptr<FdWatch> ManualLoop::WatchReadable(int fd, FdWatcher* watcher) {
-  if (fd < 0) return nullptr;
+  if (!CanBeWatched(fd)) return nullptr;
   return std::make_unique<Watch>(*this, fd, watcher);
+}
+
+// As epoll, and so the loop of a real process, has it: files and directories are always ready, and
+// nothing is watched twice.
+bool ManualLoop::CanBeWatched(int fd) const {
+  struct stat status;
+  if (fstat(fd, &status) != 0 || S_ISREG(status.st_mode) || S_ISDIR(status.st_mode)) return false;
+  return std::none_of(watches_.begin(), watches_.end(),
+                      [fd](const auto& entry) { return entry.second->fd() == fd; });
 }
 
 bool ManualLoop::ServeDescriptors() {
   std::vector<pollfd> descriptors;
-  descriptors.reserve(watches_.size());
-  for (const Watch* watch : watches_) descriptors.push_back({watch->fd(), POLLIN, 0});
+  std::vector<std::uint64_t> numbers;
+  for (const auto& [number, watch] : watches_) {
+    descriptors.push_back({watch->fd(), POLLIN, 0});
+    numbers.push_back(number);
+  }
   poll(descriptors.data(), descriptors.size(), 0);
 
   bool has_run = false;
-  const std::vector<Watch*> watches = watches_;
-  for (std::size_t i = 0; i < watches.size(); ++i) {
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
     if (descriptors[i].revents == 0) continue;
+    const auto entry = watches_.find(numbers[i]);
     // An earlier watcher of this round may have ended this watch.
-    if (std::find(watches_.begin(), watches_.end(), watches[i]) == watches_.end()) continue;
-    watches[i]->Notify();
+    if (entry == watches_.end()) continue;
+    entry->second->Notify();
     has_run = true;
   }
   return has_run;

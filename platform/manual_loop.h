@@ -1,8 +1,9 @@
 #ifndef PLATFORM_MANUAL_LOOP_H_
 #define PLATFORM_MANUAL_LOOP_H_
 
+#include <cstdint>
+#include <map>
 #include <memory>
-#include <vector>
 
 #include "platform/loop.h"
 
@@ -37,11 +38,14 @@ class ManualLoop : public Loop {
  private:
   class Watch;
 
+  bool CanBeWatched(int fd) const;
   bool ServeDescriptors();
 
   WallTime wall_now_{std::chrono::seconds(1'000'000'000)};
   MonotonicTime monotonic_now_{};
-  std::vector<Watch*> watches_;
+  // By their numbers in order of creation, which are never used again.
+  std::map<std::uint64_t, Watch*> watches_;
+  std::uint64_t next_watch_number_ = 0;
 };
 
 }  // namespace orvane::platform
