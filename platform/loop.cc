@@ -26,11 +26,12 @@ std::optional<MonotonicTime> Loop::NextDeadline() const {
   return std::nullopt;
 }
 
-bool Loop::RunTurn() {
+bool Loop::RunTurn() noexcept {
   const MonotonicTime now = MonotonicNow();
   const std::uint64_t first_of_next_turn = next_timer_number_;
-  const std::vector<PendingTask> tasks = std::exchange(posted_, {});
-  for (const PendingTask& pending : tasks) pending.task();
+  std::vector<PendingTask> tasks = std::exchange(posted_, {});
+  // Each goes as soon as it has run, as timers do, with what it holds.
+  for (PendingTask& pending : tasks) std::exchange(pending.task, nullptr)();
 
   bool has_run = !tasks.empty();
   // Found anew each time, since a task may disarm any other.

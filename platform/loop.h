@@ -67,7 +67,7 @@ class Loop {
   std::optional<MonotonicTime> NextDeadline() const;
 
   // One turn. Whether there was something to run.
-  bool RunTurn();
+  bool RunTurn() noexcept;
 
   // The first deadline may have come closer.
   virtual void OnDeadlineChanged() = 0;

@@ -134,6 +134,19 @@ struct Tracer {
   std::string name_;
 };
 
+TEST_P(LoopTest, ATaskIsDestroyedAsSoonAsItHasRun) {
+  loop().PostTask(
+      [this, tracer = std::make_shared<Tracer>(notes_, "task")] { notes_.push_back("task runs"); });
+  loop().PostTask(Note("second task"));
+  loop().PostDelayedTask([this, tracer = std::make_shared<Tracer>(
+                                    notes_, "timer")] { notes_.push_back("timer runs"); },
+                         kNoDelay);
+  loop().PostDelayedTask(Note("second timer"), kNoDelay);
+  RunUntilIdle();
+  EXPECT_THAT(notes_, ElementsAre("task runs", "task destroyed", "second task", "timer runs",
+                                  "timer destroyed", "second timer"));
+}
+
 TEST_P(LoopTest, ServesADescriptorAgainAndAgainUntilItIsDrained) {
   const Pipe pipe;
   int calls = 0;
@@ -307,6 +320,26 @@ INSTANTIATE_TEST_SUITE_P(Loops, LoopDeathTest, BothLoops(), LoopName);
 [[noreturn]] void Throw() { throw std::runtime_error("nobody catches this"); }
 
 // The loop is made in the process that is to die: sd-event refuses to work on in a fork.
+TEST_P(LoopDeathTest, AnExceptionThatLeavesATaskEndsTheProcess) {
+  EXPECT_DEATH(
+      {
+        const auto driver = GetParam().make_driver();
+        driver->loop().PostTask(Throw);
+        driver->RunUntilIdle();
+      },
+      "nobody catches this");
+}
+
+TEST_P(LoopDeathTest, AnExceptionThatLeavesATimerEndsTheProcess) {
+  EXPECT_DEATH(
+      {
+        const auto driver = GetParam().make_driver();
+        driver->loop().PostDelayedTask(Throw, kNoDelay);
+        driver->RunUntilIdle();
+      },
+      "nobody catches this");
+}
+
 TEST_P(LoopDeathTest, AnExceptionThatLeavesAWatcherEndsTheProcess) {
   EXPECT_DEATH(
       {
