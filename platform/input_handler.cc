@@ -20,23 +20,24 @@ class DatagramHandler : public InputHandler, private FdWatcher {
   DatagramHandler(Loop& loop, int fd, InputHandlerFactory::DataCallback on_data,
                   InputHandlerFactory::ErrorCallback on_error)
       : callbacks_(std::make_shared<Callbacks>(std::move(on_data), std::move(on_error))),
-        buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kLargestDatagram)),
         watch_(loop.WatchReadable(fd, this)) {
     CHECK(watch_ != nullptr);
   }
 
  private:
+  // All that a running callback uses: it must not be destroyed with the handler.
   struct Callbacks {
     Callbacks(InputHandlerFactory::DataCallback data, InputHandlerFactory::ErrorCallback error)
         : on_data(std::move(data)), on_error(std::move(error)) {}
 
     InputHandlerFactory::DataCallback on_data;
     InputHandlerFactory::ErrorCallback on_error;
+    std::unique_ptr<std::uint8_t[]> buffer =
+        std::make_unique_for_overwrite<std::uint8_t[]>(kLargestDatagram);
   };
 
   void OnReadReady(int fd) override {
     const WeakPtr<DatagramHandler> alive = weak_ptr_factory_.GetWeakPtr();
-    // The callback that runs must not be destroyed with the handler.
     const std::shared_ptr<const Callbacks> callbacks = callbacks_;
     for (int i = 0; i < DatagramHandlerFactory::kDatagramsPerWakeUp && alive; ++i) {
       if (!ReadOne(fd, *callbacks)) return;
@@ -47,10 +48,10 @@ class DatagramHandler : public InputHandler, private FdWatcher {
 
   // Whether there may be more to read.
   bool ReadOne(int fd, const Callbacks& callbacks) {
-    const ssize_t length =
-        RetryOnEintr([&] { return recv(fd, buffer_.get(), kLargestDatagram, MSG_DONTWAIT); });
+    const ssize_t length = RetryOnEintr(
+        [&] { return recv(fd, callbacks.buffer.get(), kLargestDatagram, MSG_DONTWAIT); });
     if (length >= 0) {
-      callbacks.on_data({buffer_.get(), static_cast<std::size_t>(length)});
+      callbacks.on_data({callbacks.buffer.get(), static_cast<std::size_t>(length)});
       return true;
     }
     if (errno == EAGAIN) return false;
@@ -61,7 +62,6 @@ class DatagramHandler : public InputHandler, private FdWatcher {
   }
 
   std::shared_ptr<const Callbacks> callbacks_;
-  std::unique_ptr<std::uint8_t[]> buffer_;
   std::unique_ptr<FdWatch> watch_;
   WeakPtrFactory<DatagramHandler> weak_ptr_factory_{this};
 };

@@ -1,0 +1,234 @@
+#include "platform/input_handler.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/files.h"
+#include "platform/loop_test_driver.h"
+
+namespace orvane::platform {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr int kBatch = DatagramHandlerFactory::kDatagramsPerWakeUp;
+
+class InputHandlerTest : public BothLoopsTest {
+ protected:
+  InputHandlerTest() {
+    std::array<int, 2> fds = {-1, -1};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, fds.data()), 0);
+    socket_ = ScopedFd(fds[0]);
+    peer_ = ScopedFd(fds[1]);
+  }
+
+  void Send(std::string_view datagram) {
+    ASSERT_EQ(send(peer_.get(), datagram.data(), datagram.size(), 0),
+              static_cast<ssize_t>(datagram.size()));
+  }
+
+  // Notes what it reads.
+  void Handle(int fd) {
+    handler_ = factory_.Create(
+        fd, [this](std::span<const std::uint8_t> bytes) { datagrams_.push_back(AsText(bytes)); },
+        [this](std::string_view error) { errors_.emplace_back(error); });
+  }
+
+  static std::string AsText(std::span<const std::uint8_t> bytes) {
+    return {bytes.begin(), bytes.end()};
+  }
+
+  ScopedFd socket_;
+  ScopedFd peer_;
+  DatagramHandlerFactory factory_{loop()};
+  std::vector<std::string> datagrams_;
+  std::vector<std::string> errors_;
+  std::unique_ptr<InputHandler> handler_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Loops, InputHandlerTest, BothLoops(), LoopName);
+
+TEST_P(InputHandlerTest, GivesEachDatagramWhole) {
+  Handle(socket_.get());
+  Send("one");
+  Send("two");
+  EXPECT_THAT(datagrams_, IsEmpty());
+  RunUntilIdle();
+  EXPECT_THAT(datagrams_, ElementsAre("one", "two"));
+  Send("three");
+  RunUntilIdle();
+  EXPECT_THAT(datagrams_, ElementsAre("one", "two", "three"));
+  EXPECT_THAT(errors_, IsEmpty());
+}
+
+TEST_P(InputHandlerTest, ReadsWhatWasThereBeforeIt) {
+  Send("before");
+  Handle(socket_.get());
+  RunUntilIdle();
+  EXPECT_THAT(datagrams_, ElementsAre("before"));
+}
+
+TEST_P(InputHandlerTest, AnEmptyDatagramIsADatagram) {
+  Handle(socket_.get());
+  Send("");
+  Send("after");
+  RunUntilIdle();
+  EXPECT_THAT(datagrams_, ElementsAre("", "after"));
+}
+
+TEST_P(InputHandlerTest, KeepsEveryByteOfTheLargestDatagram) {
+  constexpr int kSendBuffer = 256 * 1024;
+  setsockopt(peer_.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
+  std::string large(64 * 1024, '\0');
+  large.front() = 'a';
+  large.back() = 'z';
+  Handle(socket_.get());
+  Send(large);
+  Send("small");
+  RunUntilIdle();
+  ASSERT_EQ(datagrams_.size(), 2U);
+  EXPECT_TRUE(datagrams_[0] == large);
+  EXPECT_EQ(datagrams_[1], "small");
+}
+
+TEST_P(InputHandlerTest, TakesABoundedNumberOfDatagramsForEachWakeUp) {
+  // The kernel queues only so many datagrams for one socket: the callback keeps the queue filled.
+  int received = 0;
+  handler_ = factory_.Create(
+      socket_.get(),
+      [&](std::span<const std::uint8_t> /*bytes*/) {
+        ++received;
+        Send("again");
+      },
+      [](std::string_view /*error*/) {});
+  Send("first");
+  int received_before_the_task = 0;
+  EXPECT_TRUE(RunUntil([&] { return received > 0; }));
+  EXPECT_EQ(received, kBatch);
+  loop().PostTask([&] { received_before_the_task = received; });
+  EXPECT_TRUE(RunUntil([&] { return received_before_the_task > 0; }));
+  EXPECT_LE(received_before_the_task, 2 * kBatch);
+  EXPECT_TRUE(RunUntil([&] { return received == 10 * kBatch; }));
+}
+
+TEST_P(InputHandlerTest, ReadsManyDatagramsInOrder) {
+  constexpr int kMany = 20'000;
+  Handle(socket_.get());
+  int sent = 0;
+  EXPECT_TRUE(RunUntil([&] {
+    while (sent < kMany) {
+      const std::string text = std::to_string(sent);
+      if (send(peer_.get(), text.data(), text.size(), 0) < 0) break;
+      ++sent;
+    }
+    return datagrams_.size() == kMany;
+  }));
+  for (int i = 0; i < kMany; ++i) {
+    ASSERT_EQ(datagrams_[static_cast<std::size_t>(i)], std::to_string(i));
+  }
+}
+
+TEST_P(InputHandlerTest, StopsWithItsDestruction) {
+  Handle(socket_.get());
+  Send("unread");
+  handler_.reset();
+  RunUntilIdle();
+  EXPECT_THAT(datagrams_, IsEmpty());
+}
+
+TEST_P(InputHandlerTest, ItsDataCallbackMayDestroyItAndGoOnReadingTheDatagram) {
+  std::string text;
+  handler_ = factory_.Create(
+      socket_.get(),
+      [this, &text, captured = std::string("captured text that is not short")](
+          std::span<const std::uint8_t> bytes) {
+        handler_.reset();
+        text = AsText(bytes) + ", " + captured;
+      },
+      [](std::string_view /*error*/) {});
+  Send("datagram");
+  Send("another one");
+  RunUntilIdle();
+  EXPECT_EQ(text, "datagram, captured text that is not short");
+}
+
+TEST_P(InputHandlerTest, ItsDataCallbackMayReplaceIt) {
+  handler_ = factory_.Create(
+      socket_.get(),
+      [this](std::span<const std::uint8_t> bytes) {
+        datagrams_.push_back("first handler: " + AsText(bytes));
+        handler_.reset();
+        Handle(socket_.get());
+      },
+      [](std::string_view /*error*/) {});
+  Send("one");
+  Send("two");
+  RunUntilIdle();
+  EXPECT_THAT(datagrams_, ElementsAre("first handler: one", "two"));
+}
+
+// A pipe can be watched, but not read as a socket.
+class BrokenInput {
+ public:
+  BrokenInput() {
+    std::array<int, 2> fds = {-1, -1};
+    EXPECT_EQ(pipe2(fds.data(), O_CLOEXEC | O_NONBLOCK), 0);
+    reader_ = ScopedFd(fds[0]);
+    writer_ = ScopedFd(fds[1]);
+    EXPECT_EQ(write(writer_.get(), "x", 1), 1);
+  }
+  int fd() const { return reader_.get(); }
+
+ private:
+  ScopedFd reader_;
+  ScopedFd writer_;
+};
+
+TEST_P(InputHandlerTest, ReportsAnErrorOnceAndReadsNoMore) {
+  const BrokenInput input;
+  Handle(input.fd());
+  RunUntilIdle();
+  EXPECT_THAT(errors_, ElementsAre("Socket operation on non-socket (88)"));
+  EXPECT_THAT(datagrams_, IsEmpty());
+}
+
+TEST_P(InputHandlerTest, ItsErrorCallbackMayDestroyIt) {
+  const BrokenInput input;
+  std::string text;
+  handler_ = factory_.Create(
+      input.fd(), [](std::span<const std::uint8_t> /*bytes*/) {},
+      [this, &text,
+       captured = std::string("captured text that is not short")](std::string_view error) {
+        handler_.reset();
+        text = captured + ": " + std::string(error);
+      });
+  RunUntilIdle();
+  EXPECT_EQ(text, "captured text that is not short: Socket operation on non-socket (88)");
+}
+
+using InputHandlerDeathTest = InputHandlerTest;
+
+INSTANTIATE_TEST_SUITE_P(Loops, InputHandlerDeathTest, BothLoops(), LoopName);
+
+TEST_P(InputHandlerDeathTest, ADescriptorThatCannotBeWatchedIsFatal) {
+  EXPECT_DEATH(
+      {
+        const auto driver = GetParam().make_driver();
+        DatagramHandlerFactory factory(driver->loop());
+        const auto handler = factory.Create(
+            -1, [](auto) {}, [](auto) {});
+      },
+      "Check failed: watch_ != nullptr");
+}
+
+}  // namespace
+}  // namespace orvane::platform
