@@ -21,7 +21,7 @@ class SdEventLoop : public Loop {
   // Runs until Quit; returns its exit code.
   int Run();
 
-  // Ends Run once the callback that is running has returned. The first exit code counts.
+  // Ends Run once the turn or the callback that is running is over. The first exit code counts.
   void Quit(int exit_code);
 
   // Calls `callback` on the loop whenever the process gets the signal, which is blocked from then
