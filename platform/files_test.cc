@@ -1,0 +1,195 @@
+#include "platform/files.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <thread>
+
+namespace orvane::platform {
+namespace {
+
+bool IsOpen(int fd) { return fcntl(fd, F_GETFD) != -1; }
+
+int OpenSomething() { return open("/", O_RDONLY | O_CLOEXEC); }
+
+TEST(ScopedFdTest, ClosesItsDescriptor) {
+  int fd = -1;
+  {
+    const ScopedFd owner(OpenSomething());
+    fd = owner.get();
+    EXPECT_TRUE(owner.is_valid());
+    EXPECT_TRUE(IsOpen(fd));
+  }
+  EXPECT_FALSE(IsOpen(fd));
+}
+
+TEST(ScopedFdTest, HoldsNothingByDefault) {
+  const ScopedFd nothing;
+  EXPECT_FALSE(nothing.is_valid());
+  EXPECT_EQ(nothing.get(), -1);
+}
+
+TEST(ScopedFdTest, OwnsWhatIsMovedToIt) {
+  ScopedFd first(OpenSomething());
+  const int fd = first.get();
+  ScopedFd second(std::move(first));
+  EXPECT_FALSE(first.is_valid());  // NOLINT(bugprone-use-after-move): what is promised
+  EXPECT_EQ(second.get(), fd);
+  second = ScopedFd();
+  EXPECT_FALSE(second.is_valid());
+  EXPECT_FALSE(IsOpen(fd));
+}
+
+TEST(RetryOnEintrTest, RepeatsOnlyAnInterruptedCall) {
+  int calls = 0;
+  EXPECT_EQ(RetryOnEintr([&calls] {
+              errno = EINTR;
+              return ++calls < 3 ? -1 : 42;
+            }),
+            42);
+  EXPECT_EQ(calls, 3);
+
+  calls = 0;
+  EXPECT_EQ(RetryOnEintr([&calls] {
+              ++calls;
+              errno = EIO;
+              return ssize_t{-1};
+            }),
+            -1);
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(errno, EIO);
+}
+
+class FilesTest : public testing::Test {
+ protected:
+  FilesTest() {
+    std::string pattern = testing::TempDir() + "files_XXXXXX";
+    directory_ = mkdtemp(pattern.data());
+  }
+  ~FilesTest() override { std::filesystem::remove_all(directory_); }
+
+  FilePath Write(const std::string& contents) {
+    const FilePath path = directory_ / "file";
+    std::ofstream(path, std::ios::binary) << contents;
+    return path;
+  }
+
+  FilePath directory_;
+};
+
+TEST_F(FilesTest, ReadsEveryByte) {
+  const std::string contents("a\0b\r\n\xff\n\0", 8);
+  EXPECT_EQ(ReadFileToString(Write(contents)), contents);
+}
+
+TEST_F(FilesTest, ReadsFilesOfAnySize) {
+  for (const std::size_t size : {0, 1, 4095, 4096, 4097, 3 * 1024 * 1024}) {
+    std::string contents(size, 'x');
+    if (size > 0) contents.back() = 'y';
+    EXPECT_TRUE(ReadFileToString(Write(contents)) == contents) << size << " bytes";
+  }
+}
+
+// The files of procfs and sysfs have a size of 0, or of a page, whatever is in them.
+TEST_F(FilesTest, ReadsMoreThanTheSizeThatTheFileClaims) {
+  struct stat status = {};
+  ASSERT_EQ(stat("/proc/self/status", &status), 0);
+  ASSERT_EQ(status.st_size, 0);
+  EXPECT_NE(ReadFileToString("/proc/self/status").value_or("").find("\nPid:\t"), std::string::npos);
+}
+
+TEST_F(FilesTest, GivesNothingForWhatIsNoReadableFile) {
+  EXPECT_EQ(ReadFileToString(directory_ / "missing"), std::nullopt);
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(ReadFileToString(directory_), std::nullopt);
+  EXPECT_EQ(errno, EISDIR);
+  EXPECT_EQ(ReadFileToString(Write("x") / "below_a_file"), std::nullopt);
+  EXPECT_EQ(errno, ENOTDIR);
+}
+
+TEST_F(FilesTest, LeavesNoDescriptorOpen) {
+  const int next_fd = OpenSomething();
+  close(next_fd);
+  EXPECT_TRUE(ReadFileToString(Write("x")).has_value());
+  EXPECT_FALSE(ReadFileToString(directory_).has_value());
+  EXPECT_FALSE(ReadFileToString(directory_ / "missing").has_value());
+  const ScopedFd after(OpenSomething());
+  EXPECT_EQ(after.get(), next_fd);
+}
+
+volatile sig_atomic_t interruptions = 0;
+
+// Interrupts the system calls of the test's thread every millisecond.
+class Interrupter {
+ public:
+  Interrupter() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) { interruptions = interruptions + 1; };
+    sigaction(SIGALRM, &action, &old_action_);
+    constexpr itimerval kEachMillisecond = {{0, 1000}, {0, 1000}};
+    setitimer(ITIMER_REAL, &kEachMillisecond, nullptr);
+  }
+  ~Interrupter() {
+    constexpr itimerval kNever = {};
+    setitimer(ITIMER_REAL, &kNever, nullptr);
+    sigaction(SIGALRM, &old_action_, nullptr);
+  }
+
+ private:
+  struct sigaction old_action_ = {};
+};
+
+// A named pipe, since opening one and reading it really wait, and so are really interrupted.
+TEST_F(FilesTest, SurvivesInterruptions) {
+  const FilePath path = directory_ / "pipe";
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGALRM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::thread writer([&path] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    std::ofstream pipe(path);
+    pipe << "first" << std::flush;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    pipe << "second";
+  });
+  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+
+  std::optional<std::string> contents;
+  {
+    const Interrupter interrupter;
+    contents = ReadFileToString(path);
+  }
+  writer.join();
+  EXPECT_EQ(contents, "firstsecond");
+  EXPECT_GT(interruptions, 5);
+}
+
+TEST_F(FilesTest, TellsWhatExists) {
+  EXPECT_TRUE(PathExists(directory_));
+  EXPECT_FALSE(PathExists(directory_ / "file"));
+  const FilePath file = Write("");
+  EXPECT_TRUE(PathExists(file));
+  EXPECT_FALSE(PathExists(file / "below_a_file"));
+  EXPECT_FALSE(PathExists(""));
+}
+
+TEST_F(FilesTest, FollowsLinksToTellWhatExists) {
+  const FilePath link = directory_ / "link";
+  std::filesystem::create_symlink("file", link);
+  EXPECT_FALSE(PathExists(link));
+  Write("");
+  EXPECT_TRUE(PathExists(link));
+}
+
+}  // namespace
+}  // namespace orvane::platform
