@@ -50,10 +50,11 @@ class SeverityFlag : public spdlog::custom_flag_formatter {
   }
 };
 
-std::unique_ptr<spdlog::formatter> MakeFormatter(bool with_header) {
-  auto formatter = std::make_unique<spdlog::pattern_formatter>();
+std::unique_ptr<spdlog::formatter> MakeFormatter(unsigned options, const std::string& line_end) {
+  auto formatter =
+      std::make_unique<spdlog::pattern_formatter>(spdlog::pattern_time_type::local, line_end);
   formatter->add_flag<SeverityFlag>('*');
-  formatter->set_pattern(with_header ? "%Y-%m-%d %H:%M:%S.%f %* %g:%#] %v" : "%v");
+  formatter->set_pattern((options & kLogHeader) != 0 ? "%Y-%m-%d %H:%M:%S.%f %* %g:%#] %v" : "%v");
   return formatter;
 }
 
@@ -61,13 +62,15 @@ std::unique_ptr<spdlog::logger> MakeLogger(unsigned options, const std::string& 
   std::vector<spdlog::sink_ptr> sinks;
   if ((options & kLogToStderr) != 0) {
     sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_st>());
+    sinks.back()->set_formatter(MakeFormatter(options, "\n"));
   }
   if ((options & kLogToSystemLog) != 0) {
     sinks.push_back(std::make_shared<spdlog::sinks::syslog_sink_st>(name, LOG_PID, LOG_DAEMON,
                                                                     /*enable_formatting=*/true));
+    // Each datagram to the system log is a line; an end of line would be part of its text.
+    sinks.back()->set_formatter(MakeFormatter(options, ""));
   }
   auto logger = std::make_unique<spdlog::logger>(name, sinks.begin(), sinks.end());
-  logger->set_formatter(MakeFormatter((options & kLogHeader) != 0));
   logger->set_level(spdlog::level::trace);
   // A failing sink (standard error closed, say) must not be reported on that very sink.
   logger->set_error_handler([](const std::string& /*text*/) {});
@@ -97,6 +100,8 @@ LogListener* current_listener = nullptr;
 }  // namespace
 
 void InitLog(unsigned options, const std::string& name) {
+  // A logger that goes closes the system log, so it has to go before the new one opens it.
+  CurrentLogger().reset();
   CurrentLogger() = MakeLogger(options, name);
   std::set_terminate(LogUncaughtException);
 }
