@@ -125,8 +125,9 @@ LogMessage::LogMessage(Severity severity, const char* file, int line)
 LogMessage::~LogMessage() {
   CurrentLogger()->log(spdlog::source_loc(file_, line_, ""), RowOf(severity_).level,
                        spdlog::string_view_t(text_.data(), text_.size()));
-  if (current_listener != nullptr) {
-    current_listener->callback_(severity_, std::string_view(text_.data(), text_.size()));
+  for (const LogListener* listener = current_listener; listener != nullptr;
+       listener = listener->previous_) {
+    listener->callback_(severity_, std::string_view(text_.data(), text_.size()));
   }
   if (severity_ == Severity::kFatal) std::abort();
 }

@@ -46,7 +46,8 @@ namespace internal {
 class LogMessage;
 }
 
-// Takes every line that is logged while it is alive, beside the usual places. For tests.
+// Takes every line that is logged while it is alive, beside the usual places. For tests. The one
+// that was made last is to be destroyed first.
 class LogListener {
  public:
   using Callback = std::function<void(Severity severity, std::string_view message)>;
