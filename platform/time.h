@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <string>
 
 namespace orvane::platform {
 
@@ -19,6 +20,10 @@ using MonotonicTime = std::chrono::time_point<std::chrono::steady_clock, TimeSpa
 constexpr TimeSpan SecondsToTimeSpan(std::int32_t seconds) {
   return TimeSpan(std::int64_t{seconds} * 1'000'000);
 }
+
+// For people: hours, minutes and seconds, without those that are 0, such as "2m30s", "1.5s", "-1h"
+// and "0s".
+std::string FormatTimeSpan(TimeSpan span);
 
 }  // namespace orvane::platform
 

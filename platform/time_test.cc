@@ -17,5 +17,31 @@ TEST(TimeTest, EveryNumberOfSecondsHasATimeSpan) {
             -2'147'483'648'000'000);
 }
 
+TEST(FormatTimeSpanTest, ShowsHoursMinutesAndSecondsThatAreNotZero) {
+  const struct {
+    std::int64_t usec;
+    const char* text;
+  } kRows[] = {
+      {0, "0s"},
+      {1, "0.000001s"},
+      {250'000, "0.25s"},
+      {1'500'000, "1.5s"},
+      {10'000'000, "10s"},
+      {60'000'000, "1m"},
+      {150'000'000, "2m30s"},
+      {600'000'000, "10m"},
+      {3'600'000'000, "1h"},
+      {3'600'000'001, "1h0.000001s"},
+      {90'061'000'000, "25h1m1s"},
+      {-5'000'000, "-5s"},
+      {-150'000'000, "-2m30s"},
+      {std::numeric_limits<std::int64_t>::max(), "2562047788h54.775807s"},
+      {std::numeric_limits<std::int64_t>::min(), "-2562047788h54.775808s"},
+  };
+  for (const auto& row : kRows) {
+    EXPECT_EQ(FormatTimeSpan(TimeSpan(row.usec)), row.text) << row.usec;
+  }
+}
+
 }  // namespace
 }  // namespace orvane::platform
