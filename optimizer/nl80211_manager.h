@@ -9,7 +9,9 @@
 #include "optimizer/nl80211_mesh_path.h"
 #include "optimizer/nl80211_mesh_proxy_path.h"
 #include "optimizer/nl80211_station.h"
+#include "platform/byte_string.h"
 #include "platform/netlink/attribute_list.h"
+#include "platform/netlink/generic_netlink_request.h"
 #include "platform/netlink/netlink_manager.h"
 
 namespace orvane::ap {
@@ -68,6 +70,15 @@ class Nl80211Manager {
   static void LogNl80211Error(const Nl80211Error* error);
 };
 
+namespace internal {
+
+// Fatal when the request has no room left.
+void SetInterfaceIndex(std::uint32_t interface, platform::GenericNetlinkRequest* request);
+void SetStationAddress(const platform::ByteString& address,
+                       platform::GenericNetlinkRequest* request);
+void SetStationAddress(const MacAddress& mac_address, platform::GenericNetlinkRequest* request);
+
+}  // namespace internal
 }  // namespace orvane::ap
 
 #endif  // OPTIMIZER_NL80211_MANAGER_H_

@@ -67,8 +67,6 @@ class Nl80211Station {
     std::uint32_t set = 0;
   };
 
-  void ReadMessage();
-  void ReadStationInformation();
   bool HasFlag(int flag) const;
 
   const platform::GenericNetlinkMessage* message_;

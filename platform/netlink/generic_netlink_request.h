@@ -19,8 +19,8 @@ class GenericNetlinkRequest {
   // Of the whole message, headers included.
   static constexpr std::size_t kCapacity = 256;
 
-  // Adds attributes to its request. Each setter reports false, and adds nothing, when there is no
-  // room left.
+  // Adds attributes to its request, which must outlive it. Each setter reports false, and adds
+  // nothing, when there is no room left.
   class Attributes {
    public:
     bool SetU32AttributeValue(std::uint16_t type, std::uint32_t value);
@@ -30,6 +30,7 @@ class GenericNetlinkRequest {
 
    private:
     friend class GenericNetlinkRequest;
+
     explicit Attributes(GenericNetlinkRequest* request) : request_(request) {}
 
     GenericNetlinkRequest* request_;
@@ -38,10 +39,7 @@ class GenericNetlinkRequest {
   // `message_type` is the id of the family. The flags are NLM_F_REQUEST and NLM_F_ACK.
   GenericNetlinkRequest(std::uint16_t message_type, std::uint8_t command);
 
-  GenericNetlinkRequest(const GenericNetlinkRequest& other) = default;
-  GenericNetlinkRequest& operator=(const GenericNetlinkRequest& other) = default;
-
-  Attributes* attributes();
+  Attributes attributes() { return Attributes(this); }
 
   std::uint16_t message_type() const { return header().nlmsg_type; }
   std::uint16_t flags() const { return header().nlmsg_flags; }

@@ -115,29 +115,41 @@ class NetlinkManager : private FdWatcher {
   void OnReadReady(int fd) override;
   void OnWriteReady(int /*fd*/) override {}
 
+  void ReadTransport();
   // Whether there may be more to read.
   bool ReceiveOne();
   void WalkDatagram(std::span<const std::uint8_t> datagram);
   RequestPtr FindRequest(const NetlinkMessage& message) const;
+
+  RequestPtr AddRequest(const GenericNetlinkRequest& message, MessageHandler on_message,
+                        AcknowledgementHandler on_acknowledgement, AuxiliaryHandler on_auxiliary);
+  bool Transmit(const Request& request);
+  void TransmitOrFail(const Request& request);
+  void TransmitNextDump();
+  void AwaitRequest(const Request& request, TimeSpan limit);
+  void ArmDeadline(Request& request);
+  void OnDeadline(std::uint32_t sequence);
+  void OnTransmitFailed(std::uint32_t sequence);
+  // By value: the caller's may be the one that is dropped on the way.
+  void Release(RequestPtr request);
+  void End(RequestPtr request, AuxiliaryKind kind, const NetlinkMessage* message);
+
   void Dispatch(const RequestPtr& request, const NetlinkMessage& message);
   void DispatchReply(const RequestPtr& request, const NetlinkMessage& message);
   void DispatchAcknowledgement(const RequestPtr& request);
 
-  void Transmit(const RequestPtr& request);
-  void TransmitNextDump();
-  void OnDeadline(std::uint32_t sequence);
-  void Release(const RequestPtr& request);
-  void End(const RequestPtr& request, AuxiliaryKind kind, const NetlinkMessage* message);
-
   std::uint32_t TakeSequence();
 
   std::unique_ptr<NetlinkTransport> transport_;
-  // Shared with the walk over it, which a handler may make outlive the manager.
+  bool is_open_ = false;
+  // Shared with a walk over it: a handler may destroy the manager.
   std::shared_ptr<std::uint8_t[]> buffer_;
+  bool is_walking_ = false;
   std::uint16_t nl80211_message_type_ = 0;
   std::uint32_t last_sequence_ = 0;
   Loop* loop_ = nullptr;
   std::unique_ptr<FdWatch> watch_;
+  // By sequence number.
   std::map<std::uint32_t, RequestPtr> requests_;
   RequestPtr dump_under_way_;
   std::deque<RequestPtr> waiting_dumps_;

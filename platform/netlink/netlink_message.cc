@@ -55,8 +55,13 @@ std::int32_t NetlinkMessage::GetError() const {
   return result;
 }
 
+// The smallest number has no opposite, and stays what it is.
+std::int32_t NetlinkMessage::GetErrno() const {
+  return static_cast<std::int32_t>(-std::int64_t{GetError()});
+}
+
 std::string NetlinkMessage::GetErrorText() const {
-  std::string text = SystemErrorText(-GetError());
+  std::string text = SystemErrorText(GetErrno());
   const std::string_view detail = TextOf(GetExtendedAcknowledgement().Find(NLMSGERR_ATTR_MSG));
   if (!detail.empty()) text.append(": ").append(detail);
   return text;

@@ -37,6 +37,9 @@ class NetlinkMessage {
   // The error value of such a message, a negative errno or 0; 0 for any other message.
   std::int32_t GetError() const;
 
+  // The same with the other sign: a positive errno or 0.
+  std::int32_t GetErrno() const;
+
   // The error for people: the system's text and number, and what the kernel itself has to say.
   std::string GetErrorText() const;
 

@@ -14,7 +14,7 @@ enum class ReceiveStatus : std::uint8_t {
   kNothing,    // Nothing there now.
   kIgnored,    // A datagram from somebody else than the kernel. Dropped.
   kTruncated,  // A datagram larger than the buffer. Dropped.
-  kOverrun,    // The kernel had to drop messages, since nobody read in time.
+  kLost,       // The kernel had to drop messages, for want of room; errno says more. Others follow.
   kFailed,     // It will not work any more; errno says why.
 };
 

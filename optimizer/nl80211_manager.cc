@@ -1,0 +1,168 @@
+#include "optimizer/nl80211_manager.h"
+
+#include <linux/netlink.h>
+#include <linux/nl80211.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/byte_string.h"
+#include "platform/logging.h"
+
+namespace orvane::ap {
+
+using platform::AttributeList;
+using platform::ByteString;
+using platform::GenericNetlinkMessage;
+using platform::GenericNetlinkRequest;
+using platform::NetlinkManager;
+using platform::NetlinkMessage;
+using AuxiliaryKind = NetlinkManager::AuxiliaryKind;
+using CompletionCallback = Nl80211Manager::CompletionCallback;
+
+namespace {
+
+const char* TextOf(AuxiliaryKind kind) {
+  switch (kind) {
+    case AuxiliaryKind::kTimeOut:
+      return "Netlink response timeout";
+    case AuxiliaryKind::kUnexpectedType:
+      return "Unexpected Netlink response type";
+    case AuxiliaryKind::kDone:
+    case AuxiliaryKind::kKernelError:
+      break;
+  }
+  return "Unknown Netlink error";
+}
+
+void Fail(const CompletionCallback& callback, std::string message, std::int32_t code) {
+  const Nl80211Error error = {std::move(message), code};
+  callback(&error);
+}
+
+void OnAuxiliaryMessage(bool is_dump, AuxiliaryKind kind, const NetlinkMessage* message,
+                        const CompletionCallback& callback) {
+  if (message == nullptr) {
+    Fail(callback, TextOf(kind), static_cast<std::int32_t>(kind));
+  } else if (message->IsError()) {
+    Fail(callback, message->GetErrorText(), message->GetErrno());
+  } else if (!message->IsDone()) {
+    VLOG(1) << "Unexpected message received: type " << message->type();
+  } else if (is_dump) {
+    callback(nullptr);
+  }
+}
+
+template <typename Record>
+void SendRequest(const GenericNetlinkRequest& request, NetlinkManager* netlink_manager,
+                 std::function<void(const Record&)> record_callback,
+                 CompletionCallback completion_callback) {
+  netlink_manager->Send(
+      request,
+      [record_callback = std::move(record_callback)](const GenericNetlinkMessage& message) {
+        record_callback(Record(message));
+      },
+      [](bool* remove_handlers) { *remove_handlers = false; },
+      [is_dump = request.IsDump(), completion_callback = std::move(completion_callback)](
+          AuxiliaryKind kind, const NetlinkMessage* message) {
+        OnAuxiliaryMessage(is_dump, kind, message, completion_callback);
+      });
+}
+
+template <typename Record>
+bool SendDump(const std::string& interface_name, std::uint8_t command,
+              NetlinkManager* netlink_manager, std::function<void(const Record&)> record_callback,
+              CompletionCallback completion_callback) {
+  const std::uint32_t interface_index = netlink_manager->GetInterfaceIndex(interface_name);
+  if (interface_index == 0) return false;
+  GenericNetlinkRequest request(netlink_manager->nl80211_message_type(), command);
+  internal::SetInterfaceIndex(interface_index, &request);
+  request.AddFlags(NLM_F_DUMP);
+  SendRequest(request, netlink_manager, std::move(record_callback), std::move(completion_callback));
+  return true;
+}
+
+}  // namespace
+
+namespace internal {
+
+void SetInterfaceIndex(std::uint32_t interface, GenericNetlinkRequest* request) {
+  CHECK_TEXT(request->attributes().SetU32AttributeValue(NL80211_ATTR_IFINDEX, interface),
+             "request.attributes()->SetU32AttributeValue( NL80211_ATTR_IFINDEX, interface)");
+}
+
+void SetStationAddress(const ByteString& address, GenericNetlinkRequest* request) {
+  CHECK_TEXT(request->attributes().SetRawAttributeValue(NL80211_ATTR_MAC, address),
+             "request.attributes()->SetRawAttributeValue( NL80211_ATTR_MAC, address)");
+}
+
+void SetStationAddress(const MacAddress& mac_address, GenericNetlinkRequest* request) {
+  CHECK_TEXT(
+      request->attributes().SetRawAttributeValue(NL80211_ATTR_MAC, mac_address.ToByteString()),
+      "request.attributes()->SetRawAttributeValue( NL80211_ATTR_MAC, mac_address.ToByteString())");
+}
+
+}  // namespace internal
+
+void Nl80211Manager::GetStation(const AttributeList& attributes, NetlinkManager* netlink_manager,
+                                StationCallback station_callback,
+                                CompletionCallback completion_callback) {
+  std::uint32_t interface_index = 0;
+  if (!attributes.GetU32AttributeValue(NL80211_ATTR_IFINDEX, &interface_index)) {
+    Fail(completion_callback, "Missing interface index attribute", EINVAL);
+    return;
+  }
+  ByteString address;
+  if (!attributes.GetRawAttributeValue(NL80211_ATTR_MAC, &address)) {
+    Fail(completion_callback, "Missing MAC address attribute", EINVAL);
+    return;
+  }
+  GenericNetlinkRequest request(netlink_manager->nl80211_message_type(), NL80211_CMD_GET_STATION);
+  internal::SetInterfaceIndex(interface_index, &request);
+  internal::SetStationAddress(address, &request);
+  SendRequest(request, netlink_manager, std::move(station_callback),
+              std::move(completion_callback));
+}
+
+bool Nl80211Manager::GetStation(const std::string& interface_name, const MacAddress& mac_address,
+                                NetlinkManager* netlink_manager, StationCallback station_callback,
+                                CompletionCallback completion_callback) {
+  const std::uint32_t interface_index = netlink_manager->GetInterfaceIndex(interface_name);
+  if (interface_index == 0) return false;
+  GenericNetlinkRequest request(netlink_manager->nl80211_message_type(), NL80211_CMD_GET_STATION);
+  internal::SetInterfaceIndex(interface_index, &request);
+  internal::SetStationAddress(mac_address, &request);
+  SendRequest(request, netlink_manager, std::move(station_callback),
+              std::move(completion_callback));
+  return true;
+}
+
+bool Nl80211Manager::GetStations(const std::string& interface_name, NetlinkManager* netlink_manager,
+                                 StationCallback station_callback,
+                                 CompletionCallback completion_callback) {
+  return SendDump(interface_name, NL80211_CMD_GET_STATION, netlink_manager,
+                  std::move(station_callback), std::move(completion_callback));
+}
+
+bool Nl80211Manager::GetMeshPaths(const std::string& interface_name,
+                                  NetlinkManager* netlink_manager,
+                                  MeshPathCallback mesh_path_callback,
+                                  CompletionCallback completion_callback) {
+  return SendDump(interface_name, NL80211_CMD_GET_MPATH, netlink_manager,
+                  std::move(mesh_path_callback), std::move(completion_callback));
+}
+
+bool Nl80211Manager::GetMeshProxyPaths(const std::string& interface_name,
+                                       NetlinkManager* netlink_manager,
+                                       MeshProxyPathCallback mesh_proxy_path_callback,
+                                       CompletionCallback completion_callback) {
+  return SendDump(interface_name, NL80211_CMD_GET_MPP, netlink_manager,
+                  std::move(mesh_proxy_path_callback), std::move(completion_callback));
+}
+
+void Nl80211Manager::LogNl80211Error(const Nl80211Error* error) {
+  if (error == nullptr) return;
+  LOG(WARNING) << "Netlink error " << error->code << ": " << error->message;
+}
+
+}  // namespace orvane::ap

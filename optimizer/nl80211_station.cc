@@ -1,0 +1,235 @@
+#include "optimizer/nl80211_station.h"
+
+#include <linux/nl80211.h>
+
+#include <bit>
+
+#include "platform/byte_string.h"
+#include "platform/logging.h"
+
+namespace orvane::ap {
+
+using platform::Attribute;
+using platform::AttributeList;
+using platform::ByteString;
+
+namespace {
+
+std::uint32_t GetU32OrZero(const AttributeList& list, int type) {
+  std::uint32_t value = 0;
+  list.GetU32AttributeValue(type, &value);
+  return value;
+}
+
+std::uint8_t GetU8OrZero(const AttributeList& list, int type) {
+  std::uint8_t value = 0;
+  list.GetU8AttributeValue(type, &value);
+  return value;
+}
+
+bool IsFlagSet(const AttributeList& list, int type) {
+  bool value = false;
+  return list.GetFlagAttributeValue(type, &value) && value;
+}
+
+// The kernel counts in units of 100 kbit/s.
+std::uint64_t GetBitrate(const AttributeList& rate) {
+  return std::uint64_t{GetU32OrZero(rate, NL80211_RATE_INFO_BITRATE32)} * 100;
+}
+
+// A rate has one of the two, or none.
+std::uint8_t GetMcs(const AttributeList& rate) {
+  return static_cast<std::uint8_t>(GetU8OrZero(rate, NL80211_RATE_INFO_MCS) +
+                                   GetU8OrZero(rate, NL80211_RATE_INFO_VHT_MCS));
+}
+
+std::string_view GetMode(const AttributeList& rate) {
+  return GetU8OrZero(rate, NL80211_RATE_INFO_MCS) != 0 ? "HT" : "VHT";
+}
+
+std::string_view GetGuardInterval(const AttributeList& rate) {
+  return IsFlagSet(rate, NL80211_RATE_INFO_SHORT_GI) ? "short" : "long";
+}
+
+std::uint8_t GetNss(const AttributeList& rate) {
+  return GetU8OrZero(rate, NL80211_RATE_INFO_VHT_NSS);
+}
+
+struct WidthRow {
+  int flag;
+  std::uint32_t width;
+};
+
+// The first flag that is set counts. 80+80 MHz has none of its own here, and shows as 20.
+constexpr WidthRow kWidths[] = {
+    {NL80211_RATE_INFO_5_MHZ_WIDTH, 5},     {NL80211_RATE_INFO_10_MHZ_WIDTH, 10},
+    {NL80211_RATE_INFO_40_MHZ_WIDTH, 40},   {NL80211_RATE_INFO_80_MHZ_WIDTH, 80},
+    {NL80211_RATE_INFO_160_MHZ_WIDTH, 160},
+};
+constexpr std::uint32_t kDefaultWidth = 20;
+
+std::uint32_t GetChannelWidth(const AttributeList& rate) {
+  for (const WidthRow& row : kWidths) {
+    if (IsFlagSet(rate, row.flag)) return row.width;
+  }
+  return kDefaultWidth;
+}
+
+// What the walk over the station information looks for.
+struct StationInformation {
+  Attribute tx_rate;
+  Attribute rx_rate;
+  Attribute flags;
+  Attribute signal_average;
+};
+
+// Where a type occurs twice the first one counts, as for every getter.
+void Note(const Attribute& attribute, Attribute* found) {
+  if (!*found) *found = attribute;
+}
+
+StationInformation ReadStationInformation(const AttributeList& list) {
+  StationInformation found;
+  for (const Attribute& attribute : list) {
+    switch (attribute.type()) {
+      case NL80211_STA_INFO_TX_BITRATE:
+        Note(attribute, &found.tx_rate);
+        break;
+      case NL80211_STA_INFO_RX_BITRATE:
+        Note(attribute, &found.rx_rate);
+        break;
+      case NL80211_STA_INFO_STA_FLAGS:
+        Note(attribute, &found.flags);
+        break;
+      case NL80211_STA_INFO_SIGNAL_AVG:
+        Note(attribute, &found.signal_average);
+        break;
+      default:
+        break;
+    }
+  }
+  return found;
+}
+
+}  // namespace
+
+Nl80211Station::Nl80211Station(const platform::GenericNetlinkMessage& message)
+    : message_(&message) {
+  Attribute station_information;
+  for (const Attribute& attribute : *message.const_attributes()) {
+    if (attribute.type() == NL80211_ATTR_MAC) Note(attribute, &mac_address_);
+    if (attribute.type() == NL80211_ATTR_STA_INFO) Note(attribute, &station_information);
+  }
+  CHECK_TEXT(station_information,
+             "message_->const_attributes()->ConstGetNestedAttributeList( "
+             "NL80211_ATTR_STA_INFO, &station_information_)");
+  station_information_ = AttributeList(station_information);
+
+  const StationInformation found = ReadStationInformation(station_information_);
+  CHECK_TEXT(found.tx_rate,
+             "station_information_->ConstGetNestedAttributeList( "
+             "NL80211_STA_INFO_TX_BITRATE, &tx_rate_information_)");
+  CHECK_TEXT(found.rx_rate,
+             "station_information_->ConstGetNestedAttributeList( "
+             "NL80211_STA_INFO_RX_BITRATE, &rx_rate_information_)");
+  tx_rate_information_ = AttributeList(found.tx_rate);
+  rx_rate_information_ = AttributeList(found.rx_rate);
+  signal_average_ = found.signal_average;
+
+  std::uint64_t flags = 0;
+  CHECK_TEXT(found.flags.GetU64(&flags),
+             "station_information_->GetU64AttributeValue( NL80211_STA_INFO_STA_FLAGS, "
+             "reinterpret_cast<uint64_t *>(&station_flags_))");
+  station_flags_ = std::bit_cast<StationFlags>(flags);
+}
+
+MacAddress Nl80211Station::GetMacAddress() const {
+  CHECK_TEXT(mac_address_,
+             "message_->const_attributes()->GetRawAttributeValue( NL80211_ATTR_MAC, &address)");
+  return MacAddress(ByteString(mac_address_.payload()));
+}
+
+std::uint64_t Nl80211Station::GetTxBytes() const {
+  std::uint64_t bytes = 0;
+  CHECK_TEXT(station_information_.GetU64AttributeValue(NL80211_STA_INFO_TX_BYTES64, &bytes),
+             "station_information_->GetU64AttributeValue( NL80211_STA_INFO_TX_BYTES64, &bytes)");
+  return bytes;
+}
+
+std::uint64_t Nl80211Station::GetRxBytes() const {
+  std::uint64_t bytes = 0;
+  CHECK_TEXT(station_information_.GetU64AttributeValue(NL80211_STA_INFO_RX_BYTES64, &bytes),
+             "station_information_->GetU64AttributeValue( NL80211_STA_INFO_RX_BYTES64, &bytes)");
+  return bytes;
+}
+
+std::uint32_t Nl80211Station::GetInterfaceIndex() const {
+  std::uint32_t interface_index = 0;
+  CHECK_TEXT(
+      message_->const_attributes()->GetU32AttributeValue(NL80211_ATTR_IFINDEX, &interface_index),
+      "message_->const_attributes()->GetU32AttributeValue( NL80211_ATTR_IFINDEX, "
+      "&interface_index)");
+  return interface_index;
+}
+
+std::uint32_t Nl80211Station::GetInactiveTime() const {
+  return GetU32OrZero(station_information_, NL80211_STA_INFO_INACTIVE_TIME);
+}
+
+std::uint32_t Nl80211Station::GetConnectedTime() const {
+  return GetU32OrZero(station_information_, NL80211_STA_INFO_CONNECTED_TIME);
+}
+
+std::uint32_t Nl80211Station::GetRxPackets() const {
+  return GetU32OrZero(station_information_, NL80211_STA_INFO_RX_PACKETS);
+}
+
+std::uint32_t Nl80211Station::GetTxPackets() const {
+  return GetU32OrZero(station_information_, NL80211_STA_INFO_TX_PACKETS);
+}
+
+std::uint32_t Nl80211Station::GetTxFailed() const {
+  return GetU32OrZero(station_information_, NL80211_STA_INFO_TX_FAILED);
+}
+
+std::int8_t Nl80211Station::GetSignal() const {
+  return static_cast<std::int8_t>(GetU8OrZero(station_information_, NL80211_STA_INFO_SIGNAL));
+}
+
+std::int8_t Nl80211Station::GetSignalAverage() const {
+  std::uint8_t value = 0;
+  signal_average_.GetU8(&value);
+  return static_cast<std::int8_t>(value);
+}
+
+bool Nl80211Station::HasFlag(int flag) const { return (station_flags_.set >> flag & 1U) != 0; }
+
+bool Nl80211Station::IsAuthorized() const { return HasFlag(NL80211_STA_FLAG_AUTHORIZED); }
+bool Nl80211Station::IsShortPreamble() const { return HasFlag(NL80211_STA_FLAG_SHORT_PREAMBLE); }
+bool Nl80211Station::IsWme() const { return HasFlag(NL80211_STA_FLAG_WME); }
+bool Nl80211Station::IsMfp() const { return HasFlag(NL80211_STA_FLAG_MFP); }
+bool Nl80211Station::IsTdlsPeer() const { return HasFlag(NL80211_STA_FLAG_TDLS_PEER); }
+
+std::uint64_t Nl80211Station::GetTxBitrate() const { return GetBitrate(tx_rate_information_); }
+std::uint8_t Nl80211Station::GetTxMcs() const { return GetMcs(tx_rate_information_); }
+std::string_view Nl80211Station::GetTxMode() const { return GetMode(tx_rate_information_); }
+std::string_view Nl80211Station::GetTxGuardInterval() const {
+  return GetGuardInterval(tx_rate_information_);
+}
+std::uint8_t Nl80211Station::GetTxNss() const { return GetNss(tx_rate_information_); }
+std::uint32_t Nl80211Station::GetTxChannelWidth() const {
+  return GetChannelWidth(tx_rate_information_);
+}
+
+std::uint64_t Nl80211Station::GetRxBitrate() const { return GetBitrate(rx_rate_information_); }
+std::uint8_t Nl80211Station::GetRxMcs() const { return GetMcs(rx_rate_information_); }
+std::string_view Nl80211Station::GetRxMode() const { return GetMode(rx_rate_information_); }
+std::string_view Nl80211Station::GetRxGuardInterval() const {
+  return GetGuardInterval(rx_rate_information_);
+}
+std::uint8_t Nl80211Station::GetRxNss() const { return GetNss(rx_rate_information_); }
+std::uint32_t Nl80211Station::GetRxChannelWidth() const {
+  return GetChannelWidth(rx_rate_information_);
+}
+
+}  // namespace orvane::ap
