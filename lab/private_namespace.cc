@@ -21,9 +21,6 @@ using platform::RetryOnEintr;
 using platform::ScopedFd;
 using platform::SystemErrorText;
 
-// What went wrong; nothing when all is well.
-using Failure = std::optional<std::string>;
-
 constexpr char kTmpfs[] = "tmpfs";
 constexpr char kTmpfsOptions[] = "mode=0755";
 
@@ -133,7 +130,7 @@ Failure MountPrivateDev() {
 
 }  // namespace
 
-std::optional<std::string> EnterPrivateNamespace(const PrivateNamespaceOptions& options) {
+Failure EnterPrivateNamespace(const PrivateNamespaceOptions& options) {
   if (Failure failure = EnterNamespace()) return failure;
   // Otherwise our mounts would travel to the namespace that we came from.
   if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) < 0) {

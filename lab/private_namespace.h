@@ -1,8 +1,7 @@
 #ifndef LAB_PRIVATE_NAMESPACE_H_
 #define LAB_PRIVATE_NAMESPACE_H_
 
-#include <optional>
-#include <string>
+#include "lab/failure.h"
 
 namespace orvane::lab {
 
@@ -20,10 +19,9 @@ struct PrivateNamespaceOptions {
 // Root gets a mount namespace; anybody else, and a root without that right, gets a user namespace
 // in which the own user is root. The process must have a single thread.
 //
-// What went wrong, for people; nothing when all is well. After an error the process may be in the
+// After a failure the process may be in the
 // new namespace with only some of the file systems: it should end.
-[[nodiscard]] std::optional<std::string> EnterPrivateNamespace(
-    const PrivateNamespaceOptions& options = {});
+[[nodiscard]] Failure EnterPrivateNamespace(const PrivateNamespaceOptions& options = {});
 
 }  // namespace orvane::lab
 

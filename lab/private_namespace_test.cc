@@ -39,7 +39,7 @@ void Expect(bool condition, const char* what) {
 }
 
 void Enter(const PrivateNamespaceOptions& options) {
-  const std::optional<std::string> error = EnterPrivateNamespace(options);
+  const Failure error = EnterPrivateNamespace(options);
   Expect(!error, error.value_or("").c_str());
 }
 

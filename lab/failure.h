@@ -1,0 +1,14 @@
+#ifndef LAB_FAILURE_H_
+#define LAB_FAILURE_H_
+
+#include <optional>
+#include <string>
+
+namespace orvane::lab {
+
+// What went wrong, in one line for people; nothing when all is well.
+using Failure = std::optional<std::string>;
+
+}  // namespace orvane::lab
+
+#endif  // LAB_FAILURE_H_

@@ -1,0 +1,57 @@
+#ifndef LAB_HOSTAPD_STANDIN_H_
+#define LAB_HOSTAPD_STANDIN_H_
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "lab/event_plan.h"
+#include "lab/failure.h"
+#include "lab/program.h"
+#include "platform/files.h"
+#include "platform/sd_event_loop.h"
+#include "platform/time.h"
+
+namespace orvane::lab {
+
+struct HostapdStandinOptions {
+  platform::FilePath directory = "/var/run/hostapd";
+  std::vector<std::string> interfaces = {"wlan-2400mhz", "wlan-5000mhz"};
+  std::map<std::string, EventPlan> plans;  // by interface; one without has nothing to play
+  bool exit_when_done = false;             // end the loop with success after the last line
+
+  // Misbehaviour.
+  bool no_answer = false;              // to ATTACH, which then has no effect
+  platform::TimeSpan answer_delay{0};  // of every answer
+};
+
+// Control sockets as hostapd serves them, one for each interface, with events played from a plan.
+// ATTACH and DETACH are answered with "OK\n" (DETACH with "FAIL\n" where nobody was attached), PING
+// with "PONG\n", any other command with "OK\n". The socket files are gone once this is destroyed.
+//
+// Tells: "ready: INTERFACE ... in DIRECTORY", "INTERFACE COMMAND from PEER", "INTERFACE lost PEER",
+// "INTERFACE done: N events", "all done".
+class HostapdStandin {
+ public:
+  HostapdStandin(platform::SdEventLoop& loop, HostapdStandinOptions options, LineSink tell);
+  ~HostapdStandin();
+
+  // Makes the directory where it is missing.
+  [[nodiscard]] Failure Start();
+
+ private:
+  class Interface;
+
+  void OnInterfaceDone();
+
+  platform::SdEventLoop& loop_;
+  HostapdStandinOptions options_;
+  LineSink tell_;
+  std::size_t still_playing_ = 0;
+  std::vector<std::unique_ptr<Interface>> interfaces_;
+};
+
+}  // namespace orvane::lab
+
+#endif  // LAB_HOSTAPD_STANDIN_H_
