@@ -9,6 +9,9 @@ namespace {
 constexpr char kAnyTypes[] = "bynqiuxtds";
 static_assert(sizeof(kAnyTypes) - 1 == std::variant_size_v<Any>);
 
+// The protocol's limit. The library would send more, and the bus end the connection for it.
+constexpr std::size_t kMaxArrayBytes = std::size_t{1} << 26;
+
 std::string OrEmpty(const char* text) { return text == nullptr ? "" : text; }
 
 }  // namespace
@@ -35,6 +38,7 @@ void MessageWriter::AppendString(const std::string& value) {
 }
 
 void MessageWriter::AppendBytes(Bytes value) {
+  if (value.size() > kMaxArrayBytes) ok_ = false;
   Append([&] {
     return sd_bus_message_append_array(message_, SD_BUS_TYPE_BYTE, value.data(), value.size());
   });

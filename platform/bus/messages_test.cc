@@ -1,0 +1,189 @@
+#include "platform/bus/messages.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/testing/offline_message.h"
+
+namespace orvane::platform::bus {
+namespace {
+
+class MessagesTest : public testing::Test {
+ protected:
+  std::string Signature() { return sd_bus_message_get_signature(message_.get(), 1); }
+  void Seal() { OfflineMessages::Seal(message_.get()); }
+
+  OfflineMessages messages_;
+  MessagePtr message_ = messages_.New();
+  MessageWriter writer_{message_.get()};
+  MessageReader reader_{message_.get()};
+};
+
+TEST_F(MessagesTest, StringsComeBackAndStopAtTheEnd) {
+  writer_.AppendString("");
+  writer_.AppendString("text");
+  EXPECT_TRUE(writer_.ok());
+  Seal();
+  EXPECT_TRUE(reader_.HasMore());
+  EXPECT_EQ(reader_.PopString(), "");
+  EXPECT_EQ(reader_.PopString(), "text");
+  EXPECT_FALSE(reader_.HasMore());
+  EXPECT_EQ(reader_.PopString(), std::nullopt);
+}
+
+class BadStringTest : public MessagesTest, public testing::WithParamInterface<std::string> {};
+
+TEST_P(BadStringTest, IsAFailureAndNothingComesAfter) {
+  writer_.AppendString(GetParam());
+  EXPECT_FALSE(writer_.ok());
+  const std::string before = Signature();
+  writer_.AppendString("good");
+  EXPECT_FALSE(writer_.ok());
+  EXPECT_EQ(Signature(), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, BadStringTest,
+                         testing::Values(std::string("\xff\xfe"), std::string("a\0b", 3)));
+
+TEST_F(MessagesTest, ANullMessageIsAFailure) { EXPECT_FALSE(MessageWriter(nullptr).ok()); }
+
+class BytesTest : public MessagesTest, public testing::WithParamInterface<std::size_t> {};
+
+TEST_P(BytesTest, ComeBackAsOneArray) {
+  std::vector<std::uint8_t> bytes(GetParam());
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 7);
+  writer_.AppendBytes(bytes);
+  EXPECT_TRUE(writer_.ok());
+  EXPECT_EQ(Signature(), "ay");
+  Seal();
+  const auto read = reader_.PopBytes();
+  ASSERT_TRUE(read.has_value());
+  EXPECT_EQ(std::vector<std::uint8_t>(read->begin(), read->end()), bytes);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, BytesTest, testing::Values(0, 1, 1 << 20));
+
+TEST_F(MessagesTest, BytesOverTheLimitAreAFailure) {
+  const std::vector<std::uint8_t> bytes(std::size_t{65} << 20);
+  writer_.AppendBytes(bytes);
+  EXPECT_FALSE(writer_.ok());
+}
+
+TEST_F(MessagesTest, AMapIsWrittenInTheOrderOfItsKeys) {
+  writer_.AppendStringMap({{"b", "2"}, {"a", "1"}});
+  EXPECT_EQ(Signature(), "a{ss}");
+  Seal();
+  const ReadScope array(reader_, SD_BUS_TYPE_ARRAY, "{ss}");
+  std::vector<std::string> texts;
+  while (reader_.HasMore()) {
+    const ReadScope entry(reader_, SD_BUS_TYPE_DICT_ENTRY, "ss");
+    texts.emplace_back(reader_.PopString().value_or("none"));
+    texts.emplace_back(reader_.PopString().value_or("none"));
+  }
+  EXPECT_EQ(texts, (std::vector<std::string>{"a", "1", "b", "2"}));
+}
+
+struct AnyCase {
+  Any value;
+  char type;
+};
+
+class AnyTest : public MessagesTest, public testing::WithParamInterface<AnyCase> {};
+
+template <typename Wire>
+Any ReadAs(sd_bus_message* message, char type) {
+  Wire value{};
+  EXPECT_GT(sd_bus_message_read_basic(message, type, &value), 0);
+  return value;
+}
+
+Any ReadAny(sd_bus_message* message, char type) {
+  switch (type) {
+    case 'b':
+      return std::get<std::int32_t>(ReadAs<std::int32_t>(message, type)) != 0;
+    case 'y':
+      return ReadAs<std::uint8_t>(message, type);
+    case 'n':
+      return ReadAs<std::int16_t>(message, type);
+    case 'q':
+      return ReadAs<std::uint16_t>(message, type);
+    case 'i':
+      return ReadAs<std::int32_t>(message, type);
+    case 'u':
+      return ReadAs<std::uint32_t>(message, type);
+    case 'x':
+      return ReadAs<std::int64_t>(message, type);
+    case 't':
+      return ReadAs<std::uint64_t>(message, type);
+    case 'd':
+      return ReadAs<double>(message, type);
+    default:
+      return std::string(MessageReader(message).PopString().value_or("none"));
+  }
+}
+
+TEST_P(AnyTest, TravelsAsAVariantOfItsType) {
+  writer_.AppendVariant(GetParam().value);
+  EXPECT_TRUE(writer_.ok());
+  EXPECT_EQ(Signature(), "v");
+  Seal();
+  const ReadScope variant(reader_, SD_BUS_TYPE_VARIANT, std::string(1, GetParam().type).c_str());
+  ASSERT_TRUE(variant);
+  EXPECT_EQ(ReadAny(message_.get(), GetParam().type), GetParam().value);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, AnyTest,
+    testing::Values(AnyCase{true, 'b'}, AnyCase{false, 'b'}, AnyCase{std::uint8_t{255}, 'y'},
+                    AnyCase{std::int16_t{-32768}, 'n'}, AnyCase{std::uint16_t{65535}, 'q'},
+                    AnyCase{std::int32_t{-5}, 'i'}, AnyCase{std::uint32_t{4'000'000'000}, 'u'},
+                    AnyCase{std::int64_t{-1} << 40, 'x'}, AnyCase{~std::uint64_t{0}, 't'},
+                    AnyCase{2.5, 'd'}, AnyCase{std::string("text"), 's'}));
+
+TEST_F(MessagesTest, AReadOfTheWrongTypeStaysInPlace) {
+  writer_.AppendString("text");
+  Seal();
+  EXPECT_EQ(reader_.PopBytes(), std::nullopt);
+  EXPECT_FALSE(ReadScope(reader_, SD_BUS_TYPE_ARRAY, nullptr));
+  EXPECT_FALSE(reader_.NextIs(SD_BUS_TYPE_ARRAY));
+  EXPECT_TRUE(reader_.NextIs(SD_BUS_TYPE_STRING));
+  EXPECT_EQ(reader_.PopString(), "text");
+  EXPECT_FALSE(reader_.NextIs(SD_BUS_TYPE_STRING));
+}
+
+TEST_F(MessagesTest, AScopeSkipsWhatWasNotRead) {
+  writer_.AppendStringMap({{"a", "1"}, {"b", "2"}});
+  writer_.AppendVariant(std::string("skipped"));
+  writer_.AppendString("behind");
+  Seal();
+  {
+    const ReadScope array(reader_, SD_BUS_TYPE_ARRAY, "{ss}");
+    const ReadScope entry(reader_, SD_BUS_TYPE_DICT_ENTRY, "ss");
+    EXPECT_EQ(reader_.PopString(), "a");
+  }
+  { const ReadScope variant(reader_, SD_BUS_TYPE_VARIANT, nullptr); }
+  EXPECT_EQ(reader_.PopString(), "behind");
+}
+
+TEST(BusErrorTest, ANumberGetsTheNameThatTheLibraryHasForIt) {
+  std::unique_ptr<Error> error;
+  AddErrno(&error, EACCES);
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->domain(), kDBusErrorDomain);
+  EXPECT_EQ(error->code(), "org.freedesktop.DBus.Error.AccessDenied");
+  EXPECT_EQ(error->message(), "Permission denied");
+}
+
+TEST(BusErrorTest, AnErrorWithoutATextHasAnEmptyOne) {
+  std::unique_ptr<Error> error;
+  AddBusError(&error, SD_BUS_ERROR_MAKE_CONST("a.b.C", nullptr));
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->code(), "a.b.C");
+  EXPECT_EQ(error->message(), "");
+}
+
+}  // namespace
+}  // namespace orvane::platform::bus
