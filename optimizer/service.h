@@ -20,6 +20,7 @@ class Service {
 
   // A flag whose key contains the service's name, other than the on/off flag itself. Called with
   // every such flag each time the map is read, changed or not.
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): the strings are the handler's to keep.
   virtual void OnFlagChanged(std::string /*key*/, std::string /*value*/) {}
 
   virtual void OnStart() = 0;
