@@ -90,43 +90,49 @@ class Visit {
 
  private:
   void Arrive() {
-    Say(0, "AP-MONITOR-STA-INFO",
-        fmt::format(" frame_rssi:{} nss:{} mode:{}", rssi_ - 4, number_ % 3 + 1,
-                    Cycle(kModes, number_)));
-    Say(40, "AP-STA-AUTH", fmt::format(" success:1 frame_rssi:{}", rssi_ - 1));
-    Say(5, "AP-STA-AUTH-RESP", " success:1 frame_status:0");
+    Say("AP-MONITOR-STA-INFO", fmt::format(" frame_rssi:{} nss:{} mode:{}", rssi_ - 4,
+                                           number_ % 3 + 1, Cycle(kModes, number_)));
+    Wait(40);
+    Say("AP-STA-AUTH", fmt::format(" success:1 frame_rssi:{}", rssi_ - 1));
+    Wait(5);
+    Say("AP-STA-AUTH-RESP", " success:1 frame_status:0");
   }
 
   void Associate() {
     const std::string_view steering = Cycle(kSteeringReasons, number_);
-    Say(10, "AP-STA-ASSOC",
-        fmt::format(" success:1 frame_rssi:{} probe_delta_ms:{} steering_reason:{}", rssi_,
-                    55 + number_, steering));
-    Say(0, steering == "steered" ? "AP-STA-STEERING" : "AP-STA-NO-STEERING", "");
-    Say(5, "AP-STA-ASSOC-RESP",
-        fmt::format(" success:{} frame_status:{} steer_delta_ms:{}", Flag(departure_.associated),
+    Wait(10);
+    Say("AP-STA-ASSOC", fmt::format(" success:1 frame_rssi:{} probe_delta_ms:{} steering_reason:{}",
+                                    rssi_, 55 + number_, steering));
+    Say(steering == "steered" ? "AP-STA-STEERING" : "AP-STA-NO-STEERING", "");
+    Wait(5);
+    Say("AP-STA-ASSOC-RESP",
+        fmt::format(" success:{} frame_status:{} steer_delta_ms:{}", departure_.associated ? 1 : 0,
                     departure_.frame_status, 1500 * number_));
   }
 
   void Connect() {
-    Say(20, "AP-STA-CONNECT",
+    Wait(20);
+    Say("AP-STA-CONNECT",
         fmt::format("{} success:1 frame_rssi:{} avg_rssi:{} last_rx_rssi:{}{}{}", Timestamp(),
                     rssi_ + 1, rssi_, rssi_ - 2, Cycle(kRates, number_),
                     station_ == kStations.back() ? kKnownAs : ""));
-    Say(1, "AP-STA-CONNECTED", "");
-    Say(1, "AP-STA-TAXONOMY", " wifi4|probe:0,1,50,45,htcap:012c|assoc:0,1,48,45,htcap:012c");
+    Wait(1);
+    Say("AP-STA-CONNECTED", "");
+    Say("AP-STA-TAXONOMY", " wifi4|probe:0,1,50,45,htcap:012c|assoc:0,1,48,45,htcap:012c");
   }
 
   void Leave() {
-    Say(200, "AP-STA-DISCONNECT",
+    Wait(200);
+    Say("AP-STA-DISCONNECT",
         fmt::format("{} success:1 event_reason:{} avg_rssi:{} last_rx_rssi:{}{}", Timestamp(),
                     departure_.reason, rssi_ - 9, rssi_ - 11, Cycle(kRates, number_ + 1)));
-    Say(1, "AP-STA-DISCONNECTED", "");
+    Say("AP-STA-DISCONNECTED", "");
   }
 
+  void Wait(int pause_ms) { time_ += milliseconds(pause_ms); }
+
   // `attributes` begins with a blank, or is empty.
-  void Say(int pause_ms, std::string_view name, std::string_view attributes) {
-    time_ += milliseconds(pause_ms);
+  void Say(std::string_view name, std::string_view attributes) {
     lines_->push_back({.at = time_, .line = fmt::format("<3>{} {}{}", name, station_, attributes)});
   }
 
@@ -134,8 +140,6 @@ class Visit {
     const auto now = std::chrono::floor<milliseconds>((start_ + time_).time_since_epoch());
     return fmt::format(" timestamp:{}", now.count());
   }
-
-  static int Flag(bool value) { return value ? 1 : 0; }
 
   std::size_t number_;
   platform::WallTime start_;

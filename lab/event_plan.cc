@@ -50,11 +50,11 @@ Failure TakeScriptLine(std::string_view text, const std::vector<std::string>& in
 std::string FloodLine(std::size_t index) {
   const std::size_t station = index & 0xffffff;
   return fmt::format(
-      "<3>AP-STA-CONNECT 02:00:00:{:02x}:{:02x}:{:02x} timestamp:{} success:1 frame_status:0 "
-      "frame_rssi:-{} avg_rssi:-{} last_rx_rssi:-{} probe_delta_ms:{} steer_delta_ms:{} "
-      "tx_rate_kbps:866700 tx_rate_bw:80 tx_rate_sgi:1 tx_rate_vht_mcs:9 tx_rate_vht_nss:2",
-      station >> 16, station >> 8 & 0xff, station & 0xff, 1'700'000'000'000 + index,
-      40 + index % 50, 41 + index % 50, 42 + index % 50, index % 1000, index % 5000);
+      "<3>AP-STA-CONNECT 02:00:00:{:02x}:{:02x}:{:02x} aid:{} vlan:0 timestamp:{} success:1 "
+      "frame_status:0 frame_rssi:-{} avg_rssi:-{} last_rx_rssi:-{} tx_rate_kbps:866700 "
+      "tx_rate_bw:80 tx_rate_sgi:1 tx_rate_vht_mcs:9 tx_rate_vht_nss:2",
+      station >> 16, station >> 8 & 0xff, station & 0xff, index % 2007 + 1,
+      1'700'000'000'000 + index, 40 + index % 50, 41 + index % 50, 42 + index % 50);
 }
 
 }  // namespace

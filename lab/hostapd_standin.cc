@@ -120,6 +120,7 @@ Failure HostapdStandin::Start() {
     names += name + " ";
   }
   tell_(fmt::format("ready: {}in {}", names, options_.directory.native()));
+  if (still_playing_ == 0 && options_.exit_when_done) loop_.Quit(kExitOk);
   return std::nullopt;
 }
 

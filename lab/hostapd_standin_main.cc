@@ -108,6 +108,11 @@ int Main(int argc, char** argv) {
   PlayOptions play;
   DescribeOptions(app, &options);
   DescribePlayOptions(app, &play);
+  app.callback([&] {
+    if (options.exit_when_done && !play.script && !play.day && !play.count) {
+      throw CLI::ValidationError("--exit-when-done", "there is nothing to play");
+    }
+  });
   if (const std::optional<int> exit_code = ParseCommandLine(app, argc, argv)) return *exit_code;
   platform::SdEventLoop loop;
   EndOnSignals(loop);

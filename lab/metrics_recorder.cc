@@ -86,20 +86,27 @@ std::int64_t NowInMilliseconds(const platform::Loop& loop) {
 
 }  // namespace
 
-const sd_bus_vtable MetricsRecorder::kVtable[] = {
-    SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD("RecordMetric", "sa{ss}v", "", &MetricsRecorder::OnRecordMetric,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("RecordOfflineData", "say", "", &MetricsRecorder::OnRecordData,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("RecordStructuredData", "say", "", &MetricsRecorder::OnRecordData,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_VTABLE_END,
-};
+// sd-bus lets no reply pass that is not of the type it was promised.
+MetricsRecorder::Vtable MetricsRecorder::MakeVtable(const char* reply_type) {
+  return {{
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_METHOD("RecordMetric", "sa{ss}v", reply_type, &MetricsRecorder::OnRecordMetric,
+                    SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_METHOD("RecordOfflineData", "say", reply_type, &MetricsRecorder::OnRecordData,
+                    SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_METHOD("RecordStructuredData", "say", reply_type, &MetricsRecorder::OnRecordData,
+                    SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_VTABLE_END,
+  }};
+}
 
 MetricsRecorder::MetricsRecorder(platform::SdEventLoop& loop, MetricsRecorderOptions options,
                                  LineSink tell)
-    : options_(std::move(options)), tell_(std::move(tell)), loop_(loop), peer_(loop, kName) {
+    : options_(std::move(options)),
+      tell_(std::move(tell)),
+      loop_(loop),
+      vtable_(MakeVtable(options_.extra_data ? "s" : "")),
+      peer_(loop, kName) {
   if (options_.keep) store_.emplace(*options_.keep);
 }
 
@@ -109,7 +116,8 @@ Failure MetricsRecorder::Start() {
   }
   if (Failure failure = peer_.Connect()) return failure;
   sd_bus_slot* slot = nullptr;
-  MustSucceed(sd_bus_add_object_vtable(peer_.bus(), &slot, kPath, kInterface, kVtable, this));
+  MustSucceed(
+      sd_bus_add_object_vtable(peer_.bus(), &slot, kPath, kInterface, vtable_.data(), this));
   vtable_slot_.reset(slot);
   return peer_.Claim(options_.late, [this] { TellStatus(fmt::format("started as {}", kName)); });
 }

@@ -3,6 +3,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <array>
 #include <optional>
 #include <string>
 
@@ -40,6 +41,9 @@ class MetricsRecorder {
   [[nodiscard]] Failure Start();
 
  private:
+  using Vtable = std::array<sd_bus_vtable, 5>;
+
+  static Vtable MakeVtable(const char* reply_type);
   static int OnRecordMetric(sd_bus_message* call, void* self, sd_bus_error* error) noexcept;
   static int OnRecordData(sd_bus_message* call, void* self, sd_bus_error* error) noexcept;
 
@@ -49,13 +53,12 @@ class MetricsRecorder {
   void ReplyLater(sd_bus_message* call);
   void Reply(sd_bus_message* call);
 
-  static const sd_bus_vtable kVtable[];
-
   MetricsRecorderOptions options_;
   LineSink tell_;
   platform::SdEventLoop& loop_;
   std::optional<RecordStore> store_;
   int calls_ = 0;
+  const Vtable vtable_;
   BusPeer peer_;
   SlotPtr vtable_slot_;
   platform::WeakPtrFactory<MetricsRecorder> weak_factory_{this};

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "event.pb.h"
+#include "lab/text.h"
 #include "platform/hex.h"
 #include "platform/logging.h"
 
@@ -49,7 +50,7 @@ std::string FieldsOf(const Message& message) {
   printer.SetSingleLineMode(true);
   std::string text;
   CHECK(printer.PrintToString(message, &text));
-  return text;
+  return std::string(TrimBlanks(text));
 }
 
 std::string StationOf(const std::string& identifier) {
