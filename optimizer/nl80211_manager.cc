@@ -40,19 +40,6 @@ void Fail(const CompletionCallback& callback, std::string message, std::int32_t 
   callback(&error);
 }
 
-void OnAuxiliaryMessage(bool is_dump, AuxiliaryKind kind, const NetlinkMessage* message,
-                        const CompletionCallback& callback) {
-  if (message == nullptr) {
-    Fail(callback, TextOf(kind), static_cast<std::int32_t>(kind));
-  } else if (message->IsError()) {
-    Fail(callback, message->GetErrorText(), message->GetErrno());
-  } else if (!message->IsDone()) {
-    VLOG(1) << "Unexpected message received: type " << message->type();
-  } else if (is_dump) {
-    callback(nullptr);
-  }
-}
-
 template <typename Record>
 void SendRequest(const GenericNetlinkRequest& request, NetlinkManager* netlink_manager,
                  std::function<void(const Record&)> record_callback,
@@ -65,7 +52,7 @@ void SendRequest(const GenericNetlinkRequest& request, NetlinkManager* netlink_m
       [](bool* remove_handlers) { *remove_handlers = false; },
       [is_dump = request.IsDump(), completion_callback = std::move(completion_callback)](
           AuxiliaryKind kind, const NetlinkMessage* message) {
-        OnAuxiliaryMessage(is_dump, kind, message, completion_callback);
+        internal::TellEnd(is_dump, kind, message, completion_callback);
       });
 }
 
@@ -85,6 +72,19 @@ bool SendDump(const std::string& interface_name, std::uint8_t command,
 }  // namespace
 
 namespace internal {
+
+void TellEnd(bool is_dump, AuxiliaryKind kind, const NetlinkMessage* message,
+             const CompletionCallback& callback) {
+  if (message == nullptr) {
+    Fail(callback, TextOf(kind), static_cast<std::int32_t>(kind));
+  } else if (message->IsError()) {
+    Fail(callback, message->GetErrorText(), message->GetErrno());
+  } else if (!message->IsDone()) {
+    VLOG(1) << "Unexpected message received: type " << message->type();
+  } else if (is_dump) {
+    callback(nullptr);
+  }
+}
 
 void SetInterfaceIndex(std::uint32_t interface, GenericNetlinkRequest* request) {
   CHECK_TEXT(request->attributes().SetU32AttributeValue(NL80211_ATTR_IFINDEX, interface),

@@ -13,6 +13,7 @@
 #include "platform/netlink/attribute_list.h"
 #include "platform/netlink/generic_netlink_request.h"
 #include "platform/netlink/netlink_manager.h"
+#include "platform/netlink/netlink_message.h"
 
 namespace orvane::ap {
 
@@ -77,6 +78,11 @@ void SetInterfaceIndex(std::uint32_t interface, platform::GenericNetlinkRequest*
 void SetStationAddress(const platform::ByteString& address,
                        platform::GenericNetlinkRequest* request);
 void SetStationAddress(const MacAddress& mac_address, platform::GenericNetlinkRequest* request);
+
+// What an auxiliary handler is told, as its caller is to hear it.
+void TellEnd(bool is_dump, platform::NetlinkManager::AuxiliaryKind kind,
+             const platform::NetlinkMessage* message,
+             const Nl80211Manager::CompletionCallback& callback);
 
 }  // namespace internal
 }  // namespace orvane::ap
