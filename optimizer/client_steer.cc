@@ -1,0 +1,226 @@
+#include "optimizer/client_steer.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/logging.h"
+
+namespace orvane::ap {
+namespace {
+
+// Access point unable to handle all currently associated stations (IEEE 802.11 reason code).
+constexpr std::string_view kDisassociateReason = " reason=5";
+
+constexpr int kLowestSignalDbm = -100;
+constexpr int kBestMetric = 100;
+
+platform::TimeSpan Twice(platform::TimeSpan span) {
+  const platform::TimeSpan half_max = platform::TimeSpan::max() / 2;
+  const platform::TimeSpan half_min = platform::TimeSpan::min() / 2;
+  return 2 * std::clamp(span, half_min, half_max);
+}
+
+std::uint8_t LowByte(std::int32_t value) { return static_cast<std::uint8_t>(value); }
+
+}  // namespace
+
+std::uint8_t LinkQualityMetric(std::int8_t signal_dbm) {
+  return static_cast<std::uint8_t>(std::clamp(signal_dbm - kLowestSignalDbm, 0, kBestMetric));
+}
+
+bool ShouldSteer(const SteerDecision& decision) {
+  const int change =
+      std::abs(decision.link_quality_metric - decision.last_steer_link_quality_metric);
+  return decision.lqm_floor > decision.link_quality_metric && change > decision.lqm_hysteresis &&
+         decision.since_last_steer > decision.steer_interval;
+}
+
+struct ClientSteer::FlagRow {
+  std::string_view key;
+  void (ClientSteer::*set)(std::int32_t value);
+};
+
+const ClientSteer::FlagRow ClientSteer::kFlags[] = {
+    {"clientSteeringInterval", &ClientSteer::SetSteerInterval},
+    {"clientSteeringPollInterval", &ClientSteer::SetPollInterval},
+    {"clientSteeringRootLqmFloor", &ClientSteer::SetRootLqmFloor},
+    {"clientSteeringChildLqmFloor", &ClientSteer::SetChildLqmFloor},
+    {"clientSteeringLqmHysteresis", &ClientSteer::SetLqmHysteresis},
+};
+
+ClientSteer::ClientSteer(platform::Loop& loop, platform::NetlinkManager* netlink_manager,
+                         std::vector<std::string> steer_interfaces,
+                         HostapdInterface* hostapd_interface, const ClientSteerSettings& settings)
+    : Service(kServiceName),
+      loop_(loop),
+      netlink_manager_(netlink_manager),
+      steer_interfaces_(std::move(steer_interfaces)),
+      hostapd_interface_(hostapd_interface),
+      steer_interval_(settings.steer_interval),
+      poll_interval_(settings.poll_interval),
+      is_root_(settings.is_root),
+      root_lqm_floor_(settings.root_lqm_floor),
+      child_lqm_floor_(settings.child_lqm_floor),
+      lqm_floor_(is_root_ ? root_lqm_floor_ : child_lqm_floor_),
+      lqm_hysteresis_(settings.lqm_hysteresis),
+      poll_timer_(loop) {
+  CHECK(!steer_interfaces_.empty());
+}
+
+void ClientSteer::OnFlagChanged(std::string key, std::string value) {
+  for (const FlagRow& row : kFlags) {
+    if (row.key == key) (this->*row.set)(std::stoi(value));
+  }
+}
+
+void ClientSteer::SetSteerInterval(std::int32_t seconds) {
+  steer_interval_ = platform::SecondsToTimeSpan(seconds);
+}
+
+void ClientSteer::SetPollInterval(std::int32_t seconds) {
+  poll_interval_ = platform::SecondsToTimeSpan(seconds);
+}
+
+void ClientSteer::SetRootLqmFloor(std::int32_t floor) {
+  root_lqm_floor_ = LowByte(floor);
+  if (is_root_) lqm_floor_ = root_lqm_floor_;
+}
+
+void ClientSteer::SetChildLqmFloor(std::int32_t floor) {
+  child_lqm_floor_ = LowByte(floor);
+  if (!is_root_) lqm_floor_ = child_lqm_floor_;
+}
+
+void ClientSteer::SetLqmHysteresis(std::int32_t hysteresis) {
+  lqm_hysteresis_ = LowByte(hysteresis);
+}
+
+void ClientSteer::OnStart() {
+  StartPollTimer();
+  LOG(INFO) << " Client Steer Started "
+            << " lqm_floor=" << lqm_floor_
+            << " steer_interval=" << platform::FormatTimeSpan(steer_interval_)
+            << " poll_interval=" << platform::FormatTimeSpan(poll_interval_)
+            << " lqm_hysteresis=" << lqm_hysteresis_;
+}
+
+// A pass that is under way runs to its end, but arms no other.
+void ClientSteer::OnStop() {
+  poll_timer_.Stop();
+  stations_.clear();
+  LOG(INFO) << " Client Steer Stopped ";
+}
+
+void ClientSteer::Configure(std::int32_t steer_interval_seconds, std::int32_t poll_interval_seconds,
+                            std::int32_t lqm_floor, std::int32_t lqm_hysteresis) {
+  if (steer_interval_seconds != 0) SetSteerInterval(steer_interval_seconds);
+  if (poll_interval_seconds != 0) SetPollInterval(poll_interval_seconds);
+  if (lqm_floor != 0) lqm_floor_ = LowByte(lqm_floor);
+  if (lqm_hysteresis != 0) SetLqmHysteresis(lqm_hysteresis);
+  LOG(INFO) << " lqm_floor=" << lqm_floor << " steer_interval=" << steer_interval_seconds
+            << " poll_interval=" << poll_interval_seconds << " lqm_hysteresis=" << lqm_hysteresis;
+}
+
+void ClientSteer::StartPollTimer() {
+  poll_timer_.Start(poll_interval_, platform::BindWeak(weak_ptr_factory_.GetWeakPtr(),
+                                                       &ClientSteer::CheckAndSteer));
+}
+
+// Armed again first: passes start every poll interval, however long they take.
+void ClientSteer::CheckAndSteer() {
+  StartPollTimer();
+  poll_cursor_ = 0;
+  PollInterface();
+}
+
+void ClientSteer::PollInterface() {
+  const platform::WeakPtr<ClientSteer> weak = weak_ptr_factory_.GetWeakPtr();
+  const std::string& interface_name = steer_interfaces_[poll_cursor_];
+  if (!nl80211_manager_.GetStations(interface_name, netlink_manager_,
+                                    platform::BindWeak(weak, &ClientSteer::OnStation),
+                                    platform::BindWeak(weak, &ClientSteer::OnPollComplete))) {
+    LOG(WARNING) << "Unable to get stations on interface: " << interface_name;
+  }
+}
+
+void ClientSteer::OnStation(const Nl80211Station& station) {
+  if (!station.IsAuthorized()) return;
+  // What still comes in for an earlier pass when a later one is over is about no interface.
+  if (poll_cursor_ >= steer_interfaces_.size()) return;
+  CheckStation(station.GetMacAddress(), station.GetSignalAverage());
+}
+
+// A dump that failed doesn't end the pass.
+void ClientSteer::OnPollComplete(const Nl80211Error* error) {
+  Nl80211Manager::LogNl80211Error(error);
+  ++poll_cursor_;
+  if (poll_cursor_ < steer_interfaces_.size()) {
+    PollInterface();
+  } else {
+    PruneStations();
+  }
+}
+
+void ClientSteer::CheckStation(const MacAddress& mac_address, std::int8_t signal_dbm) {
+  StationSteerState& state = stations_[mac_address];
+  const platform::WallTime now = loop_.Now();
+  state.last_seen_time = now;
+  if (state.interface_index != static_cast<std::int32_t>(poll_cursor_)) {
+    PlaceStation(state, now);
+  } else {
+    SteerIfPoor(mac_address, LinkQualityMetric(signal_dbm), state, now);
+  }
+}
+
+// Counts as a steer, so that a station is left alone for a whole steer interval after it has come.
+void ClientSteer::PlaceStation(StationSteerState& state, platform::WallTime now) {
+  if (state.interface_index == -1) {
+    state.last_steer_link_quality_metric.resize(steer_interfaces_.size(), 0);
+  }
+  state.interface_index = static_cast<std::int32_t>(poll_cursor_);
+  state.last_steer_time = now;
+}
+
+void ClientSteer::SteerIfPoor(const MacAddress& mac_address, std::uint8_t link_quality_metric,
+                              StationSteerState& state, platform::WallTime now) {
+  std::uint8_t& last_metric = state.last_steer_link_quality_metric[poll_cursor_];
+  const platform::TimeSpan since_last_steer = now - state.last_steer_time;
+  VLOG(1) << mac_address.ToString() << " link_quality_metric " << link_quality_metric
+          << " last_steer_link_quality_metric " << last_metric << " time since last steer "
+          << platform::FormatTimeSpan(since_last_steer);
+  if (!ShouldSteer({.link_quality_metric = link_quality_metric,
+                    .last_steer_link_quality_metric = last_metric,
+                    .since_last_steer = since_last_steer,
+                    .lqm_floor = lqm_floor_,
+                    .lqm_hysteresis = lqm_hysteresis_,
+                    .steer_interval = steer_interval_})) {
+    return;
+  }
+  state.last_steer_time = now;
+  const std::uint8_t previous_metric = std::exchange(last_metric, link_quality_metric);
+  LOG(INFO) << " Steer Client " << mac_address.ToString() << " link_quality_metric "
+            << link_quality_metric << " last_steer_link_quality_metric " << previous_metric;
+  Disassociate(mac_address, state);
+}
+
+void ClientSteer::Disassociate(const MacAddress& mac_address, const StationSteerState& state) {
+  std::string command = "DISASSOCIATE ";
+  command += mac_address.ToString();
+  command += kDisassociateReason;
+  hostapd_interface_->SendCommand(
+      steer_interfaces_[static_cast<std::size_t>(state.interface_index)], command);
+}
+
+void ClientSteer::PruneStations() {
+  const platform::WallTime now = loop_.Now();
+  const platform::TimeSpan prune_age = Twice(steer_interval_);
+  std::erase_if(stations_, [&](const auto& entry) {
+    const auto& [mac_address, state] = entry;
+    if (now - state.last_seen_time <= prune_age) return false;
+    VLOG(1) << "Prune Station " << mac_address.ToString();
+    return true;
+  });
+}
+
+}  // namespace orvane::ap

@@ -1,0 +1,557 @@
+#include "optimizer/client_steer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "optimizer/testing/steering_world.h"
+
+namespace orvane::ap {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+using namespace std::chrono_literals;
+
+constexpr auto k2400 = SteeringWorld::k2400;
+constexpr auto k5000 = SteeringWorld::k5000;
+const auto& Mac = SteeringWorld::Mac;
+const auto& Steered = SteeringWorld::Steered;
+
+TEST(LinkQualityMetricTest, IsTheSignalPlusAHundredWithinBounds) {
+  EXPECT_EQ(LinkQualityMetric(-128), 0);
+  EXPECT_EQ(LinkQualityMetric(-101), 0);
+  EXPECT_EQ(LinkQualityMetric(-100), 0);
+  EXPECT_EQ(LinkQualityMetric(-99), 1);
+  EXPECT_EQ(LinkQualityMetric(-70), 30);
+  EXPECT_EQ(LinkQualityMetric(-1), 99);
+  EXPECT_EQ(LinkQualityMetric(0), 100);
+  EXPECT_EQ(LinkQualityMetric(1), 100);
+  EXPECT_EQ(LinkQualityMetric(127), 100);
+}
+
+constexpr SteerDecision kSteered = {.link_quality_metric = 20,
+                                    .last_steer_link_quality_metric = 0,
+                                    .since_last_steer = 601s,
+                                    .lqm_floor = 30,
+                                    .lqm_hysteresis = 15,
+                                    .steer_interval = 600s};
+
+TEST(ShouldSteerTest, EachLimitItselfIsNotEnough) {
+  EXPECT_TRUE(ShouldSteer(kSteered));
+  SteerDecision decision = kSteered;
+  decision.lqm_floor = 20;
+  EXPECT_FALSE(ShouldSteer(decision));
+  decision.lqm_floor = 21;
+  EXPECT_TRUE(ShouldSteer(decision));
+
+  decision = kSteered;
+  decision.lqm_hysteresis = 20;
+  EXPECT_FALSE(ShouldSteer(decision));
+  decision.lqm_hysteresis = 19;
+  EXPECT_TRUE(ShouldSteer(decision));
+
+  decision = kSteered;
+  decision.since_last_steer = 600s;
+  EXPECT_FALSE(ShouldSteer(decision));
+  decision.since_last_steer = 600s + 1us;
+  EXPECT_TRUE(ShouldSteer(decision));
+}
+
+TEST(ShouldSteerTest, TheChangeCountsInBothDirections) {
+  SteerDecision decision = kSteered;
+  decision.last_steer_link_quality_metric = 36;
+  EXPECT_TRUE(ShouldSteer(decision));
+  decision.last_steer_link_quality_metric = 35;
+  EXPECT_FALSE(ShouldSteer(decision));
+  decision.link_quality_metric = 0;
+  decision.last_steer_link_quality_metric = 100;
+  EXPECT_TRUE(ShouldSteer(decision));
+}
+
+TEST(ShouldSteerTest, TheWholeRangeOfEightBitsWorks) {
+  SteerDecision decision = kSteered;
+  decision.lqm_floor = 255;
+  decision.link_quality_metric = 100;
+  EXPECT_TRUE(ShouldSteer(decision));
+  decision.lqm_hysteresis = 255;
+  EXPECT_FALSE(ShouldSteer(decision));
+  decision.lqm_hysteresis = 0;
+  decision.last_steer_link_quality_metric = 100;
+  EXPECT_FALSE(ShouldSteer(decision));
+  decision.last_steer_link_quality_metric = 99;
+  EXPECT_TRUE(ShouldSteer(decision));
+  decision.lqm_floor = 0;
+  decision.link_quality_metric = 0;
+  EXPECT_FALSE(ShouldSteer(decision));
+}
+
+TEST(ShouldSteerTest, ANegativeIntervalIsAlwaysOver) {
+  SteerDecision decision = kSteered;
+  decision.steer_interval = -5s;
+  decision.since_last_steer = 0s;
+  EXPECT_TRUE(ShouldSteer(decision));
+  decision.since_last_steer = -5s;  // the clock was set back
+  EXPECT_FALSE(ShouldSteer(decision));
+}
+
+class ClientSteerTest : public ::testing::Test {
+ protected:
+  // Not further than the pass before: the next one comes a poll interval later.
+  void Start() {
+    world_.steer->Enable();
+    world_.TakeLog();
+  }
+  void Passes(int count) { world_.Pass(count * std::chrono::minutes(1)); }
+
+  SteeringWorld world_;
+};
+
+TEST_F(ClientSteerTest, IsNamedAndSwitchedByItsFlag) {
+  EXPECT_EQ(world_.steer->name(), "clientSteering");
+}
+
+TEST_F(ClientSteerTest, NothingHappensUntilItIsStarted) {
+  world_.Join(k2400, 1, -90);
+  world_.Pass(24h);
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(1));  // the family
+}
+
+TEST_F(ClientSteerTest, StartAndStopAreLogged) {
+  world_.TakeLog();
+  world_.steer->Enable();
+  world_.steer->Disable();
+  EXPECT_THAT(world_.TakeLog(),
+              ElementsAre(" Client Steer Started  lqm_floor=30 steer_interval=10m "
+                          "poll_interval=1m lqm_hysteresis=15",
+                          " Client Steer Stopped "));
+}
+
+TEST_F(ClientSteerTest, TheFirstPassComesOnePollIntervalAfterTheStart) {
+  Start();
+  world_.Pass(59'999'999us);
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(1));
+  world_.Pass(1us);
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(3));
+  world_.Pass(60s);
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(5));
+}
+
+TEST_F(ClientSteerTest, APoorStationIsSteeredAfterMoreThanOneInterval) {
+  world_.Join(k2400, 1, -80);
+  Start();
+  Passes(11);  // placed in the first; ten minutes later is not yet more than ten
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+  world_.TakeLog();
+  Passes(1);
+  EXPECT_THAT(world_.TakeCommands(), ElementsAre(Steered(k2400, 1)));
+  EXPECT_THAT(world_.TakeLog(),
+              ElementsAre(Mac(1) + " link_quality_metric 20 last_steer_link_quality_metric 0 time "
+                                   "since last steer 11m",
+                          " Steer Client " + Mac(1) +
+                              " link_quality_metric 20 last_steer_link_quality_metric 0"));
+}
+
+TEST_F(ClientSteerTest, TheFirstSightOfAStationIsSilent) {
+  world_.Join(k2400, 1, -90);
+  Start();
+  Passes(1);
+  EXPECT_THAT(world_.TakeLog(), IsEmpty());
+}
+
+TEST_F(ClientSteerTest, AnySignalOutOfTheRangeIsClamped) {
+  for (const int signal : {-101, -100, 0, 5}) world_.Join(k5000, signal + 200, signal);
+  Start();
+  Passes(2);
+  EXPECT_THAT(
+      world_.TakeLog(),
+      ElementsAre(
+          Mac(99) +
+              " link_quality_metric 0 last_steer_link_quality_metric 0 time since last steer 1m",
+          Mac(100) +
+              " link_quality_metric 0 last_steer_link_quality_metric 0 time since last steer 1m",
+          Mac(200) +
+              " link_quality_metric 100 last_steer_link_quality_metric 0 time since last steer 1m",
+          Mac(205) +
+              " link_quality_metric 100 last_steer_link_quality_metric 0 time since last steer "
+              "1m"));
+}
+
+TEST_F(ClientSteerTest, AMissingSignalCountsAsPerfect) {
+  world_.Join(k2400, 1, -90).signal_average.reset();
+  Start();
+  Passes(30);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+  EXPECT_THAT(world_.TakeLog().back(), ::testing::HasSubstr(" link_quality_metric 100 "));
+}
+
+TEST_F(ClientSteerTest, AMetricNotAboveTheHysteresisIsNeverSteeredFirst) {
+  world_.Join(k2400, 1, -97);
+  world_.Join(k2400, 2, -85);  // 15: equal
+  Start();
+  Passes(60);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+}
+
+TEST_F(ClientSteerTest, AMetricAtTheFloorIsNotSteered) {
+  world_.Join(k2400, 1, -70);
+  world_.Join(k2400, 2, -71);
+  Start();
+  Passes(12);
+  EXPECT_THAT(world_.TakeCommands(), ElementsAre(Steered(k2400, 2)));
+}
+
+TEST_F(ClientSteerTest, ASecondSteerNeedsAChangeAndAnotherInterval) {
+  world_.Join(k2400, 1, -75);
+  Start();
+  Passes(12);
+  EXPECT_THAT(world_.TakeCommands(), ElementsAre(Steered(k2400, 1)));
+  Passes(30);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty()) << "the metric is what it was";
+  world_.SetSignal(k2400, 1, -90);  // from 25 to 10: equal to the hysteresis
+  Passes(1);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+  world_.SetSignal(k2400, 1, -91);
+  Passes(1);
+  EXPECT_THAT(world_.TakeCommands(), ElementsAre(Steered(k2400, 1)));
+  world_.SetSignal(k2400, 1, -71);  // 29
+  Passes(10);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty()) << "not more than the interval yet";
+  world_.TakeLog();
+  Passes(1);
+  EXPECT_THAT(world_.TakeCommands(), ElementsAre(Steered(k2400, 1)));
+  EXPECT_THAT(world_.TakeLog(" Steer Client "),
+              ElementsAre(" Steer Client " + Mac(1) +
+                          " link_quality_metric 29 last_steer_link_quality_metric 9"));
+}
+
+TEST_F(ClientSteerTest, AMoveRestartsTheGraceAndKeepsTheMemoryOfEachInterface) {
+  world_.Join(k2400, 1, -80);
+  Start();
+  Passes(12);
+  EXPECT_THAT(world_.TakeCommands(), ElementsAre(Steered(k2400, 1)));
+
+  world_.Leave(k2400, 1);
+  world_.Join(k5000, 1, -80);
+  Passes(11);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+  Passes(1);
+  EXPECT_THAT(world_.TakeCommands(), ElementsAre(Steered(k5000, 1)));
+
+  world_.Leave(k5000, 1);
+  world_.Join(k2400, 1, -82);
+  world_.TakeLog();
+  Passes(2);
+  EXPECT_THAT(world_.TakeLog(),
+              ElementsAre(Mac(1) + " link_quality_metric 18 last_steer_link_quality_metric 20 time "
+                                   "since last steer 1m"));
+  Passes(60);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty()) << "as it was when it was steered from here";
+}
+
+TEST_F(ClientSteerTest, AStationOnBothInterfacesMovesWithEachDump) {
+  world_.Join(k2400, 1, -80);
+  world_.Join(k5000, 1, -80);
+  Start();
+  Passes(60);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+  EXPECT_THAT(world_.TakeLog(), IsEmpty());
+}
+
+TEST_F(ClientSteerTest, StationsThatAreNotAuthorizedAreNotTracked) {
+  world_.Join(k2400, 1, -80).flags = ~(1U << 1);
+  Start();
+  Passes(60);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+  EXPECT_THAT(world_.TakeLog(), IsEmpty());
+}
+
+TEST_F(ClientSteerTest, AStationIsForgottenAfterMoreThanTwoIntervalsUnseen) {
+  world_.Join(k2400, 1, -50);
+  world_.Join(k5000, 2, -50);
+  Start();
+  Passes(2);
+  world_.Leave(k2400, 1);
+  world_.TakeLog();
+  Passes(20);
+  EXPECT_THAT(world_.TakeLog("Prune"), IsEmpty());
+  Passes(1);
+  EXPECT_THAT(world_.TakeLog("Prune"), ElementsAre("Prune Station " + Mac(1)));
+  Passes(60);
+  EXPECT_THAT(world_.TakeLog("Prune"), IsEmpty());
+}
+
+TEST_F(ClientSteerTest, PruningGoesInOrderOfAddresses) {
+  for (const int number : {3, 1, 2}) world_.Join(k2400, number, -50);
+  Start();
+  Passes(1);
+  world_.kernel.Stations(k2400).clear();
+  Passes(30);
+  EXPECT_THAT(
+      world_.TakeLog("Prune"),
+      ElementsAre("Prune Station " + Mac(1), "Prune Station " + Mac(2), "Prune Station " + Mac(3)));
+}
+
+TEST_F(ClientSteerTest, AnUnknownInterfaceEndsThePassWithoutPruning) {
+  world_.Join(k2400, 1, -50);
+  Start();
+  Passes(1);
+  world_.kernel.Stations(k2400).clear();
+  world_.kernel.RemoveInterface(k5000);
+  Passes(60);
+  std::vector<std::string> lines(60, "Unable to get stations on interface: wlan-5000mhz");
+  EXPECT_EQ(world_.TakeLog(), lines);
+  world_.kernel.RemoveInterface(k2400);
+  const std::size_t requests = world_.kernel.requests().size();
+  Passes(1);
+  EXPECT_THAT(world_.TakeLog(), ElementsAre("Unable to get stations on interface: wlan-2400mhz"));
+  EXPECT_EQ(world_.kernel.requests().size(), requests);
+  world_.kernel.AddInterface(k2400, 3);
+  world_.kernel.AddInterface(k5000, 4);
+  Passes(1);
+  EXPECT_THAT(world_.TakeLog(), ElementsAre("Prune Station " + Mac(1)));
+}
+
+TEST_F(ClientSteerTest, AFailedDumpIsLoggedAndThePassGoesOn) {
+  world_.Join(k5000, 1, -80);
+  Start();
+  for (int pass = 0; pass < 12; ++pass) {
+    world_.kernel.FailNextRequest(ENODEV);
+    Passes(1);
+  }
+  EXPECT_THAT(world_.TakeLog("Netlink error"), SizeIs(12));
+  EXPECT_THAT(world_.TakeCommands(), ElementsAre(Steered(k5000, 1)));
+}
+
+TEST_F(ClientSteerTest, ADumpThatFailsHalfWayCountsForWhatItTold) {
+  for (int number = 1; number <= 3; ++number) world_.Join(k2400, number, -80);
+  world_.Join(k5000, 4, -80);
+  Start();
+  for (int pass = 0; pass < 12; ++pass) {
+    world_.kernel.FailNextDumpAfter(2, EIO);
+    Passes(1);
+  }
+  EXPECT_THAT(world_.TakeCommands(),
+              ElementsAre(Steered(k2400, 1), Steered(k2400, 2), Steered(k5000, 4)));
+  EXPECT_THAT(world_.TakeLog("Netlink error 5: "), SizeIs(12));
+}
+
+TEST_F(ClientSteerTest, ASilentKernelCostsATimeOutForEachInterface) {
+  Start();
+  world_.kernel.SetSilent(true);
+  Passes(1);
+  world_.TakeLog();
+  world_.Pass(4'999'999us);
+  EXPECT_THAT(world_.TakeLog(), IsEmpty());
+  world_.Pass(1us);
+  EXPECT_THAT(world_.TakeLog("Netlink error"),
+              ElementsAre("Netlink error 2: Netlink response timeout"));
+  world_.Pass(5s);
+  EXPECT_THAT(world_.TakeLog("Netlink error"),
+              ElementsAre("Netlink error 2: Netlink response timeout"));
+  world_.Pass(45s);
+  EXPECT_THAT(world_.TakeLog("Netlink error"), IsEmpty());
+}
+
+TEST_F(ClientSteerTest, AnOverlappingPassStartsOverAndBothAdvanceTheCursor) {
+  world_.steer->OnFlagChanged("clientSteeringPollInterval", "2");
+  world_.Join(k2400, 1, -50);
+  world_.Join(k5000, 2, -50);
+  Start();
+  world_.kernel.SetHolding(true);
+  world_.Pass(4s);  // two passes, each with a dump of the first interface
+  world_.TakeLog();
+  world_.kernel.SetHolding(false);
+  world_.Pass(0s);
+  // The end of the earlier dump moved on to the second interface, so what the later one tells of
+  // the first interface is taken for the second's; its end is the end of the pass.
+  world_.kernel.SetHolding(true);
+  EXPECT_THAT(world_.TakeLog("Netlink error"), IsEmpty());
+  world_.kernel.SetHolding(false);
+  world_.Pass(2s);
+  world_.TakeLog();
+  world_.Pass(2s);
+  EXPECT_THAT(world_.TakeLog(), SizeIs(2)) << "each station at its own interface again";
+}
+
+TEST_F(ClientSteerTest, LateStationsOfAnEarlierPassAreAboutNoInterface) {
+  world_.steer->OnFlagChanged("clientSteeringPollInterval", "1");
+  for (int number = 1; number <= 100; ++number) world_.Join(k2400, number, -90);
+  for (int number = 1; number <= 100; ++number) world_.Join(k5000, number, -90);
+  Start();
+  for (int round = 0; round < 50; ++round) {
+    world_.kernel.SetHolding(true);
+    world_.Pass(std::chrono::seconds(round % 5));
+    world_.kernel.SetHolding(false);
+    world_.Pass(1s);
+  }
+  EXPECT_THAT(world_.TakeLog("Netlink error"), IsEmpty());
+}
+
+TEST_F(ClientSteerTest, AStopInTheMiddleOfAPassLetsItEnd) {
+  world_.Join(k2400, 1, -80);
+  world_.Join(k5000, 2, -80);
+  Start();
+  Passes(11);
+  world_.kernel.SetHolding(true);
+  Passes(1);
+  world_.steer->Disable();
+  world_.TakeLog();
+  world_.kernel.SetHolding(false);
+  world_.Pass(0s);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty()) << "the stations are new to it";
+  const std::size_t requests = world_.kernel.requests().size();
+  Passes(60);
+  EXPECT_EQ(world_.kernel.requests().size(), requests);
+}
+
+TEST_F(ClientSteerTest, AStopForgetsTheStations) {
+  world_.Join(k2400, 1, -80);
+  Start();
+  Passes(12);
+  EXPECT_THAT(world_.TakeCommands(), SizeIs(1));
+  world_.steer->Disable();
+  world_.steer->Enable();
+  world_.TakeLog();
+  Passes(11);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+  Passes(1);
+  EXPECT_THAT(world_.TakeCommands(), ElementsAre(Steered(k2400, 1))) << "its metric was forgotten";
+}
+
+TEST_F(ClientSteerTest, DestructionInTheMiddleOfAPassDropsTheRest) {
+  world_.Join(k2400, 1, -80);
+  Start();
+  world_.kernel.SetHolding(true);
+  Passes(1);
+  world_.steer.reset();
+  world_.TakeLog();
+  world_.kernel.SetHolding(false);
+  Passes(60);
+  EXPECT_THAT(world_.TakeLog(), IsEmpty());
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+}
+
+TEST_F(ClientSteerTest, TheClockSetForwardSteersAndSetBackDoesNot) {
+  world_.Join(k2400, 1, -80);
+  Start();
+  Passes(2);
+  world_.loop.SetWallTime(world_.loop.Now() + 10min);
+  Passes(1);
+  EXPECT_THAT(world_.TakeCommands(), ElementsAre(Steered(k2400, 1)));
+  world_.SetSignal(k2400, 1, -99);
+  world_.loop.SetWallTime(world_.loop.Now() - 24h);
+  Passes(60);
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+}
+
+TEST_F(ClientSteerTest, AChangedPollIntervalCountsFromTheNextPass) {
+  Start();
+  world_.steer->OnFlagChanged("clientSteeringPollInterval", "5");
+  world_.Pass(59s);
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(1));
+  world_.Pass(1s);
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(3));
+  world_.Pass(5s);
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(5));
+}
+
+TEST_F(ClientSteerTest, AFloorOfThreeHundredIsFortyFour) {
+  world_.steer->OnFlagChanged("clientSteeringRootLqmFloor", "300");
+  world_.steer->Enable();
+  EXPECT_THAT(world_.TakeLog().back(), ::testing::HasSubstr(" lqm_floor=44 "));
+}
+
+TEST_F(ClientSteerTest, EachFlagSetsItsOwnParameter) {
+  world_.steer->OnFlagChanged("clientSteeringInterval", " 7x");
+  world_.steer->OnFlagChanged("clientSteeringPollInterval", "-3");
+  world_.steer->OnFlagChanged("clientSteeringRootLqmFloor", "-1");
+  world_.steer->OnFlagChanged("clientSteeringChildLqmFloor", "9");
+  world_.steer->OnFlagChanged("clientSteeringLqmHysteresis", "257");
+  world_.steer->OnFlagChanged("clientSteeringSomething", "no number");
+  world_.steer->OnFlagChanged("XclientSteeringInterval", "no number");
+  world_.TakeLog();
+  world_.steer->Enable();
+  EXPECT_THAT(world_.TakeLog(),
+              ElementsAre(" Client Steer Started  lqm_floor=255 steer_interval=7s "
+                          "poll_interval=-3s lqm_hysteresis=1"));
+}
+
+TEST(ClientSteerChildTest, OnAChildTheChildFloorIsInForce) {
+  ClientSteerSettings settings = SteeringWorld::DefaultSettings();
+  settings.is_root = false;
+  SteeringWorld world(settings);
+  world.steer->OnFlagChanged("clientSteeringRootLqmFloor", "9");
+  world.steer->Enable();
+  EXPECT_THAT(world.TakeLog().back(), ::testing::HasSubstr(" lqm_floor=40 "));
+  world.steer->Disable();
+  world.steer->OnFlagChanged("clientSteeringChildLqmFloor", "41");
+  world.steer->Enable();
+  EXPECT_THAT(world.TakeLog().back(), ::testing::HasSubstr(" lqm_floor=41 "));
+}
+
+TEST_F(ClientSteerTest, WhatIsNoNumberThrowsAndSetsNothing) {
+  const struct {
+    const char* value;
+    bool is_out_of_range;
+  } kRows[] = {{"abc", false}, {"", false}, {"2147483648", true}, {"-2147483649", true}};
+  for (const auto& row : kRows) {
+    try {
+      world_.steer->OnFlagChanged("clientSteeringInterval", row.value);
+      ADD_FAILURE() << row.value;
+    } catch (const std::out_of_range& error) {
+      EXPECT_TRUE(row.is_out_of_range);
+      EXPECT_STREQ(error.what(), "stoi");
+    } catch (const std::invalid_argument& error) {
+      EXPECT_FALSE(row.is_out_of_range);
+      EXPECT_STREQ(error.what(), "stoi");
+    }
+  }
+}
+
+TEST_F(ClientSteerTest, ConfigureSetsWhatIsNotZeroAndLogsItsArguments) {
+  world_.TakeLog();
+  world_.steer->Configure(1, 0, 301, 0);
+  world_.steer->Configure(0, 2, 0, 3);
+  world_.steer->Enable();
+  EXPECT_THAT(world_.TakeLog(),
+              ElementsAre(" lqm_floor=301 steer_interval=1 poll_interval=0 lqm_hysteresis=0",
+                          " lqm_floor=0 steer_interval=0 poll_interval=2 lqm_hysteresis=3",
+                          " Client Steer Started  lqm_floor=45 steer_interval=1s poll_interval=2s "
+                          "lqm_hysteresis=3"));
+}
+
+TEST_F(ClientSteerTest, APassWithoutAnIntervalLeavesTheLoopItsTurn) {
+  for (const char* interval : {"0", "-60"}) {
+    world_.steer->OnFlagChanged("clientSteeringPollInterval", interval);
+    world_.steer->Enable();
+    int others = 0;
+    for (int turn = 0; turn < 100; ++turn) {
+      world_.loop.PostTask([&others] { ++others; });
+      world_.loop.RunOnce();
+    }
+    EXPECT_EQ(others, 100);
+    world_.steer->Disable();
+  }
+}
+
+using ClientSteerDeathTest = ClientSteerTest;
+
+TEST_F(ClientSteerDeathTest, WithoutInterfacesThereIsNothingToSteer) {
+  EXPECT_DEATH(
+      {
+        platform::InitLog(platform::kLogToStderr, "");
+        ClientSteer(world_.loop, &world_.netlink, {}, &world_.hostapd,
+                    SteeringWorld::DefaultSettings());
+      },
+      "Check failed: !steer_interfaces_.empty\\(\\)");
+}
+
+}  // namespace
+}  // namespace orvane::ap
