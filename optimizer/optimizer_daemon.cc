@@ -1,8 +1,14 @@
 #include "optimizer/optimizer_daemon.h"
 
-#include <utility>
+#include <linux/nl80211.h>
 
+#include <utility>
+#include <vector>
+
+#include "common/interface_names.h"
+#include "optimizer/client_steer.h"
 #include "optimizer/event_uploader.h"
+#include "platform/logging.h"
 #include "platform/time.h"
 
 namespace orvane::ap {
@@ -17,22 +23,61 @@ OptimizerDaemon::OptimizerDaemon(const OptimizerFlags& flags)
     : BusServiceDaemon(kServiceName, kObjectPath),
       hostapd_interface_(loop()),
       enable_connection_event_stats_(flags.enable_connection_event_stats),
-      connection_event_upload_period_(flags.connection_event_upload_period) {}
+      connection_event_upload_period_(flags.connection_event_upload_period),
+      enable_client_steering_(flags.enable_client_steering),
+      client_steering_interval_(flags.client_steering_interval),
+      client_steering_poll_interval_(flags.client_steering_poll_interval),
+      client_steering_root_lqm_floor_(flags.client_steering_root_lqm_floor),
+      client_steering_child_lqm_floor_(flags.client_steering_child_lqm_floor),
+      client_steering_lqm_hysteresis_(flags.client_steering_lqm_hysteresis),
+      is_root_(flags.is_root) {}
 
 // Services go in the order in which they came, not in the one that a container happens to have.
 OptimizerDaemon::~OptimizerDaemon() {
   weak_ptr_factory_.InvalidateWeakPtrs();
   while (!services_.empty()) services_.pop_front();
+  // It outlives the loop that it reads on.
+  if (netlink_manager_ != nullptr) netlink_manager_->Stop();
 }
 
 int OptimizerDaemon::OnInit() {
   if (const int exit_code = BusServiceDaemon::OnInit(); exit_code != 0) return exit_code;
+  StartNetlink();
   recorder_proxy_ =
       std::make_unique<org::velmora::ap::Quillary::ManagerProxy>(bus(), kRecorderServiceName);
   hostapd_interface_.Init();
+  CreateClientSteer();
   CreateEventUploader();
   FollowFlags();
   return 0;
+}
+
+// A family that is unknown is no reason not to start: there is hostapd to listen to, and steering
+// reports its own failures.
+void OptimizerDaemon::StartNetlink() {
+  netlink_manager_ = platform::NetlinkManager::GetInstance();
+  CHECK(netlink_manager_) << "Unable to create NetlinkManager";
+  netlink_manager_->Init();
+  netlink_manager_->SetNl80211MessageType(netlink_manager_->GetFamily(NL80211_GENL_NAME));
+  netlink_manager_->Start(loop());
+}
+
+void OptimizerDaemon::CreateClientSteer() {
+  // Of the metrics the low 8 bits count; a larger number is no error.
+  const ClientSteerSettings settings = {
+      .steer_interval = platform::SecondsToTimeSpan(client_steering_interval_),
+      .poll_interval = platform::SecondsToTimeSpan(client_steering_poll_interval_),
+      .lqm_hysteresis = static_cast<std::uint8_t>(client_steering_lqm_hysteresis_),
+      .is_root = is_root_,
+      .root_lqm_floor = static_cast<std::uint8_t>(client_steering_root_lqm_floor_),
+      .child_lqm_floor = static_cast<std::uint8_t>(client_steering_child_lqm_floor_),
+  };
+  auto steer = std::make_unique<ClientSteer>(
+      loop(), netlink_manager_,
+      std::vector<std::string>{kWlan2400MhzInterface, kWlan5000MhzInterface}, &hostapd_interface_,
+      settings);
+  if (enable_client_steering_) steer->Enable();
+  services_.push_back(std::move(steer));
 }
 
 void OptimizerDaemon::CreateEventUploader() {
@@ -53,7 +98,7 @@ void OptimizerDaemon::OnFlagsPropertyChanged(org::velmora::ap::FlagsProxyInterfa
                                              const std::string& property_name) {
   if (property_name != "Flags") return;
   // A copy, since what a service does with a flag may lead to another reading.
-  const FlagMap flags = proxy->flags();
+  const FlagMap flags = proxy->flags();  // NOLINT(performance-unnecessary-copy-initialization)
   ApplyFlags(flags, services_);
 }
 

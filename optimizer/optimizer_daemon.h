@@ -11,6 +11,7 @@
 #include "optimizer/hostapd_interface.h"
 #include "optimizer/service.h"
 #include "platform/bus/bus_service_daemon.h"
+#include "platform/netlink/netlink_manager.h"
 #include "platform/weak_ptr.h"
 
 namespace orvane::ap {
@@ -30,16 +31,27 @@ class OptimizerDaemon : public platform::bus::BusServiceDaemon {
   int OnInit() override;
 
  private:
+  void StartNetlink();
+  void CreateClientSteer();
   void CreateEventUploader();
   void FollowFlags();
   void OnFlagsPropertyChanged(org::velmora::ap::FlagsProxyInterface* proxy,
                               const std::string& property_name);
 
   HostapdInterface hostapd_interface_;
+  // The process-wide one; null before OnInit.
+  platform::NetlinkManager* netlink_manager_ = nullptr;
   std::unique_ptr<org::velmora::ap::Quillary::ManagerProxy> recorder_proxy_;
   std::unique_ptr<org::velmora::ap::FlagsProxy> flags_proxy_;
   bool enable_connection_event_stats_;
-  std::int32_t connection_event_upload_period_;
+  std::int32_t connection_event_upload_period_;  // seconds
+  bool enable_client_steering_;
+  std::int32_t client_steering_interval_;       // seconds
+  std::int32_t client_steering_poll_interval_;  // seconds
+  std::int32_t client_steering_root_lqm_floor_;
+  std::int32_t client_steering_child_lqm_floor_;
+  std::int32_t client_steering_lqm_hysteresis_;
+  bool is_root_;
   ServiceList services_;
   platform::WeakPtrFactory<OptimizerDaemon> weak_ptr_factory_{this};
 };
