@@ -18,11 +18,11 @@ int DigitValue(char digit) {
 std::string HexEncode(std::span<const std::uint8_t> bytes, HexCase letters) {
   const std::string_view digits =
       letters == HexCase::kLower ? "0123456789abcdef" : "0123456789ABCDEF";
-  std::string text;
-  text.reserve(bytes.size() * 2);
+  std::string text(bytes.size() * 2, '\0');
+  auto next = text.begin();
   for (const std::uint8_t byte : bytes) {
-    text.push_back(digits[byte >> 4]);
-    text.push_back(digits[byte & 0xf]);
+    *next++ = digits[byte >> 4];
+    *next++ = digits[byte & 0xf];
   }
   return text;
 }
