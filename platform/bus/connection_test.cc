@@ -161,27 +161,16 @@ TEST_F(ConnectionTest, DescriptorsDoNotLeak) {
   EXPECT_EQ(CountDescriptors(), before);
 }
 
-struct NoBusCase {
-  const char* address;
-  const char* message;
-};
-
-class NoBusTest : public testing::TestWithParam<NoBusCase> {};
-
-TEST_P(NoBusTest, IsAnErrorAtOnce) {
-  setenv("DBUS_SYSTEM_BUS_ADDRESS", GetParam().address, 1);
+TEST(NoBusTest, IsAnErrorAtOnce) {
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
   SdEventLoop loop;
   std::unique_ptr<Error> error;
   EXPECT_EQ(Connection::OpenSystemBus(loop, &error), nullptr);
   ASSERT_NE(error, nullptr);
   EXPECT_EQ(error->domain(), kDBusErrorDomain);
-  EXPECT_EQ(error->message(), GetParam().message);
+  EXPECT_EQ(error->code(), "org.freedesktop.DBus.Error.FileNotFound");
+  EXPECT_EQ(error->message(), "No such file or directory");
 }
-
-INSTANTIATE_TEST_SUITE_P(All, NoBusTest,
-                         testing::Values(NoBusCase{"unix:path=/nonexistent/bus",
-                                                   "No such file or directory"},
-                                         NoBusCase{"unix:path=/etc/passwd", "Connection refused"}));
 
 // A server that takes the connection and closes it, instead of letting us in.
 TEST(RefusingBusTest, IsAnError) {

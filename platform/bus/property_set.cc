@@ -57,8 +57,7 @@ void PropertySet::OnPropertiesChanged(sd_bus_message* signal) {
     return;
   }
   MessageReader reader(signal);
-  // A stranger's match may have let the signal of another interface through.
-  if (reader.PopString() != interface_) return;
+  reader.PopString();  // the interface: we have subscribed for ours only
   if (UpdateAll(reader) && HasInvalidatedProperty(reader)) GetAll();
 }
 
