@@ -1,0 +1,21 @@
+#include "optimizer/run.h"
+
+#include <optional>
+
+#include "optimizer/command_line.h"
+#include "optimizer/optimizer_daemon.h"
+#include "platform/logging.h"
+
+namespace orvane::ap {
+
+int RunOptimizer(int argc, char** argv) {
+  OptimizerFlags flags;
+  if (const std::optional<int> exit_code = ParseCommandLine(argc, argv, &flags)) return *exit_code;
+  platform::InitLog(platform::kLogToSystemLog | platform::kLogToStderr | platform::kLogHeader,
+                    "ap-wavelark");
+  LOG(INFO) << "Starting the daemon";
+  OptimizerDaemon daemon(flags);
+  return daemon.Run();
+}
+
+}  // namespace orvane::ap

@@ -1,0 +1,11 @@
+#ifndef OPTIMIZER_RUN_H_
+#define OPTIMIZER_RUN_H_
+
+namespace orvane::ap {
+
+// The whole program: command line, log, daemon. Returns the exit code.
+int RunOptimizer(int argc, char** argv);
+
+}  // namespace orvane::ap
+
+#endif  // OPTIMIZER_RUN_H_
