@@ -1,0 +1,235 @@
+// Attaching to hostapd and staying attached, whatever hostapd does.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tests/access_point.h"
+
+namespace orvane::ap {
+namespace {
+
+using std::chrono::milliseconds;
+using ::testing::IsEmpty;
+
+constexpr char kCouldNot[] = "Could not attach to hostapd";
+constexpr char kRefused[] = "Failed to connect: Connection refused (111)";
+
+// How much later than planned a timer may fire on a busy machine.
+constexpr milliseconds kLate(kIsSanitized ? 300 : 150);
+
+void ExpectAbout(std::chrono::steady_clock::duration time, milliseconds expected) {
+  const auto actual = std::chrono::round<milliseconds>(time);
+  EXPECT_GE(actual, expected - milliseconds(2));
+  EXPECT_LE(actual, expected + kLate);
+  ::testing::Test::RecordProperty("measured_ms", std::to_string(actual.count()));
+}
+
+class AttachTest : public AccessPoint {
+ protected:
+  // A daemon with hostapd attached on one interface.
+  void StartAttached() {
+    StartBus();
+    hostapd_.emplace(kWlan2400);
+    StartDaemon({"--v=1"});
+    hostapd_->Attach();
+    Settle(*hostapd_);
+  }
+
+  // The number of times that hostapd was told to have started.
+  std::size_t StartedCount() { return LogCount("VERBOSE1", "Callback: 0 mac: "); }
+
+  std::optional<Hostapd> hostapd_;
+};
+
+TEST_F(AttachTest, StoppedAndStarted) {
+  StartAttached();
+  for (std::size_t i = 2; i < 5; ++i) {
+    hostapd_.reset();
+    // The old end is gone, so taking leave fails.
+    ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)", i - 1);
+    hostapd_.emplace(kWlan2400);
+    hostapd_->Attach();
+    Settle(*hostapd_);
+    EXPECT_EQ(StartedCount(), i);
+  }
+  EXPECT_THAT(LogTexts("WARNING"), ::testing::Not(::testing::Contains(kCouldNot)));
+}
+
+TEST_F(AttachTest, NothingIsTriedWhileThereIsNoSocket) {
+  StartAttached();
+  hostapd_.reset();
+  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  std::this_thread::sleep_for(milliseconds(700));
+  EXPECT_EQ(LogCount("WARNING", kCouldNot), 0U);
+  EXPECT_THAT(LogTexts("ERROR"), ::testing::SizeIs(1));
+}
+
+TEST_F(AttachTest, StartsBeforeHostapd) {
+  StartBus();
+  std::filesystem::create_directories(kControlDirectory);
+  StartDaemon();
+  Hostapd wlan5000(kWlan5000);
+  wlan5000.Attach();
+  Hostapd wlan2400(kWlan2400);
+  wlan2400.Attach();
+  Settle(wlan5000);
+  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+}
+
+// Without the directory there is nothing to watch.
+TEST_F(AttachTest, ControlDirectoryIsMissing) {
+  StartBus();
+  StartFlags({{"connectionEventsUpload", "1"}});
+  StartDaemon();
+  // By then it has looked for the socket.
+  ExpectLogged("INFO", "Set connection_event_upload to 1");
+  Hostapd wlan2400(kWlan2400);
+  wlan2400.ExpectSilence(milliseconds(700));
+  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  ExpectQuickExit(SIGTERM);
+}
+
+// What was watched is gone then, and a new one of the same name is not noticed.
+TEST_F(AttachTest, ControlDirectoryGoesAway) {
+  StartAttached();
+  hostapd_.reset();
+  std::filesystem::remove(kControlDirectory);
+  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  hostapd_.emplace(kWlan2400);
+  hostapd_->ExpectSilence(milliseconds(700));
+  EXPECT_EQ(LogCount("WARNING", kCouldNot), 0U);
+  ExpectQuickExit(SIGTERM);
+}
+
+TEST_F(AttachTest, RetriesEveryHalfSecondUntilSomebodyServesTheSocket) {
+  StartBus();
+  LeaveSocketFile(kWlan2400);
+  StartDaemon();
+  ExpectLogged("WARNING", kCouldNot);
+  const auto first = std::chrono::steady_clock::now();
+  ExpectLogged("WARNING", kCouldNot, 4);
+  const auto time = std::chrono::steady_clock::now() - first;
+  EXPECT_GE(time, milliseconds(1450));
+  EXPECT_LE(time, milliseconds(1500) + 3 * kLate);
+  EXPECT_GE(LogCount("ERROR", kRefused), 4U);
+  Hostapd hostapd(kWlan2400);
+  hostapd.Attach();
+  Settle(hostapd);
+}
+
+TEST_F(AttachTest, AnswerNeverComes) {
+  StartBus();
+  Hostapd hostapd(kWlan2400);
+  StartDaemon({"--v=1"});
+  auto last = hostapd.ExpectCommand("ATTACH");
+  const std::size_t descriptors = DescriptorCount();
+  for (std::size_t i = 2; i < 4; ++i) {
+    // One second for the answer, half a second until the next attempt. Nobody takes leave.
+    const auto time = hostapd.ExpectCommand("ATTACH");
+    ExpectAbout(time - last, milliseconds(1500));
+    ExpectLogged("VERBOSE1", "Callback: 0 mac: ", i);
+    last = time;
+  }
+  EXPECT_EQ(DescriptorCount(), descriptors);
+  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  EXPECT_EQ(LogCount("WARNING", kCouldNot), 0U);
+  hostapd.Send("OK\n");
+  hostapd.ExpectSilence(milliseconds(1600));
+}
+
+TEST_F(AttachTest, ALaterAnswerChangesNothing) {
+  StartAttached();
+  hostapd_->Send("OK\n");
+  hostapd_->Send("OK\n");
+  hostapd_->ExpectSilence(milliseconds(1600));
+  Settle(*hostapd_);
+  EXPECT_EQ(StartedCount(), 1U);
+}
+
+// The kernel tells of the end of a socket file only once nobody serves it any more, so that the
+// deletion alone goes unnoticed.
+TEST_F(AttachTest, SocketIsDeletedUnderHostapdAndMadeAgain) {
+  StartAttached();
+  std::filesystem::remove(hostapd_->path());
+  Settle(*hostapd_);
+  EXPECT_THAT(LogTexts("WARNING"), ::testing::Not(::testing::Contains(kCouldNot)));
+
+  Hostapd new_hostapd(kWlan2400);
+  const auto reset = hostapd_->ExpectCommand("DETACH");
+  ExpectLogged("WARNING", "Already attached, resetting state.");
+  ExpectAbout(new_hostapd.Attach() - reset, milliseconds(500));
+  Settle(new_hostapd);
+  EXPECT_EQ(StartedCount(), 2U);
+}
+
+TEST_F(AttachTest, SocketIsDeletedAndThenHostapdEnds) {
+  StartAttached();
+  std::filesystem::remove(hostapd_->path());
+  hostapd_.reset();
+  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  hostapd_.emplace(kWlan2400);
+  hostapd_->Attach();
+  Settle(*hostapd_);
+}
+
+TEST_F(AttachTest, FullQueueDoesNotBlock) {
+  StartBus();
+  Hostapd wlan2400(kWlan2400);
+  Hostapd wlan5000(kWlan5000);
+  FillQueue(kWlan2400);
+  StartDaemon();
+  wlan5000.Attach();
+  ExpectLogged("ERROR", "Send to hostapd failed: Resource temporarily unavailable (11)", 2);
+  ExpectLogged("WARNING", kCouldNot, 2);
+  Settle(wlan5000);
+  EXPECT_TRUE(WaitUntil([&] {
+    const auto received = wlan2400.Receive(milliseconds(100));
+    return received.has_value() && received->text == "ATTACH";
+  }));
+  wlan2400.Send("OK\n");
+  Settle(wlan2400);
+}
+
+TEST_F(AttachTest, OtherInterfacesAreLeftAlone) {
+  StartBus();
+  Hostapd guest("guest-2400mhz");
+  Hostapd wlan5000(kWlan5000);
+  StartDaemon();
+  wlan5000.Attach();
+  Hostapd mesh("mesh-5000mhz");
+  Settle(wlan5000);
+  guest.ExpectSilence(milliseconds(50));
+  mesh.ExpectSilence(milliseconds(50));
+}
+
+TEST_F(AttachTest, OddDatagrams) {
+  StartAttached();
+  const std::size_t descriptors = DescriptorCount();
+  hostapd_->Send("");
+  hostapd_->Send("OK");
+  hostapd_->Send("FAIL\n");
+  hostapd_->Send("AP-STA-CONNECTED 00:11:22:33:44:55");
+  hostapd_->Send("<12>AP-STA-CONNECTED 00:11:22:33:44:55");
+  hostapd_->Send("< >");
+  hostapd_->Send(std::string("<3>\0\xff\xfe", 6));
+  hostapd_->Send("<3>AP-STA-CONNECTED");
+  hostapd_->Send("<3>AP-STA-CONNECTED  00:11:22:33:44:55\n");
+  hostapd_->Send("<3>AP-STA-STEERING 00:11:22:33:44:55\n");
+  hostapd_->Send("<3>LONG-" + std::string(65536 - 8, 'x'));
+  Settle(*hostapd_);
+  EXPECT_EQ(LogCount("INFO", "Received unknown event: "), 1U);
+  EXPECT_EQ(LogCount("VERBOSE1", "Callback: 1 mac: "), 2U);
+  EXPECT_EQ(LogCount("VERBOSE1", "Callback: 3 mac: 00:11:22:33:44:55"), 1U);
+  EXPECT_EQ(LogCount("VERBOSE1", "Callback: 1 mac: 00:11:22:33:44:55"), 0U);
+  EXPECT_EQ(LogCount("INFO", "Received unknown event: LONG-" + std::string(65536 - 8, 'x')), 1U);
+  EXPECT_EQ(DescriptorCount(), descriptors);
+}
+
+}  // namespace
+}  // namespace orvane::ap

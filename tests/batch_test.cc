@@ -1,0 +1,201 @@
+// When records are uploaded, how they are batched, and what stations are called in them.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "tests/access_point.h"
+#include "tests/records.h"
+
+namespace orvane::ap {
+namespace {
+
+using access_infrastructure::proto::Event;
+using std::chrono::milliseconds;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+constexpr char kLine[] = "<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e";
+constexpr char kDigits[] = "001a2b3c4d5e";
+constexpr char kNoSalt[] = "Unable to load encryption salt";
+
+// How much later than planned an upload may be on a busy machine.
+constexpr std::int64_t kLateMs = kIsSanitized ? 400 : 200;
+
+class BatchTest : public AccessPoint {
+ protected:
+  static std::int64_t FirstTime(const Event& event) {
+    return static_cast<std::int64_t>(event.client_event_info(0).event_time_in_milliseconds());
+  }
+};
+
+TEST_F(BatchTest, UploadIsOnePeriodAfterTheFirstEvent) {
+  StartAll();
+  for (std::size_t batch = 1; batch <= 2; ++batch) {
+    // The later events don't put the upload off.
+    for (int i = 0; i < 4; ++i) {
+      wlan5000().Send(kLine);
+      std::this_thread::sleep_for(milliseconds(200));
+    }
+    const Record record = WaitForRecord(batch);
+    ASSERT_EQ(record.event.client_event_info_size(), 4);
+    const std::int64_t time = ReceivedMs(batch) - FirstTime(record.event);
+    RecordProperty("first_event_to_upload_ms", std::to_string(time));
+    EXPECT_GE(time, 999);  // the event's time is cut to whole milliseconds, the timer's is not
+    EXPECT_LE(time, 1000 + kLateMs);
+  }
+}
+
+TEST_F(BatchTest, TimesAreThoseOfArrival) {
+  StartAll();
+  const auto now = [] {
+    return std::chrono::floor<milliseconds>(std::chrono::system_clock::now().time_since_epoch())
+        .count();
+  };
+  const std::int64_t before = now();
+  wlan5000().Send(kLine);
+  Settle(wlan5000());
+  const std::int64_t after = now();
+  const std::int64_t time = FirstTime(WaitForRecord(1).event);
+  EXPECT_GE(time, before);
+  EXPECT_LE(time, after);
+}
+
+TEST_F(BatchTest, OneRecordForEachInterfaceInTheOrderOfTheirNames) {
+  StartAll();
+  wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:1");
+  Settle(wlan5000());
+  wlan2400().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:2");
+  wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:3");
+  const Record first = WaitForRecord(1);
+  const Record second = WaitForRecord(2);
+  EXPECT_EQ(first.type, kEventTypeUrl);
+  EXPECT_EQ(second.type, kEventTypeUrl);
+  const std::string info = fmt::format(
+      "client_event_info {{ client_shmac: \"{}\" event_type: AUTHENTICATE "
+      "event_time_in_milliseconds: ",
+      Identifier(kSalt, kDigits));
+  EXPECT_THAT(first.event, EqualsProto(EventOf("interface: WLAN_2400MHZ " + info + "2 }")));
+  EXPECT_THAT(second.event,
+              EqualsProto(EventOf("interface: WLAN_5000MHZ " + info + "1 } " + info + "3 }")));
+  // Both went with the one timer that the first event started, and nothing is left to upload.
+  std::this_thread::sleep_for(milliseconds(1200));
+  EXPECT_EQ(RecordCount(), 2U);
+}
+
+TEST_F(BatchTest, IsDumpedWhenVerbose) {
+  StartAll();
+  wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:5 frame_rssi:-9");
+  WaitForRecord(1);
+  ExpectLogged("VERBOSE1", "Upload Event:'<begin>'");
+  ExpectLogged("", "'<end>'");
+  EXPECT_THAT(daemon().err().Text(), HasSubstr("Upload Event:'<begin>'\n"
+                                               "interface: WLAN_5000MHZ\n"
+                                               "client_event_info {\n"
+                                               "  event_time_in_milliseconds: 5\n"
+                                               "  event_type: AUTHENTICATE\n"
+                                               "  event_frame_rssi_in_dbm: -9\n"
+                                               "}\n"
+                                               "'<end>'\n"));
+  ExpectLogged("VERBOSE1", "EventCallback: wlan-5000mhz event: kStationAuth mac: nobody");
+}
+
+TEST_F(BatchTest, SwitchedOffTakesNothingInAndUploadsWhatItHas) {
+  StartAll();
+  StartFlags({{"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", "Set connection_event_upload to 1");
+  wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:1");
+  Settle(wlan5000());
+  SetFlags({{"connectionEvents", "disabled"}});
+  ExpectLogged("INFO", " Connection event upload disabled ");
+  wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:2");
+  Settle(wlan5000());
+  const auto info = [](int time) {
+    return fmt::format(
+        "client_event_info {{ event_type: AUTHENTICATE event_time_in_milliseconds: {} }}", time);
+  };
+  EXPECT_THAT(WaitForRecord(1).event, EqualsProto(EventOf("interface: WLAN_5000MHZ " + info(1))));
+  EXPECT_EQ(LogCount("VERBOSE1", "EventCallback: wlan-5000mhz event: kStationAuth mac: nobody"),
+            1U);
+  SetFlags({{"connectionEvents", "enabled"}});
+  ExpectLogged("INFO", " Connection event upload enabled ", 2);
+  wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:3");
+  EXPECT_THAT(WaitForRecord(2).event, EqualsProto(EventOf("interface: WLAN_5000MHZ " + info(3))));
+}
+
+TEST_F(BatchTest, PendingEventsAreNotUploadedAtTheEnd) {
+  StartAll();
+  wlan5000().Send(kLine);
+  Settle(wlan5000());
+  ExpectQuickExit(SIGTERM);
+  std::this_thread::sleep_for(milliseconds(100));
+  EXPECT_EQ(RecordCount(), 0U);
+}
+
+// The salt file.
+
+class SaltTest : public AccessPoint {
+ protected:
+  void Begin() {
+    StartBus();
+    StartRecorder();
+    wlan_.emplace(kWlan2400);
+    StartDaemon({"--connection_event_upload_period=1"});
+    wlan_->Attach();
+  }
+
+  // The identifier in the record of this number, after another event.
+  std::string NextIdentifier(std::size_t number) {
+    wlan_->Send(kLine);
+    return WaitForRecord(number).event.client_event_info(0).client_shmac();
+  }
+
+  std::optional<Hostapd> wlan_;
+};
+
+TEST_F(SaltTest, EveryByteCounts) {
+  const std::string salt("\0salt\xff\n \n", 9);
+  WriteSalt(salt);
+  Begin();
+  EXPECT_EQ(NextIdentifier(1), Identifier(salt, kDigits));
+  EXPECT_EQ(LogCount("WARNING", kNoSalt), 0U);
+}
+
+TEST_F(SaltTest, MayBeLarge) {
+  const std::string salt(3'000'000, 's');
+  WriteSalt(salt);
+  Begin();
+  EXPECT_EQ(NextIdentifier(1), Identifier(salt, kDigits));
+}
+
+TEST_F(SaltTest, MissingAndAppearingLater) {
+  Begin();
+  EXPECT_EQ(LogCount("WARNING", kNoSalt), 1U);
+  wlan_->Send(kLine);
+  EXPECT_FALSE(WaitForRecord(1).event.client_event_info(0).has_client_shmac());
+  EXPECT_GT(LogCount("WARNING", kNoSalt), 1U);
+  WriteSalt("late");
+  EXPECT_EQ(NextIdentifier(2), Identifier("late", kDigits));
+  // Once there is one, it stays.
+  WriteSalt("other");
+  EXPECT_EQ(NextIdentifier(3), Identifier("late", kDigits));
+}
+
+TEST_F(SaltTest, EmptyIsNoSaltUntilThereIsOne) {
+  WriteSalt("");
+  Begin();
+  EXPECT_EQ(NextIdentifier(1), Identifier("", kDigits));
+  EXPECT_EQ(LogCount("WARNING", kNoSalt), 0U);
+  WriteSalt("now");
+  EXPECT_EQ(NextIdentifier(2), Identifier("now", kDigits));
+}
+
+}  // namespace
+}  // namespace orvane::ap

@@ -1,0 +1,234 @@
+// What the daemon does with the map that the flags service publishes.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <systemd/sd-bus.h>
+
+#include <ostream>
+#include <string>
+
+#include "platform/testing/test_peer.h"
+#include "tests/access_point.h"
+
+namespace orvane::ap {
+namespace {
+
+using platform::bus::TestPeer;
+using ::testing::ElementsAre;
+
+constexpr char kOn[] = " Connection event upload enabled ";
+constexpr char kOff[] = " Connection event upload disabled ";
+constexpr char kEventsOff[] = "Set connection_event_upload to 0";
+constexpr char kEventsOn[] = "Set connection_event_upload to 1";
+constexpr char kProbesOff[] = "Set probe_req_event_upload to 0";
+constexpr char kProbesOn[] = "Set probe_req_event_upload to 1";
+constexpr char kStarting[] = "Starting the daemon";
+
+class FlagsTest : public AccessPoint {
+ protected:
+  void StartWith(const FlagMap& flags, const Arguments& options = {}) {
+    StartBus();
+    StartFlags(flags, options);
+    StartDaemon();
+  }
+
+  // The WARNING that reading the map failed, with this reason.
+  void ExpectReadFailure(const std::string& reason) {
+    ExpectLogged("WARNING",
+                 "Failed to read the properties org.velmora.ap.Flags of org.velmora.ap.Flags at "
+                 "/org/velmora/ap/Flags: " +
+                     reason);
+  }
+};
+
+TEST_F(FlagsTest, AreAppliedAtTheStartInTheOrderOfTheirKeys) {
+  StartWith({{"connectionEventsUpload", "0"},
+             {"connectionEventsProbeReqUpload", " 17 stations"},
+             {"connectionEvents", "disabled"},
+             {"somethingElse", "not a number"}});
+  ExpectLogged("INFO", kEventsOff);
+  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn, kOff, kProbesOn, kEventsOff));
+}
+
+TEST_F(FlagsTest, AreAppliedWheneverTheyChange) {
+  StartWith({{"connectionEvents", "enabled"}, {"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", kEventsOn);
+  SetFlags({{"connectionEvents", "disabled"}, {"connectionEventsUpload", "0"}});
+  ExpectLogged("INFO", kEventsOff);
+  SetFlags({{"connectionEvents", "disabled"}, {"connectionEventsUpload", "-3"}});
+  ExpectLogged("INFO", kEventsOn, 2);
+  SetFlags({{"connectionEvents", "enabled"}, {"connectionEventsProbeReqUpload", "0"}});
+  ExpectLogged("INFO", kProbesOff);
+  // Switching happens only where the state changes, setting with every map.
+  EXPECT_THAT(LogTexts("INFO"),
+              ElementsAre(kStarting, kOn, kEventsOn, kOff, kEventsOff, kEventsOn, kOn, kProbesOff));
+}
+
+TEST_F(FlagsTest, OnlyTheTwoExactWordsSwitch) {
+  StartWith({{"connectionEvents", "Disabled"}, {"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", kEventsOn);
+  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn, kEventsOn));
+}
+
+TEST_F(FlagsTest, TheUploaderCanBeSwitchedOnLater) {
+  StartBus();
+  StartFlags({{"connectionEvents", "enabled"}});
+  StartDaemon({"--noenable_connection_event_stats"});
+  ExpectLogged("INFO", kOn);
+}
+
+TEST_F(FlagsTest, AKeyMayContainTheNameAnywhere) {
+  StartWith({{"x.connectionEvents", "disabled"},
+             {"connectionEventsUpload.", "0"},
+             {"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", kEventsOn);
+  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn, kEventsOn));
+}
+
+struct NotANumber {
+  const char* key;
+  const char* value;
+
+  friend std::ostream& operator<<(std::ostream& stream, const NotANumber& flag) {
+    return stream << flag.key << "=" << flag.value;
+  }
+};
+
+class MalformedFlagTest : public FlagsTest, public ::testing::WithParamInterface<NotANumber> {};
+
+TEST_P(MalformedFlagTest, AtTheStartEndsTheProcess) {
+  StartBus();
+  StartFlags({{GetParam().key, GetParam().value}});
+  LaunchDaemon();
+  ExpectAbort("stoi");
+}
+
+TEST_P(MalformedFlagTest, InAChangeEndsTheProcess) {
+  StartWith({{"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", kEventsOn);
+  SetFlags({{GetParam().key, GetParam().value}});
+  ExpectAbort("stoi");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Flag, MalformedFlagTest,
+    ::testing::Values(NotANumber{"connectionEventsUpload", "on"},
+                      NotANumber{"connectionEventsUpload", ""},
+                      NotANumber{"connectionEventsProbeReqUpload", "2147483648"},
+                      NotANumber{"connectionEventsProbeReqUpload", "-2147483649"}),
+    [](const auto& param_info) { return "Case" + std::to_string(param_info.index); });
+
+TEST_F(FlagsTest, ExtraVariantIsOpened) {
+  StartWith({{"connectionEventsUpload", "0"}}, {"--extra-variant"});
+  ExpectLogged("INFO", kEventsOff);
+  SetFlags({{"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", kEventsOn);
+}
+
+// The second value of each key is no number, which would end the process.
+TEST_F(FlagsTest, FirstOfDuplicateKeysWins) {
+  StartWith({{"connectionEventsUpload", "0"}, {"connectionEventsProbeReqUpload", "1"}},
+            {"--duplicate-keys"});
+  ExpectLogged("INFO", kEventsOff);
+  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn, kProbesOn, kEventsOff));
+}
+
+class WrongTypeTest : public FlagsTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(WrongTypeTest, IsNotApplied) {
+  StartWith({{"connectionEventsUpload", "0"}}, {"--wrong-type", GetParam()});
+  ExpectReadFailure("the value of Flags is malformed");
+  SetFlags({{"connectionEventsUpload", "1"}});
+  WaitUntil([&] { return LogTexts("WARNING").size() >= 2; });
+  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn));
+  // The next good value replaces what is there.
+  StartFlags({{"connectionEventsProbeReqUpload", "1"}});
+  ExpectLogged("INFO", kProbesOn);
+  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn, kProbesOn));
+}
+
+INSTANTIATE_TEST_SUITE_P(Signature, WrongTypeTest,
+                         ::testing::Values("s", "i", "as", "a{sv}", "a{si}", "a(ss)"),
+                         [](const auto& param_info) {
+                           return "Case" + std::to_string(param_info.index);
+                         });
+
+TEST_F(FlagsTest, ServiceThatComesLaterIsRead) {
+  StartBus();
+  StartDaemon();
+  ExpectReadFailure(
+      "org.freedesktop.DBus.Error.ServiceUnknown: The name org.velmora.ap.Flags was not provided "
+      "by any .service files");
+  StartFlags({{"connectionEventsUpload", "0"}}, {"--late", "0.2"});
+  ExpectLogged("INFO", kEventsOff);
+  SetFlags({{"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", kEventsOn);
+}
+
+TEST_F(FlagsTest, ServiceThatIsRestartedIsReadAgain) {
+  StartWith({{"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", kEventsOn);
+  flags_service().Signal(SIGKILL);
+  StartFlags({{"connectionEventsUpload", "0"}});
+  ExpectLogged("INFO", kEventsOff);
+  SetFlags({{"connectionEventsProbeReqUpload", "1"}});
+  ExpectLogged("INFO", kProbesOn);
+}
+
+TEST_F(FlagsTest, SlowServiceHoldsNothingUp) {
+  StartBus();
+  Hostapd wlan2400(kWlan2400);
+  StartFlags({{"connectionEventsUpload", "0"}}, {"--answer-delay", "700"});
+  StartDaemon();
+  wlan2400.Attach();
+  Settle(wlan2400);
+  EXPECT_EQ(LogCount("INFO", kEventsOff), 0U);
+  ExpectLogged("INFO", kEventsOff);
+}
+
+TEST_F(FlagsTest, ServiceThatAnswersAnErrorChangesNothing) {
+  StartWith({{"connectionEventsUpload", "0"}}, {"--error", "org.velmora.Error.Test"});
+  ExpectReadFailure("org.velmora.Error.Test: As asked for");
+  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn));
+  // Its signals count all the same.
+  SetFlags({{"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", kEventsOn);
+}
+
+// A change signal in the words of the flags service's own.
+void EmitChange(TestPeer& peer, const char* interface, const char* path) {
+  ASSERT_GE(sd_bus_emit_signal(peer.bus(), path, "org.freedesktop.DBus.Properties",
+                               "PropertiesChanged", "sa{sv}as", interface, 1, "Flags", "a{ss}", 1,
+                               "connectionEventsUpload", "not a number", 0),
+            0);
+  sd_bus_flush(peer.bus());
+}
+
+TEST_F(FlagsTest, StrangersSignalsChangeNothing) {
+  StartWith({{"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", kEventsOn);
+  TestPeer stranger;
+  EmitChange(stranger, "org.velmora.ap.Flags", "/org/velmora/ap/Flags");
+  EmitChange(stranger, "org.velmora.ap.Other", "/org/velmora/ap/Flags");
+  SetFlags({{"connectionEventsUpload", "0"}});
+  ExpectLogged("INFO", kEventsOff);
+}
+
+TEST_F(FlagsTest, OtherSignalsOfTheServiceChangeNothing) {
+  StartBus();
+  TestPeer service;  // has nothing to answer, only signals
+  service.RequestName("org.velmora.ap.Flags");
+  Hostapd wlan2400(kWlan2400);
+  StartDaemon();
+  wlan2400.Attach();
+  EmitChange(service, "org.velmora.ap.Other", "/org/velmora/ap/Flags");
+  EmitChange(service, "org.velmora.ap.Flags", "/org/velmora/ap/Other");
+  Settle(wlan2400);
+  EmitChange(service, "org.velmora.ap.Flags", "/org/velmora/ap/Flags");
+  ExpectAbort("stoi");
+  EXPECT_EQ(LogCount("INFO", "Received unknown event: SETTLE-1"), 1U);
+}
+
+}  // namespace
+}  // namespace orvane::ap

@@ -1,0 +1,124 @@
+// A metrics recorder that is absent or misbehaves: the batch is lost, the daemon is not.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "tests/access_point.h"
+#include "tests/records.h"
+
+namespace orvane::ap {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr char kAbsent[] =
+    "The name org.velmora.ap.Quillary was not provided by any .service files";
+
+class RecorderTest : public AccessPoint {
+ protected:
+  // No recorder yet.
+  void Begin() {
+    StartBus();
+    wlan_.emplace(kWlan5000);
+    StartDaemon({"--connection_event_upload_period=1"});
+    wlan_->Attach();
+  }
+
+  void SendEvent(int time) { wlan_->Send(fmt::format("<3>AP-STA-AUTH nobody timestamp:{}", time)); }
+
+  // The lines about failed record calls, `count` of them in all.
+  void ExpectFailures(const std::string& reason, std::size_t count) {
+    ExpectLogged("WARNING",
+                 std::string("Error recording offline data: ") + kEventTypeUrl + ": " + reason,
+                 count);
+  }
+
+  // The record of this number holds one event of this time.
+  void ExpectRecord(std::size_t number, int time) {
+    EXPECT_THAT(WaitForRecord(number).event,
+                EqualsProto(EventOf(fmt::format(
+                    "interface: WLAN_5000MHZ client_event_info {{ event_type: AUTHENTICATE "
+                    "event_time_in_milliseconds: {} }}",
+                    time))));
+  }
+
+  std::optional<Hostapd> wlan_;
+};
+
+TEST_F(RecorderTest, MissingAndAppearingLater) {
+  Begin();
+  SendEvent(1);
+  ExpectFailures(kAbsent, 1);
+  // The batch is gone, and a new one begins with the next event.
+  StartRecorder();
+  SendEvent(2);
+  ExpectRecord(1, 2);
+  StopRecorder();
+  SendEvent(3);
+  ExpectFailures(kAbsent, 2);
+  ExpectQuickExit(SIGTERM);
+}
+
+TEST_F(RecorderTest, AnsweringAnError) {
+  Begin();
+  StartRecorder({"--error", "org.velmora.Error.Test"});
+  SendEvent(1);
+  ExpectFailures("As asked for", 1);
+  ExpectRecord(1, 1);
+  SendEvent(2);
+  ExpectFailures("As asked for", 2);
+  ExpectRecord(2, 2);
+}
+
+TEST_F(RecorderTest, AnsweringWithData) {
+  Begin();
+  StartRecorder({"--extra-data"});
+  SendEvent(1);
+  ExpectFailures("Too many parameters in a method call", 1);
+  SendEvent(2);
+  ExpectFailures("Too many parameters in a method call", 2);
+}
+
+TEST_F(RecorderTest, DyingInTheCall) {
+  Begin();
+  StartRecorder({"--die-in-call", "1"});
+  SendEvent(1);
+  ExpectFailures("Message recipient disconnected from message bus without replying", 1);
+  StartRecorder();
+  SendEvent(2);
+  ExpectRecord(1, 2);
+}
+
+// The call holds the daemon, but not its sockets: what comes in meanwhile waits in their queues.
+TEST_F(RecorderTest, SlowOneLosesNothing) {
+  Begin();
+  StartRecorder({"--delay", "2"});
+  SendEvent(1);
+  ExpectRecord(1, 1);
+  for (int time = 2; time <= 6; ++time) SendEvent(time);
+  // Nothing of it is taken in until the call has returned.
+  wlan_->Send("<3>IN-THE-QUEUE");
+  std::this_thread::sleep_for(milliseconds(500));
+  EXPECT_EQ(LogCount("INFO", "Received unknown event: IN-THE-QUEUE"), 0U);
+  ExpectLogged("INFO", "Received unknown event: IN-THE-QUEUE");
+  const Record record = WaitForRecord(2);
+  ASSERT_EQ(record.event.client_event_info_size(), 5);
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(record.event.client_event_info(i).event_time_in_milliseconds(),
+              static_cast<unsigned>(2 + i));
+  }
+  ExpectLogged("INFO", "Received unknown event: IN-THE-QUEUE");
+  for (const LogLine& line : Log()) {
+    EXPECT_EQ(line.text.find("Error recording"), std::string::npos) << line;
+  }
+}
+
+}  // namespace
+}  // namespace orvane::ap
