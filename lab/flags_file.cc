@@ -11,7 +11,7 @@ namespace {
 std::string TakeLine(std::string_view line, FlagMap* flags) {
   if (!IsBusString(line)) return "not UTF-8";
   const std::size_t separator = line.find('=');
-  if (separator == std::string_view::npos) return fmt::format("no \"=\" in \"{}\"", line);
+  if (separator == std::string_view::npos) return fmt::format(R"(no "=" in "{}")", line);
   const std::string_view key = TrimBlanks(line.substr(0, separator));
   if (key.empty()) return "no key before \"=\"";
   const std::string_view value = TrimBlanks(line.substr(separator + 1));

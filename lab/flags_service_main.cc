@@ -50,4 +50,5 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace orvane::lab
 
+// NOLINTNEXTLINE(bugprone-exception-escape): it ends the process, with its text.
 int main(int argc, char** argv) { return orvane::lab::Main(argc, argv); }

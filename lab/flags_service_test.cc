@@ -158,7 +158,7 @@ TEST_F(FlagsServiceTest, TheRestOfTheObjectIsAsUsual) {
                                  "Introspect", nullptr, &reply, ""));
   const char* xml = nullptr;
   MustSucceed(sd_bus_message_read(reply, "s", &xml));
-  EXPECT_THAT(xml, ::testing::HasSubstr("<property name=\"Flags\" type=\"a{ss}\""));
+  EXPECT_THAT(xml, ::testing::HasSubstr(R"(<property name="Flags" type="a{ss}")"));
   sd_bus_message_unref(reply);
   // All interfaces at once.
   MustSucceed(sd_bus_call_method(client_.get(), kName, kPath, kProperties, "GetAll", nullptr,
