@@ -50,6 +50,7 @@ class FakeKernel {
     std::uint32_t flags = 1U << 1;  // one bit for each NL80211_STA_FLAG_...; authorized
     Rate tx_rate;
     Rate rx_rate;
+    bool has_rx_rate = true;  // false: the record lacks it
   };
 
   struct MeshPath {

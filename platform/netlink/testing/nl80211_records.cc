@@ -42,9 +42,11 @@ AttributeBuilder MakeStationInformation(const FakeKernel::Station& station) {
   }
   attributes.Nest(NL80211_STA_INFO_CHAIN_SIGNAL, MakeChainSignals(station.signal))
       .Nest(NL80211_STA_INFO_CHAIN_SIGNAL_AVG, MakeChainSignals(station.signal))
-      .Nest(NL80211_STA_INFO_TX_BITRATE, MakeRate(station.tx_rate))
-      .Nest(NL80211_STA_INFO_RX_BITRATE, MakeRate(station.rx_rate))
-      .U32(NL80211_STA_INFO_RX_PACKETS, 10)
+      .Nest(NL80211_STA_INFO_TX_BITRATE, MakeRate(station.tx_rate));
+  if (station.has_rx_rate) {
+    attributes.Nest(NL80211_STA_INFO_RX_BITRATE, MakeRate(station.rx_rate));
+  }
+  attributes.U32(NL80211_STA_INFO_RX_PACKETS, 10)
       .U32(NL80211_STA_INFO_TX_PACKETS, 20)
       .U32(NL80211_STA_INFO_TX_RETRIES, 1)
       .U32(NL80211_STA_INFO_TX_FAILED, 0)
