@@ -1,0 +1,103 @@
+// The daemon, whole, on a kernel that is played: it sees the wireless interfaces and stations that
+// a file tells.
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <cstdint>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "lab/failure.h"
+#include "lab/program.h"
+#include "lab/stations_file.h"
+#include "optimizer/run.h"
+#include "platform/files.h"
+#include "platform/logging.h"
+#include "platform/netlink/netlink_manager.h"
+#include "platform/netlink/testing/fake_kernel.h"
+
+namespace orvane::lab {
+namespace {
+
+using platform::NetlinkTransport;
+
+// The fake kernel's transport. The file is read anew whenever the index of an interface is looked
+// up, with which every poll of an interface begins: what a poll tells is never older than itself.
+class StationsFileTransport : public NetlinkTransport {
+ public:
+  explicit StationsFileTransport(platform::FilePath file) : file_(std::move(file)) {}
+
+  // After a failure all is as it was before.
+  Failure Load() {
+    const std::optional<std::string> text = platform::ReadFileToString(file_);
+    if (!text) return "Can't read " + file_.native();
+    StationTable table;
+    if (const Failure failure = ParseStationsFile(*text, &table)) {
+      return file_.native() + " " + *failure;
+    }
+    Apply(std::move(table));
+    return std::nullopt;
+  }
+
+  bool Open() override { return transport_->Open(); }
+  int fd() const override { return transport_->fd(); }
+  std::uint32_t port() const override { return transport_->port(); }
+  bool Send(std::span<const std::uint8_t> datagram) override { return transport_->Send(datagram); }
+  platform::ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
+    return transport_->Receive(buffer);
+  }
+  std::uint32_t GetInterfaceIndex(const std::string& name) override {
+    if (const Failure failure = Load()) LOG(ERROR) << *failure;
+    return transport_->GetInterfaceIndex(name);
+  }
+
+ private:
+  void Apply(StationTable table) {
+    for (const auto& [interface, stations] : table_) kernel_.RemoveInterface(interface);
+    table_ = std::move(table);
+    std::uint32_t index = 0;
+    for (const auto& [interface, stations] : table_) {
+      kernel_.AddInterface(interface, ++index);
+      kernel_.Stations(interface) = stations;
+    }
+  }
+
+  platform::FilePath file_;
+  StationTable table_;
+  platform::FakeKernel kernel_;
+  std::unique_ptr<NetlinkTransport> transport_ = kernel_.MakeTransport();
+};
+
+int Main(int argc, char** argv) {
+  CLI::App app(
+      "Runs the daemon on a stand-in for the kernel. What follows FILE are the daemon's flags.",
+      "daemon_on_fake_kernel");
+  std::string file;
+  app.add_option("FILE", file,
+                 "Lines of INTERFACE [ADDRESS SIGNAL [unauthorized] [no-signal-average] "
+                 "[no-rx-bitrate]]; '#' begins a comment. Read again for every poll")
+      ->required();
+  if (const std::optional<int> exit_code = ParseCommandLine(app, std::min(argc, 2), argv)) {
+    return *exit_code;
+  }
+  auto transport = std::make_unique<StationsFileTransport>(file);
+  if (const Failure failure = transport->Load()) {
+    std::cerr << app.get_name() << ": " << *failure << "\n";
+    return kExitFailure;
+  }
+  platform::NetlinkManager::GetInstance()->SetTransport(std::move(transport));
+  argv[1] = argv[0];
+  return ap::RunOptimizer(argc - 1, argv + 1);
+}
+
+}  // namespace
+}  // namespace orvane::lab
+
+// NOLINTNEXTLINE(bugprone-exception-escape): it ends the process, with its text.
+int main(int argc, char** argv) { return orvane::lab::Main(argc, argv); }

@@ -1,0 +1,65 @@
+#include "lab/stations_file.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+
+namespace orvane::lab {
+namespace {
+
+using platform::FakeKernel;
+
+StationTable Parse(std::string_view text) {
+  StationTable table;
+  EXPECT_EQ(ParseStationsFile(text, &table), std::nullopt);
+  return table;
+}
+
+std::string FailureOf(std::string_view text) {
+  StationTable table;
+  return ParseStationsFile(text, &table).value_or("none");
+}
+
+TEST(StationsFileTest, StationsKeepTheirOrder) {
+  const StationTable table = Parse(
+      "wlan-a 02:00:00:00:00:ff -82\n"
+      "\n# a comment\n"
+      "wlan-b\n"
+      "  wlan-a  02:00:00:0A:00:01  7 ");
+  ASSERT_EQ(table.size(), 2U);
+  EXPECT_TRUE(table.at("wlan-b").empty());
+  const std::vector<FakeKernel::Station>& stations = table.at("wlan-a");
+  ASSERT_EQ(stations.size(), 2U);
+  EXPECT_EQ(stations[0].address, (FakeKernel::Address{2, 0, 0, 0, 0, 0xff}));
+  EXPECT_EQ(stations[0].signal, -82);
+  EXPECT_EQ(stations[0].signal_average, -82);
+  EXPECT_EQ(stations[1].address, (FakeKernel::Address{2, 0, 0, 0x0a, 0, 1}));
+  EXPECT_EQ(stations[1].signal_average, 7);
+}
+
+TEST(StationsFileTest, Marks) {
+  const StationTable table = Parse(
+      "a 02:00:00:00:00:01 -50\n"
+      "a 02:00:00:00:00:01 -50 unauthorized\n"
+      "a 02:00:00:00:00:01 -50 no-signal-average no-rx-bitrate\n");
+  const std::vector<FakeKernel::Station>& stations = table.at("a");
+  ASSERT_EQ(stations.size(), 3U);
+  EXPECT_EQ(stations[0].flags, FakeKernel::Station().flags);
+  EXPECT_TRUE(stations[0].has_rx_rate);
+  EXPECT_EQ(stations[1].flags, 0U);
+  EXPECT_EQ(stations[2].signal_average, std::nullopt);
+  EXPECT_FALSE(stations[2].has_rx_rate);
+}
+
+TEST(StationsFileTest, BadLinesAreToldWithTheirNumber) {
+  EXPECT_EQ(FailureOf("a\na 02:00:00:00:00 -50"), "line 2: no address: \"02:00:00:00:00\"");
+  EXPECT_EQ(FailureOf("a 02:00:00:00:00:0g -50"), "line 1: no address: \"02:00:00:00:00:0g\"");
+  EXPECT_EQ(FailureOf("\na 02:00:00:00:00:01"), "line 2: no signal: \"\"");
+  EXPECT_EQ(FailureOf("a 02:00:00:00:00:01 -129"), "line 1: no signal: \"-129\"");
+  EXPECT_EQ(FailureOf("a 02:00:00:00:00:01 -50dBm"), "line 1: no signal: \"-50dBm\"");
+  EXPECT_EQ(FailureOf("a 02:00:00:00:00:01 -50 weak"), "line 1: no mark is called \"weak\"");
+}
+
+}  // namespace
+}  // namespace orvane::lab
