@@ -145,7 +145,7 @@ void AccessPoint::WriteSalt(std::string_view salt) {
 }
 
 void AccessPoint::LaunchDaemon(const Arguments& arguments, const Environment& environment) {
-  Arguments all = {AP_WAVELARK_PATH};
+  Arguments all = daemon_command_;
   all.insert(all.end(), arguments.begin(), arguments.end());
   Environment variables = environment;
   variables.emplace("NOTIFY_SOCKET", directory() / "notify");

@@ -79,6 +79,9 @@ class AccessPoint : public ::testing::Test {
 
   static void WriteSalt(std::string_view salt);
 
+  // What to start in place of the daemon's own program; arguments come behind it.
+  void set_daemon_command(const Arguments& command) { daemon_command_ = command; }
+
   // Starts the daemon and waits until it says that it is ready.
   void StartDaemon(const Arguments& arguments = {}, const Environment& environment = {});
   // Doesn't wait.
@@ -131,6 +134,7 @@ class AccessPoint : public ::testing::Test {
   std::unique_ptr<Hostapd> wlan2400_;
   std::unique_ptr<Hostapd> wlan5000_;
   int settle_count_ = 0;
+  Arguments daemon_command_ = {AP_WAVELARK_PATH};
   std::unique_ptr<lab::ChildProcess> daemon_;
 };
 

@@ -1,0 +1,342 @@
+// Client steering by the whole daemon, on a kernel whose stations the test moves.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "lab/temporary_directory.h"
+#include "tests/access_point.h"
+
+namespace orvane::ap {
+namespace {
+
+using std::chrono::milliseconds;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr char kStarted[] =
+    " Client Steer Started  lqm_floor=30 steer_interval=2s poll_interval=1s lqm_hysteresis=15";
+constexpr char kStopped[] = " Client Steer Stopped ";
+constexpr char kWeakSteered[] =
+    " Steer Client 02:00:00:00:00:01 link_quality_metric 18 last_steer_link_quality_metric 0";
+constexpr char kWeakCommand[] = "DISASSOCIATE 02:00:00:00:00:01 reason=5";
+// A link quality of 18, which is below every floor that is used.
+constexpr char kWeakAt2400[] = "wlan-2400mhz 02:00:00:00:00:01 -82";
+
+// Two polls and some.
+constexpr milliseconds kSomePolls(2500);
+
+class SteeringTest : public AccessPoint {
+ protected:
+  using Stations = std::vector<std::string>;
+
+  // What the kernel knows from the next poll on; both interfaces are there. In one step, so that a
+  // file half written is never read.
+  void SetStations(Stations lines) {
+    lines.insert(lines.end(), {"wlan-2400mhz", "wlan-5000mhz"});
+    SetKernel(lines);
+  }
+  void SetKernel(const Stations& lines) {
+    std::string text;
+    for (const std::string& line : lines) text += line + "\n";
+    lab::WriteFile(directory() / "stations.new", text);
+    std::filesystem::rename(directory() / "stations.new", directory() / "stations");
+  }
+
+  // A bus, hostapd on both interfaces and the daemon, which polls every second and steers after
+  // two; whether it steers at all is for `arguments` to say.
+  void Start(const Arguments& arguments = {"--enable_client_steering"}) {
+    StartBus();
+    Launch(arguments);
+    EXPECT_EQ(NextNotice(), "READY=1");
+    wlan2400_->Attach();
+    wlan5000_->Attach();
+  }
+
+  // Without the bus, and without waiting.
+  void Launch(const Arguments& arguments) {
+    wlan2400_ = std::make_unique<Hostapd>(kWlan2400);
+    wlan5000_ = std::make_unique<Hostapd>(kWlan5000);
+    set_daemon_command({DAEMON_ON_FAKE_KERNEL_PATH, directory() / "stations"});
+    Arguments all = {"--v=1", "--client_steering_interval=2", "--client_steering_poll_interval=1"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    LaunchDaemon(all);
+  }
+
+  // The texts of the lines so far that contain `part`.
+  std::vector<std::string> LogTextsWith(std::string_view part) {
+    std::vector<std::string> texts;
+    for (const LogLine& line : Log()) {
+      if (line.text.find(part) != std::string::npos) texts.push_back(line.text);
+    }
+    return texts;
+  }
+
+  // Waits for the `count`-th line that contains `part`.
+  void ExpectLoggedWith(std::string_view part, std::size_t count = 1) {
+    EXPECT_TRUE(WaitUntil([&] { return LogTextsWith(part).size() >= count; })) << part;
+  }
+
+  // How long ago the last steer was, in seconds, in each poll of a station so far.
+  std::vector<double> TimesSinceLastSteer(const std::string& mac) {
+    constexpr std::string_view kKey = " time since last steer ";
+    std::vector<double> times;
+    for (const std::string& text : LogTextsWith(mac + " link_quality_metric ")) {
+      const std::size_t at = text.find(kKey);
+      if (at != std::string::npos) times.push_back(std::stod(text.substr(at + kKey.size())));
+    }
+    return times;
+  }
+
+  // Waits for a poll of the first station more than so many seconds after the last steer.
+  void ExpectPolledAfter(double seconds) {
+    EXPECT_TRUE(WaitUntil([&] {
+      const std::vector<double> times = TimesSinceLastSteer("02:00:00:00:00:01");
+      return !times.empty() && times.back() > seconds;
+    }));
+  }
+
+  std::unique_ptr<Hostapd> wlan2400_;
+  std::unique_ptr<Hostapd> wlan5000_;
+};
+
+TEST_F(SteeringTest, WeakStationIsSteeredInTheFirstPollAfterTheInterval) {
+  SetStations({kWeakAt2400});
+  Start();
+  wlan2400_->ExpectCommand(kWeakCommand);
+  ExpectLogged("INFO", kWeakSteered);
+  const std::vector<double> times = TimesSinceLastSteer("02:00:00:00:00:01");
+  // The station has come in a poll, was too young in the next one, and perhaps by a hair in the one
+  // after that.
+  ASSERT_GE(times.size(), 2U);
+  EXPECT_GT(times.back(), 2);
+  for (std::size_t i = 0; i + 1 < times.size(); ++i) EXPECT_LE(times[i], 2) << i;
+  EXPECT_THAT(LogTextsWith("Client Steer"), ElementsAre(kStarted));
+  wlan5000_->ExpectSilence(milliseconds(0));
+}
+
+// Its metric is still the one with which it was steered.
+TEST_F(SteeringTest, StationThatIsAsWeakAsBeforeIsLeft) {
+  SetStations({kWeakAt2400});
+  Start();
+  wlan2400_->ExpectCommand(kWeakCommand);
+  // Time counts from that steer now.
+  const std::size_t polls = TimesSinceLastSteer("02:00:00:00:00:01").size();
+  EXPECT_TRUE(WaitUntil([&] { return TimesSinceLastSteer("02:00:00:00:00:01").size() > polls; }));
+  ExpectPolledAfter(2);
+  EXPECT_EQ(LogCount("INFO", kWeakSteered), 1U);
+  wlan2400_->ExpectSilence(milliseconds(0));
+}
+
+TEST_F(SteeringTest, OthersAreLeft) {
+  SetStations({
+      "wlan-2400mhz 02:00:00:00:00:0a -50",                    // strong
+      "wlan-2400mhz 02:00:00:00:00:0b -70",                    // at the floor
+      "wlan-2400mhz 02:00:00:00:00:0c -85",                    // not above the hysteresis
+      "wlan-2400mhz 02:00:00:00:00:0d -100",                   // neither, and worse
+      "wlan-2400mhz 02:00:00:00:00:0e -82 unauthorized",       //
+      "wlan-2400mhz 02:00:00:00:00:0f -82 no-signal-average",  // counts as 100
+      "wlan-2400mhz 02:00:00:00:00:10 -84",                    // poor enough
+      "wlan-5000mhz 02:00:00:00:00:1a -50", "wlan-5000mhz 02:00:00:00:00:1b -85",
+      "wlan-5000mhz 02:00:00:00:00:1c -71",  // poor enough
+  });
+  Start();
+  wlan2400_->ExpectCommand("DISASSOCIATE 02:00:00:00:00:10 reason=5");
+  wlan5000_->ExpectCommand("DISASSOCIATE 02:00:00:00:00:1c reason=5");
+  ExpectLoggedWith(" Steer Client ", 2);
+  EXPECT_THAT(
+      LogTextsWith(" Steer Client "),
+      ElementsAre(
+          " Steer Client 02:00:00:00:00:10 link_quality_metric 16 last_steer_link_quality_metric 0",
+          " Steer Client 02:00:00:00:00:1c link_quality_metric 29 last_steer_link_quality_metric "
+          "0"));
+  EXPECT_THAT(TimesSinceLastSteer("02:00:00:00:00:0e"), IsEmpty());
+  ExpectLoggedWith("02:00:00:00:00:0f link_quality_metric 100 last_steer_link_quality_metric 0 ");
+  wlan2400_->ExpectSilence(milliseconds(0));
+  wlan5000_->ExpectSilence(milliseconds(0));
+}
+
+TEST_F(SteeringTest, StationIsSteeredWhereItIs) {
+  SetStations({kWeakAt2400});
+  Start();
+  ExpectLoggedWith("02:00:00:00:00:01 link_quality_metric 18 ");
+  SetStations({"wlan-5000mhz 02:00:00:00:00:01 -80"});
+  wlan5000_->ExpectCommand(kWeakCommand);
+  ExpectLogged("INFO",
+               " Steer Client 02:00:00:00:00:01 link_quality_metric 20 "
+               "last_steer_link_quality_metric 0");
+  wlan2400_->ExpectSilence(milliseconds(0));
+}
+
+TEST_F(SteeringTest, ChildHasAFloorOfItsOwn) {
+  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -65"});
+  Start({"--enable_client_steering", "--nois_root"});
+  wlan2400_->ExpectCommand(kWeakCommand);
+  EXPECT_EQ(LogTextsWith("Client Steer Started").front(),
+            " Client Steer Started  lqm_floor=40 steer_interval=2s poll_interval=1s "
+            "lqm_hysteresis=15");
+}
+
+TEST_F(SteeringTest, FloorHasEightBits) {
+  SetStations({});
+  Start({"--enable_client_steering", "--client_steering_root_lqm_floor=300",
+         "--client_steering_interval=600", "--client_steering_lqm_hysteresis=257"});
+  ExpectLogged("INFO",
+               " Client Steer Started  lqm_floor=44 steer_interval=10m poll_interval=1s "
+               "lqm_hysteresis=1");
+}
+
+TEST_F(SteeringTest, UnknownInterfaceEndsThePass) {
+  SetKernel({"wlan-5000mhz 02:00:00:00:00:01 -82"});
+  Start();
+  ExpectLogged("WARNING", "Unable to get stations on interface: wlan-2400mhz", 4);
+  EXPECT_THAT(LogTextsWith("02:00:00:00:00:01"), IsEmpty());
+  // There it is, and all goes on.
+  SetStations({"wlan-5000mhz 02:00:00:00:00:01 -82"});
+  wlan5000_->ExpectCommand(kWeakCommand);
+}
+
+TEST_F(SteeringTest, UnknownSecondInterfaceLeavesTheFirst) {
+  SetKernel({kWeakAt2400});
+  Start();
+  wlan2400_->ExpectCommand(kWeakCommand);
+  ExpectLogged("WARNING", "Unable to get stations on interface: wlan-5000mhz", 3);
+  EXPECT_EQ(LogCount("WARNING", "Unable to get stations on interface: wlan-2400mhz"), 0U);
+}
+
+TEST_F(SteeringTest, IsOffUnlessAskedFor) {
+  SetStations({kWeakAt2400});
+  Start({});
+  wlan2400_->ExpectSilence(kSomePolls);
+  EXPECT_THAT(LogTextsWith("Client Steer"), IsEmpty());
+  EXPECT_THAT(LogTextsWith("link_quality_metric"), IsEmpty());
+}
+
+class SteeringFlagsTest : public SteeringTest {
+ protected:
+  void StartWith(const FlagMap& flags, const Arguments& arguments = {}) {
+    StartBus();
+    StartFlags(flags);
+    Launch(arguments);
+    EXPECT_EQ(NextNotice(), "READY=1");
+    wlan2400_->Attach();
+    wlan5000_->Attach();
+  }
+};
+
+TEST_F(SteeringFlagsTest, SwitchItOnAndOff) {
+  SetStations({kWeakAt2400});
+  StartWith({{"clientSteering", "disabled"}});
+  SetFlags({{"clientSteering", "Enabled"}, {"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", "Set connection_event_upload to 1");
+  SetFlags({{"clientSteering", "enabled"}});
+  ExpectLogged("INFO", kStarted);
+  wlan2400_->ExpectCommand(kWeakCommand);
+  SetFlags({{"clientSteering", "disabled"}});
+  ExpectLogged("INFO", kStopped);
+  const std::size_t polls = TimesSinceLastSteer("02:00:00:00:00:01").size();
+  wlan2400_->ExpectSilence(kSomePolls);
+  EXPECT_EQ(TimesSinceLastSteer("02:00:00:00:00:01").size(), polls);
+  // It has forgotten the station, which so is steered once more.
+  SetFlags({{"clientSteering", "enabled"}});
+  wlan2400_->ExpectCommand(kWeakCommand);
+  EXPECT_THAT(LogTexts("INFO"),
+              ElementsAre("Starting the daemon", " Connection event upload enabled ",
+                          "Set connection_event_upload to 1", kStarted, kWeakSteered, kStopped,
+                          kStarted, kWeakSteered));
+}
+
+TEST_F(SteeringFlagsTest, SetTheFloor) {
+  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -60"});  // 40
+  StartWith({{"clientSteeringChildLqmFloor", "90"}}, {"--enable_client_steering"});
+  ExpectPolledAfter(2);
+  EXPECT_THAT(LogTextsWith(" Steer Client "), IsEmpty());
+  SetFlags({{"clientSteeringRootLqmFloor", "300"}});  // 44
+  wlan2400_->ExpectCommand(kWeakCommand);
+}
+
+TEST_F(SteeringFlagsTest, SetTheHysteresis) {
+  SetStations({kWeakAt2400});
+  StartWith({{"clientSteeringLqmHysteresis", "18"}}, {"--enable_client_steering"});
+  ExpectPolledAfter(2);
+  EXPECT_THAT(LogTextsWith(" Steer Client "), IsEmpty());
+  SetFlags({{"clientSteeringLqmHysteresis", "273"}});  // 17
+  wlan2400_->ExpectCommand(kWeakCommand);
+}
+
+TEST_F(SteeringFlagsTest, SetTheIntervals) {
+  SetStations({kWeakAt2400});
+  StartWith({}, {"--enable_client_steering", "--client_steering_interval=600"});
+  ExpectPolledAfter(2);
+  EXPECT_THAT(LogTextsWith(" Steer Client "), IsEmpty());
+  SetFlags({{"clientSteeringInterval", "1"}, {"clientSteeringPollInterval", "600"}});
+  wlan2400_->ExpectCommand(kWeakCommand);
+  // The poll that steered was the last one for ten minutes, or the next is.
+  EXPECT_TRUE(WaitUntil([&] { return LogCount("INFO", kWeakSteered) == 1; }));
+  const std::size_t polls = TimesSinceLastSteer("02:00:00:00:00:01").size();
+  wlan2400_->ExpectSilence(kSomePolls);
+  EXPECT_LE(TimesSinceLastSteer("02:00:00:00:00:01").size(), polls + 1);
+}
+
+// Without verbose lines, of which each pass would make one.
+TEST_F(SteeringFlagsTest, NegativePollIntervalStarvesNobody) {
+  SetStations({kWeakAt2400});
+  StartWith({}, {"--enable_client_steering", "--client_steering_poll_interval=-1", "--v=0"});
+  wlan2400_->ExpectCommand(kWeakCommand);
+  Settle(*wlan2400_);
+  Settle(*wlan5000_);
+  SetFlags({{"connectionEventsUpload", "1"}});
+  ExpectLogged("INFO", "Set connection_event_upload to 1");
+  ExpectQuickExit(SIGTERM);
+}
+
+struct NotANumber {
+  const char* key;
+  const char* value;
+
+  friend std::ostream& operator<<(std::ostream& stream, const NotANumber& flag) {
+    return stream << flag.key << "=" << flag.value;
+  }
+};
+
+class MalformedSteeringFlagTest : public SteeringFlagsTest,
+                                  public ::testing::WithParamInterface<NotANumber> {};
+
+// Also while steering is off.
+TEST_P(MalformedSteeringFlagTest, EndsTheProcess) {
+  SetStations({});
+  StartBus();
+  StartFlags({{GetParam().key, GetParam().value}});
+  Launch({});
+  ExpectAbort("stoi");
+}
+
+INSTANTIATE_TEST_SUITE_P(Flag, MalformedSteeringFlagTest,
+                         ::testing::Values(NotANumber{"clientSteeringInterval", "abc"},
+                                           NotANumber{"clientSteeringPollInterval", ""},
+                                           NotANumber{"clientSteeringRootLqmFloor", "2147483648"},
+                                           NotANumber{"clientSteeringChildLqmFloor", "-2147483649"},
+                                           NotANumber{"clientSteeringLqmHysteresis", "x15"}),
+                         [](const auto& param_info) {
+                           return "Case" + std::to_string(param_info.index);
+                         });
+
+TEST_F(SteeringTest, StationWithoutARateEndsTheProcess) {
+  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50 no-rx-bitrate"});
+  Start();
+  ExpectAbort(
+      "Check failed: station_information_->ConstGetNestedAttributeList( "
+      "NL80211_STA_INFO_RX_BITRATE, &rx_rate_information_)");
+}
+
+}  // namespace
+}  // namespace orvane::ap
