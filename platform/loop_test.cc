@@ -306,8 +306,8 @@ TEST_P(LoopTest, NothingThatIsAlwaysReadyStarvesTheRest) {
 TEST_P(LoopTest, TasksThatNeverRanAreDestroyedWithTheLoop) {
   {
     const std::unique_ptr<LoopDriver> driver = GetParam().make_driver();
-    driver->loop().PostTask([this, tracer = std::make_shared<Tracer>(notes_, "task")] {});
-    driver->loop().PostDelayedTask([this, tracer = std::make_shared<Tracer>(notes_, "timer")] {},
+    driver->loop().PostTask([tracer = std::make_shared<Tracer>(notes_, "task")] {});
+    driver->loop().PostDelayedTask([tracer = std::make_shared<Tracer>(notes_, "timer")] {},
                                    std::chrono::hours(1));
   }
   EXPECT_THAT(notes_, testing::UnorderedElementsAre("task destroyed", "timer destroyed"));

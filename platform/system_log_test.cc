@@ -49,7 +49,7 @@ class SystemLog {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     std::strcpy(address.sun_path, "/dev/log");
-    bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    EXPECT_EQ(bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
   }
 
   // Repeats on standard error what the system log was sent.

@@ -22,11 +22,8 @@
 namespace orvane::platform::bus {
 namespace {
 
-using testing::AllOf;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 constexpr char kName[] = "a.test.Daemon";
 constexpr char kPath[] = "/a/test/Daemon";
