@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "tests/access_point.h"
 
@@ -101,6 +102,8 @@ TEST_F(AttachTest, ControlDirectoryGoesAway) {
   hostapd_.reset();
   std::filesystem::remove(kControlDirectory);
   ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  // Nothing shows that it has heard of the directory's end too.
+  std::this_thread::sleep_for(milliseconds(200));
   hostapd_.emplace(kWlan2400);
   hostapd_->ExpectSilence(milliseconds(700));
   EXPECT_EQ(LogCount("WARNING", kCouldNot), 0U);
