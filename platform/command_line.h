@@ -13,8 +13,8 @@ class App;
 
 namespace orvane::platform {
 
-// A command line of named flags: --name=value or --name value, and --name alone for a boolean that
-// is to be true. Where a flag is given more than once the last one counts.
+// A command line of named flags: --name=value, for an integer also --name value, and --name alone
+// for a boolean that is to be true. Where a flag is given more than once the last one counts.
 //
 // Each boolean flag has a twin with "no" in front of its name, which help doesn't show and which
 // means the opposite: --noname is --name=false, and --noname=false is --name=true.
