@@ -145,10 +145,12 @@ void NetlinkManager::Send(const GenericNetlinkRequest& message, MessageHandler o
   ArmDeadline(*request);
   if (!message.IsDump()) {
     TransmitOrFail(*request);
-    return;
+  } else if (waiting_dumps_.size() >= kMaxWaitingDumps) {
+    PostFailure(*request);
+  } else {
+    waiting_dumps_.push_back(request);
+    if (dump_under_way_ == nullptr) TransmitNextDump();
   }
-  waiting_dumps_.push_back(request);
-  if (dump_under_way_ == nullptr) TransmitNextDump();
 }
 
 bool NetlinkManager::Transmit(const Request& request) {
@@ -159,21 +161,23 @@ bool NetlinkManager::Transmit(const Request& request) {
 }
 
 void NetlinkManager::TransmitOrFail(const Request& request) {
-  if (Transmit(request)) return;
-  loop_->PostTask([weak = weak_ptr_factory_.GetWeakPtr(), sequence = request.sequence] {
-    if (weak) weak->OnTransmitFailed(sequence);
-  });
+  if (!Transmit(request)) PostFailure(request);
 }
 
 void NetlinkManager::TransmitNextDump() {
-  while (!waiting_dumps_.empty() && dump_under_way_ == nullptr) {
-    if (!waiting_dumps_.front()->has_ended) dump_under_way_ = waiting_dumps_.front();
-    waiting_dumps_.pop_front();
-  }
-  if (dump_under_way_ != nullptr) TransmitOrFail(*dump_under_way_);
+  if (waiting_dumps_.empty()) return;
+  dump_under_way_ = waiting_dumps_.front();
+  waiting_dumps_.pop_front();
+  TransmitOrFail(*dump_under_way_);
 }
 
-void NetlinkManager::OnTransmitFailed(std::uint32_t sequence) {
+void NetlinkManager::PostFailure(const Request& request) {
+  loop_->PostTask([weak = weak_ptr_factory_.GetWeakPtr(), sequence = request.sequence] {
+    if (weak) weak->OnFailure(sequence);
+  });
+}
+
+void NetlinkManager::OnFailure(std::uint32_t sequence) {
   const auto found = requests_.find(sequence);
   if (found != requests_.end()) End(found->second, AuxiliaryKind::kKernelError, nullptr);
 }
@@ -200,6 +204,7 @@ void NetlinkManager::Release(RequestPtr request) {
   request->has_ended = true;
   request->deadline.reset();
   requests_.erase(request->sequence);
+  std::erase(waiting_dumps_, request);
   if (request != dump_under_way_) return;
   dump_under_way_.reset();
   TransmitNextDump();

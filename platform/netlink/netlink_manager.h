@@ -36,7 +36,8 @@ namespace orvane::platform {
 // last sign of life, and exactly one after Send where there was none.
 //
 // The kernel runs one dump a socket at a time and refuses a second one. Dumps are therefore sent
-// one after the other; the deadline of one that waits is running.
+// one after the other; the deadline of one that waits is running. Where too many wait, one more
+// ends by an error, so that whoever asks faster than the kernel answers doesn't fill the memory.
 //
 // Handlers may send requests, destroy their owner, stop the manager or destroy it (if it is not the
 // process-wide one). They are never called from inside Send.
@@ -49,11 +50,12 @@ class NetlinkManager : private FdWatcher {
   static constexpr std::size_t kReceiveBufferSize = 64 * 1024;
   // Taken before the loop has its turn again.
   static constexpr int kDatagramsPerWakeUp = 16;
+  static constexpr std::size_t kMaxWaitingDumps = 64;
 
   // What an auxiliary handler is told.
   enum class AuxiliaryKind : std::int32_t {
     kDone = 0,            // The end of a dump. With the message.
-    kKernelError = 1,     // The end, by an error: with the message, without where sending failed.
+    kKernelError = 1,     // The end, by an error: with the message, without where it was not sent.
     kTimeOut = 2,         // The end. No message.
     kUnexpectedType = 3,  // A message of another type than the request's. Not the end.
   };
@@ -84,7 +86,7 @@ class NetlinkManager : private FdWatcher {
 
   // The id of a family, which is the message type of its requests and replies; 0, with a log line,
   // when the kernel has none of that name or doesn't answer. Waits for the kernel, up to
-  // kFamilyDeadline; replies to other requests are dropped meanwhile. Not to be called by a
+  // kFamilyDeadline; replies to other requests find their handlers meanwhile. Not to be called by a
   // handler.
   std::uint16_t GetFamily(const std::string& name);
 
@@ -99,7 +101,8 @@ class NetlinkManager : private FdWatcher {
   void Stop();
 
   // Sends a request. To be called between Start and Stop. Where the transport fails, or the message
-  // type is 0 since the family is unknown, the auxiliary handler soon hears of an error.
+  // type is 0 since the family is unknown, or where kMaxWaitingDumps are waiting, the auxiliary
+  // handler soon hears of an error.
   void Send(const GenericNetlinkRequest& request, MessageHandler on_message,
             AcknowledgementHandler on_acknowledgement, AuxiliaryHandler on_auxiliary);
 
@@ -129,7 +132,8 @@ class NetlinkManager : private FdWatcher {
   void AwaitRequest(const Request& request, TimeSpan limit);
   void ArmDeadline(Request& request);
   void OnDeadline(std::uint32_t sequence);
-  void OnTransmitFailed(std::uint32_t sequence);
+  void PostFailure(const Request& request);
+  void OnFailure(std::uint32_t sequence);
   // By value: the caller's may be the one that is dropped on the way.
   void Release(RequestPtr request);
   void End(RequestPtr request, AuxiliaryKind kind, const NetlinkMessage* message);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <linux/nl80211.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
@@ -393,6 +394,46 @@ TEST_F(NetlinkManagerTest, ADumpThatWaitedTooLongIsNotSent) {
   EXPECT_THAT(events_, ElementsAre("a:message", "b:aux2", "a:aux2"));
   EXPECT_EQ(kernel_.requests().size(), 1U);
   EXPECT_FALSE(HasHandlers());
+}
+
+TEST_F(NetlinkManagerTest, ADumpThatWaitedTooLongIsForgottenAtOnce) {
+  kernel_.SetSilent(true);
+  Send(DumpRequest(), "a");
+  const auto handlers_of_one = held_.use_count() - 1;
+  Send(DumpRequest(), "b");
+  loop_.AdvanceBy(1s);
+  Deliver({Reply(LastRequest())});  // a goes on until 10 s
+  loop_.AdvanceBy(4s);
+  EXPECT_THAT(events_, ElementsAre("a:message", "b:aux2"));
+  EXPECT_EQ(held_.use_count() - 1, handlers_of_one);
+}
+
+TEST_F(NetlinkManagerTest, OnlySoManyDumpsMayWait) {
+  kernel_.SetSilent(true);
+  Send(DumpRequest(), "under way");
+  for (std::size_t i = 0; i < NetlinkManager::kMaxWaitingDumps; ++i) Send(DumpRequest(), "waits");
+  Send(DumpRequest(), "one more");
+  Send(SingleRequest(), "no dump");
+  EXPECT_THAT(events_, IsEmpty());
+  loop_.RunUntilIdle();
+  EXPECT_THAT(events_, ElementsAre("one more:aux1"));
+  loop_.AdvanceBy(NetlinkManager::kResponseDeadline);
+  EXPECT_EQ(events_.size(), NetlinkManager::kMaxWaitingDumps + 3);
+  EXPECT_THAT(events_, Contains("no dump:aux2"));
+  EXPECT_FALSE(HasHandlers());
+}
+
+// Nothing can be sent: each request makes room for the next one only in a later turn.
+TEST_F(NetlinkManagerTest, AskingOnAndOnWithoutAKernelKeepsABoundedNumberOfRequests) {
+  kernel_.FailSends(EPERM);
+  long most = 0;
+  for (int turn = 0; turn < 2000; ++turn) {
+    for (int i = 0; i < 3; ++i) Send(DumpRequest(), "a");
+    loop_.RunOnce();
+    most = std::max(most, held_.use_count());
+  }
+  // Three handlers hold it for each request.
+  EXPECT_LT(most, 3 * static_cast<long>(NetlinkManager::kMaxWaitingDumps + 10));
 }
 
 TEST_F(NetlinkManagerTest, ALateReplyIsIgnored) {
