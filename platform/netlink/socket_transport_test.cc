@@ -9,11 +9,13 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <set>
 #include <utility>
 
 #include "platform/files.h"
 #include "platform/netlink/kernel_transport.h"
 #include "platform/netlink/netlink_manager.h"
+#include "platform/sd_event_loop.h"
 
 namespace orvane::platform {
 namespace {
@@ -128,6 +130,36 @@ TEST(KernelTransportTest, TheRealKernelKnowsItsFamilies) {
   if (!manager.Init()) GTEST_SKIP() << "No generic netlink here";
   EXPECT_EQ(manager.GetFamily("nlctrl"), GENL_ID_CTRL);
   EXPECT_EQ(manager.GetFamily("no-such-family"), 0);
+}
+
+// The second dump waits for the end of the first one, as the real kernel wants it.
+TEST(KernelTransportTest, TheRealKernelDumpsItsFamilies) {
+  SdEventLoop loop;
+  NetlinkManager manager;
+  if (!manager.Init()) GTEST_SKIP() << "No generic netlink here";
+  manager.Start(loop);
+  GenericNetlinkRequest request(GENL_ID_CTRL, CTRL_CMD_GETFAMILY);
+  request.AddFlags(NLM_F_DUMP);
+  int ends = 0;
+  std::set<std::uint16_t> families[2];
+  for (auto& ids : families) {
+    manager.Send(
+        request,
+        [&ids](const GenericNetlinkMessage& message) {
+          std::uint16_t id = 0;
+          EXPECT_TRUE(message.const_attributes()->GetU16AttributeValue(CTRL_ATTR_FAMILY_ID, &id));
+          ids.insert(id);
+        },
+        [](bool* /*remove_handlers*/) { ADD_FAILURE() << "A dump is not acknowledged"; },
+        [&](NetlinkManager::AuxiliaryKind kind, const NetlinkMessage* message) {
+          EXPECT_EQ(kind, NetlinkManager::AuxiliaryKind::kDone);
+          EXPECT_TRUE(message != nullptr && message->IsDone());
+          if (++ends == 2) loop.Quit(0);
+        });
+  }
+  EXPECT_EQ(loop.Run(), 0);
+  EXPECT_TRUE(families[0].contains(GENL_ID_CTRL));
+  EXPECT_EQ(families[0], families[1]);
 }
 
 }  // namespace
