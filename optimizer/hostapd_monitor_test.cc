@@ -35,7 +35,9 @@ class TestSockets : public platform::Sockets {
     int failing_bind = 0;
     int failing_connect = 0;
     int failing_send = 0;
+    std::string bind_path;  // whole, its first byte included
     socklen_t bind_length = 0;
+    std::string connect_path;
     socklen_t connect_length = 0;
     int open = 0;
     std::vector<std::string> sent;
@@ -49,10 +51,12 @@ class TestSockets : public platform::Sockets {
     return Sockets::Socket(domain, type, protocol);
   }
   int Bind(int fd, const sockaddr* address, socklen_t length) override {
+    state_->bind_path = PathOf(address);
     state_->bind_length = length;
     return Fails(state_->failing_bind) ? -1 : Sockets::Bind(fd, address, length);
   }
   int Connect(int fd, const sockaddr* address, socklen_t length) override {
+    state_->connect_path = PathOf(address);
     state_->connect_length = length;
     return Fails(state_->failing_connect) ? -1 : Sockets::Connect(fd, address, length);
   }
@@ -67,6 +71,11 @@ class TestSockets : public platform::Sockets {
   }
 
  private:
+  static std::string PathOf(const sockaddr* address) {
+    const auto* local = reinterpret_cast<const sockaddr_un*>(address);
+    EXPECT_EQ(local->sun_family, AF_UNIX);
+    return std::string(local->sun_path, sizeof(local->sun_path));
+  }
   static bool Fails(int error) {
     errno = error;
     return error != 0;
@@ -186,10 +195,18 @@ TEST_F(HostapdMonitorTest, TheLocalAddressIsAbstractAndPassedWhole) {
 
 TEST_F(HostapdMonitorTest, LongNamesAreCutAndStayTerminated) {
   const std::string long_name(200, 'n');
+  const std::string long_tag(200, 't');
+  const platform::FilePath path = directory_.path() / long_name;
+  std::filesystem::create_directory(path);
   HostapdMonitorImpl monitor(loop_, factory_, std::make_unique<TestSockets>(&sockets_), {},
-                             std::string(200, 't'), directory_.path(), long_name);
-  EXPECT_FALSE(monitor.SendCommand("x", 1));
-  EXPECT_THAT(log_, ElementsAre("Send to hostapd failed: Bad file descriptor (9)"));
+                             long_tag, directory_.path(), long_name);
+  monitor.Initialize();
+  loop_.RunUntilIdle();
+  // In the abstract name the first byte is zero, too.
+  const std::string name = std::string(1, '\0') + std::to_string(getpid()) + "-" + long_tag;
+  EXPECT_EQ(sockets_.bind_path, name.substr(0, 107) + '\0');
+  EXPECT_EQ(sockets_.connect_path, path.native().substr(0, 107) + '\0');
+  EXPECT_EQ(sockets_.open, 0);
 }
 
 TEST_F(HostapdMonitorTest, WithoutTheSocketNothingIsTriedUntilItAppears) {
