@@ -272,6 +272,18 @@ TEST_F(ClientSteerTest, StationsThatAreNotAuthorizedAreNotTracked) {
   EXPECT_THAT(world_.TakeLog(), IsEmpty());
 }
 
+TEST_F(ClientSteerTest, AStationThatLosesItsAuthorizationIsNotRefreshed) {
+  world_.Join(k2400, 1, -50);
+  Start();
+  Passes(2);
+  world_.kernel.Stations(k2400).front().flags = 0;
+  world_.TakeLog();
+  Passes(20);
+  EXPECT_THAT(world_.TakeLog(), IsEmpty());
+  Passes(1);
+  EXPECT_THAT(world_.TakeLog(), ElementsAre("Prune Station " + Mac(1)));
+}
+
 TEST_F(ClientSteerTest, AStationIsForgottenAfterMoreThanTwoIntervalsUnseen) {
   world_.Join(k2400, 1, -50);
   world_.Join(k5000, 2, -50);
@@ -370,14 +382,27 @@ TEST_F(ClientSteerTest, AnOverlappingPassStartsOverAndBothAdvanceTheCursor) {
   world_.kernel.SetHolding(false);
   world_.Pass(0s);
   // The end of the earlier dump moved on to the second interface, so what the later one tells of
-  // the first interface is taken for the second's; its end is the end of the pass.
-  world_.kernel.SetHolding(true);
-  EXPECT_THAT(world_.TakeLog("Netlink error"), IsEmpty());
-  world_.kernel.SetHolding(false);
+  // the first interface is taken for the second's; its end is the end of the pass, and what the
+  // dump of the second interface then tells is about none.
+  EXPECT_THAT(world_.TakeLog(), IsEmpty());
   world_.Pass(2s);
-  world_.TakeLog();
+  EXPECT_THAT(world_.TakeLog(), IsEmpty()) << "one station is back, the other one is new";
   world_.Pass(2s);
   EXPECT_THAT(world_.TakeLog(), SizeIs(2)) << "each station at its own interface again";
+}
+
+TEST_F(ClientSteerTest, AStationThatIsOnlySeenLateIsNotTracked) {
+  world_.steer->OnFlagChanged("clientSteeringPollInterval", "2");
+  world_.steer->OnFlagChanged("clientSteeringInterval", "10");
+  Start();
+  world_.kernel.SetHolding(true);
+  world_.Pass(4s);
+  world_.Join(k5000, 2, -50);
+  world_.kernel.SetHolding(false);
+  world_.Pass(0s);
+  world_.Leave(k5000, 2);
+  world_.Pass(60s);
+  EXPECT_THAT(world_.TakeLog(), IsEmpty()) << "nothing to prune";
 }
 
 TEST_F(ClientSteerTest, LateStationsOfAnEarlierPassAreAboutNoInterface) {
@@ -403,10 +428,11 @@ TEST_F(ClientSteerTest, AStopInTheMiddleOfAPassLetsItEnd) {
   Passes(1);
   world_.steer->Disable();
   world_.TakeLog();
+  std::size_t requests = world_.kernel.requests().size();
   world_.kernel.SetHolding(false);
   world_.Pass(0s);
+  EXPECT_EQ(world_.kernel.requests().size(), ++requests) << "on to the second interface";
   EXPECT_THAT(world_.TakeCommands(), IsEmpty()) << "the stations are new to it";
-  const std::size_t requests = world_.kernel.requests().size();
   Passes(60);
   EXPECT_EQ(world_.kernel.requests().size(), requests);
 }
