@@ -294,6 +294,20 @@ TEST_F(ManagerProxyTest, ACallThatCannotBePutTogetherIsAnError) {
                           "org.velmora.ap.Quillary.Manager.RecordMetric"));
 }
 
+// The bus would end the connection, and with it the daemon, over a message that is too large.
+TEST_F(ManagerProxyTest, ARecordThatIsTooLargeIsAnErrorAndTheBusStays) {
+  answer_ = [this](sd_bus_message* call) { recorder_.Reply(call, [](MessageWriter&) {}); };
+  const PeerThread serving(recorder_);
+  const std::size_t largest = (std::size_t{32} << 20) - (std::size_t{64} << 10);
+  std::unique_ptr<Error> error;
+  for (const std::size_t size : {largest + 1, std::size_t{32} << 20}) {
+    EXPECT_FALSE(proxy_->RecordOfflineData("type", ByteVector(size), &error, kDefault));
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(error->code(), "org.freedesktop.DBus.Error.Failed");
+  }
+  EXPECT_TRUE(proxy_->RecordOfflineData("type", ByteVector(largest), nullptr, kDefault));
+}
+
 TEST_F(ManagerProxyTest, ASilentRecorderRunsTheErrorCallback) {
   answer_ = [](sd_bus_message*) {};
   recorder_.AttachTo(loop_);

@@ -9,8 +9,9 @@ namespace {
 constexpr char kAnyTypes[] = "bynqiuxtds";
 static_assert(sizeof(kAnyTypes) - 1 == std::variant_size_v<Any>);
 
-// The protocol's limit. The library would send more, and the bus end the connection for it.
-constexpr std::size_t kMaxArrayBytes = std::size_t{1} << 26;
+// A system bus takes messages of 32 MiB unless it is configured otherwise. The library would send
+// more, and the bus end the connection for it. The rest is for what else the message has in it.
+constexpr std::size_t kMaxArrayBytes = (std::size_t{32} << 20) - (std::size_t{64} << 10);
 
 std::string OrEmpty(const char* text) { return text == nullptr ? "" : text; }
 

@@ -67,7 +67,7 @@ TEST_P(BytesTest, ComeBackAsOneArray) {
 INSTANTIATE_TEST_SUITE_P(All, BytesTest, testing::Values(0, 1, 1 << 20));
 
 TEST_F(MessagesTest, BytesOverTheLimitAreAFailure) {
-  const std::vector<std::uint8_t> bytes(std::size_t{65} << 20);
+  const std::vector<std::uint8_t> bytes(std::size_t{32} << 20);
   writer_.AppendBytes(bytes);
   EXPECT_FALSE(writer_.ok());
 }
