@@ -14,13 +14,16 @@ class Liveness {
  public:
   void Acquire() { ++references_; }
   void Release() {
-    if (--references_ == 0) delete this;
+    if (--references_ == 0) Destroy();
   }
   bool alive() const { return alive_; }
   void Kill() { alive_ = false; }
 
  private:
   ~Liveness() = default;
+
+  // Out of line, since GCC otherwise takes the release of another reference for a use after it.
+  [[gnu::noinline]] void Destroy() { delete this; }
 
   std::uint32_t references_ = 0;
   bool alive_ = true;
