@@ -146,7 +146,7 @@ void NetlinkManager::Send(const GenericNetlinkRequest& message, MessageHandler o
   if (!message.IsDump()) {
     TransmitOrFail(*request);
   } else if (waiting_dumps_.size() >= kMaxWaitingDumps) {
-    PostFailure(*request);
+    FailSoon(*request);
   } else {
     waiting_dumps_.push_back(request);
     if (dump_under_way_ == nullptr) TransmitNextDump();
@@ -160,8 +160,8 @@ bool NetlinkManager::Transmit(const Request& request) {
   return false;
 }
 
-void NetlinkManager::TransmitOrFail(const Request& request) {
-  if (!Transmit(request)) PostFailure(request);
+void NetlinkManager::TransmitOrFail(Request& request) {
+  if (!Transmit(request)) FailSoon(request);
 }
 
 void NetlinkManager::TransmitNextDump() {
@@ -171,15 +171,15 @@ void NetlinkManager::TransmitNextDump() {
   TransmitOrFail(*dump_under_way_);
 }
 
-void NetlinkManager::PostFailure(const Request& request) {
-  loop_->PostTask([weak = weak_ptr_factory_.GetWeakPtr(), sequence = request.sequence] {
-    if (weak) weak->OnFailure(sequence);
-  });
+// By the request's own timer, which dies with it. A posted task would have the loop's next turn
+// begin at once: whoever asks again at each failure would then keep the processor busy.
+void NetlinkManager::FailSoon(Request& request) {
+  request.deadline->Start(TimeSpan::zero(),
+                          [this, sequence = request.sequence] { OnFailure(sequence); });
 }
 
 void NetlinkManager::OnFailure(std::uint32_t sequence) {
-  const auto found = requests_.find(sequence);
-  if (found != requests_.end()) End(found->second, AuxiliaryKind::kKernelError, nullptr);
+  End(requests_.at(sequence), AuxiliaryKind::kKernelError, nullptr);
 }
 
 void NetlinkManager::ArmDeadline(Request& request) {

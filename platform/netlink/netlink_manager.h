@@ -127,12 +127,12 @@ class NetlinkManager : private FdWatcher {
   RequestPtr AddRequest(const GenericNetlinkRequest& message, MessageHandler on_message,
                         AcknowledgementHandler on_acknowledgement, AuxiliaryHandler on_auxiliary);
   bool Transmit(const Request& request);
-  void TransmitOrFail(const Request& request);
+  void TransmitOrFail(Request& request);
   void TransmitNextDump();
   void AwaitRequest(const Request& request, TimeSpan limit);
   void ArmDeadline(Request& request);
   void OnDeadline(std::uint32_t sequence);
-  void PostFailure(const Request& request);
+  void FailSoon(Request& request);
   void OnFailure(std::uint32_t sequence);
   // By value: the caller's may be the one that is dropped on the way.
   void Release(RequestPtr request);
