@@ -196,12 +196,21 @@ TEST_F(FlagsTest, ServiceThatAnswersAnErrorChangesNothing) {
   ExpectLogged("INFO", kEventsOn);
 }
 
-// A change signal in the words of the flags service's own.
-void EmitChange(TestPeer& peer, const char* interface, const char* path) {
-  ASSERT_GE(sd_bus_emit_signal(peer.bus(), path, "org.freedesktop.DBus.Properties",
-                               "PropertiesChanged", "sa{sv}as", interface, 1, "Flags", "a{ss}", 1,
-                               "connectionEventsUpload", "not a number", 0),
+// A change signal in the words of the flags service's own; to everybody without a destination.
+void EmitChange(TestPeer& peer, const char* interface, const char* path,
+                const char* destination = nullptr) {
+  sd_bus_message* signal = nullptr;
+  ASSERT_GE(sd_bus_message_new_signal(peer.bus(), &signal, path, "org.freedesktop.DBus.Properties",
+                                      "PropertiesChanged"),
             0);
+  ASSERT_GE(sd_bus_message_append(signal, "sa{sv}as", interface, 1, "Flags", "a{ss}", 1,
+                                  "connectionEventsUpload", "not a number", 0),
+            0);
+  if (destination != nullptr) {
+    ASSERT_GE(sd_bus_message_set_destination(signal, destination), 0);
+  }
+  ASSERT_GE(sd_bus_send(peer.bus(), signal, nullptr), 0);
+  sd_bus_message_unref(signal);
   sd_bus_flush(peer.bus());
 }
 
@@ -211,6 +220,8 @@ TEST_F(FlagsTest, StrangersSignalsChangeNothing) {
   TestPeer stranger;
   EmitChange(stranger, "org.velmora.ap.Flags", "/org/velmora/ap/Flags");
   EmitChange(stranger, "org.velmora.ap.Other", "/org/velmora/ap/Flags");
+  // The bus holds broadcasts of others back, but not what is sent to the daemon itself.
+  EmitChange(stranger, "org.velmora.ap.Flags", "/org/velmora/ap/Flags", "org.velmora.ap.Wavelark");
   SetFlags({{"connectionEventsUpload", "0"}});
   ExpectLogged("INFO", kEventsOff);
 }
