@@ -17,7 +17,7 @@
 //   PLOG(ERROR) << "Failed to connect";           // adds ": " and the text and number of errno
 //   VLOG(1) << "Callback: " << 7;                 // off unless the verbose level is 1 or more
 //   CHECK(!started_) << "message";                // FATAL "Check failed: !started_ message"
-//   CHECK_TEXT(ok, "a prescribed text");          // as CHECK, the condition's text given apart
+//   CHECK_TEXT(ok, "a fixed text");          // as CHECK, the condition's text given apart
 //
 // What is streamed is written as fmt writes it; integers of every width are decimal numbers. A line
 // that is off costs one comparison and evaluates nothing to the right of its macro.

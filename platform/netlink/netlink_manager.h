@@ -23,9 +23,8 @@ namespace orvane::platform {
 // number.
 //
 // A request comes to its end once:
-//  - a dump: with the kernel's done message, with an error, or at its deadline; the auxiliary
-//  handler
-//    is told;
+//  - a dump: with the kernel's done message, with an error, or at its deadline, of which the
+//    auxiliary handler is told;
 //  - any other: when its reply and its acknowledgement are in, in either order, of which the
 //    auxiliary handler hears nothing; or with a done message, an error or at its deadline as above;
 //  - any: when the acknowledgement handler lets its handlers be removed.
