@@ -37,8 +37,8 @@ class HostapdMonitor {
 // back, and gives every event that hostapd then sends to the callback. Attached or not, it never
 // blocks.
 //
-// Destroying it detaches; the event callback must not do that. The loop and the factory must outlive
-// it.
+// Destroying it detaches; the event callback must not do that. The loop and the factory must
+// outlive it.
 class HostapdMonitorImpl final : public HostapdMonitor {
  public:
   static constexpr int kInvalidSocket = -1;

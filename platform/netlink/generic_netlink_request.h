@@ -56,8 +56,8 @@ class GenericNetlinkRequest {
   nlmsghdr& header() { return *reinterpret_cast<nlmsghdr*>(buffer_.data()); }
   const nlmsghdr& header() const { return *reinterpret_cast<const nlmsghdr*>(buffer_.data()); }
 
-  // Zeros from the start: libmnl leaves the padding after an attribute as it finds it, and what lies
-  // on our stack is none of the kernel's business.
+  // Zeros from the start: libmnl leaves the padding after an attribute as it finds it, and what
+  // lies on our stack is none of the kernel's business.
   alignas(NLMSG_ALIGNTO) std::array<std::uint8_t, kCapacity> buffer_ = {};
 };
 
