@@ -200,6 +200,8 @@ void NetlinkManager::OnDeadline(std::uint32_t sequence) {
   }
 }
 
+// Both take a reference of their own, since the one that they are given may lie in what they clear.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void NetlinkManager::Release(RequestPtr request) {
   request->has_ended = true;
   request->deadline.reset();
@@ -210,6 +212,7 @@ void NetlinkManager::Release(RequestPtr request) {
   TransmitNextDump();
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void NetlinkManager::End(RequestPtr request, AuxiliaryKind kind, const NetlinkMessage* message) {
   Release(request);
   if (request->on_auxiliary) request->on_auxiliary(kind, message);
