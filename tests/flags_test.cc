@@ -72,10 +72,17 @@ TEST_F(FlagsTest, OnlyTheTwoExactWordsSwitch) {
 }
 
 TEST_F(FlagsTest, TheUploaderCanBeSwitchedOnLater) {
-  StartBus();
+  constexpr char kHeard[] = "EventCallback: wlan-2400mhz event: kStationAuth mac: ";
+  StartAll({"--noenable_connection_event_stats"});
+  wlan2400().Send("<3>AP-STA-AUTH early");
+  Settle(wlan2400());
   StartFlags({{"connectionEvents", "enabled"}});
-  StartDaemon({"--noenable_connection_event_stats"});
   ExpectLogged("INFO", kOn);
+  // It has been listening to hostapd all the time.
+  wlan2400().Send("<3>AP-STA-AUTH late");
+  EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
+  EXPECT_EQ(LogCount("VERBOSE1", std::string(kHeard) + "early"), 0U);
+  EXPECT_EQ(LogCount("VERBOSE1", std::string(kHeard) + "late"), 1U);
 }
 
 TEST_F(FlagsTest, AKeyMayContainTheNameAnywhere) {

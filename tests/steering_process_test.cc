@@ -195,6 +195,14 @@ TEST_F(SteeringTest, FloorHasEightBits) {
                "lqm_hysteresis=1");
 }
 
+TEST_F(SteeringTest, NegativeIntervalIsTakenAsItIs) {
+  SetStations({});
+  Start({"--enable_client_steering", "--client_steering_interval=-5"});
+  ExpectLogged("INFO",
+               " Client Steer Started  lqm_floor=30 steer_interval=-5s poll_interval=1s "
+               "lqm_hysteresis=15");
+}
+
 TEST_F(SteeringTest, UnknownInterfaceEndsThePass) {
   SetKernel({"wlan-5000mhz 02:00:00:00:00:01 -82"});
   Start();
