@@ -94,9 +94,9 @@ TEST(ChildProcessTest, BeginsWithNoSignalBlocked) {
 
 TEST(ChildProcessTest, BeginsWithTheStandardDescriptorsOnly) {
   const platform::ScopedFd inherited(dup(STDIN_FILENO));
-  auto child = StartShell("ls /proc/$$/fd | tr '\\n' ' '; cat");
+  auto child = StartShell("exec ls /proc/self/fd");
   ASSERT_EQ(child->WaitForExit(kLongEnough), ExitStatus{.code = 0});
-  EXPECT_EQ(child->out().Text(), "0 1 2 ");
+  EXPECT_EQ(child->out().Text(), "0\n1\n2\n3\n") << "the last one is of the folder that it lists";
 }
 
 TEST(ChildProcessTest, DestroyedChildIsGone) {
