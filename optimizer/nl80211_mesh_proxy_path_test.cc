@@ -4,34 +4,20 @@
 #include <gtest/gtest.h>
 #include <linux/nl80211.h>
 
-#include <cstdint>
-#include <optional>
-#include <span>
-#include <vector>
 
+#include "optimizer/testing/nl80211_reply.h"
 #include "platform/netlink/testing/message_builder.h"
 
 namespace orvane::ap {
 namespace {
 
 using platform::AttributeBuilder;
-using platform::GenericNetlinkMessage;
-using platform::NetlinkMessage;
 using testing::HasSubstr;
 
-// A reply with its bytes.
-class Reply {
+class Reply : public Nl80211Reply {
  public:
   explicit Reply(const AttributeBuilder& attributes)
-      : bytes_(platform::MakeGenericMessage({28}, NL80211_CMD_NEW_MPATH, attributes)) {
-    std::span<const std::uint8_t> rest(bytes_);
-    message_ = GenericNetlinkMessage::From(*NetlinkMessage::TakeFrom(&rest));
-  }
-  const GenericNetlinkMessage& message() const { return *message_; }
-
- private:
-  std::vector<std::uint8_t> bytes_;
-  std::optional<GenericNetlinkMessage> message_;
+      : Nl80211Reply(NL80211_CMD_NEW_MPATH, attributes) {}
 };
 
 TEST(Nl80211MeshProxyPathTest, ReadsBothAddresses) {

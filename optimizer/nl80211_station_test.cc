@@ -5,34 +5,22 @@
 #include <linux/nl80211.h>
 
 #include <cstdint>
-#include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "optimizer/testing/nl80211_reply.h"
 #include "platform/netlink/testing/message_builder.h"
 
 namespace orvane::ap {
 namespace {
 
 using platform::AttributeBuilder;
-using platform::GenericNetlinkMessage;
-using platform::NetlinkMessage;
 
-// A reply with its bytes.
-class Reply {
+class Reply : public Nl80211Reply {
  public:
   explicit Reply(const AttributeBuilder& attributes)
-      : bytes_(platform::MakeGenericMessage({28}, NL80211_CMD_NEW_STATION, attributes)) {
-    std::span<const std::uint8_t> rest(bytes_);
-    message_ = GenericNetlinkMessage::From(*NetlinkMessage::TakeFrom(&rest));
-  }
-  const GenericNetlinkMessage& message() const { return *message_; }
-
- private:
-  std::vector<std::uint8_t> bytes_;
-  std::optional<GenericNetlinkMessage> message_;
+      : Nl80211Reply(NL80211_CMD_NEW_STATION, attributes) {}
 };
 
 // What a station's reply is made of; tests change a piece.
