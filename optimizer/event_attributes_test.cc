@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "optimizer/testing/captured_log.h"
 #include "optimizer/testing/fake_hostapd.h"
+#include "platform/testing/log_capture.h"
 
 namespace orvane::ap {
 namespace {
@@ -61,7 +61,7 @@ class EventAttributesTest : public ::testing::Test {
   }
 
   TestDirectory directory_;
-  CapturedLog log_;
+  platform::LogCapture log_;
 };
 
 struct Row {

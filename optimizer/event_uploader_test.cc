@@ -15,9 +15,9 @@
 #include <string_view>
 #include <vector>
 
-#include "optimizer/testing/captured_log.h"
 #include "optimizer/testing/fake_hostapd.h"
 #include "platform/manual_loop.h"
+#include "platform/testing/log_capture.h"
 
 namespace orvane::ap {
 namespace {
@@ -162,7 +162,7 @@ class EventUploaderTest : public ::testing::Test {
   platform::ManualLoop loop_;
   HostapdInterface hostapd_{loop_, directory_.path()};
   FakeRecorder recorder_;
-  CapturedLog log_;
+  platform::LogCapture log_;
   std::unique_ptr<EventUploader> uploader_;
 };
 
@@ -219,7 +219,7 @@ TEST_F(EventUploaderTest, TheSaltIsInNoLogLine) {
   recorder_.FailWith("no");
   loop_.AdvanceBy(kPeriod);
   EXPECT_THAT(log_.lines(), SizeIs(4));
-  for (const CapturedLog::Line& line : log_.lines()) {
+  for (const platform::LogCapture::Line& line : log_.lines()) {
     EXPECT_THAT(line.second, Not(HasSubstr("secret")));
   }
 }

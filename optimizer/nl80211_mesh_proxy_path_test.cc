@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <linux/nl80211.h>
 
-
 #include "optimizer/testing/nl80211_reply.h"
 #include "platform/netlink/testing/message_builder.h"
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "optimizer/testing/captured_log.h"
 #include "optimizer/testing/fake_hostapd.h"
+#include "platform/testing/log_capture.h"
 
 namespace orvane::ap {
 namespace {
@@ -65,7 +65,7 @@ class StationIdGeneratorTest : public ::testing::Test {
 
   TestDirectory directory_;
   const platform::FilePath salt_file_ = directory_.path() / "salt";
-  CapturedLog log_;
+  platform::LogCapture log_;
 };
 
 TEST_F(StationIdGeneratorTest, KnowsWhereTheDeviceKeepsItsSalt) {
