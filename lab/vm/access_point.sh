@@ -1,0 +1,179 @@
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# An access point and its clients, in the virtual machine. Sourced by lab/vm/inside.
+#
+# A band is a word, 2400mhz or 5000mhz, as in the names of the interfaces; a client is client1 and so on.
+
+readonly -A channels=([2400mhz]=6 [5000mhz]=36) modes=([2400mhz]=g [5000mhz]=a)
+readonly -A frequencies=([2400mhz]=2437 [5000mhz]=5180)
+readonly -A networks=([2400mhz]=0 [5000mhz]=1)
+readonly network_key=000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f
+readonly control_directory=/var/run/hostapd
+readonly clients_directory=/run/clients
+
+# --- Radios ---
+
+# Names the interfaces of the radios: the access point's two, then the clients'. The power of a client
+# is fixed, so that `set_signal` says what is heard of it.
+prepare_radios() {
+  local names=(wlan-2400mhz wlan-5000mhz) number
+  for ((number = 1; number <= client_count; ++number)); do names+=("client$number"); done
+  for number in "${!names[@]}"; do
+    busybox ip link set "wlan$number" down
+    busybox ip link set "wlan$number" name "${names[number]}"
+  done
+  for ((number = 1; number <= client_count; ++number)); do
+    iw dev "client$number" set txpower fixed 0
+    set_signal "client$number" -50
+  done
+}
+
+radio_of() { cat "/sys/class/net/$1/phy80211/name"; }
+
+address_of() { cat "/sys/class/net/$1/address"; }
+
+# How strongly a client is heard, in dBm, -100 to -1. The knob takes no sign.
+set_signal() {
+  printf '%u' "$2" >"/sys/kernel/debug/ieee80211/$(radio_of "$1")/hwsim/rx_rssi"
+}
+
+# Has these clients send small frames all the time, `rate` a second each: the kernel's average signal
+# moves only with frames, and a station that never sent one has no receive rate.
+start_traffic() {
+  start traffic "$programs/vm/traffic" --rate "$1" "${@:2}"
+}
+
+# --- hostapd ---
+
+# With a file in it hostapd leaves the directory where it is when it ends; a daemon that watches it does
+# not lose it.
+make_control_directory() {
+  mkdir -p "$control_directory"
+  touch "$control_directory/.keep"
+}
+
+start_hostapd() {
+  local band="$1"
+  make_control_directory
+  write "$scratch/hostapd-$band.conf" <<CONFIG
+interface=wlan-$band
+driver=nl80211
+ctrl_interface=$control_directory
+ssid=lab
+country_code=US
+hw_mode=${modes[$band]}
+channel=${channels[$band]}
+ieee80211n=1
+wmm_enabled=1
+wpa=2
+wpa_key_mgmt=WPA-PSK
+rsn_pairwise=CCMP
+wpa_psk=$network_key
+CONFIG
+  # It tells of those that attach, and of commands, only when it is asked to be talkative.
+  start "hostapd-$band" hostapd -d "$scratch/hostapd-$band.conf"
+  expect "hostapd starts on wlan-$band" told "hostapd-$band" 'AP-ENABLED'
+}
+
+# Asks a running hostapd.
+ask_hostapd() { hostapd_cli -p "$control_directory" -i "wlan-$1" "${@:2}"; }
+
+# --- Clients ---
+
+write_client() {
+  local band
+  printf 'ctrl_interface=%s\n' "$clients_directory"
+  for band in 2400mhz 5000mhz; do
+    printf 'network={\n ssid="lab"\n psk=%s\n key_mgmt=WPA-PSK\n' "$network_key"
+    printf ' freq_list=%d\n scan_freq=%d\n disabled=1\n}\n' {,}"${frequencies[$band]}"
+  done
+}
+
+# Starts the clients, one program for all. They join nothing yet.
+start_clients() {
+  local number arguments=()
+  write_client | write "$scratch/client.conf"
+  for ((number = 1; number <= client_count; ++number)); do
+    ((number == 1)) || arguments+=(-N)
+    arguments+=(-i "client$number" -D nl80211 -c "$scratch/client.conf")
+  done
+  start clients wpa_supplicant "${arguments[@]}"
+  expect "the clients start" test -S "$clients_directory/client$client_count"
+}
+
+ask_client() { wpa_cli -p "$clients_directory" -i "$1" "${@:2}"; }
+
+# Has a client look for the network of a band, and for no other.
+begin_to_join() {
+  [[ "$(ask_client "$1" select_network "${networks[$2]}")" == OK ]] || give_up "$1 looks for $2"
+}
+
+# Whether a client is on the network of a band, and may send.
+has_joined() {
+  local status
+  status="$(ask_client "$1" status)"
+  [[ "$status" == *"freq=${frequencies[$2]}"* && "$status" == *wpa_state=COMPLETED* ]]
+}
+
+join() {
+  begin_to_join "$1" "$2"
+  expect "$1 joins at $2" has_joined "$1" "$2"
+}
+
+leave() {
+  [[ "$(ask_client "$1" disconnect)" == OK ]] || give_up "$1 leaves"
+}
+
+# What the kernel says of a station of a band, as `iw` prints it: a value of "signal avg", say. Empty if
+# the station is not there.
+station_value() {
+  local band="$1" address
+  address="$(address_of "$2")"
+  iw dev "wlan-$band" station dump |
+    awk -v address="$address" -v key="$3" '
+      $1 == "Station" { here = $2 == address }
+      here && index($0, key ":") { sub(/^[^:]*:[ \t]*/, ""); print $1; exit }'
+}
+
+# Whether a client's average signal is within a decibel or two of what was set.
+signal_is() {
+  local signal
+  signal="$(station_value "$1" "$2" 'signal avg')"
+  [[ -n "$signal" ]] && ((signal >= $3 - 2 && signal <= $3 + 2))
+}
+
+# --- The daemon, and the services it talks to ---
+
+# Sets what the flags service publishes: a line `key=value` an argument.
+set_flags() { printf '%s\n' "$@" | write "$scratch/flags"; }
+
+# A bus, the flags service and the recorder.
+start_services() {
+  start_bus
+  make_salt
+  [[ -f "$scratch/flags" ]] || : >"$scratch/flags"
+  start flags "$programs/flags_service" "$scratch/flags"
+  start recorder "$programs/metrics_recorder" --keep "$scratch/records"
+  expect "the flags service starts" told flags '^started as'
+  expect "the recorder starts" told recorder '^started as'
+}
+
+# Starts the daemon, and waits until hostapd has it as a listener where hostapd is running.
+start_daemon() {
+  local band
+  start daemon "$daemon" --v=1 "$@"
+  for band in 2400mhz 5000mhz; do
+    [[ ! -v "pids[hostapd-$band]" ]] || expect_attached "$band"
+  done
+}
+
+# Waits until the hostapd of a band says that somebody listens to it.
+expect_attached() {
+  expect "the daemon attaches to hostapd on wlan-$1" told "hostapd-$1" 'CTRL_IFACE monitor attached'
+}
+
+# Waits until the daemon has heard of an event on a band, `count` times in all.
+expect_event() {
+  expect "the daemon hears of $2 on wlan-$1" told daemon "$(event_pattern "$1" "$2")" "${3:-1}"
+}
+
+event_pattern() { printf 'EventCallback: wlan-%s event: %s ' "$1" "$2"; }

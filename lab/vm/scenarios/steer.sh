@@ -1,0 +1,66 @@
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# A client walks away, is sent off, comes back, and is judged again.
+
+walker=client1
+near=client2
+address="$(address_of "$walker")"
+steer_interval=4
+
+# The metric that the daemon saw last of a client, and the signal that it stands for.
+last_metric() {
+  sed -nE "s/.* $(address_of "$1") link_quality_metric ([0-9]+) last_.*/\1/p" "$scratch/daemon.log" |
+    tail -n 1
+}
+
+# Whether the daemon's metric of a client is what the kernel tells everybody.
+agrees() { [[ "$(last_metric "$1")" == $(("$(station_value 2400mhz "$1" 'signal avg')" + 100)) ]]; }
+
+settles_at() { signal_is 2400mhz "$walker" "$1" && agrees "$walker"; }
+
+step "Two clients join at 2.4 GHz, both near."
+start_services
+start_hostapd 2400mhz
+start_hostapd 5000mhz
+start_clients
+join "$walker" 2400mhz
+join "$near" 2400mhz
+start_traffic 40 "$walker" "$near"
+
+step "The daemon starts, steering: floor 30, hysteresis 5, interval $steer_interval s, poll interval 2 s."
+start_daemon --enable_client_steering --client_steering_interval="$steer_interval" \
+  --client_steering_poll_interval=2 --client_steering_lqm_hysteresis=5
+
+step "One of them walks off slowly. What the daemon says of it is what iw says:"
+for signal in -50 -58 -66; do
+  set_signal "$walker" "$signal"
+  expect "the daemon sees $signal dBm" settles_at "$signal"
+  printf '     iw: %s dBm, the daemon: %s\n' "$(station_value 2400mhz "$walker" 'signal avg')" \
+    "$(last_metric "$walker")"
+done
+expect "the daemon sees the near one as iw does" agrees "$near"
+! told daemon 'Steer Client' || give_up "nobody is sent off above the floor"
+
+step "It goes out of reach, below the floor. hostapd is told to send it off, for reason 5:"
+set_signal "$walker" -82
+expect "the daemon has it sent off" told daemon "Steer Client $address "
+expect "hostapd is told" told hostapd-2400mhz "DISASSOCIATE $address"
+expect "the client is told" told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
+grep 'Steer Client' "$scratch/daemon.log" | show
+grep "^$walker: CTRL-EVENT-DISCONNECTED" "$scratch/clients.log" | show
+
+step "It comes back at once, as weak as before. Its metric is what it was then: it may stay."
+expect "it joins again" has_joined "$walker" 2400mhz
+as_weak="$address link_quality_metric 1[89] last_steer_link_quality_metric 1[89]"
+expect "it is polled past the interval" told daemon "$as_weak time since last steer [5-9](\.[0-9]+)?s"
+[[ "$(count_told daemon "Steer Client $address ")" == 1 ]] || give_up "it is sent off only once"
+
+step "It goes further still, by more than the hysteresis: it is sent off again."
+set_signal "$walker" -92
+expect "the daemon has it sent off again" told daemon "Steer Client $address " 2
+expect "the client is told again" \
+  told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5" 2
+grep 'Steer Client' "$scratch/daemon.log" | tail -n 1 | show
+
+step "The near one was never sent off."
+! told clients "^$near: CTRL-EVENT-DISCONNECTED" || give_up "the near client stays"
+stop daemon || give_up "the daemon ends with status 0"

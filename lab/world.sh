@@ -1,0 +1,145 @@
+# shellcheck shell=bash disable=SC2154 # `scratch` is set by whoever sources this
+# What the steps of a demonstration, or of a scenario in the virtual machine, are made of: programs
+# started by name, waiting for what they tell, narration. To be sourced after script/lib.sh, with
+# `scratch` set to a folder for what the programs write.
+
+declare -A pids=()
+step_number=0
+# For how many seconds what has to come is waited for, and how long between two looks.
+patience=15
+pause=0.05
+# Nothing ever comes here; reading from it with a limit of time is sleeping without another process.
+exec {nothing}<> <(:)
+
+# Starts a program under a name, by which its output is found, too: what it writes from now on. It ends
+# with us, however we end.
+start() {
+  local name="$1"
+  shift
+  setpriv --pdeathsig KILL "$@" >"$scratch/$name.log" 2>&1 &
+  pids[$name]=$!
+}
+
+is_running() { kill -0 "${pids[$1]}" 2>/dev/null; }
+
+has_ended() { ! is_running "$1"; }
+
+# Ends a program. The status is that of the program, or 137 if it has to be killed.
+stop() {
+  kill -TERM "${pids[$1]}" 2>/dev/null || true
+  wait_until 3 has_ended "$1" || kill -KILL "${pids[$1]}" 2>/dev/null || true
+  forget "$1"
+}
+
+# As `stop`, but without giving it the time to clean up.
+kill_now() {
+  kill -KILL "${pids[$1]}"
+  forget "$1" || true
+}
+
+# Waits for the end of a program, whose status becomes our own.
+forget() {
+  local status=0
+  wait "${pids[$1]}" 2>/dev/null || status=$?
+  unset "pids[$1]"
+  return "$status"
+}
+
+# Ends what is still running, the bus last.
+stop_all() {
+  trap '' INT TERM HUP
+  local name
+  for name in "${!pids[@]}"; do
+    [[ "$name" == bus ]] || stop "$name" || true
+  done
+  [[ ! -v 'pids[bus]' ]] || stop bus || true
+}
+
+# Whether a command succeeds within so many seconds.
+wait_until() {
+  local deadline=$((${EPOCHREALTIME/[.,]/} + $1 * 1000000))
+  shift
+  until "$@"; do
+    ((${EPOCHREALTIME/[.,]/} < deadline)) || return 1
+    read -rt "$pause" -u "$nothing" || true
+  done
+}
+
+# Waits for what has to come, and ends everything if it doesn't, or can't any more since a program has
+# ended.
+expect() {
+  local what="$1"
+  shift
+  wait_until "$patience" is_settled "$@" || give_up "$what"
+  "$@" || give_up "$what"
+}
+
+is_settled() { "$@" || ! all_run; }
+
+all_run() {
+  local name
+  for name in "${!pids[@]}"; do
+    is_running "$name" || return 1
+  done
+}
+
+give_up() {
+  local log
+  for log in "$scratch"/*.log; do
+    printf -- '--- the last of %s\n' "$(basename "$log")"
+    tail -n "${log_tail:-5}" "$log"
+  done >&2
+  fail "this did not happen: $*"
+}
+
+# Whether the output of a program has a line that matches, `count` of them if that is given.
+told() {
+  (("$(count_told "$1" "$2")" >= ${3:-1}))
+}
+
+# How many lines of a program's output match.
+count_told() {
+  grep -cE -- "$2" "$scratch/$1.log" || true
+}
+
+step() {
+  printf '\n%d. %s\n' "$((++step_number))" "$*"
+}
+
+# Shows lines, without the header of log lines, cut to the width of a page.
+show() {
+  sed -E 's/^.*\.cc:[0-9]+\] *//; s/^/     /; s/^(.{105}).{4,}$/\1.../'
+}
+
+# Replaces a file in one move, so that nobody reads half of it.
+write() {
+  cat >"$1.new"
+  mv "$1.new" "$1"
+}
+
+# A system bus of our own, on which everything is allowed. The programs started afterwards find it.
+start_bus() {
+  write "$scratch/bus.conf" <<CONFIG
+<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <listen>unix:path=$scratch/bus</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+CONFIG
+  # A bus that was killed leaves its socket.
+  rm -f "$scratch/bus"
+  start bus dbus-daemon --nofork --nopidfile --nosyslog --config-file="$scratch/bus.conf"
+  expect "the bus starts" test -S "$scratch/bus"
+  export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$scratch/bus"
+}
+
+make_salt() {
+  mkdir -p /var/lib/ap/monitor
+  head -c 32 /dev/urandom >/var/lib/ap/monitor/station_id_salt
+}
