@@ -1,0 +1,93 @@
+// Measures the daemon against the floor of the same work, and prints a table.
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <functional>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bench/report.h"
+#include "bench/rows.h"
+#include "lab/private_namespace.h"
+#include "lab/program.h"
+#include "lab/temporary_directory.h"
+#include "platform/logging.h"
+
+namespace orvane::bench {
+namespace {
+
+std::vector<Row> AllRows() {
+  std::vector<Row> all;
+  for (const auto& rows : {ProcessRows(), EventRows(), StationRows(), BatchRows()}) {
+    all.insert(all.end(), rows.begin(), rows.end());
+  }
+  return all;
+}
+
+// The rows that are asked for, all where none is. A name may be the beginning of several.
+std::optional<std::vector<Row>> Choose(const std::vector<std::string>& names, std::string* error) {
+  const std::vector<Row> all = AllRows();
+  if (names.empty()) return all;
+  std::vector<Row> chosen;
+  for (const std::string& name : names) {
+    const std::size_t before = chosen.size();
+    std::copy_if(all.begin(), all.end(), std::back_inserter(chosen),
+                 [&](const Row& row) { return row.name.starts_with(name); });
+    if (chosen.size() > before) continue;
+    *error = "no row " + name;
+    return std::nullopt;
+  }
+  return chosen;
+}
+
+int Main(int argc, char** argv) {
+  CLI::App app("Measures the daemon against the floor of the same work.", "wavelark_bench");
+  std::vector<std::string> names;
+  std::string json;
+  bool list = false;
+  app.add_option("ROW", names, "Rows by name or the beginning of it; all if there is none");
+  app.add_option("--json", json, "Where to write the rows as JSON, too; the last one counts")
+      ->type_name("FILE")
+      ->take_last();
+  app.add_flag("--list", list, "Only print the names of the rows");
+  if (const auto exit_code = lab::ParseCommandLine(app, argc, argv)) return *exit_code;
+
+  std::string error;
+  const auto rows = Choose(names, &error);
+  if (!rows.has_value()) {
+    std::cerr << app.get_name() << ": " << error << "\n";
+    return lab::kExitUsage;
+  }
+  if (list) {
+    for (const Row& row : *rows) std::cout << row.name << "\n";
+    return lab::kExitOk;
+  }
+  if (const lab::Failure failure = lab::EnterPrivateNamespace({.private_dev = true})) {
+    std::cerr << app.get_name() << ": " << *failure << "\n";
+    return lab::kExitFailure;
+  }
+  // What the measured parts have to tell of their state has no place in a table.
+  platform::InitLog(0, app.get_name());
+  const platform::LogListener listener([](platform::Severity severity, std::string_view text) {
+    if (severity >= platform::Severity::kWarning) std::cerr << text << "\n";
+  });
+  std::vector<Result> results;
+  std::cout << TableHead() << std::flush;
+  for (const Row& row : *rows) {
+    results.push_back({.row = row, .measured = row.measure()});
+    std::cout << TableLine(results.back()) << std::flush;
+  }
+  if (!json.empty()) lab::WriteFile(json, Json(results));
+  return lab::kExitOk;
+}
+
+}  // namespace
+}  // namespace orvane::bench
+
+// NOLINTNEXTLINE(bugprone-exception-escape): it ends the process, with its text.
+int main(int argc, char** argv) { return orvane::bench::Main(argc, argv); }

@@ -1,0 +1,47 @@
+#ifndef BENCH_FIGURE_H_
+#define BENCH_FIGURE_H_
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace orvane::bench {
+
+// What several runs gave: the median, and between which values the middle three fifths of them lie.
+struct Figure {
+  double median = 0;
+  double low = 0;
+  double high = 0;
+};
+
+// There must be at least one sample.
+Figure Summarize(std::vector<double> samples);
+
+// What measuring a row gave: ours, and where there is one, the floor of the same work.
+struct Measured {
+  Figure ours;
+  std::optional<Figure> floor;
+};
+
+// One line of the table.
+struct Row {
+  std::string name;  // one word
+  std::string what;
+  std::string unit;
+  // At most so many times the floor; without a floor, at most so much.
+  double reach;
+  Measured (*measure)();
+};
+
+struct Result {
+  Row row;
+  Measured measured;
+
+  // What the reach is for: the ratio to the floor, or the figure itself.
+  double Value() const;
+  bool IsReached() const { return Value() <= row.reach; }
+};
+
+}  // namespace orvane::bench
+
+#endif  // BENCH_FIGURE_H_

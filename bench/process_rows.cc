@@ -1,0 +1,158 @@
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bench/cpu_time.h"
+#include "bench/daemon.h"
+#include "bench/full_uploader.h"
+#include "bench/rows.h"
+#include "lab/temporary_directory.h"
+#include "platform/logging.h"
+
+namespace orvane::bench {
+namespace {
+
+constexpr int kRuns = 15;
+constexpr int kStarts = 9;
+// Nearly as many as hostapd can send to somebody who doesn't read, with a buffer of the usual size.
+constexpr std::size_t kBurst = 160;
+constexpr std::size_t kBurstsPerRun = 12;
+constexpr std::size_t kPendingEvents = 1000;
+constexpr std::chrono::seconds kIdleTime(10);
+
+// Takes samples of ours.
+Measured Sample(int count, const std::function<double()>& measure) {
+  std::vector<double> samples;
+  for (int i = 0; i < count; ++i) samples.push_back(measure());
+  return {.ours = Summarize(samples), .floor = {}};
+}
+
+// --- Events ---
+
+// Nanoseconds for each event of bursts that wait when the process wakes up.
+double TakeBursts(pid_t pid, Hostapd& hostapd, const std::vector<std::string>& lines) {
+  std::int64_t time = 0;
+  for (std::size_t i = 0; i < kBurstsPerRun; ++i) {
+    Stop(pid);
+    for (const std::string& line : lines) hostapd.Send(line);
+    const std::int64_t begin = CpuTimeOf(pid);
+    Resume(pid);
+    hostapd.AwaitTaken();
+    AwaitAsleep(pid);
+    time += CpuTimeOf(pid) - begin;
+  }
+  return static_cast<double>(time) / static_cast<double>(kBurstsPerRun * kBurst);
+}
+
+Measured MeasureEventRoad() {
+  const std::vector<std::string> lines = EventLines(kBurst);
+  Daemon daemon;
+  Hostapd floor_hostapd("floor");
+  const auto floor_process = StartProcess({EVENT_FLOOR_PATH, floor_hostapd.path()});
+  floor_hostapd.AwaitAttach();
+  floor_hostapd.AwaitTaken();
+  AwaitAsleep(floor_process->pid());
+
+  std::vector<double> ours;
+  std::vector<double> floor;
+  // Of the first run the pages of memory that are touched for the first time are a part.
+  for (int i = 0; i <= kRuns; ++i) {
+    const double our_time = TakeBursts(daemon.pid(), daemon.hostapd(), lines);
+    const double floor_time = TakeBursts(floor_process->pid(), floor_hostapd, lines);
+    if (i == 0) continue;
+    ours.push_back(our_time);
+    floor.push_back(floor_time);
+  }
+  return {.ours = Summarize(ours), .floor = Summarize(floor)};
+}
+
+// --- Memory and size ---
+
+double AnonymousKilobytes(const Daemon& daemon) {
+  return static_cast<double>(ProcNumber(daemon.pid(), "smaps_rollup", "Anonymous"));
+}
+
+Measured MeasureIdleMemory() {
+  return Sample(kStarts, [] { return AnonymousKilobytes(Daemon()) / 1000; });
+}
+
+Measured MeasureResidentSize() {
+  return Sample(kStarts, [] {
+    const Daemon daemon;
+    return static_cast<double>(ProcNumber(daemon.pid(), "smaps_rollup", "Rss")) / 1000;
+  });
+}
+
+Measured MeasureLoadedMemory() {
+  const std::vector<std::string> lines = EventLines(kPendingEvents);
+  return Sample(kStarts, [&] {
+    Daemon daemon;
+    for (const std::string& line : lines) {
+      daemon.hostapd().Send(line);
+      daemon.hostapd().AwaitTaken();
+    }
+    AwaitAsleep(daemon.pid());
+    return AnonymousKilobytes(daemon) / 1000;
+  });
+}
+
+Measured MeasureBinary() {
+  const lab::TemporaryDirectory directory;
+  const std::string stripped = directory.path() / "ap-wavelark";
+  const auto strip = StartProcess({"strip", "-o", stripped, AP_WAVELARK_PATH});
+  const auto status = strip->WaitForExit(std::chrono::seconds(20));
+  CHECK(status.has_value() && status->code == 0) << "strip failed";
+  return {.ours = Summarize({static_cast<double>(std::filesystem::file_size(stripped)) / 1000}),
+          .floor = {}};
+}
+
+// --- Start and idleness ---
+
+Measured MeasureStart() {
+  return Sample(kStarts, [] {
+    return std::chrono::duration<double, std::milli>(Daemon().start_time()).count();
+  });
+}
+
+double WakeUpsPerMinute(const Daemon& daemon) {
+  constexpr char kSwitches[] = "voluntary_ctxt_switches";
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  const std::int64_t begin = ProcNumber(daemon.pid(), "status", kSwitches);
+  std::this_thread::sleep_for(kIdleTime);
+  const std::int64_t count = ProcNumber(daemon.pid(), "status", kSwitches) - begin;
+  return static_cast<double>(count) * 60.0 / static_cast<double>(kIdleTime.count());
+}
+
+Measured MeasureIdleWakeUps() {
+  return Sample(1, [] { return WakeUpsPerMinute(Daemon()); });
+}
+
+// With one event in the batch and steering on, one timer is far off and the other fires each
+// second.
+Measured MeasureTimerWakeUps() {
+  return Sample(1, [] {
+    Daemon daemon({"--enable_client_steering", "--client_steering_poll_interval=1"});
+    daemon.hostapd().Send(EventLines(1).front());
+    return WakeUpsPerMinute(daemon);
+  });
+}
+
+}  // namespace
+
+std::vector<Row> ProcessRows() {
+  return {
+      {"event_process", "an event, whole road in the daemon", "ns", 1.5, MeasureEventRoad},
+      {"memory_idle", "anonymous memory, idle", "MB", 1.2, MeasureIdleMemory},
+      {"memory_loaded", "anonymous memory, 1,000 events pending", "MB", 1.2, MeasureLoadedMemory},
+      {"resident", "resident size, idle", "MB", 9, MeasureResidentSize},
+      {"binary", "the program, stripped", "kB", 600, MeasureBinary},
+      {"start", "start to attached on both bands", "ms", 50, MeasureStart},
+      {"wakeups_idle", "wake-ups, no timer running", "1/min", 0, MeasureIdleWakeUps},
+      {"wakeups_timers", "wake-ups, polling each second", "1/min", 60, MeasureTimerWakeUps},
+  };
+}
+
+}  // namespace orvane::bench

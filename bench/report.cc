@@ -1,0 +1,64 @@
+#include "bench/report.h"
+
+#include <fmt/format.h>
+
+namespace orvane::bench {
+namespace {
+
+constexpr char kColumns[] = "{:<15} {:>22} {:>22} {:>7} {:>7}  {:<7} {}\n";
+
+// With as many digits as say something.
+std::string Number(double value) {
+  if (value >= 100) return fmt::format("{:.0f}", value);
+  if (value >= 10) return fmt::format("{:.1f}", value);
+  return fmt::format("{:.2f}", value);
+}
+
+std::string Text(const Figure& figure) {
+  return fmt::format("{} ({} - {})", Number(figure.median), Number(figure.low),
+                     Number(figure.high));
+}
+
+// Names and units are plain words: nothing in them needs an escape.
+std::string JsonFigure(const Figure& figure) {
+  return fmt::format(R"({{"median": {:.4g}, "p20": {:.4g}, "p80": {:.4g}}})", figure.median,
+                     figure.low, figure.high);
+}
+
+std::string JsonRow(const Result& result) {
+  const auto& [row, measured] = result;
+  std::string text = fmt::format(R"({{"row": "{}", "what": "{}", "unit": "{}", "ours": {}, )",
+                                 row.name, row.what, row.unit, JsonFigure(measured.ours));
+  if (measured.floor) {
+    text += fmt::format(R"("floor": {}, "ratio": {:.4g}, )", JsonFigure(*measured.floor),
+                        result.Value());
+  }
+  return text + fmt::format(R"("reach": {}, "ok": {}}})", row.reach, result.IsReached());
+}
+
+}  // namespace
+
+std::string TableHead() {
+  return fmt::format(kColumns, "row", "ours (p20 - p80)", "floor (p20 - p80)", "ratio", "reach", "",
+                     "what");
+}
+
+std::string TableLine(const Result& result) {
+  const auto& [row, measured] = result;
+  const bool has_floor = measured.floor.has_value();
+  return fmt::format(kColumns, row.name, Text(measured.ours),
+                     has_floor ? Text(*measured.floor) : "-",
+                     has_floor ? Number(result.Value()) : "-", Number(row.reach),
+                     result.IsReached() ? "ok" : "missed", row.what + ", " + row.unit);
+}
+
+std::string Json(const std::vector<Result>& results) {
+  std::string text = "{\"rows\": [";
+  for (const Result& result : results) {
+    text += &result == &results.front() ? "\n  " : ",\n  ";
+    text += JsonRow(result);
+  }
+  return text + "\n]}\n";
+}
+
+}  // namespace orvane::bench

@@ -1,0 +1,18 @@
+#ifndef BENCH_ROWS_H_
+#define BENCH_ROWS_H_
+
+#include <vector>
+
+#include "bench/figure.h"
+
+namespace orvane::bench {
+
+// The rows of the table by what they look at. docs/performance.md explains each.
+std::vector<Row> EventRows();
+std::vector<Row> StationRows();
+std::vector<Row> BatchRows();
+std::vector<Row> ProcessRows();
+
+}  // namespace orvane::bench
+
+#endif  // BENCH_ROWS_H_
