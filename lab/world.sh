@@ -143,3 +143,16 @@ make_salt() {
   mkdir -p /var/lib/ap/monitor
   head -c 32 /dev/urandom >/var/lib/ap/monitor/station_id_salt
 }
+
+# How many of the addresses on standard input are in some file: as text in any common form, or as
+# six bytes.
+count_addresses() {
+  local address found=0
+  while read -r address; do
+    if LC_ALL=C grep -qaiE "${address//:/[:-]?}" "$@" ||
+      LC_ALL=C grep -qaP "\\x${address//:/\\x}" "$@"; then
+      found=$((found + 1))
+    fi
+  done
+  printf '%d\n' "$found"
+}

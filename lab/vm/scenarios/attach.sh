@@ -1,5 +1,6 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
 # The daemon listens to both hostapds, and does so again after one ends, whether in order or not.
+# Clients: 2
 
 step "The daemon starts first. There is a place for hostapd's sockets, but no hostapd yet."
 start_services

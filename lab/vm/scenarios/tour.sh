@@ -1,0 +1,110 @@
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# What the daemon is for, step by step, for somebody who sees it for the first time.
+# Clients: 2
+
+walker=client1
+neighbour=client2
+readonly steer_interval=3
+
+show_access_point() {
+  step "An access point: Linux $(uname -r), $(hostapd -v 2>&1 | head -n 1), two simulated radios."
+  make_control_directory
+  start_hostapd 2400mhz
+  start_hostapd 5000mhz
+  iw dev | awk '/Interface wlan/ { name = $2 } /channel/ && name { print name ": channel " $2; name = "" }' |
+    sort | show
+}
+
+show_clients() {
+  step "Two clients join at 2.4 GHz. What hostapd knows of them:"
+  start_clients
+  join "$walker" 2400mhz
+  join "$neighbour" 2400mhz
+  set_signal "$neighbour" -60
+  start_traffic 40 "$walker" "$neighbour"
+  ask_hostapd 2400mhz list_sta | show
+}
+
+show_daemon() {
+  step "The daemon starts, steering: below a metric of 30, that is -70 dBm, a client has to go."
+  set_flags connectionEvents=enabled
+  start_services
+  start_daemon --enable_client_steering --client_steering_interval="$steer_interval" \
+    --client_steering_poll_interval=2 --connection_event_upload_period=3
+  expect "steering starts" told daemon 'Client Steer Started'
+  grep 'Client Steer Started' "$scratch/daemon.log" | show
+}
+
+show_steering() {
+  step "One of them, $(address_of "$walker"), walks off. What the daemon sees at each poll:"
+  set_signal "$walker" -82
+  # Where it goes, 5 GHz is heard well and 2.4 GHz is not.
+  set_signal wlan-2400mhz -85
+  ask_client "$walker" enable_network "${networks[5000mhz]}" >/dev/null
+  expect "the walker is sent off" told daemon "Steer Client $(address_of "$walker") "
+  grep "$(address_of "$walker") link_quality_metric .*time since" "$scratch/daemon.log" |
+    tail -n 3 | show
+  step "Below the floor, and longer than $steer_interval s: hostapd is told to send it off. The client:"
+  expect "the client is told" told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
+  grep "^$walker: CTRL-EVENT-DISCONNECTED" "$scratch/clients.log" | show
+}
+
+show_return() {
+  step "It looks around, and joins again where it is heard better, at 5 GHz:"
+  set_signal "$walker" -50
+  expect "it joins at 5 GHz" has_joined "$walker" 5000mhz
+  expect_event 5000mhz kStationConnected
+  expect "the kernel hears it there" signal_is 5000mhz "$walker" -50
+  printf 'wlan-5000mhz: %s, %s dBm\n' "$(address_of "$walker")" \
+    "$(station_value 5000mhz "$walker" 'signal avg')" | show
+}
+
+show_flags() {
+  step "The flags service raises the floor to 45: now the neighbour, at -60 dBm, is too weak, too."
+  ! told daemon "Steer Client $(address_of "$neighbour") " || give_up "the neighbour could stay so far"
+  set_flags connectionEvents=enabled clientSteeringRootLqmFloor=45
+  expect "the neighbour is sent off" told daemon "Steer Client $(address_of "$neighbour") "
+  grep "Steer Client $(address_of "$neighbour") " "$scratch/daemon.log" | show
+  step "And switches steering off:"
+  set_flags clientSteering=disabled
+  expect "steering stops" told daemon 'Client Steer Stopped'
+  grep 'Client Steer Stopped' "$scratch/daemon.log" | show
+}
+
+# What an access point's hostapd writes of a client that joins; Debian's leaves out most of it.
+extended_events() {
+  local address
+  address="$(address_of "$1")"
+  cat <<EVENTS
+0.0 wlan-5000mhz <3>AP-STA-AUTH $address success:1 frame_rssi:-52 probe_delta_ms:310
+0.1 wlan-5000mhz <3>AP-STA-ASSOC $address success:1 frame_rssi:-51 steering_reason:new-station
+0.2 wlan-5000mhz <3>AP-STA-CONNECT $address success:1 last_rx_rssi:-50 avg_rssi:-50 tx_rate_vht_mcs:8 tx_rate_bw:80
+EVENTS
+}
+
+show_records() {
+  local heard records
+  step "A stand-in takes hostapd's place at 5 GHz, to tell more of a join than Debian's does. The batch:"
+  stop hostapd-5000mhz || give_up "hostapd ends well"
+  extended_events "$walker" | write "$scratch/events"
+  start standin "$programs/hostapd_standin" --interface wlan-5000mhz --script "$scratch/events"
+  expect "a batch with three events is uploaded" \
+    told recorder 'RecordOfflineData .* WLAN_5000MHZ, 3 client events'
+  grep -A9 'RecordOfflineData' "$scratch/recorder.log" | show
+  heard="$(address_of "$walker")"
+  records=("$scratch"/records/??????)
+  (("$(count_addresses "$scratch/daemon.log" <<<"$heard")" == 1)) ||
+    give_up "the log has the address"
+  (("$(count_addresses "${records[@]}" <<<"$heard")" == 0)) || give_up "no address is in a record"
+}
+
+show_access_point
+show_clients
+show_daemon
+show_steering
+show_return
+show_flags
+show_records
+step "Told to end, the daemon leaves hostapd and ends with exit status 0."
+stop daemon || give_up "the daemon ends with exit status 0"
+expect "the daemon leaves hostapd" told hostapd-2400mhz 'monitor detached'
