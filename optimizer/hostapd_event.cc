@@ -53,13 +53,16 @@ constexpr std::array<DisplayNameRow, 13> kDisplayNames = {{
     {kStationMonitorInfo, "kStationMonitorInfo"},
 }};
 
-constexpr std::string_view kWhitespace = " \t\n\v\f\r";
 constexpr std::size_t kPriorityLength = 3;  // "<3>"
 
+bool IsWhitespace(char character) {
+  return character == ' ' || (character >= '\t' && character <= '\r');
+}
+
 std::string_view Trim(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kWhitespace);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kWhitespace) - first + 1);
+  while (!text.empty() && IsWhitespace(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsWhitespace(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 // At every single space: two in a row have an empty token between them.
