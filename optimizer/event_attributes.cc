@@ -1,9 +1,11 @@
 #include "optimizer/event_attributes.h"
 
 #include <array>
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "common/mac_address.h"
@@ -82,8 +84,23 @@ constexpr auto kModes = std::to_array<WordRow<Capabilities::HtVhtCapability>>({
 
 // Conversions of a value.
 
-std::int32_t Int32(std::string_view text) { return std::stoi(std::string(text)); }
-std::int64_t Int64(std::string_view text) { return std::stoll(std::string(text)); }
+// Reads a number as hostapd writes it, without a copy. False for what begins with a space or a plus
+// or doesn't fit, and for what is no number: all this is left to the standard conversions.
+template <typename Number>
+bool ReadInPlace(std::string_view text, Number* number) {
+  return std::from_chars(text.data(), text.data() + text.size(), *number).ec == std::errc();
+}
+
+std::int32_t Int32(std::string_view text) {
+  std::int32_t number = 0;
+  return ReadInPlace(text, &number) ? number : std::stoi(std::string(text));
+}
+
+std::int64_t Int64(std::string_view text) {
+  std::int64_t number = 0;
+  return ReadInPlace(text, &number) ? number : std::stoll(std::string(text));
+}
+
 bool NotZero(std::string_view text) { return Int32(text) != 0; }
 bool Zero(std::string_view text) { return Int32(text) == 0; }
 
