@@ -1,0 +1,9 @@
+# Builds for 64-bit Arm with the distribution's cross compiler and its libraries of that architecture.
+# Programs that the build itself runs, protoc among them, are this machine's.
+
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
+set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
+set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgconfig)
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64)
