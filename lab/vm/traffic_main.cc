@@ -4,6 +4,7 @@
 #include <linux/if_ether.h>
 #include <linux/if_packet.h>
 #include <net/if.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <CLI/App.hpp>
@@ -14,14 +15,14 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstddef>
+#include <cstdint>
 #include <cstring>
-#include <iterator>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "common/mac_address.h"
 #include "lab/failure.h"
 #include "lab/program.h"
 #include "platform/files.h"
@@ -31,23 +32,51 @@
 namespace orvane::lab {
 namespace {
 
-// An EtherType for experiments, to a locally administered address that nobody has: it goes to the
-// access point as any data does, and there to nobody.
+using Address = std::array<std::uint8_t, ETH_ALEN>;
+
+// An EtherType for experiments.
 constexpr int kEtherType = ETH_P_802_EX1;
-constexpr std::array<unsigned char, ETH_ALEN> kNobody = {0x02, 0xff, 0xff, 0xff, 0xff, 0xfe};
+// A locally administered address that nobody has: a frame goes to the access point as any does, and
+// there to nobody.
+constexpr char kNobody[] = "02:ff:ff:ff:ff:fe";
+
+struct Options {
+  int rate = 10;
+  std::string to = kNobody;
+  std::string from;  // an interface's own address if empty
+  std::vector<std::string> interfaces;
+};
+
+// Whether `text` is six bytes in hexadecimal.
+bool ParseAddress(const std::string& text, Address* address) {
+  ap::MacAddress parsed;
+  if (!ap::MacAddress::ParseFromString(text, &parsed)) return false;
+  std::copy_n(parsed.ToByteString().GetConstData(), ETH_ALEN, address->begin());
+  return true;
+}
+
+CLI::Validator HardwareAddress() {
+  return {[](std::string& text) {
+            Address address;
+            return ParseAddress(text, &address) ? std::string() : "no hardware address: " + text;
+          },
+          "", "hardware address"};
+}
 
 class Traffic {
  public:
-  Traffic(platform::SdEventLoop& loop, platform::TimeSpan period) : loop_(loop), period_(period) {}
+  Traffic(platform::SdEventLoop& loop, Options options)
+      : loop_(loop),
+        options_(std::move(options)),
+        period_(std::chrono::duration_cast<platform::TimeSpan>(std::chrono::seconds(1)) /
+                options_.rate) {}
 
-  [[nodiscard]] Failure Start(const std::vector<std::string>& interfaces) {
+  [[nodiscard]] Failure Start() {
     socket_ = platform::ScopedFd(
-        socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, /*protocol=*/0));
+        socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, /*protocol=*/0));
     if (!socket_.is_valid()) return std::string("packet socket: ") + std::strerror(errno);
-    for (const std::string& interface : interfaces) {
-      const unsigned index = if_nametoindex(interface.c_str());
-      if (index == 0) return "no interface " + interface;
-      indices_.push_back(static_cast<int>(index));
+    for (const std::string& interface : options_.interfaces) {
+      if (const Failure failure = AddSender(interface)) return failure;
     }
     PrintLine("sending");
     SendRound();
@@ -55,42 +84,69 @@ class Traffic {
   }
 
  private:
+  struct Frame {
+    ethhdr header = {};
+    std::array<char, 20> payload = {};
+  };
+  struct Sender {
+    int interface_index = 0;
+    Frame frame;
+  };
+
+  Failure AddSender(const std::string& interface) {
+    ifreq request = {};
+    interface.copy(request.ifr_name, IFNAMSIZ - 1);
+    if (ioctl(socket_.get(), SIOCGIFHWADDR, &request) != 0) return "no interface " + interface;
+    Sender sender;
+    sender.interface_index = static_cast<int>(if_nametoindex(interface.c_str()));
+    Address from;
+    std::copy_n(request.ifr_hwaddr.sa_data, ETH_ALEN, from.begin());
+    if (!options_.from.empty()) ParseAddress(options_.from, &from);
+    Address to;
+    ParseAddress(options_.to, &to);
+    std::copy(from.begin(), from.end(), sender.frame.header.h_source);
+    std::copy(to.begin(), to.end(), sender.frame.header.h_dest);
+    sender.frame.header.h_proto = htons(kEtherType);
+    senders_.push_back(sender);
+    return std::nullopt;
+  }
+
   void SendRound() {
     loop_.PostDelayedTask([this] { SendRound(); }, period_);
-    for (const int index : indices_) Send(index);
+    for (const Sender& sender : senders_) Send(sender);
   }
 
   // A client that is on no network right now sends nothing, and is tried again.
-  void Send(int index) {
-    constexpr std::string_view kPayload = "a frame of the lab's";
+  void Send(const Sender& sender) {
     sockaddr_ll address = {};
     address.sll_family = AF_PACKET;
-    address.sll_protocol = htons(kEtherType);
-    address.sll_ifindex = index;
-    address.sll_halen = ETH_ALEN;
-    std::copy(kNobody.begin(), kNobody.end(), std::begin(address.sll_addr));
-    static_cast<void>(sendto(socket_.get(), kPayload.data(), kPayload.size(), 0,
+    address.sll_ifindex = sender.interface_index;
+    static_cast<void>(sendto(socket_.get(), &sender.frame, sizeof(sender.frame), 0,
                              reinterpret_cast<const sockaddr*>(&address), sizeof(address)));
   }
 
   platform::SdEventLoop& loop_;
+  Options options_;
   platform::TimeSpan period_;
   platform::ScopedFd socket_;
-  std::vector<int> indices_;
+  std::vector<Sender> senders_;
 };
 
 int Main(int argc, char** argv) {
   CLI::App app("Sends small frames from each interface, until it is told to end.", "traffic");
-  int rate = 10;
-  std::vector<std::string> interfaces;
-  app.add_option("--rate", rate, "How many a second, from each")->check(CLI::Range(1, 1000));
-  app.add_option("interfaces", interfaces, "Interfaces, those of clients")->required();
+  Options options;
+  app.add_option("--rate", options.rate, "How many a second, from each")
+      ->check(CLI::Range(1, 1000));
+  app.add_option("--to", options.to, "To this hardware address; by default one that nobody has")
+      ->check(HardwareAddress());
+  app.add_option("--from", options.from, "As if from this hardware address, not the interface's")
+      ->check(HardwareAddress());
+  app.add_option("interfaces", options.interfaces, "Interfaces, those of clients")->required();
   if (const std::optional<int> exit_code = ParseCommandLine(app, argc, argv)) return *exit_code;
   platform::SdEventLoop loop;
   EndOnSignals(loop);
-  Traffic traffic(loop,
-                  std::chrono::duration_cast<platform::TimeSpan>(std::chrono::seconds(1)) / rate);
-  return RunProgram(app, traffic.Start(interfaces), loop);
+  Traffic traffic(loop, options);
+  return RunProgram(app, traffic.Start(), loop);
 }
 
 }  // namespace
