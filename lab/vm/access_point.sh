@@ -7,6 +7,22 @@ readonly -A channels=([2400mhz]=6 [5000mhz]=36) modes=([2400mhz]=g [5000mhz]=a)
 readonly -A frequencies=([2400mhz]=2437 [5000mhz]=5180)
 readonly -A networks=([2400mhz]=0 [5000mhz]=1)
 readonly network_key=000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f
+# What an access point says to be open, or not, and what its clients say. A handshake may take long on
+# a busy machine.
+readonly -A access_point_keys=(
+  [secured]="wpa=2
+wpa_key_mgmt=WPA-PSK
+rsn_pairwise=CCMP
+wpa_pairwise_update_count=20
+wpa_psk=$network_key"
+  [open]=''
+)
+readonly -A client_keys=(
+  [secured]="key_mgmt=WPA-PSK psk=$network_key"
+  [open]='key_mgmt=NONE'
+)
+# A scenario may say `open` before it starts anything.
+network=secured
 readonly control_directory=/var/run/hostapd
 readonly clients_directory=/run/clients
 
@@ -29,7 +45,7 @@ prepare_radios() {
 
 radio_of() { cat "/sys/class/net/$1/phy80211/name"; }
 
-address_of() { cat "/sys/class/net/$1/address"; }
+address_of() { printf '%s' "$(<"/sys/class/net/$1/address")"; }
 
 # How strongly a client is heard, in dBm, -100 to -1. The knob takes no sign.
 set_signal() {
@@ -64,10 +80,7 @@ hw_mode=${modes[$band]}
 channel=${channels[$band]}
 ieee80211n=1
 wmm_enabled=1
-wpa=2
-wpa_key_mgmt=WPA-PSK
-rsn_pairwise=CCMP
-wpa_psk=$network_key
+${access_point_keys[$network]}
 CONFIG
   # It tells of those that attach, and of commands, only when it is asked to be talkative.
   start "hostapd-$band" hostapd -d "$scratch/hostapd-$band.conf"
@@ -83,7 +96,9 @@ write_client() {
   local band
   printf 'ctrl_interface=%s\n' "$clients_directory"
   for band in 2400mhz 5000mhz; do
-    printf 'network={\n ssid="lab"\n psk=%s\n key_mgmt=WPA-PSK\n' "$network_key"
+    printf 'network={\n ssid="lab"\n'
+    # shellcheck disable=SC2086 # a line a word
+    printf ' %s\n' ${client_keys[$network]}
     printf ' freq_list=%d\n scan_freq=%d\n disabled=1\n}\n' {,}"${frequencies[$band]}"
   done
 }
@@ -119,8 +134,23 @@ join() {
   expect "$1 joins at $2" has_joined "$1" "$2"
 }
 
+# Has several clients join at a band, at the same time.
+join_all() {
+  local client
+  for client in "${@:2}"; do begin_to_join "$client" "$1"; done
+  for client in "${@:2}"; do expect "$client joins at $1" has_joined "$client" "$1"; done
+}
+
 leave() {
   [[ "$(ask_client "$1" disconnect)" == OK ]] || give_up "$1 leaves"
+}
+
+# Has clients that have joined stay away when they are sent off, until they are told to join.
+stay_away() {
+  local client
+  for client in "$@"; do
+    [[ "$(ask_client "$client" sta_autoconnect 0)" == OK ]] || give_up "$client stays away"
+  done
 }
 
 # What the kernel says of a station of a band, as `iw` prints it: a value of "signal avg", say. Empty if
@@ -175,5 +205,40 @@ expect_attached() {
 expect_event() {
   expect "the daemon hears of $2 on wlan-$1" told daemon "$(event_pattern "$1" "$2")" "${3:-1}"
 }
+
+# Starts the daemon as a service manager does, which starts it again whenever it fails.
+start_supervised_daemon() {
+  start daemon lab/vm/keep_running "$daemon" --v=1 "$@"
+}
+
+# What the daemon tells of a client at each poll but the first on a band: an expression for its line,
+# with the metric and the one that it remembers of that band, if they matter.
+poll_pattern() {
+  printf '%s link_quality_metric %s last_steer_link_quality_metric %s time since' \
+    "$(address_of "$1")" "${2:-[0-9]+}" "${3:-[0-9]+}"
+}
+
+# Waits for a poll of a client from now on, or for `count` polls. What follows at once comes between two
+# polls: the time for clients to join, since one that has not sent any data yet is fatal to a poll.
+expect_polls() {
+  local pattern seen
+  pattern="$(poll_pattern "$1")"
+  seen="$(count_told daemon "$pattern")"
+  expect "the daemon polls $1" told daemon "$pattern" $((seen + ${2:-1}))
+}
+
+# Waits until the daemon has had a client sent off, `count` times in all, and the client knows.
+expect_steered() {
+  expect "the daemon has $1 sent off" told daemon "$(steer_pattern "$1")" "${2:-1}"
+  expect "$1 is told" told clients "^$1: CTRL-EVENT-DISCONNECTED .*reason=5" "${2:-1}"
+}
+
+# How often a client has been sent off.
+count_steered() { count_told daemon "$(steer_pattern "$1")"; }
+
+steer_pattern() { printf 'Steer Client %s ' "$(address_of "$1")"; }
+
+# Shows the line in which the daemon last sent a client off.
+show_steered() { grep "$(steer_pattern "$1")" "$scratch/daemon.log" | tail -n 1 | show; }
 
 event_pattern() { printf 'EventCallback: wlan-%s event: %s ' "$1" "$2"; }

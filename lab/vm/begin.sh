@@ -10,10 +10,12 @@ source script/lib.sh
 {
   read -r scenario
   read -r client_count
+  read -r rounds
   read -r build
 } </run/results/request
 
-readonly scenario client_count
+# shellcheck disable=SC2034 # scenarios read it
+readonly scenario client_count rounds
 caller="${scenario:-lab}"
 readonly scratch=/run/lab
 readonly programs="$build/lab"
