@@ -1,0 +1,37 @@
+# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh says where things are
+# An open network has a client that never says a word. The kernel knows no receive rate of it, and that
+# is nothing that the daemon can go on with.
+
+client=client1
+
+# Whether the kernel lists the client, and with a rate or without.
+has_receive_rate() { [[ -n "$(station_value 2400mhz "$client" 'rx bitrate')" ]]; }
+is_authorized() { [[ "$(station_value 2400mhz "$client" authorized)" == yes ]]; }
+
+step "An open network at 2.4 GHz. A client joins and keeps silent:"
+network=open
+# Not even the words of a protocol that nobody has asked for.
+printf 1 >"/proc/sys/net/ipv6/conf/$client/disable_ipv6"
+start_services
+start_hostapd 2400mhz
+start_clients
+join "$client" 2400mhz
+expect "the client is authorized" is_authorized
+! has_receive_rate || give_up "the kernel knows no receive rate of it"
+iw dev wlan-2400mhz station dump | grep -E 'Station|bitrate|authorized:' | show
+
+step "The daemon looks at it, and ends by a failed check, SIGABRT. Started again, it does so again:"
+start_supervised_daemon --enable_client_steering --client_steering_poll_interval=1
+text='Check failed: station_information_->ConstGetNestedAttributeList( NL80211_STA_INFO_RX_BITRATE, &rx_rate_information_)'
+pattern="FATAL .*${text//[()]/.}"
+expect "the check fails" told daemon "$pattern" 2
+expect "the daemon ends by SIGABRT" told daemon "^supervisor: it ended with status $((128 + 6))$" 2
+grep -m 2 -E "$pattern|^supervisor" "$scratch/daemon.log" | show
+
+step "The client speaks. Now there is a rate, and the daemon that is started next goes on:"
+start_traffic 10 "$client"
+expect "there is a receive rate" has_receive_rate
+iw dev wlan-2400mhz station dump | grep -E 'Station|bitrate|authorized:' | show
+expect_polls "$client" 2
+grep -E "$(poll_pattern "$client")" "$scratch/daemon.log" | tail -n 1 | show
+stop daemon || give_up "the daemon ends with status 0"
