@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -84,10 +83,11 @@ class LogMessage {
   }
   LogMessage& operator<<(const char* text) { return *this << std::string_view(text); }
   LogMessage& operator<<(const std::string& text) { return *this << std::string_view(text); }
+  // By the function that the library has ready. Formatting right into the buffer would be a template
+  // of its own, 80 kB of it.
   template <typename T>
   LogMessage& operator<<(const T& value) {
-    fmt::format_to(std::back_inserter(text_), "{}", value);
-    return *this;
+    return *this << fmt::vformat("{}", fmt::make_format_args(value));
   }
 
  private:

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <iterator>
-
 namespace orvane::platform {
 namespace {
 
@@ -31,8 +29,8 @@ std::string FormatTimeSpan(TimeSpan span) {
   const std::uint64_t hours = usec / kUsecPerHour;
   const std::uint64_t minutes = usec % kUsecPerHour / kUsecPerMinute;
   const std::uint64_t rest = usec % kUsecPerMinute;
-  if (hours != 0) fmt::format_to(std::back_inserter(text), "{}h", hours);
-  if (minutes != 0) fmt::format_to(std::back_inserter(text), "{}m", minutes);
+  if (hours != 0) text += fmt::format("{}h", hours);
+  if (minutes != 0) text += fmt::format("{}m", minutes);
   if (rest != 0) text += FormatSeconds(rest);
   return text;
 }
