@@ -6,12 +6,17 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+# All of it ends in programs, where nobody else can replace a function: this lets the compiler know.
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
 add_compile_options(-Wall -Wextra -Wconversion -Wshadow -Werror
                     -fstack-protector-strong -ffunction-sections -fdata-sections)
+# Changes of sign, which g++ doesn't count under -Wconversion in C++.
+add_compile_options($<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>)
 # Log lines and assertions name a source file by its path in the project, wherever it was built.
 add_compile_options("-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
 add_link_options(-Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro -Wl,-z,now)
