@@ -1,0 +1,63 @@
+// Command lines. Each line of the input is an argument.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "fuzz/fuzz_target.h"
+#include "optimizer/command_line.h"
+#include "platform/logging.h"
+
+namespace orvane {
+namespace {
+
+// The texts for people go to standard output and standard error, which the fuzzer needs for its
+// own.
+class Quiet {
+ public:
+  Quiet() {
+    Redirect(STDOUT_FILENO, nothing_);
+    Redirect(STDERR_FILENO, nothing_);
+  }
+  ~Quiet() {
+    Redirect(STDOUT_FILENO, out_);
+    Redirect(STDERR_FILENO, err_);
+  }
+
+ private:
+  static void Redirect(int descriptor, int to) { CHECK(dup2(to, descriptor) == descriptor); }
+
+  inline static const int nothing_ = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  inline static const int out_ = dup(STDOUT_FILENO);
+  inline static const int err_ = dup(STDERR_FILENO);
+};
+
+}  // namespace
+
+void FuzzOneInput(std::span<const std::uint8_t> bytes) {
+  // An argument has no zero in it.
+  std::vector<std::string> arguments = {"ap-wavelark"};
+  for (fuzz::Input input(bytes); !input.IsEmpty();) {
+    arguments.emplace_back(std::string(input.TakeUntil('\n')).c_str());
+  }
+  std::vector<const char*> argv;
+  for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+  argv.push_back(nullptr);
+
+  ap::OptimizerFlags flags;
+  std::optional<int> exit_code;
+  {
+    const Quiet quiet;
+    exit_code = ap::ParseCommandLine(static_cast<int>(arguments.size()), argv.data(), &flags);
+  }
+  CHECK(!exit_code || *exit_code == 0 || *exit_code == 64) << *exit_code;
+  // Without arguments there is nothing to be wrong.
+  CHECK(arguments.size() > 1 || !exit_code);
+}
+
+}  // namespace orvane

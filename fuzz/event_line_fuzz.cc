@@ -1,0 +1,119 @@
+// What hostapd sends, to the record as it goes to the recorder. The input is lines, each a
+// datagram.
+
+#include <cstdint>
+#include <fstream>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "dbus_proxies/manager_proxy_interface.h"
+#include "event.pb.h"
+#include "fuzz/fuzz_target.h"
+#include "optimizer/event_uploader.h"
+#include "optimizer/hostapd_event.h"
+#include "optimizer/hostapd_interface.h"
+#include "optimizer/station_id_generator.h"
+#include "platform/logging.h"
+#include "platform/manual_loop.h"
+#include "platform/time.h"
+
+namespace orvane {
+namespace {
+
+using access_infrastructure::proto::Event;
+using org::velmora::ap::Quillary::ManagerProxyInterface;
+
+constexpr platform::TimeSpan kPeriod = std::chrono::seconds(1);
+
+// Reads what it is given, as the recorder's own receiver will.
+class Recorder : public ManagerProxyInterface {
+ public:
+  bool RecordOfflineData(const std::string& data_type, Bytes data, ErrorHolder /*error*/,
+                         int /*timeout_ms*/) override {
+    CHECK(data_type == "type." WAVELARK_TYPE_URL_DOMAIN "/access_infrastructure.proto.Event");
+    Event event;
+    CHECK(event.ParseFromArray(data.data(), static_cast<int>(data.size())));
+    CHECK(event.interface() == access_infrastructure::proto::WLAN_2400MHZ);
+    for (const auto& info : event.client_event_info()) CheckId(info.client_shmac());
+    for (const auto& probe : event.client_probe_request_info()) CheckId(probe.client_shmac());
+    entries_ += event.client_event_info_size() + event.client_probe_request_info_size();
+    return true;
+  }
+
+  bool RecordMetric(const std::string&, const StringMap&, const platform::bus::Any&, ErrorHolder,
+                    int) override {
+    return false;
+  }
+  void RecordMetricAsync(const std::string&, const StringMap&, const platform::bus::Any&,
+                         SuccessCallback, ErrorCallback, int) override {}
+  void RecordOfflineDataAsync(const std::string&, Bytes, SuccessCallback, ErrorCallback,
+                              int) override {}
+  bool RecordStructuredData(const std::string&, Bytes, ErrorHolder, int) override { return false; }
+  void RecordStructuredDataAsync(const std::string&, Bytes, SuccessCallback, ErrorCallback,
+                                 int) override {}
+  const std::string& GetObjectPath() const override { return path_; }
+  platform::bus::ObjectProxy* GetObjectProxy() const override { return nullptr; }
+
+  int entries() const { return entries_; }
+
+ private:
+  // Nothing but an identifier may stand where an address would be.
+  static void CheckId(const std::string& id) {
+    CHECK(id.empty() ||
+          (id.size() == 64 && id.find_first_not_of("0123456789ABCDEF") == std::string::npos))
+        << id;
+  }
+
+  int entries_ = 0;
+  std::string path_ = "/";
+};
+
+platform::FilePath SaltFile() {
+  const platform::FilePath file = "/tmp/event_line_fuzz.salt";
+  std::ofstream(file) << "a salt";
+  return file;
+}
+
+const ap::StationIdGenerator& StationIds() {
+  static const ap::StationIdGenerator ids(SaltFile());
+  return ids;
+}
+
+// A number that is none ends the daemon, by the exception of the conversion, and only by that.
+bool IsByDesign(const std::exception& exception) {
+  const std::string_view text = exception.what();
+  return text == "stoi" || text == "stoll";
+}
+
+}  // namespace
+
+void FuzzOneInput(std::span<const std::uint8_t> bytes) {
+  platform::ManualLoop loop;
+  Recorder recorder;
+  ap::HostapdInterface hostapd(loop, "/nowhere");
+  ap::EventUploader uploader(loop, &recorder, StationIds());
+  uploader.Initialize(kPeriod, &hostapd);
+  uploader.Enable();
+  uploader.OnFlagChanged("connectionEventsProbeReqUpload", "1");
+
+  ap::HostapdEventParser parser;
+  int events = 0;
+  try {
+    for (fuzz::Input input(bytes); !input.IsEmpty();) {
+      parser.Parse(input.TakeUntil('\n'), [&](ap::HostapdEventType kind, std::string_view mac,
+                                              ap::HostapdAttributes attributes) {
+        ++events;
+        uploader.EventCallback("wlan-2400mhz", kind, mac, attributes);
+      });
+    }
+  } catch (const std::logic_error& exception) {
+    if (!IsByDesign(exception)) throw;
+    return;
+  }
+  loop.AdvanceBy(kPeriod);
+  CHECK(recorder.entries() <= events);
+}
+
+}  // namespace orvane

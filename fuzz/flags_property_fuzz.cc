@@ -1,0 +1,141 @@
+// A property as a D-Bus message, of whatever types, to the services. The input is instructions to
+// build the message: a byte that says what comes, and its value.
+
+#include <systemd/sd-bus.h>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "fuzz/fuzz_target.h"
+#include "optimizer/service.h"
+#include "platform/bus/messages.h"
+#include "platform/bus/property.h"
+#include "platform/logging.h"
+#include "platform/testing/offline_message.h"
+
+namespace orvane {
+namespace {
+
+using platform::bus::MessageReader;
+
+constexpr int kDeepest = 8;
+
+// What a container may hold, tried in turn by the input.
+constexpr auto kContents = std::to_array<const char*>(
+    {"{ss}", "{sv}", "s", "v", "a{ss}", "y", "{su}", "(ss)", "i", "as", "{os}"});
+
+void AppendValues(sd_bus_message* message, fuzz::Input* input, int depth);
+
+void AppendContainer(sd_bus_message* message, fuzz::Input* input, int depth, char type) {
+  const std::string_view contents = kContents[input->TakeByte() % kContents.size()];
+  // Entries and structs are opened by what they hold, without the braces.
+  const bool is_pair = type == SD_BUS_TYPE_DICT_ENTRY || type == SD_BUS_TYPE_STRUCT;
+  const std::string signature(
+      is_pair && contents.size() > 2 ? contents.substr(1, contents.size() - 2) : contents);
+  if (sd_bus_message_open_container(message, type, signature.c_str()) < 0) return;
+  AppendValues(message, input, depth + 1);
+  // A container that was left incomplete can't be closed, nor the message sealed: it is dropped.
+  static_cast<void>(sd_bus_message_close_container(message));
+}
+
+void AppendText(sd_bus_message* message, char type, std::string_view text) {
+  const std::string terminated(text.substr(0, text.find('\0')));
+  static_cast<void>(sd_bus_message_append_basic(message, type, terminated.c_str()));
+}
+
+// Until the input ends this container.
+void AppendValues(sd_bus_message* message, fuzz::Input* input, int depth) {
+  while (!input->IsEmpty()) {
+    switch (const char what = static_cast<char>(input->TakeByte()); what) {
+      case SD_BUS_TYPE_ARRAY:
+      case SD_BUS_TYPE_VARIANT:
+      case SD_BUS_TYPE_DICT_ENTRY:
+      case SD_BUS_TYPE_STRUCT:
+        if (depth == kDeepest) return;
+        AppendContainer(message, input, depth, what);
+        break;
+      case SD_BUS_TYPE_STRING:
+      case SD_BUS_TYPE_OBJECT_PATH:
+        AppendText(message, what, input->TakeText());
+        break;
+      case SD_BUS_TYPE_UINT32: {
+        const std::uint32_t value = input->TakeU16();
+        static_cast<void>(sd_bus_message_append_basic(message, SD_BUS_TYPE_UINT32, &value));
+        break;
+      }
+      case SD_BUS_TYPE_BYTE: {
+        const std::uint8_t value = input->TakeByte();
+        static_cast<void>(sd_bus_message_append_basic(message, SD_BUS_TYPE_BYTE, &value));
+        break;
+      }
+      default:
+        return;
+    }
+  }
+}
+
+// Does with a flag what services do: some take it as a number.
+class NumberService : public ap::Service {
+ public:
+  NumberService() : Service("clientSteering") {}
+  void OnFlagChanged(std::string /*key*/, std::string value) override {
+    static_cast<void>(std::stoi(value));
+  }
+  void OnStart() override { CHECK(!is_on_), is_on_ = true; }
+  void OnStop() override { CHECK(is_on_), is_on_ = false; }
+
+ private:
+  bool is_on_ = false;
+};
+
+void Apply(const platform::bus::StringMap& flags) {
+  ap::ServiceList services;
+  services.push_back(std::make_unique<NumberService>());
+  try {
+    ap::ApplyFlags(flags, services);
+  } catch (const std::logic_error& exception) {
+    // A text where a number belongs ends the daemon, and nothing else does.
+    if (std::string_view(exception.what()) != "stoi") throw;
+  }
+}
+
+// The map that was read can be written, and read again.
+void CheckRoundTrip(platform::bus::OfflineMessages& messages,
+                    const platform::bus::StringMap& flags) {
+  const platform::bus::MessagePtr message = messages.New();
+  platform::bus::StringMapProperty property;
+  property.set_pending_value(flags);
+  platform::bus::MessageWriter writer(message.get());
+  property.AppendSetValue(writer);
+  CHECK(writer.ok());
+  platform::bus::OfflineMessages::Seal(message.get());
+  MessageReader reader(message.get());
+  CHECK(property.PopValue(reader));
+  CHECK(property.value() == flags);
+}
+
+}  // namespace
+
+void FuzzOneInput(std::span<const std::uint8_t> bytes) {
+  static platform::bus::OfflineMessages messages;
+  const platform::bus::MessagePtr message = messages.New();
+  fuzz::Input input(bytes);
+  AppendValues(message.get(), &input, 0);
+  if (sd_bus_message_seal(message.get(), /*cookie=*/1, /*timeout_usec=*/0) < 0) return;
+  CHECK(sd_bus_message_rewind(message.get(), /*complete=*/1) >= 0);
+
+  platform::bus::StringMapProperty property;
+  MessageReader reader(message.get());
+  // Value after value, as long as each can be read; one that can't be is where a reader gives up.
+  while (reader.HasMore() && property.PopValue(reader)) {
+  }
+  Apply(property.value());
+  CheckRoundTrip(messages, property.value());
+}
+
+}  // namespace orvane

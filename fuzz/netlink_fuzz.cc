@@ -1,0 +1,166 @@
+// What the kernel sends, through the manager to the records. The input is datagrams, each with its
+// length, two bytes with the high one first, in front; a length of zero lets a second pass.
+
+#include <linux/nl80211.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "fuzz/fuzz_target.h"
+#include "optimizer/nl80211_manager.h"
+#include "platform/files.h"
+#include "platform/logging.h"
+#include "platform/manual_loop.h"
+#include "platform/netlink/netlink_manager.h"
+#include "platform/netlink/netlink_transport.h"
+
+namespace orvane {
+namespace {
+
+using platform::AttributeList;
+using platform::GenericNetlinkMessage;
+using platform::GenericNetlinkRequest;
+using platform::NetlinkManager;
+using platform::NetlinkMessage;
+using platform::ReceiveResult;
+using platform::ReceiveStatus;
+
+constexpr std::uint16_t kFamily = 0x1c;
+constexpr std::uint32_t kPort = 0x1234;
+
+class InputTransport : public platform::NetlinkTransport {
+ public:
+  explicit InputTransport(fuzz::Input* input) : input_(input) {}
+
+  bool Open() override { return true; }
+  int fd() const override { return fd_.get(); }
+  std::uint32_t port() const override { return kPort; }
+  bool Send(std::span<const std::uint8_t> /*datagram*/) override { return true; }
+  std::uint32_t GetInterfaceIndex(const std::string& /*name*/) override { return 1; }
+
+  // Something is there to receive, if only the news that there is nothing.
+  void BecomeReadable() { CHECK(eventfd_write(fd_.get(), 1) == 0); }
+
+  ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
+    const std::size_t length = input_->TakeU16();
+    if (length == 0) {
+      // May be so already: before a request times out the manager looks once more.
+      eventfd_t count = 0;
+      static_cast<void>(eventfd_read(fd_.get(), &count));
+      return {ReceiveStatus::kNothing};
+    }
+    const auto datagram = input_->TakeBytes(std::min(length, buffer.size()));
+    std::copy(datagram.begin(), datagram.end(), buffer.begin());
+    return {ReceiveStatus::kDatagram, datagram.size()};
+  }
+
+ private:
+  fuzz::Input* input_;
+  platform::ScopedFd fd_{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+};
+
+// A record without what it must have ends the process, by design. The same conditions, told apart
+// from the records' own checks.
+bool HasNest(const AttributeList& list, int type) {
+  AttributeList nest;
+  return list.ConstGetNestedAttributeList(type, &nest);
+}
+
+bool HasAddress(const AttributeList& list, int type) {
+  platform::ByteString address;
+  return list.GetRawAttributeValue(type, &address) && address.GetLength() == 6;
+}
+
+bool IsWholeStation(const AttributeList& list) {
+  AttributeList info;
+  std::uint64_t flags = 0;
+  return list.ConstGetNestedAttributeList(NL80211_ATTR_STA_INFO, &info) &&
+         HasNest(info, NL80211_STA_INFO_TX_BITRATE) && HasNest(info, NL80211_STA_INFO_RX_BITRATE) &&
+         info.GetU64AttributeValue(NL80211_STA_INFO_STA_FLAGS, &flags);
+}
+
+// Keeps the compiler from leaving out what was read.
+volatile unsigned used;
+void Use(unsigned value) { used = value; }
+
+// Everything that can be asked of it.
+void ReadStation(const GenericNetlinkMessage& message) {
+  const AttributeList& list = *message.const_attributes();
+  if (!IsWholeStation(list)) return;
+  const ap::Nl80211Station station(message);
+  if (HasAddress(list, NL80211_ATTR_MAC)) CHECK(station.GetMacAddress().ToString().size() == 17);
+  CHECK(station.GetTxBitrate() % 100 == 0 && station.GetRxBitrate() % 100 == 0);
+  CHECK(station.GetTxMode() == "HT" || station.GetTxMode() == "VHT");
+  CHECK(station.GetRxMode() == "HT" || station.GetRxMode() == "VHT");
+  CHECK(station.GetTxChannelWidth() <= 160 && station.GetRxChannelWidth() >= 5);
+  Use(static_cast<unsigned>(station.GetSignal() + station.GetSignalAverage()) +
+      station.GetInactiveTime() + station.GetConnectedTime() + station.GetRxPackets() +
+      station.GetTxPackets() + station.GetTxFailed() + station.GetTxMcs() + station.GetRxMcs() +
+      station.GetTxNss() + station.GetRxNss() + (station.IsAuthorized() ? 1u : 0u) +
+      static_cast<unsigned>(station.GetTxGuardInterval().size()));
+}
+
+void ReadMeshPath(const GenericNetlinkMessage& message) {
+  const AttributeList& list = *message.const_attributes();
+  if (!HasNest(list, NL80211_ATTR_MPATH_INFO)) return;
+  const ap::Nl80211MeshPath path(message);
+  const ap::Nl80211MeshProxyPath proxy_path(message);
+  if (HasAddress(list, NL80211_ATTR_MAC)) {
+    CHECK(path.GetDestination() == proxy_path.GetDestination());
+  }
+  if (HasAddress(list, NL80211_ATTR_MPATH_NEXT_HOP)) {
+    CHECK(path.GetNextHop() == proxy_path.GetMeshProxy());
+  }
+  Use(path.GetMetric() + path.GetFrameQueueLength() + (path.IsActive() ? 1u : 0u));
+}
+
+struct Ends {
+  int count = 0;
+};
+
+void Request(NetlinkManager* netlink, std::uint8_t command, bool is_dump,
+             void (*read)(const GenericNetlinkMessage&), Ends* ends) {
+  GenericNetlinkRequest request(kFamily, command);
+  request.attributes().SetU32AttributeValue(NL80211_ATTR_IFINDEX, 1);
+  if (is_dump) request.AddFlags(NLM_F_DUMP);
+  netlink->Send(
+      request, read, [](bool* remove_handlers) { *remove_handlers = false; },
+      [is_dump, ends](NetlinkManager::AuxiliaryKind kind, const NetlinkMessage* message) {
+        ap::internal::TellEnd(is_dump, kind, message, &ap::Nl80211Manager::LogNl80211Error);
+        if (kind != NetlinkManager::AuxiliaryKind::kUnexpectedType) ++ends->count;
+      });
+}
+
+}  // namespace
+
+void FuzzOneInput(std::span<const std::uint8_t> bytes) {
+  fuzz::Input input(bytes);
+  platform::ManualLoop loop;
+  auto owned_transport = std::make_unique<InputTransport>(&input);
+  InputTransport* transport = owned_transport.get();
+  NetlinkManager netlink(std::move(owned_transport));
+  CHECK(netlink.Init());
+  netlink.Start(loop);
+  // In order of their sequence numbers, 1 to 4.
+  Ends ends[4];
+  Request(&netlink, NL80211_CMD_GET_STATION, /*is_dump=*/true, &ReadStation, &ends[0]);
+  Request(&netlink, NL80211_CMD_GET_STATION, /*is_dump=*/false, &ReadStation, &ends[1]);
+  Request(&netlink, NL80211_CMD_GET_MPATH, /*is_dump=*/true, &ReadMeshPath, &ends[2]);
+  Request(&netlink, NL80211_CMD_GET_MPP, /*is_dump=*/false, &ReadMeshPath, &ends[3]);
+  while (!input.IsEmpty()) {
+    transport->BecomeReadable();
+    loop.AdvanceBy(std::chrono::seconds(1));
+  }
+  loop.AdvanceBy(2 * NetlinkManager::kResponseDeadline);
+  for (const Ends& end : ends) CHECK(end.count <= 1) << end.count;
+  // A dump always ends; a request for one record may have had its reply, of which nobody is told.
+  CHECK(ends[0].count == 1 && ends[2].count == 1);
+}
+
+}  // namespace orvane
