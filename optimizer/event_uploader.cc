@@ -145,12 +145,12 @@ EventUploader::Event* EventUploader::GetEventForInterface(std::string_view inter
   if (entry == pending_events_.end()) {
     entry = pending_events_.try_emplace(std::string(interface_name)).first;
   }
-  std::unique_ptr<Event>& event = entry->second;
-  if (event == nullptr) {
-    event = std::make_unique<Event>();
-    event->set_interface(InterfaceOf(interface_name));
+  std::unique_ptr<Batch>& batch = entry->second;
+  if (batch == nullptr) {
+    batch = std::make_unique<Batch>();
+    batch->event->set_interface(InterfaceOf(interface_name));
   }
-  return event.get();
+  return batch->event;
 }
 
 void EventUploader::AddClientEvent(ClientEventType type, std::string_view mac,
@@ -181,11 +181,12 @@ void EventUploader::StartUploadTimer() {
 }
 
 void EventUploader::UploadEvents() {
-  for (auto& [interface_name, event] : pending_events_) {
-    if (event == nullptr) continue;
-    RecordEvent(kTypeUrlPrefix + event->GetDescriptor()->full_name(), *event);
-    VLOG(1) << "Upload Event:'<begin>'\n" << TextOf(*event) << "'<end>'\n";
-    event.reset();
+  for (auto& [interface_name, batch] : pending_events_) {
+    if (batch == nullptr) continue;
+    const Event& event = *batch->event;
+    RecordEvent(kTypeUrlPrefix + event.GetDescriptor()->full_name(), event);
+    VLOG(1) << "Upload Event:'<begin>'\n" << TextOf(event) << "'<end>'\n";
+    batch.reset();
   }
 }
 

@@ -1,6 +1,8 @@
 #ifndef OPTIMIZER_EVENT_UPLOADER_H_
 #define OPTIMIZER_EVENT_UPLOADER_H_
 
+#include <google/protobuf/arena.h>
+
 #include <map>
 #include <memory>
 #include <string>
@@ -51,6 +53,13 @@ class EventUploader : public Service {
   using Event = access_infrastructure::proto::Event;
   using ClientEventType = access_infrastructure::proto::ClientEventInfo::ClientEventType;
 
+  // What has been collected. It lies in memory of its own, which is taken and given back in large
+  // pieces: a batch is thousands of small objects that all go at once.
+  struct Batch {
+    google::protobuf::Arena arena;
+    Event* event = google::protobuf::Arena::CreateMessage<Event>(&arena);
+  };
+
   // The batch of the interface, begun if there is none.
   Event* GetEventForInterface(std::string_view interface_name);
 
@@ -63,7 +72,7 @@ class EventUploader : public Service {
 
   platform::Loop& loop_;
   // By interface name. An entry stays once it is made; it is null between batches.
-  std::map<std::string, std::unique_ptr<Event>, std::less<>> pending_events_;
+  std::map<std::string, std::unique_ptr<Batch>, std::less<>> pending_events_;
   StationIdGenerator station_ids_;
   org::velmora::ap::Quillary::ManagerProxyInterface* recorder_;
   platform::TimeSpan upload_period_{};
