@@ -1,6 +1,7 @@
 #ifndef BENCH_ROWS_H_
 #define BENCH_ROWS_H_
 
+#include <cstddef>
 #include <vector>
 
 #include "bench/figure.h"
@@ -12,6 +13,9 @@ std::vector<Row> EventRows();
 std::vector<Row> StationRows();
 std::vector<Row> BatchRows();
 std::vector<Row> ProcessRows();
+
+// Bytes of memory that the steering service takes to remember so many stations.
+std::size_t MemoryOfStations(std::size_t count);
 
 }  // namespace orvane::bench
 

@@ -1,0 +1,49 @@
+#ifndef BENCH_STEER_UNDER_DUMP_H_
+#define BENCH_STEER_UNDER_DUMP_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/bench_loop.h"
+#include "optimizer/client_steer.h"
+#include "optimizer/hostapd_interface.h"
+#include "platform/netlink/netlink_manager.h"
+#include "platform/netlink/netlink_transport.h"
+
+namespace orvane::bench {
+
+using Datagram = std::vector<std::uint8_t>;
+
+// The parts of a dump are no larger than this: what the kernel makes of them once it has seen a
+// large buffer.
+inline constexpr std::size_t kPartSize = 32 * 1024;
+
+// The steering service in the middle of a dump that never ends, on a kernel that has its answers
+// ready.
+class SteerUnderDump {
+ public:
+  SteerUnderDump();
+  ~SteerUnderDump();
+
+  // The parts of a dump of so many stations, in an order that is not the one of their addresses.
+  std::vector<Datagram> MakeDump(std::size_t stations) const;
+
+  // Receives the parts and decides on each station.
+  void Take(const std::vector<Datagram>& parts);
+
+ private:
+  class ReadyTransport;
+
+  BenchLoop loop_;
+  ReadyTransport* transport_;  // the manager's
+  platform::NetlinkManager manager_;
+  ap::HostapdInterface hostapd_{loop_};
+  ap::ClientSteer steer_;
+};
+
+}  // namespace orvane::bench
+
+#endif  // BENCH_STEER_UNDER_DUMP_H_
