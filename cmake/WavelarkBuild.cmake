@@ -31,6 +31,36 @@ if(WAVELARK_BUILD_TESTS)
   include(GoogleTest)
 endif()
 
+# How what only tests use is compiled: under the sanitizers without optimisation, which takes 0.57 of
+# the time, and in a release with less debug information, which takes 0.74. There it is optimised as
+# what is shipped, since some warnings take that, and g++ 12 warns falsely at -O1.
+set(WAVELARK_TEST_OPTIONS $<$<CONFIG:Debug>:-O0> $<$<CONFIG:Release>:-g1>)
+
+# Brings a test to about half of the time, in both. ccache keeps nothing that is compiled with a
+# precompiled header, and saves more.
+if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "ccache")
+  set(precompile_headers OFF)
+else()
+  set(precompile_headers ON)
+endif()
+option(WAVELARK_PRECOMPILE_HEADERS "Read what most tests include once for all tests"
+       ${precompile_headers})
+
+if(WAVELARK_BUILD_TESTS AND WAVELARK_PRECOMPILE_HEADERS)
+  # Has a precompiled header and nothing else. It fits where it was compiled as the tests are: as
+  # part of a program, and with the definitions that the headers ask for.
+  file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/test_headers.cc" CONTENT "")
+  add_library(wavelark_test_headers OBJECT "${PROJECT_BINARY_DIR}/test_headers.cc")
+  set_target_properties(wavelark_test_headers PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+  target_compile_options(wavelark_test_headers PRIVATE
+    ${CMAKE_CXX_COMPILE_OPTIONS_PIE} ${WAVELARK_TEST_OPTIONS})
+  target_link_libraries(wavelark_test_headers PRIVATE GTest::gmock fmt::fmt)
+  target_precompile_headers(wavelark_test_headers PRIVATE
+    <fmt/format.h> <gmock/gmock.h> <gtest/gtest.h>
+    <algorithm> <array> <chrono> <cstdint> <functional> <map> <memory> <optional> <span> <string>
+    <string_view> <utility> <vector>)
+endif()
+
 # wavelark_library(NAME SOURCES... LINK ...): one layer, as a static library `wavelark_NAME`.
 function(wavelark_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINK;PRIVATE_LINK" ${ARGN})
@@ -56,7 +86,11 @@ function(wavelark_test name)
     set(ARG_MAIN GTest::gmock_main)
   endif()
   add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gmock ${ARG_MAIN})
+  target_compile_options(${name} PRIVATE ${WAVELARK_TEST_OPTIONS})
+  target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gmock ${ARG_MAIN} fmt::fmt)
+  if(WAVELARK_PRECOMPILE_HEADERS)
+    target_precompile_headers(${name} REUSE_FROM wavelark_test_headers)
+  endif()
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" ${ARG_PROPERTIES})
 endfunction()
