@@ -9,8 +9,10 @@
 #include <system_error>
 #include <utility>
 
+#include "common/mac_address.h"
 #include "lab/control_socket.h"
 #include "lab/event_player.h"
+#include "lab/text.h"
 #include "platform/loop.h"
 #include "platform/weak_ptr.h"
 
@@ -20,6 +22,7 @@ namespace {
 constexpr std::string_view kOk = "OK\n";
 constexpr std::string_view kFail = "FAIL\n";
 constexpr std::string_view kPong = "PONG\n";
+constexpr std::string_view kUnknown = "UNKNOWN COMMAND\n";
 
 constexpr int kCommandsPerWakeUp = 64;
 
@@ -28,6 +31,17 @@ std::string Printable(std::string text) {
   std::replace_if(
       text.begin(), text.end(), [](unsigned char c) { return std::isprint(c) == 0; }, '?');
   return text;
+}
+
+// Commands about a station are taken whether or not there is such a station.
+std::string_view AnswerTo(std::string_view command) {
+  const std::string_view name = TakeWord(&command);
+  if (name == "ATTACH") return kOk;
+  if (name == "PING") return kPong;
+  if (name == "DISASSOCIATE" || name == "DEAUTHENTICATE") {
+    return ap::MacAddress::ParseFromString(TakeWord(&command), /*out=*/nullptr) ? kOk : kFail;
+  }
+  return kUnknown;
 }
 
 }  // namespace
@@ -82,9 +96,8 @@ class HostapdStandin::Interface : public platform::FdWatcher {
   }
 
   void Answer(const Command& command) {
-    std::string_view answer = kOk;
-    if (command.text == "DETACH" && !player_.Detach(command.sender)) answer = kFail;
-    if (command.text == "PING") answer = kPong;
+    std::string_view answer = AnswerTo(command.text);
+    if (command.text == "DETACH") answer = player_.Detach(command.sender) ? kOk : kFail;
     if (socket_.Send(command.sender, answer) != ControlSocket::SendResult::kSent) {
       Tell("lost " + command.sender.Text());
       return;

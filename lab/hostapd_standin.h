@@ -27,8 +27,10 @@ struct HostapdStandinOptions {
 };
 
 // Control sockets as hostapd serves them, one for each interface, with events played from a plan.
-// ATTACH and DETACH are answered with "OK\n" (DETACH with "FAIL\n" where nobody was attached), PING
-// with "PONG\n", any other command with "OK\n". The socket files are gone once this is destroyed.
+// As hostapd does, it answers ATTACH with "OK\n", DETACH, too, or with "FAIL\n" where nobody was
+// attached, DISASSOCIATE and DEAUTHENTICATE with "OK\n", or with "FAIL\n" where no address follows,
+// PING with "PONG\n", and anything else with "UNKNOWN COMMAND\n". The socket files are gone once
+// this is destroyed.
 //
 // Tells: "ready: INTERFACE ... in DIRECTORY", "INTERFACE COMMAND from PEER", "INTERFACE lost PEER",
 // "INTERFACE done: N events", "all done".

@@ -106,11 +106,13 @@ TEST_F(HostapdStandinTest, AnswersCommandsOnBothInterfaces) {
     EXPECT_EQ(client->Ask("ATTACH"), "OK\n");
     EXPECT_EQ(client->Ask("PING"), "PONG\n");
     EXPECT_EQ(client->Ask("DISASSOCIATE 00:11:22:33:44:55 reason=5"), "OK\n");
+    EXPECT_EQ(client->Ask("DISASSOCIATE 00:11:22 reason=5"), "FAIL\n");
     EXPECT_EQ(client->Ask("DETACH"), "OK\n");
     EXPECT_EQ(client->Ask("DETACH"), "FAIL\n");
+    EXPECT_EQ(client->Ask("NONSENSE"), "UNKNOWN COMMAND\n");
     const std::string sender = " from @" + std::to_string(getpid()) + "test" + interface;
-    for (const std::string command :
-         {"ATTACH", "PING", "DISASSOCIATE 00:11:22:33:44:55 reason=5", "DETACH"}) {
+    for (const std::string command : {"ATTACH", "PING", "DISASSOCIATE 00:11:22:33:44:55 reason=5",
+                                      "DISASSOCIATE 00:11:22 reason=5", "DETACH"}) {
       std::string line = interface + " ";
       line.append(command).append(sender);
       EXPECT_EQ(standin->out().WaitForLine(interface, kLongEnough), line);
@@ -133,8 +135,8 @@ TEST_F(HostapdStandinTest, SurvivesOddClients) {
   nobody.Send("ATTACH");
   EXPECT_TRUE(standin->out().WaitForLine("ATTACH from nobody", kLongEnough));
   auto client = Connect(k2400);
-  EXPECT_EQ(client->Ask(""), "OK\n");
-  EXPECT_EQ(client->Ask(std::string("A\n\0B", 4)), "OK\n");
+  EXPECT_EQ(client->Ask(""), "UNKNOWN COMMAND\n");
+  EXPECT_EQ(client->Ask(std::string("A\n\0B", 4)), "UNKNOWN COMMAND\n");
   EXPECT_TRUE(standin->out().WaitForLine("A??B from", kLongEnough));
   // Its answer finds nobody.
   standin->Signal(SIGSTOP);
