@@ -7,6 +7,8 @@ namespace {
 
 constexpr std::uint32_t kGeneration = 7;
 constexpr std::uint32_t kKnownFlags = 0xfe;
+// With one for frames that have none.
+constexpr int kTrafficIdentifiers = 17;
 
 AttributeBuilder MakeRate(const FakeKernel::Rate& rate) {
   AttributeBuilder attributes;
@@ -25,14 +27,27 @@ AttributeBuilder MakeChainSignals(std::int8_t signal) {
       .U8(1, static_cast<std::uint8_t>(signal));
 }
 
+// The larger part of a record.
+AttributeBuilder MakeTrafficIdentifierStatistics() {
+  AttributeBuilder attributes;
+  for (int number = 1; number <= kTrafficIdentifiers; ++number) {
+    attributes.Nest(number, AttributeBuilder()
+                                .U64(NL80211_TID_STATS_RX_MSDU, 10)
+                                .U64(NL80211_TID_STATS_TX_MSDU, 20)
+                                .U64(NL80211_TID_STATS_TX_MSDU_RETRIES, 0)
+                                .U64(NL80211_TID_STATS_TX_MSDU_FAILED, 0));
+  }
+  return attributes;
+}
+
 AttributeBuilder MakeStationInformation(const FakeKernel::Station& station) {
   AttributeBuilder attributes;
   attributes.U32(NL80211_STA_INFO_CONNECTED_TIME, 3600)
       .U32(NL80211_STA_INFO_INACTIVE_TIME, 40)
       .U64(NL80211_STA_INFO_ASSOC_AT_BOOTTIME, 1'000'000'000)
       .U32(NL80211_STA_INFO_RX_BYTES, 1000)
-      .U64(NL80211_STA_INFO_RX_BYTES64, 1000)
       .U32(NL80211_STA_INFO_TX_BYTES, 2000)
+      .U64(NL80211_STA_INFO_RX_BYTES64, 1000)
       .U64(NL80211_STA_INFO_TX_BYTES64, 2000)
       .U64(NL80211_STA_INFO_RX_DURATION, 0)
       .U64(NL80211_STA_INFO_TX_DURATION, 0)
@@ -59,7 +74,8 @@ AttributeBuilder MakeStationInformation(const FakeKernel::Station& station) {
       .Raw(NL80211_STA_INFO_STA_FLAGS,
            BytesBuilder().Value(nl80211_sta_flag_update{kKnownFlags, station.flags}).bytes())
       .U64(NL80211_STA_INFO_RX_DROP_MISC, 0)
-      .U8(NL80211_STA_INFO_ACK_SIGNAL, static_cast<std::uint8_t>(station.signal));
+      .U8(NL80211_STA_INFO_ACK_SIGNAL, static_cast<std::uint8_t>(station.signal))
+      .Nest(NL80211_STA_INFO_TID_STATS, MakeTrafficIdentifierStatistics());
   return attributes;
 }
 
