@@ -26,8 +26,10 @@ has_ended() { ! is_running "$1"; }
 
 # Ends a program. The status is that of the program, or 137 if it has to be killed.
 stop() {
+  # One that is held takes the first signal with the second.
   kill -TERM "${pids[$1]}" 2>/dev/null || true
-  wait_until 3 has_ended "$1" || kill -KILL "${pids[$1]}" 2>/dev/null || true
+  kill -CONT "${pids[$1]}" 2>/dev/null || true
+  wait_until 10 has_ended "$1" || kill -KILL "${pids[$1]}" 2>/dev/null || true
   forget "$1"
 }
 
