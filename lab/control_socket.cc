@@ -70,9 +70,11 @@ Failure ControlSocket::Open() {
   return std::nullopt;
 }
 
+// For the owner and the group, whatever the umask, as hostapd has it.
 bool ControlSocket::Bind() {
   const sockaddr_un address = AddressOf(path_);
-  return bind(fd(), Generic(address), sizeof(address)) == 0;
+  return bind(fd(), Generic(address), sizeof(address)) == 0 &&
+         chmod(path_.c_str(), S_IRWXU | S_IRWXG) == 0;
 }
 
 bool ControlSocket::IsAbandoned() const {

@@ -147,6 +147,12 @@ TEST_F(HostapdStandinTest, SurvivesOddClients) {
   EXPECT_EQ(Connect(k2400)->Ask("PING"), "PONG\n");
 }
 
+TEST_F(HostapdStandinTest, LetsTheGroupOfItsDirectoryIn) {
+  auto standin = Start();
+  EXPECT_EQ(std::filesystem::status(Socket(k2400)).permissions(),
+            std::filesystem::perms::owner_all | std::filesystem::perms::group_all);
+}
+
 TEST_F(HostapdStandinTest, RemovesItsSockets) {
   auto standin = Start({"--interface", "a", "--interface", "b"});
   EXPECT_TRUE(platform::PathExists(Socket("a")));
