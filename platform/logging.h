@@ -83,8 +83,8 @@ class LogMessage {
   }
   LogMessage& operator<<(const char* text) { return *this << std::string_view(text); }
   LogMessage& operator<<(const std::string& text) { return *this << std::string_view(text); }
-  // By the function that the library has ready. Formatting right into the buffer would be a template
-  // of its own, 80 kB of it.
+  // By the function that the library has ready. Formatting right into the buffer would be a
+  // template of its own, 80 kB of it.
   template <typename T>
   LogMessage& operator<<(const T& value) {
     return *this << fmt::vformat("{}", fmt::make_format_args(value));
