@@ -56,8 +56,8 @@ check_polls() {
 check_metrics() {
   local number metric
   for ((number = 1; number <= client_count; ++number)); do
-    metric="$(grep "$(address_of "client$number") link_quality_metric" "$scratch/daemon.log" | tail -n 1 |
-      sed -E 's/.* link_quality_metric ([0-9]+) .*/\1/')"
+    metric="$(sed -nE "s/.*$(address_of "client$number") link_quality_metric ([0-9]+) .*/\1/p" \
+      "$scratch/daemon.log" | tail -n 1)"
     ((metric >= $(signal_of "$number") + 98 && metric <= $(signal_of "$number") + 102)) ||
       give_up "client$number, at $(signal_of "$number") dBm, has metric $metric"
   done
@@ -82,8 +82,8 @@ own=()
 for ((piece = 1; piece <= pieces; ++piece)); do
   patience=$((polls * 5)) expect "the daemon goes on" have_polled $((polls * piece / pieces))
   own+=("$(memory Anonymous)")
-  printf '     %3d polls: %d us of processor time a poll, %d KiB of its own, %d KiB in all\n' "$(count_polls)" \
-    $((($(processor_time) - used) / ($(count_polls) - 1))) "${own[-1]}" "$(memory Rss)"
+  printf '     %3d polls: %d us of processor time a poll, %d KiB of its own, %d KiB in all\n' \
+    "$(count_polls)" $((($(processor_time) - used) / ($(count_polls) - 1))) "${own[-1]}" "$(memory Rss)"
 done
 
 step "None was missed, and the levels are right."

@@ -14,7 +14,9 @@ last_gap() {
     tail -n 2 | awk '{ gap = $1 - before; before = $1 } END { printf "%.1f", gap }'
 }
 
-gap_is() { awk -v gap="$(last_gap "$1")" -v from="$2" -v to="$3" 'BEGIN { exit !(gap >= from && gap <= to) }'; }
+gap_is() {
+  awk -v gap="$(last_gap "$1")" -v from="$2" -v to="$3" 'BEGIN { exit !(gap >= from && gap <= to) }'
+}
 
 # Moves a client, and waits until the daemon sees it where it is now.
 walk() {
@@ -63,7 +65,8 @@ set_flags clientSteering=enabled
 expect "steering starts again" told daemon 'Client Steer Started ' 2
 expect_steered "$far" 2
 show_steered "$far"
-expect "its last metric was forgotten" told daemon "$(steer_pattern "$far").* last_steer_link_quality_metric 0$" 2
+expect "its last metric was forgotten" \
+  told daemon "$(steer_pattern "$far").* last_steer_link_quality_metric 0$" 2
 
 step "The middle one walks to -62 dBm, above the floor of 30. The floor rises to 45: it has to go."
 walk "$middle" -62

@@ -22,7 +22,8 @@ iw dev wlan-2400mhz station dump | grep -E 'Station|bitrate|authorized:' | show
 
 step "The daemon looks at it, and ends by a failed check, SIGABRT. Started again, it does so again:"
 start_supervised_daemon --enable_client_steering --client_steering_poll_interval=1
-text='Check failed: station_information_->ConstGetNestedAttributeList( NL80211_STA_INFO_RX_BITRATE, &rx_rate_information_)'
+text='Check failed: station_information_->ConstGetNestedAttributeList( NL80211_STA_INFO_RX_BITRATE,'
+text+=' &rx_rate_information_)'
 pattern="FATAL .*${text//[()]/.}"
 expect "the check fails" told daemon "$pattern" 2
 expect "the daemon ends by SIGABRT" told daemon "^supervisor: it ended with status $((128 + 6))$" 2
