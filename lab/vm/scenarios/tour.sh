@@ -46,6 +46,8 @@ show_steering() {
     tail -n 3 | show
   step "Below the floor, and longer than $steer_interval s: hostapd is told to send it off. The client:"
   expect "the client is told" told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
+  # A poll just while it joins again would be fatal.
+  hold_daemon
   grep "^$walker: CTRL-EVENT-DISCONNECTED" "$scratch/clients.log" | show
 }
 
@@ -53,8 +55,9 @@ show_return() {
   step "It looks around, and joins again where it is heard better, at 5 GHz:"
   set_signal "$walker" -50
   expect "it joins at 5 GHz" has_joined "$walker" 5000mhz
-  expect_event 5000mhz kStationConnected
   expect "the kernel hears it there" signal_is 5000mhz "$walker" -50
+  release_daemon
+  expect_event 5000mhz kStationConnected
   printf 'wlan-5000mhz: %s, %s dBm\n' "$(address_of "$walker")" \
     "$(station_value 5000mhz "$walker" 'signal avg')" | show
 }
@@ -64,9 +67,13 @@ show_flags() {
   ! told daemon "Steer Client $(address_of "$neighbour") " || give_up "the neighbour could stay so far"
   set_flags connectionEvents=enabled clientSteeringRootLqmFloor=45
   expect "the neighbour is sent off" told daemon "Steer Client $(address_of "$neighbour") "
+  hold_daemon
   grep "Steer Client $(address_of "$neighbour") " "$scratch/daemon.log" | show
+  expect "the neighbour leaves" told clients "^$neighbour: CTRL-EVENT-DISCONNECTED .*reason=5"
+  expect "it joins again" has_joined "$neighbour" 2400mhz
   step "And switches steering off:"
   set_flags clientSteering=disabled
+  release_daemon
   expect "steering stops" told daemon 'Client Steer Stopped'
   grep 'Client Steer Stopped' "$scratch/daemon.log" | show
 }
