@@ -21,20 +21,20 @@ namespace {
 class Quiet {
  public:
   Quiet() {
-    Redirect(STDOUT_FILENO, nothing_);
-    Redirect(STDERR_FILENO, nothing_);
+    Redirect(STDOUT_FILENO, kNothing);
+    Redirect(STDERR_FILENO, kNothing);
   }
   ~Quiet() {
-    Redirect(STDOUT_FILENO, out_);
-    Redirect(STDERR_FILENO, err_);
+    Redirect(STDOUT_FILENO, kOut);
+    Redirect(STDERR_FILENO, kErr);
   }
 
  private:
   static void Redirect(int descriptor, int to) { CHECK(dup2(to, descriptor) == descriptor); }
 
-  inline static const int nothing_ = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  inline static const int out_ = dup(STDOUT_FILENO);
-  inline static const int err_ = dup(STDERR_FILENO);
+  inline static const int kNothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  inline static const int kOut = dup(STDOUT_FILENO);
+  inline static const int kErr = dup(STDERR_FILENO);
 };
 
 }  // namespace
@@ -46,6 +46,7 @@ void FuzzOneInput(std::span<const std::uint8_t> bytes) {
     arguments.emplace_back(std::string(input.TakeUntil('\n')).c_str());
   }
   std::vector<const char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
   argv.push_back(nullptr);
 

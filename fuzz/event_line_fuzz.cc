@@ -71,7 +71,7 @@ class Recorder : public ManagerProxyInterface {
 };
 
 platform::FilePath SaltFile() {
-  const platform::FilePath file = "/tmp/event_line_fuzz.salt";
+  platform::FilePath file = "/tmp/event_line_fuzz.salt";
   std::ofstream(file) << "a salt";
   return file;
 }
