@@ -8,10 +8,13 @@ middle=client2
 near=client3
 last=client4
 
-# How many seconds lie between the last two polls of a client.
+# How many seconds lie between the last two polls of a client, by the time that the daemon counts for it,
+# such as 59.2s or 1m0.2s.
 last_gap() {
-  sed -nE "s/.*$(poll_pattern "$1") last steer ([0-9.]+)s$/\1/p" "$scratch/daemon.log" |
-    tail -n 2 | awk '{ gap = $1 - before; before = $1 } END { printf "%.1f", gap }'
+  grep -E "$(poll_pattern "$1")" "$scratch/daemon.log" | tail -n 2 | awk '
+    { minutes = split($NF, part, "m") > 1 ? part[1] : 0
+      now = 60 * minutes + part[minutes ? 2 : 1]; gap = now - before; before = now }
+    END { printf "%.1f", gap }'
 }
 
 gap_is() {
@@ -78,7 +81,8 @@ show_steered "$middle"
 
 step "The floor rises above the near one, and so does the hysteresis. It may stay; then that falls to 40."
 set_flags clientSteeringLqmHysteresis=60 clientSteeringRootLqmFloor=53
-set_signal "$last" -40
+# Above the floor before the hysteresis falls.
+walk "$last" -40
 expect_polls "$near" 3
 expect_never_steered "$near" "the near one may stay within the hysteresis"
 set_flags clientSteeringLqmHysteresis=40 clientSteeringRootLqmFloor=53
