@@ -80,6 +80,7 @@ start_hostapd 2400mhz
 start_hostapd 5000mhz
 start_clients
 join "$client" 2400mhz
+stay_away "$client"
 start_traffic 40 "$client"
 
 step "systemd starts the bus, the flags service and the recorder take their names on it."
