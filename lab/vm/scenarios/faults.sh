@@ -75,7 +75,7 @@ for service in flags recorder; do
   wait_until "$patience" has_ended "$service" || give_up "$service ends without the bus"
   forget "$service" || true
 done
-expect "the daemon ends" told daemon 'supervisor: it ended with status 69$'
+expect "the daemon ends, twice" told daemon 'supervisor: it ended with status 69$' 2
 grep -B 1 'supervisor:' "$scratch/daemon.log" | head -n 2 | show
 step "They come back. The daemon is started once more and does all it did:"
 attached="$(count_told hostapd-2400mhz 'CTRL_IFACE monitor attached')"
