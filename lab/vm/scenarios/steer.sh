@@ -49,8 +49,8 @@ set_signal "$walker" -82
 expect "the kernel hears it there" signal_is 2400mhz "$walker" -82
 release_daemon
 expect "the daemon has it sent off" told daemon "Steer Client $address "
-hold_daemon
 expect "hostapd is told" told hostapd-2400mhz "DISASSOCIATE $address"
+hold_daemon
 expect "the client is told" told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
 grep 'Steer Client' "$scratch/daemon.log" | show
 grep "^$walker: CTRL-EVENT-DISCONNECTED" "$scratch/clients.log" | show
