@@ -36,8 +36,8 @@ endif()
 # what is shipped, since some warnings take that, and g++ 12 warns falsely at -O1.
 set(WAVELARK_TEST_OPTIONS $<$<CONFIG:Debug>:-O0> $<$<CONFIG:Release>:-g1>)
 
-# Brings a test to 0.51 of the time under the sanitizers, and to 0.6 in a release. ccache keeps nothing
-# that is compiled with a precompiled header, and saves more.
+# Brings a test to 0.51 of the time under the sanitizers, and to 0.6 in a release. ccache keeps
+# nothing that is compiled with a precompiled header, and saves more.
 if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "ccache")
   set(precompile_headers OFF)
 else()
