@@ -31,9 +31,9 @@ if(WAVELARK_BUILD_TESTS)
   include(GoogleTest)
 endif()
 
-# How what only tests use is compiled: under the sanitizers without optimisation, which takes 0.57 of
-# the time, and in a release with less debug information, which takes 0.74. There it is optimised as
-# what is shipped, since some warnings take that, and g++ 12 warns falsely at -O1.
+# How what only tests use is compiled: under the sanitizers without optimisation, which takes 0.57
+# of the time, and in a release with less debug information, which takes 0.74. There it is optimised
+# as what is shipped, since some warnings take that, and g++ 12 warns falsely at -O1.
 set(WAVELARK_TEST_OPTIONS $<$<CONFIG:Debug>:-O0> $<$<CONFIG:Release>:-g1>)
 
 # Brings a test to 0.51 of the time under the sanitizers, and to 0.6 in a release. ccache keeps
