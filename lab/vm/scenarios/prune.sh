@@ -35,6 +35,7 @@ step "The daemon starts, with a steer interval of $steer_interval s. Both have t
 start_daemon --enable_client_steering --client_steering_interval="$steer_interval" \
   --client_steering_poll_interval=2 --client_steering_lqm_hysteresis=5
 expect "both are sent off" told daemon ' Steer Client ' 2
+expect "hostapd is told" told hostapd-2400mhz 'CTRL_IFACE DISASSOCIATE' 2
 hold_daemon
 expect_steered "$returns"
 expect_steered "$leaves"

@@ -18,13 +18,15 @@ move_to() {
 # Waits until the daemon has seen the client twice since it has come, with what is remembered of the
 # band. It came one poll before that, and the time counts from then.
 expect_arrival() {
-  expect "the daemon remembers $2" told daemon "$(poll_pattern "$mover" "$1" "$2") last steer [1-3]\."
+  expect "the daemon remembers $2" told daemon "$(poll_pattern "$mover" "$1" "$2") last steer [1-4]\."
   grep -E "$(poll_pattern "$mover")" "$scratch/daemon.log" | tail -n 1 | show
 }
 
-# Waits until the client is sent off. The daemon is held until it has joined again.
+# Waits until the client is sent off, so often in all, and so often from this band. The daemon is held
+# until it has joined again.
 expect_sent_off() {
   expect "the daemon has it sent off" told daemon "$(steer_pattern "$mover")" "$1"
+  expect "hostapd is told" told "hostapd-$2" "CTRL_IFACE DISASSOCIATE $(address_of "$mover")" "$3"
   hold_daemon
   expect_steered "$mover" "$1"
   show_steered "$mover"
@@ -39,16 +41,16 @@ start_clients
 join_all 2400mhz "$mover" "$stays"
 stay_away "$mover"
 start_traffic 40 "$mover" "$stays"
-start_daemon --enable_client_steering --client_steering_interval=3 \
+start_daemon --enable_client_steering --client_steering_interval=5 \
   --client_steering_poll_interval=2 --client_steering_lqm_hysteresis=5
-expect_sent_off 1
+expect_sent_off 1 2400mhz 1
 
 step "It joins at 5 GHz, a little nearer. Nothing is known of it there, and the time counts anew:"
 set_signal "$mover" -75
 move_to 5000mhz 2400mhz
 expect_arrival '2[3456]' 0
 step "When the steer interval is over, it has to go:"
-expect_sent_off 2
+expect_sent_off 2 5000mhz 1
 
 step "Back at 2.4 GHz, as far as before: its metric there is remembered, so it may stay:"
 set_signal "$mover" -82
@@ -60,7 +62,7 @@ expect_polls "$mover" 2
 step "And at 5 GHz again, further than then: its metric there is remembered, too, and it has to go:"
 move_to 5000mhz 2400mhz
 expect_arrival '1[789]' '2[3456]'
-expect_sent_off 3
+expect_sent_off 3 5000mhz 2
 [[ "$(count_told daemon 'Prune Station')" == 0 ]] || give_up "nobody is forgotten"
 
 stop daemon || give_up "the daemon ends with status 0"

@@ -133,3 +133,4 @@ expect "it is ready again" unit_is ActiveState active
 step "It is stopped, and ends well."
 beside_systemd systemctl stop "$unit" || give_up "the unit stops"
 unit_is Result success || give_up "it ends with status 0"
+kill_now systemd

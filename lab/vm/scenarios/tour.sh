@@ -67,6 +67,7 @@ show_flags() {
   ! told daemon "Steer Client $(address_of "$neighbour") " || give_up "the neighbour could stay so far"
   set_flags connectionEvents=enabled clientSteeringRootLqmFloor=45
   expect "the neighbour is sent off" told daemon "Steer Client $(address_of "$neighbour") "
+  expect "hostapd is told" told hostapd-2400mhz "DISASSOCIATE $(address_of "$neighbour")"
   hold_daemon
   grep "Steer Client $(address_of "$neighbour") " "$scratch/daemon.log" | show
   expect "the neighbour leaves" told clients "^$neighbour: CTRL-EVENT-DISCONNECTED .*reason=5"
