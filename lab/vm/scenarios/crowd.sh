@@ -5,6 +5,7 @@
 
 readonly polls="${rounds:-60}"
 readonly pieces=3
+((polls >= 3 * pieces)) || fail "that takes $((3 * pieces)) rounds or more"
 lower=()
 upper=()
 
