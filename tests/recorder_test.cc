@@ -36,8 +36,7 @@ class RecorderTest : public AccessPoint {
   // The lines about failed record calls, `count` of them in all.
   void ExpectFailures(const std::string& reason, std::size_t count) {
     ExpectLogged("WARNING",
-                 std::string("Error recording offline data: ") + kEventTypeUrl + ": " + reason,
-                 count);
+                 fmt::format("Error recording offline data: {}: {}", kEventTypeUrl, reason), count);
   }
 
   // The record of this number holds one event of this time.
