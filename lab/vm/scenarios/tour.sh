@@ -41,9 +41,8 @@ show_steering() {
   # Where it goes, 5 GHz is heard well and 2.4 GHz is not.
   set_signal wlan-2400mhz -85
   ask_client "$walker" enable_network "${networks[5000mhz]}" >/dev/null
-  expect "the walker is sent off" told daemon "Steer Client $(address_of "$walker") "
-  grep "$(address_of "$walker") link_quality_metric .*time since" "$scratch/daemon.log" |
-    tail -n 3 | show
+  expect "the walker is sent off" told daemon "$(steer_pattern "$walker")"
+  grep -E "$(poll_pattern "$walker")" "$scratch/daemon.log" | tail -n 3 | show
   step "Below the floor, and longer than $steer_interval s: hostapd is told to send it off. The client:"
   expect "the client is told" told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
   # A poll just while it joins again would be fatal.
@@ -64,12 +63,12 @@ show_return() {
 
 show_flags() {
   step "The flags service raises the floor to 45: now the neighbour, at -60 dBm, is too weak, too."
-  ! told daemon "Steer Client $(address_of "$neighbour") " || give_up "the neighbour could stay so far"
+  ! told daemon "$(steer_pattern "$neighbour")" || give_up "the neighbour could stay so far"
   set_flags connectionEvents=enabled clientSteeringRootLqmFloor=45
-  expect "the neighbour is sent off" told daemon "Steer Client $(address_of "$neighbour") "
+  expect "the neighbour is sent off" told daemon "$(steer_pattern "$neighbour")"
   expect "hostapd is told" told hostapd-2400mhz "DISASSOCIATE $(address_of "$neighbour")"
   hold_daemon
-  grep "Steer Client $(address_of "$neighbour") " "$scratch/daemon.log" | show
+  show_steered "$neighbour"
   expect "the neighbour leaves" told clients "^$neighbour: CTRL-EVENT-DISCONNECTED .*reason=5"
   expect "it joins again" has_joined "$neighbour" 2400mhz
   step "And switches steering off:"
