@@ -21,17 +21,18 @@
 namespace orvane::bench {
 namespace {
 
-std::vector<Row> AllRows() {
+std::vector<Row> AllRows(const std::string& polls) {
   std::vector<Row> all;
-  for (const auto& rows : {ProcessRows(), EventRows(), StationRows(), BatchRows()}) {
+  for (const auto& rows :
+       {ProcessRows(), EventRows(), StationRows(), BatchRows(), PollRows(polls)}) {
     all.insert(all.end(), rows.begin(), rows.end());
   }
   return all;
 }
 
 // The rows that are asked for, all where none is. A name may be the beginning of several.
-std::optional<std::vector<Row>> Choose(const std::vector<std::string>& names, std::string* error) {
-  const std::vector<Row> all = AllRows();
+std::optional<std::vector<Row>> Choose(const std::vector<Row>& all,
+                                       const std::vector<std::string>& names, std::string* error) {
   if (names.empty()) return all;
   std::vector<Row> chosen;
   for (const std::string& name : names) {
@@ -49,16 +50,19 @@ int Main(int argc, char** argv) {
   CLI::App app("Measures the daemon against the floor of the same work.", "wavelark_bench");
   std::vector<std::string> names;
   std::string json;
+  std::string polls;
   bool list = false;
   app.add_option("ROW", names, "Rows by name or the beginning of it; all if there is none");
   app.add_option("--json", json, "Where to write the rows as JSON, too; the last one counts")
       ->type_name("FILE")
       ->take_last();
+  app.add_option("--polls", polls, "What the lab's scenario `polls` has printed")
+      ->type_name("FILE");
   app.add_flag("--list", list, "Only print the names of the rows");
   if (const auto exit_code = lab::ParseCommandLine(app, argc, argv)) return *exit_code;
 
   std::string error;
-  const auto rows = Choose(names, &error);
+  const auto rows = Choose(AllRows(polls), names, &error);
   if (!rows.has_value()) {
     std::cerr << app.get_name() << ": " << error << "\n";
     return lab::kExitUsage;
@@ -79,7 +83,12 @@ int Main(int argc, char** argv) {
   std::vector<Result> results;
   std::cout << TableHead() << std::flush;
   for (const Row& row : *rows) {
-    results.push_back({.row = row, .measured = row.measure()});
+    const std::optional<Measured> measured = row.measure();
+    if (!measured.has_value()) {
+      std::cout << row.name << ": not measured, since the lab has not told\n" << std::flush;
+      continue;
+    }
+    results.push_back({.row = row, .measured = *measured});
     std::cout << TableLine(results.back()) << std::flush;
   }
   if (!json.empty()) lab::WriteFile(json, Json(results));

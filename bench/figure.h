@@ -1,6 +1,7 @@
 #ifndef BENCH_FIGURE_H_
 #define BENCH_FIGURE_H_
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,9 +29,10 @@ struct Row {
   std::string name;  // one word
   std::string what;
   std::string unit;
-  // At most so many times the floor; without a floor, at most so much.
-  double reach;
-  Measured (*measure)();
+  // At most so many times the floor; without a floor, at most so much. Some only tell.
+  std::optional<double> reach;
+  // Nothing where this machine can't do it.
+  std::function<std::optional<Measured>()> measure;
 };
 
 struct Result {
@@ -39,7 +41,7 @@ struct Result {
 
   // What the reach is for: the ratio to the floor, or the figure itself.
   double Value() const;
-  bool IsReached() const { return Value() <= row.reach; }
+  bool IsReached() const { return !row.reach || Value() <= *row.reach; }
 };
 
 }  // namespace orvane::bench

@@ -19,6 +19,11 @@ std::string Text(const Figure& figure) {
                      Number(figure.high));
 }
 
+const char* Verdict(const Result& result) {
+  if (!result.row.reach) return "";
+  return result.IsReached() ? "ok" : "missed";
+}
+
 // Names and units are plain words: nothing in them needs an escape.
 std::string JsonFigure(const Figure& figure) {
   return fmt::format(R"({{"median": {:.4g}, "p20": {:.4g}, "p80": {:.4g}}})", figure.median,
@@ -33,7 +38,8 @@ std::string JsonRow(const Result& result) {
     text += fmt::format(R"("floor": {}, "ratio": {:.4g}, )", JsonFigure(*measured.floor),
                         result.Value());
   }
-  return text + fmt::format(R"("reach": {}, "ok": {}}})", row.reach, result.IsReached());
+  if (row.reach) text += fmt::format(R"("reach": {}, )", *row.reach);
+  return text + fmt::format(R"("ok": {}}})", result.IsReached());
 }
 
 }  // namespace
@@ -48,8 +54,8 @@ std::string TableLine(const Result& result) {
   const bool has_floor = measured.floor.has_value();
   return fmt::format(kColumns, row.name, Text(measured.ours),
                      has_floor ? Text(*measured.floor) : "-",
-                     has_floor ? Number(result.Value()) : "-", Number(row.reach),
-                     result.IsReached() ? "ok" : "missed", row.what + ", " + row.unit);
+                     has_floor ? Number(result.Value()) : "-", row.reach ? Number(*row.reach) : "-",
+                     Verdict(result), row.what + ", " + row.unit);
 }
 
 std::string Json(const std::vector<Result>& results) {

@@ -50,6 +50,15 @@ TEST(ReportTest, TellsARowInOneLine) {
   EXPECT_THAT(line, EndsWith(" an event, ns\n"));
 }
 
+TEST(ReportTest, ARowWithoutAReachCannotMissIt) {
+  Row row = kRow;
+  row.reach.reset();
+  const Result result = {.row = row, .measured = {.ours = {4, 4, 4}, .floor = Figure{2, 2, 2}}};
+  EXPECT_TRUE(result.IsReached());
+  EXPECT_THAT(TableLine(result), HasSubstr("2.00       -          an event"));
+  EXPECT_THAT(Json({result}), HasSubstr(R"("ratio": 2, "ok": true})"));
+}
+
 TEST(ReportTest, TellsRowsAsJson) {
   const Result with_floor = {.row = kRow,
                              .measured = {.ours = {3, 2, 4}, .floor = Figure{2, 1, 3}}};

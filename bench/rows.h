@@ -2,6 +2,7 @@
 #define BENCH_ROWS_H_
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "bench/figure.h"
@@ -13,6 +14,8 @@ std::vector<Row> EventRows();
 std::vector<Row> StationRows();
 std::vector<Row> BatchRows();
 std::vector<Row> ProcessRows();
+// From what the scenario `polls` of the virtual machine has printed into that file.
+std::vector<Row> PollRows(const std::string& samples_file);
 
 // Bytes of memory that the steering service takes to remember so many stations.
 std::size_t MemoryOfStations(std::size_t count);

@@ -1,0 +1,43 @@
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# What a poll costs the daemon's process, and what one dump of the same stations costs a program that
+# does nothing else: a line for each. For script/bench. --rounds says how often each is measured.
+# Clients: 1
+
+readonly crowded=2400mhz
+readonly monitor=client1
+stations=0
+
+start_monitor() {
+  busybox ip link set "$monitor" down
+  iw dev "$monitor" set type monitor
+  busybox ip link set "$monitor" up
+  iw dev "$monitor" set freq "${frequencies[$crowded]}"
+}
+
+have_spoken() { [[ "$(iw dev "wlan-$crowded" station dump | grep -c 'rx bitrate:')" == "$1" ]]; }
+
+# Has so many stations on one band.
+fill_band() {
+  "$programs/vm/stations" "wlan-$crowded" "$monitor" --first $((stations + 1)) --count $(($1 - stations))
+  stations="$1"
+  expect "$1 stations have said something" have_spoken "$1"
+}
+
+# With a daemon that tells nothing of each station.
+measure_polls() {
+  start daemon "$daemon" --enable_client_steering --client_steering_poll_interval=1
+  expect_attached 2400mhz
+  expect_attached 5000mhz
+  "$build/bench/polls" --pid "${pids[daemon]}" --interface "wlan-$crowded" --polls "${rounds:-15}" |
+    sed "s/^/poll_$stations /"
+  stop daemon || give_up "the daemon ends with status 0"
+}
+
+start_services
+start_hostapd 2400mhz
+start_hostapd 5000mhz
+start_monitor
+for count in 1 50 200; do
+  fill_band "$count"
+  measure_polls
+done

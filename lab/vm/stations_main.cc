@@ -1,0 +1,159 @@
+// Fills an access point with stations that need no radio each: the kernel is told of them as
+// hostapd tells it, and a frame of each is put on the air by one radio that is a monitor.
+
+#include <libmnl/libmnl.h>
+#include <linux/if_ether.h>
+#include <linux/if_packet.h>
+#include <linux/nl80211.h>
+#include <net/if.h>
+#include <sys/socket.h>
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <CLI/Validators.hpp>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <iostream>
+#include <optional>
+#include <string>
+
+#include "common/mac_address.h"
+#include "lab/failure.h"
+#include "lab/nl80211_socket.h"
+#include "lab/program.h"
+#include "platform/files.h"
+
+namespace orvane::lab {
+namespace {
+
+using Address = std::array<std::uint8_t, ETH_ALEN>;
+
+struct Options {
+  std::string interface;  // the access point's
+  std::string monitor;
+  int first = 1;
+  int count = 1;
+};
+
+Failure SystemFailure(const std::string& action) { return action + ": " + std::strerror(errno); }
+
+// Locally administered addresses by number, from 1 on, which is also what the kernel knows a
+// station by in its beacons.
+Address AddressOf(int number) {
+  return {0x02,
+          0x5a,
+          0x00,
+          0x00,
+          static_cast<std::uint8_t>(number >> 8),
+          static_cast<std::uint8_t>(number)};
+}
+
+// --- What hostapd tells the kernel ---
+
+Failure AddStation(Nl80211Socket* kernel, unsigned interface_index, int number) {
+  constexpr std::array<std::uint8_t, 4> kRates = {0x82, 0x84, 0x8b, 0x96};
+  constexpr std::uint32_t kAuthorized = 1U << NL80211_STA_FLAG_AUTHORIZED;
+  const nl80211_sta_flag_update flags = {.mask = kAuthorized, .set = kAuthorized};
+  const Address address = AddressOf(number);
+
+  nlmsghdr* request = kernel->NewRequest(NL80211_CMD_NEW_STATION, NLM_F_ACK);
+  mnl_attr_put_u32(request, NL80211_ATTR_IFINDEX, interface_index);
+  mnl_attr_put(request, NL80211_ATTR_MAC, address.size(), address.data());
+  mnl_attr_put(request, NL80211_ATTR_STA_SUPPORTED_RATES, kRates.size(), kRates.data());
+  mnl_attr_put_u16(request, NL80211_ATTR_STA_AID, static_cast<std::uint16_t>(number));
+  mnl_attr_put_u16(request, NL80211_ATTR_STA_LISTEN_INTERVAL, 10);
+  mnl_attr_put(request, NL80211_ATTR_STA_FLAGS2, sizeof(flags), &flags);
+  return kernel->Ask(request, nullptr, nullptr);
+}
+
+// --- What is on the air ---
+
+// Data without any, which is the least that gives a station a rate. Before it stands what tells the
+// monitor's driver how to send: nothing in particular.
+struct Frame {
+  std::array<std::uint8_t, 8> radiotap = {0, 0, 8, 0, 0, 0, 0, 0};
+  std::array<std::uint8_t, 2> control = {0x48, 0x01};  // null data, to an access point
+  std::array<std::uint8_t, 2> duration = {};
+  Address receiver = {};
+  Address sender = {};
+  Address network = {};
+  std::array<std::uint8_t, 2> sequence = {};
+};
+static_assert(sizeof(Frame) == 8 + 24);
+
+class Air {
+ public:
+  [[nodiscard]] Failure Open(const std::string& monitor) {
+    socket_ = platform::ScopedFd(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, /*protocol=*/0));
+    sockaddr_ll address = {};
+    address.sll_family = AF_PACKET;
+    address.sll_ifindex = static_cast<int>(if_nametoindex(monitor.c_str()));
+    if (bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+      return SystemFailure(monitor);
+    }
+    return std::nullopt;
+  }
+
+  [[nodiscard]] Failure Send(const Address& from, const Address& to) const {
+    Frame frame;
+    frame.receiver = frame.network = to;
+    frame.sender = from;
+    if (send(socket_.get(), &frame, sizeof(frame), 0) < 0) return SystemFailure("send a frame");
+    return std::nullopt;
+  }
+
+ private:
+  platform::ScopedFd socket_;
+};
+
+Failure AddressOfInterface(const std::string& interface, Address* address) {
+  const std::string text =
+      platform::ReadFileToString("/sys/class/net/" + interface + "/address").value_or("");
+  ap::MacAddress parsed;
+  if (!ap::MacAddress::ParseFromString(text.substr(0, text.find('\n')), &parsed)) {
+    return "no interface " + interface;
+  }
+  std::copy_n(parsed.ToByteString().GetConstData(), ETH_ALEN, address->begin());
+  return std::nullopt;
+}
+
+Failure AddStations(const Options& options) {
+  Address access_point;
+  if (Failure failure = AddressOfInterface(options.interface, &access_point)) return failure;
+  const unsigned interface_index = if_nametoindex(options.interface.c_str());
+  Nl80211Socket kernel;
+  if (Failure failure = kernel.Open()) return failure;
+  Air air;
+  if (Failure failure = air.Open(options.monitor)) return failure;
+  for (int number = options.first; number < options.first + options.count; ++number) {
+    if (Failure failure = AddStation(&kernel, interface_index, number)) return failure;
+    if (Failure failure = air.Send(AddressOf(number), access_point)) return failure;
+  }
+  return std::nullopt;
+}
+
+int Main(int argc, char** argv) {
+  CLI::App app("Tells the kernel of stations, and has each send a frame.", "stations");
+  Options options;
+  app.add_option("interface", options.interface, "The access point's interface")->required();
+  app.add_option("monitor", options.monitor, "An interface that is a monitor, on its channel")
+      ->required();
+  app.add_option("--first", options.first, "The number of the first station")
+      ->check(CLI::Range(1, 2007));
+  app.add_option("--count", options.count, "How many")->check(CLI::Range(1, 2007));
+  if (const std::optional<int> exit_code = ParseCommandLine(app, argc, argv)) return *exit_code;
+  const Failure failure = AddStations(options);
+  if (!failure) return kExitOk;
+  std::cerr << app.get_name() << ": " << *failure << "\n";
+  return kExitFailure;
+}
+
+}  // namespace
+}  // namespace orvane::lab
+
+// NOLINTNEXTLINE(bugprone-exception-escape): it ends the process, with its text.
+int main(int argc, char** argv) { return orvane::lab::Main(argc, argv); }
