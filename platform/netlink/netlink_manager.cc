@@ -222,8 +222,12 @@ void NetlinkManager::OnReadReady(int /*fd*/) { ReadTransport(); }
 
 void NetlinkManager::ReadTransport() {
   const WeakPtr<NetlinkManager> alive = weak_ptr_factory_.GetWeakPtr();
+  const bool is_waiting = !requests_.empty();
   for (int i = 0; i < kDatagramsPerWakeUp && alive && is_open_; ++i) {
     if (!ReceiveOne()) return;
+    // That was all that we asked for: looking whether there is more costs a call for nothing, and
+    // what comes nevertheless wakes us up.
+    if (is_waiting && alive && requests_.empty()) return;
   }
 }
 

@@ -213,6 +213,15 @@ TEST_F(NetlinkManagerTest, OneWakeUpTakesALimitedNumberOfDatagrams) {
   EXPECT_EQ(log_.size(), 20U);
 }
 
+TEST_F(NetlinkManagerTest, NobodyLooksForMoreThanWasAskedFor) {
+  AddStations(60);
+  Send(DumpRequest(), "a");
+  Send(DumpRequest(), "b");
+  loop_.RunUntilIdle();
+  EXPECT_FALSE(HasHandlers());
+  EXPECT_EQ(kernel_.receive_count(), kernel_.datagram_count());
+}
+
 TEST_F(NetlinkManagerTest, AnErrorEndsARequest) {
   kernel_.FailNextRequest(EPERM);
   Send(DumpRequest(), "a");

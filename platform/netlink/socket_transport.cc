@@ -2,6 +2,7 @@
 
 #include <linux/netlink.h>
 #include <net/if.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -56,7 +57,13 @@ ReceiveResult SocketTransport::Receive(std::span<std::uint8_t> buffer) {
 }
 
 std::uint32_t SocketTransport::GetInterfaceIndex(const std::string& name) {
-  return if_nametoindex(name.c_str());
+  // if_nametoindex makes a socket for each call, which costs a poll more than its other calls do.
+  if (fd() < 0) return if_nametoindex(name.c_str());
+  ifreq request = {};
+  if (name.size() >= sizeof(request.ifr_name)) return 0;
+  name.copy(request.ifr_name, name.size());
+  if (ioctl(fd(), SIOCGIFINDEX, &request) != 0) return 0;
+  return static_cast<std::uint32_t>(request.ifr_ifindex);
 }
 
 }  // namespace orvane::platform

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <set>
+#include <string>
 #include <utility>
 
 #include "platform/files.h"
@@ -87,6 +88,8 @@ TEST_F(SocketTransportTest, KnowsTheIndexesOfInterfaces) {
   EXPECT_EQ(transport_->GetInterfaceIndex(""), 0U);
   EXPECT_EQ(transport_->GetInterfaceIndex("no-such-if"), 0U);
   EXPECT_EQ(transport_->GetInterfaceIndex("lo"), 1U);
+  EXPECT_EQ(transport_->GetInterfaceIndex("no-such-if-15ch"), 0U);
+  EXPECT_EQ(transport_->GetInterfaceIndex("one-more-than-15"), 0U);
 }
 
 TEST(KernelTransportTest, DoesNothingUntilItIsOpen) {

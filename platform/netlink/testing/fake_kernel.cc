@@ -56,6 +56,7 @@ class FakeKernel::Transport : public SocketTransport {
 
   ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
     kernel_->largest_buffer_ = std::max(kernel_->largest_buffer_, buffer.size());
+    ++kernel_->receive_count_;
     const ReceiveResult result = SocketTransport::Receive(buffer);
     if (result.status != ReceiveStatus::kDatagram || kernel_->outcomes_.empty()) return result;
     kernel_->ContinueDump();

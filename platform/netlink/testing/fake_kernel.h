@@ -139,6 +139,8 @@ class FakeKernel {
   std::size_t largest_buffer() const { return largest_buffer_; }
   // The datagrams that it has sent.
   std::size_t datagram_count() const { return datagram_count_; }
+  // How often the peer has looked for one.
+  std::size_t receive_count() const { return receive_count_; }
 
  private:
   class Transport;
@@ -196,6 +198,7 @@ class FakeKernel {
   std::size_t answered_ = 0;
   std::size_t largest_buffer_ = 0;
   std::size_t datagram_count_ = 0;
+  std::size_t receive_count_ = 0;
   std::optional<Dump> dump_;
   // One for each datagram that is on its way to the peer.
   std::deque<Outcome> outcomes_;
