@@ -118,8 +118,12 @@ platform::FilePath AccessPoint::RecordPath(std::size_t number) const {
 
 std::size_t AccessPoint::RecordCount() const {
   std::size_t count = 0;
-  while (platform::PathExists(RecordPath(count + 1))) ++count;
+  while (HasRecord(count + 1)) ++count;
   return count;
+}
+
+bool AccessPoint::HasRecord(std::size_t number) const {
+  return platform::PathExists(RecordPath(number));
 }
 
 Record AccessPoint::WaitForRecord(std::size_t number) {

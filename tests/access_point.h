@@ -71,10 +71,12 @@ class AccessPoint : public ::testing::Test {
   // The metrics recorder; returns when it has its name.
   void StartRecorder(const Arguments& options = {});
   void StopRecorder() { recorder_.reset(); }
+  lab::ChildProcess& recorder() { return *recorder_; }
   // The record of this number, counted from 1.
   Record WaitForRecord(std::size_t number);
   // When it came, in milliseconds since the Unix epoch.
   std::int64_t ReceivedMs(std::size_t number);
+  bool HasRecord(std::size_t number) const;
   std::size_t RecordCount() const;
 
   static void WriteSalt(std::string_view salt);

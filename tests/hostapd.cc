@@ -1,7 +1,9 @@
 #include "tests/hostapd.h"
 
 #include <gtest/gtest.h>
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -16,11 +18,7 @@ platform::FilePath ControlSocketPath(const std::string& interface) {
 }
 
 void LeaveSocketFile(const std::string& interface) {
-  auto hostapd = std::make_unique<Hostapd>(interface);
-  const platform::FilePath aside = hostapd->path().native() + ".aside";
-  std::filesystem::rename(hostapd->path(), aside);
-  hostapd.reset();  // which removes its file only where it finds it
-  std::filesystem::rename(aside, ControlSocketPath(interface));
+  Hostapd::Kill(std::make_unique<Hostapd>(interface));
 }
 
 void FillQueue(const std::string& interface) {
@@ -41,6 +39,14 @@ Hostapd::Hostapd(const std::string& interface)
   std::filesystem::create_directories(kControlDirectory);
   const lab::Failure failure = socket_.Open();
   EXPECT_FALSE(failure.has_value()) << *failure;
+}
+
+void Hostapd::Kill(std::unique_ptr<Hostapd> hostapd) {
+  const platform::FilePath path = hostapd->path();
+  const platform::FilePath aside = path.native() + ".aside";
+  std::filesystem::rename(path, aside);
+  hostapd.reset();  // which removes its file only where it finds it
+  std::filesystem::rename(aside, path);
 }
 
 std::optional<Hostapd::Received> Hostapd::Receive(milliseconds timeout) {
@@ -70,9 +76,18 @@ void Hostapd::Send(std::string_view text) {
   const Clock::time_point deadline = Clock::now() + kPatience;
   lab::ControlSocket::SendResult result;
   do {
-    result = socket_.Send(sender_, text);
+    result = TrySend(text);
   } while (result == lab::ControlSocket::SendResult::kFull && Clock::now() < deadline);
   EXPECT_EQ(result, lab::ControlSocket::SendResult::kSent) << "to " << sender_.Text();
+}
+
+lab::ControlSocket::SendResult Hostapd::TrySend(std::string_view text) {
+  return socket_.Send(sender_, text);
+}
+
+bool Hostapd::IsTaken() const {
+  int waiting = 0;
+  return ioctl(socket_.fd(), SIOCOUTQ, &waiting) == 0 && waiting == 0;
 }
 
 Hostapd::Clock::time_point Hostapd::Attach() {

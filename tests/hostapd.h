@@ -28,6 +28,9 @@ class Hostapd {
   // Serves the socket, in place of one that was left behind.
   explicit Hostapd(const std::string& interface);
 
+  // Ends it as a kill does: the socket file is left, and nobody serves it.
+  static void Kill(std::unique_ptr<Hostapd> hostapd);
+
   // The next datagram to come in, and when it did; nothing after `timeout`. Its sender is who later
   // answers and events go to.
   struct Received {
@@ -45,6 +48,11 @@ class Hostapd {
 
   // An answer or an event line. Waits while the receiver's queue is full.
   void Send(std::string_view text);
+  // The same, but not waiting for long, and nothing is expected.
+  lab::ControlSocket::SendResult TrySend(std::string_view text);
+
+  // Whether nothing of what was sent waits in the receiver's queue.
+  bool IsTaken() const;
 
   // ATTACH comes in and is answered. When it came.
   Clock::time_point Attach();

@@ -1,0 +1,33 @@
+# Plots soak.csv: gnuplot -e "csv='...'; svg='...'" soak.gnuplot
+
+set datafile separator ","
+set terminal svg size 900,760 font "sans-serif,12" background "white"
+set output svg
+
+# A point each quarter of a minute or so keeps the file small.
+stats csv using 1 nooutput
+every = ceil(STATS_records / 240.0)
+minutes(seconds) = seconds / 60.0
+
+set multiplot layout 4,1 margins 0.10,0.97,0.07,0.97 spacing 0,0.045
+set grid
+set key top left
+set xrange [0:minutes(STATS_max)]
+set format x ""
+
+set ylabel "MB"
+set yrange [0:*]
+plot csv using (minutes($1)):($3 / 1024.0) every every with lines title "resident", \
+     csv using (minutes($1)):($2 / 1024.0) every every with lines title "anonymous"
+
+set ylabel "descriptors"
+plot csv using (minutes($1)):4 every every with steps title "open"
+
+set ylabel "seconds"
+plot csv using (minutes($1)):5 every every with lines title "processor time"
+
+set ylabel "thousands"
+set xlabel "minutes"
+set format x "%g"
+plot csv using (minutes($1)):($6 / 1000.0) every every with lines title "events", \
+     csv using (minutes($1)):($7 / 1000.0) every every with lines title "polls of an interface"

@@ -1,0 +1,199 @@
+#ifndef SOAK_SOAK_H_
+#define SOAK_SOAK_H_
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/files.h"
+#include "soak/air.h"
+#include "soak/event_lines.h"
+#include "soak/ledger.h"
+#include "soak/log_book.h"
+#include "soak/open_count.h"
+#include "soak/sample.h"
+#include "soak/verdict.h"
+#include "tests/access_point.h"
+
+namespace orvane::soak {
+
+struct SoakOptions {
+  double minutes = 60;
+  std::uint32_t seed = 1;
+  bool valgrind = false;
+  platform::FilePath directory = ".";  // for what comes out
+};
+
+// The daemon for a long time in real time, with everything around it moving at once. What is done
+// comes from a seed; when exactly it takes effect does not.
+//
+// Rounds of a minute at most end with rest: all trouble is over, and each line that was sent is
+// accounted for.
+class Soak : public ap::AccessPoint {
+ public:
+  explicit Soak(SoakOptions options);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  using Span = std::chrono::milliseconds;
+
+  struct Range {
+    Span least;
+    Span most;
+  };
+
+  enum class RadioState { kUp, kLeaving, kDown, kStarting, kSilent };
+
+  // hostapd's part of one interface.
+  struct Radio {
+    std::size_t index = 0;
+    const char* name = "";
+    std::unique_ptr<ap::Hostapd> hostapd;
+    RadioState state = RadioState::kDown;
+    bool is_attached = false;
+    Clock::time_point up_at{};       // if nothing else comes in
+    std::uint64_t last_sent = 0;     // serial number
+    std::uint64_t last_settled = 0;  // of those the daemon has taken
+    int burst = 0;                   // lines yet to be sent as quickly as they are taken
+    std::function<void()> on_left;
+  };
+
+  void TestBody() override;
+  void Begin();
+  void ScheduleDeeds();
+  void Round();
+  void Rest();
+  void RemoveDirectory();
+  void End();
+
+  // Everything goes on, once, for so long, or until something is true. False when it isn't in time,
+  // or the daemon has gone.
+  void Pump();
+  void PumpFor(Span span);
+  bool PumpUntil(const std::function<bool()>& condition);
+  bool IsDaemonThere();
+
+  int Random(int least, int most);
+  bool Chance(int percent) { return Random(1, 100) <= percent; }
+  Span Random(Range range);
+  void After(Range range, std::function<void()> deed);
+  // Again and again, unless there is to be rest.
+  void Repeat(Range pause, std::function<void()> deed);
+  void RunDueDeeds();
+  // A deed that has been done.
+  void Count(const std::string& deed) { ++deeds_[deed]; }
+
+  // hostapd.
+  void TroubleRadio(Radio& radio);
+  void KillRadio(Radio& radio);
+  void StopRadio(Radio& radio, std::function<void()> on_left);
+  void SilenceRadio(Radio& radio);
+  void StartRadio(Radio& radio);
+  void StartRadioLater(Radio& radio);
+  void MoveDirectory();
+  void ServeRadio(Radio& radio);
+  void OnCommand(Radio& radio, const std::string& command);
+  void SendLines(Radio& radio);
+  bool SendLine(Radio& radio);
+  bool IsUp(const Radio& radio) const { return radio.state == RadioState::kUp; }
+  Fate FateOf(LineKind kind) const;
+
+  // Recorder.
+  void TroubleRecorder();
+  void KillRecorder();
+  void KillRecorderNow();
+  void WhenRecorded(std::function<void()> deed);
+  void DoWhenRecorded();
+  void MisleadRecorder(const Arguments& options);
+  void HangRecorder(Range range);
+  void RestartRecorder(const Arguments& options);
+  void AllowFailedUploads(Span span);
+  void ReadBatches();
+
+  // Flags.
+  void ChangeFlags(const FlagMap& flags) { next_flags_ = flags; }
+  FlagMap RandomFlags();
+  void TroubleFlags();
+  void KillFlags();
+  void MisleadFlags();
+  void HangFlags();
+  void RestartFlags(const Arguments& options);
+  void ServeFlags();
+  void AllowReading();
+  bool AreFlagsRead() const { return readings_seen_ >= readings_expected_; }
+  bool MayLinesBeMisjudged() const;
+
+  // Stations.
+  void MoveStationsIfDue();
+  void WriteStations();
+
+  void ReadLog();
+  void OnLogLine(const ap::LogLine& line);
+  void SampleIfDue();
+  std::int64_t PollCount() { return poll_count_->Get(); }
+
+  Check JudgeEnd() const;
+  Check JudgeLines() const;
+  Check JudgeSteering() const;
+  Check JudgePolls();
+  Check JudgeReadings() const;
+  Check JudgeDeeds() const;
+  std::size_t Deeds(const std::string& deed) const;
+  void Judge();
+
+  SoakOptions options_;
+  std::mt19937 random_;
+  Clock::time_point begin_ = Clock::now();
+  pid_t daemon_pid_ = -1;
+  bool is_resting_ = false;
+  std::multimap<Clock::time_point, std::function<void()>> schedule_;
+  std::map<std::string, std::size_t> deeds_;
+
+  std::array<Radio, 2> radios_;
+  EventLines lines_;
+  std::uint64_t last_serial_ = 0;
+  std::int64_t line_count_ = 0;
+  std::int64_t undelivered_ = 0;  // requests to leave that hostapd hasn't got so far
+
+  Ledger ledger_;
+  std::size_t batch_count_ = 0;
+  bool has_recorder_trouble_ = false;
+  bool has_recorder_ = true;
+  std::function<void()> when_recorded_;  // a deed that waits for all lines sent so far
+
+  FlagMap flags_;                      // as the service has them
+  std::optional<FlagMap> next_flags_;  // to be had
+  bool has_flags_trouble_ = false;
+  bool is_flags_service_away_ = false;
+  bool is_switching_ = false;  // what is recorded changes with the reading that is awaited
+  std::size_t readings_seen_ = 0;
+  std::size_t readings_expected_ = 0;
+
+  Air air_;
+  Clock::time_point next_move_ = begin_;
+  std::optional<OpenCount> poll_count_;
+
+  std::size_t log_read_ = 0;  // bytes
+  LogBook log_;
+  std::ofstream log_file_;
+  std::ofstream csv_;
+  std::vector<Sample> samples_;
+  Clock::time_point next_sample_ = begin_;
+  std::vector<std::int64_t> descriptors_at_rest_;
+  std::vector<std::string> mistakes_;
+  std::string end_ = "it has gone before it was told to";
+};
+
+}  // namespace orvane::soak
+
+#endif  // SOAK_SOAK_H_
