@@ -553,6 +553,15 @@ TEST_F(ClientSteerTest, ConfigureSetsWhatIsNotZeroAndLogsItsArguments) {
                           "lqm_hysteresis=3"));
 }
 
+TEST_F(ClientSteerTest, ConfigureLeavesWhatIsZeroAsItIs) {
+  world_.steer->Configure(0, 0, 0, 0);
+  world_.TakeLog();
+  world_.steer->Enable();
+  EXPECT_THAT(world_.TakeLog(),
+              ElementsAre(" Client Steer Started  lqm_floor=30 steer_interval=10m "
+                          "poll_interval=1m lqm_hysteresis=15"));
+}
+
 TEST_F(ClientSteerTest, APassWithoutAnIntervalLeavesTheLoopItsTurn) {
   for (const char* interval : {"0", "-60"}) {
     world_.steer->OnFlagChanged("clientSteeringPollInterval", interval);

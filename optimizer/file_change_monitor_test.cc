@@ -200,6 +200,12 @@ TEST_F(FileChangeMonitorReadTest, ANameMayFillItsFieldWhole) {
   EXPECT_EQ(changes_, 1);
 }
 
+TEST_F(FileChangeMonitorReadTest, ManyRecordsMayCome) {
+  for (int i = 0; i < 1000; ++i) WriteRecord(IN_CREATE, 16, std::string("wlan-2400mhz2\0\0\0", 16));
+  monitor_->OnReadReady(read_end_.get());
+  EXPECT_EQ(changes_, 0);
+}
+
 using FileChangeMonitorDeathTest = FileChangeMonitorReadTest;
 
 TEST_F(FileChangeMonitorDeathTest, ATruncatedRecordIsFatal) {

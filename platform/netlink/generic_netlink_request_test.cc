@@ -1,7 +1,9 @@
 #include "platform/netlink/generic_netlink_request.h"
 
 #include <gtest/gtest.h>
+#include <linux/genetlink.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -60,6 +62,17 @@ TEST(GenericNetlinkRequestTest, TakesAttributes) {
   EXPECT_EQ(raw.HexEncode(), "0a0b0c0d0e0f");
   EXPECT_TRUE(generic->const_attributes()->GetRawAttributeValue(2, &raw));
   EXPECT_EQ(raw.HexEncode(), "6e616d6500");
+}
+
+TEST(GenericNetlinkRequestTest, IsFullWithItsLastByte) {
+  const auto zeros = [](std::size_t count) {
+    return ByteString::CreateFromHexString(std::string(2 * count, '0'));
+  };
+  constexpr std::size_t kRoom = 256 - NLMSG_HDRLEN - GENL_HDRLEN - NLA_HDRLEN;
+  GenericNetlinkRequest request(28, 17);
+  EXPECT_FALSE(request.attributes().SetRawAttributeValue(6, zeros(kRoom + 1)));
+  EXPECT_TRUE(request.attributes().SetRawAttributeValue(6, zeros(kRoom)));
+  EXPECT_EQ(request.bytes().size(), 256U);
 }
 
 TEST(GenericNetlinkRequestTest, TakesNothingMoreWhenItIsFull) {

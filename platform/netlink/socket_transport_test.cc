@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <linux/genetlink.h>
 #include <linux/netlink.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <array>
@@ -100,6 +101,18 @@ TEST(KernelTransportTest, DoesNothingUntilItIsOpen) {
   EXPECT_FALSE(transport.Send(buffer));
   EXPECT_EQ(transport.Receive(buffer).status, ReceiveStatus::kFailed);
   EXPECT_EQ(transport.GetInterfaceIndex("lo"), 1U);
+}
+
+TEST(KernelTransportTest, DoesNotOpenWithoutADescriptor) {
+  rlimit limit;
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
+  KernelTransport transport;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const bool is_open = transport.Open();
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_FALSE(is_open);
+  EXPECT_EQ(transport.fd(), -1);
 }
 
 TEST(KernelTransportTest, IsNonBlockingAndClosesOnExec) {
