@@ -60,6 +60,12 @@ TEST_F(CommandLineTest, DefaultsHoldWithoutArguments) {
   EXPECT_TRUE(flags_.is_root);
 }
 
+TEST_F(CommandLineTest, DefaultsHoldWithoutEvenAName) {
+  const char* const argv[] = {nullptr};
+  EXPECT_EQ(ParseCommandLine(0, argv, &flags_), std::nullopt);
+  EXPECT_EQ(flags_.connection_event_upload_period, 300);
+}
+
 TEST_F(CommandLineTest, EachFlagSetsItsOwnValue) {
   EXPECT_EQ(Parse({"--noenable_connection_event_stats", "--connection_event_upload_period=1",
                    "--enable_client_steering", "--client_steering_interval", "2",

@@ -113,7 +113,8 @@ std::optional<int> CommandLine::Parse(int argc, const char* const* argv) {
   const char* program = argc > 0 ? argv[0] : "";
   if (const auto error = FindEmptyValue(argc, argv)) return ReportUsageError(program, *error);
   try {
-    app_->parse(argc, argv);
+    // The library takes a program's name for granted.
+    if (argc > 0) app_->parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
     std::string help = app_->help();
     help.erase(help.find_last_not_of('\n') + 1);  // hidden flags leave empty lines behind
