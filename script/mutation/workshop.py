@@ -236,7 +236,10 @@ class Workshop:
     def _last_case(self):
         """The case that failed, or that was running when all ended."""
         output = self.log.read_text(errors="replace")
-        cases = re.findall(r"^\[ RUN      \] (\S+)", output, re.MULTILINE)
+        # What comes after a failure is begun and skipped.
+        cases = re.findall(r"^\[  FAILED  \] ([^\s,]+)", output, re.MULTILINE)[:1] or re.findall(
+            r"^\[ RUN      \] (\S+)", output, re.MULTILINE
+        )
         return cases[-1] if cases else ""
 
     def _test_processes(self):
