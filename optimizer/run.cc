@@ -4,11 +4,13 @@
 
 #include "optimizer/command_line.h"
 #include "optimizer/optimizer_daemon.h"
+#include "platform/files.h"
 #include "platform/logging.h"
 
 namespace orvane::ap {
 
 int RunOptimizer(int argc, char** argv) {
+  platform::FillStandardDescriptors();
   OptimizerFlags flags;
   if (const std::optional<int> exit_code = ParseCommandLine(argc, argv, &flags)) return *exit_code;
   platform::InitLog(platform::kLogToSystemLog | platform::kLogToStderr | platform::kLogHeader,

@@ -26,6 +26,15 @@ std::optional<std::string> ReadFileToString(const FilePath& path) {
   }
 }
 
+// The lowest free number is what the kernel gives.
+void FillStandardDescriptors() {
+  int fd = -1;
+  do {
+    fd = RetryOnEintr([] { return open("/dev/null", O_RDWR); });
+  } while (fd >= 0 && fd <= STDERR_FILENO);
+  if (fd >= 0) close(fd);
+}
+
 bool PathExists(const FilePath& path) {
   struct stat status;
   return stat(path.c_str(), &status) == 0;

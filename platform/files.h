@@ -36,6 +36,10 @@ std::optional<std::string> ReadFileToString(const FilePath& path);
 // Whether something that can be reached has this name; links are followed.
 bool PathExists(const FilePath& path);
 
+// Opens /dev/null in the place of each standard descriptor (0, 1, 2) that is closed. What is opened
+// first would get its number otherwise, and with it what is written to standard error.
+void FillStandardDescriptors();
+
 // Repeats a system call that a signal interrupted.
 template <typename Call>
 auto RetryOnEintr(Call call) {

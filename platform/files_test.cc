@@ -10,6 +10,9 @@
 
 #include <chrono>
 #include <fstream>
+#include <initializer_list>
+#include <string>
+#include <system_error>
 #include <thread>
 
 namespace orvane::platform {
@@ -189,6 +192,29 @@ TEST_F(FilesTest, FollowsLinksToTellWhatExists) {
   EXPECT_FALSE(PathExists(link));
   Write("");
   EXPECT_TRUE(PathExists(link));
+}
+
+// Exits with 0 if those descriptors are on /dev/null after they were closed and filled, and no
+// other one is left behind.
+[[noreturn]] void CloseAndFill(std::initializer_list<int> closed) {
+  const int next = OpenSomething();
+  close(next);
+  for (const int fd : closed) close(fd);
+  FillStandardDescriptors();
+  bool is_filled = OpenSomething() == next;
+  for (const int fd : closed) {
+    std::error_code error;
+    const FilePath link = "/proc/self/fd/" + std::to_string(fd);
+    is_filled &= std::filesystem::read_symlink(link, error) == "/dev/null";
+  }
+  _exit(is_filled ? 0 : 1);
+}
+
+TEST(StandardDescriptorsDeathTest, ClosedOnesAreFilled) {
+  EXPECT_EXIT(CloseAndFill({}), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(CloseAndFill({STDERR_FILENO}), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(CloseAndFill({STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}),
+              testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
