@@ -5,6 +5,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <iostream>
 #include <memory>
@@ -37,11 +38,12 @@ class StationsFileTransport : public NetlinkTransport {
   Failure Load() {
     const std::optional<std::string> text = platform::ReadFileToString(file_);
     if (!text) return "Can't read " + file_.native();
-    StationTable table;
-    if (const Failure failure = ParseStationsFile(*text, &table)) {
+    StationsFile parsed;
+    if (const Failure failure = ParseStationsFile(*text, &parsed)) {
       return file_.native() + " " + *failure;
     }
-    Apply(std::move(table));
+    Apply(std::move(parsed.stations));
+    Apply(std::move(parsed.faults));
     return std::nullopt;
   }
 
@@ -54,7 +56,9 @@ class StationsFileTransport : public NetlinkTransport {
   }
   std::uint32_t GetInterfaceIndex(const std::string& name) override {
     if (const Failure failure = Load()) LOG(ERROR) << *failure;
-    return transport_->GetInterfaceIndex(name);
+    const auto other = faults_.reused_indexes.find(name);
+    return transport_->GetInterfaceIndex(other == faults_.reused_indexes.end() ? name
+                                                                               : other->second);
   }
 
  private:
@@ -68,8 +72,22 @@ class StationsFileTransport : public NetlinkTransport {
     }
   }
 
+  void Apply(KernelFaults faults) {
+    // Setting it ends a dump that is under way.
+    if (faults.is_silent != faults_.is_silent) kernel_.SetSilent(faults.is_silent);
+    kernel_.SetDumpInterrupted(faults.interrupts_dumps);
+    if (faults.loses_messages) {
+      kernel_.DeliverFailure(platform::ReceiveStatus::kLost, ENOBUFS);
+    }
+    if (const auto& dump = faults.failed_dump) {
+      kernel_.FailNextDumpAfter(dump->records, dump->error_number);
+    }
+    faults_ = std::move(faults);
+  }
+
   platform::FilePath file_;
   StationTable table_;
+  KernelFaults faults_;
   platform::FakeKernel kernel_;
   std::unique_ptr<NetlinkTransport> transport_ = kernel_.MakeTransport();
 };
@@ -81,7 +99,9 @@ int Main(int argc, char** argv) {
   std::string file;
   app.add_option("FILE", file,
                  "Lines of INTERFACE [ADDRESS SIGNAL [unauthorized] [no-signal-average] "
-                 "[no-rx-bitrate]]; '#' begins a comment. Read again for every poll")
+                 "[no-rx-bitrate]], and ! FAULT, one of silent, interrupted, losing, failing "
+                 "RECORDS ERROR, reusing INTERFACE OTHER; '#' begins a comment. Read again for "
+                 "every poll")
       ->required();
   if (const std::optional<int> exit_code = ParseCommandLine(app, std::min(argc, 2), argv)) {
     return *exit_code;

@@ -33,9 +33,10 @@ bool TakeAddress(std::string_view text, FakeKernel::Address* address) {
   return true;
 }
 
-bool TakeSignal(std::string_view text, std::int8_t* signal) {
+template <typename Number>
+bool TakeNumber(std::string_view text, Number* number) {
   const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, *signal);
+  const auto result = std::from_chars(text.data(), end, *number);
   return result.ec == std::errc() && result.ptr == end;
 }
 
@@ -53,7 +54,7 @@ Failure TakeStation(std::string_view text, Station* station) {
   const std::string_view address = TakeWord(&text);
   if (!TakeAddress(address, &station->address)) return fmt::format("no address: \"{}\"", address);
   const std::string_view signal = TakeWord(&text);
-  if (!TakeSignal(signal, &station->signal)) return fmt::format("no signal: \"{}\"", signal);
+  if (!TakeNumber(signal, &station->signal)) return fmt::format("no signal: \"{}\"", signal);
   station->signal_average = station->signal;
   while (!text.empty()) {
     if (Failure failure = TakeMark(TakeWord(&text), station)) return failure;
@@ -61,19 +62,66 @@ Failure TakeStation(std::string_view text, Station* station) {
   return std::nullopt;
 }
 
+struct Fault {
+  std::string_view name;
+  // Whether the rest of the line is what it takes.
+  bool (*apply)(std::string_view rest, KernelFaults* faults);
+};
+constexpr Fault kFaults[] = {
+    {"silent",
+     [](std::string_view rest, KernelFaults* faults) {
+       faults->is_silent = true;
+       return rest.empty();
+     }},
+    {"interrupted",
+     [](std::string_view rest, KernelFaults* faults) {
+       faults->interrupts_dumps = true;
+       return rest.empty();
+     }},
+    {"losing",
+     [](std::string_view rest, KernelFaults* faults) {
+       faults->loses_messages = true;
+       return rest.empty();
+     }},
+    {"failing",
+     [](std::string_view rest, KernelFaults* faults) {
+       KernelFaults::FailedDump& dump = faults->failed_dump.emplace();
+       return TakeNumber(TakeWord(&rest), &dump.records) && TakeNumber(rest, &dump.error_number);
+     }},
+    {"reusing",
+     [](std::string_view rest, KernelFaults* faults) {
+       const std::string_view interface = TakeWord(&rest);
+       faults->reused_indexes.emplace(interface, rest);
+       return !rest.empty();
+     }},
+};
+
+// `text` is what stands behind the "!".
+Failure TakeFault(std::string_view text, KernelFaults* faults) {
+  text = TrimBlanks(text);
+  const std::string_view name = TakeWord(&text);
+  for (const Fault& fault : kFaults) {
+    if (fault.name == name && fault.apply(text, faults)) return std::nullopt;
+  }
+  return fmt::format("no fault is written \"{} {}\"", name, text);
+}
+
+Failure TakeInterface(std::string_view line, StationTable* table) {
+  std::vector<Station>& stations = (*table)[std::string(TakeWord(&line))];
+  return line.empty() ? Failure() : TakeStation(line, &stations.emplace_back());
+}
+
 }  // namespace
 
-Failure ParseStationsFile(std::string_view text, StationTable* table) {
+Failure ParseStationsFile(std::string_view text, StationsFile* file) {
   int number = 0;
   for (const std::string_view untrimmed : SplitLines(text)) {
     ++number;
-    std::string_view line = TrimBlanks(untrimmed);
+    const std::string_view line = TrimBlanks(untrimmed);
     if (line.empty() || line.front() == '#') continue;
-    std::vector<Station>& stations = (*table)[std::string(TakeWord(&line))];
-    if (line.empty()) continue;
-    if (const Failure failure = TakeStation(line, &stations.emplace_back())) {
-      return fmt::format("line {}: {}", number, *failure);
-    }
+    const Failure failure = line.front() == '!' ? TakeFault(line.substr(1), &file->faults)
+                                                : TakeInterface(line, &file->stations);
+    if (failure) return fmt::format("line {}: {}", number, *failure);
   }
   return std::nullopt;
 }

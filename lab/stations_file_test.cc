@@ -10,15 +10,17 @@ namespace {
 
 using platform::FakeKernel;
 
-StationTable Parse(std::string_view text) {
-  StationTable table;
-  EXPECT_EQ(ParseStationsFile(text, &table), std::nullopt);
-  return table;
+StationsFile ParseFile(std::string_view text) {
+  StationsFile file;
+  EXPECT_EQ(ParseStationsFile(text, &file), std::nullopt);
+  return file;
 }
 
+StationTable Parse(std::string_view text) { return ParseFile(text).stations; }
+
 std::string FailureOf(std::string_view text) {
-  StationTable table;
-  return ParseStationsFile(text, &table).value_or("none");
+  StationsFile file;
+  return ParseStationsFile(text, &file).value_or("none");
 }
 
 TEST(StationsFileTest, StationsKeepTheirOrder) {
@@ -52,6 +54,17 @@ TEST(StationsFileTest, Marks) {
   EXPECT_FALSE(stations[2].has_rx_rate);
 }
 
+TEST(StationsFileTest, Faults) {
+  EXPECT_EQ(ParseFile("a\n").faults, KernelFaults());
+  const StationsFile file = ParseFile("!silent\n! interrupted\n ! losing\na\n! failing 2 19\n");
+  EXPECT_TRUE(file.faults.is_silent);
+  EXPECT_TRUE(file.faults.interrupts_dumps);
+  EXPECT_TRUE(file.faults.loses_messages);
+  EXPECT_EQ(file.faults.failed_dump, (KernelFaults::FailedDump{2, 19}));
+  EXPECT_EQ(file.stations.size(), 1U);
+  EXPECT_EQ(ParseFile("! reusing a  b").faults.reused_indexes.at("a"), "b");
+}
+
 TEST(StationsFileTest, BadLinesAreToldWithTheirNumber) {
   EXPECT_EQ(FailureOf("a\na 02:00:00:00:00 -50"), "line 2: no address: \"02:00:00:00:00\"");
   EXPECT_EQ(FailureOf("a 02:00:00:00:00:0g -50"), "line 1: no address: \"02:00:00:00:00:0g\"");
@@ -59,6 +72,10 @@ TEST(StationsFileTest, BadLinesAreToldWithTheirNumber) {
   EXPECT_EQ(FailureOf("a 02:00:00:00:00:01 -129"), "line 1: no signal: \"-129\"");
   EXPECT_EQ(FailureOf("a 02:00:00:00:00:01 -50dBm"), "line 1: no signal: \"-50dBm\"");
   EXPECT_EQ(FailureOf("a 02:00:00:00:00:01 -50 weak"), "line 1: no mark is called \"weak\"");
+  EXPECT_EQ(FailureOf("! loud"), "line 1: no fault is written \"loud \"");
+  EXPECT_EQ(FailureOf("! silent 1"), "line 1: no fault is written \"silent 1\"");
+  EXPECT_EQ(FailureOf("! failing 1"), "line 1: no fault is written \"failing 1\"");
+  EXPECT_EQ(FailureOf("! reusing a"), "line 1: no fault is written \"reusing a\"");
 }
 
 }  // namespace
