@@ -6,15 +6,13 @@
 
 #include <chrono>
 #include <cstddef>
-#include <filesystem>
-#include <memory>
 #include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "lab/temporary_directory.h"
 #include "tests/access_point.h"
+#include "tests/played_kernel.h"
 
 namespace orvane::ap {
 namespace {
@@ -35,57 +33,8 @@ constexpr char kWeakAt2400[] = "wlan-2400mhz 02:00:00:00:00:01 -82";
 // Two polls and some.
 constexpr milliseconds kSomePolls(2500);
 
-class SteeringTest : public AccessPoint {
+class SteeringTest : public PlayedKernel {
  protected:
-  using Stations = std::vector<std::string>;
-
-  // What the kernel knows from the next poll on; both interfaces are there. In one step, so that a
-  // file half written is never read.
-  void SetStations(Stations lines) {
-    lines.insert(lines.end(), {"wlan-2400mhz", "wlan-5000mhz"});
-    SetKernel(lines);
-  }
-  void SetKernel(const Stations& lines) {
-    std::string text;
-    for (const std::string& line : lines) text += line + "\n";
-    lab::WriteFile(directory() / "stations.new", text);
-    std::filesystem::rename(directory() / "stations.new", directory() / "stations");
-  }
-
-  // A bus, hostapd on both interfaces and the daemon, which polls every second and steers after
-  // two; whether it steers at all is for `arguments` to say.
-  void Start(const Arguments& arguments = {"--enable_client_steering"}) {
-    StartBus();
-    Launch(arguments);
-    EXPECT_EQ(NextNotice(), "READY=1");
-    wlan2400_->Attach();
-    wlan5000_->Attach();
-  }
-
-  // Without the bus, and without waiting.
-  void Launch(const Arguments& arguments) {
-    wlan2400_ = std::make_unique<Hostapd>(kWlan2400);
-    wlan5000_ = std::make_unique<Hostapd>(kWlan5000);
-    set_daemon_command({DAEMON_ON_FAKE_KERNEL_PATH, directory() / "stations"});
-    Arguments all = {"--v=1", "--client_steering_interval=2", "--client_steering_poll_interval=1"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    LaunchDaemon(all);
-  }
-
-  // The texts of the lines so far that contain `part`.
-  std::vector<std::string> LogTextsWith(std::string_view part) {
-    std::vector<std::string> texts;
-    for (const LogLine& line : Log()) {
-      if (line.text.find(part) != std::string::npos) texts.push_back(line.text);
-    }
-    return texts;
-  }
-
-  // Waits for the `count`-th line that contains `part`.
-  void ExpectLoggedWith(std::string_view part, std::size_t count = 1) {
-    EXPECT_TRUE(WaitUntil([&] { return LogTextsWith(part).size() >= count; })) << part;
-  }
-
   // How long ago the last steer was, in seconds, in each poll of a station so far.
   std::vector<double> TimesSinceLastSteer(const std::string& mac) {
     constexpr std::string_view kKey = " time since last steer ";
@@ -104,9 +53,6 @@ class SteeringTest : public AccessPoint {
       return !times.empty() && times.back() > seconds;
     }));
   }
-
-  std::unique_ptr<Hostapd> wlan2400_;
-  std::unique_ptr<Hostapd> wlan5000_;
 };
 
 TEST_F(SteeringTest, WeakStationIsSteeredInTheFirstPollAfterTheInterval) {
@@ -235,9 +181,7 @@ class SteeringFlagsTest : public SteeringTest {
     StartBus();
     StartFlags(flags);
     Launch(arguments);
-    EXPECT_EQ(NextNotice(), "READY=1");
-    wlan2400_->Attach();
-    wlan5000_->Attach();
+    ExpectReady();
   }
 };
 

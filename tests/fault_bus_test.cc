@@ -1,0 +1,153 @@
+// The bus and the services on it at their worst.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <systemd/sd-bus.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <iostream>
+#include <string>
+#include <thread>
+
+#include "platform/testing/test_peer.h"
+#include "tests/access_point.h"
+
+namespace orvane::ap {
+namespace {
+
+using platform::bus::TestPeer;
+using std::chrono::milliseconds;
+using ::testing::IsEmpty;
+
+constexpr char kFlagsName[] = "org.velmora.ap.Flags";
+constexpr char kEventsOff[] = "Set connection_event_upload to 0";
+constexpr char kEvent[] = "<3>AP-STA-AUTH nobody";
+
+class BusFault : public AccessPoint {
+ protected:
+  void StopBus() { kill(bus().pid(), SIGSTOP); }
+  void ContinueBus() { kill(bus().pid(), SIGCONT); }
+};
+
+TEST_F(BusFault, RestartedBusTakesARestartOfTheDaemon) {
+  StartAll();
+  wlan5000().Send(kEvent);
+  Settle(wlan5000());
+  bus().Kill();
+  ExpectExit(69);
+  wlan2400().ExpectCommand("DETACH");
+  wlan5000().ExpectCommand("DETACH");
+  EXPECT_EQ(NextNotice(), "STOPPING=1");
+  EXPECT_THAT(LogTexts("ERROR"), ::testing::ElementsAre("Lost the connection to the system bus"));
+  // The service manager's attempts, as long as there is none.
+  LaunchDaemon();
+  ExpectExit(69);
+  bus().Start();
+  StartRecorder();
+  StartDaemon({"--connection_event_upload_period=1"});
+  wlan5000().Attach();
+  wlan5000().Send(kEvent);
+  // What was in the batch is lost, and nothing else.
+  EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
+  EXPECT_EQ(RecordCount(), 1U);
+}
+
+TEST_F(BusFault, SlowBusHoldsARecordAndLosesNothing) {
+  StartAll();
+  StopBus();
+  wlan5000().Send(kEvent);
+  // Whatever asks nothing of the bus goes on.
+  Settle(wlan5000());
+  std::this_thread::sleep_for(milliseconds(1500));
+  wlan5000().Send("<3>WHILE-IT-WAITS");
+  std::this_thread::sleep_for(milliseconds(500));
+  EXPECT_EQ(LogCount("INFO", "Received unknown event: WHILE-IT-WAITS"), 0U);
+  EXPECT_EQ(RecordCount(), 0U);
+  ContinueBus();
+  EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
+  ExpectLogged("INFO", "Received unknown event: WHILE-IT-WAITS");
+  for (const std::string& text : LogTexts("WARNING")) {
+    EXPECT_EQ(text.find("Error recording"), std::string::npos) << text;
+  }
+}
+
+TEST_F(BusFault, SlowBusDelaysTheStart) {
+  StartBus();
+  StopBus();
+  LaunchDaemon();
+  EXPECT_EQ(NextNotice(milliseconds(1000)), "");
+  ContinueBus();
+  EXPECT_EQ(NextNotice(), "READY=1");
+  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  ExpectQuickExit(SIGTERM);
+}
+
+class FlagsServiceFault : public AccessPoint {};
+
+// Answers as long as something comes in.
+void Serve(TestPeer& peer) {
+  while (sd_bus_process(peer.bus(), nullptr) > 0) {
+  }
+}
+
+// The name comes and goes a thousand times. Each time it is asked for its flags, and each answer
+// that does not come is a line.
+TEST_F(FlagsServiceFault, FlapsAThousandTimes) {
+  constexpr int kTimes = 1000;
+  StartAll();
+  TestPeer service;
+  service.HandleCalls([&](sd_bus_message* call) {
+    service.ReplyError(call, "org.velmora.Error.Test", "Not yet");
+    return true;
+  });
+  const std::size_t descriptors = DescriptorCount();
+  const std::size_t warnings = LogTexts("WARNING").size();
+  for (int i = 0; i < kTimes; ++i) {
+    service.RequestName(kFlagsName);
+    Serve(service);
+    service.ReleaseName(kFlagsName);
+    Serve(service);
+  }
+  // The one that stays is read.
+  StartFlags({{"connectionEventsUpload", "0"}});
+  ExpectLogged("INFO", kEventsOff);
+  const std::size_t lines = LogTexts("WARNING").size() - warnings;
+  std::cout << lines << " lines of warning\n";
+  EXPECT_LE(lines, static_cast<std::size_t>(kTimes));
+  EXPECT_EQ(DescriptorCount(), descriptors);
+  Settle(wlan5000());
+}
+
+TEST_F(FlagsServiceFault, MapOfTenThousandKeys) {
+  FlagMap flags = {{"connectionEventsUpload", "0"}};
+  for (int i = 0; i < 10'000; ++i) flags[fmt::format("connectionEvents{:05}", i)] = "1";
+  StartBus();
+  WriteSalt(kSalt);
+  StartFlags(flags);
+  StartDaemon();
+  ExpectLogged("INFO", kEventsOff);
+  flags["connectionEventsUpload"] = "1";
+  SetFlags(flags);
+  ExpectLogged("INFO", "Set connection_event_upload to 1");
+  EXPECT_THAT(LogTexts("WARNING"), IsEmpty());
+}
+
+TEST_F(FlagsServiceFault, ValueOfAMegabyte) {
+  StartBus();
+  WriteSalt(kSalt);
+  StartFlags(
+      {{"connectionEventsNote", std::string(1 << 20, '7')}, {"connectionEventsUpload", "0"}});
+  StartDaemon();
+  ExpectLogged("INFO", kEventsOff);
+  EXPECT_THAT(LogTexts("WARNING"), IsEmpty());
+  // Where a number belongs, that is none.
+  SetFlags({{"connectionEventsUpload", std::string(1 << 20, '7')}});
+  ExpectAbort("Uncaught exception: stoi");
+}
+
+}  // namespace
+}  // namespace orvane::ap

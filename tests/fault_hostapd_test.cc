@@ -1,0 +1,287 @@
+// hostapd at its worst: what is lost, what is logged, and what becomes of the daemon.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "lab/child_process.h"
+#include "lab/control_socket.h"
+#include "tests/access_point.h"
+#include "tests/played_kernel.h"
+#include "tests/records.h"
+
+namespace orvane::ap {
+namespace {
+
+using SendResult = lab::ControlSocket::SendResult;
+using lab::ChildProcess;
+using std::chrono::milliseconds;
+using ::testing::IsEmpty;
+
+class HostapdFault : public AccessPoint {};
+
+TEST_F(HostapdFault, BytesThatAreNoTextReachNoRecord) {
+  StartAll();
+  const std::string odd("\xff\xc0\x80\0\xed\xa0\x80", 7);  // no UTF-8, with a zero byte in it
+  wlan5000().Send("<3>AP-STA-AUTH " + odd + " timestamp:1");
+  wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:2 client_mac:" + odd +
+                  " event_reason:" + odd + " " + odd + ":1 steering_reason:" + odd);
+  wlan5000().Send("<3>" + odd);
+  wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:3");
+  const std::string shmac = Identifier(kSalt, "001a2b3c4d5e");
+  EXPECT_THAT(
+      WaitForRecord(1).event,
+      EqualsProto(EventOf(fmt::format(
+          "interface: WLAN_5000MHZ client_event_info {{ event_type: AUTHENTICATE "
+          "event_time_in_milliseconds: 1 }} client_event_info {{ client_shmac: \"{0}\" event_type: "
+          "AUTHENTICATE event_time_in_milliseconds: 2 event_reason: UNKNOWN_CLIENT_EVENT_REASON "
+          "steering_reason: UNKNOWN_STEERING_REASON }} client_event_info {{ client_shmac: \"{0}\" "
+          "event_type: AUTHENTICATE event_time_in_milliseconds: 3 }}",
+          shmac))));
+  EXPECT_EQ(LogCount("INFO", "Received unknown event: " + odd), 1U);
+  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+}
+
+TEST_F(HostapdFault, DatagramsOfNothing) {
+  StartAll();
+  const std::size_t lines = Log().size();
+  for (int i = 0; i < 1000; ++i) wlan5000().Send("");
+  Settle(wlan5000());
+  EXPECT_EQ(Log().size(), lines + 1);  // the one that Settle has asked for
+}
+
+// What is longer than 64 KiB is taken to end there.
+TEST_F(HostapdFault, DatagramOver64KiBIsCut) {
+  constexpr std::size_t kLargest = 65536;
+  StartAll();
+  wlan5000().Send("<3>" + std::string(100'000, 'x'));
+  ExpectLogged("INFO", "Received unknown event: " + std::string(kLargest - 3, 'x'));
+  Settle(wlan5000());
+}
+
+TEST_F(HostapdFault, AnswersNobodyAskedFor) {
+  StartAll();
+  const std::size_t lines = Log().size();
+  for (int i = 0; i < 100; ++i) {
+    for (const char* answer : {"OK\n", "FAIL\n", "UNKNOWN COMMAND\n", "PONG\n", "OK"}) {
+      wlan5000().Send(answer);
+    }
+  }
+  Settle(wlan5000());
+  EXPECT_EQ(Log().size(), lines + 1);
+  wlan5000().ExpectSilence(milliseconds(1600));
+  wlan5000().Send("<3>AP-STA-AUTH nobody");
+  EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
+}
+
+// The daemon's end is connected to hostapd, and takes nothing from anybody else.
+TEST_F(HostapdFault, StrangersAreNotHeard) {
+  StartAll();
+  const std::string name = wlan5000().SenderName();
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  name.copy(address.sun_path, sizeof(address.sun_path) - 1);
+  address.sun_path[0] = '\0';
+  const platform::ScopedFd stranger(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  constexpr std::string_view kText = "<3>STRANGE";
+  EXPECT_LT(sendto(stranger.get(), kText.data(), kText.size(), 0,
+                   reinterpret_cast<const sockaddr*>(&address), sizeof(address)),
+            0);
+  EXPECT_EQ(errno, EPERM);
+  Settle(wlan5000());
+  EXPECT_EQ(LogCount("INFO", "Received unknown event: STRANGE"), 0U);
+}
+
+// One that hangs in its start and is replaced before a second is over: the daemon sees the new
+// socket while it still waits for the old one's answer. It ends, and starts afresh.
+TEST_F(HostapdFault, ReplacedBeforeItHasAnsweredEndsTheDaemon) {
+  StartBus();
+  std::optional<Hostapd> hostapd(kWlan2400);
+  StartDaemon();
+  hostapd->ExpectCommand("ATTACH");
+  // So that it hears of both, the end and the beginning, at once.
+  daemon().Signal(SIGSTOP);
+  hostapd.reset();
+  hostapd.emplace(kWlan2400);
+  daemon().Signal(SIGCONT);
+  ExpectAbort("Check failed: kInvalidSocket == hostapd_socket_");
+  StartDaemon();
+  hostapd->Attach();
+  Settle(*hostapd);
+}
+
+// So many lines of a length find room, and then hostapd waits. It goes by the memory that the
+// kernel takes for each line, and by what the kernel lets a sender have on its way;
+// net.unix.max_dgram_qlen doesn't count, since the daemon's end is connected to the one that sends.
+TEST_F(HostapdFault, DaemonThatIsHeldFillsItsQueueAndLosesNothing) {
+  constexpr std::size_t kSmallestDatagram = 512;
+  constexpr std::size_t kLargestDatagram = 2048;
+  const std::size_t memory =
+      std::stoul(platform::ReadFileToString("/proc/sys/net/core/wmem_default").value_or(""));
+  StartAll();
+  for (const std::size_t length : {100UL, 192UL, 225UL}) {
+    const std::string name = fmt::format("HELD-{}-", length);
+    std::string line = "<3>" + name;
+    line += std::string(length - line.size(), 'x');
+    daemon().Signal(SIGSTOP);
+    std::size_t count = 0;
+    while (wlan5000().TrySend(line) == SendResult::kSent) ++count;
+    daemon().Signal(SIGCONT);
+    std::cout << length << " bytes: " << count << " lines\n";
+    RecordProperty(name, std::to_string(count));
+    EXPECT_LE(count, memory / kSmallestDatagram);
+    EXPECT_GE(count, memory / kLargestDatagram);
+    Settle(wlan5000());
+    EXPECT_EQ(LogCount("INFO", "Received unknown event: " + line.substr(3)), count);
+  }
+}
+
+class RealHostapdFault : public AccessPoint {
+ protected:
+  static constexpr char kPath[] = "/usr/sbin:/usr/bin:/sbin:/bin";
+
+  void StartHostapd() {
+    const platform::FilePath config = directory() / "hostapd.conf";
+    lab::WriteFile(config, fmt::format("interface={}\ndriver=none\nctrl_interface={}\n", kWlan5000,
+                                       kControlDirectory));
+    std::string error;
+    hostapd_ = ChildProcess::Start({"hostapd", "-d", config}, {{"PATH", kPath}}, &error);
+    ASSERT_NE(hostapd_, nullptr) << error;
+    ASSERT_TRUE(hostapd_->out().WaitForLine("AP-ENABLED", kPatience)) << hostapd_->out().Text();
+  }
+
+  void StopHostapd() {
+    hostapd_->Signal(SIGTERM);
+    ASSERT_TRUE(hostapd_->WaitForExit(kPatience).has_value());
+  }
+
+  bool IsAttached(milliseconds timeout = kPatience) {
+    return hostapd_->out().WaitForLine("CTRL_IFACE monitor attached", timeout).has_value();
+  }
+
+  std::unique_ptr<ChildProcess> hostapd_;
+};
+
+// The directory goes with the last socket, and the watch with the directory. What comes in its
+// place is not the same one.
+TEST_F(RealHostapdFault, TakesTheControlDirectoryWithItAndIsNotHeardAgain) {
+  StartBus();
+  StartHostapd();
+  StartDaemon();
+  EXPECT_TRUE(IsAttached());
+  StopHostapd();
+  EXPECT_FALSE(platform::PathExists(kControlDirectory));
+  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  const std::size_t lines = Log().size();
+  StartHostapd();
+  EXPECT_FALSE(IsAttached(milliseconds(1500)));
+  EXPECT_EQ(Log().size(), lines);
+  ExpectQuickExit(SIGTERM);
+  EXPECT_EQ(NextNotice(), "STOPPING=1");
+  // That is what a restart of the daemon is for.
+  StartDaemon();
+  EXPECT_TRUE(IsAttached());
+}
+
+// As the package keeps it.
+TEST_F(RealHostapdFault, ControlDirectoryWithAFileInItStaysAndHostapdIsHeardAgain) {
+  StartBus();
+  std::filesystem::create_directories(kControlDirectory);
+  lab::WriteFile(platform::FilePath(kControlDirectory) / ".kept-by-ap-wavelark", "");
+  StartHostapd();
+  StartDaemon();
+  EXPECT_TRUE(IsAttached());
+  for (int i = 0; i < 3; ++i) {
+    StopHostapd();
+    StartHostapd();
+    EXPECT_TRUE(IsAttached());
+  }
+}
+
+// It serves nobody until the daemon reads again; then all that it had to tell comes in.
+TEST_F(RealHostapdFault, WaitsForADaemonThatDoesNotRead) {
+  StartBus();
+  StartHostapd();
+  StartDaemon({"--v=1"});
+  EXPECT_TRUE(IsAttached());
+  lab::ControlSocket client(directory() / "client");
+  ASSERT_EQ(client.Open(), std::nullopt);
+  lab::PeerAddress hostapd;
+  hostapd.address.sun_family = AF_UNIX;
+  ControlSocketPath(kWlan5000).native().copy(hostapd.address.sun_path,
+                                             sizeof(hostapd.address.sun_path) - 1);
+  hostapd.length = sizeof(hostapd.address);
+  // Whether it has taken a new station, of which it tells the daemon in a line.
+  const auto takes_station = [&](int number) {
+    const std::string command =
+        fmt::format("NEW_STA 02:00:00:00:{:02x}:{:02x}", number / 256, number % 256);
+    EXPECT_EQ(client.Send(hostapd, command), lab::ControlSocket::SendResult::kSent);
+    pollfd answer = {.fd = client.fd(), .events = POLLIN, .revents = 0};
+    return poll(&answer, 1, 1000) == 1 && client.Receive().has_value();
+  };
+  daemon().Signal(SIGSTOP);
+  int count = 0;
+  while (count < 1000 && takes_station(count)) ++count;
+  std::cout << "hostapd waits after " << count << " lines\n";
+  RecordProperty("lines", std::to_string(count));
+  EXPECT_LT(count, 1000);
+  daemon().Signal(SIGCONT);
+  // The one in which it waited, too.
+  const std::size_t expected = static_cast<std::size_t>(count) + 1;
+  EXPECT_TRUE(WaitUntil([&] { return daemon().err().Count("Callback: 1 mac: ") >= expected; }));
+  pollfd answer = {.fd = client.fd(), .events = POLLIN, .revents = 0};
+  EXPECT_EQ(poll(&answer, 1, 5000), 1);
+}
+
+class EventsAmidAllElseFault : public PlayedKernel {};
+
+// Events on both interfaces at full speed, while clients are steered, flags change, the recorder is
+// slow, and a third hostapd comes and goes.
+TEST_F(EventsAmidAllElseFault, AreAllRecordedAndAllElseGoesOn) {
+  constexpr int kEvents = kIsSanitized ? 2'000 : 20'000;
+  StartBus();
+  StartRecorder({"--delay", "0.2"});
+  StartFlags({{"connectionEventsUpload", "1"}});
+  WriteSalt(kSalt);
+  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -82"});
+  set_daemon_command({DAEMON_ON_FAKE_KERNEL_PATH, directory() / "stations"});
+  std::string error;
+  const auto hostapd =
+      ChildProcess::Start({HOSTAPD_STANDIN_PATH, "--count", std::to_string(kEvents)}, {}, &error);
+  ASSERT_NE(hostapd, nullptr) << error;
+  ASSERT_TRUE(hostapd->out().WaitForLine("ready", kPatience));
+  StartDaemon({"--enable_client_steering", "--client_steering_interval=1",
+               "--client_steering_poll_interval=0", "--connection_event_upload_period=1"});
+  std::size_t changes = 0;
+  int left = 2 * kEvents;
+  for (std::size_t number = 1; left > 0; ++number) {
+    SetFlags({{"connectionEventsUpload", "1"}, {"change", std::to_string(++changes)}});
+    const Hostapd guest("guest-2400mhz");
+    const Record record = WaitForRecord(number);
+    ASSERT_GT(record.event.client_event_info_size(), 0);
+    left -= record.event.client_event_info_size();
+  }
+  EXPECT_EQ(left, 0);
+  EXPECT_GE(changes, 2U);
+  ExpectLogged("INFO", "Set connection_event_upload to 1", 2);
+  EXPECT_TRUE(hostapd->out().WaitForLine("wlan-2400mhz DISASSOCIATE 02:00:00:00:00:01 reason=5",
+                                         kPatience));
+  EXPECT_THAT(LogTexts("WARNING"), IsEmpty());
+  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  ExpectQuickExit(SIGTERM);
+}
+
+}  // namespace
+}  // namespace orvane::ap

@@ -1,0 +1,141 @@
+// A kernel that answers badly, late or not at all: what steering makes of it.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/access_point.h"
+#include "tests/played_kernel.h"
+
+namespace orvane::ap {
+namespace {
+
+using ::testing::IsEmpty;
+
+constexpr char kAt2400[] = "wlan-2400mhz 02:00:00:00:00:01 -50";
+constexpr char kAlsoAt2400[] = "wlan-2400mhz 02:00:00:00:00:02 -50";
+constexpr char kAt5000[] = "wlan-5000mhz 02:00:00:00:00:03 -50";
+constexpr char kFirst[] = "02:00:00:00:00:01 link_quality_metric 50 ";
+constexpr char kSecond[] = "02:00:00:00:00:02 link_quality_metric 50 ";
+constexpr char kThird[] = "02:00:00:00:00:03 link_quality_metric 50 ";
+
+class KernelFault : public PlayedKernel {
+ protected:
+  using Clock = std::chrono::steady_clock;
+
+  // Three stations, all of which are polled.
+  void Begin() {
+    EndFault();
+    WriteSalt(kSalt);
+    Start();
+    ExpectPolls({kThird});
+  }
+
+  void EndFault() { SetStations({kAt2400, kAlsoAt2400, kAt5000}); }
+
+  void SetFault(const std::string& fault) {
+    SetStations({kAt2400, kAlsoAt2400, kAt5000, "! " + fault});
+    begin_ = Clock::now();
+  }
+
+  // Waits until each of the stations has been polled once more.
+  void ExpectPolls(const std::vector<std::string>& stations) {
+    std::map<std::string, std::size_t> before;
+    for (const std::string& station : stations) before[station] = Polls(station);
+    for (const auto& [station, polls] : before) ExpectLoggedWith(station, polls + 1);
+  }
+
+  std::size_t Polls(const std::string& station) { return LogTextsWith(station).size(); }
+
+  // It is there again and again, but not more often than once in each poll of an interface.
+  void ExpectWarnings(const std::string& text, std::size_t count) {
+    ExpectLogged("WARNING", text, count);
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(Clock::now() - begin_).count();
+    EXPECT_LE(LogCount("WARNING", text), 2 * static_cast<std::size_t>(seconds + 1));
+  }
+
+  // It has been there all the time, and does all it did.
+  void ExpectAllAsBefore() {
+    EndFault();
+    ExpectPolls({kFirst, kSecond, kThird});
+    Settle(*wlan2400_);
+    EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+    ExpectQuickExit(SIGTERM);
+  }
+
+ private:
+  Clock::time_point begin_;
+};
+
+// What it tells counts all the same.
+TEST_F(KernelFault, DumpIsInterrupted) {
+  Begin();
+  SetFault("interrupted");
+  ExpectLoggedWith("A netlink dump was interrupted by a change and may be inconsistent");
+  ExpectPolls({kFirst, kSecond, kThird});
+  ExpectAllAsBefore();
+}
+
+TEST_F(KernelFault, DumpIsRefused) {
+  Begin();
+  SetFault("failing 0 16");
+  ExpectWarnings("Netlink error 16: Device or resource busy (16)", 4);
+  ExpectAllAsBefore();
+}
+
+// What came before counts.
+TEST_F(KernelFault, InterfaceGoesInMidDump) {
+  Begin();
+  SetFault("failing 1 19");
+  ExpectWarnings("Netlink error 19: No such device (19)", 1);
+  const std::size_t polls = Polls(kSecond);
+  ExpectPolls({kFirst, kThird});
+  EXPECT_LE(Polls(kSecond), polls);
+  ExpectAllAsBefore();
+}
+
+TEST_F(KernelFault, MessagesAreLost) {
+  Begin();
+  SetFault("losing");
+  ExpectWarnings("Netlink messages are lost: No buffer space available (105)", 2);
+  ExpectPolls({kFirst});
+  ExpectAllAsBefore();
+}
+
+// Each request ends after five seconds; all else goes on meanwhile.
+TEST_F(KernelFault, Silence) {
+  Begin();
+  SetFault("silent");
+  ExpectWarnings("Netlink error 2: Netlink response timeout", 1);
+  Settle(*wlan5000_);
+  ExpectAllAsBefore();
+}
+
+// For the poll in which it happens, the stations of one interface pass for those of the other. They
+// have just come there, and so are left alone.
+TEST_F(KernelFault, IndexIsReused) {
+  Begin();
+  SetFault("reusing wlan-2400mhz wlan-5000mhz");
+  const std::size_t polls = Polls(kFirst);
+  std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+  EXPECT_LE(Polls(kFirst), polls + 1);
+  EXPECT_THAT(LogTextsWith(" Steer Client "), IsEmpty());
+  ExpectAllAsBefore();
+}
+
+TEST_F(KernelFault, InterfaceGoesAndComesBack) {
+  Begin();
+  SetFault("reusing wlan-2400mhz nobody");
+  ExpectWarnings("Unable to get stations on interface: wlan-2400mhz", 2);
+  ExpectAllAsBefore();
+}
+
+}  // namespace
+}  // namespace orvane::ap

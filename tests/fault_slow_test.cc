@@ -1,0 +1,137 @@
+// Faults that take as long as they take: the bus's time-out, and a minute. Skipped unless
+// WAVELARK_SLOW_TESTS is in the environment; script/test --slow puts it there.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+
+#include <chrono>
+#include <cstddef>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "lab/child_process.h"
+#include "lab/control_socket.h"
+#include "tests/access_point.h"
+#include "tests/played_kernel.h"
+
+namespace orvane::ap {
+namespace {
+
+using SendResult = lab::ControlSocket::SendResult;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr char kEvent[] = "<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e";
+// The bus library's own time-out, and what comes on top of it on a busy machine.
+constexpr seconds kBusTimeout(25);
+constexpr seconds kBusPatience(40);
+// As long as those that are common in the field.
+const std::string kLongEvent = std::string(kEvent) + " x:" + std::string(225 - 35, 'x');
+
+class SlowFault : public PlayedKernel {
+ protected:
+  void SetUp() override {
+    if (getenv("WAVELARK_SLOW_TESTS") == nullptr) GTEST_SKIP() << "slow: script/test --slow";
+  }
+
+  bool IsFailureLogged(std::size_t count) {
+    return WaitUntil(
+        [&] { return daemon().err().Count("Error recording offline data: ") >= count; },
+        kBusPatience);
+  }
+};
+
+// The call takes as long as the bus gives it, and the batch is lost. What hostapd says meanwhile
+// waits in the queue, which takes so much and no more; none of that is lost.
+TEST_F(SlowFault, RecorderHangsForTheTimeOutOfTheBus) {
+  StartAll();
+  recorder().Signal(SIGSTOP);
+  wlan5000().Send(kEvent);
+  Settle(wlan5000());
+  // The call begins a second after the event.
+  std::this_thread::sleep_for(seconds(2));
+  const auto begin = std::chrono::steady_clock::now();
+  int queued = 0;
+  while (wlan5000().TrySend(kLongEvent) == SendResult::kSent) ++queued;
+  EXPECT_TRUE(IsFailureLogged(1));
+  const auto held = std::chrono::steady_clock::now() - begin;
+  EXPECT_GE(held, kBusTimeout - seconds(3));
+  EXPECT_LE(held, kBusTimeout + seconds(3));
+  recorder().Signal(SIGCONT);
+  std::cout << kLongEvent.size() << " bytes: " << queued << " events in " << kBusTimeout.count()
+            << " s, " << queued / static_cast<double>(kBusTimeout.count()) << " a second\n";
+  RecordProperty("queued", std::to_string(queued));
+  EXPECT_GT(queued, 0);
+  // The first record is the one that was given up: it is on its way since, and comes late.
+  EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
+  EXPECT_EQ(WaitForRecord(2).event.client_event_info_size(), queued);
+  EXPECT_EQ(LogTexts("ERROR").size(), 0U);
+  ExpectQuickExit(SIGTERM);
+}
+
+TEST_F(SlowFault, RecorderRepliesAfterTheTimeOutOfTheBus) {
+  StartBus();
+  StartRecorder({"--delay", "27"});
+  WriteSalt(kSalt);
+  Hostapd wlan5000(kWlan5000);
+  StartDaemon({"--connection_event_upload_period=1"});
+  wlan5000.Attach();
+  wlan5000.Send(kEvent);
+  EXPECT_TRUE(IsFailureLogged(1));
+  // The reply that comes then answers nothing.
+  std::this_thread::sleep_for(seconds(4));
+  Settle(wlan5000);
+  EXPECT_EQ(daemon().err().Count("Error recording offline data: "), 1U);
+  EXPECT_EQ(RecordCount(), 1U);
+  EXPECT_EQ(LogTexts("ERROR").size(), 0U);
+  ExpectQuickExit(SIGTERM);
+}
+
+TEST_F(SlowFault, BusHangsForItsTimeOut) {
+  StartAll();
+  wlan5000().Send(kEvent);
+  Settle(wlan5000());
+  kill(bus().pid(), SIGSTOP);
+  EXPECT_TRUE(IsFailureLogged(1));
+  kill(bus().pid(), SIGCONT);
+  Settle(wlan5000());
+  wlan5000().Send(kEvent);
+  EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
+  EXPECT_EQ(WaitForRecord(2).event.client_event_info_size(), 1);
+  ExpectQuickExit(SIGTERM);
+}
+
+TEST_F(SlowFault, StoppedForAMinute) {
+  constexpr char kPoll[] = "02:00:00:00:00:01 link_quality_metric 50 ";
+  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50"});
+  StartBus();
+  StartRecorder();
+  WriteSalt(kSalt);
+  Launch({"--enable_client_steering", "--connection_event_upload_period=1"});
+  ExpectReady();
+  wlan5000_->Send(kEvent);
+  ExpectLoggedWith(kPoll);
+  const std::size_t polls = LogTextsWith(kPoll).size();
+  daemon().Signal(SIGSTOP);
+  int events = 1;
+  while (wlan5000_->TrySend(kEvent) == SendResult::kSent) ++events;
+  std::this_thread::sleep_for(seconds(60));
+  daemon().Signal(SIGCONT);
+  for (std::size_t number = 1; events > 0; ++number) {
+    const int more = WaitForRecord(number).event.client_event_info_size();
+    ASSERT_GT(more, 0);
+    events -= more;
+  }
+  EXPECT_EQ(events, 0);
+  ExpectLoggedWith(kPoll, polls + 1);
+  EXPECT_LE(LogTextsWith(kPoll).size(), polls + 5);
+  ExpectQuickExit(SIGTERM);
+}
+
+}  // namespace
+}  // namespace orvane::ap

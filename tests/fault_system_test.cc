@@ -1,0 +1,301 @@
+// A system that is at its limits, or loses its log: what is lost, and what becomes of the daemon.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "lab/child_process.h"
+#include "lab/control_socket.h"
+#include "tests/access_point.h"
+#include "tests/played_kernel.h"
+#include "tests/records.h"
+
+namespace orvane::ap {
+namespace {
+
+using SendResult = lab::ControlSocket::SendResult;
+using lab::ChildProcess;
+using std::chrono::milliseconds;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+constexpr char kEvent[] = "<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e";
+
+class SystemFault : public AccessPoint {
+ protected:
+  // Runs the daemon by a line for the shell, in which it is "$@".
+  void RunByShell(const std::string& line) {
+    set_daemon_command({"/bin/sh", "-c", line, "sh", AP_WAVELARK_PATH});
+  }
+
+  void SetLimit(__rlimit_resource resource, rlim_t limit) {
+    rlimit limits = {};
+    ASSERT_EQ(prlimit(daemon().pid(), resource, nullptr, &limits), 0);
+    limits.rlim_cur = limit;
+    ASSERT_EQ(prlimit(daemon().pid(), resource, &limits, nullptr), 0);
+  }
+
+  // What /proc tells of a descriptor of the daemon's.
+  std::string DescriptorOf(int number) {
+    std::error_code error;
+    return std::filesystem::read_symlink(fmt::format("/proc/{}/fd/{}", daemon().pid(), number),
+                                         error);
+  }
+
+  std::int64_t AddressSpaceKilobytes() {
+    const std::string status =
+        platform::ReadFileToString(fmt::format("/proc/{}/status", daemon().pid())).value_or("");
+    constexpr std::string_view kKey = "VmSize:";
+    return std::stoll(status.substr(status.find(kKey) + kKey.size()));
+  }
+
+  // hostapd on both interfaces, recorder and bus, and the daemon without anything on standard error
+  // to read.
+  void StartUnheard() {
+    StartBus();
+    StartRecorder();
+    WriteSalt(kSalt);
+    wlan2400_.emplace(kWlan2400);
+    wlan5000_.emplace(kWlan5000);
+    StartDaemon({"--v=1", "--connection_event_upload_period=1"});
+    wlan2400_->Attach();
+    wlan5000_->Attach();
+  }
+
+  // Nothing of what is logged goes to the wrong place, and the work is done.
+  void ExpectDoesItsWork() {
+    for (int i = 0; i < 20; ++i) wlan5000_->Send("<3>NOBODY-KNOWS");
+    wlan5000_->Send(kEvent);
+    EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
+    wlan5000_->ExpectSilence(milliseconds(0));
+    wlan2400_->ExpectSilence(milliseconds(0));
+    ExpectQuickExit(SIGTERM);
+  }
+
+  std::optional<Hostapd> wlan2400_;
+  std::optional<Hostapd> wlan5000_;
+};
+
+// It goes on with what it has. A hostapd that restarts meanwhile is attached to once there are
+// descriptors again.
+TEST_F(SystemFault, DescriptorsAreExhausted) {
+  constexpr char kFailed[] = "Failed to open hostapd socket: Too many open files (24)";
+  StartBus();
+  StartRecorder();
+  WriteSalt(kSalt);
+  std::optional<Hostapd> wlan2400(kWlan2400);
+  Hostapd wlan5000(kWlan5000);
+  StartDaemon({"--connection_event_upload_period=1"});
+  wlan2400->Attach();
+  wlan5000.Attach();
+  Settle(wlan5000);
+  SetLimit(RLIMIT_NOFILE, 3);
+  wlan2400.reset();
+  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  wlan2400.emplace(kWlan2400);
+  ExpectLogged("ERROR", kFailed);
+  const std::size_t before = LogCount("ERROR", kFailed);
+  wlan5000.Send(kEvent);
+  EXPECT_EQ(WaitForRecord(1).event.client_event_info(0).client_shmac(),
+            Identifier(kSalt, "001a2b3c4d5e"));
+  std::this_thread::sleep_for(milliseconds(2000));
+  // One attempt in half a second.
+  EXPECT_LE(LogCount("ERROR", kFailed) - before, 8U);
+  SetLimit(RLIMIT_NOFILE, 1024);
+  wlan2400->Attach();
+  Settle(*wlan2400);
+  ExpectQuickExit(SIGTERM);
+}
+
+// With whatever number it may open: it runs, or says why not and ends.
+TEST_F(SystemFault, DescriptorsAreExhaustedAtTheStart) {
+  if (kIsSanitized) GTEST_SKIP() << "a sanitized program takes descriptors of its own";
+  // Without flags to read there is a line once the loop runs.
+  constexpr char kRunning[] = "Failed to read the properties ";
+  constexpr int kFewest = 5;
+  constexpr int kMost = 20;
+  StartBus();
+  std::filesystem::create_directories(kControlDirectory);
+  int ended = 0;
+  for (int limit = kFewest; limit <= kMost; ++limit) {
+    RunByShell(fmt::format("ulimit -n {} && exec \"$@\"", limit));
+    LaunchDaemon();
+    std::optional<lab::ExitStatus> status;
+    EXPECT_TRUE(WaitUntil([&] {
+      status = daemon().WaitForExit(milliseconds(0));
+      return status.has_value() || daemon().err().Count(kRunning) > 0;
+    })) << limit;
+    if (!status.has_value()) {
+      ExpectQuickExit(SIGTERM);
+      // Nobody waits to tell it.
+      while (!NextNotice(milliseconds(0)).empty()) {
+      }
+      continue;
+    }
+    ++ended;
+    EXPECT_TRUE(status->code == 69 || status->signal == SIGABRT) << limit;
+    const std::vector<LogLine> log = Log();
+    ASSERT_FALSE(log.empty()) << limit;
+    const std::string& severity = log.back().severity;
+    EXPECT_TRUE(severity == "ERROR" || severity == "FATAL") << limit << ": " << log.back();
+    std::cout << limit << ": " << log.back() << "\n";
+  }
+  EXPECT_GE(ended, 1);
+  EXPECT_LE(ended, kMost - kFewest - 5);
+}
+
+TEST_F(SystemFault, MemoryIsExhausted) {
+  if (kIsSanitized) GTEST_SKIP() << "a sanitized program needs all of the address space";
+  StartBus();
+  std::filesystem::create_directories(kControlDirectory);
+  WriteSalt(kSalt);
+  StartDaemon();
+  constexpr std::int64_t kRoomKilobytes = 8 * 1024;
+  const std::int64_t limit = AddressSpaceKilobytes() + kRoomKilobytes;
+  SetLimit(RLIMIT_AS, static_cast<rlim_t>(limit) * 1024);
+  // They are collected for five minutes, and there are more of them than there is room.
+  std::string error;
+  const auto hostapd = ChildProcess::Start({HOSTAPD_STANDIN_PATH, "--count", "100000"}, {}, &error);
+  ASSERT_NE(hostapd, nullptr) << error;
+  ExpectAbort("Uncaught exception: std::bad_alloc");
+  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  // Started again, it has the memory that it needs.
+  StartDaemon();
+  EXPECT_TRUE(hostapd->out().WaitForLine("wlan-5000mhz ATTACH", kPatience));
+}
+
+TEST_F(SystemFault, StandardErrorIsClosed) {
+  RunByShell("exec \"$@\" 2>&-");
+  StartUnheard();
+  EXPECT_EQ(DescriptorOf(2), "/dev/null");
+  ExpectDoesItsWork();
+}
+
+// Whoever starts it so: what it opens first must not pass for one of them.
+TEST_F(SystemFault, AllStandardDescriptorsAreClosed) {
+  RunByShell("exec \"$@\" 0<&- 1>&- 2>&-");
+  StartUnheard();
+  for (int number : {0, 1, 2}) EXPECT_EQ(DescriptorOf(number), "/dev/null") << number;
+  ExpectDoesItsWork();
+}
+
+// As on a file system that is full: the daemon's only writing is its log.
+TEST_F(SystemFault, DiskIsFull) {
+  RunByShell("exec \"$@\" 2>/dev/full");
+  StartUnheard();
+  EXPECT_EQ(DescriptorOf(2), "/dev/full");
+  ExpectDoesItsWork();
+}
+
+TEST_F(SystemFault, SystemLogGoesAndComesBack) {
+  std::optional<lab::ControlSocket> system_log("/dev/log");
+  ASSERT_EQ(system_log->Open(), std::nullopt);
+  StartAll();
+  while (system_log->Receive().has_value()) {
+  }
+  system_log.reset();
+  Settle(wlan5000());
+  system_log.emplace("/dev/log");
+  ASSERT_EQ(system_log->Open(), std::nullopt);
+  wlan5000().Send("<3>IT-IS-BACK");
+  std::string text;
+  EXPECT_TRUE(WaitUntil([&] {
+    const auto line = system_log->Receive();
+    if (line.has_value()) text = line->text;
+    return text.find("IT-IS-BACK") != std::string::npos;
+  }));
+}
+
+// A system log that takes lines and doesn't read them holds whoever logs, as it does every program:
+// the daemon goes on where it was once it is read.
+TEST_F(SystemFault, SystemLogThatDoesNotReadHoldsTheDaemon) {
+  constexpr int kLines = 600;
+  lab::ControlSocket system_log("/dev/log");
+  ASSERT_EQ(system_log.Open(), std::nullopt);
+  StartBus();
+  Hostapd wlan5000(kWlan5000);
+  StartDaemon();
+  wlan5000.Attach();
+  int sent = 0;
+  while (sent < kLines && wlan5000.TrySend(fmt::format("<3>LINE-{}", sent)) == SendResult::kSent)
+    ++sent;
+  EXPECT_LT(sent, kLines);
+  const std::size_t lines = Log().size();
+  std::this_thread::sleep_for(milliseconds(500));
+  EXPECT_EQ(Log().size(), lines);
+  const std::string last = fmt::format("Received unknown event: LINE-{}", sent - 1);
+  EXPECT_TRUE(WaitUntil([&] {
+    while (system_log.Receive().has_value()) {
+    }
+    return LogCount("INFO", last) == 1;
+  }));
+  EXPECT_EQ(daemon().err().Count("LINE-"), static_cast<std::size_t>(sent));
+  ExpectQuickExit(SIGTERM);
+}
+
+TEST_F(SystemFault, SaltIsReplacedWhileItRuns) {
+  StartAll();
+  wlan5000().Send(kEvent);
+  EXPECT_EQ(WaitForRecord(1).event.client_event_info(0).client_shmac(),
+            Identifier(kSalt, "001a2b3c4d5e"));
+  const std::string new_file = std::string(kSaltFile) + ".new";
+  lab::WriteFile(new_file, "another salt");
+  std::filesystem::rename(new_file, kSaltFile);
+  wlan5000().Send(kEvent);
+  EXPECT_EQ(WaitForRecord(2).event.client_event_info(0).client_shmac(),
+            Identifier(kSalt, "001a2b3c4d5e"));
+  std::filesystem::remove(kSaltFile);
+  wlan5000().Send(kEvent);
+  EXPECT_EQ(WaitForRecord(3).event.client_event_info(0).client_shmac(),
+            Identifier(kSalt, "001a2b3c4d5e"));
+  EXPECT_THAT(LogTexts("WARNING"), ::testing::Each(::testing::Not(HasSubstr("salt"))));
+}
+
+class StoppedForAWhileFault : public PlayedKernel {};
+
+// What has come in meanwhile is told to have come when it is read; a period that is over is over
+// once, and polls that were missed are not made up for.
+TEST_F(StoppedForAWhileFault, LosesNothingAndMakesUpForNoPolls) {
+  constexpr char kPoll[] = "02:00:00:00:00:01 link_quality_metric 50 ";
+  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50"});
+  StartBus();
+  StartRecorder();
+  WriteSalt(kSalt);
+  Launch({"--enable_client_steering", "--connection_event_upload_period=1"});
+  ExpectReady();
+  ExpectLoggedWith(kPoll);
+  wlan5000_->Send(kEvent);
+  Settle(*wlan5000_);
+  const std::size_t polls = LogTextsWith(kPoll).size();
+  daemon().Signal(SIGSTOP);
+  for (int i = 0; i < 5; ++i) wlan5000_->Send(kEvent);
+  std::this_thread::sleep_for(milliseconds(5000));
+  daemon().Signal(SIGCONT);
+  int events = 0;
+  for (std::size_t number = 1; events < 6; ++number) {
+    const int more = WaitForRecord(number).event.client_event_info_size();
+    ASSERT_GT(more, 0);
+    events += more;
+  }
+  EXPECT_EQ(events, 6);
+  ExpectLoggedWith(kPoll, polls + 1);
+  EXPECT_LE(LogTextsWith(kPoll).size(), polls + 4);
+  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  ExpectQuickExit(SIGTERM);
+}
+
+}  // namespace
+}  // namespace orvane::ap
