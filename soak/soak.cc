@@ -15,7 +15,6 @@
 namespace orvane::soak {
 namespace {
 
-using ap::Hostapd;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
@@ -36,13 +35,13 @@ constexpr seconds kUploadPeriod(2);
 // As hostapd's peers have it: a send waits when some ten lines have not been taken.
 constexpr int kLinesPerTurn = 8;
 constexpr int kBurst = 1000;
-// An attempt to attach that has failed is followed by another within this time.
-constexpr milliseconds kAttachRetry(700);
 
 constexpr char kEventSwitch[] = "connectionEventsUpload";
 constexpr char kProbeSwitch[] = "connectionEventsProbeReqUpload";
 constexpr char kUploader[] = "connectionEvents";
 constexpr char kSteering[] = "clientSteering";
+
+constexpr char kKilled[] = "hostapd killed and started";
 
 constexpr char kReading[] = "Set connection_event_upload to ";
 constexpr char kSteered[] = " Steer Client ";
@@ -72,13 +71,10 @@ bool RecordAlike(const lab::FlagMap& a, const lab::FlagMap& b) {
 
 Soak::Soak(SoakOptions options)
     : options_(std::move(options)),
-      random_(options_.seed),
+      schedule_(options_.seed),
       lines_(options_.seed),
       flags_(kCalmFlags),
       air_(options_.seed) {
-  radios_[0].name = ap::kWlan2400;
-  radios_[1].name = ap::kWlan5000;
-  radios_[1].index = 1;
   std::filesystem::create_directories(options_.directory);
   csv_.open(options_.directory / "soak.csv");
   csv_ << CsvHead();
@@ -134,26 +130,26 @@ void Soak::Begin() {
 }
 
 void Soak::ScheduleDeeds() {
-  for (Radio& radio : radios_) {
-    Repeat({3s, 15s}, [this, &radio] { TroubleRadio(radio); });
-    Repeat({10s, 40s}, [this, &radio] {
-      radio.burst = kBurst;
+  for (std::size_t index = 0; index < radios_.size(); ++index) {
+    schedule_.Repeat({3s, 15s}, [this, index] { TroubleRadio(index); });
+    schedule_.Repeat({10s, 40s}, [this, index] {
+      bursts_[index] = kBurst;
       Count("bursts of events");
     });
   }
-  Repeat({5s, 25s}, [this] { TroubleRecorder(); });
-  Repeat({1s, 4s}, [this] { ChangeFlags(RandomFlags()); });
-  Repeat({5s, 25s}, [this] { TroubleFlags(); });
-  Repeat({10s, 50s}, [this] { MoveDirectory(); });
+  schedule_.Repeat({5s, 25s}, [this] { TroubleRecorder(); });
+  schedule_.Repeat({1s, 4s}, [this] { ChangeFlags(RandomFlags()); });
+  schedule_.Repeat({5s, 25s}, [this] { TroubleFlags(); });
+  schedule_.Repeat({10s, 50s}, [this] { MoveDirectory(); });
 }
 
 // All trouble ends by itself; none begins.
 void Soak::Rest() {
-  is_resting_ = true;
+  schedule_.set_rest(true);
   ChangeFlags(kCalmFlags);
   const bool is_calm = PumpUntil([this] {
-    return std::ranges::all_of(radios_, [this](const Radio& radio) { return IsUp(radio); }) &&
-           !has_recorder_trouble_ && !has_flags_trouble_ && !next_flags_ && AreFlagsRead();
+    return AllRadios(&Radio::is_up) && !has_recorder_trouble_ && !has_flags_trouble_ &&
+           !next_flags_ && AreFlagsRead();
   });
   if (!is_calm) mistakes_.push_back("no rest after all trouble is over");
   // What is uncertain comes by the next upload, if at all.
@@ -161,16 +157,14 @@ void Soak::Rest() {
   PumpUntil([this] { return ledger_.AwaitedCount() == 0 && air_.waiting_count() == 0; });
   ledger_.Close();
   if (IsDaemonThere()) descriptors_at_rest_.push_back(static_cast<std::int64_t>(DescriptorCount()));
-  is_resting_ = false;
+  schedule_.set_rest(false);
 }
 
 // Which makes it deaf: it has to be started again then. It runs on nevertheless.
 void Soak::RemoveDirectory() {
-  is_resting_ = true;
-  for (Radio& radio : radios_) StopRadio(radio, nullptr);
-  PumpUntil([this] {
-    return radios_[0].state == RadioState::kDown && radios_[1].state == RadioState::kDown;
-  });
+  schedule_.set_rest(true);
+  for (Radio& radio : radios_) radio.Stop([] {});
+  PumpUntil([this] { return AllRadios(&Radio::is_down); });
   std::filesystem::remove_all(ap::kControlDirectory);
   PumpFor(1s);
   std::filesystem::create_directories(ap::kControlDirectory);
@@ -190,14 +184,16 @@ bool Soak::IsDaemonThere() { return !daemon().WaitForExit(Milliseconds(0)).has_v
 // --- Time ---
 
 void Soak::Pump() {
-  for (Radio& radio : radios_) ServeRadio(radio);
+  for (Radio& radio : radios_) {
+    radio.Serve([&](std::string_view command) { OnCommand(radio, command); });
+  }
   ReadLog();
   ReadBatches();
   ServeFlags();
-  RunDueDeeds();
+  schedule_.RunDue();
   DoWhenRecorded();
   MoveStationsIfDue();
-  for (Radio& radio : radios_) SendLines(radio);
+  for (std::size_t index = 0; index < radios_.size(); ++index) SendLines(index);
   SampleIfDue();
   std::this_thread::sleep_for(kTurn);
 }
@@ -216,39 +212,13 @@ bool Soak::PumpUntil(const std::function<bool()>& condition) {
   return true;
 }
 
-int Soak::Random(int least, int most) {
-  return std::uniform_int_distribution(least, most)(random_);
-}
-
-Soak::Span Soak::Random(Range range) {
-  return Span(std::uniform_int_distribution(range.least.count(), range.most.count())(random_));
-}
-
-void Soak::After(Range range, std::function<void()> deed) {
-  schedule_.emplace(Clock::now() + Random(range), std::move(deed));
-}
-
-void Soak::Repeat(Range pause, std::function<void()> deed) {
-  After(pause, [this, pause, deed = std::move(deed)] {
-    if (!is_resting_) deed();
-    Repeat(pause, deed);
-  });
-}
-
-void Soak::RunDueDeeds() {
-  while (!schedule_.empty() && schedule_.begin()->first <= Clock::now()) {
-    const auto deed = std::move(schedule_.extract(schedule_.begin()).mapped());
-    deed();
-  }
-}
-
 void Soak::SampleIfDue() {
   const auto now = Clock::now();
   if (now < next_sample_) return;
   next_sample_ = now + kSamplePeriod;
   Sample sample = TakeSample(daemon().pid());
   sample.seconds = std::chrono::duration<double>(now - begin_).count();
-  sample.events = line_count_;
+  sample.events = static_cast<std::int64_t>(last_number_);
   sample.polls = PollCount();
   samples_.push_back(sample);
   csv_ << CsvLine(sample) << std::flush;
@@ -256,56 +226,40 @@ void Soak::SampleIfDue() {
 
 // --- hostapd ---
 
-void Soak::TroubleRadio(Radio& radio) {
-  if (!IsUp(radio)) return;
-  const auto start = [this, &radio] { StartRadioLater(radio); };
-  switch (Random(1, 3)) {
+void Soak::TroubleRadio(std::size_t index) {
+  Radio& radio = radios_[index];
+  if (!radio.is_up()) return;
+  switch (schedule_.Random(1, 3)) {
     case 1:
-      KillRadio(radio);
-      break;
+      Count(kKilled);
+      ledger_.DoubtAfter(index, radio.last_taken());
+      radio.Kill();
+      return StartRadioLater(radio);
     case 2:
       Count("hostapd stopped and started");
-      StopRadio(radio, start);
-      break;
+      return radio.Stop([this, &radio] { StartRadioLater(radio); });
     default:
       SilenceRadio(radio);
   }
 }
 
-// In the middle of whatever goes on.
-void Soak::KillRadio(Radio& radio) {
-  Count("hostapd killed and started");
-  ledger_.DoubtAfter(radio.index, radio.last_settled);
-  Hostapd::Kill(std::move(radio.hostapd));
-  radio.state = RadioState::kDown;
-  StartRadioLater(radio);
-}
-
-// Once the daemon has taken all that was sent.
-void Soak::StopRadio(Radio& radio, std::function<void()> on_left) {
-  radio.state = RadioState::kLeaving;
-  radio.on_left = std::move(on_left);
-}
-
-// It neither reads, answers nor tells anything for a while.
 void Soak::SilenceRadio(Radio& radio) {
   Count("hostapd hung");
-  radio.state = RadioState::kSilent;
   log_.Allow("ERROR", kSendFailed, 1);
-  After({500ms, 4s}, [&radio] { radio.state = RadioState::kStarting; });
+  radio.Silence();
+  schedule_.After({500ms, 4s}, [&radio] { radio.WakeUp(); });
 }
 
+// Now and then it hangs at once.
 void Soak::StartRadioLater(Radio& radio) {
-  After({0ms, 3s}, [this, &radio] {
+  schedule_.After({0ms, 3s}, [this, &radio] {
     StartRadio(radio);
-    if (Chance(20)) SilenceRadio(radio);
+    if (schedule_.Chance(20)) SilenceRadio(radio);
   });
 }
 
 void Soak::StartRadio(Radio& radio) {
-  radio.hostapd = std::make_unique<Hostapd>(radio.name);
-  radio.state = RadioState::kStarting;
-  radio.is_attached = false;
+  radio.Start();
   log_.Allow("ERROR", kSendFailed, 2);
   log_.Allow("ERROR", "Failed to connect: ", 1);
   log_.Allow("WARNING", "Could not attach to hostapd", 1);
@@ -314,76 +268,55 @@ void Soak::StartRadio(Radio& radio) {
 
 // As if a file system came and went; the directory stays what it is.
 void Soak::MoveDirectory() {
-  if (!IsUp(radios_[0]) || !IsUp(radios_[1])) return;
+  if (!AllRadios(&Radio::is_up)) return;
   Count("control directory moved away and back");
   const auto move_away = [this] {
-    if (radios_[0].hostapd || radios_[1].hostapd) return;  // for the second to do
+    if (!AllRadios(&Radio::is_down)) return;  // for the second to do
     const platform::FilePath aside = std::string(ap::kControlDirectory) + ".aside";
     std::filesystem::rename(ap::kControlDirectory, aside);
-    After({100ms, 2s}, [this, aside] {
+    schedule_.After({100ms, 2s}, [this, aside] {
       std::filesystem::rename(aside, ap::kControlDirectory);
       for (Radio& radio : radios_) StartRadioLater(radio);
     });
   };
-  for (Radio& radio : radios_) StopRadio(radio, move_away);
+  for (Radio& radio : radios_) radio.Stop(move_away);
 }
 
-void Soak::ServeRadio(Radio& radio) {
-  if (!radio.hostapd || radio.state == RadioState::kSilent) return;
-  while (const auto received = radio.hostapd->Receive(Milliseconds(0))) {
-    OnCommand(radio, received->text);
-  }
-  if (!radio.hostapd->IsTaken()) return;
-  radio.last_settled = radio.last_sent;
-  if (radio.state == RadioState::kLeaving) {
-    radio.hostapd.reset();
-    radio.state = RadioState::kDown;
-    if (radio.on_left) radio.on_left();
-  } else if (radio.state == RadioState::kStarting && radio.is_attached &&
-             Clock::now() >= radio.up_at) {
-    radio.state = RadioState::kUp;
-  }
+bool Soak::AllRadios(bool (Radio::*is_so)() const) const {
+  return std::ranges::all_of(radios_, [is_so](const Radio& radio) { return (radio.*is_so)(); });
 }
 
-void Soak::OnCommand(Radio& radio, const std::string& command) {
-  std::string_view rest = command;
-  const std::string_view name = lab::TakeWord(&rest);
-  if (name == "ATTACH") {
-    radio.is_attached = radio.hostapd->TrySend("OK\n") == lab::ControlSocket::SendResult::kSent;
-    radio.up_at = Clock::now() + kAttachRetry;
-    // Which also is how one shows that has given up waiting for an answer.
-    if (IsUp(radio)) radio.state = RadioState::kStarting;
-  } else if (name == "DISASSOCIATE") {
+void Soak::OnCommand(const Radio& radio, std::string_view command) {
+  if (command.starts_with("DISASSOCIATE ")) {
     --undelivered_;
     Count("requests to leave received");
   } else {
-    mistakes_.push_back(fmt::format("{} has got {}", radio.name, command));
+    mistakes_.push_back(fmt::format("{} has got {}", radio.name(), command));
   }
 }
 
-void Soak::SendLines(Radio& radio) {
-  const bool is_held = is_resting_ || when_recorded_ || MayLinesBeMisjudged();
-  if (is_held || !IsUp(radio) || !radio.hostapd->IsTaken()) return;
-  int count = Chance(8) ? Random(1, 3) : 0;
-  if (radio.burst > 0) count = std::min(radio.burst, kLinesPerTurn);
-  radio.burst = std::max(radio.burst - count, 0);
-  while (count-- > 0 && SendLine(radio)) {
-  }
+// A burst goes as quickly as it is taken.
+void Soak::SendLines(std::size_t index) {
+  const Radio& radio = radios_[index];
+  const bool is_held = schedule_.is_rest() || when_recorded_ || MayLinesBeMisjudged();
+  if (is_held || !radio.is_up() || !radio.is_taken()) return;
+  int& burst = bursts_[index];
+  const int some = schedule_.Chance(8) ? schedule_.Random(1, 3) : 0;
+  const int count = burst > 0 ? kLinesPerTurn : some;
+  burst = std::max(burst - count, 0);
+  for (int i = 0; i < count; ++i) SendLine(index);
 }
 
-bool Soak::SendLine(Radio& radio) {
-  const EventLine line = lines_.Next(last_serial_ + 1);
-  if (radio.hostapd->TrySend(line.text) != lab::ControlSocket::SendResult::kSent) {
-    mistakes_.push_back(fmt::format("{} could not send", radio.name));
-    return false;
+void Soak::SendLine(std::size_t index) {
+  const EventLine line = lines_.Next(++last_number_);
+  if (!radios_[index].Send(last_number_, line.text)) {
+    mistakes_.push_back(fmt::format("{} could not send", radios_[index].name()));
+    return;
   }
-  ++line_count_;
-  radio.last_sent = ++last_serial_;
   if (line.kind == LineKind::kUnknown) log_.Allow("INFO", kUnknown, 1);
   if (line.kind == LineKind::kConnection || line.kind == LineKind::kProbe) {
-    ledger_.Sent(radio.index, last_serial_, FateOf(line.kind));
+    ledger_.Sent(index, last_number_, FateOf(line.kind));
   }
-  return true;
 }
 
 Fate Soak::FateOf(LineKind kind) const {
@@ -397,7 +330,7 @@ Fate Soak::FateOf(LineKind kind) const {
 void Soak::TroubleRecorder() {
   if (has_recorder_trouble_) return;
   has_recorder_trouble_ = true;
-  const auto row = Random(1, 20);
+  const int row = schedule_.Random(1, 20);
   if (row <= 6) return KillRecorder();
   if (row <= 9) return MisleadRecorder({"--error", "org.velmora.Error.Soak"});
   if (row <= 11) return MisleadRecorder({"--extra-data"});
@@ -409,7 +342,7 @@ void Soak::TroubleRecorder() {
 
 // In the middle of whatever goes on, or when it has all that it is to have.
 void Soak::KillRecorder() {
-  if (Chance(50)) return WhenRecorded([this] { KillRecorderNow(); });
+  if (schedule_.Chance(50)) return WhenRecorded([this] { KillRecorderNow(); });
   KillRecorderNow();
 }
 
@@ -420,7 +353,7 @@ void Soak::KillRecorderNow() {
   StopRecorder();
   has_recorder_ = false;
   AllowFailedUploads(5s);
-  After({0ms, 5s}, [this] {
+  schedule_.After({0ms, 5s}, [this] {
     RestartRecorder({});
     has_recorder_ = true;
     has_recorder_trouble_ = false;
@@ -432,7 +365,7 @@ void Soak::MisleadRecorder(const Arguments& options) {
   AllowFailedUploads(20s);
   WhenRecorded([this, options] {
     RestartRecorder(options);
-    After({3s, 8s}, [this] {
+    schedule_.After({3s, 8s}, [this] {
       WhenRecorded([this] {
         RestartRecorder({});
         has_recorder_trouble_ = false;
@@ -450,11 +383,11 @@ void Soak::DoWhenRecorded() {
 }
 
 // What it is given meanwhile it takes later.
-void Soak::HangRecorder(Range range) {
+void Soak::HangRecorder(Schedule::Range range) {
   Count(range.least > 25s ? "recorder hung for longer than a call waits" : "recorder hung");
   recorder().Signal(SIGSTOP);
   AllowFailedUploads(2s);
-  After(range, [this] {
+  schedule_.After(range, [this] {
     recorder().Signal(SIGCONT);
     has_recorder_trouble_ = false;
   });
@@ -484,22 +417,23 @@ void Soak::ReadBatches() {
 // --- Flags ---
 
 lab::FlagMap Soak::RandomFlags() {
-  return {
-      {kUploader, OnOrOff(Chance(90))},
-      {kEventSwitch, Chance(90) ? "1" : "0"},
-      {kProbeSwitch, Chance(80) ? "1" : "0"},
-      {kSteering, OnOrOff(Chance(85))},
-      {"clientSteeringInterval", std::to_string(Random(1, 3))},
-      {"clientSteeringPollInterval", std::to_string(Random(1, 2))},
-      {"clientSteeringRootLqmFloor", std::to_string(Random(Air::kLowestFloor, Air::kHighestFloor))},
-      {"clientSteeringChildLqmFloor", std::to_string(Random(0, 100))},
-      {"clientSteeringLqmHysteresis", std::to_string(Random(10, Air::kHighestHysteresis))}};
+  return {{kUploader, OnOrOff(schedule_.Chance(90))},
+          {kEventSwitch, schedule_.Chance(90) ? "1" : "0"},
+          {kProbeSwitch, schedule_.Chance(80) ? "1" : "0"},
+          {kSteering, OnOrOff(schedule_.Chance(85))},
+          {"clientSteeringInterval", std::to_string(schedule_.Random(1, 3))},
+          {"clientSteeringPollInterval", std::to_string(schedule_.Random(1, 2))},
+          {"clientSteeringRootLqmFloor",
+           std::to_string(schedule_.Random(Air::kLowestFloor, Air::kHighestFloor))},
+          {"clientSteeringChildLqmFloor", std::to_string(schedule_.Random(0, 100))},
+          {"clientSteeringLqmHysteresis",
+           std::to_string(schedule_.Random(10, Air::kHighestHysteresis))}};
 }
 
 void Soak::TroubleFlags() {
   if (has_flags_trouble_ || !AreFlagsRead()) return;
   has_flags_trouble_ = true;
-  switch (Random(1, 4)) {
+  switch (schedule_.Random(1, 4)) {
     case 1:
       return KillFlags();
     case 2:
@@ -513,7 +447,7 @@ void Soak::KillFlags() {
   Count("flags service killed and started");
   is_flags_service_away_ = true;
   StopFlags();
-  After({0ms, 5s}, [this] { RestartFlags({}); });
+  schedule_.After({0ms, 5s}, [this] { RestartFlags({}); });
 }
 
 void Soak::MisleadFlags() {
@@ -521,7 +455,7 @@ void Soak::MisleadFlags() {
   is_flags_service_away_ = true;
   log_.Allow("WARNING", kReadFailed, 2);
   StartFlags(flags_, {"--error", "org.velmora.Error.Soak"});
-  After({1s, 4s}, [this] { RestartFlags({"--extra-variant"}); });
+  schedule_.After({1s, 4s}, [this] { RestartFlags({"--extra-variant"}); });
 }
 
 void Soak::RestartFlags(const Arguments& options) {
@@ -535,7 +469,7 @@ void Soak::RestartFlags(const Arguments& options) {
 void Soak::HangFlags() {
   Count("flags service hung");
   flags_service().Signal(SIGSTOP);
-  After({500ms, 3s}, [this] {
+  schedule_.After({500ms, 3s}, [this] {
     flags_service().Signal(SIGCONT);
     has_flags_trouble_ = false;
   });
@@ -547,9 +481,7 @@ void Soak::ServeFlags() {
   is_switching_ = false;
   if (!next_flags_ || is_flags_service_away_) return;
   const bool is_switch = !RecordAlike(flags_, *next_flags_);
-  const bool all_taken = std::ranges::all_of(
-      radios_, [](const Radio& radio) { return !radio.hostapd || radio.hostapd->IsTaken(); });
-  if (is_switch && !all_taken) return;
+  if (is_switch && !AllRadios(&Radio::is_taken)) return;
   Count("flag changes");
   flags_ = *std::exchange(next_flags_, std::nullopt);
   is_switching_ = is_switch;
@@ -576,7 +508,7 @@ void Soak::MoveStationsIfDue() {
   const auto now = Clock::now();
   if (now < next_move_) return;
   next_move_ = now + kStationPeriod;
-  air_.Move(now, !is_resting_);
+  air_.Move(now, !schedule_.is_rest());
   WriteStations();
 }
 
@@ -626,7 +558,7 @@ Check Soak::JudgeLines() const {
                  .finding = fmt::format(
                      "{} lines; of {} reports {} are in {} batches, {} are missing; {} were "
                      "switched off, {} uncertain, of which {} were lost",
-                     line_count_, totals.sent, totals.recorded, totals.batches, totals.missing,
+                     last_number_, totals.sent, totals.recorded, totals.batches, totals.missing,
                      totals.dropped, totals.uncertain, totals.uncertain_lost)};
   if (!ledger_.mistakes().empty()) check.finding += "; first: " + ledger_.mistakes().front();
   return check;
@@ -635,8 +567,7 @@ Check Soak::JudgeLines() const {
 // Requests get lost with a hostapd, and no other way.
 Check Soak::JudgeSteering() const {
   const std::size_t asked = log_.Count(kSteered);
-  const auto excusable =
-      static_cast<std::int64_t>(log_.Count(kSendFailed) + Deeds("hostapd killed and started"));
+  const auto excusable = static_cast<std::int64_t>(log_.Count(kSendFailed) + Deeds(kKilled));
   Check check = {.name = "each guest is asked to leave, once, and nobody else",
                  .holds = air_.mistakes().empty() && air_.waiting_count() == 0 &&
                           asked == air_.guest_count() && asked > 0 && undelivered_ >= 0 &&

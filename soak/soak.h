@@ -10,7 +10,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,7 +20,9 @@
 #include "soak/ledger.h"
 #include "soak/log_book.h"
 #include "soak/open_count.h"
+#include "soak/radio.h"
 #include "soak/sample.h"
+#include "soak/schedule.h"
 #include "soak/verdict.h"
 #include "tests/access_point.h"
 
@@ -47,31 +48,9 @@ class Soak : public ap::AccessPoint {
   using Clock = std::chrono::steady_clock;
   using Span = std::chrono::milliseconds;
 
-  struct Range {
-    Span least;
-    Span most;
-  };
-
-  enum class RadioState { kUp, kLeaving, kDown, kStarting, kSilent };
-
-  // hostapd's part of one interface.
-  struct Radio {
-    std::size_t index = 0;
-    const char* name = "";
-    std::unique_ptr<ap::Hostapd> hostapd;
-    RadioState state = RadioState::kDown;
-    bool is_attached = false;
-    Clock::time_point up_at{};       // if nothing else comes in
-    std::uint64_t last_sent = 0;     // serial number
-    std::uint64_t last_settled = 0;  // of those the daemon has taken
-    int burst = 0;                   // lines yet to be sent as quickly as they are taken
-    std::function<void()> on_left;
-  };
-
   void TestBody() override;
   void Begin();
   void ScheduleDeeds();
-  void Round();
   void Rest();
   void RemoveDirectory();
   void End();
@@ -83,29 +62,19 @@ class Soak : public ap::AccessPoint {
   bool PumpUntil(const std::function<bool()>& condition);
   bool IsDaemonThere();
 
-  int Random(int least, int most);
-  bool Chance(int percent) { return Random(1, 100) <= percent; }
-  Span Random(Range range);
-  void After(Range range, std::function<void()> deed);
-  // Again and again, unless there is to be rest.
-  void Repeat(Range pause, std::function<void()> deed);
-  void RunDueDeeds();
   // A deed that has been done.
   void Count(const std::string& deed) { ++deeds_[deed]; }
 
   // hostapd.
-  void TroubleRadio(Radio& radio);
-  void KillRadio(Radio& radio);
-  void StopRadio(Radio& radio, std::function<void()> on_left);
+  void TroubleRadio(std::size_t index);
   void SilenceRadio(Radio& radio);
   void StartRadio(Radio& radio);
   void StartRadioLater(Radio& radio);
   void MoveDirectory();
-  void ServeRadio(Radio& radio);
-  void OnCommand(Radio& radio, const std::string& command);
-  void SendLines(Radio& radio);
-  bool SendLine(Radio& radio);
-  bool IsUp(const Radio& radio) const { return radio.state == RadioState::kUp; }
+  bool AllRadios(bool (Radio::*is_so)() const) const;
+  void OnCommand(const Radio& radio, std::string_view command);
+  void SendLines(std::size_t index);
+  void SendLine(std::size_t index);
   Fate FateOf(LineKind kind) const;
 
   // Recorder.
@@ -115,7 +84,7 @@ class Soak : public ap::AccessPoint {
   void WhenRecorded(std::function<void()> deed);
   void DoWhenRecorded();
   void MisleadRecorder(const Arguments& options);
-  void HangRecorder(Range range);
+  void HangRecorder(Schedule::Range range);
   void RestartRecorder(const Arguments& options);
   void AllowFailedUploads(Span span);
   void ReadBatches();
@@ -152,18 +121,16 @@ class Soak : public ap::AccessPoint {
   void Judge();
 
   SoakOptions options_;
-  std::mt19937 random_;
   Clock::time_point begin_ = Clock::now();
   pid_t daemon_pid_ = -1;
-  bool is_resting_ = false;
-  std::multimap<Clock::time_point, std::function<void()>> schedule_;
+  Schedule schedule_;
   std::map<std::string, std::size_t> deeds_;
 
-  std::array<Radio, 2> radios_;
+  std::array<Radio, 2> radios_ = {Radio(ap::kWlan2400), Radio(ap::kWlan5000)};
+  std::array<int, 2> bursts_{};  // lines yet to be sent
   EventLines lines_;
-  std::uint64_t last_serial_ = 0;
-  std::int64_t line_count_ = 0;
-  std::int64_t undelivered_ = 0;  // requests to leave that hostapd hasn't got so far
+  std::uint64_t last_number_ = 0;  // of the lines
+  std::int64_t undelivered_ = 0;   // requests to leave that hostapd hasn't got so far
 
   Ledger ledger_;
   std::size_t batch_count_ = 0;
