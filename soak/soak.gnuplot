@@ -10,7 +10,10 @@ every = ceil(STATS_records / 240.0)
 minutes(seconds) = seconds / 60.0
 
 set multiplot layout 4,1 margins 0.10,0.97,0.07,0.97 spacing 0,0.045
-set grid
+set grid ytics
+set border 3
+set xtics nomirror
+set ytics nomirror
 set key top left
 set xrange [0:minutes(STATS_max)]
 set format x ""

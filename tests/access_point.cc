@@ -87,11 +87,12 @@ std::unique_ptr<ChildProcess> AccessPoint::Start(const Arguments& arguments,
 void AccessPoint::StartBus() { bus_.emplace(); }
 
 void AccessPoint::StartFlags(const FlagMap& flags, const Arguments& options) {
+  // One that still runs would signal what its successor is to publish.
+  flags_.reset();
   const platform::FilePath file = directory() / "flags";
   lab::WriteFile(file, FlagsText(flags));
   Arguments arguments = {FLAGS_SERVICE_PATH, file};
   arguments.insert(arguments.end(), options.begin(), options.end());
-  flags_.reset();
   flags_ = Start(arguments);
   if (std::find(options.begin(), options.end(), "--late") != options.end()) return;
   EXPECT_TRUE(flags_->out().WaitForLine("started as", kPatience)) << flags_->err().Text();
