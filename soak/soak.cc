@@ -212,6 +212,14 @@ bool Soak::PumpUntil(const std::function<bool()>& condition) {
   return true;
 }
 
+void Soak::BeginOneOf(const std::vector<Trouble>& troubles) {
+  int number = schedule_.Random(1, 100);
+  for (const Trouble& trouble : troubles) {
+    number -= trouble.percent;
+    if (number <= 0) return trouble.begin();
+  }
+}
+
 void Soak::SampleIfDue() {
   const auto now = Clock::now();
   if (now < next_sample_) return;
@@ -229,18 +237,22 @@ void Soak::SampleIfDue() {
 void Soak::TroubleRadio(std::size_t index) {
   Radio& radio = radios_[index];
   if (!radio.is_up()) return;
-  switch (schedule_.Random(1, 3)) {
-    case 1:
-      Count(kKilled);
-      ledger_.DoubtAfter(index, radio.last_taken());
-      radio.Kill();
-      return StartRadioLater(radio);
-    case 2:
-      Count("hostapd stopped and started");
-      return radio.Stop([this, &radio] { StartRadioLater(radio); });
-    default:
-      SilenceRadio(radio);
-  }
+  BeginOneOf({{34, [&] { KillRadio(index); }},
+              {33, [&] { StopRadio(radio); }},
+              {33, [&] { SilenceRadio(radio); }}});
+}
+
+void Soak::KillRadio(std::size_t index) {
+  Count(kKilled);
+  Radio& radio = radios_[index];
+  ledger_.DoubtAfter(index, radio.last_taken());
+  radio.Kill();
+  StartRadioLater(radio);
+}
+
+void Soak::StopRadio(Radio& radio) {
+  Count("hostapd stopped and started");
+  radio.Stop([this, &radio] { StartRadioLater(radio); });
 }
 
 void Soak::SilenceRadio(Radio& radio) {
@@ -330,14 +342,21 @@ Fate Soak::FateOf(LineKind kind) const {
 void Soak::TroubleRecorder() {
   if (has_recorder_trouble_) return;
   has_recorder_trouble_ = true;
-  const int row = schedule_.Random(1, 20);
-  if (row <= 6) return KillRecorder();
-  if (row <= 9) return MisleadRecorder({"--error", "org.velmora.Error.Soak"});
-  if (row <= 11) return MisleadRecorder({"--extra-data"});
-  if (row <= 14) return MisleadRecorder({"--delay", "0.5"});
-  if (row <= 19) return HangRecorder({500ms, 6s});
-  // Longer than the daemon waits.
-  HangRecorder({26s, 30s});
+  BeginOneOf({{30, [&] { KillRecorder(); }},
+              {15,
+               [&] {
+                 MisleadRecorder({"--error", "org.velmora.Error.Soak"});
+               }},
+              {10, [&] { MisleadRecorder({"--extra-data"}); }},
+              {15,
+               [&] {
+                 MisleadRecorder({"--delay", "0.5"});
+               }},
+              {25,
+               [&] {
+                 HangRecorder("recorder hung", {500ms, 6s});
+               }},
+              {5, [&] { OutwaitRecorder(); }}});
 }
 
 // In the middle of whatever goes on, or when it has all that it is to have.
@@ -383,14 +402,19 @@ void Soak::DoWhenRecorded() {
 }
 
 // What it is given meanwhile it takes later.
-void Soak::HangRecorder(Schedule::Range range) {
-  Count(range.least > 25s ? "recorder hung for longer than a call waits" : "recorder hung");
+void Soak::HangRecorder(const std::string& deed, Schedule::Range range) {
+  Count(deed);
   recorder().Signal(SIGSTOP);
-  AllowFailedUploads(2s);
   schedule_.After(range, [this] {
     recorder().Signal(SIGCONT);
     has_recorder_trouble_ = false;
   });
+}
+
+// The daemon gives up on a call, but the call isn't lost.
+void Soak::OutwaitRecorder() {
+  log_.Allow("WARNING", kUploadFailed, 2);
+  HangRecorder("recorder hung for longer than a call waits", {26s, 30s});
 }
 
 void Soak::RestartRecorder(const Arguments& options) {
@@ -433,14 +457,8 @@ lab::FlagMap Soak::RandomFlags() {
 void Soak::TroubleFlags() {
   if (has_flags_trouble_ || !AreFlagsRead()) return;
   has_flags_trouble_ = true;
-  switch (schedule_.Random(1, 4)) {
-    case 1:
-      return KillFlags();
-    case 2:
-      return MisleadFlags();
-    default:
-      return HangFlags();
-  }
+  BeginOneOf(
+      {{25, [&] { KillFlags(); }}, {25, [&] { MisleadFlags(); }}, {50, [&] { HangFlags(); }}});
 }
 
 void Soak::KillFlags() {

@@ -1,6 +1,8 @@
 #ifndef SOAK_SOAK_H_
 #define SOAK_SOAK_H_
 
+#include <sys/types.h>
+
 #include <array>
 #include <chrono>
 #include <cstddef>
@@ -8,7 +10,6 @@
 #include <fstream>
 #include <functional>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -48,6 +49,12 @@ class Soak : public ap::AccessPoint {
   using Clock = std::chrono::steady_clock;
   using Span = std::chrono::milliseconds;
 
+  // One of several kinds of trouble, and how often it is that one.
+  struct Trouble {
+    int percent;
+    std::function<void()> begin;
+  };
+
   void TestBody() override;
   void Begin();
   void ScheduleDeeds();
@@ -62,11 +69,14 @@ class Soak : public ap::AccessPoint {
   bool PumpUntil(const std::function<bool()>& condition);
   bool IsDaemonThere();
 
+  void BeginOneOf(const std::vector<Trouble>& troubles);
   // A deed that has been done.
   void Count(const std::string& deed) { ++deeds_[deed]; }
 
   // hostapd.
   void TroubleRadio(std::size_t index);
+  void KillRadio(std::size_t index);
+  void StopRadio(Radio& radio);
   void SilenceRadio(Radio& radio);
   void StartRadio(Radio& radio);
   void StartRadioLater(Radio& radio);
@@ -84,7 +94,8 @@ class Soak : public ap::AccessPoint {
   void WhenRecorded(std::function<void()> deed);
   void DoWhenRecorded();
   void MisleadRecorder(const Arguments& options);
-  void HangRecorder(Schedule::Range range);
+  void HangRecorder(const std::string& deed, Schedule::Range range);
+  void OutwaitRecorder();
   void RestartRecorder(const Arguments& options);
   void AllowFailedUploads(Span span);
   void ReadBatches();
