@@ -5,11 +5,17 @@
 set -euo pipefail
 
 caller="$(basename "$0")"
+readonly called_from="$PWD"
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 fail() {
   printf '%s: %s\n' "$caller" "$*" >&2
   exit 1
+}
+
+# The whole path of a file that the caller of the script has named, from where it was called.
+path_of_caller() {
+  (cd "$called_from" && realpath --canonicalize-missing --no-symlinks -- "$1")
 }
 
 # Says what is about to be done.
