@@ -4,13 +4,17 @@
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/sinks/syslog_sink.h>
+#include <sys/stat.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <exception>
+#include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace orvane::platform {
@@ -19,19 +23,27 @@ namespace {
 struct SeverityRow {
   spdlog::level::level_enum level;
   std::string_view name;
+  std::string_view priority;  // as systemd's journal takes it at the beginning of a line
 };
 
 // In the order of Severity.
 constexpr std::array<SeverityRow, 5> kSeverities = {{
-    {spdlog::level::debug, "VERBOSE1"},
-    {spdlog::level::info, "INFO"},
-    {spdlog::level::warn, "WARNING"},
-    {spdlog::level::err, "ERROR"},
-    {spdlog::level::critical, "FATAL"},
+    {spdlog::level::debug, "VERBOSE1", "<7>"},
+    {spdlog::level::info, "INFO", "<6>"},
+    {spdlog::level::warn, "WARNING", "<4>"},
+    {spdlog::level::err, "ERROR", "<3>"},
+    {spdlog::level::critical, "FATAL", "<2>"},
 }};
 
 const SeverityRow& RowOf(Severity severity) {
   return kSeverities[static_cast<std::size_t>(severity)];
+}
+
+std::string_view PriorityOf(spdlog::level::level_enum level) {
+  for (const SeverityRow& row : kSeverities) {
+    if (row.level == level) return row.priority;
+  }
+  return "";
 }
 
 // %* in a pattern: our own name of the severity.
@@ -58,11 +70,52 @@ std::unique_ptr<spdlog::formatter> MakeFormatter(unsigned options, const std::st
   return formatter;
 }
 
+// Each line of a message with its priority before it, which the journal takes off.
+class JournalFormatter : public spdlog::formatter {
+ public:
+  explicit JournalFormatter(std::unique_ptr<spdlog::formatter> message)
+      : message_(std::move(message)) {}
+
+  void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& out) override {
+    const std::string_view priority = PriorityOf(message.level);
+    spdlog::memory_buf_t text;
+    message_->format(message, text);
+    bool begins = true;
+    for (const char character : text) {
+      if (begins) out.append(priority.data(), priority.data() + priority.size());
+      out.push_back(character);
+      begins = character == '\n';
+    }
+  }
+
+  std::unique_ptr<spdlog::formatter> clone() const override {
+    return std::make_unique<JournalFormatter>(message_->clone());
+  }
+
+ private:
+  std::unique_ptr<spdlog::formatter> message_;
+};
+
+// systemd tells which file it has given as standard error; somebody may have put another in its
+// place.
+bool StderrIsTheJournal() {
+  const char* journal = std::getenv("JOURNAL_STREAM");
+  struct stat file = {};
+  return journal != nullptr && fstat(STDERR_FILENO, &file) == 0 &&
+         fmt::format("{}:{}", file.st_dev, file.st_ino) == journal;
+}
+
+std::unique_ptr<spdlog::formatter> MakeStderrFormatter(unsigned options) {
+  auto formatter = MakeFormatter(options, "\n");
+  if (!StderrIsTheJournal()) return formatter;
+  return std::make_unique<JournalFormatter>(std::move(formatter));
+}
+
 std::unique_ptr<spdlog::logger> MakeLogger(unsigned options, const std::string& name) {
   std::vector<spdlog::sink_ptr> sinks;
   if ((options & kLogToStderr) != 0) {
     sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_st>());
-    sinks.back()->set_formatter(MakeFormatter(options, "\n"));
+    sinks.back()->set_formatter(MakeStderrFormatter(options));
   }
   if ((options & kLogToSystemLog) != 0) {
     sinks.push_back(std::make_shared<spdlog::sinks::syslog_sink_st>(name, LOG_PID, LOG_DAEMON,

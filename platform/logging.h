@@ -33,9 +33,9 @@ inline constexpr unsigned kLogToSystemLog = 1;
 inline constexpr unsigned kLogToStderr = 2;
 inline constexpr unsigned kLogHeader = 4;  // time, severity, file and line before each message
 
-// Sets where log lines go. Until it is called they go to standard error, with a header. Also makes
-// an exception that nobody catches a FATAL line with the exception's text, before the process ends.
-// `name` is the program's name in the system log. A system log that is absent is no error.
+// Sets where log lines go; until then, to standard error, with a header. To the journal each begins
+// with its priority (sd-daemon(3)). Also makes an exception that nobody catches a FATAL line with
+// its text. `name` is the program's in the system log, whose absence is no error.
 void InitLog(unsigned options, const std::string& name);
 
 // Verbose lines up to this level are written. The start value is 0: none.

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -218,6 +219,41 @@ TEST_F(LoggingDeathTest, AnUncaughtExceptionGivesItsText) {
               "FATAL .*\\] Uncaught exception of an unknown type\n$");
   EXPECT_EXIT(ThrowInACallback([] { std::terminate(); }), KilledBySignal(SIGABRT),
               "FATAL .*\\] Terminated without an exception\n$");
+}
+
+// As systemd does it where standard error is the journal.
+void SetJournalStream(int fd) {
+  struct stat file = {};
+  fstat(fd, &file);
+  const std::string stream = fmt::format("{}:{}", file.st_dev, file.st_ino);
+  setenv("JOURNAL_STREAM", stream.c_str(), /*overwrite=*/1);
+}
+
+[[noreturn]] void LogLinesToTheJournal() {
+  SetJournalStream(STDERR_FILENO);
+  InitLog(kLogToStderr, "logging_test");
+  SetVerboseLevel(1);
+  VLOG(1) << "one\nof two lines";
+  LOG(INFO) << "two";
+  LOG(WARNING) << "three";
+  LOG(ERROR) << "four";
+  LOG(FATAL) << "five";
+  std::abort();
+}
+
+TEST_F(LoggingDeathTest, TheJournalIsGivenThePriorityOfEachLine) {
+  EXPECT_EXIT(LogLinesToTheJournal(), KilledBySignal(SIGABRT),
+              "^<7>one\n<7>of two lines\n<6>two\n<4>three\n<3>four\n<2>five\n$");
+}
+
+TEST_F(LoggingDeathTest, WhatIsNotTheJournalIsNotGivenPriorities) {
+  EXPECT_EXIT(
+      {
+        SetJournalStream(STDIN_FILENO);
+        InitLog(kLogToStderr, "logging_test");
+        LOG(FATAL) << "the end";
+      },
+      KilledBySignal(SIGABRT), "^the end\n$");
 }
 
 TEST_F(LoggingDeathTest, SurvivesAClosedStandardError) {

@@ -57,9 +57,16 @@ find_systemd() {
 # Runs a command where systemd is the first process.
 beside_systemd() { nsenter --target "$systemd_pid" --pid --mount --root --wd "$@"; }
 
+# What the unit's processes have written, a line each.
+journal() {
+  beside_systemd journalctl --no-pager --output=cat --identifier=ap-wavelark --lines=all "$@"
+}
+
 unit_value() { beside_systemd systemctl show --property "$1" --value "$unit"; }
 
 unit_is() { [[ "$(unit_value "$1")" == "$2" ]]; }
+
+has_restarted_more_than() { (("$(unit_value NRestarts)" > $1)); }
 
 # What the kernel says of the daemon's process: a line of its status.
 status_value() {
@@ -134,6 +141,18 @@ for ending in 1 2 3; do
   printf 'back after %d ms\n' $(((${EPOCHREALTIME/[.,]/} - ended) / 1000)) | show
 done
 [[ "$(unit_value MainPID)" != "$first_pid" ]] || give_up "it is another process"
+
+step "The flags service gives a text where a number belongs, and mends that. The journal has it once:"
+set_flags clientSteeringInterval=soon
+expect "it ends" told daemon 'Uncaught exception: stoi'
+set_flags clientSteeringInterval=3
+expect "it is started again" has_restarted_more_than 3
+expect "it is ready again" unit_is ActiveState active
+journal --priority=crit | grep 'FATAL .*Uncaught exception: stoi' | sort | uniq -c >"$scratch/fatal" ||
+  give_up "its last words are in the journal"
+! grep -v '^ *1 ' "$scratch/fatal" || give_up "they are there once"
+head -n 1 "$scratch/fatal" | show
+[[ -z "$(journal | grep -E '^[0-9]{4}-' | sort | uniq -d)" ]] || give_up "no line is there twice"
 
 step "It is stopped, and ends well."
 beside_systemd systemctl stop "$unit" || give_up "the unit stops"
