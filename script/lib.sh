@@ -18,6 +18,13 @@ path_of_caller() {
   (cd "$called_from" && realpath --canonicalize-missing --no-symlinks -- "$1")
 }
 
+# Prints the comment that a script begins with and ends, if its first argument is --help.
+help_if_asked() {
+  [[ "${1:-}" == --help ]] || return 0
+  (cd "$called_from" && sed -n '2,/^$/ s/^# \{0,1\}//p' "$0")
+  exit
+}
+
 # Says what is about to be done.
 say() {
   printf '== %s\n' "$*"
