@@ -68,7 +68,7 @@ class SystemLog {
 class SystemLogDeathTest : public testing::Test {
  protected:
   void SetUp() override {
-    if (!PrivateDevIsPossible()) GTEST_SKIP() << "this user can't make namespaces";
+    if (!PrivateDevIsPossible()) GTEST_SKIP() << "no namespaces for this user, or in this emulator";
   }
 };
 
