@@ -20,6 +20,7 @@
 #include "lab/control_socket.h"
 #include "tests/access_point.h"
 #include "tests/played_kernel.h"
+#include "tests/real_hostapd.h"
 #include "tests/records.h"
 
 namespace orvane::ap {
@@ -148,31 +149,7 @@ TEST_F(HostapdFault, DaemonThatIsHeldFillsItsQueueAndLosesNothing) {
   }
 }
 
-class RealHostapdFault : public AccessPoint {
- protected:
-  static constexpr char kPath[] = "/usr/sbin:/usr/bin:/sbin:/bin";
-
-  void StartHostapd() {
-    const platform::FilePath config = directory() / "hostapd.conf";
-    lab::WriteFile(config, fmt::format("interface={}\ndriver=none\nctrl_interface={}\n", kWlan5000,
-                                       kControlDirectory));
-    std::string error;
-    hostapd_ = ChildProcess::Start({"hostapd", "-d", config}, {{"PATH", kPath}}, &error);
-    ASSERT_NE(hostapd_, nullptr) << error;
-    ASSERT_TRUE(hostapd_->out().WaitForLine("AP-ENABLED", kPatience)) << hostapd_->out().Text();
-  }
-
-  void StopHostapd() {
-    hostapd_->Signal(SIGTERM);
-    ASSERT_TRUE(hostapd_->WaitForExit(kPatience).has_value());
-  }
-
-  bool IsAttached(milliseconds timeout = kPatience) {
-    return hostapd_->out().WaitForLine("CTRL_IFACE monitor attached", timeout).has_value();
-  }
-
-  std::unique_ptr<ChildProcess> hostapd_;
-};
+class RealHostapdFault : public RealHostapd {};
 
 // The directory goes with the last socket, and the watch with the directory. What comes in its
 // place is not the same one.

@@ -1,66 +1,33 @@
 // The daemon with the distribution's hostapd, which needs no radio for its control sockets.
 
-#include <fmt/format.h>
+#include "tests/real_hostapd.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <chrono>
-#include <memory>
+#include <cstddef>
+#include <filesystem>
 #include <string>
-
-#include "lab/child_process.h"
-#include "tests/access_point.h"
 
 namespace orvane::ap {
 namespace {
 
-using lab::ChildProcess;
-using std::chrono::milliseconds;
 using ::testing::IsEmpty;
 
 constexpr char kMac[] = "00:11:22:33:44:55";
 
-class RealHostapdTest : public AccessPoint {
+class RealHostapdTest : public RealHostapd {
  protected:
-  void StartHostapd() {
-    const platform::FilePath config = directory() / "hostapd.conf";
-    lab::WriteFile(config, fmt::format("interface={}\ndriver=none\nctrl_interface={}\n", kWlan5000,
-                                       kControlDirectory));
-    std::string error;
-    hostapd_ = ChildProcess::Start({"hostapd", "-d", config}, {{"PATH", kPath}}, &error);
-    ASSERT_NE(hostapd_, nullptr) << error;
-    ASSERT_TRUE(hostapd_->out().WaitForLine("AP-ENABLED", kPatience)) << hostapd_->out().Text();
-  }
-
-  void StopHostapd(int signal_number) {
-    hostapd_->Signal(signal_number);
-    ASSERT_TRUE(hostapd_->WaitForExit(kPatience).has_value());
-  }
-
-  // Runs a command of hostapd's own client.
-  static void Command(const std::string& name, const std::string& argument = "") {
-    std::string error;
-    ChildProcess::Arguments arguments = {"hostapd_cli", "-i", kWlan5000, name};
-    if (!argument.empty()) arguments.push_back(argument);
-    const auto client = ChildProcess::Start(arguments, {{"PATH", kPath}}, &error);
-    ASSERT_NE(client, nullptr) << error;
-    ASSERT_TRUE(client->out().WaitForLine("OK", kPatience)) << client->out().Text();
-  }
-
-  // The daemon attaches, as hostapd has it, and then hears events.
+  // The daemon attaches, and then hears events.
   void ExpectAttached() {
-    EXPECT_TRUE(hostapd_->out().WaitForLine("CTRL_IFACE monitor attached", kPatience));
+    EXPECT_TRUE(IsAttached());
     const std::string event = "Received unknown event: AP-ENABLED";
     const std::size_t heard = LogCount("INFO", event);
     Command("disable");
     Command("enable");
     ExpectLogged("INFO", event, heard + 1);
   }
-
-  static constexpr char kPath[] = "/usr/sbin:/usr/bin:/sbin:/bin";
-
-  std::unique_ptr<ChildProcess> hostapd_;
 };
 
 TEST_F(RealHostapdTest, EventsComeIn) {
@@ -129,7 +96,7 @@ TEST_F(RealHostapdTest, HungOneHoldsNothingUp) {
   StartDaemon({"--v=1"});
   wlan2400.Attach();
   ExpectAttached();
-  hostapd_->Signal(SIGSTOP);
+  hostapd().Signal(SIGSTOP);
   // Its queue takes no more: not even the leave-taking.
   FillQueue(kWlan5000);
   Settle(wlan2400);
@@ -144,7 +111,7 @@ TEST_F(RealHostapdTest, IsDetachedAtTheEnd) {
   StartDaemon();
   ExpectAttached();
   ExpectQuickExit(SIGTERM);
-  EXPECT_TRUE(hostapd_->out().WaitForLine("CTRL_IFACE monitor detached", kPatience));
+  EXPECT_TRUE(hostapd().out().WaitForLine("CTRL_IFACE monitor detached", kPatience));
 }
 
 }  // namespace
