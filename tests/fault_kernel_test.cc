@@ -118,15 +118,22 @@ TEST_F(KernelFault, Silence) {
   ExpectAllAsBefore();
 }
 
-// For the poll in which it happens, the stations of one interface pass for those of the other. They
-// have just come there, and so are left alone.
+// The stations of one interface pass for those of the other: they have always just come there, and
+// so they are left alone, however poor. Those that are not told of any more are not polled.
 TEST_F(KernelFault, IndexIsReused) {
+  constexpr char kReused[] = "reusing wlan-2400mhz wlan-5000mhz";
+  constexpr char kPoor[] = "wlan-5000mhz 02:00:00:00:00:03 -82";
+  constexpr std::chrono::milliseconds kTwoSteerIntervals(4000);
   Begin();
-  SetFault("reusing wlan-2400mhz wlan-5000mhz");
+  SetFault(kReused);
   const std::size_t polls = Polls(kFirst);
-  std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  SetStations({kAt2400, kAlsoAt2400, kPoor, std::string("! ") + kReused});
+  std::this_thread::sleep_for(kTwoSteerIntervals);
   EXPECT_LE(Polls(kFirst), polls + 1);
   EXPECT_THAT(LogTextsWith(" Steer Client "), IsEmpty());
+  SetStations({kAt2400, kAlsoAt2400, kPoor});
+  ExpectLoggedWith(" Steer Client 02:00:00:00:00:03 ");
   ExpectAllAsBefore();
 }
 
