@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "platform/files.h"
@@ -107,6 +108,8 @@ TEST(KernelTransportTest, DoesNotOpenWithoutADescriptor) {
   rlimit limit;
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   const rlimit none = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
+  // A sanitizer needs descriptors itself when it meets a type for the first time.
+  std::ignore = KernelTransport().Open();
   KernelTransport transport;
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
   const bool is_open = transport.Open();
