@@ -56,6 +56,7 @@ class StationsFileTransport : public NetlinkTransport {
   }
   std::uint32_t GetInterfaceIndex(const std::string& name) override {
     if (const Failure failure = Load()) LOG(ERROR) << *failure;
+    kernel_.ForgetRequests();
     const auto other = faults_.reused_indexes.find(name);
     return transport_->GetInterfaceIndex(other == faults_.reused_indexes.end() ? name
                                                                                : other->second);

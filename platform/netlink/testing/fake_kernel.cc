@@ -99,6 +99,11 @@ void FakeKernel::SetHolding(bool holding) {
   }
 }
 
+void FakeKernel::ForgetRequests() {
+  requests_.erase(requests_.begin(), requests_.begin() + static_cast<std::ptrdiff_t>(answered_));
+  answered_ = 0;
+}
+
 void FakeKernel::Serve() {
   std::array<std::uint8_t, kLargestRequest> buffer;
   const ssize_t length = recv(fd_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);

@@ -136,6 +136,8 @@ class FakeKernel {
   // --- What it has seen ---
 
   const std::vector<Request>& requests() const { return requests_; }
+  // Those that are answered, for who runs for long and doesn't look at them.
+  void ForgetRequests();
   std::size_t largest_buffer() const { return largest_buffer_; }
   // The datagrams that it has sent.
   std::size_t datagram_count() const { return datagram_count_; }
