@@ -17,7 +17,7 @@
 #include "lab/child_process.h"
 #include "lab/control_socket.h"
 #include "tests/access_point.h"
-#include "tests/played_kernel.h"
+#include "tests/stopped_for_a_while.h"
 
 namespace orvane::ap {
 namespace {
@@ -33,7 +33,7 @@ constexpr seconds kBusPatience(40);
 // As long as those that are common in the field.
 const std::string kLongEvent = std::string(kEvent) + " x:" + std::string(225 - 35, 'x');
 
-class SlowFault : public PlayedKernel {
+class SlowFault : public StoppedForAWhile {
  protected:
   void SetUp() override {
     if (getenv("WAVELARK_SLOW_TESTS") == nullptr) GTEST_SKIP() << "slow: script/test --slow";
@@ -106,32 +106,7 @@ TEST_F(SlowFault, BusHangsForItsTimeOut) {
   ExpectQuickExit(SIGTERM);
 }
 
-TEST_F(SlowFault, StoppedForAMinute) {
-  constexpr char kPoll[] = "02:00:00:00:00:01 link_quality_metric 50 ";
-  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50"});
-  StartBus();
-  StartRecorder();
-  WriteSalt(kSalt);
-  Launch({"--enable_client_steering", "--connection_event_upload_period=1"});
-  ExpectReady();
-  wlan5000_->Send(kEvent);
-  ExpectLoggedWith(kPoll);
-  const std::size_t polls = LogTextsWith(kPoll).size();
-  daemon().Signal(SIGSTOP);
-  int events = 1;
-  while (wlan5000_->TrySend(kEvent) == SendResult::kSent) ++events;
-  std::this_thread::sleep_for(seconds(60));
-  daemon().Signal(SIGCONT);
-  for (std::size_t number = 1; events > 0; ++number) {
-    const int more = WaitForRecord(number).event.client_event_info_size();
-    ASSERT_GT(more, 0);
-    events -= more;
-  }
-  EXPECT_EQ(events, 0);
-  ExpectLoggedWith(kPoll, polls + 1);
-  EXPECT_LE(LogTextsWith(kPoll).size(), polls + 5);
-  ExpectQuickExit(SIGTERM);
-}
+TEST_F(SlowFault, StoppedForAMinute) { ExpectNothingIsLost(seconds(60)); }
 
 }  // namespace
 }  // namespace orvane::ap

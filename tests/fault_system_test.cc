@@ -20,8 +20,8 @@
 #include "lab/child_process.h"
 #include "lab/control_socket.h"
 #include "tests/access_point.h"
-#include "tests/played_kernel.h"
 #include "tests/records.h"
+#include "tests/stopped_for_a_while.h"
 
 namespace orvane::ap {
 namespace {
@@ -265,37 +265,12 @@ TEST_F(SystemFault, SaltIsReplacedWhileItRuns) {
   EXPECT_THAT(LogTexts("WARNING"), ::testing::Each(::testing::Not(HasSubstr("salt"))));
 }
 
-class StoppedForAWhileFault : public PlayedKernel {};
+class StoppedForAWhileFault : public StoppedForAWhile {};
 
 // What has come in meanwhile is told to have come when it is read; a period that is over is over
 // once, and polls that were missed are not made up for.
 TEST_F(StoppedForAWhileFault, LosesNothingAndMakesUpForNoPolls) {
-  constexpr char kPoll[] = "02:00:00:00:00:01 link_quality_metric 50 ";
-  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50"});
-  StartBus();
-  StartRecorder();
-  WriteSalt(kSalt);
-  Launch({"--enable_client_steering", "--connection_event_upload_period=1"});
-  ExpectReady();
-  ExpectLoggedWith(kPoll);
-  wlan5000_->Send(kEvent);
-  Settle(*wlan5000_);
-  const std::size_t polls = LogTextsWith(kPoll).size();
-  daemon().Signal(SIGSTOP);
-  for (int i = 0; i < 5; ++i) wlan5000_->Send(kEvent);
-  std::this_thread::sleep_for(milliseconds(5000));
-  daemon().Signal(SIGCONT);
-  int events = 0;
-  for (std::size_t number = 1; events < 6; ++number) {
-    const int more = WaitForRecord(number).event.client_event_info_size();
-    ASSERT_GT(more, 0);
-    events += more;
-  }
-  EXPECT_EQ(events, 6);
-  ExpectLoggedWith(kPoll, polls + 1);
-  EXPECT_LE(LogTextsWith(kPoll).size(), polls + 4);
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
-  ExpectQuickExit(SIGTERM);
+  ExpectNothingIsLost(std::chrono::seconds(5));
 }
 
 }  // namespace
