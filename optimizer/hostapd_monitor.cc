@@ -66,7 +66,9 @@ bool HostapdMonitorImpl::SendCommand(const char* data, std::size_t length) {
   return true;
 }
 
+// The socket is watched from the construction on, but it is Initialize that begins.
 void HostapdMonitorImpl::CheckSocket() {
+  if (!started_) return;
   if (platform::PathExists(socket_path_)) {
     ResetAttachCallback(0);
   } else {

@@ -166,6 +166,19 @@ TEST_F(HostapdMonitorTest, NothingIsTriedBeforeInitialize) {
   EXPECT_THAT(events_, IsEmpty());
 }
 
+TEST_F(HostapdMonitorTest, ASocketThatAppearsBeforeInitializeIsAttachedToOnceByIt) {
+  MakeMonitor();
+  StartHostapd();
+  loop_.RunUntilIdle();
+  EXPECT_EQ(hostapd_->Receive(), std::nullopt);
+  EXPECT_THAT(events_, IsEmpty());
+  monitor_->Initialize();
+  loop_.RunUntilIdle();
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+  EXPECT_EQ(hostapd_->Receive(), std::nullopt);
+  EXPECT_THAT(events_, ElementsAre("kHostapdStarted()"));
+}
+
 TEST_F(HostapdMonitorTest, AttachesAtOnceAndTellsBeforeTheAnswer) {
   StartHostapd();
   StartMonitor();
