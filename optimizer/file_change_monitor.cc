@@ -12,6 +12,14 @@
 #include "platform/logging.h"
 
 namespace orvane::ap {
+namespace {
+
+// That of a name alone is the current one.
+platform::FilePath DirectoryOf(const platform::FilePath& file) {
+  return file.has_parent_path() ? file.parent_path() : ".";
+}
+
+}  // namespace
 
 FileChangeMonitor::FileChangeMonitor(platform::Loop& loop, platform::FilePath file,
                                      std::function<void()> callback)
@@ -19,7 +27,7 @@ FileChangeMonitor::FileChangeMonitor(platform::Loop& loop, platform::FilePath fi
       callback_(std::move(callback)),
       inotify_fd_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
   // Only zero counts as a failure, so that a directory that doesn't exist (-1) is none.
-  CHECK_TEXT(inotify_add_watch(inotify_fd_.get(), file_.parent_path().c_str(), IN_CREATE) != 0,
+  CHECK_TEXT(inotify_add_watch(inotify_fd_.get(), DirectoryOf(file_).c_str(), IN_CREATE) != 0,
              "inotify_add_watch(inotify_fd_.GetPlatformFile(), file_.DirName().value().c_str(), "
              "IN_CREATE)");
   WatchFile();

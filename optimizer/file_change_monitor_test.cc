@@ -90,6 +90,15 @@ TEST_F(FileChangeMonitorTest, SeveralChangesInOneReadRunTheCallbackOnce) {
   EXPECT_EQ(Changes(), 1);
 }
 
+TEST_F(FileChangeMonitorTest, ANameAloneIsAFileOfTheCurrentDirectory) {
+  const platform::FilePath before = std::filesystem::current_path();
+  std::filesystem::current_path(directory_.path());
+  const FileChangeMonitor monitor(loop_, "wlan-2400mhz", [this] { ++changes_; });
+  std::filesystem::current_path(before);
+  Write(File());
+  EXPECT_EQ(Changes(), 1);
+}
+
 TEST_F(FileChangeMonitorTest, ADirectoryThatDoesNotExistIsNoErrorAndIsNeverNoticed) {
   const platform::FilePath file = directory_.path() / "missing" / "wlan-2400mhz";
   const FileChangeMonitor monitor(loop_, file, [this] { ++changes_; });
