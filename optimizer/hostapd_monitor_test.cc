@@ -11,11 +11,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "optimizer/testing/fake_hostapd.h"
-#include "platform/logging.h"
 #include "platform/manual_loop.h"
+#include "platform/testing/log_capture.h"
 
 namespace orvane::ap {
 namespace {
@@ -26,6 +27,14 @@ using ::testing::Optional;
 using namespace std::chrono_literals;
 
 constexpr char kInterface[] = "wlan-2400mhz";
+
+// Lines of the log.
+platform::LogCapture::Line Error(std::string text) {
+  return {platform::Severity::kError, std::move(text)};
+}
+platform::LogCapture::Line Warning(std::string text) {
+  return {platform::Severity::kWarning, std::move(text)};
+}
 
 // Real sockets, of which single calls fail when they are told to, and whose calls are counted.
 class TestSockets : public platform::Sockets {
@@ -142,7 +151,7 @@ class HostapdMonitorTest : public ::testing::Test {
 
   void Forget() {
     events_.clear();
-    log_.clear();
+    log_.Clear();
     sockets_.sent.clear();
   }
 
@@ -151,9 +160,7 @@ class HostapdMonitorTest : public ::testing::Test {
   TestHandlerFactory factory_{loop_};
   TestSockets::State sockets_;
   std::vector<std::string> events_;
-  std::vector<std::string> log_;
-  platform::LogListener listener_{
-      [this](platform::Severity /*severity*/, std::string_view text) { log_.emplace_back(text); }};
+  platform::LogCapture log_;
   std::unique_ptr<FakeHostapd> hostapd_;
   std::unique_ptr<HostapdMonitorImpl> monitor_;
 };
@@ -184,7 +191,7 @@ TEST_F(HostapdMonitorTest, AttachesAtOnceAndTellsBeforeTheAnswer) {
   StartMonitor();
   EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
   EXPECT_THAT(events_, ElementsAre("kHostapdStarted()"));
-  EXPECT_THAT(log_, IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(HostapdMonitorTest, InitializeItselfDoesNothingYet) {
@@ -226,7 +233,7 @@ TEST_F(HostapdMonitorTest, WithoutTheSocketNothingIsTriedUntilItAppears) {
   StartMonitor();
   loop_.AdvanceBy(1h);
   EXPECT_EQ(sockets_.open, 0);
-  EXPECT_THAT(log_, IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
   StartHostapd();
   loop_.RunUntilIdle();
   EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
@@ -254,7 +261,7 @@ TEST_F(HostapdMonitorTest, WithoutAnAnswerItClosesAfterOneSecondAndTriesHalfASec
   loop_.AdvanceBy(1us);
   EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
   EXPECT_THAT(events_, ElementsAre("kHostapdStarted()", "kHostapdStarted()"));
-  EXPECT_THAT(log_, IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(HostapdMonitorTest, OnlyTheExactAnswerAttaches) {
@@ -282,7 +289,7 @@ TEST_F(HostapdMonitorTest, EventsArriveInOrderAndAnEmptyDatagramIsDropped) {
   EXPECT_TRUE(hostapd_->Send("<3>AP-STA-DISCONNECT b x:1"));
   loop_.RunUntilIdle();
   EXPECT_THAT(events_, ElementsAre("kStationConnect(a)", "kStationDisconnect(b) x:1"));
-  EXPECT_THAT(log_, IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(HostapdMonitorTest, ASecondOkChangesNothing) {
@@ -314,7 +321,7 @@ TEST_F(HostapdMonitorTest, ACommandIsOneDatagramAsItStands) {
 TEST_F(HostapdMonitorTest, ACommandOnAClosedSocketFailsAndIsLogged) {
   StartMonitor();
   EXPECT_FALSE(monitor_->SendCommand("PING", 4));
-  EXPECT_THAT(log_, ElementsAre("Send to hostapd failed: Bad file descriptor (9)"));
+  EXPECT_THAT(log_.lines(), ElementsAre(Error("Send to hostapd failed: Bad file descriptor (9)")));
 }
 
 TEST_F(HostapdMonitorTest, AHungHostapdWithAFullQueueDoesNotBlock) {
@@ -322,7 +329,8 @@ TEST_F(HostapdMonitorTest, AHungHostapdWithAFullQueueDoesNotBlock) {
   int sent = 0;
   while (sent < 10'000 && monitor_->SendCommand("PING", 4)) ++sent;
   EXPECT_LT(sent, 10'000);
-  EXPECT_THAT(log_, ElementsAre("Send to hostapd failed: Resource temporarily unavailable (11)"));
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(Error("Send to hostapd failed: Resource temporarily unavailable (11)")));
 }
 
 TEST_F(HostapdMonitorTest, AfterTheSocketIsGoneItRestsUntilItIsBack) {
@@ -332,7 +340,7 @@ TEST_F(HostapdMonitorTest, AfterTheSocketIsGoneItRestsUntilItIsBack) {
   EXPECT_EQ(sockets_.open, 0);
   Forget();
   loop_.AdvanceBy(1h);
-  EXPECT_THAT(log_, IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
   EXPECT_THAT(events_, IsEmpty());
   StartHostapd();
   loop_.RunUntilIdle();
@@ -361,7 +369,7 @@ TEST_F(HostapdMonitorTest, DetachingFromAHostapdThatIsGoneIsOnlyLogged) {
   StopHostapd();
   loop_.RunUntilIdle();
   EXPECT_THAT(sockets_.sent, ElementsAre("DETACH"));
-  EXPECT_THAT(log_, ElementsAre("Send to hostapd failed: Connection refused (111)"));
+  EXPECT_THAT(log_.lines(), ElementsAre(Error("Send to hostapd failed: Connection refused (111)")));
   EXPECT_EQ(sockets_.open, 0);
 }
 
@@ -374,8 +382,8 @@ TEST_F(HostapdMonitorTest, RemovalBeforeTheAnswerSendsNoDetachButRetriesOnce) {
   EXPECT_EQ(sockets_.open, 0);
   // The time-out that was armed with the attempt still runs, and starts the retries.
   loop_.AdvanceBy(1s + 500ms);
-  EXPECT_THAT(log_, ElementsAre("Failed to connect: No such file or directory (2)",
-                                "Could not attach to hostapd"));
+  EXPECT_THAT(log_.lines(), ElementsAre(Error("Failed to connect: No such file or directory (2)"),
+                                        Warning("Could not attach to hostapd")));
 }
 
 TEST_F(HostapdMonitorTest, ARemovalThatWentUnnoticedResetsTheState) {
@@ -384,7 +392,7 @@ TEST_F(HostapdMonitorTest, ARemovalThatWentUnnoticedResetsTheState) {
   const std::unique_ptr<FakeHostapd> old_hostapd = std::move(hostapd_);
   StartHostapd();
   loop_.RunUntilIdle();
-  EXPECT_THAT(log_, ElementsAre("Already attached, resetting state."));
+  EXPECT_THAT(log_.lines(), ElementsAre(Warning("Already attached, resetting state.")));
   EXPECT_THAT(old_hostapd->Receive(), Optional(std::string("DETACH")));
   EXPECT_EQ(sockets_.open, 0);
   EXPECT_EQ(hostapd_->Receive(), std::nullopt);
@@ -397,12 +405,12 @@ TEST_F(HostapdMonitorTest, ASocketThatNobodyServesIsRetriedForEver) {
   std::filesystem::create_directory(SocketPath());
   StartMonitor();
   loop_.AdvanceBy(1min);
-  std::vector<std::string> expected;
+  std::vector<platform::LogCapture::Line> expected;
   for (int attempt = 0; attempt <= 120; ++attempt) {
-    expected.emplace_back("Failed to connect: Connection refused (111)");
-    expected.emplace_back("Could not attach to hostapd");
+    expected.push_back(Error("Failed to connect: Connection refused (111)"));
+    expected.push_back(Warning("Could not attach to hostapd"));
   }
-  EXPECT_EQ(log_, expected);
+  EXPECT_EQ(log_.lines(), expected);
   EXPECT_EQ(sockets_.open, 0);
   EXPECT_THAT(events_, IsEmpty());
 }
@@ -420,17 +428,18 @@ TEST_P(HostapdMonitorFailureTest, IsLoggedRetriedAfterHalfASecondAndLeaksNothing
   StartHostapd();
   sockets_.*GetParam().failing = GetParam().error;
   StartMonitor();
-  EXPECT_THAT(log_, ElementsAre(GetParam().log, "Could not attach to hostapd"));
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(Error(GetParam().log), Warning("Could not attach to hostapd")));
   EXPECT_EQ(sockets_.open, 0);
   EXPECT_THAT(events_, IsEmpty());
   loop_.AdvanceBy(499'999us);
-  EXPECT_EQ(log_.size(), 2u);
+  EXPECT_EQ(log_.lines().size(), 2u);
   loop_.AdvanceBy(1us);
-  EXPECT_EQ(log_.size(), 4u);
+  EXPECT_EQ(log_.lines().size(), 4u);
 
   sockets_.*GetParam().failing = 0;
   loop_.AdvanceBy(500ms);
-  EXPECT_EQ(log_.size(), 4u);
+  EXPECT_EQ(log_.lines().size(), 4u);
   EXPECT_THAT(events_, ElementsAre("kHostapdStarted()"));
   EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
 }
@@ -458,8 +467,9 @@ TEST_F(HostapdMonitorTest, AnAbstractNameThatIsTakenIsRetriedUntilItIsFree) {
   EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
   EXPECT_TRUE(hostapd_->Send("OK\n"));
   StartMonitor();
-  EXPECT_THAT(log_, ElementsAre("Failed to bind to local socket: Address already in use (98)",
-                                "Could not attach to hostapd"));
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(Error("Failed to bind to local socket: Address already in use (98)"),
+                          Warning("Could not attach to hostapd")));
   twin.reset();
   EXPECT_THAT(hostapd_->Receive(), Optional(std::string("DETACH")));
   loop_.AdvanceBy(500ms);
@@ -484,7 +494,7 @@ TEST_F(HostapdMonitorTest, DestructionInTheMiddleOfARetryDropsIt) {
   Forget();
   monitor_.reset();
   loop_.AdvanceBy(1h);
-  EXPECT_THAT(log_, IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
   EXPECT_EQ(sockets_.open, 0);
 }
 
