@@ -560,6 +560,19 @@ TEST_F(EventUploaderTest, VerboseLinesTellOfEachEventAndUpload) {
                                        "'<end>'\n")));
 }
 
+TEST_F(EventUploaderTest, VerboseLinesTellOfEventsThatAreNotCollectedToo) {
+  uploader_->OnFlagChanged("connectionEventsUpload", "0");
+  platform::SetVerboseLevel(1);
+  log_.Clear();
+  Connect();
+  Probe();
+  EXPECT_THAT(
+      log_.Lines(Severity::kVerbose),
+      ElementsAre(
+          std::string("EventCallback: wlan-5000mhz event: kStationConnect mac: ") + kMac,
+          std::string("EventCallback: wlan-5000mhz event: kStationMonitorInfo mac: ") + kMac));
+}
+
 TEST_F(EventUploaderTest, SwitchedOffItIsSilent) {
   platform::SetVerboseLevel(1);
   uploader_->Disable();

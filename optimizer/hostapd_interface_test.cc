@@ -10,6 +10,7 @@
 #include "optimizer/testing/fake_hostapd.h"
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
+#include "platform/testing/log_capture.h"
 
 namespace orvane::ap {
 namespace {
@@ -17,6 +18,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Optional;
+using ::testing::Pair;
 
 class HostapdInterfaceTest : public ::testing::Test {
  protected:
@@ -89,6 +91,22 @@ TEST_F(HostapdInterfaceTest, EveryEventIsLoggedVerboselyAlsoWithoutListeners) {
   EXPECT_TRUE(hostapd_2400_.Send("<3>AP-MONITOR-STA-INFO"));
   loop_.RunUntilIdle();
   EXPECT_THAT(log_, ElementsAre("Callback: 7 mac: aa:bb:cc:dd:ee:ff", "Callback: 12 mac: "));
+}
+
+TEST_F(HostapdInterfaceTest, EachVerboseLineComesBeforeWhatItTellsOf) {
+  interface_.AddEventCallback([](const std::string& interface_name, HostapdEventType,
+                                 std::string_view,
+                                 HostapdAttributes) { LOG(INFO) << interface_name; });
+  const platform::LogCapture log(1);
+  interface_.Init();
+  interface_.SendCommand("wlan-5000mhz", "PING");
+  loop_.RunUntilIdle();
+  using enum platform::Severity;
+  EXPECT_THAT(log.lines(),
+              ElementsAre(Pair(kVerbose, "wlan-5000mhz Send Command : PING"),
+                          Pair(kError, "Send to hostapd failed: Bad file descriptor (9)"),
+                          Pair(kVerbose, "Callback: 0 mac: "), Pair(kInfo, "wlan-2400mhz"),
+                          Pair(kVerbose, "Callback: 0 mac: "), Pair(kInfo, "wlan-5000mhz")));
 }
 
 TEST_F(HostapdInterfaceTest, AListenerMayAddAnother) {

@@ -386,6 +386,55 @@ TEST_F(HostapdMonitorTest, RemovalBeforeTheAnswerSendsNoDetachButRetriesOnce) {
                                         Warning("Could not attach to hostapd")));
 }
 
+TEST_F(HostapdMonitorTest, RemovalBetweenRetriesDoesNotEndThem) {
+  StartHostapd();
+  sockets_.failing_connect = ECONNREFUSED;
+  StartMonitor();
+  sockets_.failing_connect = 0;
+  log_.Clear();
+  StopHostapd();
+  loop_.RunUntilIdle();
+  loop_.AdvanceBy(500ms);
+  const auto failed = Error("Failed to connect: No such file or directory (2)");
+  const auto could_not = Warning("Could not attach to hostapd");
+  EXPECT_THAT(log_.lines(), ElementsAre(failed, could_not));
+  loop_.AdvanceBy(500ms);
+  EXPECT_THAT(log_.lines(), ElementsAre(failed, could_not, failed, could_not));
+}
+
+TEST_F(HostapdMonitorTest, ASocketThatAppearsBetweenRetriesIsTriedAtOnceInsteadOfTheNext) {
+  StartHostapd();
+  sockets_.failing_connect = ECONNREFUSED;
+  StartMonitor();
+  sockets_.failing_connect = 0;
+  StopHostapd();
+  loop_.AdvanceBy(200ms);
+  StartHostapd();
+  loop_.RunUntilIdle();
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+  Answer("OK\n");
+  Forget();
+  loop_.AdvanceBy(1h);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  EXPECT_THAT(sockets_.sent, IsEmpty());
+  EXPECT_EQ(sockets_.open, 1);
+}
+
+TEST_F(HostapdMonitorTest, ANewAttemptHasAWholeSecondForItsAnswer) {
+  StartHostapd();
+  StartMonitor();
+  StopHostapd();
+  loop_.AdvanceBy(600ms);
+  EXPECT_EQ(sockets_.open, 0);
+  StartHostapd();
+  loop_.RunUntilIdle();
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
+  loop_.AdvanceBy(999'999us);
+  EXPECT_EQ(sockets_.open, 1);
+  loop_.AdvanceBy(1us);
+  EXPECT_EQ(sockets_.open, 0);
+}
+
 TEST_F(HostapdMonitorTest, ARemovalThatWentUnnoticedResetsTheState) {
   StartAttached();
   std::filesystem::remove(SocketPath());
