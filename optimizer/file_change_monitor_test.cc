@@ -75,6 +75,7 @@ TEST_F(FileChangeMonitorTest, OtherFilesOfTheDirectoryDoNotMatter) {
   Watch();
   Write(directory_.path() / "wlan-2400mhz2");
   Write(directory_.path() / "wlan-2400mh");
+  Write(directory_.path() / "2400mhz");
   Write(directory_.path() / "other");
   std::filesystem::remove(directory_.path() / "other");
   EXPECT_EQ(Changes(), 0);
@@ -87,6 +88,23 @@ TEST_F(FileChangeMonitorTest, SeveralChangesInOneReadRunTheCallbackOnce) {
     std::filesystem::remove(File());
   }
   Write(File());
+  EXPECT_EQ(Changes(), 1);
+}
+
+TEST_F(FileChangeMonitorTest, WhatComesAfterAChangeInOneReadDoesNotHideIt) {
+  Watch();
+  Write(File());
+  Write(directory_.path() / "other");
+  EXPECT_EQ(Changes(), 1);
+}
+
+TEST_F(FileChangeMonitorTest, AFileThatIsMadeAnewInOneReadIsFollowed) {
+  Write(File());
+  Watch();
+  std::filesystem::remove(File());
+  Write(File());
+  EXPECT_EQ(Changes(), 1);
+  std::filesystem::remove(File());
   EXPECT_EQ(Changes(), 1);
 }
 

@@ -435,6 +435,40 @@ TEST_F(HostapdMonitorTest, ANewAttemptHasAWholeSecondForItsAnswer) {
   EXPECT_EQ(sockets_.open, 0);
 }
 
+// The time-out of an attempt whose socket is gone puts off the retries of later ones.
+TEST_F(HostapdMonitorTest, ATimeoutThatIsLeftOverTakesThePlaceOfTheNextRetry) {
+  StartHostapd();
+  StartMonitor();
+  StopHostapd();
+  loop_.AdvanceBy(300ms);
+  sockets_.failing_connect = ECONNREFUSED;
+  StartHostapd();
+  loop_.AdvanceBy(600ms);
+  const auto failed = Error("Failed to connect: Connection refused (111)");
+  const auto could_not = Warning("Could not attach to hostapd");
+  EXPECT_THAT(log_.lines(), ElementsAre(failed, could_not, failed, could_not));
+  log_.Clear();
+  // The second was at 800 ms. At 1 s comes the time-out, half a second before the third.
+  loop_.AdvanceBy(599'999us);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  loop_.AdvanceBy(1us);
+  EXPECT_THAT(log_.lines(), ElementsAre(failed, could_not));
+}
+
+TEST_F(HostapdMonitorTest, AnAnswerDoesNotEndAnAttemptThatIsToCome) {
+  StartHostapd();
+  StartMonitor();
+  ASSERT_TRUE(hostapd_->Receive().has_value());
+  std::filesystem::remove(SocketPath());
+  const std::unique_ptr<FakeHostapd> old_hostapd = std::move(hostapd_);
+  StartHostapd();
+  // Read in the turn in which the new socket is noticed.
+  EXPECT_TRUE(old_hostapd->Send("OK\n"));
+  loop_.RunUntilIdle();
+  EXPECT_THAT(log_.lines(), ElementsAre(Warning("Already attached, resetting state.")));
+  EXPECT_THAT(old_hostapd->Receive(), Optional(std::string("DETACH")));
+}
+
 TEST_F(HostapdMonitorTest, ARemovalThatWentUnnoticedResetsTheState) {
   StartAttached();
   std::filesystem::remove(SocketPath());
