@@ -108,6 +108,39 @@ TEST_F(ServiceTest, OtherKeysAndAnEmptyMapChangeNothing) {
   EXPECT_THAT(journal_, IsEmpty());
 }
 
+// Looks at its own switch from inside the callbacks.
+class SwitchingService : public Service {
+ public:
+  SwitchingService() : Service("switching") {}
+  void OnStart() override {
+    journal.emplace_back("start");
+    Enable();
+    if (ends_at_once) Disable();
+  }
+  void OnStop() override {
+    journal.emplace_back("stop");
+    Disable();
+  }
+
+  bool ends_at_once = false;
+  std::vector<std::string> journal;
+};
+
+TEST(ServiceSwitchTest, TheStateHasChangedWhenTheServiceIsTold) {
+  SwitchingService service;
+  service.Enable();
+  service.Disable();
+  EXPECT_THAT(service.journal, ElementsAre("start", "stop"));
+}
+
+TEST(ServiceSwitchTest, AServiceMayEndItsOwnStart) {
+  SwitchingService service;
+  service.ends_at_once = true;
+  service.Enable();
+  service.Disable();
+  EXPECT_THAT(service.journal, ElementsAre("start", "stop"));
+}
+
 class SilentService : public Service {
  public:
   SilentService() : Service("silent") {}
