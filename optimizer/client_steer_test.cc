@@ -7,6 +7,8 @@
 #include <chrono>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "optimizer/testing/steering_world.h"
@@ -121,6 +123,37 @@ TEST_F(ClientSteerTest, NothingHappensUntilItIsStarted) {
   world_.Join(k2400, 1, -90);
   world_.Pass(24h);
   EXPECT_THAT(world_.kernel.requests(), SizeIs(1));  // the family
+}
+
+TEST_F(ClientSteerTest, EachLineHasItsSeverity) {
+  std::vector<platform::Severity> severities;
+  const platform::LogListener listener([&](platform::Severity severity, std::string_view text) {
+    EXPECT_THAT(text, ::testing::Not(IsEmpty()));
+    severities.push_back(severity);
+  });
+  const auto expect_next = [&](const std::vector<platform::Severity>& expected) {
+    EXPECT_EQ(std::exchange(severities, {}), expected);
+  };
+  using enum platform::Severity;
+  world_.Join(k2400, 1, -80);
+  world_.steer->Configure(600, 60, 30, 15);
+  world_.steer->Enable();
+  expect_next({kInfo, kInfo});
+  Passes(11);
+  expect_next(std::vector<platform::Severity>(10, kVerbose));
+  Passes(1);
+  expect_next({kVerbose, kInfo});
+  world_.Leave(k2400, 1);
+  Passes(21);
+  expect_next({kVerbose});
+  world_.kernel.FailNextRequest(ENODEV);
+  Passes(1);
+  expect_next({kWarning});
+  world_.kernel.RemoveInterface(k2400);
+  Passes(1);
+  expect_next({kWarning});
+  world_.steer->Disable();
+  expect_next({kInfo});
 }
 
 TEST_F(ClientSteerTest, StartAndStopAreLogged) {
@@ -310,6 +343,25 @@ TEST_F(ClientSteerTest, PruningGoesInOrderOfAddresses) {
       ElementsAre("Prune Station " + Mac(1), "Prune Station " + Mac(2), "Prune Station " + Mac(3)));
 }
 
+// No clock gets past twice the longest interval, and none stays behind twice the shortest.
+TEST(ClientSteerPruneTest, TwiceTheIntervalDoesNotOverflow) {
+  const struct {
+    platform::TimeSpan interval;
+    std::size_t pruned;
+  } kRows[] = {{platform::TimeSpan::max(), 0}, {platform::TimeSpan::min(), 1}};
+  for (const auto& row : kRows) {
+    ClientSteerSettings settings = SteeringWorld::DefaultSettings();
+    settings.steer_interval = row.interval;
+    SteeringWorld world(settings);
+    world.Join(k2400, 1, -50);
+    world.steer->Enable();
+    world.Pass(1min);
+    world.Leave(k2400, 1);
+    world.Pass(24h);
+    EXPECT_THAT(world.TakeLog("Prune Station "), SizeIs(row.pruned));
+  }
+}
+
 TEST_F(ClientSteerTest, AnUnknownInterfaceEndsThePassWithoutPruning) {
   world_.Join(k2400, 1, -50);
   Start();
@@ -495,6 +547,7 @@ TEST_F(ClientSteerTest, AFloorOfThreeHundredIsFortyFour) {
 }
 
 TEST_F(ClientSteerTest, EachFlagSetsItsOwnParameter) {
+  world_.TakeLog();
   world_.steer->OnFlagChanged("clientSteeringInterval", " 7x");
   world_.steer->OnFlagChanged("clientSteeringPollInterval", "-3");
   world_.steer->OnFlagChanged("clientSteeringRootLqmFloor", "-1");
@@ -502,7 +555,7 @@ TEST_F(ClientSteerTest, EachFlagSetsItsOwnParameter) {
   world_.steer->OnFlagChanged("clientSteeringLqmHysteresis", "257");
   world_.steer->OnFlagChanged("clientSteeringSomething", "no number");
   world_.steer->OnFlagChanged("XclientSteeringInterval", "no number");
-  world_.TakeLog();
+  EXPECT_THAT(world_.TakeLog(), IsEmpty());
   world_.steer->Enable();
   EXPECT_THAT(world_.TakeLog(),
               ElementsAre(" Client Steer Started  lqm_floor=255 steer_interval=7s "
