@@ -167,6 +167,21 @@ TEST_F(SteeringTest, UnknownSecondInterfaceLeavesTheFirst) {
   EXPECT_EQ(LogCount("WARNING", "Unable to get stations on interface: wlan-2400mhz"), 0U);
 }
 
+// Steering comes before the upload. The end switches neither of them off.
+TEST_F(SteeringTest, StartsInOrderAndEndsWithoutAWord) {
+  SetStations({});
+  Start();
+  Settle(*wlan2400_);
+  Settle(*wlan5000_);
+  ExpectQuickExit(SIGTERM);
+  wlan2400_->ExpectCommand("DETACH");
+  wlan5000_->ExpectCommand("DETACH");
+  std::vector<std::string> lines = LogTexts("INFO");
+  std::erase_if(lines, [](const std::string& text) { return text.find("SETTLE") != text.npos; });
+  EXPECT_THAT(lines,
+              ElementsAre("Starting the daemon", kStarted, " Connection event upload enabled "));
+}
+
 TEST_F(SteeringTest, IsOffUnlessAskedFor) {
   SetStations({kWeakAt2400});
   Start({});
