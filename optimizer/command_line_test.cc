@@ -155,11 +155,15 @@ TEST_F(CommandLineTest, WhatIsNoIntegerIsRefused) {
                                "--client_steering_interval=99999999999999999999x"}) {
     ExpectUsageError({argument}, "is not an integer");
   }
+  ExpectUsageError({"--client_steering_interval={}"},
+                   "--client_steering_interval: '{}' is no value");
 }
 
 TEST_F(CommandLineTest, WhatIsNoBooleanIsRefused) {
   ExpectUsageError({"--is_root=maybe"}, "--is_root: 'maybe' is neither true nor false");
   ExpectUsageError({"--nois_root=2"}, "--nois_root: '2' is neither true nor false");
+  ExpectUsageError({"--is_root={}"}, "--is_root: '{}' is no value");
+  ExpectUsageError({"--nois_root={}"}, "--nois_root: '{}' is no value");
 }
 
 TEST_F(CommandLineTest, MissingValuesAreRefused) {

@@ -60,13 +60,17 @@ CLI::Option* AddFlag(CLI::App& app, const std::string& name, const std::string& 
       ->trigger_on_parse();
 }
 
-// "--name=" is taken for "--name", by a library that can't tell the two apart.
-std::optional<std::string> FindEmptyValue(int argc, const char* const* argv) {
+// "--name=" and, of a boolean, "--name={}" are taken for "--name", by a library that can't tell
+// them apart.
+std::optional<std::string> FindLostValue(int argc, const char* const* argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string_view argument = argv[i];
-    if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
-      return std::string(argument.substr(0, argument.size() - 1)) + ": missing value";
-    }
+    const std::size_t equals = argument.find('=');
+    if (!argument.starts_with("--") || equals == std::string_view::npos) continue;
+    const std::string name(argument.substr(0, equals));
+    const std::string_view value = argument.substr(equals + 1);
+    if (value.empty()) return name + ": missing value";
+    if (value == "{}") return name + ": '{}' is no value";
   }
   return std::nullopt;
 }
@@ -111,7 +115,7 @@ void CommandLine::AddInt32(const std::string& name, const std::string& help, std
 
 std::optional<int> CommandLine::Parse(int argc, const char* const* argv) {
   const char* program = argc > 0 ? argv[0] : "";
-  if (const auto error = FindEmptyValue(argc, argv)) return ReportUsageError(program, *error);
+  if (const auto error = FindLostValue(argc, argv)) return ReportUsageError(program, *error);
   try {
     // The library takes a program's name for granted.
     if (argc > 0) app_->parse(argc, argv);
