@@ -75,6 +75,10 @@ class ClientSteer : public Service {
   void Configure(std::int32_t steer_interval_seconds, std::int32_t poll_interval_seconds,
                  std::int32_t lqm_floor, std::int32_t lqm_hysteresis);
 
+  // Begins a pass. The next one comes one poll interval later, and so on until the service is
+  // switched off. Usually the timer's to call.
+  void CheckAndSteer();
+
  private:
   struct StationSteerState {
     std::int32_t interface_index = -1;  // where it was last seen; -1: nowhere yet
@@ -95,7 +99,6 @@ class ClientSteer : public Service {
   void SetLqmHysteresis(std::int32_t hysteresis);
 
   void StartPollTimer();
-  void CheckAndSteer();
   void PollInterface();
   void OnStation(const Nl80211Station& station);
   void OnPollComplete(const Nl80211Error* error);

@@ -176,6 +176,18 @@ TEST_F(ClientSteerTest, TheFirstPassComesOnePollIntervalAfterTheStart) {
   EXPECT_THAT(world_.kernel.requests(), SizeIs(5));
 }
 
+TEST_F(ClientSteerTest, APassByHandStartsThePollIntervalOver) {
+  Start();
+  world_.Pass(30s);
+  world_.steer->CheckAndSteer();
+  world_.Pass(0s);
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(3));
+  world_.Pass(59s);
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(3));
+  world_.Pass(1s);
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(5));
+}
+
 TEST_F(ClientSteerTest, APoorStationIsSteeredAfterMoreThanOneInterval) {
   world_.Join(k2400, 1, -80);
   Start();
