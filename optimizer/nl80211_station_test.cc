@@ -198,6 +198,41 @@ TEST(Nl80211StationTest, ReadsEachValueFromItsAttribute) {
   EXPECT_EQ(station.GetSignalAverage(), -61);
 }
 
+// Some processors get an empty attribute before each number of 64 bits, and a kernel of tomorrow
+// has attributes of tomorrow.
+TEST(Nl80211StationTest, NeitherOrderNorPaddingNorUnknownAttributesMatter) {
+  constexpr std::uint16_t kUnknown = 0x3ffe;
+  const AttributeBuilder rate = AttributeBuilder()
+                                    .U64(kUnknown, 1)
+                                    .U8(NL80211_RATE_INFO_HE_MCS, 11)
+                                    .U32(NL80211_RATE_INFO_BITRATE32, 65);
+  const AttributeBuilder information = AttributeBuilder()
+                                           .Flag(NL80211_STA_INFO_PAD)
+                                           .U64(NL80211_STA_INFO_RX_BYTES64, 5)
+                                           .Flag(NL80211_STA_INFO_PAD)
+                                           .U64(NL80211_STA_INFO_TX_BYTES64, 6)
+                                           .Raw(kUnknown, {1, 2, 3})
+                                           .U8(NL80211_STA_INFO_SIGNAL_AVG, 0xc3)
+                                           .U64(NL80211_STA_INFO_STA_FLAGS, ~std::uint64_t{0})
+                                           .Nest(NL80211_STA_INFO_RX_BITRATE, rate)
+                                           .Nest(kUnknown, AttributeBuilder().U8(1, 1))
+                                           .Nest(NL80211_STA_INFO_TX_BITRATE, rate);
+  const Reply reply(AttributeBuilder()
+                        .Flag(NL80211_ATTR_PAD)
+                        .U64(NL80211_ATTR_WDEV, 1)
+                        .Nest(NL80211_ATTR_STA_INFO, information)
+                        .Nest(kUnknown, information)
+                        .Raw(NL80211_ATTR_MAC, {0, 0x1a, 0x2b, 0x3c, 0x4d, 0x5e}));
+  const Nl80211Station station(reply.message());
+  EXPECT_EQ(station.GetMacAddress().ToString(), "00:1a:2b:3c:4d:5e");
+  EXPECT_EQ(station.GetRxBytes(), 5U);
+  EXPECT_EQ(station.GetTxBytes(), 6U);
+  EXPECT_EQ(station.GetSignalAverage(), -61);
+  EXPECT_TRUE(station.IsAuthorized());
+  EXPECT_EQ(station.GetRxBitrate(), 6500U);
+  EXPECT_EQ(station.GetTxBitrate(), 6500U);
+}
+
 TEST(Nl80211StationTest, TheFirstOfATypeCounts) {
   StationReply parts;
   parts.more.Raw(NL80211_ATTR_MAC, {1, 1, 1, 1, 1, 1}).Raw(NL80211_ATTR_MAC, {2, 2, 2, 2, 2, 2});
