@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "optimizer/testing/steering_world.h"
+#include "platform/netlink/testing/message_builder.h"
 
 namespace orvane::ap {
 namespace {
@@ -433,6 +434,26 @@ TEST_F(ClientSteerTest, ASilentKernelCostsATimeOutForEachInterface) {
               ElementsAre("Netlink error 2: Netlink response timeout"));
   world_.Pass(45s);
   EXPECT_THAT(world_.TakeLog("Netlink error"), IsEmpty());
+}
+
+TEST_F(ClientSteerTest, AnUnexpectedMessageStallsThePassAndTheNextOneBeginsAnew) {
+  Start();
+  world_.kernel.SetSilent(true);
+  Passes(1);
+  world_.TakeLog();
+  const platform::MessageHeader to = world_.kernel.requests().back().header;
+  world_.kernel.Deliver(platform::MakeNetlinkMessage({99, 0, to.sequence, to.port}, {}));
+  world_.Pass(4s);
+  EXPECT_THAT(world_.TakeLog(), ElementsAre("Unexpected message received: type 99"));
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(2)) << "none for the second interface";
+  world_.kernel.SetSilent(false);
+  world_.Join(k2400, 1, -50);
+  world_.Pass(55s);
+  const std::size_t requests = world_.kernel.requests().size();
+  world_.Pass(2s);
+  EXPECT_EQ(world_.kernel.requests().size(), requests + 2);
+  Passes(1);
+  EXPECT_THAT(world_.TakeLog(" link_quality_metric "), SizeIs(1));
 }
 
 TEST_F(ClientSteerTest, AnOverlappingPassStartsOverAndBothAdvanceTheCursor) {
