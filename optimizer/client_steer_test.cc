@@ -24,8 +24,12 @@ using namespace std::chrono_literals;
 
 constexpr auto k2400 = SteeringWorld::k2400;
 constexpr auto k5000 = SteeringWorld::k5000;
-const auto& Mac = SteeringWorld::Mac;
-const auto& Steered = SteeringWorld::Steered;
+
+std::string Mac(int number) { return SteeringWorld::Mac(number); }
+
+std::string Steered(const std::string& interface, int number) {
+  return SteeringWorld::Steered(interface, number);
+}
 
 TEST(LinkQualityMetricTest, IsTheSignalPlusAHundredWithinBounds) {
   EXPECT_EQ(LinkQualityMetric(-128), 0);
