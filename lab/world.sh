@@ -16,6 +16,8 @@ exec {nothing}<> <(:)
 start() {
   local name="$1"
   shift
+  # Now: the new process may be slow to begin, and what an earlier one wrote is not to be found.
+  : >"$scratch/$name.log"
   setpriv --pdeathsig KILL "$@" >"$scratch/$name.log" 2>&1 &
   pids[$name]=$!
 }
