@@ -435,14 +435,14 @@ TEST_F(NetlinkManagerTest, OnlySoManyDumpsMayWait) {
 // Nothing can be sent: each request makes room for the next one only in a later turn.
 TEST_F(NetlinkManagerTest, AskingOnAndOnWithoutAKernelKeepsABoundedNumberOfRequests) {
   kernel_.FailSends(EPERM);
-  long most = 0;
+  std::int64_t most = 0;
   for (int turn = 0; turn < 2000; ++turn) {
     for (int i = 0; i < 3; ++i) Send(DumpRequest(), "a");
     loop_.RunOnce();
-    most = std::max(most, held_.use_count());
+    most = std::max<std::int64_t>(most, held_.use_count());
   }
   // Three handlers hold it for each request.
-  EXPECT_LT(most, 3 * static_cast<long>(NetlinkManager::kMaxWaitingDumps + 10));
+  EXPECT_LT(most, 3 * static_cast<std::int64_t>(NetlinkManager::kMaxWaitingDumps + 10));
 }
 
 TEST_F(NetlinkManagerTest, ALateReplyIsIgnored) {
