@@ -20,8 +20,8 @@ namespace {
 
 constexpr int kStations = 12;
 
-// A poll each. Sanitizers take their time.
-#ifdef __SANITIZE_ADDRESS__
+// A poll each. Sanitizers and emulators of another processor take their time.
+#if defined(__SANITIZE_ADDRESS__) || defined(WAVELARK_EMULATED)
 constexpr int kSteps = 15'000;
 #else
 constexpr int kSteps = 50'000;
