@@ -19,6 +19,12 @@ add_compile_options(-Wall -Wextra -Wconversion -Wshadow -Werror
 add_compile_options($<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>)
 # Log lines and assertions name a source file by its path in the project, wherever it was built.
 add_compile_options("-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+# With a base_dir ccache gives the compiler paths from the folder of the build.
+if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "ccache")
+  file(RELATIVE_PATH from_build "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}/cmake")
+  cmake_path(GET from_build PARENT_PATH from_build)
+  add_compile_options("-fmacro-prefix-map=${from_build}/=")
+endif()
 add_link_options(-Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro -Wl,-z,now)
 
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
