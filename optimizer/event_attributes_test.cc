@@ -295,18 +295,9 @@ TEST_F(EventAttributesTest, NegativeNumbersWrapAroundInUnsignedFields) {
             "steer_delta_in_milliseconds: 18446744073709551613");
 }
 
-constexpr std::string_view kNoNumbers[] = {"",
-                                           " ",
-                                           "abc",
-                                           "-",
-                                           "+",
-                                           "--1",
-                                           "+-1",
-                                           "- 1",
-                                           "x5",
-                                           ":5",
-                                           "\xa0"
-                                           "5",
+constexpr std::string_view kNoNumbers[] = {"",       " ",   "abc", "-",  "+",
+                                           "--1",    "+-1", "- 1", "x5", ":5",
+                                           "\2405",  // a space in Latin-1
                                            "\0005"sv};
 
 TEST_F(EventAttributesTest, NarrowFieldsThrowForWhatIsNoNumberOfTheirs) {

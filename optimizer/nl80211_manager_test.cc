@@ -23,7 +23,6 @@ namespace {
 
 using platform::AttributeBuilder;
 using platform::AttributeList;
-using platform::ByteString;
 using platform::FakeKernel;
 using platform::GenericNetlinkRequest;
 using platform::NetlinkManager;
