@@ -201,7 +201,7 @@ TEST_F(FlagsServiceTest, NoDirectoryIsAFailure) {
 
 TEST_F(FlagsServiceTest, TellsBadLines) {
   WriteFile(file_, "a=1\nnonsense\n");
-  auto service = Start({}, file_.native() + " line 2: no \"=\" in \"nonsense\"");
+  auto service = Start({}, file_.native() + R"( line 2: no "=" in "nonsense")");
   EXPECT_TRUE(service->out().WaitForLine("started", kLongEnough));
   EXPECT_THAT(GetAll().pairs, ElementsAre(Pair("a", "1")));
 }
