@@ -77,33 +77,55 @@ bool HasAddress(const AttributeList& list, int type) {
   return list.GetRawAttributeValue(type, &address) && address.GetLength() == 6;
 }
 
+bool HasU32(const AttributeList& list, int type) {
+  std::uint32_t value = 0;
+  return list.GetU32AttributeValue(type, &value);
+}
+
+bool HasU64(const AttributeList& list, int type) {
+  std::uint64_t value = 0;
+  return list.GetU64AttributeValue(type, &value);
+}
+
 bool IsWholeStation(const AttributeList& list) {
   AttributeList info;
-  std::uint64_t flags = 0;
   return list.ConstGetNestedAttributeList(NL80211_ATTR_STA_INFO, &info) &&
          HasNest(info, NL80211_STA_INFO_TX_BITRATE) && HasNest(info, NL80211_STA_INFO_RX_BITRATE) &&
-         info.GetU64AttributeValue(NL80211_STA_INFO_STA_FLAGS, &flags);
+         HasU64(info, NL80211_STA_INFO_STA_FLAGS);
 }
 
 // Keeps the compiler from leaving out what was read.
-volatile unsigned used;
-void Use(unsigned value) { used = value; }
+volatile std::uint64_t used;
+template <typename... Values>
+void Use(Values... values) {
+  used = (... + static_cast<std::uint64_t>(values));
+}
+
+void ReadBytesOfStation(const AttributeList& list, const ap::Nl80211Station& station) {
+  AttributeList info;
+  CHECK(list.ConstGetNestedAttributeList(NL80211_ATTR_STA_INFO, &info));
+  if (HasU64(info, NL80211_STA_INFO_TX_BYTES64)) Use(station.GetTxBytes());
+  if (HasU64(info, NL80211_STA_INFO_RX_BYTES64)) Use(station.GetRxBytes());
+}
 
 // Everything that can be asked of it.
 void ReadStation(const GenericNetlinkMessage& message) {
   const AttributeList& list = *message.const_attributes();
   if (!IsWholeStation(list)) return;
   const ap::Nl80211Station station(message);
+  ReadBytesOfStation(list, station);
+  if (HasU32(list, NL80211_ATTR_IFINDEX)) Use(station.GetInterfaceIndex());
   if (HasAddress(list, NL80211_ATTR_MAC)) CHECK(station.GetMacAddress().ToString().size() == 17);
   CHECK(station.GetTxBitrate() % 100 == 0 && station.GetRxBitrate() % 100 == 0);
   CHECK(station.GetTxMode() == "HT" || station.GetTxMode() == "VHT");
   CHECK(station.GetRxMode() == "HT" || station.GetRxMode() == "VHT");
   CHECK(station.GetTxChannelWidth() <= 160 && station.GetRxChannelWidth() >= 5);
-  Use(static_cast<unsigned>(station.GetSignal() + station.GetSignalAverage()) +
-      station.GetInactiveTime() + station.GetConnectedTime() + station.GetRxPackets() +
-      station.GetTxPackets() + station.GetTxFailed() + station.GetTxMcs() + station.GetRxMcs() +
-      station.GetTxNss() + station.GetRxNss() + (station.IsAuthorized() ? 1u : 0u) +
-      static_cast<unsigned>(station.GetTxGuardInterval().size()));
+  Use(station.GetSignal(), station.GetSignalAverage(), station.GetInactiveTime(),
+      station.GetConnectedTime(), station.GetRxPackets(), station.GetTxPackets(),
+      station.GetTxFailed(), station.GetTxMcs(), station.GetRxMcs(), station.GetTxNss(),
+      station.GetRxNss(), station.GetTxGuardInterval().size(), station.GetRxGuardInterval().size());
+  Use(station.IsAuthorized(), station.IsShortPreamble(), station.IsWme(), station.IsMfp(),
+      station.IsTdlsPeer());
 }
 
 void ReadMeshPath(const GenericNetlinkMessage& message) {
@@ -117,7 +139,9 @@ void ReadMeshPath(const GenericNetlinkMessage& message) {
   if (HasAddress(list, NL80211_ATTR_MPATH_NEXT_HOP)) {
     CHECK(path.GetNextHop() == proxy_path.GetMeshProxy());
   }
-  Use(path.GetMetric() + path.GetFrameQueueLength() + (path.IsActive() ? 1u : 0u));
+  if (HasU32(list, NL80211_ATTR_IFINDEX)) Use(path.GetInterfaceIndex());
+  Use(path.GetMetric(), path.GetFrameQueueLength());
+  Use(path.IsActive(), path.IsResolving(), path.IsSnValid(), path.IsFixed(), path.IsResolved());
 }
 
 struct Ends {
