@@ -20,7 +20,6 @@ namespace {
 using access_infrastructure::proto::Event;
 using std::chrono::milliseconds;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 constexpr char kLine[] = "<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e";
 constexpr char kDigits[] = "001a2b3c4d5e";

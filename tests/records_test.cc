@@ -23,7 +23,6 @@ namespace {
 
 using access_infrastructure::proto::Event;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
 constexpr char kMac[] = "00:1a:2B:3c:4D:5e";
