@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -27,8 +28,8 @@ constexpr std::chrono::seconds kIdleTime(10);
 
 // Takes samples of ours.
 Measured Sample(int count, const std::function<double()>& measure) {
-  std::vector<double> samples;
-  for (int i = 0; i < count; ++i) samples.push_back(measure());
+  std::vector<double> samples(static_cast<std::size_t>(count));
+  std::generate(samples.begin(), samples.end(), measure);
   return {.ours = Summarize(samples), .floor = {}};
 }
 
