@@ -8,6 +8,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -39,11 +40,9 @@ const SeverityRow& RowOf(Severity severity) {
   return kSeverities[static_cast<std::size_t>(severity)];
 }
 
-std::string_view PriorityOf(spdlog::level::level_enum level) {
-  for (const SeverityRow& row : kSeverities) {
-    if (row.level == level) return row.priority;
-  }
-  return "";
+// The library is only ever given levels of ours.
+const SeverityRow& RowOf(spdlog::level::level_enum level) {
+  return *std::ranges::find(kSeverities, level, &SeverityRow::level);
 }
 
 // %* in a pattern: our own name of the severity.
@@ -51,10 +50,8 @@ class SeverityFlag : public spdlog::custom_flag_formatter {
  public:
   void format(const spdlog::details::log_msg& message, const std::tm& /*time*/,
               spdlog::memory_buf_t& out) override {
-    for (const SeverityRow& row : kSeverities) {
-      if (row.level == message.level)
-        out.append(row.name.data(), row.name.data() + row.name.size());
-    }
+    const std::string_view name = RowOf(message.level).name;
+    out.append(name.data(), name.data() + name.size());
   }
 
   std::unique_ptr<custom_flag_formatter> clone() const override {
@@ -77,7 +74,7 @@ class JournalFormatter : public spdlog::formatter {
       : message_(std::move(message)) {}
 
   void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& out) override {
-    const std::string_view priority = PriorityOf(message.level);
+    const std::string_view priority = RowOf(message.level).priority;
     spdlog::memory_buf_t text;
     message_->format(message, text);
     bool begins = true;
