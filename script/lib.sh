@@ -18,6 +18,11 @@ path_of_caller() {
   (cd "$called_from" && realpath --canonicalize-missing --no-symlinks -- "$1")
 }
 
+# A package as the caller of the script has named it: a file has a path, one of Debian's only a name.
+package_of_caller() {
+  if [[ "$1" == *.deb ]]; then path_of_caller "$1"; else printf '%s' "$1"; fi
+}
+
 # Prints the comment that a script begins with and ends, if its first argument is --help.
 help_if_asked() {
   [[ "${1:-}" == --help ]] || return 0
