@@ -62,27 +62,22 @@ Failure TakeStation(std::string_view text, Station* station) {
   return std::nullopt;
 }
 
+// Of a fault that takes nothing more.
+template <bool KernelFaults::*kFault>
+bool Begin(std::string_view rest, KernelFaults* faults) {
+  faults->*kFault = true;
+  return rest.empty();
+}
+
 struct Fault {
   std::string_view name;
   // Whether the rest of the line is what it takes.
   bool (*apply)(std::string_view rest, KernelFaults* faults);
 };
 constexpr Fault kFaults[] = {
-    {"silent",
-     [](std::string_view rest, KernelFaults* faults) {
-       faults->is_silent = true;
-       return rest.empty();
-     }},
-    {"interrupted",
-     [](std::string_view rest, KernelFaults* faults) {
-       faults->interrupts_dumps = true;
-       return rest.empty();
-     }},
-    {"losing",
-     [](std::string_view rest, KernelFaults* faults) {
-       faults->loses_messages = true;
-       return rest.empty();
-     }},
+    {"silent", &Begin<&KernelFaults::is_silent>},
+    {"interrupted", &Begin<&KernelFaults::interrupts_dumps>},
+    {"losing", &Begin<&KernelFaults::loses_messages>},
     {"failing",
      [](std::string_view rest, KernelFaults* faults) {
        KernelFaults::FailedDump& dump = faults->failed_dump.emplace();
