@@ -9,6 +9,9 @@ namespace orvane::lab {
 // What went wrong, in one line for people; nothing when all is well.
 using Failure = std::optional<std::string>;
 
+// What the system said no to, and why, by errno.
+Failure SystemFailure(const std::string& action);
+
 }  // namespace orvane::lab
 
 #endif  // LAB_FAILURE_H_

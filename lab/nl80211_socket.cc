@@ -3,16 +3,8 @@
 #include <linux/genetlink.h>
 #include <linux/nl80211.h>
 
-#include <cerrno>
-#include <cstring>
-#include <string>
-
 namespace orvane::lab {
 namespace {
-
-Failure SystemFailure(const char* action) {
-  return std::string(action) + ": " + std::strerror(errno);
-}
 
 int TakeFamilyId(const nlattr* attribute, void* data) {
   if (mnl_attr_get_type(attribute) == CTRL_ATTR_FAMILY_ID) {

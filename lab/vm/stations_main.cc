@@ -14,9 +14,7 @@
 #include <CLI/Validators.hpp>
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -38,8 +36,6 @@ struct Options {
   int first = 1;
   int count = 1;
 };
-
-Failure SystemFailure(const std::string& action) { return action + ": " + std::strerror(errno); }
 
 // Locally administered addresses by number, from 1 on, which is also what the kernel knows a
 // station by in its beacons.
