@@ -28,4 +28,10 @@ void WriteFile(const platform::FilePath& path, std::string_view contents) {
   CHECK(file.good()) << "Can't write " << path.native();
 }
 
+void ReplaceFile(const platform::FilePath& path, std::string_view contents) {
+  const platform::FilePath new_file = path.native() + ".new";
+  WriteFile(new_file, contents);
+  std::filesystem::rename(new_file, path);
+}
+
 }  // namespace orvane::lab

@@ -25,6 +25,9 @@ class TemporaryDirectory {
 // Replaces the contents of a file, making it where it is missing. Fatal when it can't.
 void WriteFile(const platform::FilePath& path, std::string_view contents);
 
+// The same in one step, so that a file half written is never read: it is another file then.
+void ReplaceFile(const platform::FilePath& path, std::string_view contents);
+
 }  // namespace orvane::lab
 
 #endif  // LAB_TEMPORARY_DIRECTORY_H_

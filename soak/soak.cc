@@ -530,12 +530,7 @@ void Soak::MoveStationsIfDue() {
   WriteStations();
 }
 
-// In one step, so that a file half written is never read.
-void Soak::WriteStations() {
-  const platform::FilePath new_file = directory() / "stations.new";
-  lab::WriteFile(new_file, air_.Text());
-  std::filesystem::rename(new_file, directory() / "stations");
-}
+void Soak::WriteStations() { lab::ReplaceFile(directory() / "stations", air_.Text()); }
 
 // --- Log ---
 

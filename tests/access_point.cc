@@ -98,11 +98,8 @@ void AccessPoint::StartFlags(const FlagMap& flags, const Arguments& options) {
   EXPECT_TRUE(flags_->out().WaitForLine("started as", kPatience)) << flags_->err().Text();
 }
 
-// In one step, so that a file half written is never read.
 void AccessPoint::SetFlags(const FlagMap& flags) {
-  const platform::FilePath new_file = directory() / "flags.new";
-  lab::WriteFile(new_file, FlagsText(flags));
-  std::filesystem::rename(new_file, directory() / "flags");
+  lab::ReplaceFile(directory() / "flags", FlagsText(flags));
 }
 
 void AccessPoint::StartRecorder(const Arguments& options) {
@@ -244,12 +241,12 @@ std::size_t AccessPoint::DescriptorCount() {
   return static_cast<std::size_t>(count);
 }
 
-std::int64_t AccessPoint::ResidentKilobytes() {
+std::int64_t AccessPoint::StatusKilobytes(const std::string& key) {
   const std::string status =
       platform::ReadFileToString(fmt::format("/proc/{}/status", daemon().pid())).value_or("");
-  const std::size_t at = status.find("VmRSS:");
+  const std::size_t at = status.find(key + ":");
   CHECK(at != std::string::npos);
-  return std::stoll(status.substr(at + sizeof("VmRSS:") - 1));
+  return std::stoll(status.substr(at + key.size() + 1));
 }
 
 std::string OutputOf(const ChildProcess::Arguments& arguments) {

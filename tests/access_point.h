@@ -118,7 +118,9 @@ class AccessPoint : public ::testing::Test {
   // How many descriptors it has when it has nothing to do. (Each line of the log opens one for a
   // moment where there is no system log.)
   std::size_t DescriptorCount();
-  std::int64_t ResidentKilobytes();
+  // What /proc tells of its memory under a key, as "VmSize".
+  std::int64_t StatusKilobytes(const std::string& key);
+  std::int64_t ResidentKilobytes() { return StatusKilobytes("VmRSS"); }
 
   const platform::FilePath& directory() const { return directory_.path(); }
 

@@ -55,13 +55,6 @@ class SystemFault : public AccessPoint {
                                          error);
   }
 
-  std::int64_t AddressSpaceKilobytes() {
-    const std::string status =
-        platform::ReadFileToString(fmt::format("/proc/{}/status", daemon().pid())).value_or("");
-    constexpr std::string_view kKey = "VmSize:";
-    return std::stoll(status.substr(status.find(kKey) + kKey.size()));
-  }
-
   // hostapd on both interfaces, recorder and bus, and the daemon without anything on standard error
   // to read.
   void StartUnheard() {
@@ -165,7 +158,7 @@ TEST_F(SystemFault, MemoryIsExhausted) {
   WriteSalt(kSalt);
   StartDaemon();
   constexpr std::int64_t kRoomKilobytes = 8 * 1024;
-  const std::int64_t limit = AddressSpaceKilobytes() + kRoomKilobytes;
+  const std::int64_t limit = StatusKilobytes("VmSize") + kRoomKilobytes;
   SetLimit(RLIMIT_AS, static_cast<rlim_t>(limit) * 1024);
   // They are collected for five minutes, and there are more of them than there is room.
   std::string error;
@@ -252,9 +245,7 @@ TEST_F(SystemFault, SaltIsReplacedWhileItRuns) {
   wlan5000().Send(kEvent);
   EXPECT_EQ(WaitForRecord(1).event.client_event_info(0).client_shmac(),
             Identifier(kSalt, "001a2b3c4d5e"));
-  const std::string new_file = std::string(kSaltFile) + ".new";
-  lab::WriteFile(new_file, "another salt");
-  std::filesystem::rename(new_file, kSaltFile);
+  lab::ReplaceFile(kSaltFile, "another salt");
   wlan5000().Send(kEvent);
   EXPECT_EQ(WaitForRecord(2).event.client_event_info(0).client_shmac(),
             Identifier(kSalt, "001a2b3c4d5e"));

@@ -1,7 +1,5 @@
 #include "tests/played_kernel.h"
 
-#include <filesystem>
-
 #include "lab/temporary_directory.h"
 
 namespace orvane::ap {
@@ -11,12 +9,10 @@ void PlayedKernel::SetStations(Lines lines) {
   SetKernel(lines);
 }
 
-// In one step, so that a file half written is never read.
 void PlayedKernel::SetKernel(const Lines& lines) {
   std::string text;
   for (const std::string& line : lines) text += line + "\n";
-  lab::WriteFile(directory() / "stations.new", text);
-  std::filesystem::rename(directory() / "stations.new", directory() / "stations");
+  lab::ReplaceFile(directory() / "stations", text);
 }
 
 void PlayedKernel::Start(const Arguments& arguments) {
