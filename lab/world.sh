@@ -72,13 +72,21 @@ wait_until() {
 # Waits for what has to come, and ends everything if it doesn't, or can't any more since a program has
 # ended.
 expect() {
-  local what="$1"
+  local what="$1" has_come=no
   shift
   wait_until "$patience" is_settled "$@" || give_up "$what"
-  "$@" || give_up "$what"
+  # A program may have made it come just before it ended; and what has come may be gone again.
+  [[ "$has_come" == yes ]] || "$@" || give_up "$what"
 }
 
-is_settled() { "$@" || ! all_run; }
+# Whether there is nothing to wait for any more. Tells `expect` whether that is because it has come.
+is_settled() {
+  if "$@"; then
+    has_come=yes
+  else
+    ! all_run
+  fi
+}
 
 all_run() {
   local name
