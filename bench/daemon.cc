@@ -31,13 +31,10 @@ void Await(const char* what, Condition condition) {
   }
 }
 
-std::string ReadProc(pid_t pid, const std::string& file) {
-  return platform::ReadFileToString("/proc/" + std::to_string(pid) + "/" + file).value_or("");
-}
-
 // 'S' for a process that sleeps, 'T' for one that is stopped. The name before it may hold anything.
 char StateOf(pid_t pid) {
-  const std::string text = ReadProc(pid, "stat");
+  const std::string text =
+      platform::ReadFileToString("/proc/" + std::to_string(pid) + "/stat").value_or("");
   const std::size_t name_end = text.rfind(") ");
   CHECK(name_end != std::string::npos) << "Process " << pid << " is gone";
   return text[name_end + 2];
@@ -73,13 +70,6 @@ void Hostapd::AwaitTaken() const {
     CHECK(ioctl(socket_.fd(), SIOCOUTQ, &waiting) == 0);
     return waiting == 0;
   });
-}
-
-std::int64_t ProcNumber(pid_t pid, const std::string& file, std::string_view key) {
-  const std::string text = "\n" + ReadProc(pid, file);
-  const std::size_t at = text.find("\n" + std::string(key) + ":");
-  CHECK(at != std::string::npos) << "No " << key;
-  return std::stoll(text.substr(at + key.size() + 2));
 }
 
 void AwaitAsleep(pid_t pid) {

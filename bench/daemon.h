@@ -2,7 +2,6 @@
 #define BENCH_DAEMON_H_
 
 #include <chrono>
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -37,8 +36,6 @@ class Hostapd {
 
 // A process by its number, seen from outside.
 
-// The number behind `key` in a file of the process in /proc.
-std::int64_t ProcNumber(pid_t pid, const std::string& file, std::string_view key);
 void AwaitAsleep(pid_t pid);
 void Stop(pid_t pid);    // returns when it is stopped
 void Resume(pid_t pid);  // returns at once

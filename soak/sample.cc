@@ -3,44 +3,26 @@
 #include <fmt/format.h>
 #include <time.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <iterator>
-#include <string_view>
-#include <system_error>
-
-#include "platform/files.h"
+#include "lab/process_figures.h"
+#include "platform/logging.h"
 
 namespace orvane::soak {
 namespace {
 
-// The number behind `key` in a text of lines "key:  number kB".
-std::int64_t NumberBehind(std::string_view key, const std::string& text) {
-  const std::size_t at = text.find("\n" + std::string(key) + ":");
-  return at == std::string::npos ? 0 : std::atoll(text.c_str() + at + key.size() + 2);
-}
-
-std::int64_t DescriptorCount(pid_t pid) {
-  std::error_code error;
-  const std::filesystem::directory_iterator entries(fmt::format("/proc/{}/fd", pid), error);
-  return error ? 0 : std::distance(begin(entries), end(entries));
-}
-
 double CpuSeconds(pid_t pid) {
   clockid_t clock = 0;
   timespec time = {};
-  if (clock_getcpuclockid(pid, &clock) != 0 || clock_gettime(clock, &time) != 0) return 0;
+  CHECK(clock_getcpuclockid(pid, &clock) == 0 && clock_gettime(clock, &time) == 0);
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 }  // namespace
 
 Sample TakeSample(pid_t pid) {
-  const std::string memory =
-      platform::ReadFileToString(fmt::format("/proc/{}/smaps_rollup", pid)).value_or("");
-  return {.anonymous_kb = NumberBehind("Anonymous", memory),
-          .resident_kb = NumberBehind("Rss", memory),
-          .descriptors = DescriptorCount(pid),
+  constexpr char kMemory[] = "smaps_rollup";
+  return {.anonymous_kb = lab::ProcessFigure(pid, kMemory, "Anonymous"),
+          .resident_kb = lab::ProcessFigure(pid, kMemory, "Rss"),
+          .descriptors = static_cast<std::int64_t>(lab::DescriptorCount(pid)),
           .cpu_seconds = CpuSeconds(pid)};
 }
 

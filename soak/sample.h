@@ -21,7 +21,7 @@ struct Sample {
   friend bool operator==(const Sample&, const Sample&) = default;
 };
 
-// What /proc tells of the process; all that it doesn't is 0. What can't be read is 0, too.
+// What /proc tells of the process, which has to be there; all that it doesn't tell is 0.
 Sample TakeSample(pid_t pid);
 
 // The head of the table and a line of it, each with its line end.

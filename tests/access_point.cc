@@ -11,9 +11,9 @@
 #include <array>
 #include <charconv>
 #include <iostream>
-#include <iterator>
 #include <utility>
 
+#include "lab/process_figures.h"
 #include "platform/logging.h"
 
 namespace orvane::ap {
@@ -229,24 +229,17 @@ std::vector<std::string> AccessPoint::LogTexts(std::string_view severity) {
 }
 
 std::size_t AccessPoint::DescriptorCount() {
-  const auto count_now = [this] {
-    const std::filesystem::directory_iterator entries(fmt::format("/proc/{}/fd", daemon().pid()));
-    return std::distance(begin(entries), end(entries));
-  };
+  const auto count_now = [this] { return lab::DescriptorCount(daemon().pid()); };
   auto count = count_now();
   WaitUntil([&] {
     std::this_thread::sleep_for(Milliseconds(20));
     return std::exchange(count, count_now()) == count;
   });
-  return static_cast<std::size_t>(count);
+  return count;
 }
 
-std::int64_t AccessPoint::StatusKilobytes(const std::string& key) {
-  const std::string status =
-      platform::ReadFileToString(fmt::format("/proc/{}/status", daemon().pid())).value_or("");
-  const std::size_t at = status.find(key + ":");
-  CHECK(at != std::string::npos);
-  return std::stoll(status.substr(at + key.size() + 1));
+std::int64_t AccessPoint::StatusKilobytes(std::string_view key) {
+  return lab::ProcessFigure(daemon().pid(), "status", key);
 }
 
 std::string OutputOf(const ChildProcess::Arguments& arguments) {

@@ -119,7 +119,7 @@ class AccessPoint : public ::testing::Test {
   // moment where there is no system log.)
   std::size_t DescriptorCount();
   // What /proc tells of its memory under a key, as "VmSize".
-  std::int64_t StatusKilobytes(const std::string& key);
+  std::int64_t StatusKilobytes(std::string_view key);
   std::int64_t ResidentKilobytes() { return StatusKilobytes("VmRSS"); }
 
   const platform::FilePath& directory() const { return directory_.path(); }

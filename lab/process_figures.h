@@ -1,0 +1,25 @@
+#ifndef LAB_PROCESS_FIGURES_H_
+#define LAB_PROCESS_FIGURES_H_
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace orvane::lab {
+
+// Figures of a process, seen from outside, as /proc has them. A figure that is not there, since the
+// process is gone or the kernel doesn't tell it, ends the program: nobody takes it for a zero.
+
+// The number of the line "key: number" in a file of the process, "status" say, in the unit that the
+// line has: kB for sizes.
+std::int64_t ProcessFigure(pid_t pid, const std::string& file, std::string_view key);
+
+// How many descriptors it has open.
+std::size_t DescriptorCount(pid_t pid);
+
+}  // namespace orvane::lab
+
+#endif  // LAB_PROCESS_FIGURES_H_

@@ -1,0 +1,37 @@
+#include "lab/process_figures.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "platform/files.h"
+
+namespace orvane::lab {
+namespace {
+
+TEST(ProcessFiguresTest, FindsTheLineOfAKey) {
+  EXPECT_EQ(ProcessFigure(getpid(), "status", "Pid"), getpid());
+  EXPECT_EQ(ProcessFigure(getpid(), "status", "PPid"), getppid());
+}
+
+TEST(ProcessFiguresTest, ReadsSizes) {
+  const std::int64_t peak = ProcessFigure(getpid(), "status", "VmPeak");
+  EXPECT_GT(peak, 0);
+  EXPECT_LE(ProcessFigure(getpid(), "smaps_rollup", "Anonymous"), peak);
+}
+
+TEST(ProcessFiguresTest, CountsDescriptors) {
+  const std::size_t before = DescriptorCount(getpid());
+  const platform::ScopedFd one_more(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(DescriptorCount(getpid()), before + 1);
+}
+
+TEST(ProcessFiguresDeathTest, TakesNothingMissingForZero) {
+  EXPECT_DEATH(ProcessFigure(getpid(), "status", "VmMoon"),
+               "There is no VmMoon in /proc/[0-9]+/status");
+  EXPECT_DEATH(ProcessFigure(0, "status", "Pid"), "There is no Pid in /proc/0/status");
+  EXPECT_DEATH(DescriptorCount(0), "/proc/0/fd can't be read: No such file or directory");
+}
+
+}  // namespace
+}  // namespace orvane::lab
