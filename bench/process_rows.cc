@@ -77,7 +77,7 @@ Measured MeasureEventRoad() {
 
 // What /proc calls a kB has 1,024 bytes.
 double Megabytes(const Daemon& daemon, std::string_view key) {
-  return static_cast<double>(lab::ProcessFigure(daemon.pid(), "smaps_rollup", key)) * 1024 /
+  return static_cast<double>(lab::ProcessFile(daemon.pid(), "smaps_rollup").Figure(key)) * 1024 /
          1'000'000;
 }
 
@@ -127,9 +127,9 @@ double WakeUpsPerMinute(const Daemon& daemon) {
   constexpr char kSwitches[] = "voluntary_ctxt_switches";
   // The last deadline of attaching is a second away, and is noticed also when it doesn't count.
   std::this_thread::sleep_for(std::chrono::seconds(3));
-  const std::int64_t begin = lab::ProcessFigure(daemon.pid(), "status", kSwitches);
+  const std::int64_t begin = lab::ProcessFile(daemon.pid(), "status").Figure(kSwitches);
   std::this_thread::sleep_for(kIdleTime);
-  const std::int64_t count = lab::ProcessFigure(daemon.pid(), "status", kSwitches) - begin;
+  const std::int64_t count = lab::ProcessFile(daemon.pid(), "status").Figure(kSwitches) - begin;
   return static_cast<double>(count) * 60.0 / static_cast<double>(kIdleTime.count());
 }
 

@@ -11,13 +11,15 @@
 
 namespace orvane::lab {
 
-std::int64_t ProcessFigure(pid_t pid, const std::string& file, std::string_view key) {
-  const std::string path = fmt::format("/proc/{}/{}", pid, file);
-  const std::string text = "\n" + platform::ReadFileToString(path).value_or("");
+ProcessFile::ProcessFile(pid_t pid, std::string_view name)
+    : path_(fmt::format("/proc/{}/{}", pid, name)),
+      text_("\n" + platform::ReadFileToString(path_).value_or("")) {}
+
+std::int64_t ProcessFile::Figure(std::string_view key) const {
   const std::string line_begin = fmt::format("\n{}:", key);
-  const std::size_t at = text.find(line_begin);
-  CHECK(at != std::string::npos) << "There is no " << key << " in " << path;
-  return std::stoll(text.substr(at + line_begin.size()));
+  const std::size_t at = text_.find(line_begin);
+  CHECK(at != std::string::npos) << "There is no " << key << " in " << path_;
+  return std::stoll(text_.substr(at + line_begin.size()));
 }
 
 std::size_t DescriptorCount(pid_t pid) {

@@ -10,14 +10,14 @@ namespace orvane::lab {
 namespace {
 
 TEST(ProcessFiguresTest, FindsTheLineOfAKey) {
-  EXPECT_EQ(ProcessFigure(getpid(), "status", "Pid"), getpid());
-  EXPECT_EQ(ProcessFigure(getpid(), "status", "PPid"), getppid());
+  EXPECT_EQ(ProcessFile(getpid(), "status").Figure("Pid"), getpid());
+  EXPECT_EQ(ProcessFile(getpid(), "status").Figure("PPid"), getppid());
 }
 
 TEST(ProcessFiguresTest, ReadsSizes) {
-  const std::int64_t peak = ProcessFigure(getpid(), "status", "VmPeak");
+  const std::int64_t peak = ProcessFile(getpid(), "status").Figure("VmPeak");
   EXPECT_GT(peak, 0);
-  EXPECT_LE(ProcessFigure(getpid(), "smaps_rollup", "Anonymous"), peak);
+  EXPECT_LE(ProcessFile(getpid(), "smaps_rollup").Figure("Anonymous"), peak);
 }
 
 TEST(ProcessFiguresTest, CountsDescriptors) {
@@ -27,9 +27,9 @@ TEST(ProcessFiguresTest, CountsDescriptors) {
 }
 
 TEST(ProcessFiguresDeathTest, TakesNothingMissingForZero) {
-  EXPECT_DEATH(ProcessFigure(getpid(), "status", "VmMoon"),
+  EXPECT_DEATH(ProcessFile(getpid(), "status").Figure("VmMoon"),
                "There is no VmMoon in /proc/[0-9]+/status");
-  EXPECT_DEATH(ProcessFigure(0, "status", "Pid"), "There is no Pid in /proc/0/status");
+  EXPECT_DEATH(ProcessFile(0, "status").Figure("Pid"), "There is no Pid in /proc/0/status");
   EXPECT_DEATH(DescriptorCount(0), "/proc/0/fd can't be read: No such file or directory");
 }
 

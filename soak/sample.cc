@@ -19,9 +19,9 @@ double CpuSeconds(pid_t pid) {
 }  // namespace
 
 Sample TakeSample(pid_t pid) {
-  constexpr char kMemory[] = "smaps_rollup";
-  return {.anonymous_kb = lab::ProcessFigure(pid, kMemory, "Anonymous"),
-          .resident_kb = lab::ProcessFigure(pid, kMemory, "Rss"),
+  const lab::ProcessFile memory(pid, "smaps_rollup");
+  return {.anonymous_kb = memory.Figure("Anonymous"),
+          .resident_kb = memory.Figure("Rss"),
           .descriptors = static_cast<std::int64_t>(lab::DescriptorCount(pid)),
           .cpu_seconds = CpuSeconds(pid)};
 }

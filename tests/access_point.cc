@@ -239,7 +239,7 @@ std::size_t AccessPoint::DescriptorCount() {
 }
 
 std::int64_t AccessPoint::StatusKilobytes(std::string_view key) {
-  return lab::ProcessFigure(daemon().pid(), "status", key);
+  return lab::ProcessFile(daemon().pid(), "status").Figure(key);
 }
 
 std::string OutputOf(const ChildProcess::Arguments& arguments) {
