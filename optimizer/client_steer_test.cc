@@ -447,12 +447,11 @@ TEST_F(ClientSteerTest, AnUnexpectedMessageStallsThePassAndTheNextOneBeginsAnew)
   world_.TakeLog();
   const platform::MessageHeader to = world_.kernel.requests().back().header;
   world_.kernel.Deliver(platform::MakeNetlinkMessage({99, 0, to.sequence, to.port}, {}));
-  world_.Pass(4s);
+  world_.Pass(58s);
   EXPECT_THAT(world_.TakeLog(), ElementsAre("Unexpected message received: type 99"));
   EXPECT_THAT(world_.kernel.requests(), SizeIs(2)) << "none for the second interface";
   world_.kernel.SetSilent(false);
   world_.Join(k2400, 1, -50);
-  world_.Pass(55s);
   const std::size_t requests = world_.kernel.requests().size();
   world_.Pass(2s);
   EXPECT_EQ(world_.kernel.requests().size(), requests + 2);

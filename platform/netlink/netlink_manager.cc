@@ -23,7 +23,8 @@ struct NetlinkManager::Request {
         on_acknowledgement(std::move(acknowledgement_handler)),
         on_auxiliary(std::move(auxiliary_handler)) {}
 
-  bool IsAnswered() const { return !message.IsDump() && has_reply && has_acknowledgement; }
+  bool HasItsReply() const { return !message.IsDump() && has_reply; }
+  bool IsAnswered() const { return HasItsReply() && has_acknowledgement; }
 
   GenericNetlinkRequest message;
   const MessageHandler on_message;
@@ -32,6 +33,7 @@ struct NetlinkManager::Request {
   std::uint32_t sequence = 0;
   bool has_reply = false;
   bool has_acknowledgement = false;
+  bool has_broken_off = false;
   // Since the deadline was armed.
   bool has_progressed = false;
   bool has_ended = false;
@@ -195,6 +197,8 @@ void NetlinkManager::OnDeadline(std::uint32_t sequence) {
   if (request->has_ended) return;
   if (request->has_progressed) {
     ArmDeadline(*request);
+  } else if (request->HasItsReply()) {
+    Release(request);
   } else {
     End(request, AuxiliaryKind::kTimeOut, nullptr);
   }
@@ -215,6 +219,7 @@ void NetlinkManager::Release(RequestPtr request) {
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void NetlinkManager::End(RequestPtr request, AuxiliaryKind kind, const NetlinkMessage* message) {
   Release(request);
+  if (request->has_broken_off) return;
   if (request->on_auxiliary) request->on_auxiliary(kind, message);
 }
 
@@ -299,8 +304,9 @@ void NetlinkManager::Dispatch(const RequestPtr& request, const NetlinkMessage& m
     DispatchAcknowledgement(request);
   } else if (message.type() == request->message.message_type()) {
     DispatchReply(request, message);
-  } else if (request->on_auxiliary) {
-    request->on_auxiliary(AuxiliaryKind::kUnexpectedType, &message);
+  } else {
+    request->has_broken_off = true;
+    if (request->on_auxiliary) request->on_auxiliary(AuxiliaryKind::kUnexpectedType, &message);
   }
 }
 
