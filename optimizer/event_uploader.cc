@@ -201,7 +201,8 @@ void EventUploader::RecordEvent(const std::string& type_url, const Event& event)
   std::unique_ptr<platform::Error> error;
   if (!recorder_->RecordOfflineData(type_url, data, &error,
                                     ManagerProxyInterface::kDefaultTimeout)) {
-    LOG(WARNING) << "Error recording offline data: " << type_url << ": " << error->message();
+    LOG(WARNING) << "Error recording offline data: " << type_url << ": "
+                 << (error != nullptr ? error->message() : "");
   }
 }
 

@@ -63,11 +63,14 @@ class FakeRecorder : public ManagerProxyInterface {
   }
 
   void FailWith(std::string message) { failure_ = std::move(message); }
+  // Not saying why.
+  void FailWithoutError() { fails_without_error_ = true; }
   void OnRecord(std::function<void()> callback) { on_record_ = std::move(callback); }
 
   bool RecordOfflineData(const std::string& data_type, Bytes data, ErrorHolder error,
                          int timeout_ms) override {
     if (on_record_) on_record_();
+    if (fails_without_error_) return false;
     if (!failure_.empty()) {
       platform::Error::AddTo(error, platform::kDBusErrorDomain, "org.example.Failed", failure_);
       return false;
@@ -103,6 +106,7 @@ class FakeRecorder : public ManagerProxyInterface {
  private:
   std::vector<Record> records_;
   std::string failure_;
+  bool fails_without_error_ = false;
   std::function<void()> on_record_;
   std::string path_;
 };
@@ -600,6 +604,16 @@ TEST_F(EventUploaderTest, AFailedRecordIsLoggedAndLost) {
   loop_.AdvanceBy(kPeriod);
   ASSERT_THAT(recorder_.records(), SizeIs(1));
   EXPECT_EQ(recorder_.Events()[0].client_event_info_size(), 1);
+}
+
+TEST_F(EventUploaderTest, AFailureWithoutAnErrorIsLoggedWithoutOne) {
+  recorder_.FailWithoutError();
+  Connect();
+  log_.Clear();
+  loop_.AdvanceBy(kPeriod);
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(Pair(Severity::kWarning,
+                               std::string("Error recording offline data: ") + kTypeUrl + ": ")));
 }
 
 // From the datagram on, with a real control socket.
