@@ -1,8 +1,12 @@
 // What hostapd sends, to the record as it goes to the recorder. The input is lines, each a
 // datagram.
 
+#include <fmt/format.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstdint>
-#include <fstream>
+#include <iterator>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -15,6 +19,7 @@
 #include "optimizer/hostapd_event.h"
 #include "optimizer/hostapd_interface.h"
 #include "optimizer/station_id_generator.h"
+#include "platform/files.h"
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
 #include "platform/time.h"
@@ -70,14 +75,16 @@ class Recorder : public ManagerProxyInterface {
   std::string path_ = "/";
 };
 
-platform::FilePath SaltFile() {
-  platform::FilePath file = "/tmp/event_line_fuzz.salt";
-  std::ofstream(file) << "a salt";
-  return file;
+// Reads its salt once, from a file without a name that goes with the process.
+ap::StationIdGenerator MakeStationIds() {
+  constexpr std::string_view kSalt = "a salt";
+  const platform::ScopedFd salt_file(memfd_create("salt", MFD_CLOEXEC));
+  CHECK(write(salt_file.get(), kSalt.data(), kSalt.size()) == std::ssize(kSalt));
+  return ap::StationIdGenerator(fmt::format("/proc/self/fd/{}", salt_file.get()));
 }
 
 const ap::StationIdGenerator& StationIds() {
-  static const ap::StationIdGenerator ids(SaltFile());
+  static const ap::StationIdGenerator ids = MakeStationIds();
   return ids;
 }
 

@@ -10,12 +10,18 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "fuzz/fuzz_target.h"
+#include "optimizer/client_steer.h"
+#include "optimizer/event_uploader.h"
+#include "optimizer/hostapd_interface.h"
 #include "optimizer/service.h"
+#include "optimizer/station_id_generator.h"
 #include "platform/bus/messages.h"
 #include "platform/bus/property.h"
 #include "platform/logging.h"
+#include "platform/manual_loop.h"
 #include "platform/testing/offline_message.h"
 
 namespace orvane {
@@ -79,23 +85,21 @@ void AppendValues(sd_bus_message* message, fuzz::Input* input, int depth) {
   }
 }
 
-// Does with a flag what services do: some take it as a number.
-class NumberService : public ap::Service {
- public:
-  NumberService() : Service("clientSteering") {}
-  void OnFlagChanged(std::string /*key*/, std::string value) override {
-    static_cast<void>(std::stoi(value));
-  }
-  void OnStart() override { CHECK(!is_on_), is_on_ = true; }
-  void OnStop() override { CHECK(is_on_), is_on_ = false; }
-
- private:
-  bool is_on_ = false;
-};
+// The services themselves, which never get to do anything but take flags.
+ap::ServiceList MakeServices() {
+  static platform::ManualLoop loop;
+  static ap::HostapdInterface hostapd(loop, "/nowhere");
+  static const ap::StationIdGenerator station_ids("/nowhere");
+  ap::ServiceList services;
+  services.push_back(std::make_unique<ap::ClientSteer>(loop, /*netlink_manager=*/nullptr,
+                                                       std::vector<std::string>{"wlan-2400mhz"},
+                                                       &hostapd, ap::ClientSteerSettings{}));
+  services.push_back(std::make_unique<ap::EventUploader>(loop, /*recorder=*/nullptr, station_ids));
+  return services;
+}
 
 void Apply(const platform::bus::StringMap& flags) {
-  ap::ServiceList services;
-  services.push_back(std::make_unique<NumberService>());
+  const ap::ServiceList services = MakeServices();
   try {
     ap::ApplyFlags(flags, services);
   } catch (const std::logic_error& exception) {
