@@ -19,6 +19,7 @@ using std::chrono::milliseconds;
 using ::testing::IsEmpty;
 
 constexpr char kCouldNot[] = "Could not attach to hostapd";
+constexpr char kFull[] = "Send to hostapd failed: Resource temporarily unavailable (11)";
 constexpr char kRefused[] = "Failed to connect: Connection refused (111)";
 
 // How much later than planned a timer may fire on a busy machine.
@@ -86,6 +87,7 @@ TEST_F(AttachTest, StartsBeforeHostapd) {
 // Without the directory there is nothing to watch.
 TEST_F(AttachTest, ControlDirectoryIsMissing) {
   StartBus();
+  WriteSalt(kSalt);
   StartFlags({{"connectionEventsUpload", "1"}});
   StartDaemon();
   // By then it has looked for the socket.
@@ -93,7 +95,13 @@ TEST_F(AttachTest, ControlDirectoryIsMissing) {
   Hostapd wlan2400(kWlan2400);
   wlan2400.ExpectSilence(milliseconds(700));
   EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  EXPECT_THAT(LogTexts("WARNING"), IsEmpty());
   ExpectQuickExit(SIGTERM);
+  EXPECT_EQ(NextNotice(), "STOPPING=1");
+  // Started again it finds what is there now.
+  StartDaemon();
+  wlan2400.Attach();
+  Settle(wlan2400);
 }
 
 // What was watched is gone then, and a new one of the same name is not noticed.
@@ -186,11 +194,16 @@ TEST_F(AttachTest, FullQueueDoesNotBlock) {
   Hostapd wlan2400(kWlan2400);
   Hostapd wlan5000(kWlan5000);
   FillQueue(kWlan2400);
+  const auto begin = std::chrono::steady_clock::now();
   StartDaemon();
   wlan5000.Attach();
-  ExpectLogged("ERROR", "Send to hostapd failed: Resource temporarily unavailable (11)", 2);
+  ExpectLogged("ERROR", kFull, 2);
   ExpectLogged("WARNING", kCouldNot, 2);
   Settle(wlan5000);
+  // One more than there are half seconds.
+  const std::size_t lines = LogCount("ERROR", kFull);
+  const auto time = std::chrono::steady_clock::now() - begin;
+  EXPECT_LE(lines, static_cast<std::size_t>(time / milliseconds(500)) + 1);
   EXPECT_TRUE(WaitUntil([&] {
     const auto received = wlan2400.Receive(milliseconds(100));
     return received.has_value() && received->text == "ATTACH";

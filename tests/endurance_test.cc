@@ -101,6 +101,7 @@ TEST_F(FloodTest, HundredThousandEvents) {
   StartRecorder();
   WriteSalt(kSalt);
   std::filesystem::create_directories(kControlDirectory);
+  StartFlags({});
   StartDaemon({"--connection_event_upload_period=1"});
   const Footprint before = Measure("before");
   std::cout << "each flood: " << 2 * kEventsPerInterface << " events\n";
@@ -111,6 +112,8 @@ TEST_F(FloodTest, HundredThousandEvents) {
   // The allocator keeps what the largest batch has needed, which differs by some megabytes. A leak
   // of a hundred bytes for each event would show.
   ExpectNoGrowth(after, Measure("after the second flood"), 100 * 2 * kEventsPerInterface / 1024);
+  EXPECT_EQ(LogTexts("ERROR").size(), flood_count_);
+  EXPECT_THAT(LogTexts("WARNING"), ::testing::IsEmpty());
   ExpectQuickExit(SIGTERM);
 }
 

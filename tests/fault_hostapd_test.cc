@@ -29,16 +29,21 @@ namespace {
 using SendResult = lab::ControlSocket::SendResult;
 using lab::ChildProcess;
 using std::chrono::milliseconds;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 class HostapdFault : public AccessPoint {};
 
 TEST_F(HostapdFault, BytesThatAreNoTextReachNoRecord) {
   StartAll();
+  StartFlags({{"connectionEventsProbeReqUpload", "1"}});
+  ExpectLogged("INFO", "Set probe_req_event_upload to 1");
   const std::string odd("\xff\xc0\x80\0\xed\xa0\x80", 7);  // no UTF-8, with a zero byte in it
   wlan5000().Send("<3>AP-STA-AUTH " + odd + " timestamp:1");
   wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:2 client_mac:" + odd +
                   " event_reason:" + odd + " " + odd + ":1 steering_reason:" + odd);
+  wlan5000().Send("<3>AP-MONITOR-STA-INFO " + odd + " nss:1");
+  wlan5000().Send("<3>AP-MONITOR-STA-INFO 00:1a:2b:3c:4d:5e mode:" + odd + " " + odd + ":2");
   wlan5000().Send("<3>" + odd);
   wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:3");
   const std::string shmac = Identifier(kSalt, "001a2b3c4d5e");
@@ -49,7 +54,8 @@ TEST_F(HostapdFault, BytesThatAreNoTextReachNoRecord) {
           "event_time_in_milliseconds: 1 }} client_event_info {{ client_shmac: \"{0}\" event_type: "
           "AUTHENTICATE event_time_in_milliseconds: 2 event_reason: UNKNOWN_CLIENT_EVENT_REASON "
           "steering_reason: UNKNOWN_STEERING_REASON }} client_event_info {{ client_shmac: \"{0}\" "
-          "event_type: AUTHENTICATE event_time_in_milliseconds: 3 }}",
+          "event_type: AUTHENTICATE event_time_in_milliseconds: 3 }} client_probe_request_info {{ "
+          "client_shmac: \"{0}\" client_capability {{ ht_vht_capability: UNKNOWN }} }}",
           shmac))));
   EXPECT_EQ(LogCount("INFO", "Received unknown event: " + odd), 1U);
   EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
@@ -121,6 +127,49 @@ TEST_F(HostapdFault, ReplacedBeforeItHasAnsweredEndsTheDaemon) {
   StartDaemon();
   hostapd->Attach();
   Settle(*hostapd);
+}
+
+// What still waits for the daemon when hostapd ends is read as long as nobody has taken its place.
+TEST_F(HostapdFault, KilledOneIsReadToItsEnd) {
+  constexpr int kLines = 100;
+  StartBus();
+  auto hostapd = std::make_unique<Hostapd>(kWlan2400);
+  StartDaemon();
+  hostapd->Attach();
+  Settle(*hostapd);
+  daemon().Signal(SIGSTOP);
+  for (int i = 0; i < kLines; ++i) hostapd->Send(fmt::format("<3>LAST-{}", i));
+  Hostapd::Kill(std::move(hostapd));
+  daemon().Signal(SIGCONT);
+  ExpectLogged("INFO", fmt::format("Received unknown event: LAST-{}", kLines - 1));
+  EXPECT_EQ(daemon().err().Count("LAST-"), static_cast<std::size_t>(kLines));
+}
+
+// One that has taken its place is what counts, and the connection to the old one goes with what
+// waits there. What was read is what came first.
+TEST_F(HostapdFault, KilledAndReplacedOneLosesWhatWaitsInTheQueue) {
+  constexpr std::size_t kLines = 250;
+  StartBus();
+  auto hostapd = std::make_unique<Hostapd>(kWlan2400);
+  StartDaemon();
+  hostapd->Attach();
+  Settle(*hostapd);
+  daemon().Signal(SIGSTOP);
+  for (std::size_t i = 0; i < kLines; ++i) hostapd->Send(fmt::format("<3>LAST-{}", i));
+  Hostapd::Kill(std::move(hostapd));
+  Hostapd successor(kWlan2400);
+  daemon().Signal(SIGCONT);
+  successor.Attach();
+  Settle(successor);
+  const std::size_t read = daemon().err().Count("LAST-");
+  std::cout << read << " lines of " << kLines << " were read\n";
+  EXPECT_LE(read, kLines);
+  if (read > 0) {
+    EXPECT_EQ(LogCount("INFO", fmt::format("Received unknown event: LAST-{}", read - 1)), 1U);
+  }
+  EXPECT_THAT(LogTexts("ERROR"), ElementsAre("Send to hostapd failed: Connection refused (111)"));
+  EXPECT_EQ(LogCount("WARNING", "Already attached, resetting state."), 1U);
+  EXPECT_EQ(LogCount("WARNING", "Could not attach to hostapd"), 0U);
 }
 
 // So many lines of a length find room, and then hostapd waits. It goes by the memory that the

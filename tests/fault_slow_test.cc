@@ -39,10 +39,10 @@ class SlowFault : public StoppedForAWhile {
     if (getenv("WAVELARK_SLOW_TESTS") == nullptr) GTEST_SKIP() << "slow: script/test --slow";
   }
 
+  std::size_t FailureCount() { return daemon().err().Count("Error recording offline data: "); }
+
   bool IsFailureLogged(std::size_t count) {
-    return WaitUntil(
-        [&] { return daemon().err().Count("Error recording offline data: ") >= count; },
-        kBusPatience);
+    return WaitUntil([&] { return FailureCount() >= count; }, count * kBusPatience);
   }
 };
 
@@ -70,7 +70,30 @@ TEST_F(SlowFault, RecorderHangsForTheTimeOutOfTheBus) {
   // The first record is the one that was given up: it is on its way since, and comes late.
   EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
   EXPECT_EQ(WaitForRecord(2).event.client_event_info_size(), queued);
+  EXPECT_EQ(FailureCount(), 1U);
   EXPECT_EQ(LogTexts("ERROR").size(), 0U);
+  ExpectQuickExit(SIGTERM);
+}
+
+// A call for each interface that has a batch, one after the other, and each takes its time.
+TEST_F(SlowFault, RecorderHangsWithABatchOfEachInterface) {
+  StartAll();
+  recorder().Signal(SIGSTOP);
+  const auto begin = std::chrono::steady_clock::now();
+  for (Hostapd* hostapd : {&wlan2400(), &wlan5000()}) {
+    hostapd->Send(kEvent);
+    Settle(*hostapd);
+  }
+  EXPECT_TRUE(IsFailureLogged(2));
+  const auto held = std::chrono::steady_clock::now() - begin;
+  EXPECT_GE(held, 2 * kBusTimeout);
+  EXPECT_LE(held, 2 * kBusTimeout + seconds(6));
+  recorder().Signal(SIGCONT);
+  wlan5000().Send(kEvent);
+  for (std::size_t number = 1; number <= 3; ++number) {
+    EXPECT_EQ(WaitForRecord(number).event.client_event_info_size(), 1);
+  }
+  EXPECT_EQ(FailureCount(), 2U);
   ExpectQuickExit(SIGTERM);
 }
 
@@ -86,7 +109,7 @@ TEST_F(SlowFault, RecorderRepliesAfterTheTimeOutOfTheBus) {
   // The reply that comes then answers nothing.
   std::this_thread::sleep_for(seconds(4));
   Settle(wlan5000);
-  EXPECT_EQ(daemon().err().Count("Error recording offline data: "), 1U);
+  EXPECT_EQ(FailureCount(), 1U);
   EXPECT_EQ(RecordCount(), 1U);
   EXPECT_EQ(LogTexts("ERROR").size(), 0U);
   ExpectQuickExit(SIGTERM);
@@ -103,6 +126,8 @@ TEST_F(SlowFault, BusHangsForItsTimeOut) {
   wlan5000().Send(kEvent);
   EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
   EXPECT_EQ(WaitForRecord(2).event.client_event_info_size(), 1);
+  Settle(wlan5000());
+  EXPECT_EQ(FailureCount(), 1U);
   ExpectQuickExit(SIGTERM);
 }
 

@@ -33,10 +33,17 @@ class RecorderTest : public AccessPoint {
 
   void SendEvent(int time) { wlan_->Send(fmt::format("<3>AP-STA-AUTH nobody timestamp:{}", time)); }
 
-  // The lines about failed record calls, `count` of them in all.
+  // Waits until so many lines about failed record calls are there, all with this reason, and no
+  // more.
   void ExpectFailures(const std::string& reason, std::size_t count) {
     ExpectLogged("WARNING",
                  fmt::format("Error recording offline data: {}: {}", kEventTypeUrl, reason), count);
+    ExpectFailureCount(count);
+  }
+
+  void ExpectFailureCount(std::size_t count) {
+    Settle(*wlan_);
+    EXPECT_EQ(daemon().err().Count("Error recording offline data: "), count);
   }
 
   // The record of this number holds one event of this time.
@@ -93,6 +100,7 @@ TEST_F(RecorderTest, DyingInTheCall) {
   StartRecorder();
   SendEvent(2);
   ExpectRecord(1, 2);
+  ExpectFailureCount(1);
 }
 
 // The call holds the daemon, but not its sockets: what comes in meanwhile waits in their queues.

@@ -5,11 +5,23 @@
 #include <signal.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <iterator>
 #include <thread>
+#include <vector>
 
 #include "lab/control_socket.h"
 
 namespace orvane::ap {
+namespace {
+
+std::uint64_t MillisecondsNow() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return static_cast<std::uint64_t>(
+      std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+}
+
+}  // namespace
 
 void StoppedForAWhile::ExpectNothingIsLost(std::chrono::seconds length) {
   using Clock = std::chrono::steady_clock;
@@ -31,15 +43,23 @@ void StoppedForAWhile::ExpectNothingIsLost(std::chrono::seconds length) {
   while (wlan5000_->TrySend(kEvent) == lab::ControlSocket::SendResult::kSent) ++events;
   EXPECT_GT(events, 1);
   std::this_thread::sleep_for(length);
+  const std::uint64_t continued_ms = MillisecondsNow();
   daemon().Signal(SIGCONT);
 
   const Clock::time_point begin = Clock::now();
-  for (std::size_t number = 1; events > 0; ++number) {
-    const int more = WaitForRecord(number).event.client_event_info_size();
-    ASSERT_GT(more, 0);
-    events -= more;
+  std::vector<std::uint64_t> times;
+  for (std::size_t number = 1; std::ssize(times) < events; ++number) {
+    const Record record = WaitForRecord(number);
+    ASSERT_GT(record.event.client_event_info_size(), 0);
+    for (const auto& info : record.event.client_event_info()) {
+      times.push_back(info.event_time_in_milliseconds());
+    }
   }
-  EXPECT_EQ(events, 0);
+  EXPECT_EQ(std::ssize(times), events);
+  // All but the first have come while it was stopped.
+  EXPECT_LT(times.front(), continued_ms);
+  for (std::size_t i = 1; i < times.size(); ++i) EXPECT_GE(times[i], continued_ms) << i;
+  EXPECT_LE(times.back(), MillisecondsNow());
   ExpectLoggedWith(kPoll, polls + 2);
   // One that was due, and one a second.
   const auto seconds = std::chrono::ceil<std::chrono::seconds>(Clock::now() - begin).count();
