@@ -5,7 +5,6 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <iostream>
 #include <memory>
@@ -77,9 +76,7 @@ class StationsFileTransport : public NetlinkTransport {
     // Setting it ends a dump that is under way.
     if (faults.is_silent != faults_.is_silent) kernel_.SetSilent(faults.is_silent);
     kernel_.SetDumpInterrupted(faults.interrupts_dumps);
-    if (faults.loses_messages) {
-      kernel_.DeliverFailure(platform::ReceiveStatus::kLost, ENOBUFS);
-    }
+    kernel_.SetLosingParts(faults.loses_parts);
     if (const auto& dump = faults.failed_dump) {
       kernel_.FailNextDumpAfter(dump->records, dump->error_number);
     }

@@ -77,7 +77,7 @@ struct Fault {
 constexpr Fault kFaults[] = {
     {"silent", &Begin<&KernelFaults::is_silent>},
     {"interrupted", &Begin<&KernelFaults::interrupts_dumps>},
-    {"losing", &Begin<&KernelFaults::loses_messages>},
+    {"losing", &Begin<&KernelFaults::loses_parts>},
     {"failing",
      [](std::string_view rest, KernelFaults* faults) {
        KernelFaults::FailedDump& dump = faults->failed_dump.emplace();

@@ -27,7 +27,7 @@ struct KernelFaults {
 
   bool is_silent = false;
   bool interrupts_dumps = false;
-  bool loses_messages = false;
+  bool loses_parts = false;
   std::optional<FailedDump> failed_dump;
   // The index of the first is looked up, and that of the second is found.
   std::map<std::string, std::string> reused_indexes;

@@ -59,7 +59,7 @@ TEST(StationsFileTest, Faults) {
   const StationsFile file = ParseFile("!silent\n! interrupted\n ! losing\na\n! failing 2 19\n");
   EXPECT_TRUE(file.faults.is_silent);
   EXPECT_TRUE(file.faults.interrupts_dumps);
-  EXPECT_TRUE(file.faults.loses_messages);
+  EXPECT_TRUE(file.faults.loses_parts);
   EXPECT_EQ(file.faults.failed_dump, (KernelFaults::FailedDump{2, 19}));
   EXPECT_EQ(file.stations.size(), 1U);
   EXPECT_EQ(ParseFile("! reusing a  b").faults.reused_indexes.at("a"), "b");

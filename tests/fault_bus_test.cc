@@ -87,34 +87,38 @@ TEST_F(BusFault, SlowBusDelaysTheStart) {
 
 class FlagsServiceFault : public AccessPoint {};
 
-// The name comes and goes a thousand times. Each time its flags are asked for, and each refusal is
-// a line.
+// The name comes and goes a thousand times. Each time its flags are asked for, and each failure is
+// a line, whether it refuses or is gone before it has answered.
 TEST_F(FlagsServiceFault, FlapsAThousandTimes) {
   constexpr std::size_t kTimes = 1000;
   constexpr std::uint64_t kPatienceUsec = 20'000'000;
   StartAll();
-  TestPeer service;
-  std::size_t asked = 0;
-  service.HandleCalls([&](sd_bus_message* call) {
-    ++asked;
-    service.ReplyError(call, "org.velmora.Error.Test", "Not yet");
-    return true;
-  });
   const std::size_t descriptors = DescriptorCount();
+  const std::int64_t kilobytes = ResidentKilobytes();
   const std::size_t warnings = LogTexts("WARNING").size();
+  std::size_t asked = 0;
   for (std::size_t i = 0; i < kTimes; ++i) {
+    TestPeer service;
+    service.HandleCalls([&](sd_bus_message* call) {
+      ++asked;
+      if (i % 2 == 0) service.ReplyError(call, "org.velmora.Error.Test", "Not yet");
+      return true;
+    });
     service.RequestName(kFlagsName);
     while (asked == i) {
       if (sd_bus_process(service.bus(), nullptr) > 0) continue;
       ASSERT_GT(sd_bus_wait(service.bus(), kPatienceUsec), 0) << "not asked, time " << i;
     }
-    service.ReleaseName(kFlagsName);
   }
   // The one that stays is read.
   StartFlags({{"connectionEventsUpload", "0"}});
   ExpectLogged("INFO", kEventsOff);
   EXPECT_EQ(asked, kTimes);
   EXPECT_EQ(LogTexts("WARNING").size() - warnings, kTimes);
+  EXPECT_EQ(daemon().err().Count("Not yet"), kTimes / 2);
+  if (!kIsSanitized) {
+    EXPECT_LE(ResidentKilobytes(), kilobytes + 1024);
+  }
   EXPECT_EQ(DescriptorCount(), descriptors);
   Settle(wlan5000());
 }

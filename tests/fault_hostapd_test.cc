@@ -271,17 +271,45 @@ TEST_F(RealHostapdFault, WaitsForADaemonThatDoesNotRead) {
   EXPECT_EQ(poll(&answer, 1, 5000), 1);
 }
 
+class SteeringFault : public PlayedKernel {};
+
+// The command is lost with a line, and not repeated: to the daemon the station has been steered.
+// It is asked again once its metric has moved.
+TEST_F(SteeringFault, HungHostapdMissesACommand) {
+  constexpr char kFull[] = "Send to hostapd failed: Resource temporarily unavailable (11)";
+  constexpr char kPoor[] = "02:00:00:00:00:01 link_quality_metric 18 ";
+  constexpr std::size_t kPollsInTwoSteerIntervals = 4;
+  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50"});
+  Start();
+  Settle(*wlan2400_);
+  FillQueue(kWlan2400);
+  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -82"});
+  ExpectLogged("ERROR", kFull);
+  // It reads again, and its queue has room.
+  while (const auto command = wlan2400_->Receive(milliseconds(100))) {
+    EXPECT_EQ(command->text, "PING");
+  }
+  ExpectLoggedWith(kPoor, LogTextsWith(kPoor).size() + kPollsInTwoSteerIntervals);
+  EXPECT_EQ(LogTextsWith(" Steer Client ").size(), 1U);
+  EXPECT_THAT(LogTexts("ERROR"), ElementsAre(kFull));
+  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -98"});
+  wlan2400_->ExpectCommand("DISASSOCIATE 02:00:00:00:00:01 reason=5");
+  ExpectQuickExit(SIGTERM);
+}
+
 class EventsAmidAllElseFault : public PlayedKernel {};
 
-// Events on both interfaces at full speed, while clients are steered, flags change, the recorder is
-// slow, and a third hostapd comes and goes.
+// Events on both interfaces at full speed, while clients are steered, the kernel marks dumps as
+// interrupted, flags change, their service starts anew, the recorder is slow, and a hostapd that is
+// no concern of the daemon's comes and goes.
 TEST_F(EventsAmidAllElseFault, AreAllRecordedAndAllElseGoesOn) {
   constexpr int kEvents = kIsSanitized ? 2'000 : 20'000;
   StartBus();
   StartRecorder({"--delay", "0.2"});
   StartFlags({{"connectionEventsUpload", "1"}});
   WriteSalt(kSalt);
-  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -82"});
+  constexpr char kPoor[] = "wlan-2400mhz 02:00:00:00:00:01 -82";
+  SetStations({kPoor});
   set_daemon_command({DAEMON_ON_FAKE_KERNEL_PATH, directory() / "stations"});
   std::string error;
   const auto hostapd =
@@ -293,7 +321,10 @@ TEST_F(EventsAmidAllElseFault, AreAllRecordedAndAllElseGoesOn) {
   std::size_t changes = 0;
   int left = 2 * kEvents;
   for (std::size_t number = 1; left > 0; ++number) {
-    SetFlags({{"connectionEventsUpload", "1"}, {"change", std::to_string(++changes)}});
+    const bool is_odd = number % 2 == 1;
+    const FlagMap flags = {{"connectionEventsUpload", "1"}, {"change", std::to_string(++changes)}};
+    is_odd ? SetFlags(flags) : StartFlags(flags);
+    SetStations({kPoor, is_odd ? "! interrupted" : ""});
     const Hostapd guest("guest-2400mhz");
     const Record record = WaitForRecord(number);
     ASSERT_GT(record.event.client_event_info_size(), 0);

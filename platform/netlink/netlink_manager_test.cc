@@ -537,6 +537,16 @@ TEST_F(NetlinkManagerTest, LostMessagesAreLoggedAndReadingGoesOn) {
   EXPECT_EQ(events_.back(), "b:aux0m");
 }
 
+TEST_F(NetlinkManagerTest, ALostPartOfADumpIsMissingFromIt) {
+  AddStations(200);
+  kernel_.SetLosingParts(true);
+  Send(DumpRequest(), "a");
+  loop_.RunUntilIdle();
+  EXPECT_THAT(events_, ElementsAre("a:aux0m"));
+  EXPECT_GE(log_.size(), 2U);
+  EXPECT_THAT(log_, ::testing::Each("Netlink messages are lost: No buffer space available (105)"));
+}
+
 TEST_F(NetlinkManagerTest, DroppedDatagramsAreLogged) {
   kernel_.DeliverFailure(ReceiveStatus::kTruncated, 0);
   kernel_.DeliverFailure(ReceiveStatus::kIgnored, 0);

@@ -226,7 +226,8 @@ void FakeKernel::ContinueDump() {
     part.insert(part.end(), message.begin(), message.end());
     dump_->messages.pop_front();
   }
-  Deliver(part);
+  Push(part, loses_parts_ ? Outcome{ReceiveStatus::kLost, ENOBUFS}
+                          : Outcome{ReceiveStatus::kDatagram, 0});
 }
 
 void FakeKernel::ReplyAndAcknowledge(const Request& request, std::span<const std::uint8_t> reply) {

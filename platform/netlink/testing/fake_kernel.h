@@ -116,6 +116,9 @@ class FakeKernel {
   // Every dump is marked as not consistent.
   void SetDumpInterrupted(bool interrupted) { is_dump_interrupted_ = interrupted; }
 
+  // The peer misses every part of a dump but its end, and is told that something got lost.
+  void SetLosingParts(bool losing) { loses_parts_ = losing; }
+
   // Acknowledgements come before replies.
   void SetAcknowledgeFirst(bool first) { acknowledges_first_ = first; }
 
@@ -190,6 +193,7 @@ class FakeKernel {
   bool is_silent_ = false;
   bool is_holding_ = false;
   bool is_dump_interrupted_ = false;
+  bool loses_parts_ = false;
   bool acknowledges_first_ = false;
   std::optional<Failure> next_failure_;
   std::optional<DumpFailure> next_dump_failure_;
