@@ -106,6 +106,10 @@ bool HostapdMonitorImpl::TryAttach() {
 }
 
 void HostapdMonitorImpl::OnAttachTimeout() {
+  // Where something held the process, the answer may have been waiting for long.
+  const platform::WeakPtr<HostapdMonitorImpl> alive = weak_ptr_factory_.GetWeakPtr();
+  if (read_handler_ != nullptr) read_handler_->ReadNow();
+  if (!alive || attached_) return;
   CloseSocket();
   ResetAttachCallback(kRetryDelayMs);
 }

@@ -264,6 +264,23 @@ TEST_F(HostapdMonitorTest, WithoutAnAnswerItClosesAfterOneSecondAndTriesHalfASec
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
+// As after a time in which nothing ran: the time is over, and the answer has been there all the
+// time.
+TEST_F(HostapdMonitorTest, AnAnswerThatWaitsIsReadBeforeTheTimeIsUp) {
+  StartHostapd();
+  loop_.PostDelayedTask(
+      [this] {
+        EXPECT_TRUE(hostapd_->Send("OK\n"));
+        EXPECT_TRUE(hostapd_->Send("<3>AP-STA-CONNECT behind"));
+      },
+      1s);
+  StartMonitor();
+  ASSERT_TRUE(hostapd_->Receive().has_value());
+  loop_.AdvanceBy(1h);
+  EXPECT_EQ(hostapd_->Receive(), std::nullopt);
+  EXPECT_THAT(events_, ElementsAre("kHostapdStarted()", "kStationConnect(behind)"));
+}
+
 TEST_F(HostapdMonitorTest, OnlyTheExactAnswerAttaches) {
   StartHostapd();
   StartMonitor();

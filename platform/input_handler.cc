@@ -19,9 +19,14 @@ class DatagramHandler : public InputHandler, private FdWatcher {
  public:
   DatagramHandler(Loop& loop, int fd, InputHandlerFactory::DataCallback on_data,
                   InputHandlerFactory::ErrorCallback on_error)
-      : callbacks_(std::make_shared<Callbacks>(std::move(on_data), std::move(on_error))),
+      : fd_(fd),
+        callbacks_(std::make_shared<Callbacks>(std::move(on_data), std::move(on_error))),
         watch_(loop.WatchReadable(fd, this)) {
     CHECK(watch_ != nullptr);
+  }
+
+  void ReadNow() override {
+    if (watch_ != nullptr) OnReadReady(fd_);
   }
 
  private:
@@ -61,8 +66,9 @@ class DatagramHandler : public InputHandler, private FdWatcher {
     return false;
   }
 
+  int fd_;
   std::shared_ptr<const Callbacks> callbacks_;
-  std::unique_ptr<FdWatch> watch_;
+  std::unique_ptr<FdWatch> watch_;  // until there is an error
   WeakPtrFactory<DatagramHandler> weak_ptr_factory_{this};
 };
 

@@ -15,6 +15,9 @@ namespace orvane::platform {
 class InputHandler {
  public:
   virtual ~InputHandler() = default;
+
+  // Reads what has come so far, not waiting for the loop to find it.
+  virtual void ReadNow() = 0;
 };
 
 class InputHandlerFactory {

@@ -57,6 +57,30 @@ class InputHandlerTest : public BothLoopsTest {
 
 INSTANTIATE_TEST_SUITE_P(Loops, InputHandlerTest, BothLoops(), LoopName);
 
+TEST_P(InputHandlerTest, ReadsAtOnceWhenAskedTo) {
+  Handle(socket_.get());
+  handler_->ReadNow();
+  EXPECT_THAT(datagrams_, IsEmpty());
+  Send("one");
+  Send("two");
+  handler_->ReadNow();
+  EXPECT_THAT(datagrams_, ElementsAre("one", "two"));
+  RunUntilIdle();
+  EXPECT_THAT(datagrams_, ElementsAre("one", "two"));
+  EXPECT_THAT(errors_, IsEmpty());
+}
+
+TEST_P(InputHandlerTest, ReadsNothingAnyMoreAfterAnError) {
+  const ScopedFd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const int fd = socket_.get();
+  Handle(fd);
+  ASSERT_EQ(dup2(file.get(), fd), fd);
+  handler_->ReadNow();
+  EXPECT_THAT(errors_, ElementsAre(testing::HasSubstr("(88)")));
+  handler_->ReadNow();
+  EXPECT_EQ(errors_.size(), 1U);
+}
+
 TEST_P(InputHandlerTest, GivesEachDatagramWhole) {
   Handle(socket_.get());
   Send("one");
