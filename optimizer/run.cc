@@ -4,12 +4,14 @@
 
 #include "optimizer/command_line.h"
 #include "optimizer/optimizer_daemon.h"
+#include "platform/bus/bus_service_daemon.h"
 #include "platform/files.h"
 #include "platform/logging.h"
 
 namespace orvane::ap {
 
 int RunOptimizer(int argc, char** argv) {
+  platform::bus::BusServiceDaemon::HoldSignals();
   platform::FillStandardDescriptors();
   OptimizerFlags flags;
   if (const std::optional<int> exit_code = ParseCommandLine(argc, argv, &flags)) return *exit_code;

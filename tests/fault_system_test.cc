@@ -178,6 +178,15 @@ TEST_F(SystemFault, StandardErrorIsClosed) {
   ExpectDoesItsWork();
 }
 
+// Whoever read it has gone before the first line.
+TEST_F(SystemFault, NobodyReadsStandardError) {
+  set_daemon_command(
+      {"/bin/bash", "-c", "exec 2> >(:) && wait $! && exec \"$@\"", "bash", AP_WAVELARK_PATH});
+  StartUnheard();
+  EXPECT_THAT(DescriptorOf(2), ::testing::StartsWith("pipe:"));
+  ExpectDoesItsWork();
+}
+
 // Whoever starts it so: what it opens first must not pass for one of them.
 TEST_F(SystemFault, AllStandardDescriptorsAreClosed) {
   RunByShell("exec \"$@\" 0<&- 1>&- 2>&-");
@@ -238,6 +247,30 @@ TEST_F(SystemFault, SystemLogThatDoesNotReadHoldsTheDaemon) {
   }));
   EXPECT_EQ(daemon().err().Count("LINE-"), static_cast<std::size_t>(sent));
   ExpectQuickExit(SIGTERM);
+}
+
+class HeldFault : public AccessPoint {};
+
+// The answer has come while the daemon was held for longer than it waits for one, and so have an
+// event and much else: whatever it finds first, it is attached and has the event.
+TEST_F(HeldFault, AnswerThatWaitsForTheDaemonIsInTime) {
+  StartBus();
+  StartFlags({});
+  Hostapd wlan2400(kWlan2400);
+  Hostapd wlan5000(kWlan5000);
+  StartDaemon();
+  wlan2400.Attach();
+  wlan5000.ExpectCommand("ATTACH");
+  daemon().Signal(SIGSTOP);
+  wlan5000.Send("OK\n");
+  wlan5000.Send("<3>BEHIND-THE-ANSWER");
+  wlan2400.Send("<3>AT-THE-OTHER");
+  SetFlags({{"connectionEventsUpload", "1"}});
+  std::this_thread::sleep_for(milliseconds(1300));
+  daemon().Signal(SIGCONT);
+  ExpectLogged("INFO", "Received unknown event: BEHIND-THE-ANSWER");
+  wlan5000.ExpectSilence(milliseconds(700));
+  Settle(wlan5000);
 }
 
 TEST_F(SystemFault, SaltIsReplacedWhileItRuns) {

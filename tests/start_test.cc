@@ -145,6 +145,21 @@ TEST_F(StartTest, WorksWithoutAServiceManager) {
   EXPECT_EQ(NextNotice(milliseconds(0)), "");
 }
 
+// Whoever stops it at once, after its first line, ends it as well as later.
+TEST_F(StartTest, StoppedAtItsFirstLineItEndsWell) {
+  StartBus();
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    for (int i = 0; i < 10; ++i) {
+      LaunchDaemon();
+      EXPECT_TRUE(daemon().err().WaitForLine("Starting the daemon", kPatience));
+      daemon().Signal(number);
+      ExpectExit(0);
+      EXPECT_EQ(NextNotice(), "READY=1");
+      EXPECT_EQ(NextNotice(), "STOPPING=1");
+    }
+  }
+}
+
 TEST_F(StartTest, NoBus) {
   Hostapd wlan2400(kWlan2400);
   LaunchDaemon();

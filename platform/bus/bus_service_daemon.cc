@@ -15,7 +15,16 @@ BusServiceDaemon::BusServiceDaemon(std::string service_name, std::string object_
 
 BusServiceDaemon::~BusServiceDaemon() = default;
 
+void BusServiceDaemon::HoldSignals() {
+  signal(SIGPIPE, SIG_IGN);
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&signals, number);
+  CHECK(sigprocmask(SIG_BLOCK, &signals, nullptr) == 0);
+}
+
 int BusServiceDaemon::Run() {
+  HoldSignals();
   RegisterSignalHandlers();
   if (const int result = OnInit(); result != 0) return result;
   sd_notify(/*unset_environment=*/0, "READY=1");
@@ -27,7 +36,6 @@ int BusServiceDaemon::Run() {
 }
 
 void BusServiceDaemon::RegisterSignalHandlers() {
-  signal(SIGPIPE, SIG_IGN);
   for (const int number : {SIGTERM, SIGINT}) {
     loop_.HandleSignal(number, [this] { loop_.Quit(0); });
   }

@@ -22,6 +22,10 @@ class BusServiceDaemon {
   BusServiceDaemon& operator=(const BusServiceDaemon&) = delete;
   virtual ~BusServiceDaemon();
 
+  // To be called as soon as the process begins: from then on the signals that end it wait for Run
+  // to handle them, and SIGPIPE is ignored.
+  static void HoldSignals();
+
   // Starts, serves until the end, stops. Returns the exit code of the process: that of OnInit, if
   // it isn't 0, else that of the loop as OnShutdown left it. To be called once.
   int Run();
