@@ -13,6 +13,11 @@ fail() {
   exit 1
 }
 
+# For the end of what a script understands of its arguments: fails if there is one more.
+no_more_arguments() {
+  (($# == 0)) || fail "what is $1? --help tells what there is"
+}
+
 # The whole path of a file that the caller of the script has named, from where it was called.
 path_of_caller() {
   (cd "$called_from" && realpath --canonicalize-missing --no-symlinks -- "$1")
