@@ -7,6 +7,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -181,6 +182,10 @@ struct RefusalCase {
   std::function<void(TestPeer& recorder, sd_bus_message* call)> answer;
   const char* code;
   const char* message;
+
+  friend std::ostream& operator<<(std::ostream& stream, const RefusalCase& refusal) {
+    return stream << refusal.code;
+  }
 };
 
 class RefusalTest : public ManagerProxyTest, public testing::WithParamInterface<RefusalCase> {

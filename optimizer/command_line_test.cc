@@ -5,6 +5,7 @@
 
 #include <initializer_list>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -87,6 +88,15 @@ TEST_F(CommandLineTest, EachFlagSetsItsOwnValue) {
 struct TwinCase {
   std::vector<const char*> arguments;
   bool is_enabled;
+
+  friend std::ostream& operator<<(std::ostream& stream, const TwinCase& twin) {
+    const char* separator = "";
+    for (const char* argument : twin.arguments) {
+      stream << separator << argument;
+      separator = " ";
+    }
+    return stream;
+  }
 };
 
 class TwinTest : public CommandLineTest, public ::testing::WithParamInterface<TwinCase> {};

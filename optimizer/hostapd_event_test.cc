@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,10 @@ class HostapdEventParserTest : public ::testing::Test {
 struct NameCase {
   const char* name;
   int kind;
+
+  friend std::ostream& operator<<(std::ostream& stream, const NameCase& event) {
+    return stream << event.name;
+  }
 };
 
 class HostapdEventNameTest : public HostapdEventParserTest,

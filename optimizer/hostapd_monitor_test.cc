@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -519,6 +520,10 @@ struct FailureCase {
   int TestSockets::State::*failing;
   int error;
   const char* log;
+
+  friend std::ostream& operator<<(std::ostream& stream, const FailureCase& failure) {
+    return stream << failure.log;
+  }
 };
 
 class HostapdMonitorFailureTest : public HostapdMonitorTest,

@@ -5,6 +5,7 @@
 #include <linux/nl80211.h>
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -60,6 +61,10 @@ struct MissingPiece {
   const char* name;
   AttributeBuilder attributes;
   const char* condition;
+
+  friend std::ostream& operator<<(std::ostream& stream, const MissingPiece& piece) {
+    return stream << piece.name;
+  }
 };
 
 AttributeBuilder Information(const AttributeBuilder& information) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -89,6 +90,12 @@ TEST_F(MessagesTest, AMapIsWrittenInTheOrderOfItsKeys) {
 struct AnyCase {
   Any value;
   char type;
+
+  friend std::ostream& operator<<(std::ostream& stream, const AnyCase& any) {
+    stream << any.type;
+    if (const bool* truth = std::get_if<bool>(&any.value)) stream << (*truth ? " true" : " false");
+    return stream;
+  }
 };
 
 class AnyTest : public MessagesTest, public testing::WithParamInterface<AnyCase> {};

@@ -643,7 +643,7 @@ TEST_F(NetlinkManagerTest, ATimeOutMaySendARequest) {
 }
 
 class DestructionTest : public NetlinkManagerTest,
-                        public testing::WithParamInterface<std::pair<const char*, bool>> {};
+                        public testing::WithParamInterface<std::pair<std::string, bool>> {};
 
 // At each kind of event the manager is stopped, or destroyed, in the middle of a datagram.
 TEST_P(DestructionTest, EndsTheWalk) {
@@ -653,15 +653,17 @@ TEST_P(DestructionTest, EndsTheWalk) {
   Send(DumpRequest(), "waits");
   const MessageHeader to = LastRequest();
   bool is_gone = false;
-  on_event_ = [&, at = std::string(at), is_destroyed = is_destroyed](const std::string& event) {
+  on_event_ = [&, at = at, is_destroyed = is_destroyed](const std::string& event) {
     EXPECT_FALSE(is_gone) << event;
     if (event != at) return;
     is_gone = true;
     is_destroyed ? manager_.reset() : manager_->Stop();
   };
+  // The end is not told after a message of another type.
+  const std::uint16_t type = at == "a:aux3m" ? 99 : kFamily;
   Deliver({MakeErrorMessage(to, 0), Reply(to),
-           MakeNetlinkMessage({99, 0, to.sequence, to.port}, {}),
-           MakeDoneMessage(to, std::string(at) == "a:aux1m" ? -EIO : 0), Reply(to)});
+           MakeNetlinkMessage({type, 0, to.sequence, to.port}, {}),
+           MakeDoneMessage(to, at == "a:aux1m" ? -EIO : 0), Reply(to)});
   loop_.AdvanceBy(1min);
   EXPECT_TRUE(is_gone);
   EXPECT_EQ(events_.back(), at);
