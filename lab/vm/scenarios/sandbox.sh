@@ -40,8 +40,12 @@ configure() {
 POLICY
 }
 
-# Starts systemd as the first process of a namespace of its own, with nothing to do but the bus.
+# Starts systemd as the first process of a namespace of its own, with nothing to do but the bus. Of a
+# unit that doesn't say otherwise it keeps down what it has started twice.
 start_systemd() {
+  mkdir -p /etc/systemd/system.conf.d
+  printf '[Manager]\nDefaultStartLimitIntervalSec=1h\nDefaultStartLimitBurst=2\n' \
+    >/etc/systemd/system.conf.d/strict.conf
   mount -t cgroup2 cgroup2 /sys/fs/cgroup
   start systemd unshare --pid --mount-proc --fork --kill-child \
     env container=lab /lib/systemd/systemd --system --unit=dbus.service --log-target=console
@@ -133,6 +137,7 @@ grep ' CONNECT ' "$scratch/recorder.log" | show
 
 step "It ends by a failed check, as it were: systemd starts it again, and as often as it has to."
 unit_is StartLimitIntervalUSec 0 || give_up "there is no limit to it"
+unit_is StartLimitBurst 2 || give_up "it would be a strict one"
 for ending in 1 2 3; do
   ended="${EPOCHREALTIME/[.,]/}"
   beside_systemd systemctl kill --signal=ABRT "$unit"
