@@ -4,9 +4,12 @@
 #include <gtest/gtest.h>
 #include <linux/genetlink.h>
 #include <linux/netlink.h>
+#include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -126,6 +129,24 @@ TEST(KernelTransportTest, IsNonBlockingAndClosesOnExec) {
   EXPECT_NE(transport.port(), 0U);
   std::array<std::uint8_t, 8> buffer{};
   EXPECT_EQ(transport.Receive(buffer).status, ReceiveStatus::kNothing);
+}
+
+// The kernel gives to everybody up to net.core.rmem_max, and counts it double.
+bool HasALongQueueAsNobody() {
+  constexpr uid_t kNobody = 65534;
+  const int most = std::stoi(ReadFileToString("/proc/sys/net/core/rmem_max").value());
+  if (geteuid() == 0 && setuid(kNobody) != 0) return false;
+  KernelTransport transport;
+  if (!transport.Open()) return false;
+  int size = 0;
+  socklen_t length = sizeof(size);
+  if (getsockopt(transport.fd(), SOL_SOCKET, SO_RCVBUF, &size, &length) != 0) return false;
+  return size == 2 * std::min(most, KernelTransport::kQueueSize);
+}
+
+TEST(KernelTransportDeathTest, AsksForALongQueueWithoutPrivilegesToo) {
+  if (!KernelTransport().Open()) GTEST_SKIP() << "No generic netlink here";
+  EXPECT_EXIT(exit(HasALongQueueAsNobody() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
 TEST(KernelTransportTest, IgnoresWhatOtherProcessesSend) {
