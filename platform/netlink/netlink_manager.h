@@ -29,9 +29,9 @@ namespace orvane::platform {
 //    auxiliary handler hears nothing; or with a done message, an error or at its deadline as above,
 //    but at its deadline without a word where only the acknowledgement is missing;
 //  - any: when the acknowledgement handler lets its handlers be removed.
+// Its handlers are then destroyed. What comes later, or for nobody, is ignored with a verbose line.
 // Once a message of an unexpected type has come, the answer counts as broken off: replies still
-// reach their handler, but of the end nobody is told. Its handlers are then destroyed. What comes
-// later, or for nobody, is ignored with a verbose line.
+// reach their handler, but of the end nobody is told.
 //
 // The deadline is kResponseDeadline after Send; where messages have come in since, the request gets
 // the same time again, and so on. So it ends by time-out between one and two such spans after the
