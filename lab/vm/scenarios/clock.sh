@@ -42,9 +42,10 @@ set_clock() {
   date --set="$1" | show
 }
 
+# With which metric, and with which one it had been sent off before.
 expect_steered() {
-  expect "the station is sent off" told daemon "Steer Client $station link_quality_metric $1 "
-  expect_steer_count "$2"
+  expect "the station is sent off" told daemon \
+    "Steer Client $station link_quality_metric $1 last_steer_link_quality_metric $2$"
 }
 
 expect_steer_count() {
@@ -63,7 +64,8 @@ expect_steer_count 0
 
 step "An hour forth: more than a steer interval has passed, so the station is sent off, once."
 set_clock '+1 hour'
-expect_steered 18 1
+expect_steered 18 0
+expect_steer_count 1
 expect_goes_on 18 18 '[0-9.]+s'
 
 step "Its signal moves, and three hours back: it was sent off in time to come, and is left alone."
@@ -74,7 +76,8 @@ expect_steer_count 1
 
 step "Four hours forth: that was long ago, so it is sent off again."
 set_clock '+4 hours'
-expect_steered 2 2
+expect_steered 2 18
+expect_steer_count 2
 
 step "Its signal moves again. Nine minutes forth and back, ten times: that is less than a steer interval."
 set_signal_dbm -82
@@ -90,7 +93,8 @@ expect_steer_count 2
 
 step "Eleven minutes forth: that is more."
 set_clock '+11 minutes'
-expect_steered 18 3
+expect_steered 18 2
+expect_steer_count 3
 (($(count_told daemon 'WARNING|ERROR|FATAL') == 0)) || give_up "the daemon has nothing to complain of"
 stop daemon || give_up "the daemon ends with status 0"
 date --set='-131 minutes' >/dev/null
