@@ -1,100 +1,51 @@
 #include "platform/logging.h"
 
-#include <spdlog/logger.h>
-#include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/stdout_sinks.h>
-#include <spdlog/sinks/syslog_sink.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <string>
 #include <system_error>
 #include <utility>
-#include <vector>
+
+#include "platform/files.h"
 
 namespace orvane::platform {
 namespace {
 
 struct SeverityRow {
-  spdlog::level::level_enum level;
   std::string_view name;
-  std::string_view priority;  // as systemd's journal takes it at the beginning of a line
+  int priority;  // of syslog(3)
 };
 
 // In the order of Severity.
 constexpr std::array<SeverityRow, 5> kSeverities = {{
-    {spdlog::level::debug, "VERBOSE1", "<7>"},
-    {spdlog::level::info, "INFO", "<6>"},
-    {spdlog::level::warn, "WARNING", "<4>"},
-    {spdlog::level::err, "ERROR", "<3>"},
-    {spdlog::level::critical, "FATAL", "<2>"},
+    {"VERBOSE1", LOG_DEBUG},
+    {"INFO", LOG_INFO},
+    {"WARNING", LOG_WARNING},
+    {"ERROR", LOG_ERR},
+    {"FATAL", LOG_CRIT},
 }};
 
-const SeverityRow& RowOf(Severity severity) {
-  return kSeverities[static_cast<std::size_t>(severity)];
-}
-
-// The library is only ever given levels of ours.
-const SeverityRow& RowOf(spdlog::level::level_enum level) {
-  return *std::ranges::find(kSeverities, level, &SeverityRow::level);
-}
-
-// %* in a pattern: our own name of the severity.
-class SeverityFlag : public spdlog::custom_flag_formatter {
- public:
-  void format(const spdlog::details::log_msg& message, const std::tm& /*time*/,
-              spdlog::memory_buf_t& out) override {
-    const std::string_view name = RowOf(message.level).name;
-    out.append(name.data(), name.data() + name.size());
-  }
-
-  std::unique_ptr<custom_flag_formatter> clone() const override {
-    return std::make_unique<SeverityFlag>();
-  }
+// Where lines go. Never destroyed: lines may be logged after main has returned.
+struct Output {
+  unsigned options = kLogToStderr | kLogHeader;
+  bool stderr_is_the_journal = false;
+  std::string name;  // openlog(3) keeps a pointer to it
 };
 
-std::unique_ptr<spdlog::formatter> MakeFormatter(unsigned options, const std::string& line_end) {
-  auto formatter =
-      std::make_unique<spdlog::pattern_formatter>(spdlog::pattern_time_type::local, line_end);
-  formatter->add_flag<SeverityFlag>('*');
-  formatter->set_pattern((options & kLogHeader) != 0 ? "%Y-%m-%d %H:%M:%S.%f %* %g:%#] %v" : "%v");
-  return formatter;
+Output& CurrentOutput() {
+  static auto& output = *new Output;
+  return output;
 }
 
-// Each line of a message with its priority before it, which the journal takes off.
-class JournalFormatter : public spdlog::formatter {
- public:
-  explicit JournalFormatter(std::unique_ptr<spdlog::formatter> message)
-      : message_(std::move(message)) {}
-
-  void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& out) override {
-    const std::string_view priority = RowOf(message.level).priority;
-    spdlog::memory_buf_t text;
-    message_->format(message, text);
-    bool begins = true;
-    for (const char character : text) {
-      if (begins) out.append(priority.data(), priority.data() + priority.size());
-      out.push_back(character);
-      begins = character == '\n';
-    }
-  }
-
-  std::unique_ptr<spdlog::formatter> clone() const override {
-    return std::make_unique<JournalFormatter>(message_->clone());
-  }
-
- private:
-  std::unique_ptr<spdlog::formatter> message_;
-};
-
-// systemd tells which file it has given as standard error; somebody may have put another in its
-// place.
+// systemd sets the variable to the file that it opened as standard error. That file may have been
+// replaced since.
 bool StderrIsTheJournal() {
   const char* journal = std::getenv("JOURNAL_STREAM");
   struct stat file = {};
@@ -102,35 +53,51 @@ bool StderrIsTheJournal() {
          fmt::format("{}:{}", file.st_dev, file.st_ino) == journal;
 }
 
-std::unique_ptr<spdlog::formatter> MakeStderrFormatter(unsigned options) {
-  auto formatter = MakeFormatter(options, "\n");
-  if (!StderrIsTheJournal()) return formatter;
-  return std::make_unique<JournalFormatter>(std::move(formatter));
+// "2026-01-31 23:59:59.000001", in local time.
+std::string FormatTime(const timespec& time) {
+  std::tm local = {};
+  localtime_r(&time.tv_sec, &local);
+  std::array<char, sizeof("2026-01-31 23:59:59")> seconds;
+  std::strftime(seconds.data(), seconds.size(), "%F %T", &local);
+  return fmt::format("{}.{:06}", seconds.data(), time.tv_nsec / 1000);
 }
 
-std::unique_ptr<spdlog::logger> MakeLogger(unsigned options, const std::string& name) {
-  std::vector<spdlog::sink_ptr> sinks;
-  if ((options & kLogToStderr) != 0) {
-    sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_st>());
-    sinks.back()->set_formatter(MakeStderrFormatter(options));
-  }
-  if ((options & kLogToSystemLog) != 0) {
-    sinks.push_back(std::make_shared<spdlog::sinks::syslog_sink_st>(name, LOG_PID, LOG_DAEMON,
-                                                                    /*enable_formatting=*/true));
-    // Each datagram to the system log is a line; an end of line would be part of its text.
-    sinks.back()->set_formatter(MakeFormatter(options, ""));
-  }
-  auto logger = std::make_unique<spdlog::logger>(name, sinks.begin(), sinks.end());
-  logger->set_level(spdlog::level::trace);
-  // A failing sink (standard error closed, say) must not be reported on that very sink.
-  logger->set_error_handler([](const std::string& /*text*/) {});
-  return logger;
+std::string FormatHeader(const SeverityRow& severity, const char* file, int line) {
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return fmt::format("{} {} {}:{}] ", FormatTime(now), severity.name, file, line);
 }
 
-std::unique_ptr<spdlog::logger>& CurrentLogger() {
-  static auto& logger =
-      *new std::unique_ptr<spdlog::logger>(MakeLogger(kLogToStderr | kLogHeader, ""));
-  return logger;
+// Puts "<PRIORITY>" before each line of a text that ends with a line feed (sd-daemon(3)).
+std::string AddJournalPriority(std::string_view text, int priority) {
+  std::string result;
+  while (!text.empty()) {
+    const std::string_view line = text.substr(0, text.find('\n') + 1);
+    result += fmt::format("<{}>{}", priority, line);
+    text.remove_prefix(line.size());
+  }
+  return result;
+}
+
+// A line that cannot be written is dropped: there is no other place to report that.
+void WriteToStderr(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written =
+        RetryOnEintr([&] { return write(STDERR_FILENO, text.data(), text.size()); });
+    if (written <= 0) return;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+void WriteLine(const SeverityRow& severity, const char* file, int line, std::string_view message) {
+  const Output& output = CurrentOutput();
+  std::string text;
+  if ((output.options & kLogHeader) != 0) text = FormatHeader(severity, file, line);
+  text += message;
+  if ((output.options & kLogToSystemLog) != 0) syslog(severity.priority, "%s", text.c_str());
+  if ((output.options & kLogToStderr) == 0) return;
+  text += '\n';
+  WriteToStderr(output.stderr_is_the_journal ? AddJournalPriority(text, severity.priority) : text);
 }
 
 LogListener* current_listener = nullptr;
@@ -150,9 +117,10 @@ LogListener* current_listener = nullptr;
 }  // namespace
 
 void InitLog(unsigned options, const std::string& name) {
-  // A logger that goes closes the system log, so it has to go before the new one opens it.
-  CurrentLogger().reset();
-  CurrentLogger() = MakeLogger(options, name);
+  // Closed first, since openlog(3) keeps the pointer to the former name until then.
+  closelog();
+  CurrentOutput() = {options, StderrIsTheJournal(), name};
+  openlog(CurrentOutput().name.c_str(), LOG_PID, LOG_DAEMON);
   std::set_terminate(LogUncaughtException);
 }
 
@@ -173,11 +141,11 @@ LogMessage::LogMessage(Severity severity, const char* file, int line)
     : severity_(severity), file_(file), line_(line) {}
 
 LogMessage::~LogMessage() {
-  CurrentLogger()->log(spdlog::source_loc(file_, line_, ""), RowOf(severity_).level,
-                       spdlog::string_view_t(text_.data(), text_.size()));
+  const std::string_view message(text_.data(), text_.size());
+  WriteLine(kSeverities[static_cast<std::size_t>(severity_)], file_, line_, message);
   for (const LogListener* listener = current_listener; listener != nullptr;
        listener = listener->previous_) {
-    listener->callback_(severity_, std::string_view(text_.data(), text_.size()));
+    listener->callback_(severity_, message);
   }
   if (severity_ == Severity::kFatal) std::abort();
 }
