@@ -24,19 +24,14 @@ class BadValue : public std::runtime_error {
       : std::runtime_error("--" + name + ": '" + text + "' " + reason) {}
 };
 
-std::int32_t ParseInt32(const std::string& name, const std::string& text) {
+std::string ParseInt32(const std::string& text, std::int32_t* value) {
   const bool has_plus = text.starts_with('+') && !text.starts_with("+-");
   const std::string_view digits = std::string_view(text).substr(has_plus ? 1 : 0);
   const char* end = digits.data() + digits.size();
-  std::int32_t value = 0;
-  const auto [stop, error] = std::from_chars(digits.data(), end, value);
-  if (error == std::errc::result_out_of_range && stop == end) {
-    throw BadValue(name, text, "does not fit into 32 bits");
-  }
-  if (error != std::errc() || stop != end) {
-    throw BadValue(name, text, "is not an integer");
-  }
-  return value;
+  const auto [stop, error] = std::from_chars(digits.data(), end, *value);
+  if (error == std::errc::result_out_of_range && stop == end) return "does not fit into 32 bits";
+  if (error != std::errc() || stop != end) return "is not an integer";
+  return "";
 }
 
 void CheckBool(const std::string& name, const std::string& text) {
@@ -106,10 +101,18 @@ void CommandLine::AddBool(const std::string& name, const std::string& help, bool
 }
 
 void CommandLine::AddInt32(const std::string& name, const std::string& help, std::int32_t* value) {
-  app_->add_option_function<std::string>(
-          "--" + name, [name, value](const std::string& text) { *value = ParseInt32(name, text); },
-          help)
-      ->option_text("INT (default: " + std::to_string(*value) + ")")
+  AddText(name, "INT (default: " + std::to_string(*value) + ")", help,
+          [value](const std::string& text) { return ParseInt32(text, value); });
+}
+
+void CommandLine::AddText(const std::string& name, const std::string& value,
+                          const std::string& help, TextParser parse) {
+  const auto take = [name, parse = std::move(parse)](const std::string& text) {
+    const std::string problem = parse(text);
+    if (!problem.empty()) throw BadValue(name, text, problem);
+  };
+  app_->add_option_function<std::string>("--" + name, take, help)
+      ->option_text(value)
       ->trigger_on_parse();
 }
 

@@ -2,6 +2,7 @@
 #define PLATFORM_COMMAND_LINE_H_
 
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
@@ -32,6 +33,14 @@ class CommandLine {
   // are decimal.
   void AddBool(const std::string& name, const std::string& help, bool* value);
   void AddInt32(const std::string& name, const std::string& help, std::int32_t* value);
+
+  // Takes the text of a flag. Returns what is wrong with it, as "is not a size", or nothing.
+  using TextParser = std::function<std::string(const std::string& text)>;
+
+  // A flag with any other value. `parse` runs for each time that it is given, in order; `value`
+  // describes the value in the help text, as "FILE (default: none)".
+  void AddText(const std::string& name, const std::string& value, const std::string& help,
+               TextParser parse);
 
   // Nothing when the program is to go on. Otherwise its exit code: help or the version has been
   // written to standard output, or one line on what is wrong to standard error.
