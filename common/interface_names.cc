@@ -2,43 +2,35 @@
 
 #include <algorithm>
 #include <array>
-#include <cstddef>
 #include <optional>
 
 #include "platform/logging.h"
+#include "platform/text.h"
 
 namespace orvane::ap {
 namespace {
 
-constexpr std::string_view kAsciiWhitespace = " \t\n\v\f\r";
-
 struct InterfaceRow {
-  std::string_view name;
+  const char* name;
   std::string_view band;
   bool is_guest;
 };
 
+// In the order of GetAllInterfaces.
 constexpr std::array<InterfaceRow, 7> kInterfaces = {{
     {kWlan2400MhzInterface, "2", false},
+    {kWlan5000MhzInterface, "5", false},
     {kGuest2400MhzInterface, "2", true},
-    {kMesh2400MhzInterface, "2", false},
     {kGuest5000MhzInterface, "5", true},
+    {kMesh2400MhzInterface, "2", false},
     {kMesh5000MhzInterface, "5", false},
     {kGroup5000MhzInterface, "5", false},
-    {kWlan5000MhzInterface, "5", false},
 }};
 
 // Null for a name that is none of the access point's.
 const InterfaceRow* FindInterface(std::string_view name) {
-  const auto* const row = std::find_if(kInterfaces.begin(), kInterfaces.end(),
-                                       [name](const auto& each) { return each.name == name; });
+  const auto* const row = std::ranges::find(kInterfaces, name, &InterfaceRow::name);
   return row == kInterfaces.end() ? nullptr : row;
-}
-
-std::string_view TrimAsciiWhitespace(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kAsciiWhitespace);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kAsciiWhitespace) - first + 1);
 }
 
 }  // namespace
@@ -54,9 +46,8 @@ bool IsGuestInterface(std::string_view name) {
 }
 
 void GetAllInterfaces(std::vector<std::string>* names) {
-  *names = {kWlan2400MhzInterface,  kWlan5000MhzInterface, kGuest2400MhzInterface,
-            kGuest5000MhzInterface, kMesh2400MhzInterface, kMesh5000MhzInterface,
-            kGroup5000MhzInterface};
+  names->clear();
+  for (const InterfaceRow& row : kInterfaces) names->emplace_back(row.name);
 }
 
 std::string GetPhyIndexForInterface(std::string_view name,
@@ -70,7 +61,7 @@ std::string GetPhyIndexForInterface(std::string_view name,
     LOG(ERROR) << "Unable to determine phy for " << name;
     return {};
   }
-  return std::string(TrimAsciiWhitespace(*contents));
+  return std::string(platform::TrimWhitespace(*contents));
 }
 
 }  // namespace orvane::ap

@@ -3,6 +3,7 @@
 
 #include <net/if.h>
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,10 @@ inline constexpr InterfaceNameField kGuest5000MhzInterface = "guest-5000mhz";
 inline constexpr InterfaceNameField kMesh5000MhzInterface = "mesh-5000mhz";
 inline constexpr InterfaceNameField kGroup5000MhzInterface = "group-5000mhz";
 inline constexpr InterfaceNameField kWlan5000MhzInterface = "wlan-5000mhz";
+
+// The interfaces that the daemon listens to and steers on.
+inline constexpr std::array<const char*, 2> kMainInterfaces = {kWlan2400MhzInterface,
+                                                               kWlan5000MhzInterface};
 
 // The other interfaces of the device.
 inline constexpr InterfaceNameField kSwitchInterface = "switch0";

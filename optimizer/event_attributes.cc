@@ -1,5 +1,6 @@
 #include "optimizer/event_attributes.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstddef>
@@ -8,7 +9,6 @@
 #include <system_error>
 #include <utility>
 
-#include "common/mac_address.h"
 #include "platform/logging.h"
 
 namespace orvane::ap {
@@ -22,10 +22,8 @@ using Capabilities = access_infrastructure::proto::ClientCapabilities;
 // The row of the name, or null.
 template <typename Row, std::size_t size>
 const Row* FindRow(const std::array<Row, size>& table, std::string_view name) {
-  for (const Row& row : table) {
-    if (row.name == name) return &row;
-  }
-  return nullptr;
+  const auto* const row = std::ranges::find(table, name, &Row::name);
+  return row == table.end() ? nullptr : row;
 }
 
 // Words for the values of an enumeration.
@@ -129,11 +127,8 @@ void ToEvent(std::string_view value, StationIdGenerator* /*station_ids*/, Info* 
 }
 
 void ToClientShmac(std::string_view value, StationIdGenerator* station_ids, Info* info) {
-  MacAddress mac;
   std::string id;
-  if (!MacAddress::ParseFromString(value, &mac)) return;
-  if (!station_ids->GenerateId(mac, &id)) return;
-  info->set_client_shmac(std::move(id));
+  if (station_ids->GenerateIdFromText(value, &id)) info->set_client_shmac(std::move(id));
 }
 
 template <auto convert, auto setter>

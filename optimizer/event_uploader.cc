@@ -2,6 +2,7 @@
 
 #include <google/protobuf/text_format.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdint>
@@ -9,7 +10,7 @@
 #include <span>
 #include <utility>
 
-#include "common/mac_address.h"
+#include "common/interface_names.h"
 #include "optimizer/event_attributes.h"
 #include "platform/error.h"
 #include "platform/logging.h"
@@ -45,25 +46,22 @@ struct InterfaceRow {
 };
 
 constexpr auto kInterfaces = std::to_array<InterfaceRow>({
-    {"wlan-2400mhz", WifiInterface::WLAN_2400MHZ},
-    {"wlan-5000mhz", WifiInterface::WLAN_5000MHZ},
-    {"guest-2400mhz", WifiInterface::GUEST_2400MHZ},
-    {"guest-5000mhz", WifiInterface::GUEST_5000MHZ},
+    {kWlan2400MhzInterface, WifiInterface::WLAN_2400MHZ},
+    {kWlan5000MhzInterface, WifiInterface::WLAN_5000MHZ},
+    {kGuest2400MhzInterface, WifiInterface::GUEST_2400MHZ},
+    {kGuest5000MhzInterface, WifiInterface::GUEST_5000MHZ},
 });
 
 // Nothing for a kind that is no event of a connection.
 std::optional<ClientEventInfo::ClientEventType> EventTypeOf(HostapdEventType kind) {
-  for (const EventTypeRow& row : kEventTypes) {
-    if (row.kind == kind) return row.type;
-  }
-  return std::nullopt;
+  const auto* const row = std::ranges::find(kEventTypes, kind, &EventTypeRow::kind);
+  if (row == kEventTypes.end()) return std::nullopt;
+  return row->type;
 }
 
 WifiInterface InterfaceOf(std::string_view name) {
-  for (const InterfaceRow& row : kInterfaces) {
-    if (row.name == name) return row.interface;
-  }
-  return WifiInterface::UNKNOWN;
+  const auto* const row = std::ranges::find(kInterfaces, name, &InterfaceRow::name);
+  return row == kInterfaces.end() ? WifiInterface::UNKNOWN : row->interface;
 }
 
 std::uint64_t MillisecondsSinceEpoch(platform::WallTime time) {
@@ -164,10 +162,8 @@ void EventUploader::AddClientEvent(ClientEventType type, std::string_view mac,
 
 void EventUploader::AddProbeRequest(std::string_view mac, HostapdAttributes attributes,
                                     Event* event) {
-  MacAddress address;
   std::string id;
-  if (!MacAddress::ParseFromString(mac, &address)) return;
-  if (!station_ids_.GenerateId(address, &id)) return;
+  if (!station_ids_.GenerateIdFromText(mac, &id)) return;
   ClientProbeRequestInfo* probe = event->add_client_probe_request_info();
   probe->set_client_shmac(std::move(id));
   probe->mutable_client_capability();

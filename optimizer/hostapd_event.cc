@@ -4,6 +4,7 @@
 #include <array>
 
 #include "platform/logging.h"
+#include "platform/text.h"
 
 namespace orvane::ap {
 namespace {
@@ -55,22 +56,12 @@ constexpr std::array<DisplayNameRow, 13> kDisplayNames = {{
 
 constexpr std::size_t kPriorityLength = 3;  // "<3>"
 
-bool IsWhitespace(char character) {
-  return character == ' ' || (character >= '\t' && character <= '\r');
-}
-
-std::string_view Trim(std::string_view text) {
-  while (!text.empty() && IsWhitespace(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsWhitespace(text.back())) text.remove_suffix(1);
-  return text;
-}
-
 // At every single space: two in a row have an empty token between them.
 void SplitAtSpaces(std::string_view text, std::vector<std::string_view>& tokens) {
   tokens.clear();
   for (;;) {
     const std::size_t space = text.find(' ');
-    tokens.push_back(Trim(text.substr(0, space)));
+    tokens.push_back(platform::TrimWhitespace(text.substr(0, space)));
     if (space == std::string_view::npos) return;
     text.remove_prefix(space + 1);
   }
@@ -81,10 +72,8 @@ bool HasPriority(std::string_view line) { return line.find('<') == 0 && line.fin
 }  // namespace
 
 std::string_view HostapdEventTypeName(HostapdEventType kind) {
-  for (const DisplayNameRow& row : kDisplayNames) {
-    if (row.kind == kind) return row.name;
-  }
-  return "k--UnknownEvent";
+  const auto* const row = std::ranges::find(kDisplayNames, kind, &DisplayNameRow::kind);
+  return row == kDisplayNames.end() ? "k--UnknownEvent" : row->name;
 }
 
 void HostapdEventParser::Parse(std::string_view line, const HostapdLineCallback& callback) {
@@ -97,12 +86,12 @@ void HostapdEventParser::Parse(std::string_view line, const HostapdLineCallback&
   const HostapdAttributes attributes =
       HostapdAttributes(tokens_).subspan(std::min<std::size_t>(tokens_.size(), 2));
 
-  for (const EventNameRow& row : kEventNames) {
-    if (row.name != name) continue;
-    callback(row.kind, mac, attributes);
-    return;
+  const auto* const row = std::ranges::find(kEventNames, name, &EventNameRow::name);
+  if (row == kEventNames.end()) {
+    LOG(INFO) << "Received unknown event: " << name;
+  } else {
+    callback(row->kind, mac, attributes);
   }
-  LOG(INFO) << "Received unknown event: " << name;
 }
 
 }  // namespace orvane::ap

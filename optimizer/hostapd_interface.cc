@@ -1,6 +1,5 @@
 #include "optimizer/hostapd_interface.h"
 
-#include <array>
 #include <utility>
 
 #include "common/interface_names.h"
@@ -11,10 +10,6 @@ namespace {
 
 constexpr char kOwnerTag[] = "wavelark";
 
-// Guest, mesh and group interfaces are not monitored.
-constexpr std::array<const char*, 2> kMonitoredInterfaces = {kWlan2400MhzInterface,
-                                                             kWlan5000MhzInterface};
-
 }  // namespace
 
 HostapdInterface::HostapdInterface(platform::Loop& loop, platform::FilePath control_directory)
@@ -23,7 +18,7 @@ HostapdInterface::HostapdInterface(platform::Loop& loop, platform::FilePath cont
 HostapdInterface::~HostapdInterface() { Shutdown(); }
 
 void HostapdInterface::Init() {
-  for (const std::string name : kMonitoredInterfaces) {
+  for (const std::string name : kMainInterfaces) {
     auto callback = [this, name](HostapdEventType kind, std::string_view mac,
                                  HostapdAttributes attributes) {
       OnHostapdEvent(name, kind, mac, attributes);

@@ -74,7 +74,7 @@ void OptimizerDaemon::CreateClientSteer() {
   };
   auto steer = std::make_unique<ClientSteer>(
       loop(), netlink_manager_,
-      std::vector<std::string>{kWlan2400MhzInterface, kWlan5000MhzInterface}, &hostapd_interface_,
+      std::vector<std::string>(kMainInterfaces.begin(), kMainInterfaces.end()), &hostapd_interface_,
       settings);
   if (enable_client_steering_) steer->Enable();
   services_.push_back(std::move(steer));

@@ -33,6 +33,11 @@ bool StationIdGenerator::GenerateId(const MacAddress& mac, std::string* id) {
   return true;
 }
 
+bool StationIdGenerator::GenerateIdFromText(std::string_view mac, std::string* id) {
+  MacAddress address;
+  return MacAddress::ParseFromString(mac, &address) && GenerateId(address, id);
+}
+
 bool StationIdGenerator::LoadSalt() {
   std::optional<std::string> salt = platform::ReadFileToString(salt_file_);
   if (!salt.has_value()) {

@@ -4,6 +4,7 @@
 #include <nettle/sha2.h>
 
 #include <string>
+#include <string_view>
 
 #include "common/mac_address.h"
 #include "platform/files.h"
@@ -23,6 +24,9 @@ class StationIdGenerator {
   // Sets `id` to 64 upper-case hexadecimal digits. False, with `id` as it was, while the salt file
   // can't be read. An empty salt file is a salt of no bytes. `mac` must not be empty.
   bool GenerateId(const MacAddress& mac, std::string* id);
+
+  // The same for an address as text. False, with `id` as it was, for a text that is no address.
+  bool GenerateIdFromText(std::string_view mac, std::string* id);
 
  private:
   bool LoadSalt();
