@@ -1,13 +1,37 @@
 #include "platform/bus/messages.h"
 
+#include <array>
+#include <cstring>
+#include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace orvane::platform::bus {
 namespace {
 
 // The bus types of Any's alternatives, in their order.
-constexpr char kAnyTypes[] = "bynqiuxtds";
-static_assert(sizeof(kAnyTypes) - 1 == std::variant_size_v<Any>);
+constexpr std::string_view kAnyTypes = "bynqiuxtds";
+static_assert(kAnyTypes.size() == std::variant_size_v<Any>);
+
+using AnyReader = bool (*)(sd_bus_message* message, char type, Any* value);
+
+template <typename T>
+bool ReadBasic(sd_bus_message* message, char type, Any* value) {
+  // What the library reads booleans and strings into.
+  using Read = std::conditional_t<std::is_same_v<T, bool>, int,
+                                  std::conditional_t<std::is_same_v<T, std::string>, char*, T>>;
+  Read read{};
+  if (sd_bus_message_read_basic(message, type, &read) <= 0) return false;
+  *value = T(read);
+  return true;
+}
+
+// In the order of the alternatives.
+constexpr auto kAnyReaders = []<std::size_t... kIndex>(std::index_sequence<kIndex...>) {
+  return std::array<AnyReader, sizeof...(kIndex)>{
+      &ReadBasic<std::variant_alternative_t<kIndex, Any>>...};
+}
+(std::make_index_sequence<std::variant_size_v<Any>>());
 
 // A system bus takes messages of 32 MiB unless it is configured otherwise. The library would send
 // more, and the bus end the connection for it. The rest is for what else the message has in it.
@@ -94,6 +118,35 @@ std::optional<Bytes> MessageReader::PopBytes() {
     return std::nullopt;
   }
   return Bytes(static_cast<const std::uint8_t*>(data), size);
+}
+
+std::optional<Any> MessageReader::PopVariant() {
+  const char* contents = nullptr;
+  char type = 0;
+  if (sd_bus_message_peek_type(message_, &type, &contents) <= 0) return std::nullopt;
+  if (type != SD_BUS_TYPE_VARIANT || std::strlen(contents) != 1) return std::nullopt;
+  const std::size_t index = kAnyTypes.find(*contents);
+  if (index == std::string_view::npos) return std::nullopt;
+  const char held = kAnyTypes[index];
+  const ReadScope variant(*this, SD_BUS_TYPE_VARIANT, contents);
+  Any value;
+  if (!variant || !kAnyReaders[index](message_, held, &value)) return std::nullopt;
+  return value;
+}
+
+bool MessageReader::PopStringMap(StringMap* map) {
+  const ReadScope array(*this, SD_BUS_TYPE_ARRAY, nullptr);
+  if (!array) return false;
+  map->clear();
+  while (HasMore()) {
+    const ReadScope entry(*this, SD_BUS_TYPE_DICT_ENTRY, "ss");
+    if (!entry) return false;
+    const auto key = PopString();
+    const auto text = PopString();
+    if (!key.has_value() || !text.has_value()) return false;
+    map->emplace(*key, *text);
+  }
+  return true;
 }
 
 bool MessageReader::NextIs(char type) const {

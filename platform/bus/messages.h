@@ -84,6 +84,12 @@ class MessageReader {
   std::optional<std::string_view> PopString();
   // The bytes are the message's own.
   std::optional<Bytes> PopBytes();
+  // A variant of any type that Any can hold.
+  std::optional<Any> PopVariant();
+  // An array of dictionary entries, which replaces the contents of `*map`. Of several entries with
+  // one key the first counts. False when there is no array, and the map stays; or at an entry that
+  // is not a pair of strings, and the map keeps those before it.
+  bool PopStringMap(StringMap* map);
 
   // Whether the innermost open container, or the message, has another value.
   bool HasMore() const { return sd_bus_message_at_end(message_, 0) == 0; }

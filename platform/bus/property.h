@@ -27,16 +27,12 @@ class StringMapProperty : public PropertyBase {
   const StringMap& value() const { return value_; }
   void set_pending_value(StringMap value) { pending_value_ = std::move(value); }
 
-  // One variant more around the value is opened too. An array without entries is an empty map,
-  // whatever type they would be of. Of several entries with one key the first counts. An entry that
-  // is not a pair of strings is a failure; those before it stay. The value stays as it was if there
-  // is no array.
+  // Reads as MessageReader::PopStringMap. One variant more around the value is opened too. An array
+  // without entries is an empty map, whatever type they would be of.
   bool PopValue(MessageReader& reader) override;
   void AppendSetValue(MessageWriter& writer) const override;
 
  private:
-  bool PopArray(MessageReader& reader);
-
   StringMap value_;
   StringMap pending_value_;
 };
