@@ -5,13 +5,17 @@
 
 namespace orvane::platform {
 
-inline constexpr std::string_view kAsciiWhitespace = " \t\n\v\f\r";
+// Not std::isspace, which depends on the locale.
+constexpr bool IsAsciiWhitespace(char character) {
+  return character == ' ' || (character >= '\t' && character <= '\r');
+}
 
-// The text without the ASCII white space at both its ends.
+// The text without the ASCII white space at both its ends. Each token of an event is trimmed: a
+// comparison per end is quicker than a search in a set of characters.
 constexpr std::string_view TrimWhitespace(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kAsciiWhitespace);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kAsciiWhitespace) - first + 1);
+  while (!text.empty() && IsAsciiWhitespace(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsAsciiWhitespace(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 }  // namespace orvane::platform
