@@ -1,48 +1,79 @@
-// Feeds files to a fuzz target, one after the other: every file of each folder that is given. With
-// a compiler that has no fuzzer, this is what a target is linked with.
+// Feeds the inputs in archives to a fuzz target, one after the other. A target is linked with this
+// where the compiler has no fuzzer.
 
-#include <algorithm>
+#include <archive.h>
+#include <archive_entry.h>
+
+#include <array>
 #include <cstdint>
-#include <filesystem>
 #include <iostream>
+#include <memory>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "fuzz/fuzz_target.h"
-#include "platform/files.h"
 
 namespace orvane::fuzz {
 namespace {
 
-std::vector<std::filesystem::path> FilesIn(const std::filesystem::path& folder) {
-  std::vector<std::filesystem::path> files;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    if (entry.is_regular_file()) files.push_back(entry.path());
-  }
-  std::sort(files.begin(), files.end());
-  return files;
+struct ArchiveCloser {
+  void operator()(archive* opened) const { archive_read_free(opened); }
+};
+using ArchivePtr = std::unique_ptr<archive, ArchiveCloser>;
+
+ArchivePtr Open(const char* path) {
+  ArchivePtr opened(archive_read_new());
+  archive_read_support_filter_zstd(opened.get());
+  archive_read_support_format_tar(opened.get());
+  constexpr std::size_t kBlockSize = 64 * 1024;
+  if (archive_read_open_filename(opened.get(), path, kBlockSize) != ARCHIVE_OK) return nullptr;
+  return opened;
 }
 
-// How many files there were.
-std::size_t Replay(const std::filesystem::path& folder) {
-  const std::vector<std::filesystem::path> files = FilesIn(folder);
-  for (const std::filesystem::path& file : files) {
-    const std::string contents = platform::ReadFileToString(file).value();
-    // Told before, so that the last line names the one that went wrong.
-    std::cout << file.filename().native() << std::endl;
-    FuzzOneInput({reinterpret_cast<const std::uint8_t*>(contents.data()), contents.size()});
+// The contents of the current entry. Sets `*failed` when it can't be read to its end.
+std::vector<std::uint8_t> ReadEntry(archive* opened, bool* failed) {
+  std::vector<std::uint8_t> contents;
+  std::array<std::uint8_t, 4096> buffer;
+  la_ssize_t length = 0;
+  while ((length = archive_read_data(opened, buffer.data(), buffer.size())) > 0) {
+    contents.insert(contents.end(), buffer.begin(), buffer.begin() + length);
   }
-  return files.size();
+  if (length < 0) *failed = true;
+  return contents;
 }
 
-int Main(std::span<char*> folders) {
-  SilenceLog();
+// Returns the number of inputs; 0 for an archive that can't be read to its end.
+std::size_t Replay(const char* path) {
+  const ArchivePtr opened = Open(path);
+  if (opened == nullptr) return 0;
   std::size_t count = 0;
-  for (const char* folder : folders) count += Replay(folder);
-  std::cout << count << " inputs" << std::endl;
-  // A corpus that is not there would let every test pass.
-  return count > 0 ? 0 : 1;
+  bool failed = false;
+  archive_entry* entry = nullptr;
+  int result = ARCHIVE_OK;
+  while ((result = archive_read_next_header(opened.get(), &entry)) == ARCHIVE_OK && !failed) {
+    if (archive_entry_filetype(entry) != AE_IFREG) continue;
+    // Printed first, so that the last line names the input that ended the process.
+    std::cout << archive_entry_pathname(entry) << std::endl;
+    FuzzOneInput(ReadEntry(opened.get(), &failed));
+    ++count;
+  }
+  return result == ARCHIVE_EOF && !failed ? count : 0;
+}
+
+int Main(std::span<char*> archives) {
+  SilenceLog();
+  std::size_t total = 0;
+  for (const char* path : archives) {
+    const std::size_t count = Replay(path);
+    // Without inputs the test would pass whatever the code does.
+    if (count == 0) {
+      std::cout << path << ": no archive with inputs" << std::endl;
+      return 1;
+    }
+    total += count;
+  }
+  std::cout << total << " inputs" << std::endl;
+  return total > 0 ? 0 : 1;
 }
 
 }  // namespace
