@@ -13,7 +13,9 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
-add_compile_options(-Wall -Wextra -Wconversion -Wshadow -Werror
+# Errors only with CMAKE_COMPILE_WARNING_AS_ERROR, as the preset `strict` has it: another compiler than
+# ours may warn of something else.
+add_compile_options(-Wall -Wextra -Wconversion -Wshadow
                     -fstack-protector-strong -ffunction-sections -fdata-sections)
 # Changes of sign, which g++ doesn't count under -Wconversion in C++.
 add_compile_options($<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>)
