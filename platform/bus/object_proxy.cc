@@ -93,6 +93,8 @@ class SignalSubscriptionImpl : public SignalSubscription {
 
   static int OnSignal(sd_bus_message* signal, void* subscription,
                       sd_bus_error* /*error*/) noexcept {
+    // Nobody has checked who sent it.
+    if (sd_bus_message_get_destination(signal) != nullptr) return 0;
     // The callback may destroy the subscription, and must survive that itself.
     const auto callback = static_cast<SignalSubscriptionImpl*>(subscription)->callback_;
     (*callback)(signal);

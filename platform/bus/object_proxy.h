@@ -77,9 +77,10 @@ class ObjectProxy {
   [[nodiscard]] std::unique_ptr<PendingCall> CallAsync(MethodCall call, int timeout_ms,
                                                        ReplyCallback callback) const;
 
-  // Calls `callback` for the signals of that name that claim to be this object's. `arg0` is the
-  // first argument that they must have; empty for any. The bus lets through what others send to us
-  // directly: compare the sender where it matters (see NameOwnerWatch).
+  // Calls `callback` for each signal of that name that this object broadcasts. `arg0` is the first
+  // argument that it must have; empty for any. The bus itself checks that the sender of a broadcast
+  // owns the service's name, so no change of owner can be missed here. It does not check signals
+  // that are addressed to this process; they are ignored, since anybody can send them.
   [[nodiscard]] std::unique_ptr<SignalSubscription> Subscribe(const std::string& interface,
                                                               const std::string& member,
                                                               const std::string& arg0,

@@ -8,6 +8,8 @@
 namespace orvane::platform::bus {
 namespace {
 
+constexpr char kBusName[] = "org.freedesktop.DBus";
+constexpr char kBusPath[] = "/org/freedesktop/DBus";
 constexpr char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
 
 }  // namespace
@@ -23,10 +25,12 @@ void PropertySet::RegisterProperty(const std::string& name, PropertyBase* proper
 
 void PropertySet::ConnectSignals() {
   const auto weak = weak_ptr_factory_.GetWeakPtr();
-  owner_watch_ = std::make_unique<NameOwnerWatch>(object_->connection(), object_->service(),
-                                                  BindWeak(weak, &PropertySet::GetAll));
-  subscription_ = object_->Subscribe(kPropertiesInterface, "PropertiesChanged", interface_,
-                                     BindWeak(weak, &PropertySet::OnPropertiesChanged));
+  owner_subscription_ = object_->connection()
+                            .GetObjectProxy(kBusName, kBusPath)
+                            ->Subscribe(kBusName, "NameOwnerChanged", object_->service(),
+                                        BindWeak(weak, &PropertySet::OnOwnerChanged));
+  change_subscription_ = object_->Subscribe(kPropertiesInterface, "PropertiesChanged", interface_,
+                                            BindWeak(weak, &PropertySet::OnPropertiesChanged));
 }
 
 void PropertySet::GetAll() {
@@ -50,8 +54,15 @@ void PropertySet::OnGetAllReply(sd_bus_message* reply, const Error* error) {
   UpdateAll(reader);
 }
 
+// The arguments are the name, its old owner, and its new one, which is empty if there is none.
+void PropertySet::OnOwnerChanged(sd_bus_message* signal) {
+  MessageReader reader(signal);
+  reader.PopString();
+  reader.PopString();
+  if (!reader.PopString().value_or("").empty()) GetAll();
+}
+
 void PropertySet::OnPropertiesChanged(sd_bus_message* signal) {
-  if (!owner_watch_->IsFromOwner(signal)) return;
   if (sd_bus_message_has_signature(signal, "sa{sv}as") <= 0) {
     LogFailure("a change signal has other arguments than it should");
     return;

@@ -9,7 +9,6 @@
 #include <string>
 
 #include "platform/bus/messages.h"
-#include "platform/bus/name_owner_watch.h"
 #include "platform/bus/object_proxy.h"
 #include "platform/bus/property.h"
 #include "platform/weak_ptr.h"
@@ -44,6 +43,7 @@ class PropertySet {
 
  private:
   void OnGetAllReply(sd_bus_message* reply, const Error* error);
+  void OnOwnerChanged(sd_bus_message* signal);
   void OnPropertiesChanged(sd_bus_message* signal);
   bool UpdateAll(MessageReader& reader);
   void UpdateOne(const std::string& name, MessageReader& reader);
@@ -54,8 +54,8 @@ class PropertySet {
   std::string interface_;
   ChangedCallback callback_;
   std::map<std::string, PropertyBase*, std::less<>> properties_;
-  std::unique_ptr<NameOwnerWatch> owner_watch_;
-  std::unique_ptr<SignalSubscription> subscription_;
+  std::unique_ptr<SignalSubscription> owner_subscription_;
+  std::unique_ptr<SignalSubscription> change_subscription_;
   std::unique_ptr<PendingCall> pending_get_all_;
   WeakPtrFactory<PropertySet> weak_ptr_factory_{this};
 };

@@ -38,6 +38,8 @@ class TwoProperties : public PropertySet {
 
 class PropertySetTest : public BusTest {
  protected:
+  explicit PropertySetTest(std::string bus_rules = "") : BusTest(std::move(bus_rules)) {}
+
   static TestPeer::Filler Filled(Properties properties) {
     return [properties = std::move(properties)](MessageWriter& writer) {
       AppendStringMapProperties(writer, properties);
@@ -158,7 +160,29 @@ TEST_F(PropertySetTest, OnlyTheRightSignalOfTheServiceItselfCounts) {
   EXPECT_TRUE(log_.empty());
 }
 
-// Directed ones get past the bus's own matching, with the library none the wiser.
+// The bus that does not let us ask who owns a name stands for one that answers too late, too: we do
+// not ask.
+class NoLookUpTest : public PropertySetTest {
+ protected:
+  NoLookUpTest()
+      : PropertySetTest(
+            "<deny send_destination='org.freedesktop.DBus'"
+            " send_interface='org.freedesktop.DBus' send_member='GetNameOwner'/>") {}
+};
+
+TEST_F(NoLookUpTest, NoChangeIsLost) {
+  service_.HoldAnswers();
+  service_.peer().RequestName(kName);
+  Create();
+  EXPECT_TRUE(RunUntil([this] { return service_.get_all_calls() == 1; }));
+  SignalChange({{"One", {{"a", "1"}}}});
+  EXPECT_TRUE(RunUntil([this] { return !changed_.empty(); }));
+  EXPECT_THAT(changed_, ElementsAre("One"));
+  EXPECT_EQ(set_->one.value(), (StringMap{{"a", "1"}}));
+  EXPECT_TRUE(log_.empty());
+}
+
+// Signals to us alone bypass the matching of the bus, and the library does not know owners.
 TEST_F(PropertySetTest, AForgedChangeOfOwnerIsIgnored) {
   StartWith({});
   FakePropertyService stranger(loop_, kPath, kInterface);

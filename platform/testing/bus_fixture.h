@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "platform/bus/connection.h"
 #include "platform/sd_event_loop.h"
@@ -16,7 +18,9 @@ namespace orvane::platform::bus {
 // A bus, a loop, and a connection of ours between them.
 class BusTest : public testing::Test {
  protected:
-  BusTest() { EXPECT_NE(connection_, nullptr); }
+  explicit BusTest(std::string bus_rules = "") : bus_(std::move(bus_rules)) {
+    EXPECT_NE(connection_, nullptr);
+  }
 
   template <typename Condition>
   bool RunUntil(Condition condition) {

@@ -9,6 +9,7 @@
 
 #include <fstream>
 #include <string>
+#include <utility>
 
 #include "platform/files.h"
 #include "platform/logging.h"
@@ -27,6 +28,7 @@ constexpr char kConfig[] = R"(<!DOCTYPE busconfig PUBLIC
     <allow send_destination="*" eavesdrop="true"/>
     <allow eavesdrop="true"/>
     <allow own="*"/>
+    %RULES%
   </policy>
 </busconfig>
 )";
@@ -53,7 +55,7 @@ bool WaitForAddress(int fd) {
 
 }  // namespace
 
-PrivateBus::PrivateBus() {
+PrivateBus::PrivateBus(std::string rules) : rules_(std::move(rules)) {
   // Short, and so not below TMPDIR: the path of a socket has 107 characters at most.
   char folder[] = "/tmp/wavelark-bus-XXXXXX";
   CHECK(mkdtemp(folder) != nullptr);
@@ -72,8 +74,11 @@ PrivateBus::~PrivateBus() {
 
 void PrivateBus::WriteConfig() const {
   std::string text = kConfig;
-  const std::string placeholder = "%ADDRESS%";
-  text.replace(text.find(placeholder), placeholder.size(), address_);
+  const auto fill = [&text](const std::string& placeholder, const std::string& value) {
+    text.replace(text.find(placeholder), placeholder.size(), value);
+  };
+  fill("%ADDRESS%", address_);
+  fill("%RULES%", rules_);
   std::ofstream(ConfigPath()) << text;
 }
 

@@ -14,8 +14,9 @@ namespace orvane::platform::bus {
 // set it up ends the process.
 class PrivateBus {
  public:
-  // Returns when the bus takes connections.
-  PrivateBus();
+  // Returns when the bus takes connections. `rules` are <allow> and <deny> elements of its
+  // configuration, which count more than the ones that let everybody do everything.
+  explicit PrivateBus(std::string rules = "");
   PrivateBus(const PrivateBus&) = delete;
   PrivateBus& operator=(const PrivateBus&) = delete;
   ~PrivateBus();
@@ -35,6 +36,7 @@ class PrivateBus {
   // What the dbus-daemon has to say; shown when it does not start.
   std::filesystem::path LogPath() const { return folder_ / "log"; }
 
+  std::string rules_;
   std::filesystem::path folder_;
   std::string address_;
   pid_t pid_ = -1;
