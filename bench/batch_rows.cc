@@ -10,13 +10,13 @@
 #include "bench/keeping_recorder.h"
 #include "bench/rows.h"
 #include "dbus_proxies/manager_proxy.h"
-#include "lab/bus_peer.h"
-#include "lab/child_process.h"
 #include "platform/bus/connection.h"
 #include "platform/logging.h"
 #include "platform/sd_event_loop.h"
-#include "platform/testing/private_bus.h"
 #include "proto/event.pb.h"
+#include "testbed/bus_peer.h"
+#include "testbed/child_process.h"
+#include "testbed/private_bus.h"
 
 namespace orvane::bench {
 namespace {

@@ -13,10 +13,10 @@
 
 #include "bench/report.h"
 #include "bench/rows.h"
-#include "lab/private_namespace.h"
-#include "lab/program.h"
-#include "lab/temporary_directory.h"
 #include "platform/logging.h"
+#include "testbed/private_namespace.h"
+#include "testbed/program.h"
+#include "testbed/temporary_directory.h"
 
 namespace orvane::bench {
 namespace {

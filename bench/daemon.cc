@@ -9,9 +9,9 @@
 #include <thread>
 
 #include "bench/full_uploader.h"
-#include "lab/temporary_directory.h"
 #include "platform/files.h"
 #include "platform/logging.h"
+#include "testbed/temporary_directory.h"
 
 namespace orvane::bench {
 namespace {

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "lab/child_process.h"
-#include "lab/control_socket.h"
-#include "platform/testing/private_bus.h"
+#include "testbed/child_process.h"
+#include "testbed/control_socket.h"
+#include "testbed/private_bus.h"
 
 namespace orvane::bench {
 

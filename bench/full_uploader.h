@@ -8,11 +8,11 @@
 
 #include "bench/bench_loop.h"
 #include "dbus_proxies/manager_proxy_interface.h"
-#include "lab/event_plan.h"
-#include "lab/temporary_directory.h"
 #include "optimizer/event_uploader.h"
 #include "optimizer/hostapd_event.h"
 #include "optimizer/hostapd_interface.h"
+#include "testbed/event_plan.h"
+#include "testbed/temporary_directory.h"
 
 namespace orvane::bench {
 

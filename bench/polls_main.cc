@@ -20,9 +20,9 @@
 #include <thread>
 
 #include "bench/cpu_time.h"
-#include "lab/nl80211_socket.h"
-#include "lab/program.h"
 #include "platform/logging.h"
+#include "testbed/nl80211_socket.h"
+#include "testbed/program.h"
 
 namespace orvane::bench {
 namespace {

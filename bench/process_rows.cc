@@ -11,9 +11,9 @@
 #include "bench/daemon.h"
 #include "bench/full_uploader.h"
 #include "bench/rows.h"
-#include "lab/process_figures.h"
-#include "lab/temporary_directory.h"
 #include "platform/logging.h"
+#include "testbed/process_figures.h"
+#include "testbed/temporary_directory.h"
 
 namespace orvane::bench {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <iostream>
 
-#include "lab/bus_peer.h"
+#include "testbed/bus_peer.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <span>
 
 #include "platform/logging.h"
-#include "platform/netlink/testing/nl80211_records.h"
+#include "simulation/nl80211_records.h"
 
 namespace orvane::bench {
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/testing/bus_fixture.h"
-#include "platform/testing/fake_property_service.h"
+#include "testbed/bus_fixture.h"
+#include "testbed/fake_property_service.h"
 
 namespace org::velmora::ap {
 namespace {

@@ -22,7 +22,7 @@
 #include "platform/bus/property.h"
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
-#include "platform/testing/offline_message.h"
+#include "testbed/offline_message.h"
 
 namespace orvane {
 namespace {

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "optimizer/testing/steering_world.h"
+#include "testbed/steering_world.h"
 
 namespace orvane::ap {
 namespace {

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "optimizer/testing/steering_world.h"
-#include "platform/netlink/testing/message_builder.h"
+#include "platform/netlink/message_builder.h"
+#include "testbed/steering_world.h"
 
 namespace orvane::ap {
 namespace {

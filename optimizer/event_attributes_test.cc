@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "optimizer/testing/fake_hostapd.h"
-#include "platform/testing/log_capture.h"
+#include "testbed/fake_hostapd.h"
+#include "testbed/log_capture.h"
 
 namespace orvane::ap {
 namespace {

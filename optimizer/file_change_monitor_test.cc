@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
-#include "optimizer/testing/fake_hostapd.h"
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
+#include "testbed/fake_hostapd.h"
 
 namespace orvane::ap {
 namespace {

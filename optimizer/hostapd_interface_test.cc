@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "optimizer/testing/fake_hostapd.h"
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
-#include "platform/testing/log_capture.h"
+#include "testbed/fake_hostapd.h"
+#include "testbed/log_capture.h"
 
 namespace orvane::ap {
 namespace {

@@ -15,9 +15,9 @@
 #include <utility>
 #include <vector>
 
-#include "optimizer/testing/fake_hostapd.h"
 #include "platform/manual_loop.h"
-#include "platform/testing/log_capture.h"
+#include "testbed/fake_hostapd.h"
+#include "testbed/log_capture.h"
 
 namespace orvane::ap {
 namespace {

@@ -15,8 +15,8 @@
 
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
-#include "platform/netlink/testing/fake_kernel.h"
-#include "platform/netlink/testing/message_builder.h"
+#include "platform/netlink/message_builder.h"
+#include "simulation/fake_kernel.h"
 
 namespace orvane::ap {
 namespace {

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "optimizer/testing/nl80211_reply.h"
-#include "platform/netlink/testing/message_builder.h"
+#include "platform/netlink/message_builder.h"
+#include "testbed/nl80211_reply.h"
 
 namespace orvane::ap {
 namespace {

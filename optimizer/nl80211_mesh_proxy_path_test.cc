@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 #include <linux/nl80211.h>
 
-#include "optimizer/testing/nl80211_reply.h"
-#include "platform/netlink/testing/message_builder.h"
+#include "platform/netlink/message_builder.h"
+#include "testbed/nl80211_reply.h"
 
 namespace orvane::ap {
 namespace {

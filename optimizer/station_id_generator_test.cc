@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "optimizer/testing/fake_hostapd.h"
-#include "platform/testing/log_capture.h"
+#include "testbed/fake_hostapd.h"
+#include "testbed/log_capture.h"
 
 namespace orvane::ap {
 namespace {

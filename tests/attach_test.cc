@@ -10,7 +10,7 @@
 #include <string>
 #include <thread>
 
-#include "tests/access_point.h"
+#include "testbed/access_point.h"
 
 namespace orvane::ap {
 namespace {

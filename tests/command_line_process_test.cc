@@ -7,7 +7,7 @@
 #include <chrono>
 #include <string>
 
-#include "tests/access_point.h"
+#include "testbed/access_point.h"
 
 namespace orvane::ap {
 namespace {

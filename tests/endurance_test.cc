@@ -11,8 +11,8 @@
 #include <optional>
 #include <string>
 
-#include "lab/child_process.h"
-#include "tests/access_point.h"
+#include "testbed/access_point.h"
+#include "testbed/child_process.h"
 
 namespace orvane::ap {
 namespace {

@@ -16,12 +16,12 @@
 #include <optional>
 #include <string>
 
-#include "lab/child_process.h"
-#include "lab/control_socket.h"
-#include "tests/access_point.h"
-#include "tests/played_kernel.h"
-#include "tests/real_hostapd.h"
-#include "tests/records.h"
+#include "testbed/access_point.h"
+#include "testbed/child_process.h"
+#include "testbed/control_socket.h"
+#include "testbed/played_kernel.h"
+#include "testbed/real_hostapd.h"
+#include "testbed/record_matchers.h"
 
 namespace orvane::ap {
 namespace {

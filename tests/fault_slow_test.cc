@@ -14,9 +14,9 @@
 #include <string>
 #include <thread>
 
-#include "lab/child_process.h"
-#include "lab/control_socket.h"
-#include "tests/access_point.h"
+#include "testbed/access_point.h"
+#include "testbed/child_process.h"
+#include "testbed/control_socket.h"
 #include "tests/stopped_for_a_while.h"
 
 namespace orvane::ap {

@@ -17,10 +17,10 @@
 #include <thread>
 #include <vector>
 
-#include "lab/child_process.h"
-#include "lab/control_socket.h"
-#include "tests/access_point.h"
-#include "tests/records.h"
+#include "testbed/access_point.h"
+#include "testbed/child_process.h"
+#include "testbed/control_socket.h"
+#include "testbed/record_matchers.h"
 #include "tests/stopped_for_a_while.h"
 
 namespace orvane::ap {

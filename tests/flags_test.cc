@@ -8,8 +8,8 @@
 #include <ostream>
 #include <string>
 
-#include "platform/testing/test_peer.h"
-#include "tests/access_point.h"
+#include "testbed/access_point.h"
+#include "testbed/test_peer.h"
 
 namespace orvane::ap {
 namespace {

@@ -1,6 +1,6 @@
 // The daemon with the distribution's hostapd, which needs no radio for its control sockets.
 
-#include "tests/real_hostapd.h"
+#include "testbed/real_hostapd.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -10,8 +10,8 @@
 #include <string>
 #include <thread>
 
-#include "tests/access_point.h"
-#include "tests/records.h"
+#include "testbed/access_point.h"
+#include "testbed/record_matchers.h"
 
 namespace orvane::ap {
 namespace {

@@ -1,7 +1,5 @@
 // What becomes of hostapd's event lines: whole records, compared field by field.
 
-#include "tests/records.h"
-
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,7 +14,8 @@
 #include <utility>
 #include <vector>
 
-#include "tests/access_point.h"
+#include "testbed/access_point.h"
+#include "testbed/record_matchers.h"
 
 namespace orvane::ap {
 namespace {

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/testing/test_peer.h"
-#include "tests/access_point.h"
+#include "testbed/access_point.h"
+#include "testbed/test_peer.h"
 
 namespace orvane::ap {
 namespace {

@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/access_point.h"
-#include "tests/played_kernel.h"
+#include "testbed/access_point.h"
+#include "testbed/played_kernel.h"
 
 namespace orvane::ap {
 namespace {

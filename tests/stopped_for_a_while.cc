@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "lab/control_socket.h"
+#include "testbed/control_socket.h"
 
 namespace orvane::ap {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "tests/played_kernel.h"
+#include "testbed/played_kernel.h"
 
 namespace orvane::ap {
 

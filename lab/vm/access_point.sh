@@ -53,7 +53,7 @@ set_signal() {
 # Has these clients send small frames all the time, `rate` a second each: the kernel's average signal
 # moves only with frames, and a station that never sent one has no receive rate.
 start_traffic() {
-  start traffic "$programs/vm/traffic" --rate "$1" "${@:2}"
+  start traffic "$vm_programs/traffic" --rate "$1" "${@:2}"
 }
 
 # --- hostapd ---

@@ -18,7 +18,8 @@ source script/lib.sh
 readonly scenario client_count rounds
 caller="${scenario:-lab}"
 readonly scratch=/run/lab
-readonly programs="$build/lab"
+readonly programs="$build/testbed"
+readonly vm_programs="$build/lab/vm"
 readonly daemon="$build/optimizer/ap-wavelark"
 mkdir -p "$scratch"
 

@@ -16,14 +16,14 @@
 #include <utility>
 
 #include "common/mac_address.h"
-#include "lab/failure.h"
-#include "lab/program.h"
 #include "optimizer/nl80211_manager.h"
 #include "platform/netlink/generic_netlink_request.h"
 #include "platform/netlink/netlink_manager.h"
 #include "platform/netlink/netlink_message.h"
 #include "platform/sd_event_loop.h"
 #include "platform/time.h"
+#include "testbed/failure.h"
+#include "testbed/program.h"
 
 namespace orvane::lab {
 namespace {

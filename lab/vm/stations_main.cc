@@ -20,10 +20,10 @@
 #include <string>
 
 #include "common/mac_address.h"
-#include "lab/failure.h"
-#include "lab/nl80211_socket.h"
-#include "lab/program.h"
 #include "platform/files.h"
+#include "testbed/failure.h"
+#include "testbed/nl80211_socket.h"
+#include "testbed/program.h"
 
 namespace orvane::lab {
 namespace {

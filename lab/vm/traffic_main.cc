@@ -23,11 +23,11 @@
 #include <vector>
 
 #include "common/mac_address.h"
-#include "lab/failure.h"
-#include "lab/program.h"
 #include "platform/files.h"
 #include "platform/sd_event_loop.h"
 #include "platform/time.h"
+#include "testbed/failure.h"
+#include "testbed/program.h"
 
 namespace orvane::lab {
 namespace {

@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "platform/files.h"
-#include "platform/testing/log_capture.h"
-#include "platform/testing/private_bus.h"
-#include "platform/testing/test_peer.h"
+#include "testbed/log_capture.h"
+#include "testbed/private_bus.h"
+#include "testbed/test_peer.h"
 
 namespace orvane::platform::bus {
 namespace {

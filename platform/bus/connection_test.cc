@@ -12,8 +12,8 @@
 #include <thread>
 
 #include "platform/files.h"
-#include "platform/testing/bus_fixture.h"
-#include "platform/testing/test_peer.h"
+#include "testbed/bus_fixture.h"
+#include "testbed/test_peer.h"
 
 namespace orvane::platform::bus {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "platform/bus/property.h"
 #include "platform/bus/property_set.h"
-#include "platform/testing/bus_fixture.h"
+#include "testbed/bus_fixture.h"
 
 namespace orvane::platform::bus {
 namespace {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/testing/offline_message.h"
+#include "testbed/offline_message.h"
 
 namespace orvane::platform::bus {
 namespace {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/testing/offline_message.h"
+#include "testbed/offline_message.h"
 
 namespace orvane::platform::bus {
 namespace {

@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/netlink/testing/message_builder.h"
+#include "platform/netlink/message_builder.h"
 
 namespace orvane::platform {
 namespace {

@@ -18,7 +18,7 @@ have_spoken() { [[ "$(iw dev "wlan-$crowded" station dump | grep -c 'rx bitrate:
 
 # Has so many stations on one band.
 fill_band() {
-  "$programs/vm/stations" "wlan-$crowded" "$monitor" --first $((stations + 1)) --count $(($1 - stations))
+  "$vm_programs/stations" "wlan-$crowded" "$monitor" --first $((stations + 1)) --count $(($1 - stations))
   stations="$1"
   expect "$1 stations have said something" have_spoken "$1"
 }

@@ -9,7 +9,7 @@ peer=client3
 behind=02:00:00:00:77:01
 
 # Sends a request; what came back is in `answer`.
-ask() { answer="$("$programs/vm/requests" "$@" 2>&1)" || true; }
+ask() { answer="$("$vm_programs/requests" "$@" 2>&1)" || true; }
 
 # Asks until what comes back matches.
 answers() {
@@ -72,7 +72,7 @@ for interface in "$node" "$peer"; do
 done
 node_address="$(address_of "$node")"
 peer_address="$(address_of "$peer")"
-start traffic "$programs/vm/traffic" --rate 20 --to "$peer_address" "$node"
+start traffic "$vm_programs/traffic" --rate 20 --to "$peer_address" "$node"
 
 step "The path from one to the other, and the end."
 direct="^path $peer_address via $peer_address index $(<"/sys/class/net/$node/ifindex")"
@@ -82,6 +82,6 @@ iw dev "$node" mpath dump | tail -n 1 | show
 
 step "The other stands in for somebody behind it: the path to that one goes through it."
 expect_answer '^complete$' mesh-proxy-paths "$node"
-start proxied "$programs/vm/traffic" --rate 20 --to "$node_address" --from "$behind" "$peer"
+start proxied "$vm_programs/traffic" --rate 20 --to "$node_address" --from "$behind" "$peer"
 expect_answer "^proxy-path $behind via $peer_address"$'\n''complete$' mesh-proxy-paths "$node"
 iw dev "$node" mpp dump | tail -n 1 | show

@@ -1,0 +1,268 @@
+#include "simulation/fake_kernel.h"
+
+#include <linux/nl80211.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "platform/logging.h"
+#include "platform/netlink/socket_transport.h"
+#include "simulation/nl80211_records.h"
+
+namespace orvane::platform {
+namespace {
+
+// What the kernel takes for a part before it knows a larger buffer, and what it never exceeds.
+constexpr std::size_t kSmallestPart = 4096;
+constexpr std::size_t kLargestPart = 32 * 1024;
+constexpr std::size_t kLargestRequest = 4096;
+
+// Not a message at all; stands for something that the peer doesn't get to see.
+constexpr std::uint8_t kPlaceholder = 0;
+
+std::uint8_t ReplyCommand(std::uint8_t request_command) {
+  return request_command == NL80211_CMD_GET_STATION ? NL80211_CMD_NEW_STATION
+                                                    : NL80211_CMD_NEW_MPATH;
+}
+
+AttributeList AttributesOf(const FakeKernel::Request& request) {
+  return AttributeList(request.attributes);
+}
+
+}  // namespace
+
+class FakeKernel::Transport : public SocketTransport {
+ public:
+  Transport(FakeKernel* kernel, ScopedFd fd) : kernel_(kernel), fd_(std::move(fd)) {}
+
+  bool Open() override {
+    errno = kernel_->open_error_;
+    return kernel_->open_error_ == 0;
+  }
+  int fd() const override { return fd_.get(); }
+  std::uint32_t port() const override { return kPort; }
+
+  bool Send(std::span<const std::uint8_t> datagram) override {
+    if (kernel_->send_error_ != 0) {
+      errno = kernel_->send_error_;
+      return false;
+    }
+    if (!SocketTransport::Send(datagram)) return false;
+    kernel_->Serve();
+    return true;
+  }
+
+  ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
+    kernel_->largest_buffer_ = std::max(kernel_->largest_buffer_, buffer.size());
+    ++kernel_->receive_count_;
+    const ReceiveResult result = SocketTransport::Receive(buffer);
+    if (result.status != ReceiveStatus::kDatagram || kernel_->outcomes_.empty()) return result;
+    kernel_->ContinueDump();
+    const Outcome outcome = kernel_->outcomes_.front();
+    kernel_->outcomes_.pop_front();
+    if (outcome.status == ReceiveStatus::kDatagram) return result;
+    errno = outcome.error_number;
+    return {outcome.status};
+  }
+
+  std::uint32_t GetInterfaceIndex(const std::string& name) override {
+    const auto found = kernel_->indexes_.find(name);
+    return found == kernel_->indexes_.end() ? 0 : found->second;
+  }
+
+ private:
+  FakeKernel* kernel_;
+  ScopedFd fd_;
+};
+
+FakeKernel::FakeKernel() {
+  int fds[2];
+  CHECK(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, fds) == 0);
+  fd_ = ScopedFd(fds[0]);
+  peer_fd_ = ScopedFd(fds[1]);
+}
+
+FakeKernel::~FakeKernel() = default;
+
+std::unique_ptr<NetlinkTransport> FakeKernel::MakeTransport() {
+  CHECK(peer_fd_.is_valid());
+  return std::make_unique<Transport>(this, std::move(peer_fd_));
+}
+
+void FakeKernel::SetHolding(bool holding) {
+  is_holding_ = holding;
+  while (!is_holding_ && answered_ < requests_.size()) {
+    const Request request = requests_[answered_++];
+    Answer(request);
+  }
+}
+
+void FakeKernel::ForgetRequests() {
+  requests_.erase(requests_.begin(), requests_.begin() + static_cast<std::ptrdiff_t>(answered_));
+  answered_ = 0;
+}
+
+void FakeKernel::Serve() {
+  std::array<std::uint8_t, kLargestRequest> buffer;
+  const ssize_t length = recv(fd_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+  if (length < 0) return;
+  std::span<const std::uint8_t> bytes(buffer.data(), static_cast<std::size_t>(length));
+  while (const auto message = NetlinkMessage::TakeFrom(&bytes)) {
+    const auto generic = GenericNetlinkMessage::From(*message);
+    CHECK(generic.has_value()) << "A request without a command";
+    const auto attributes = message->payload().subspan(GENL_HDRLEN);
+    requests_.push_back({{message->type(), message->flags(), message->sequence(), message->port()},
+                         generic->command(),
+                         {attributes.begin(), attributes.end()}});
+    if (is_silent_) ++answered_;
+  }
+  SetHolding(is_holding_);
+}
+
+void FakeKernel::Answer(const Request& request) {
+  if (const auto failure = std::exchange(next_failure_, std::nullopt)) {
+    ReplyError(request, *failure);
+  } else if (request.header.type == GENL_ID_CTRL) {
+    AnswerFamily(request);
+  } else if (request.header.type != kNl80211Family) {
+    ReplyError(request, {ENOENT, ""});
+  } else if ((request.header.flags & NLM_F_DUMP) == NLM_F_DUMP) {
+    StartDump(request);
+  } else {
+    AnswerStation(request);
+  }
+}
+
+void FakeKernel::AnswerFamily(const Request& request) {
+  const Attribute attribute = AttributesOf(request).Find(CTRL_ATTR_FAMILY_NAME);
+  const std::string name(reinterpret_cast<const char*>(attribute.payload().data()),
+                         std::max<std::size_t>(attribute.payload().size(), 1) - 1);
+  const auto found = families_.find(name);
+  if (found == families_.end()) return ReplyError(request, {ENOENT, ""});
+  const auto attributes = AttributeBuilder()
+                              .Text(CTRL_ATTR_FAMILY_NAME, name)
+                              .U16(CTRL_ATTR_FAMILY_ID, found->second)
+                              .U32(CTRL_ATTR_VERSION, 1);
+  ReplyAndAcknowledge(
+      request, MakeGenericMessage({GENL_ID_CTRL, 0, request.header.sequence, request.header.port},
+                                  CTRL_CMD_NEWFAMILY, attributes));
+}
+
+void FakeKernel::AnswerStation(const Request& request) {
+  const AttributeList attributes = AttributesOf(request);
+  const std::optional<std::string> interface = FindInterface(attributes);
+  if (!interface) return ReplyError(request, {ENODEV, ""});
+  const Attribute address = attributes.Find(NL80211_ATTR_MAC);
+  for (const Station& station : stations_[*interface]) {
+    if (!std::ranges::equal(station.address, address.payload())) continue;
+    return ReplyAndAcknowledge(
+        request, MakeGenericMessage(
+                     {kNl80211Family, 0, request.header.sequence, request.header.port},
+                     NL80211_CMD_NEW_STATION, MakeStationRecord(indexes_[*interface], station)));
+  }
+  ReplyError(request, {ENOENT, ""});
+}
+
+std::vector<AttributeBuilder> FakeKernel::ListRecords(const Request& request,
+                                                      const std::string& interface) {
+  const std::uint32_t index = indexes_[interface];
+  std::vector<AttributeBuilder> records;
+  switch (request.command) {
+    case NL80211_CMD_GET_STATION:
+      for (const auto& station : stations_[interface]) {
+        records.push_back(MakeStationRecord(index, station));
+      }
+      break;
+    case NL80211_CMD_GET_MPATH:
+      for (const auto& path : mesh_paths_[interface]) {
+        records.push_back(MakeMeshPathRecord(index, path));
+      }
+      break;
+    case NL80211_CMD_GET_MPP:
+      for (const auto& path : mesh_proxy_paths_[interface]) {
+        records.push_back(MakeMeshProxyPathRecord(index, path));
+      }
+      break;
+    default:
+      break;
+  }
+  return records;
+}
+
+void FakeKernel::StartDump(const Request& request) {
+  if (dump_) return ReplyError(request, {EBUSY, ""});
+  dump_ = Dump{request.header, {}, 0};
+  if (const std::optional<std::string> interface = FindInterface(AttributesOf(request))) {
+    MessageHeader header = {kNl80211Family, NLM_F_MULTI, request.header.sequence,
+                            request.header.port};
+    if (is_dump_interrupted_) header.flags |= NLM_F_DUMP_INTR;
+    for (const AttributeBuilder& record : ListRecords(request, *interface)) {
+      dump_->messages.push_back(MakeGenericMessage(header, ReplyCommand(request.command), record));
+    }
+  } else {
+    dump_->result = -ENODEV;
+  }
+  if (const auto failure = std::exchange(next_dump_failure_, std::nullopt)) {
+    dump_->messages.resize(std::min(failure->after, dump_->messages.size()));
+    dump_->result = -failure->error_number;
+  }
+  ContinueDump();
+}
+
+// One part, or the end, which gets a datagram of its own.
+void FakeKernel::ContinueDump() {
+  if (!dump_) return;
+  if (dump_->messages.empty()) {
+    const Dump dump = *std::exchange(dump_, std::nullopt);
+    Deliver(MakeDoneMessage(dump.header, dump.result));
+    return;
+  }
+  const std::size_t room = std::clamp(largest_buffer_, kSmallestPart, kLargestPart);
+  std::vector<std::uint8_t> part;
+  while (!dump_->messages.empty() && part.size() + dump_->messages.front().size() <= room) {
+    const std::vector<std::uint8_t>& message = dump_->messages.front();
+    part.insert(part.end(), message.begin(), message.end());
+    dump_->messages.pop_front();
+  }
+  Push(part, loses_parts_ ? Outcome{ReceiveStatus::kLost, ENOBUFS}
+                          : Outcome{ReceiveStatus::kDatagram, 0});
+}
+
+void FakeKernel::ReplyAndAcknowledge(const Request& request, std::span<const std::uint8_t> reply) {
+  const bool is_acknowledged = (request.header.flags & NLM_F_ACK) != 0;
+  const std::vector<std::uint8_t> acknowledgement = MakeErrorMessage(request.header, 0);
+  if (is_acknowledged && acknowledges_first_) Deliver(acknowledgement);
+  Deliver(reply);
+  if (is_acknowledged && !acknowledges_first_) Deliver(acknowledgement);
+}
+
+void FakeKernel::ReplyError(const Request& request, const Failure& failure) {
+  Deliver(MakeErrorMessage(request.header, -failure.error_number, failure.text));
+}
+
+void FakeKernel::Deliver(std::span<const std::uint8_t> datagram) {
+  Push(datagram, {ReceiveStatus::kDatagram, 0});
+}
+
+void FakeKernel::DeliverFailure(ReceiveStatus status, int error_number) {
+  Push({&kPlaceholder, 1}, {status, error_number});
+}
+
+void FakeKernel::Push(std::span<const std::uint8_t> datagram, const Outcome& outcome) {
+  // A peer that is gone gets nothing.
+  if (send(fd_.get(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) return;
+  outcomes_.push_back(outcome);
+  ++datagram_count_;
+}
+
+std::optional<std::string> FakeKernel::FindInterface(const AttributeList& attributes) const {
+  std::uint32_t index = 0;
+  attributes.GetU32AttributeValue(NL80211_ATTR_IFINDEX, &index);
+  const auto found = std::ranges::find(indexes_, index, [](const auto& row) { return row.second; });
+  if (found == indexes_.end()) return std::nullopt;
+  return found->first;
+}
+
+}  // namespace orvane::platform

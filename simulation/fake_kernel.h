@@ -1,0 +1,215 @@
+#ifndef SIMULATION_FAKE_KERNEL_H_
+#define SIMULATION_FAKE_KERNEL_H_
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/files.h"
+#include "platform/netlink/message_builder.h"
+#include "platform/netlink/netlink_message.h"
+#include "platform/netlink/netlink_transport.h"
+
+namespace orvane::platform {
+
+// A kernel for tests: network interfaces with stations and mesh paths, and the generic netlink to
+// ask for them. It speaks the real bytes over a socket pair and, as the real one, does its work
+// inside the calls of its peer: a request is answered while it is sent, and the next part of a dump
+// is made while the one before is received. So it needs neither a loop nor a thread of its own.
+//
+// As the real one, it makes parts as large as the largest buffer that it has seen, up to 32 KiB,
+// refuses a second dump while one is under way, and ends a dump that fails with a done message that
+// bears the error.
+class FakeKernel {
+ public:
+  static constexpr std::uint16_t kNl80211Family = 0x1c;
+  // The address of its peer.
+  static constexpr std::uint32_t kPort = 4711;
+
+  using Address = std::array<std::uint8_t, 6>;
+
+  struct Rate {
+    std::uint32_t bitrate = 650;  // 100 kbit/s
+    std::optional<std::uint8_t> mcs;
+    std::optional<std::uint8_t> vht_mcs;
+    std::optional<std::uint8_t> vht_nss;
+    std::vector<int> flags;  // NL80211_RATE_INFO_...
+  };
+
+  struct Station {
+    Address address = {};
+    std::int8_t signal = -50;  // dBm
+    std::optional<std::int8_t> signal_average = -50;
+    std::uint32_t flags = 1U << 1;  // one bit for each NL80211_STA_FLAG_...; authorized
+    Rate tx_rate;
+    Rate rx_rate;
+    bool has_rx_rate = true;  // false: the record lacks it
+  };
+
+  struct MeshPath {
+    Address destination = {};
+    Address next_hop = {};
+    std::uint32_t metric = 0;
+    std::uint32_t frame_queue_length = 0;
+    std::uint8_t flags = 0;
+  };
+
+  struct MeshProxyPath {
+    Address destination = {};
+    Address proxy = {};
+  };
+
+  // What was asked.
+  struct Request {
+    MessageHeader header;
+    std::uint8_t command;
+    std::vector<std::uint8_t> attributes;
+  };
+
+  FakeKernel();
+  ~FakeKernel();
+
+  // What a netlink manager talks through, to be made once. The kernel must outlive it.
+  std::unique_ptr<NetlinkTransport> MakeTransport();
+
+  // --- The world ---
+
+  void AddInterface(const std::string& name, std::uint32_t index) { indexes_[name] = index; }
+  void RemoveInterface(const std::string& name) { indexes_.erase(name); }
+
+  // In the order in which a dump tells them. To be changed at will.
+  std::vector<Station>& Stations(const std::string& interface) { return stations_[interface]; }
+  std::vector<MeshPath>& MeshPaths(const std::string& interface) { return mesh_paths_[interface]; }
+  std::vector<MeshProxyPath>& MeshProxyPaths(const std::string& interface) {
+    return mesh_proxy_paths_[interface];
+  }
+  void RemoveFamily(const std::string& name) { families_.erase(name); }
+
+  // --- How it behaves ---
+
+  // Requests get no answer, now or later, and the dump under way no further part.
+  void SetSilent(bool silent) {
+    is_silent_ = silent;
+    dump_.reset();
+  }
+
+  // Requests get no answer until holding ends: then all do, in order.
+  void SetHolding(bool holding);
+
+  // The next request is refused.
+  void FailNextRequest(int error_number, const std::string& text = "") {
+    next_failure_ = {error_number, text};
+  }
+
+  // The next dump fails after so many records.
+  void FailNextDumpAfter(std::size_t records, int error_number) {
+    next_dump_failure_ = {records, error_number};
+  }
+
+  // Every dump is marked as not consistent.
+  void SetDumpInterrupted(bool interrupted) { is_dump_interrupted_ = interrupted; }
+
+  // The peer misses every part of a dump but its end, and is told that something got lost.
+  void SetLosingParts(bool losing) { loses_parts_ = losing; }
+
+  // Acknowledgements come before replies.
+  void SetAcknowledgeFirst(bool first) { acknowledges_first_ = first; }
+
+  // --- What goes wrong on the way ---
+
+  void FailOpen(int error_number) { open_error_ = error_number; }
+  void FailSends(int error_number) { send_error_ = error_number; }
+
+  // The peer receives this in place of a datagram.
+  void DeliverFailure(ReceiveStatus status, int error_number);
+
+  // The peer receives these bytes.
+  void Deliver(std::span<const std::uint8_t> datagram);
+
+  // The connection breaks.
+  void Close() { fd_ = ScopedFd(); }
+
+  // --- What it has seen ---
+
+  const std::vector<Request>& requests() const { return requests_; }
+  // Those that are answered, for who runs for long and doesn't look at them.
+  void ForgetRequests();
+  std::size_t largest_buffer() const { return largest_buffer_; }
+  // The datagrams that it has sent.
+  std::size_t datagram_count() const { return datagram_count_; }
+  // How often the peer has looked for one.
+  std::size_t receive_count() const { return receive_count_; }
+
+ private:
+  class Transport;
+
+  struct Failure {
+    int error_number;
+    std::string text;
+  };
+  struct DumpFailure {
+    std::size_t after;
+    int error_number;
+  };
+  struct Outcome {
+    ReceiveStatus status;
+    int error_number;
+  };
+  // The dump under way.
+  struct Dump {
+    MessageHeader header;
+    std::deque<std::vector<std::uint8_t>> messages;
+    std::int32_t result;
+  };
+
+  void Serve();
+  void Answer(const Request& request);
+  void AnswerFamily(const Request& request);
+  void AnswerStation(const Request& request);
+  void StartDump(const Request& request);
+  void ContinueDump();
+  // The records that a dump tells, each without its header.
+  std::vector<AttributeBuilder> ListRecords(const Request& request, const std::string& interface);
+  void ReplyAndAcknowledge(const Request& request, std::span<const std::uint8_t> reply);
+  void ReplyError(const Request& request, const Failure& failure);
+  void Push(std::span<const std::uint8_t> datagram, const Outcome& outcome);
+  std::optional<std::string> FindInterface(const AttributeList& attributes) const;
+
+  ScopedFd fd_;
+  ScopedFd peer_fd_;
+  std::map<std::string, std::uint16_t> families_ = {{"nl80211", kNl80211Family}};
+  std::map<std::string, std::uint32_t> indexes_;
+  std::map<std::string, std::vector<Station>> stations_;
+  std::map<std::string, std::vector<MeshPath>> mesh_paths_;
+  std::map<std::string, std::vector<MeshProxyPath>> mesh_proxy_paths_;
+
+  bool is_silent_ = false;
+  bool is_holding_ = false;
+  bool is_dump_interrupted_ = false;
+  bool loses_parts_ = false;
+  bool acknowledges_first_ = false;
+  std::optional<Failure> next_failure_;
+  std::optional<DumpFailure> next_dump_failure_;
+  int open_error_ = 0;
+  int send_error_ = 0;
+
+  std::vector<Request> requests_;
+  std::size_t answered_ = 0;
+  std::size_t largest_buffer_ = 0;
+  std::size_t datagram_count_ = 0;
+  std::size_t receive_count_ = 0;
+  std::optional<Dump> dump_;
+  // One for each datagram that is on its way to the peer.
+  std::deque<Outcome> outcomes_;
+};
+
+}  // namespace orvane::platform
+
+#endif  // SIMULATION_FAKE_KERNEL_H_

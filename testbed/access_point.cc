@@ -1,0 +1,253 @@
+#include "testbed/access_point.h"
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <iostream>
+#include <utility>
+
+#include "platform/logging.h"
+#include "testbed/process_figures.h"
+
+namespace orvane::ap {
+
+using lab::ChildProcess;
+
+namespace {
+
+std::string FlagsText(const lab::FlagMap& flags) {
+  std::string text;
+  for (const auto& [key, value] : flags) text += key + "=" + value + "\n";
+  return text;
+}
+
+// The number behind `key` in the `index`-th line of the recorder's output that is a record.
+std::int64_t NumberInRecordLine(const std::string& output, std::size_t index,
+                                std::string_view key) {
+  std::size_t at = 0;
+  for (std::size_t i = 0; i <= index; ++i) at = output.find("{\"method\":", at + (i > 0 ? 1 : 0));
+  at = output.find(key, at);
+  CHECK(at != std::string::npos) << output;
+  std::int64_t number = 0;
+  std::from_chars(output.data() + at + key.size(), output.data() + output.size(), number);
+  return number;
+}
+
+}  // namespace
+
+AccessPoint::AccessPoint() {
+  // A test without a bus must not find the machine's.
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/run/no-bus", /*replace=*/1);
+  OpenNotifySocket();
+}
+
+AccessPoint::~AccessPoint() {
+  if (HasFailure() && daemon_ != nullptr) {
+    std::cerr << "--- the daemon's log\n" << daemon_->err().Text() << "---\n";
+  }
+  daemon_.reset();
+  // The namespace outlives the test when several run in one process.
+  std::error_code ignored;
+  std::filesystem::remove_all(kControlDirectory, ignored);
+  std::filesystem::remove_all("/var/lib/ap", ignored);
+}
+
+void AccessPoint::OpenNotifySocket() {
+  notify_socket_ = platform::ScopedFd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  const std::string path = directory() / "notify";
+  path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+  CHECK(bind(notify_socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0);
+}
+
+std::string AccessPoint::NextNotice(Milliseconds timeout) {
+  pollfd watched = {.fd = notify_socket_.get(), .events = POLLIN, .revents = 0};
+  if (poll(&watched, 1, static_cast<int>(timeout.count())) <= 0) return "";
+  std::array<char, 4096> buffer;
+  const ssize_t length = recv(notify_socket_.get(), buffer.data(), buffer.size(), 0);
+  return length > 0 ? std::string(buffer.data(), static_cast<std::size_t>(length)) : "";
+}
+
+std::unique_ptr<ChildProcess> AccessPoint::Start(const Arguments& arguments,
+                                                 const Environment& environment) {
+  std::string error;
+  auto child = ChildProcess::Start(arguments, environment, &error);
+  CHECK(child != nullptr) << error;
+  return child;
+}
+
+void AccessPoint::StartBus() { bus_.emplace(); }
+
+void AccessPoint::StartFlags(const FlagMap& flags, const Arguments& options) {
+  // One that still runs would signal what its successor is to publish.
+  flags_.reset();
+  const platform::FilePath file = directory() / "flags";
+  lab::WriteFile(file, FlagsText(flags));
+  Arguments arguments = {FLAGS_SERVICE_PATH, file};
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  flags_ = Start(arguments);
+  if (std::find(options.begin(), options.end(), "--late") != options.end()) return;
+  EXPECT_TRUE(flags_->out().WaitForLine("started as", kPatience)) << flags_->err().Text();
+}
+
+void AccessPoint::SetFlags(const FlagMap& flags) {
+  lab::ReplaceFile(directory() / "flags", FlagsText(flags));
+}
+
+void AccessPoint::StartRecorder(const Arguments& options) {
+  Arguments arguments = {METRICS_RECORDER_PATH, "--json", "--keep", directory() / "records"};
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  recorder_.reset();
+  recorder_ = Start(arguments);
+  EXPECT_TRUE(recorder_->out().WaitForLine("started as", kPatience)) << recorder_->err().Text();
+}
+
+platform::FilePath AccessPoint::RecordPath(std::size_t number) const {
+  return directory() / "records" / fmt::format("{:06}", number);
+}
+
+std::size_t AccessPoint::RecordCount() const {
+  std::size_t count = 0;
+  while (HasRecord(count + 1)) ++count;
+  return count;
+}
+
+bool AccessPoint::HasRecord(std::size_t number) const {
+  return platform::PathExists(RecordPath(number));
+}
+
+Record AccessPoint::WaitForRecord(std::size_t number) {
+  const platform::FilePath path = RecordPath(number);
+  Record record;
+  if (!WaitUntil([&] { return platform::PathExists(path); })) {
+    ADD_FAILURE() << "no record " << number;
+    return record;
+  }
+  record.bytes = platform::ReadFileToString(path).value_or("");
+  record.type = platform::ReadFileToString(path.native() + ".type").value_or("");
+  EXPECT_TRUE(record.event.ParseFromString(record.bytes));
+  return record;
+}
+
+std::int64_t AccessPoint::ReceivedMs(std::size_t number) {
+  return NumberInRecordLine(recorder_->out().Text(), number - 1, "\"received_ms\":");
+}
+
+void AccessPoint::WriteSalt(std::string_view salt) {
+  std::filesystem::create_directories(platform::FilePath(kSaltFile).parent_path());
+  lab::WriteFile(kSaltFile, salt);
+}
+
+void AccessPoint::LaunchDaemon(const Arguments& arguments, const Environment& environment) {
+  Arguments all = daemon_command_;
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  Environment variables = environment;
+  variables.emplace("NOTIFY_SOCKET", directory() / "notify");
+  daemon_.reset();
+  daemon_ = Start(all, variables);
+}
+
+void AccessPoint::StartDaemon(const Arguments& arguments, const Environment& environment) {
+  LaunchDaemon(arguments, environment);
+  EXPECT_EQ(NextNotice(), "READY=1");
+}
+
+void AccessPoint::StartAll(const Arguments& arguments) {
+  StartBus();
+  StartRecorder();
+  WriteSalt(kSalt);
+  wlan2400_ = std::make_unique<Hostapd>(kWlan2400);
+  wlan5000_ = std::make_unique<Hostapd>(kWlan5000);
+  Arguments all = {"--v=1", "--connection_event_upload_period=1"};
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  StartDaemon(all);
+  wlan2400_->Attach();
+  wlan5000_->Attach();
+  Settle(*wlan2400_);
+  Settle(*wlan5000_);
+}
+
+void AccessPoint::Settle(Hostapd& hostapd) {
+  const std::string name = "SETTLE-" + std::to_string(++settle_count_);
+  hostapd.Send("<3>" + name);
+  ExpectLogged("INFO", "Received unknown event: " + name);
+}
+
+void AccessPoint::ExpectQuickExit(int signal_number) {
+  const auto begin = std::chrono::steady_clock::now();
+  daemon().Signal(signal_number);
+  ExpectExit(0);
+  const auto time = std::chrono::steady_clock::now() - begin;
+  // The leak check at the end of a sanitized process takes its time.
+  EXPECT_LT(time, std::chrono::seconds(kIsSanitized ? 10 : 1));
+}
+
+void AccessPoint::ExpectExit(int code) {
+  const std::optional<lab::ExitStatus> status = daemon().WaitForExit(kPatience);
+  ASSERT_TRUE(status.has_value()) << "still running";
+  EXPECT_EQ(*status, (lab::ExitStatus{.code = code, .signal = 0}))
+      << "code " << status->code << " signal " << status->signal;
+}
+
+void AccessPoint::ExpectAbort(std::string_view text) {
+  const std::optional<lab::ExitStatus> status = daemon().WaitForExit(kPatience);
+  ASSERT_TRUE(status.has_value()) << "still running";
+  EXPECT_EQ(*status, (lab::ExitStatus{.code = -1, .signal = SIGABRT}))
+      << "code " << status->code << " signal " << status->signal;
+  EXPECT_NE(daemon().err().Text().find(text), std::string::npos) << "no " << text;
+}
+
+std::size_t AccessPoint::LogCount(std::string_view severity, std::string_view text) {
+  const std::vector<LogLine> log = Log();
+  return static_cast<std::size_t>(std::count_if(log.begin(), log.end(), [&](const LogLine& line) {
+    return line.severity == severity && line.text == text;
+  }));
+}
+
+void AccessPoint::ExpectLogged(std::string_view severity, std::string_view text,
+                               std::size_t count) {
+  EXPECT_TRUE(WaitUntil([&] { return LogCount(severity, text) >= count; }))
+      << "not logged " << count << " times: " << severity << " \"" << text << "\"";
+}
+
+std::vector<std::string> AccessPoint::LogTexts(std::string_view severity) {
+  std::vector<std::string> texts;
+  for (const LogLine& line : Log()) {
+    const bool is_counted =
+        line.severity == severity && line.text.find("nl80211") == std::string::npos;
+    if (is_counted) texts.push_back(line.text);
+  }
+  return texts;
+}
+
+std::size_t AccessPoint::DescriptorCount() {
+  const auto count_now = [this] { return lab::DescriptorCount(daemon().pid()); };
+  auto count = count_now();
+  WaitUntil([&] {
+    std::this_thread::sleep_for(Milliseconds(20));
+    return std::exchange(count, count_now()) == count;
+  });
+  return count;
+}
+
+std::int64_t AccessPoint::StatusKilobytes(std::string_view key) {
+  return lab::ProcessFile(daemon().pid(), "status").Figure(key);
+}
+
+std::string OutputOf(const ChildProcess::Arguments& arguments) {
+  std::string error;
+  const auto child = ChildProcess::Start(arguments, {}, &error);
+  CHECK(child != nullptr) << error;
+  EXPECT_TRUE(child->WaitForExit(kPatience).has_value()) << arguments.front();
+  return child->out().Text();
+}
+
+}  // namespace orvane::ap

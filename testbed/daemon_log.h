@@ -1,0 +1,26 @@
+#ifndef TESTBED_DAEMON_LOG_H_
+#define TESTBED_DAEMON_LOG_H_
+
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvane::ap {
+
+// A line of the daemon's log. One that has no header (of a text that was logged whole, or of
+// somebody else's) has its text only.
+struct LogLine {
+  std::string severity;
+  std::string source;  // file:line
+  std::string text;
+};
+
+std::ostream& operator<<(std::ostream& stream, const LogLine& line);
+
+// Only whole lines count.
+std::vector<LogLine> ParseLog(std::string_view log);
+
+}  // namespace orvane::ap
+
+#endif  // TESTBED_DAEMON_LOG_H_

@@ -1,0 +1,121 @@
+// The daemon, whole, on a kernel that is played: it sees the wireless interfaces and stations that
+// a file tells.
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <cstdint>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "optimizer/run.h"
+#include "platform/files.h"
+#include "platform/logging.h"
+#include "platform/netlink/netlink_manager.h"
+#include "simulation/fake_kernel.h"
+#include "testbed/failure.h"
+#include "testbed/program.h"
+#include "testbed/stations_file.h"
+
+namespace orvane::lab {
+namespace {
+
+using platform::NetlinkTransport;
+
+// The fake kernel's transport. The file is read anew whenever the index of an interface is looked
+// up, with which every poll of an interface begins: what a poll tells is never older than itself.
+class StationsFileTransport : public NetlinkTransport {
+ public:
+  explicit StationsFileTransport(platform::FilePath file) : file_(std::move(file)) {}
+
+  // After a failure all is as it was before.
+  Failure Load() {
+    const std::optional<std::string> text = platform::ReadFileToString(file_);
+    if (!text) return "Can't read " + file_.native();
+    StationsFile parsed;
+    if (const Failure failure = ParseStationsFile(*text, &parsed)) {
+      return file_.native() + " " + *failure;
+    }
+    Apply(std::move(parsed.stations));
+    Apply(std::move(parsed.faults));
+    return std::nullopt;
+  }
+
+  bool Open() override { return transport_->Open(); }
+  int fd() const override { return transport_->fd(); }
+  std::uint32_t port() const override { return transport_->port(); }
+  bool Send(std::span<const std::uint8_t> datagram) override { return transport_->Send(datagram); }
+  platform::ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
+    return transport_->Receive(buffer);
+  }
+  std::uint32_t GetInterfaceIndex(const std::string& name) override {
+    if (const Failure failure = Load()) LOG(ERROR) << *failure;
+    kernel_.ForgetRequests();
+    const auto other = faults_.reused_indexes.find(name);
+    return transport_->GetInterfaceIndex(other == faults_.reused_indexes.end() ? name
+                                                                               : other->second);
+  }
+
+ private:
+  void Apply(StationTable table) {
+    for (const auto& [interface, stations] : table_) kernel_.RemoveInterface(interface);
+    table_ = std::move(table);
+    std::uint32_t index = 0;
+    for (const auto& [interface, stations] : table_) {
+      kernel_.AddInterface(interface, ++index);
+      kernel_.Stations(interface) = stations;
+    }
+  }
+
+  void Apply(KernelFaults faults) {
+    // Setting it ends a dump that is under way.
+    if (faults.is_silent != faults_.is_silent) kernel_.SetSilent(faults.is_silent);
+    kernel_.SetDumpInterrupted(faults.interrupts_dumps);
+    kernel_.SetLosingParts(faults.loses_parts);
+    if (const auto& dump = faults.failed_dump) {
+      kernel_.FailNextDumpAfter(dump->records, dump->error_number);
+    }
+    faults_ = std::move(faults);
+  }
+
+  platform::FilePath file_;
+  StationTable table_;
+  KernelFaults faults_;
+  platform::FakeKernel kernel_;
+  std::unique_ptr<NetlinkTransport> transport_ = kernel_.MakeTransport();
+};
+
+int Main(int argc, char** argv) {
+  CLI::App app(
+      "Runs the daemon on a stand-in for the kernel. What follows FILE are the daemon's flags.",
+      "daemon_on_fake_kernel");
+  std::string file;
+  app.add_option("FILE", file,
+                 "Lines of INTERFACE [ADDRESS SIGNAL [unauthorized] [no-signal-average] "
+                 "[no-rx-bitrate]], and ! FAULT, one of silent, interrupted, losing, failing "
+                 "RECORDS ERROR, reusing INTERFACE OTHER; '#' begins a comment. Read again for "
+                 "every poll")
+      ->required();
+  if (const std::optional<int> exit_code = ParseCommandLine(app, std::min(argc, 2), argv)) {
+    return *exit_code;
+  }
+  auto transport = std::make_unique<StationsFileTransport>(file);
+  if (const Failure failure = transport->Load()) {
+    std::cerr << app.get_name() << ": " << *failure << "\n";
+    return kExitFailure;
+  }
+  platform::NetlinkManager::GetInstance()->SetTransport(std::move(transport));
+  argv[1] = argv[0];
+  return ap::RunOptimizer(argc - 1, argv + 1);
+}
+
+}  // namespace
+}  // namespace orvane::lab
+
+// NOLINTNEXTLINE(bugprone-exception-escape): it ends the process, with its text.
+int main(int argc, char** argv) { return orvane::lab::Main(argc, argv); }

@@ -1,0 +1,19 @@
+#ifndef TESTBED_EVENT_DAY_H_
+#define TESTBED_EVENT_DAY_H_
+
+#include <vector>
+
+#include "platform/time.h"
+#include "testbed/event_plan.h"
+
+namespace orvane::lab {
+
+// A day of an access point's interface in small, about eight seconds: stations probe, authenticate,
+// associate, connect, are steered or not, and leave, once for every reason that hostapd has and for
+// one that nobody knows. Every attribute that event lines have occurs. Lines that tell the time
+// count from `start`.
+std::vector<TimedLine> EventDay(platform::WallTime start);
+
+}  // namespace orvane::lab
+
+#endif  // TESTBED_EVENT_DAY_H_

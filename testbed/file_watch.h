@@ -1,0 +1,37 @@
+#ifndef TESTBED_FILE_WATCH_H_
+#define TESTBED_FILE_WATCH_H_
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/files.h"
+#include "platform/loop.h"
+#include "testbed/failure.h"
+
+namespace orvane::lab {
+
+// Tells of every change to a file that may come, go and be replaced: it was written and closed,
+// moved to its place or away from it, or deleted. Changes in quick succession may be told as one.
+class FileWatch : public platform::FdWatcher {
+ public:
+  FileWatch(platform::Loop& loop, const platform::FilePath& file, std::function<void()> on_change);
+
+  // Fails when the file's directory is not there.
+  [[nodiscard]] Failure Start();
+
+  void OnReadReady(int fd) override;
+  void OnWriteReady(int /*fd*/) override {}
+
+ private:
+  platform::Loop& loop_;
+  platform::FilePath directory_;
+  std::string name_;
+  std::function<void()> on_change_;
+  platform::ScopedFd inotify_;
+  std::unique_ptr<platform::FdWatch> watch_;
+};
+
+}  // namespace orvane::lab
+
+#endif  // TESTBED_FILE_WATCH_H_

@@ -1,0 +1,45 @@
+#ifndef TESTBED_LOG_CAPTURE_H_
+#define TESTBED_LOG_CAPTURE_H_
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/logging.h"
+
+namespace orvane::platform {
+
+// Keeps what is logged while it lives, without the header.
+class LogCapture {
+ public:
+  using Line = std::pair<Severity, std::string>;
+
+  // Verbose lines up to this level come, too.
+  explicit LogCapture(int verbose_level = 0) { SetVerboseLevel(verbose_level); }
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+  ~LogCapture() { SetVerboseLevel(0); }
+
+  const std::vector<Line>& lines() const { return lines_; }
+  void Clear() { lines_.clear(); }
+
+  // The lines of one severity, in order.
+  std::vector<std::string> Lines(Severity severity) const {
+    std::vector<std::string> lines;
+    for (const auto& [line_severity, text] : lines_) {
+      if (line_severity == severity) lines.push_back(text);
+    }
+    return lines;
+  }
+  bool empty() const { return lines_.empty(); }
+
+ private:
+  std::vector<Line> lines_;
+  LogListener listener_{
+      [this](Severity severity, std::string_view text) { lines_.emplace_back(severity, text); }};
+};
+
+}  // namespace orvane::platform
+
+#endif  // TESTBED_LOG_CAPTURE_H_

@@ -1,0 +1,69 @@
+#ifndef TESTBED_METRICS_RECORDER_H_
+#define TESTBED_METRICS_RECORDER_H_
+
+#include <systemd/sd-bus.h>
+
+#include <array>
+#include <optional>
+#include <string>
+
+#include "platform/files.h"
+#include "platform/sd_event_loop.h"
+#include "platform/time.h"
+#include "platform/weak_ptr.h"
+#include "testbed/bus_peer.h"
+#include "testbed/failure.h"
+#include "testbed/program.h"
+#include "testbed/record.h"
+#include "testbed/record_store.h"
+
+namespace orvane::lab {
+
+struct MetricsRecorderOptions {
+  bool json = false;                       // tell records as JSON lines
+  std::optional<platform::FilePath> keep;  // a directory for the bytes of records
+
+  // Misbehaviour.
+  platform::TimeSpan late{0};   // before the name is claimed
+  platform::TimeSpan delay{0};  // of every reply
+  std::string error;            // the name of the error that is every reply; empty: none
+  bool extra_data = false;      // replies carry a string
+  int die_in_call = 0;          // the process ends in the call of this number; 0: none
+};
+
+// The service that takes metrics and records, and tells each (see record.h).
+//
+// Also tells, in JSON mode as {"status":"..."}: "started as NAME", "dying in call N".
+class MetricsRecorder {
+ public:
+  MetricsRecorder(platform::SdEventLoop& loop, MetricsRecorderOptions options, LineSink tell);
+
+  [[nodiscard]] Failure Start();
+
+ private:
+  using Vtable = std::array<sd_bus_vtable, 5>;
+
+  static Vtable MakeVtable(const char* reply_type);
+  static int OnRecordMetric(sd_bus_message* call, void* self, sd_bus_error* error) noexcept;
+  static int OnRecordData(sd_bus_message* call, void* self, sd_bus_error* error) noexcept;
+
+  void TellStatus(const std::string& text);
+  void DieIfDue();
+  void Take(const DataRecord& record);
+  void ReplyLater(sd_bus_message* call);
+  void Reply(sd_bus_message* call);
+
+  MetricsRecorderOptions options_;
+  LineSink tell_;
+  platform::SdEventLoop& loop_;
+  std::optional<RecordStore> store_;
+  int calls_ = 0;
+  const Vtable vtable_;
+  BusPeer peer_;
+  SlotPtr vtable_slot_;
+  platform::WeakPtrFactory<MetricsRecorder> weak_factory_{this};
+};
+
+}  // namespace orvane::lab
+
+#endif  // TESTBED_METRICS_RECORDER_H_

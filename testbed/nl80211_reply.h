@@ -1,0 +1,35 @@
+#ifndef TESTBED_NL80211_REPLY_H_
+#define TESTBED_NL80211_REPLY_H_
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "platform/netlink/message_builder.h"
+#include "platform/netlink/netlink_message.h"
+
+namespace orvane::ap {
+
+// A reply of nl80211 with its bytes, as a record is a view of.
+class Nl80211Reply {
+ public:
+  Nl80211Reply(std::uint8_t command, const platform::AttributeBuilder& attributes)
+      : bytes_(platform::MakeGenericMessage({28}, command, attributes)) {
+    std::span<const std::uint8_t> rest(bytes_);
+    message_ = platform::GenericNetlinkMessage::From(*platform::NetlinkMessage::TakeFrom(&rest));
+  }
+  // The message refers into the bytes of this very object.
+  Nl80211Reply(const Nl80211Reply&) = delete;
+  Nl80211Reply& operator=(const Nl80211Reply&) = delete;
+
+  const platform::GenericNetlinkMessage& message() const { return *message_; }
+
+ private:
+  std::vector<std::uint8_t> bytes_;
+  std::optional<platform::GenericNetlinkMessage> message_;
+};
+
+}  // namespace orvane::ap
+
+#endif  // TESTBED_NL80211_REPLY_H_

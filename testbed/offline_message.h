@@ -1,0 +1,50 @@
+#ifndef TESTBED_OFFLINE_MESSAGE_H_
+#define TESTBED_OFFLINE_MESSAGE_H_
+
+#include <sys/socket.h>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+#include "platform/bus/messages.h"
+#include "platform/logging.h"
+
+namespace orvane::platform::bus {
+
+// Makes messages without a bus: to be filled, sealed and read, never to be sent.
+class OfflineMessages {
+ public:
+  OfflineMessages() {
+    int ends[2];
+    CHECK(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) == 0);
+    peer_fd_ = ends[1];
+    CHECK(sd_bus_new(&bus_) >= 0);
+    CHECK(sd_bus_set_fd(bus_, ends[0], ends[0]) >= 0);
+    CHECK(sd_bus_start(bus_) >= 0);
+  }
+  OfflineMessages(const OfflineMessages&) = delete;
+  OfflineMessages& operator=(const OfflineMessages&) = delete;
+  ~OfflineMessages() {
+    sd_bus_close_unref(bus_);
+    close(peer_fd_);
+  }
+
+  MessagePtr New() {
+    sd_bus_message* message = nullptr;
+    CHECK(sd_bus_message_new_signal(bus_, &message, "/a", "a.b", "C") >= 0);
+    return MessagePtr(message);
+  }
+
+  // From now on the message can only be read, from its beginning.
+  static void Seal(sd_bus_message* message) {
+    CHECK(sd_bus_message_seal(message, /*cookie=*/1, /*timeout_usec=*/0) >= 0);
+    CHECK(sd_bus_message_rewind(message, /*complete=*/1) >= 0);
+  }
+
+ private:
+  sd_bus* bus_ = nullptr;
+  int peer_fd_ = -1;
+};
+
+}  // namespace orvane::platform::bus
+
+#endif  // TESTBED_OFFLINE_MESSAGE_H_

@@ -1,0 +1,46 @@
+#ifndef TESTBED_PLAYED_KERNEL_H_
+#define TESTBED_PLAYED_KERNEL_H_
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "testbed/access_point.h"
+
+namespace orvane::ap {
+
+// An access point whose daemon is on a kernel that the test plays (testbed/stations_file.h), with
+// hostapd on both interfaces. It polls every second and steers after two.
+class PlayedKernel : public AccessPoint {
+ protected:
+  using Lines = std::vector<std::string>;
+
+  // What the kernel knows from the next poll on; both interfaces are there.
+  void SetStations(Lines lines);
+  void SetKernel(const Lines& lines);
+
+  // A bus, hostapd on both interfaces and the daemon; whether it steers at all is for `arguments`
+  // to say.
+  void Start(const Arguments& arguments = {"--enable_client_steering"});
+
+  // Without the bus, and without waiting.
+  void Launch(const Arguments& arguments);
+
+  // Once it is launched: until it is ready, and attached.
+  void ExpectReady();
+
+  // The texts of the lines so far that contain `part`.
+  std::vector<std::string> LogTextsWith(std::string_view part);
+
+  // Waits for the `count`-th line that contains `part`.
+  void ExpectLoggedWith(std::string_view part, std::size_t count = 1);
+
+  std::unique_ptr<Hostapd> wlan2400_;
+  std::unique_ptr<Hostapd> wlan5000_;
+};
+
+}  // namespace orvane::ap
+
+#endif  // TESTBED_PLAYED_KERNEL_H_

@@ -1,0 +1,50 @@
+#include "testbed/record_store.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <fstream>
+#include <system_error>
+
+namespace orvane::lab {
+namespace {
+
+// The number that a file's name begins with; 0 when it begins with none.
+unsigned NumberOf(const std::string& name) {
+  unsigned number = 0;
+  std::from_chars(name.data(), name.data() + name.size(), number);
+  return number;
+}
+
+}  // namespace
+
+Failure RecordStore::Open() {
+  std::error_code error;
+  std::filesystem::create_directories(directory_, error);
+  std::filesystem::directory_iterator entries(directory_, error);
+  if (error) return "Can't use " + directory_.native() + ": " + error.message();
+  for (const auto& entry : entries) {
+    last_number_ = std::max(last_number_, NumberOf(entry.path().filename()));
+  }
+  return std::nullopt;
+}
+
+Failure RecordStore::Keep(const DataRecord& record) {
+  const std::string name = fmt::format("{:06}", ++last_number_);
+  if (Failure failure = WriteAtomically(name + ".type", record.type)) return failure;
+  return WriteAtomically(name, record.data);
+}
+
+Failure RecordStore::WriteAtomically(const std::string& name, std::string_view contents) {
+  const platform::FilePath unfinished = directory_ / ("." + name + ".unfinished");
+  std::ofstream file(unfinished, std::ios::binary | std::ios::trunc);
+  file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
+  file.close();
+  std::error_code error;
+  if (file.good()) std::filesystem::rename(unfinished, directory_ / name, error);
+  if (!file.good() || error) return "Can't keep " + (directory_ / name).native();
+  return std::nullopt;
+}
+
+}  // namespace orvane::lab

@@ -1,0 +1,31 @@
+#ifndef TESTBED_RUN_UNTIL_H_
+#define TESTBED_RUN_UNTIL_H_
+
+#include <systemd/sd-event.h>
+
+#include <chrono>
+
+#include "platform/sd_event_loop.h"
+
+namespace orvane::platform {
+
+// Serves the loop until the condition holds; whether it did within five seconds.
+template <typename Condition>
+bool RunUntil(SdEventLoop& loop, Condition condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    if (sd_event_run(loop.event(), 20'000) < 0) return condition();
+  }
+  return true;
+}
+
+// Serves the loop for as long as anything is ready.
+inline void RunWhileReady(SdEventLoop& loop) {
+  while (sd_event_run(loop.event(), 0) > 0) {
+  }
+}
+
+}  // namespace orvane::platform
+
+#endif  // TESTBED_RUN_UNTIL_H_

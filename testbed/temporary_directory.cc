@@ -1,0 +1,37 @@
+#include "testbed/temporary_directory.h"
+
+#include <stdlib.h>
+
+#include <fstream>
+#include <string>
+#include <system_error>
+
+#include "platform/logging.h"
+
+namespace orvane::lab {
+
+TemporaryDirectory::TemporaryDirectory() {
+  std::string pattern = "/tmp/lab.XXXXXX";
+  CHECK(mkdtemp(pattern.data()) != nullptr) << "Can't make a temporary directory";
+  path_ = pattern;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+void WriteFile(const platform::FilePath& path, std::string_view contents) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
+  file.close();
+  CHECK(file.good()) << "Can't write " << path.native();
+}
+
+void ReplaceFile(const platform::FilePath& path, std::string_view contents) {
+  const platform::FilePath new_file = path.native() + ".new";
+  WriteFile(new_file, contents);
+  std::filesystem::rename(new_file, path);
+}
+
+}  // namespace orvane::lab

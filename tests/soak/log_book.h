@@ -1,0 +1,42 @@
+#ifndef TESTS_SOAK_LOG_BOOK_H_
+#define TESTS_SOAK_LOG_BOOK_H_
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "testbed/daemon_log.h"
+#include "tests/soak/verdict.h"
+
+namespace orvane::soak {
+
+// Holds the daemon's log against what is done to it: each deed allows the lines that it may cause.
+class LogBook {
+ public:
+  // So many more lines of this severity whose text begins so.
+  void Allow(const std::string& severity, const std::string& beginning, std::size_t count);
+
+  void Take(const ap::LogLine& line);
+
+  // The lines that have begun so, as it was allowed.
+  std::size_t Count(const std::string& beginning) const;
+
+  // No line but those allowed.
+  Check Judge() const;
+
+ private:
+  struct Entry {
+    std::string severity;
+    std::size_t allowed = 0;
+    std::size_t seen = 0;
+  };
+
+  std::map<std::string, Entry> entries_;  // by the beginning
+  std::vector<std::string> strange_;
+  std::size_t lines_ = 0;
+};
+
+}  // namespace orvane::soak
+
+#endif  // TESTS_SOAK_LOG_BOOK_H_
