@@ -1,0 +1,82 @@
+#include "bridge/management_frame.h"
+
+#include <cstddef>
+
+#include "platform/byte_string.h"
+
+namespace orvane::bridge {
+namespace {
+
+constexpr std::size_t kDestinationOffset = 4;
+constexpr std::size_t kSourceOffset = 10;
+constexpr std::size_t kBodyOffset = 24;
+constexpr std::size_t kAddressLength = 6;
+
+constexpr unsigned kVersionAndTypeMask = 0x0f;
+constexpr unsigned kManagementType = 0x00;
+constexpr unsigned kProtectedFlag = 0x40;  // in the second byte
+
+// Where the fixed fields of a body are, in bytes from the start of the body.
+struct BodyLayout {
+  unsigned subtype;
+  FrameKind kind;
+  std::size_t length;
+  std::optional<std::size_t> code_offset;
+};
+
+constexpr BodyLayout kBodyLayouts[] = {
+    {0, FrameKind::kAssociationRequest, 4, std::nullopt},
+    {1, FrameKind::kAssociationResponse, 6, 2},
+    {2, FrameKind::kAssociationRequest, 10, std::nullopt},  // has the current AP's address, too
+    {3, FrameKind::kAssociationResponse, 6, 2},
+    {10, FrameKind::kDisassociation, 2, 0},
+    {11, FrameKind::kAuthentication, 6, 4},
+    {12, FrameKind::kDeauthentication, 2, 0},
+};
+
+const BodyLayout* FindLayout(std::span<const std::uint8_t> bytes) {
+  if (bytes.empty() || (bytes[0] & kVersionAndTypeMask) != kManagementType) return nullptr;
+  const unsigned subtype = bytes[0] >> 4U;
+  for (const BodyLayout& layout : kBodyLayouts) {
+    if (layout.subtype == subtype) return &layout;
+  }
+  return nullptr;
+}
+
+std::uint16_t LittleEndian16(std::span<const std::uint8_t> bytes, std::size_t offset) {
+  return static_cast<std::uint16_t>(bytes[offset] | bytes[offset + 1] << 8);
+}
+
+ap::MacAddress AddressAt(std::span<const std::uint8_t> bytes, std::size_t offset) {
+  return ap::MacAddress(platform::ByteString(bytes.subspan(offset, kAddressLength)));
+}
+
+}  // namespace
+
+std::optional<FrameKind> FrameKindOf(std::span<const std::uint8_t> bytes) {
+  const BodyLayout* layout = FindLayout(bytes);
+  return layout != nullptr ? std::optional(layout->kind) : std::nullopt;
+}
+
+std::optional<ManagementFrame> ParseManagementFrame(std::span<const std::uint8_t> bytes) {
+  const BodyLayout* layout = FindLayout(bytes);
+  if (layout == nullptr || bytes.size() < kBodyOffset + layout->length) return std::nullopt;
+  // The third frame of a shared-key authentication is encrypted. Protected deauthentications and
+  // disassociations have been decrypted by the kernel, which may leave the flag set.
+  const bool is_protected = (bytes[1] & kProtectedFlag) != 0;
+  if (is_protected && layout->kind == FrameKind::kAuthentication) return std::nullopt;
+
+  const std::span<const std::uint8_t> body = bytes.subspan(kBodyOffset);
+  ManagementFrame frame;
+  frame.kind = layout->kind;
+  frame.destination = AddressAt(bytes, kDestinationOffset);
+  frame.source = AddressAt(bytes, kSourceOffset);
+  if (layout->code_offset.has_value()) frame.code = LittleEndian16(body, *layout->code_offset);
+  if (frame.kind == FrameKind::kAuthentication) {
+    frame.algorithm = LittleEndian16(body, 0);
+    frame.transaction = LittleEndian16(body, 2);
+  }
+  return frame;
+}
+
+}  // namespace orvane::bridge

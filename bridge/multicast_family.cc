@@ -1,0 +1,40 @@
+#include "bridge/multicast_family.h"
+
+#include <linux/genetlink.h>
+
+#include <string_view>
+
+#include "bridge/netlink_numbers.h"
+
+namespace orvane::bridge {
+namespace {
+
+using platform::Attribute;
+using platform::AttributeList;
+
+std::string TextOf(const Attribute& attribute) {
+  const std::string_view text(reinterpret_cast<const char*>(attribute.payload().data()),
+                              attribute.payload().size());
+  return std::string(text.substr(0, text.find('\0')));
+}
+
+}  // namespace
+
+std::optional<MulticastFamily> ParseMulticastFamily(
+    const platform::GenericNetlinkMessage& message) {
+  const AttributeList& attributes = *message.const_attributes();
+  const auto id = ReadNumber<std::uint16_t>(attributes, CTRL_ATTR_FAMILY_ID);
+  if (message.command() != CTRL_CMD_NEWFAMILY || !id.has_value()) return std::nullopt;
+
+  MulticastFamily family;
+  family.id = *id;
+  for (const Attribute& entry : AttributeList(attributes.Find(CTRL_ATTR_MCAST_GROUPS))) {
+    const AttributeList group(entry);
+    const std::string name = TextOf(group.Find(CTRL_ATTR_MCAST_GRP_NAME));
+    const auto number = ReadNumber<std::uint32_t>(group, CTRL_ATTR_MCAST_GRP_ID);
+    if (!name.empty() && number.has_value()) family.groups.emplace(name, *number);
+  }
+  return family;
+}
+
+}  // namespace orvane::bridge

@@ -1,0 +1,58 @@
+#include "bridge/multicast_family.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "bridge/testing/nl80211_messages.h"
+
+namespace orvane::bridge {
+namespace {
+
+using platform::AttributeBuilder;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+AttributeBuilder Group(const std::string& name, std::uint32_t number) {
+  return AttributeBuilder()
+      .Text(CTRL_ATTR_MCAST_GRP_NAME, name)
+      .U32(CTRL_ATTR_MCAST_GRP_ID, number);
+}
+
+TEST(MulticastFamilyTest, ReadsIdAndGroups) {
+  const AttributeBuilder groups =
+      AttributeBuilder().Nest(1, Group("config", 9)).Nest(2, Group("mlme", 12));
+  AttributeBuilder attributes;
+  attributes.U16(CTRL_ATTR_FAMILY_ID, 32).Nest(CTRL_ATTR_MCAST_GROUPS, groups);
+  const auto family =
+      ParseMessage(MakeMessage(CTRL_CMD_NEWFAMILY, attributes), &ParseMulticastFamily);
+  ASSERT_TRUE(family.has_value());
+  EXPECT_EQ(family->id, 32);
+  EXPECT_THAT(family->groups, ElementsAre(Pair("config", 9), Pair("mlme", 12)));
+}
+
+TEST(MulticastFamilyTest, LeavesOutIncompleteGroups) {
+  const AttributeBuilder groups =
+      AttributeBuilder()
+          .Nest(1, AttributeBuilder().U32(CTRL_ATTR_MCAST_GRP_ID, 9))
+          .Nest(2, AttributeBuilder().Text(CTRL_ATTR_MCAST_GRP_NAME, "mlme"))
+          .Nest(3, Group("", 4));
+  AttributeBuilder attributes;
+  attributes.U16(CTRL_ATTR_FAMILY_ID, 32).Nest(CTRL_ATTR_MCAST_GROUPS, groups);
+  const auto family =
+      ParseMessage(MakeMessage(CTRL_CMD_NEWFAMILY, attributes), &ParseMulticastFamily);
+  ASSERT_TRUE(family.has_value());
+  EXPECT_THAT(family->groups, IsEmpty());
+}
+
+TEST(MulticastFamilyTest, NeedsAnId) {
+  EXPECT_FALSE(
+      ParseMessage(MakeMessage(CTRL_CMD_NEWFAMILY, AttributeBuilder()), &ParseMulticastFamily)
+          .has_value());
+  const AttributeBuilder attributes = AttributeBuilder().U16(CTRL_ATTR_FAMILY_ID, 32);
+  EXPECT_FALSE(
+      ParseMessage(MakeMessage(CTRL_CMD_DELFAMILY, attributes), &ParseMulticastFamily).has_value());
+}
+
+}  // namespace
+}  // namespace orvane::bridge

@@ -1,0 +1,31 @@
+#ifndef BRIDGE_TESTING_NL80211_MESSAGES_H_
+#define BRIDGE_TESTING_NL80211_MESSAGES_H_
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "platform/netlink/netlink_message.h"
+#include "platform/netlink/testing/message_builder.h"
+
+namespace orvane::bridge {
+
+// A message of generic netlink as bytes.
+inline std::vector<std::uint8_t> MakeMessage(int command,
+                                             const platform::AttributeBuilder& attributes) {
+  constexpr std::uint16_t kFamily = 0x20;
+  return platform::MakeGenericMessage({.type = kFamily}, static_cast<std::uint8_t>(command),
+                                      attributes);
+}
+
+// What a parser makes of the message that the bytes begin with.
+template <typename Result>
+Result ParseMessage(std::span<const std::uint8_t> bytes,
+                    Result (*parse)(const platform::GenericNetlinkMessage&)) {
+  const auto message = platform::NetlinkMessage::TakeFrom(&bytes);
+  return parse(platform::GenericNetlinkMessage::From(*message).value());
+}
+
+}  // namespace orvane::bridge
+
+#endif  // BRIDGE_TESTING_NL80211_MESSAGES_H_
