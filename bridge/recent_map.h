@@ -1,0 +1,68 @@
+#ifndef BRIDGE_RECENT_MAP_H_
+#define BRIDGE_RECENT_MAP_H_
+
+#include <cstddef>
+#include <list>
+#include <map>
+#include <utility>
+
+#include "platform/time.h"
+
+namespace orvane::bridge {
+
+// A map whose entries are forgotten some time after they were put, and of which only so many are
+// kept: the oldest make room for new ones.
+template <typename Key, typename Value>
+class RecentMap {
+ public:
+  RecentMap(std::size_t capacity, platform::TimeSpan life) : capacity_(capacity), life_(life) {}
+
+  // Puts an entry, in the place of an earlier one with that key.
+  void Put(const Key& key, Value value, platform::MonotonicTime now) {
+    Erase(key);
+    DropOld(now);
+    entries_.push_back({key, std::move(value), now});
+    index_.emplace(key, std::prev(entries_.end()));
+  }
+
+  // The entry, or null. Valid until the map is changed.
+  const Value* Find(const Key& key, platform::MonotonicTime now) const {
+    const auto found = index_.find(key);
+    if (found == index_.end() || now - found->second->put_at > life_) return nullptr;
+    return &found->second->value;
+  }
+
+  void Erase(const Key& key) {
+    const auto found = index_.find(key);
+    if (found == index_.end()) return;
+    entries_.erase(found->second);
+    index_.erase(found);
+  }
+
+  std::size_t size() const { return entries_.size(); }
+
+ private:
+  struct Entry {
+    Key key;
+    Value value;
+    platform::MonotonicTime put_at;
+  };
+
+  // Makes room for one more.
+  void DropOld(platform::MonotonicTime now) {
+    while (!entries_.empty() &&
+           (entries_.size() >= capacity_ || now - entries_.front().put_at > life_)) {
+      index_.erase(entries_.front().key);
+      entries_.pop_front();
+    }
+  }
+
+  std::size_t capacity_;
+  platform::TimeSpan life_;
+  std::list<Entry> entries_;  // oldest first
+  std::map<Key, typename std::list<Entry>::iterator> index_;
+};
+
+}  // namespace orvane::bridge
+
+#endif  // BRIDGE_RECENT_MAP_H_

@@ -1,0 +1,329 @@
+#include "bridge/station_machine.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "bridge/reasons.h"
+
+namespace orvane::bridge {
+namespace {
+
+using platform::MonotonicTime;
+using platform::TimeSpan;
+
+// Status codes of IEEE 802.11 that ask the station to go on with its authentication: with a token
+// against floods, or by another method of SAE.
+constexpr std::uint16_t kGoingOn[] = {76, 126, 127};
+
+// The transaction number of the access point's last frame of an authentication.
+std::uint16_t LastTransaction(std::uint16_t algorithm) {
+  return algorithm == kSharedKeyAuthentication ? 4 : 2;
+}
+
+bool IsFinal(const ManagementFrame& frame) {
+  if (frame.kind != FrameKind::kAuthentication) return true;
+  if (frame.code != 0) return std::ranges::find(kGoingOn, frame.code) == std::end(kGoingOn);
+  return frame.transaction >= LastTransaction(frame.algorithm);
+}
+
+bool IsWithin(std::optional<MonotonicTime> since, TimeSpan span, MonotonicTime now) {
+  return since.has_value() && now - *since <= span;
+}
+
+std::optional<MonotonicTime> Earlier(std::optional<MonotonicTime> one, MonotonicTime other) {
+  return one.has_value() ? std::min(*one, other) : other;
+}
+
+}  // namespace
+
+// A client that gets no answer in time sends its request again.
+bool StationMachine::IsRepetition(LineKind kind) const {
+  return !steps_.empty() && steps_.back().kind == kind && steps_.back().awaits_answer;
+}
+
+// The visit goes on: what earlier lines wait for is there, is about to come, or is lost.
+void StationMachine::OpenStep(Step step, MonotonicTime now) {
+  for (Step& earlier : steps_) earlier.deadline = std::min(earlier.deadline, now + kLateWait);
+  steps_.push_back(std::move(step));
+}
+
+void StationMachine::OpenRequest(LineKind kind, const Background& background, Moment now) {
+  if (IsRepetition(kind)) {
+    steps_.back().deadline = now.monotonic + kAnswerWait;
+    return;
+  }
+  Step step = {.kind = kind, .attributes = {}, .deadline = now.monotonic + kAnswerWait};
+  step.attributes.time = now.wall;
+  step.attributes.since_probe = background.since_probe;
+  step.attributes.since_steering = background.since_steering;
+  step.attributes.is_steered = background.since_steering.has_value();
+  step.awaits_answer = true;
+  step.awaits_signal = true;
+  OpenStep(std::move(step), now.monotonic);
+}
+
+void StationMachine::OnAuthenticationRequest(const ManagementFrame& frame,
+                                             const Background& background, Moment now) {
+  // The later frames of an exchange are of no use without its beginning.
+  if (frame.transaction != 1 && !IsRepetition(LineKind::kAuthentication)) return;
+  CheckJoin(now);
+  // A client that starts over has given up.
+  if (has_psk_mismatch_) FailJoin(kReasonPskMismatch, now);
+  joining_since_.reset();
+  leave_frame_.reset();
+  OpenRequest(LineKind::kAuthentication, background, now);
+  TakeEvidence(now.monotonic);
+}
+
+void StationMachine::OnAssociationRequest(const Background& background, Moment now) {
+  OpenRequest(LineKind::kAssociation, background, now);
+  TakeEvidence(now.monotonic);
+}
+
+void StationMachine::OnLeaveFrame(FrameKind kind, MonotonicTime now) { leave_frame_ = {kind, now}; }
+
+void StationMachine::OnConnected(const StationInfo& info, const Background& background,
+                                 Moment now) {
+  joining_since_.reset();
+  has_psk_mismatch_ = false;
+  leave_frame_.reset();
+  connected_at_ = now.monotonic;
+  Step step = {.kind = LineKind::kConnect, .attributes = {}, .deadline = now.monotonic};
+  step.attributes.time = now.wall;
+  step.attributes.success = true;
+  step.attributes.station = info;
+  step.attributes.since_steering = background.since_steering;
+  step.attributes.is_steered = background.since_steering.has_value();
+  OpenStep(std::move(step), now.monotonic);
+}
+
+void StationMachine::OnDisconnected(const StationInfo& info, bool has_moved, Moment now) {
+  Step step = {
+      .kind = LineKind::kDisconnect, .attributes = {}, .deadline = now.monotonic + kLateWait};
+  step.attributes.time = now.wall;
+  step.attributes.station = info;
+  step.attributes.event_reason = ReasonOfLeaving(now.monotonic);
+  step.attributes.is_steered = IsWithin(steered_at_, kEffectWait, now.monotonic);
+  step.awaits_notice = step.attributes.event_reason.empty();
+  step.awaits_removal = true;
+  step.has_moved = has_moved;
+  OpenStep(std::move(step), now.monotonic);
+  joining_since_.reset();
+  connected_at_.reset();
+  leave_frame_.reset();
+  transition_accepted_at_.reset();
+  steered_at_.reset();
+  TakeEvidence(now.monotonic);
+}
+
+// The reason that does not depend on the access point's frame.
+std::string_view StationMachine::ReasonOfLeaving(MonotonicTime now) const {
+  if (IsWithin(transition_accepted_at_, kEffectWait, now)) return kReasonTransition;
+  if (!leave_frame_.has_value()) return "";
+  return leave_frame_->kind == FrameKind::kDeauthentication ? kReasonClientDeauthentication
+                                                            : kReasonClientDisassociation;
+}
+
+bool StationMachine::AwaitsSignal() const {
+  return std::ranges::any_of(steps_, &Step::awaits_signal);
+}
+
+void StationMachine::OnSignal(std::optional<int> signal) {
+  for (Step& step : steps_) {
+    if (!std::exchange(step.awaits_signal, false)) continue;
+    step.attributes.frame_rssi = signal;
+  }
+}
+
+void StationMachine::OnFrameSent(const FrameSent& sent, MonotonicTime now) {
+  const ManagementFrame& frame = sent.frame;
+  switch (frame.kind) {
+    case FrameKind::kAuthentication:
+    case FrameKind::kAssociationResponse: {
+      const bool is_authentication = frame.kind == FrameKind::kAuthentication;
+      // Whatever handshake comes now belongs to this association.
+      last_message_.reset();
+      AddEvidence(Answer{is_authentication ? LineKind::kAuthentication : LineKind::kAssociation,
+                         frame.code, sent.is_acknowledged, IsFinal(frame)},
+                  now);
+      return;
+    }
+    case FrameKind::kDeauthentication:
+    case FrameKind::kDisassociation:
+      AddEvidence(Notice{frame.code, last_message_}, now);
+      return;
+    case FrameKind::kAssociationRequest:
+      return;
+  }
+}
+
+void StationMachine::OnEapolSent(EapolMessage message) {
+  if (message != EapolMessage::kOther) last_message_ = message;
+}
+
+void StationMachine::OnRemoved(const StationInfo& info, MonotonicTime now) {
+  AddEvidence(Removal(info), now);
+}
+
+void StationMachine::AddEvidence(std::variant<Answer, Notice, Removal> content, MonotonicTime now) {
+  if (evidence_.size() >= kMostEvidence) evidence_.pop_front();
+  evidence_.push_back({std::move(content), now});
+  TakeEvidence(now);
+}
+
+// Gives evidence to the lines that wait for it, in order.
+void StationMachine::TakeEvidence(MonotonicTime now) {
+  for (Step& step : steps_) {
+    if (step.awaits_answer) TakeAnswer(&step, now);
+    if (step.awaits_notice || step.awaits_removal) TakeLeave(&step);
+  }
+}
+
+// Takes the first answer to a request, and drops what came before it: that belonged to an earlier
+// visit.
+void StationMachine::TakeAnswer(Step* step, MonotonicTime now) {
+  while (step->awaits_answer) {
+    const auto found = std::ranges::find_if(evidence_, [step](const Evidence& evidence) {
+      const Answer* answer = std::get_if<Answer>(&evidence.content);
+      return answer != nullptr && answer->to == step->kind;
+    });
+    if (found == evidence_.end()) return;
+    const Answer answer = std::get<Answer>(found->content);
+    evidence_.erase(evidence_.begin(), std::next(found));
+    ApplyAnswer(answer, step, now);
+  }
+}
+
+void StationMachine::ApplyAnswer(const Answer& answer, Step* step, MonotonicTime now) {
+  if (!answer.is_final && answer.is_acknowledged) {
+    step->deadline = now + kExchangeWait;
+    return;
+  }
+  const bool is_success = answer.status == 0 && answer.is_acknowledged;
+  LineAttributes& attributes = step->attributes;
+  attributes.success = is_success;
+  attributes.frame_status = answer.status;
+  attributes.event_reason = ReasonOfStatus(answer.status);
+  if (attributes.event_reason.empty() && !answer.is_acknowledged) {
+    attributes.event_reason = kReasonNoAck;
+  }
+  step->awaits_answer = false;
+  if (step->kind == LineKind::kAssociation) {
+    joining_since_ = is_success ? std::optional(now) : std::nullopt;
+    has_psk_mismatch_ = false;
+  }
+}
+
+// Takes notice and removal, up to the beginning of a later visit.
+void StationMachine::TakeLeave(Step* step) {
+  while (!evidence_.empty() && (step->awaits_notice || step->awaits_removal)) {
+    const auto& content = evidence_.front().content;
+    if (std::holds_alternative<Answer>(content)) {
+      step->awaits_notice = step->awaits_removal = false;
+      return;
+    }
+    if (const Notice* notice = std::get_if<Notice>(&content)) {
+      if (std::exchange(step->awaits_notice, false)) ApplyNotice(*notice, step);
+    } else {
+      // A driver may remove a station without a word on it.
+      const auto& info = std::get<Removal>(content);
+      if (info != StationInfo()) step->attributes.station = info;
+      step->awaits_removal = false;
+    }
+    evidence_.pop_front();
+  }
+}
+
+void StationMachine::ApplyNotice(const Notice& notice, Step* step) {
+  if (step->has_moved && !MayHaveMoved(notice.reason)) step->has_moved = false;
+  if (step->has_moved) return;
+  step->attributes.event_reason = ReasonOfNotice(notice.reason, notice.last_message);
+}
+
+// A join that can't succeed any more becomes a CONNECT line that says so.
+void StationMachine::CheckJoin(Moment now) {
+  if (!joining_since_.has_value()) return;
+  if (const auto reason = FindFailure()) {
+    FailJoin(*reason, now);
+  } else if (!IsWithin(joining_since_, kHandshakeWait, now.monotonic)) {
+    if (has_psk_mismatch_) FailJoin(kReasonPskMismatch, now);
+    joining_since_.reset();
+  }
+}
+
+// Why a join has failed; nothing if it has not.
+std::optional<std::string_view> StationMachine::FindFailure() {
+  if (leave_frame_.has_value()) return ReasonOfLeaving(leave_frame_->at);
+  // What comes after an answer belongs to a later visit.
+  if (evidence_.empty() || std::holds_alternative<Answer>(evidence_.front().content)) {
+    return std::nullopt;
+  }
+  const Evidence evidence = evidence_.front();
+  evidence_.pop_front();
+  const Notice* notice = std::get_if<Notice>(&evidence.content);
+  return notice != nullptr ? ReasonOfNotice(notice->reason, notice->last_message) : "";
+}
+
+void StationMachine::FailJoin(std::string_view reason, Moment now) {
+  Step step = {.kind = LineKind::kConnect, .attributes = {}, .deadline = now.monotonic};
+  step.attributes.time = now.wall;
+  step.attributes.success = false;
+  step.attributes.event_reason = has_psk_mismatch_ ? kReasonPskMismatch : reason;
+  OpenStep(std::move(step), now.monotonic);
+  joining_since_.reset();
+  has_psk_mismatch_ = false;
+}
+
+void StationMachine::Settle(Moment now, std::vector<EventLine>* lines) {
+  DropEvidence(now.monotonic);
+  CheckJoin(now);
+  while (!steps_.empty() &&
+         (steps_.front().IsComplete() || steps_.front().deadline <= now.monotonic)) {
+    WriteFirstStep(lines);
+  }
+}
+
+void StationMachine::Finish(std::vector<EventLine>* lines) {
+  while (!steps_.empty()) WriteFirstStep(lines);
+}
+
+void StationMachine::WriteFirstStep(std::vector<EventLine>* lines) {
+  Step& step = steps_.front();
+  if (step.has_moved && step.attributes.event_reason.empty()) {
+    step.attributes.event_reason = kReasonOtherBss;
+  }
+  lines->push_back({step.kind, FormatEventLine(step.kind, mac_, step.attributes)});
+  steps_.pop_front();
+}
+
+// hostapd reports a request before it answers it. So an answer that no line has taken by now is for
+// a request that was not reported, or was sent twice.
+void StationMachine::DropEvidence(MonotonicTime now) {
+  std::erase_if(evidence_, [](const Evidence& evidence) {
+    return std::holds_alternative<Answer>(evidence.content);
+  });
+  while (!evidence_.empty() && now - evidence_.front().at >= kEvidenceLife) {
+    evidence_.pop_front();
+  }
+  if (leave_frame_.has_value() && now - leave_frame_->at >= kEvidenceLife) leave_frame_.reset();
+}
+
+std::optional<MonotonicTime> StationMachine::NextDeadline() const {
+  std::optional<MonotonicTime> deadline;
+  if (!steps_.empty()) deadline = steps_.front().deadline;
+  if (!evidence_.empty()) deadline = Earlier(deadline, evidence_.front().at + kEvidenceLife);
+  if (leave_frame_.has_value()) deadline = Earlier(deadline, leave_frame_->at + kEvidenceLife);
+  if (joining_since_.has_value()) {
+    // One microsecond later, when the wait is over.
+    deadline = Earlier(deadline, *joining_since_ + kHandshakeWait + TimeSpan(1));
+  }
+  return deadline;
+}
+
+bool StationMachine::IsIdle() const {
+  return steps_.empty() && evidence_.empty() && !joining_since_.has_value() &&
+         !connected_at_.has_value() && !leave_frame_.has_value();
+}
+
+}  // namespace orvane::bridge

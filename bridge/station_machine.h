@@ -1,0 +1,181 @@
+#ifndef BRIDGE_STATION_MACHINE_H_
+#define BRIDGE_STATION_MACHINE_H_
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "bridge/event_line.h"
+#include "bridge/management_frame.h"
+#include "bridge/moment.h"
+#include "bridge/nl80211_event.h"
+#include "bridge/station_info.h"
+#include "common/mac_address.h"
+#include "platform/time.h"
+
+namespace orvane::bridge {
+
+struct EventLine {
+  LineKind kind;
+  std::string text;
+};
+
+// What happened to a station before a request of it or before it was connected.
+struct Background {
+  std::optional<platform::TimeSpan> since_probe;
+  std::optional<platform::TimeSpan> since_steering;
+};
+
+// Combines what hostapd and the kernel report about one station of one interface into event lines.
+//
+// hostapd's control events drive it. A request opens an AUTH or ASSOC line, AP-STA-CONNECTED a
+// CONNECT line, AP-STA-DISCONNECTED a DISCONNECT line. The kernel's messages are kept as evidence
+// until a line takes them. A line waits for what belongs to it, within a bound; lines leave in the
+// order in which they were opened. Attributes that are still unknown then are left out.
+//
+// No clock and no descriptors. The caller reads the netlink socket before it passes on a control
+// event, so that the kernel's messages which precede that event are known, and calls Settle when
+// nothing is left to read.
+class StationMachine {
+ public:
+  // How long a line waits for the access point's answer, and for the station's next frame within
+  // an exchange of several authentication frames.
+  static constexpr platform::TimeSpan kAnswerWait = std::chrono::seconds(1);
+  static constexpr platform::TimeSpan kExchangeWait = std::chrono::seconds(5);
+  // How long the end of a visit waits for the kernel's part, and any line once the visit has gone
+  // on.
+  static constexpr platform::TimeSpan kLateWait = std::chrono::milliseconds(200);
+  // How long an associated station may take to connect.
+  static constexpr platform::TimeSpan kHandshakeWait = std::chrono::seconds(30);
+  // How long evidence is kept for a line.
+  static constexpr platform::TimeSpan kEvidenceLife = std::chrono::seconds(1);
+  // How long after it agreed to move, or was steered, a station leaves because of that.
+  static constexpr platform::TimeSpan kEffectWait = std::chrono::seconds(10);
+
+  // What is kept at most; the oldest goes first.
+  static constexpr std::size_t kMostEvidence = 64;
+
+  explicit StationMachine(const ap::MacAddress& mac) : mac_(mac) {}
+
+  // hostapd's events.
+  void OnAuthenticationRequest(const ManagementFrame& frame, const Background& background,
+                               Moment now);
+  void OnAssociationRequest(const Background& background, Moment now);
+  void OnLeaveFrame(FrameKind kind, platform::MonotonicTime now);
+  void OnConnected(const StationInfo& info, const Background& background, Moment now);
+  // `has_moved`: it has joined another interface since it was connected. `info` is what the kernel
+  // knows of the station if it still has it.
+  void OnDisconnected(const StationInfo& info, bool has_moved, Moment now);
+  void OnPskMismatch() { has_psk_mismatch_ = joining_since_.has_value(); }
+  void OnTransitionAccepted(platform::MonotonicTime now) { transition_accepted_at_ = now; }
+
+  // Whether a line waits for the signal of the frame that opened it.
+  bool AwaitsSignal() const;
+  // The signal of the last frame; nothing if it is not known.
+  void OnSignal(std::optional<int> signal);
+
+  // A DISASSOCIATE for the station has been passed on to hostapd.
+  void OnSteered(platform::MonotonicTime now) { steered_at_ = now; }
+
+  // The kernel's messages.
+  void OnFrameSent(const FrameSent& sent, platform::MonotonicTime now);
+  void OnEapolSent(EapolMessage message);
+  void OnRemoved(const StationInfo& info, platform::MonotonicTime now);
+
+  // Nothing is left to read. Appends the lines that need not wait any longer.
+  void Settle(Moment now, std::vector<EventLine>* lines);
+
+  // hostapd is gone: appends all lines as they are.
+  void Finish(std::vector<EventLine>* lines);
+
+  // When to call Settle at the latest.
+  std::optional<platform::MonotonicTime> NextDeadline() const;
+
+  // Whether nothing of it needs to be remembered.
+  bool IsIdle() const;
+
+  // Nothing while it is not connected.
+  std::optional<platform::MonotonicTime> connected_at() const { return connected_at_; }
+
+ private:
+  // The access point's answer to a request.
+  struct Answer {
+    LineKind to;
+    std::uint16_t status;
+    bool is_acknowledged;
+    bool is_final;  // not one within an exchange
+  };
+  // The access point's frame that ends a visit.
+  struct Notice {
+    std::uint16_t reason;
+    std::optional<EapolMessage> last_message;
+  };
+  using Removal = StationInfo;
+  struct Evidence {
+    std::variant<Answer, Notice, Removal> content;
+    platform::MonotonicTime at;
+  };
+
+  // A line that is not written yet.
+  struct Step {
+    LineKind kind;
+    LineAttributes attributes;
+    platform::MonotonicTime deadline;
+    bool awaits_answer = false;
+    bool awaits_signal = false;
+    bool awaits_notice = false;
+    bool awaits_removal = false;
+    bool has_moved = false;
+
+    bool IsComplete() const {
+      return !awaits_answer && !awaits_signal && !awaits_notice && !awaits_removal;
+    }
+  };
+
+  struct LeaveFrame {
+    FrameKind kind;
+    platform::MonotonicTime at;
+  };
+
+  bool IsRepetition(LineKind kind) const;
+  void OpenRequest(LineKind kind, const Background& background, Moment now);
+  void OpenStep(Step step, platform::MonotonicTime now);
+
+  void AddEvidence(std::variant<Answer, Notice, Removal> content, platform::MonotonicTime now);
+  void TakeEvidence(platform::MonotonicTime now);
+  void TakeAnswer(Step* step, platform::MonotonicTime now);
+  void TakeLeave(Step* step);
+  void ApplyAnswer(const Answer& answer, Step* step, platform::MonotonicTime now);
+  static void ApplyNotice(const Notice& notice, Step* step);
+
+  void CheckJoin(Moment now);
+  std::optional<std::string_view> FindFailure();
+  void FailJoin(std::string_view reason, Moment now);
+  std::string_view ReasonOfLeaving(platform::MonotonicTime now) const;
+
+  void DropEvidence(platform::MonotonicTime now);
+  void WriteFirstStep(std::vector<EventLine>* lines);
+
+  ap::MacAddress mac_;
+  std::deque<Step> steps_;
+  std::deque<Evidence> evidence_;  // in order of arrival
+  // The last message of a pairwise handshake that was sent since the association.
+  std::optional<EapolMessage> last_message_;
+  // Set while it is associated and not connected.
+  std::optional<platform::MonotonicTime> joining_since_;
+  bool has_psk_mismatch_ = false;
+  std::optional<platform::MonotonicTime> connected_at_;
+  std::optional<LeaveFrame> leave_frame_;
+  std::optional<platform::MonotonicTime> transition_accepted_at_;
+  std::optional<platform::MonotonicTime> steered_at_;
+};
+
+}  // namespace orvane::bridge
+
+#endif  // BRIDGE_STATION_MACHINE_H_

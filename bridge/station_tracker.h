@@ -1,0 +1,125 @@
+#ifndef BRIDGE_STATION_TRACKER_H_
+#define BRIDGE_STATION_TRACKER_H_
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "bridge/control_event.h"
+#include "bridge/moment.h"
+#include "bridge/nl80211_event.h"
+#include "bridge/recent_map.h"
+#include "bridge/station_machine.h"
+#include "bridge/tracked_stations.h"
+#include "common/mac_address.h"
+#include "platform/time.h"
+
+namespace orvane::bridge {
+
+// What the trackers of an access point's interfaces share.
+struct SharedMemory {
+  // Where a station has authenticated.
+  struct Join {
+    const void* tracker;
+    platform::MonotonicTime at;
+  };
+
+  static constexpr std::size_t kCapacity = 4096;
+
+  // When a station was last steered. One that joins later than this has another reason.
+  RecentMap<ap::MacAddress, platform::MonotonicTime> steerings{kCapacity, std::chrono::minutes(1)};
+  // Kept for longer than the interface that a station left takes to notice.
+  RecentMap<ap::MacAddress, Join> joins{kCapacity, std::chrono::minutes(15)};
+};
+
+// The stations of one interface: passes what is reported to the machine of the station that it is
+// about. No clock and no descriptors; see StationMachine for the order of calls.
+class StationTracker {
+ public:
+  // Stations of which something is remembered at a time. hostapd serves 2007 at most.
+  static constexpr std::size_t kMostStations = 4096;
+  // For how long a probe request counts as the beginning of a join.
+  static constexpr platform::TimeSpan kProbeLife = std::chrono::minutes(1);
+
+  // What the kernel knows of a station at the moment; empty if it does not have it.
+  using StationReader = std::function<StationInfo(const ap::MacAddress& station)>;
+
+  // `shared` must outlive the tracker.
+  StationTracker(SharedMemory* shared, StationReader read_station);
+  StationTracker(const StationTracker&) = delete;
+  StationTracker& operator=(const StationTracker&) = delete;
+
+  void OnControlEvent(const ControlEvent& event, Moment now);
+  void OnNl80211Event(const Nl80211Event& event, Moment now);
+
+  // hostapd's answer to a TRACK_STA_LIST that was sent after the last frame received; empty if it
+  // failed.
+  void OnTrackedStations(std::span<const TrackedStation> tracked);
+
+  // A DISASSOCIATE for the station has been passed on to hostapd.
+  void OnSteered(const ap::MacAddress& station, Moment now);
+
+  // Nothing is left to read, or NextDeadline has come.
+  void Settle(Moment now);
+
+  // hostapd is gone: lines that wait are written as they are, and the stations are forgotten.
+  void Reset();
+
+  std::optional<platform::MonotonicTime> NextDeadline() const;
+
+  // The lines since the last call, in order.
+  std::vector<EventLine> TakeLines() { return std::exchange(lines_, {}); }
+
+  std::size_t station_count() const { return stations_.size(); }
+  // Events of stations for which there was no room.
+  std::uint64_t ignored_count() const { return ignored_count_; }
+
+ private:
+  struct Entry {
+    explicit Entry(const ap::MacAddress& mac) : machine(mac) {}
+
+    StationMachine machine;
+    std::optional<platform::MonotonicTime> deadline;  // as it is in `deadlines_`
+  };
+
+  StationMachine* Find(const ap::MacAddress& mac);
+  StationMachine* FindOrAdd(const ap::MacAddress& mac);
+  Background BackgroundOf(const ap::MacAddress& mac, Moment now) const;
+  bool HasMoved(const ap::MacAddress& mac, const StationMachine& machine, Moment now) const;
+
+  void Handle(const OtherEvent& /*event*/, Moment /*now*/) {}
+  void Handle(const MalformedEvent& /*event*/, Moment /*now*/) {}
+  void Handle(const FrameReceived& received, Moment now);
+  void Handle(const ProbeReceived& probe, Moment now);
+  void Handle(const StationConnected& connected, Moment now);
+  void Handle(const StationDisconnected& disconnected, Moment now);
+  void Handle(const PskMismatch& mismatch, Moment now);
+  void Handle(const TransitionAnswered& answered, Moment now);
+  void Handle(const FrameSent& sent, Moment now);
+  void Handle(const EapolSent& sent, Moment now);
+  void Handle(const StationRemoved& removed, Moment now);
+
+  void SettleStation(const ap::MacAddress& mac, Moment now);
+  void SetDeadline(const ap::MacAddress& mac, Entry* entry,
+                   std::optional<platform::MonotonicTime> deadline);
+
+  SharedMemory& shared_;
+  StationReader read_station_;
+  std::map<ap::MacAddress, Entry> stations_;
+  std::set<ap::MacAddress> touched_;  // since Settle
+  std::set<std::pair<platform::MonotonicTime, ap::MacAddress>> deadlines_;
+  RecentMap<ap::MacAddress, platform::MonotonicTime> probes_{kMostStations, kProbeLife};
+  std::vector<EventLine> lines_;
+  std::uint64_t ignored_count_ = 0;
+};
+
+}  // namespace orvane::bridge
+
+#endif  // BRIDGE_STATION_TRACKER_H_
