@@ -3,21 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdint>
-#include <limits>
 #include <string>
-#include <vector>
-
-#include "event.pb.h"
-#include "optimizer/event_attributes.h"
-#include "optimizer/hostapd_event.h"
-#include "optimizer/station_id_generator.h"
 
 namespace orvane::bridge {
 namespace {
-
-using access_infrastructure::proto::ClientEventInfo;
-using ap::HostapdEventType;
 
 const ap::MacAddress kStation("02:00:00:00:02:00");
 
@@ -62,75 +51,6 @@ TEST(EventLineTest, HasTheMcsOfAnHtRate) {
   attributes.station.transmit_rate.short_guard_interval = false;
   EXPECT_EQ(FormatEventLine(LineKind::kConnect, kStation, attributes),
             "<3>AP-STA-CONNECT 02:00:00:00:02:00 tx_rate_mcs:15 tx_rate_sgi:0");
-}
-
-// The daemon's own reading of the lines.
-
-struct Reading {
-  std::vector<HostapdEventType> kinds;
-  std::string mac;
-  ClientEventInfo info;
-};
-
-Reading Read(const std::string& line) {
-  Reading reading;
-  ap::HostapdEventParser parser;
-  ap::StationIdGenerator ids("/nowhere");
-  parser.Parse(line,
-               [&](HostapdEventType kind, std::string_view mac, ap::HostapdAttributes attributes) {
-                 reading.kinds.push_back(kind);
-                 reading.mac = mac;
-                 ap::ApplyEventAttributes(attributes, &ids, &reading.info);
-               });
-  return reading;
-}
-
-TEST(EventLineTest, IsKnownToTheDaemon) {
-  const std::vector<std::pair<LineKind, HostapdEventType>> kinds = {
-      {LineKind::kAuthentication, HostapdEventType::kStationAuth},
-      {LineKind::kAssociation, HostapdEventType::kStationAssoc},
-      {LineKind::kConnect, HostapdEventType::kStationConnect},
-      {LineKind::kDisconnect, HostapdEventType::kStationDisconnect},
-      {LineKind::kProbe, HostapdEventType::kStationMonitorInfo},
-  };
-  for (const auto& [kind, daemon_kind] : kinds) {
-    const Reading reading = Read(FormatEventLine(kind, kStation, {}));
-    EXPECT_EQ(reading.kinds, std::vector{daemon_kind});
-    EXPECT_EQ(reading.mac, "02:00:00:00:02:00");
-  }
-}
-
-TEST(EventLineTest, IsReadByTheDaemonAsItIsMeant) {
-  const ClientEventInfo info =
-      Read(FormatEventLine(LineKind::kConnect, kStation, AllAttributes())).info;
-  EXPECT_EQ(info.event_time_in_milliseconds(), 1'700'000'000'123U);
-  EXPECT_TRUE(info.has_is_event_success());
-  EXPECT_FALSE(info.is_event_success());
-  EXPECT_EQ(info.event_reason(), ClientEventInfo::NO_ACK);
-  EXPECT_EQ(info.frame_status_code(), 17U);
-  EXPECT_EQ(info.event_frame_rssi_in_dbm(), -50);
-  EXPECT_EQ(info.average_rssi_in_dbm(), -52);
-  EXPECT_EQ(info.rssi_in_dbm(), -51);
-  EXPECT_EQ(info.steering_reason(), ClientEventInfo::STEER);
-  EXPECT_EQ(info.probe_delta_in_milliseconds(), 12U);
-  EXPECT_EQ(info.steer_delta_in_milliseconds(), 3000U);
-  EXPECT_EQ(info.data_rate().bitrate_kbps(), 780'000);
-  EXPECT_EQ(info.data_rate().bandwidth_mhz(), 80);
-  EXPECT_EQ(info.data_rate().mcs_index(), 9);
-  EXPECT_EQ(info.data_rate().number_of_spatial_streams(), 2);
-  EXPECT_FALSE(info.data_rate().is_long_guard_interval());
-}
-
-// A number that the daemon can't read ends it.
-TEST(EventLineTest, HasNumbersThatTheDaemonCanReadAtTheirLimits) {
-  LineAttributes attributes;
-  for (const std::int64_t microseconds :
-       {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()}) {
-    attributes.time = platform::WallTime(platform::TimeSpan(microseconds));
-    attributes.since_probe = platform::TimeSpan(microseconds);
-    attributes.since_steering = platform::TimeSpan(microseconds);
-    EXPECT_NO_THROW(Read(FormatEventLine(LineKind::kConnect, kStation, attributes)));
-  }
 }
 
 }  // namespace

@@ -16,9 +16,9 @@
 #include "bridge/control_event.h"
 #include "bridge/nl80211_event.h"
 #include "bridge/station_tracker.h"
-#include "bridge/testing/nl80211_messages.h"
 #include "bridge/tracked_stations.h"
 #include "platform/byte_string.h"
+#include "testbed/generic_message.h"
 
 namespace orvane::bridge {
 namespace {

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "bridge/testing/nl80211_messages.h"
+#include "testbed/generic_message.h"
 
 namespace orvane::bridge {
 namespace {

@@ -8,7 +8,7 @@
 #include <variant>
 #include <vector>
 
-#include "bridge/testing/nl80211_messages.h"
+#include "testbed/generic_message.h"
 
 namespace orvane::bridge {
 namespace {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <linux/nl80211.h>
 
-#include "platform/netlink/testing/message_builder.h"
+#include "platform/netlink/message_builder.h"
 
 namespace orvane::bridge {
 namespace {

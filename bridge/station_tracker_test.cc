@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bridge/testing/access_point_on_paper.h"
+#include "testbed/access_point_on_paper.h"
 
 namespace orvane::bridge {
 namespace {

@@ -1,5 +1,5 @@
-#ifndef BRIDGE_TESTING_ACCESS_POINT_ON_PAPER_H_
-#define BRIDGE_TESTING_ACCESS_POINT_ON_PAPER_H_
+#ifndef TESTBED_ACCESS_POINT_ON_PAPER_H_
+#define TESTBED_ACCESS_POINT_ON_PAPER_H_
 
 #include <algorithm>
 #include <chrono>
@@ -159,4 +159,4 @@ class AccessPointOnPaper {
 
 }  // namespace orvane::bridge
 
-#endif  // BRIDGE_TESTING_ACCESS_POINT_ON_PAPER_H_
+#endif  // TESTBED_ACCESS_POINT_ON_PAPER_H_

@@ -1,12 +1,12 @@
-#ifndef BRIDGE_TESTING_NL80211_MESSAGES_H_
-#define BRIDGE_TESTING_NL80211_MESSAGES_H_
+#ifndef TESTBED_GENERIC_MESSAGE_H_
+#define TESTBED_GENERIC_MESSAGE_H_
 
 #include <cstdint>
 #include <span>
 #include <vector>
 
+#include "platform/netlink/message_builder.h"
 #include "platform/netlink/netlink_message.h"
-#include "platform/netlink/testing/message_builder.h"
 
 namespace orvane::bridge {
 
@@ -28,4 +28,4 @@ Result ParseMessage(std::span<const std::uint8_t> bytes,
 
 }  // namespace orvane::bridge
 
-#endif  // BRIDGE_TESTING_NL80211_MESSAGES_H_
+#endif  // TESTBED_GENERIC_MESSAGE_H_
