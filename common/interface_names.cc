@@ -27,7 +27,7 @@ constexpr std::array<InterfaceRow, 7> kInterfaces = {{
     {kGroup5000MhzInterface, "5", false},
 }};
 
-// Null for a name that is none of the access point's.
+// Returns null for any other name.
 const InterfaceRow* FindInterface(std::string_view name) {
   const auto* const row = std::ranges::find(kInterfaces, name, &InterfaceRow::name);
   return row == kInterfaces.end() ? nullptr : row;

@@ -12,10 +12,10 @@
 
 namespace orvane::ap {
 
-// A network interface's name, in a field of the size that the kernel gives it (16 bytes).
+// A network interface name in a field of the kernel's size (16 bytes).
 using InterfaceNameField = char[IFNAMSIZ];
 
-// The access point's own interfaces: what they are for, and the radio band that they are on.
+// The access-point interfaces, named by role and band.
 inline constexpr InterfaceNameField kWlan2400MhzInterface = "wlan-2400mhz";
 inline constexpr InterfaceNameField kGuest2400MhzInterface = "guest-2400mhz";
 inline constexpr InterfaceNameField kMesh2400MhzInterface = "mesh-2400mhz";
@@ -39,19 +39,19 @@ inline constexpr InterfaceNameField kLanBridgeInterface = "br-lan";
 inline constexpr InterfaceNameField kLanInterface = "lan0";
 inline constexpr InterfaceNameField kWanInterface = "wan0";
 
-// Names are compared whole, and case counts.
+// Names are compared as whole strings, case-sensitively.
 
-// "2" or "5" for an access-point interface, by its band; empty for any other.
+// Returns "2" or "5", the band of an access-point interface; an empty string for any other name.
 std::string GetBandForInterface(std::string_view name);
 
 bool IsGuestInterface(std::string_view name);
 
-// Replaces the contents of `names` with the access-point interfaces: both main ones, both guest
-// ones, both mesh ones, the group one; where there are two, 2.4 GHz first.
+// Replaces the contents of `names` with the access-point interfaces: main, guest, mesh, group;
+// within a role 2.4 GHz comes first.
 void GetAllInterfaces(std::vector<std::string>* names);
 
-// The kernel's index of the radio that the interface belongs to, as decimal text. Empty when it
-// can't be had. `net_class_directory` is where the kernel describes its network interfaces.
+// Returns the kernel's index of the interface's radio as decimal text. Logs an error and returns an
+// empty string if the index can't be read. `net_class_directory` is sysfs's list of interfaces.
 std::string GetPhyIndexForInterface(
     std::string_view name, const platform::FilePath& net_class_directory = "/sys/class/net");
 

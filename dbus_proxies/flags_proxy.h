@@ -21,7 +21,7 @@ class FlagsProxy : public FlagsProxyInterface {
     orvane::platform::bus::StringMapProperty flags;
   };
 
-  // No bus traffic yet.
+  // Causes no bus traffic.
   FlagsProxy(std::shared_ptr<orvane::platform::bus::Connection> bus, std::string service_name);
   ~FlagsProxy() override;
 

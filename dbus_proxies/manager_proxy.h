@@ -12,10 +12,10 @@
 
 namespace org::velmora::ap::Quillary {
 
-// Destroying it drops the replies that are still to come: none of their callbacks runs.
+// Destroying it drops pending replies: their callbacks do not run.
 class ManagerProxy : public ManagerProxyInterface {
  public:
-  // No bus traffic.
+  // Causes no bus traffic.
   ManagerProxy(std::shared_ptr<orvane::platform::bus::Connection> bus, std::string service_name);
   ~ManagerProxy() override;
 

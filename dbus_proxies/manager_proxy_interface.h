@@ -17,14 +17,13 @@ class ObjectProxy;
 
 namespace org::velmora::ap::Quillary {
 
-// The manager object of the metrics recorder, which takes metrics and serialised records for later
-// upload. Each method has a call that waits for the reply, and holds the loop until then, and one
-// that doesn't.
+// The manager object of the metrics recorder, which accepts metrics and serialised records. Each
+// method has a blocking call, which holds the loop until the reply, and a non-blocking one.
 //
-// Blocking calls return true when the recorder took the record; otherwise they return false and, if
-// `error` is not null, add to it an error of the domain platform::kDBusErrorDomain whose code is a
-// D-Bus error name. Non-blocking calls run exactly one of their callbacks, on the loop. Times are
-// in milliseconds; kDefaultTimeout is the bus library's own.
+// A blocking call returns true if the recorder accepted the record. Otherwise it returns false and
+// adds an error to `error`, which may be null: domain platform::kDBusErrorDomain, code a D-Bus
+// error name. A non-blocking call runs exactly one of its callbacks, on the loop. Time-outs are in
+// milliseconds; kDefaultTimeout is the bus library's default.
 class ManagerProxyInterface {
  public:
   using StringMap = std::map<std::string, std::string>;
@@ -45,7 +44,7 @@ class ManagerProxyInterface {
                                  SuccessCallback on_success, ErrorCallback on_error,
                                  int timeout_ms) = 0;
 
-  // `data_type` says what the bytes of `data` are; for a protobuf message it is a type URL.
+  // `data_type` is the type of `data`; for a protobuf message it is a type URL.
   virtual bool RecordOfflineData(const std::string& data_type, Bytes data, ErrorHolder error,
                                  int timeout_ms) = 0;
   virtual void RecordOfflineDataAsync(const std::string& data_type, Bytes data,

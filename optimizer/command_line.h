@@ -6,8 +6,7 @@
 
 namespace orvane::ap {
 
-// The flags of the daemon and their defaults. They are start values: the flags service may change
-// what they say while the daemon runs.
+// The daemon's flags with their defaults. The flags service may change the settings later.
 struct OptimizerFlags {
   bool enable_connection_event_stats = true;
   std::int32_t connection_event_upload_period = 300;  // seconds
@@ -20,8 +19,8 @@ struct OptimizerFlags {
   bool is_root = true;
 };
 
-// Reads the command line into `*flags` and sets the verbose level. Nothing when the daemon is to
-// start, otherwise the exit code of the process; see platform::CommandLine::Parse.
+// Reads the command line into `*flags` and sets the verbose level. Returns nothing if the daemon is
+// to start, otherwise the exit code; see platform::CommandLine::Parse.
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, OptimizerFlags* flags);
 
 }  // namespace orvane::ap

@@ -19,14 +19,14 @@ using Rate = access_infrastructure::proto::DataRateReport;
 using Probe = access_infrastructure::proto::ClientProbeRequestInfo;
 using Capabilities = access_infrastructure::proto::ClientCapabilities;
 
-// The row of the name, or null.
+// Returns the row with this name, or null.
 template <typename Row, std::size_t size>
 const Row* FindRow(const std::array<Row, size>& table, std::string_view name) {
   const auto* const row = std::ranges::find(table, name, &Row::name);
   return row == table.end() ? nullptr : row;
 }
 
-// Words for the values of an enumeration.
+// Words for values of an enumeration.
 
 template <typename Enum>
 struct WordRow {
@@ -40,7 +40,7 @@ Enum FindWord(const std::array<WordRow<Enum>, size>& table, std::string_view wor
   return row != nullptr ? row->value : unknown;
 }
 
-// hostapd has no word for DISCONNECT_STEER_CLIENT.
+// No word stands for DISCONNECT_STEER_CLIENT.
 constexpr auto kEventReasons = std::to_array<WordRow<Info::ClientEventReason>>({
     {"reject_steer", Info::ASSOC_REJECT_STEER},
     {"from_client", Info::DISCONNECT_REQUEST_FROM_CLIENT},
@@ -82,8 +82,8 @@ constexpr auto kModes = std::to_array<WordRow<Capabilities::HtVhtCapability>>({
 
 // Conversions of a value.
 
-// Reads a number as hostapd writes it, without a copy. False for what begins with a space or a plus
-// or doesn't fit, and for what is no number: all this is left to the standard conversions.
+// Reads a plain number without a copy. Returns false for all else (a leading space or plus, out of
+// range, no number), which is left to the standard conversions.
 template <typename Number>
 bool ReadInPlace(std::string_view text, Number* number) {
   return std::from_chars(text.data(), text.data() + text.size(), *number).ec == std::errc();
@@ -114,7 +114,7 @@ Capabilities::HtVhtCapability Mode(std::string_view word) {
   return FindWord(kModes, word, Capabilities::UNKNOWN);
 }
 
-// What a row of the tables below does with the value of its attribute.
+// The setters of the tables below.
 
 template <typename Message, typename Field, typename Value>
 void SetField(Message* message, void (Message::*setter)(Field), Value value) {
@@ -172,7 +172,7 @@ struct DataRateRow {
   void (*apply)(std::string_view value, Rate* rate);
 };
 
-// A station has either of the two MCS attributes, by the kind of its rate.
+// A rate has one of the two MCS attributes: HT or VHT.
 constexpr auto kDataRateAttributes = std::to_array<DataRateRow>({
     {"tx_rate_kbps", ToDataRate<Int64, &Rate::set_bitrate_kbps>},
     {"tx_rate_mcs", ToDataRate<Int32, &Rate::set_mcs_index>},
@@ -193,7 +193,7 @@ constexpr auto kProbeAttributes = std::to_array<ProbeRow>({
     {"mode", ToCapability<Mode, &Capabilities::set_ht_vht_capability>},
 });
 
-// Every attribute that begins like a data rate's makes the sub-message, also one of no known name.
+// Any attribute with the data-rate prefix creates the sub-message, even if its name is unknown.
 void ApplyDataRateAttribute(const NameValuePair& attribute, Rate* rate) {
   const DataRateRow* row = FindRow(kDataRateAttributes, attribute.name);
   if (row != nullptr) row->apply(attribute.value, rate);

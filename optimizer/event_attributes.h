@@ -8,12 +8,12 @@
 #include "optimizer/station_id_generator.h"
 #include "proto/event.pb.h"
 
-// The attributes of hostapd's events, "name:value", turned into the fields of records.
+// Converts the "name:value" attributes of hostapd's events into fields of records.
 //
-// An attribute of an unknown name is ignored, and a word that an enumeration does not know gives
-// its unknown value. A number is read by std::stoi or std::stoll, by the width of its field, and
-// what they throw is not caught: a hostapd that sends something else does not fit this daemon. A
-// negative number wraps around in an unsigned field.
+// An attribute with an unknown name is ignored. An unknown word sets an enumeration to its unknown
+// value. Numbers are read like std::stoi or std::stoll, by the width of the field. Their exceptions
+// are not caught, so a number that can't be read ends the process: such a hostapd does not match
+// this daemon. Negative numbers wrap around in unsigned fields.
 
 namespace orvane::ap {
 
@@ -22,14 +22,14 @@ struct NameValuePair {
   std::string_view value;
 };
 
-// Splits at the first colon; nothing, and a log line, when there is none.
+// Splits at the first colon. Logs a line and returns nothing if there is none.
 std::optional<NameValuePair> ParseNameValuePair(std::string_view text);
 
-// A value of "client_mac" that is no address, or can't be given an identifier, changes nothing.
+// A "client_mac" that is no address changes nothing, nor does any while there is no salt.
 void ApplyEventAttribute(const NameValuePair& attribute, StationIdGenerator* station_ids,
                          access_infrastructure::proto::ClientEventInfo* info);
 
-// In order: of two attributes for the same field the later one counts.
+// Applies attributes in order: of two for the same field the later wins.
 void ApplyEventAttributes(HostapdAttributes attributes, StationIdGenerator* station_ids,
                           access_infrastructure::proto::ClientEventInfo* info);
 void ApplyProbeAttributes(HostapdAttributes attributes,

@@ -30,7 +30,7 @@ struct EventTypeRow {
   ClientEventInfo::ClientEventType type;
 };
 
-// The frames of a handshake count alike in both directions.
+// A request and its response have the same type.
 constexpr auto kEventTypes = std::to_array<EventTypeRow>({
     {HostapdEventType::kStationAuth, ClientEventInfo::AUTHENTICATE},
     {HostapdEventType::kStationAuthResponse, ClientEventInfo::AUTHENTICATE},
@@ -52,7 +52,7 @@ constexpr auto kInterfaces = std::to_array<InterfaceRow>({
     {kGuest5000MhzInterface, WifiInterface::GUEST_5000MHZ},
 });
 
-// Nothing for a kind that is no event of a connection.
+// Returns nothing for a kind that is not a connection event.
 std::optional<ClientEventInfo::ClientEventType> EventTypeOf(HostapdEventType kind) {
   const auto* const row = std::ranges::find(kEventTypes, kind, &EventTypeRow::kind);
   if (row == kEventTypes.end()) return std::nullopt;
@@ -69,7 +69,7 @@ std::uint64_t MillisecondsSinceEpoch(platform::WallTime time) {
   return static_cast<std::uint64_t>(span.count());
 }
 
-// Unlike DebugString(), the same in every process and every release.
+// Unlike DebugString(), the same in every process and release of protobuf.
 std::string TextOf(const google::protobuf::Message& message) {
   std::string text;
   google::protobuf::TextFormat::PrintToString(message, &text);

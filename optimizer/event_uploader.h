@@ -21,12 +21,12 @@
 
 namespace orvane::ap {
 
-// Collects the events of stations, one batch for each access-point interface, and hands the batches
-// to the metrics recorder one upload period after the first event. A batch that the recorder does
-// not take is lost.
+// Collects station events, one batch per access-point interface, and hands the batches to the
+// metrics recorder one upload period after the first event. A batch that the recorder does not
+// accept is lost.
 //
-// Switched off, the service takes no more events; those that it has are uploaded all the same. When
-// it is destroyed they are lost.
+// While the service is off it collects no events, but still uploads those it has. Destroying it
+// drops them.
 class EventUploader : public Service {
  public:
   static constexpr char kServiceName[] = "connectionEvents";
@@ -35,12 +35,12 @@ class EventUploader : public Service {
   EventUploader(platform::Loop& loop, org::velmora::ap::Quillary::ManagerProxyInterface* recorder,
                 StationIdGenerator station_ids = StationIdGenerator());
 
-  // Listens to `event_source`. The uploader may be destroyed before it.
+  // Registers with `event_source`. The uploader may be destroyed before it.
   void Initialize(platform::TimeSpan upload_period, HostapdInterface* event_source);
 
-  // "connectionEventsUpload" and "connectionEventsProbeReqUpload" say what is collected, events of
-  // connections (at first they are) and probe requests (at first they aren't): a decimal number, 0
-  // for no. Throws what std::stoi throws for a value that is none.
+  // "connectionEventsUpload" (initially on) switches the collection of connection events,
+  // "connectionEventsProbeReqUpload" (initially off) that of probe requests. The value is a decimal
+  // number, 0 for off. Throws like std::stoi for a value that is no number.
   void OnFlagChanged(std::string key, std::string value) override;
   void OnStart() override;
   void OnStop() override;
@@ -53,14 +53,13 @@ class EventUploader : public Service {
   using Event = access_infrastructure::proto::Event;
   using ClientEventType = access_infrastructure::proto::ClientEventInfo::ClientEventType;
 
-  // What has been collected. It lies in memory of its own, which is taken and given back in large
-  // pieces: a batch is thousands of small objects that all go at once.
+  // A batch is thousands of small objects that are all destroyed at once, so it has its own arena.
   struct Batch {
     google::protobuf::Arena arena;
     Event* event = google::protobuf::Arena::CreateMessage<Event>(&arena);
   };
 
-  // The batch of the interface, begun if there is none.
+  // Returns the batch of the interface. Creates it if there is none.
   Event* GetEventForInterface(std::string_view interface_name);
 
   void AddClientEvent(ClientEventType type, std::string_view mac, HostapdAttributes attributes,
@@ -71,7 +70,7 @@ class EventUploader : public Service {
   void RecordEvent(const std::string& type_url, const Event& event);
 
   platform::Loop& loop_;
-  // By interface name. An entry stays once it is made; it is null between batches.
+  // By interface name. Entries are never removed; an entry is null between batches.
   std::map<std::string, std::unique_ptr<Batch>, std::less<>> pending_events_;
   StationIdGenerator station_ids_;
   org::velmora::ap::Quillary::ManagerProxyInterface* recorder_;

@@ -14,7 +14,7 @@
 namespace orvane::ap {
 namespace {
 
-// That of a name alone is the current one.
+// A bare file name is in the current directory.
 platform::FilePath DirectoryOf(const platform::FilePath& file) {
   return file.has_parent_path() ? file.parent_path() : ".";
 }
@@ -26,7 +26,7 @@ FileChangeMonitor::FileChangeMonitor(platform::Loop& loop, platform::FilePath fi
     : file_(std::move(file)),
       callback_(std::move(callback)),
       inotify_fd_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-  // Only zero counts as a failure, so that a directory that doesn't exist (-1) is none.
+  // Only zero is a failure: a directory that does not exist (-1) must not end the daemon.
   CHECK_TEXT(inotify_add_watch(inotify_fd_.get(), DirectoryOf(file_).c_str(), IN_CREATE) != 0,
              "inotify_add_watch(inotify_fd_.GetPlatformFile(), file_.DirName().value().c_str(), "
              "IN_CREATE)");
@@ -38,7 +38,8 @@ FileChangeMonitor::FileChangeMonitor(platform::Loop& loop, platform::FilePath fi
              "&watcher_, this)");
 }
 
-// Fails while the file doesn't exist, which does no harm: its creation is noticed in the directory.
+// Fails while the file does not exist. That is harmless: the directory's watch reports its
+// creation.
 void FileChangeMonitor::WatchFile() {
   inotify_add_watch(inotify_fd_.get(), file_.c_str(), IN_MODIFY);
 }

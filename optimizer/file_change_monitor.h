@@ -12,9 +12,9 @@
 
 namespace orvane::ap {
 
-// Runs a callback, on the loop, when a file is created in its directory, is modified or is deleted.
-// The file need not exist. The directory must: where it doesn't, or once it is gone, the callback
-// never runs. The callback may destroy the monitor. The loop must outlive it.
+// Runs a callback on the loop when a file is created, modified or deleted. The file need not exist,
+// but its directory must: if the directory does not exist or is removed, the callback never runs
+// again. The callback may destroy the monitor. The loop must outlive the monitor.
 class FileChangeMonitor : public platform::FdWatcher {
  public:
   FileChangeMonitor(platform::Loop& loop, platform::FilePath file, std::function<void()> callback);
@@ -25,15 +25,15 @@ class FileChangeMonitor : public platform::FdWatcher {
   void OnWriteReady(int fd) override;
 
  private:
-  // Walks whole inotify records. Whether one of them is about the file.
+  // Reads whole inotify records. Returns whether one of them concerns the file.
   bool HandleRecords(std::span<const char> records);
-  // `mask` and `name` of one record.
+  // `mask` and `name` belong to one record.
   bool HandleRecord(std::uint32_t mask, std::string_view name);
   void WatchFile();
 
   platform::FilePath file_;
   std::function<void()> callback_;
-  // Declared first: the watch must end before the descriptor is closed.
+  // Declared before the watch: the watch must end before the descriptor is closed.
   platform::ScopedFd inotify_fd_;
   std::unique_ptr<platform::FdWatch> watcher_;
 };

@@ -9,9 +9,9 @@
 
 namespace orvane::ap {
 
-// The path to one node of the mesh as the kernel describes it: a view of the message, which must
-// outlive it. It is fatal for the message to lack the path information, and to ask for an address
-// or an interface index that is not there. Any other value that is absent is 0.
+// A view of one reply about a mesh path. The message must outlive the view. A message without path
+// information is fatal, and so is reading an address or an interface index that is missing. Any
+// other missing value is 0.
 class Nl80211MeshPath {
  public:
   explicit Nl80211MeshPath(const platform::GenericNetlinkMessage& message);
@@ -22,9 +22,9 @@ class Nl80211MeshPath {
   MacAddress GetDestination() const;
   MacAddress GetNextHop() const;
 
-  // Frames waiting for the path.
+  // Number of frames that wait for the path.
   std::uint32_t GetFrameQueueLength() const;
-  // The cost of the path; less is better.
+  // Cost of the path; lower is better.
   std::uint32_t GetMetric() const;
 
   bool IsActive() const;

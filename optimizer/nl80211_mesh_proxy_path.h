@@ -7,9 +7,9 @@
 
 namespace orvane::ap {
 
-// The path to a station beyond the mesh, through the node that stands in for it, as the kernel
-// describes it: a view of the message, which must outlive it. It is fatal for the message to lack
-// the path information, and to ask for an address that is not there.
+// A view of one reply about a proxy path: a station outside the mesh that a mesh node proxies. The
+// message must outlive the view. A message without path information is fatal, and so is reading an
+// address that is missing.
 class Nl80211MeshProxyPath {
  public:
   explicit Nl80211MeshProxyPath(const platform::GenericNetlinkMessage& message);

@@ -32,11 +32,11 @@ OptimizerDaemon::OptimizerDaemon(const OptimizerFlags& flags)
       client_steering_lqm_hysteresis_(flags.client_steering_lqm_hysteresis),
       is_root_(flags.is_root) {}
 
-// Services go in the order in which they came, not in the one that a container happens to have.
+// Destroys the services in list order; the order in which a container does so is not defined.
 OptimizerDaemon::~OptimizerDaemon() {
   weak_ptr_factory_.InvalidateWeakPtrs();
   while (!services_.empty()) services_.pop_front();
-  // It outlives the loop that it reads on.
+  // It outlives the loop.
   if (netlink_manager_ != nullptr) netlink_manager_->Stop();
 }
 
@@ -52,8 +52,8 @@ int OptimizerDaemon::OnInit() {
   return 0;
 }
 
-// A family that is unknown is no reason not to start: there is hostapd to listen to, and steering
-// reports its own failures.
+// Without the nl80211 family the daemon still starts: events need only hostapd, and steering logs
+// its own failures.
 void OptimizerDaemon::StartNetlink() {
   netlink_manager_ = platform::NetlinkManager::GetInstance();
   CHECK(netlink_manager_) << "Unable to create NetlinkManager";
@@ -63,7 +63,7 @@ void OptimizerDaemon::StartNetlink() {
 }
 
 void OptimizerDaemon::CreateClientSteer() {
-  // Of the metrics the low 8 bits count; a larger number is no error.
+  // Metrics are truncated to 8 bits; a larger number is no error.
   const ClientSteerSettings settings = {
       .steer_interval = platform::SecondsToTimeSpan(client_steering_interval_),
       .poll_interval = platform::SecondsToTimeSpan(client_steering_poll_interval_),
@@ -97,7 +97,7 @@ void OptimizerDaemon::FollowFlags() {
 void OptimizerDaemon::OnFlagsPropertyChanged(org::velmora::ap::FlagsProxyInterface* proxy,
                                              const std::string& property_name) {
   if (property_name != "Flags") return;
-  // A copy, since what a service does with a flag may lead to another reading.
+  // A copy: a service may cause another reading while it handles a flag.
   const FlagMap flags = proxy->flags();  // NOLINT(performance-unnecessary-copy-initialization)
   ApplyFlags(flags, services_);
 }

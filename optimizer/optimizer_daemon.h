@@ -16,8 +16,8 @@
 
 namespace orvane::ap {
 
-// Makes and owns everything that lives as long as the daemon, in a fixed order, and hands the flags
-// of the flags service to the services.
+// Creates and owns all long-lived objects, in a fixed order, and passes the flags service's map to
+// the services.
 class OptimizerDaemon : public platform::bus::BusServiceDaemon {
  public:
   static constexpr char kServiceName[] = "org.velmora.ap.Wavelark";
@@ -27,7 +27,7 @@ class OptimizerDaemon : public platform::bus::BusServiceDaemon {
   ~OptimizerDaemon() override;
 
  protected:
-  // The exit code: 0 to go on and run the loop.
+  // Returns 0 if the loop is to run, otherwise the exit code.
   int OnInit() override;
 
  private:
@@ -39,7 +39,7 @@ class OptimizerDaemon : public platform::bus::BusServiceDaemon {
                               const std::string& property_name);
 
   HostapdInterface hostapd_interface_;
-  // The process-wide one; null before OnInit.
+  // The process-wide instance; null before OnInit.
   platform::NetlinkManager* netlink_manager_ = nullptr;
   std::unique_ptr<org::velmora::ap::Quillary::ManagerProxy> recorder_proxy_;
   std::unique_ptr<org::velmora::ap::FlagsProxy> flags_proxy_;

@@ -3,7 +3,7 @@
 
 namespace orvane::ap {
 
-// The whole program: command line, log, daemon. Returns the exit code.
+// Runs the whole program. Returns the exit code.
 int RunOptimizer(int argc, char** argv);
 
 }  // namespace orvane::ap

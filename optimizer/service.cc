@@ -29,7 +29,7 @@ void ApplyFlags(const FlagMap& flags, const ServiceList& services) {
   for (const auto& [key, value] : flags) {
     for (const std::unique_ptr<Service>& service : services) {
       const std::string name = service->name();
-      // Anywhere in the key, not just at its start: a key may address several services.
+      // Anywhere in the key, not only at its start: one key may address several services.
       if (key.find(name) == std::string::npos) continue;
       if (key == name) {
         Switch(*service, value);

@@ -9,8 +9,8 @@
 
 namespace orvane::ap {
 
-// A feature of the daemon that is switched on and off, and tuned, at run time by the flags service.
-// Its name is the key of its on/off flag and stands in the keys of its parameters.
+// A feature of the daemon. The flags service switches it on and off and sets its parameters at run
+// time. Its name is the key of its on/off flag; the keys of its parameters contain the name.
 class Service {
  public:
   explicit Service(std::string name) : name_(std::move(name)) {}
@@ -18,15 +18,15 @@ class Service {
   Service& operator=(const Service&) = delete;
   virtual ~Service() = default;
 
-  // A flag whose key contains the service's name, other than the on/off flag itself. Called with
-  // every such flag each time the map is read, changed or not.
-  // NOLINTNEXTLINE(performance-unnecessary-value-param): the strings are the handler's to keep.
+  // Called for each flag whose key contains the service's name, except the on/off flag, each time
+  // the map is read, whether the flag changed or not.
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): the handler may keep the strings.
   virtual void OnFlagChanged(std::string /*key*/, std::string /*value*/) {}
 
   virtual void OnStart() = 0;
   virtual void OnStop() = 0;
 
-  // Switch the service on and off; nothing happens when it is so already.
+  // Switch the service on and off. No effect if it already is.
   void Enable();
   void Disable();
 
@@ -39,12 +39,12 @@ class Service {
 
 using ServiceList = std::list<std::unique_ptr<Service>>;
 
-// The flags service's map; in ascending order of keys, so that the switch "clientSteering" comes
-// before the parameters "clientSteering...".
+// The flags service's map, in ascending order of keys: the switch "clientSteering" comes before the
+// parameters "clientSteering...".
 using FlagMap = std::map<std::string, std::string>;
 
-// Hands each flag to every service whose name its key contains, in key order and, for each key, in
-// list order. Nothing is remembered from one call to the next.
+// Passes each flag, in key order, to every service whose name the key contains, in list order.
+// Keeps nothing between calls.
 void ApplyFlags(const FlagMap& flags, const ServiceList& services);
 
 }  // namespace orvane::ap

@@ -11,21 +11,22 @@
 
 namespace orvane::ap {
 
-// Names a station in a record without giving away its hardware address: by the SHA-256 of the
-// device's secret salt and the address. The receiver relates the records of a station to each other
-// by this name, for as long as the salt file stays as it is.
+// Makes station identifiers that do not reveal hardware addresses: the SHA-256 of the device's
+// secret salt followed by the address. A station keeps its identifier as long as the salt file
+// stays the same.
 class StationIdGenerator {
  public:
   static constexpr char kSaltFile[] = "/var/lib/ap/monitor/station_id_salt";
 
-  // Reads the salt. While there is none, every GenerateId tries again; once there is one it stays.
+  // Reads the salt. Every GenerateId tries again until the salt is not empty; then it never
+  // changes.
   explicit StationIdGenerator(platform::FilePath salt_file = kSaltFile);
 
-  // Sets `id` to 64 upper-case hexadecimal digits. False, with `id` as it was, while the salt file
-  // can't be read. An empty salt file is a salt of no bytes. `mac` must not be empty.
+  // Sets `id` to 64 upper-case hexadecimal digits. Returns false and leaves `id` alone if the salt
+  // file can't be read. An empty file is an empty salt. `mac` must not be empty.
   bool GenerateId(const MacAddress& mac, std::string* id);
 
-  // The same for an address as text. False, with `id` as it was, for a text that is no address.
+  // The same for an address as text. Also returns false for a text that is no address.
   bool GenerateIdFromText(std::string_view mac, std::string* id);
 
  private:
@@ -33,7 +34,7 @@ class StationIdGenerator {
 
   platform::FilePath salt_file_;
   std::string salt_;
-  // After the salt, before the address.
+  // The state of the hash after the salt.
   sha256_ctx salted_hash_;
 };
 

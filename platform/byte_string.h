@@ -13,13 +13,13 @@
 
 namespace orvane::platform {
 
-// A growable array of bytes. Up to 15 of them (a hardware address, say) lie in the object itself.
+// A growable array of bytes. Up to 15 bytes, for example a hardware address, need no allocation.
 class ByteString {
  public:
   ByteString() = default;
   explicit ByteString(std::span<const std::uint8_t> bytes) : bytes_(bytes.begin(), bytes.end()) {}
 
-  // Empty when the text is not hexadecimal (see HexDecode).
+  // Returns an empty string if the text is not hexadecimal (see HexDecode).
   static ByteString CreateFromHexString(std::string_view text) {
     ByteString result;
     result.bytes_ = HexDecode(text).value_or(std::string());
@@ -33,12 +33,12 @@ class ByteString {
   }
   std::span<const std::uint8_t> AsSpan() const { return {GetConstData(), GetLength()}; }
 
-  // Lower-case, no separators.
+  // Lower case, without separators.
   std::string HexEncode() const { return platform::HexEncode(AsSpan(), HexCase::kLower); }
   bool BeginsWith(const ByteString& prefix) const { return bytes_.starts_with(prefix.bytes_); }
   void Clear() { bytes_.clear(); }
 
-  // Byte-wise, each byte as an unsigned number; a prefix comes first.
+  // Compares bytes as unsigned numbers; a prefix is less than the whole.
   friend auto operator<=>(const ByteString&, const ByteString&) = default;
 
  private:

@@ -7,12 +7,11 @@
 
 namespace orvane::platform {
 
-// Domain of errors that come from the bus; their code is the D-Bus error name.
+// Domain of errors of the bus. Their code is the D-Bus error name.
 inline constexpr char kDBusErrorDomain[] = "dbus";
 
-// What went wrong, for a caller that wants to know: a domain (whose code it is), a code within the
-// domain, and a text for people. An error added on top of another keeps that one as its inner
-// error.
+// An error that is returned to a caller: a domain, a code within that domain, and a message for
+// people. An error may wrap an earlier one as its inner error.
 class Error {
  public:
   Error(std::string domain, std::string code, std::string message, std::unique_ptr<Error> inner)
@@ -21,8 +20,8 @@ class Error {
         message_(std::move(message)),
         inner_(std::move(inner)) {}
 
-  // Puts a new error into `*holder`, on top of the one that it holds. A null holder is a caller
-  // that does not want to know.
+  // Puts a new error into `*holder` and makes the one already there its inner error. Does nothing
+  // for a null holder.
   static void AddTo(std::unique_ptr<Error>* holder, std::string domain, std::string code,
                     std::string message) {
     if (holder == nullptr) return;

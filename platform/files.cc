@@ -26,7 +26,7 @@ std::optional<std::string> ReadFileToString(const FilePath& path) {
   }
 }
 
-// The lowest free number is what the kernel gives.
+// The kernel returns the lowest free number.
 void FillStandardDescriptors() {
   int fd = -1;
   do {

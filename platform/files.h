@@ -30,17 +30,17 @@ class ScopedFd {
   int fd_ = -1;
 };
 
-// Every byte of a file; nothing when it can't be opened or read to its end (errno says why).
+// Reads a whole file. Returns nothing, with errno set, if it can't be opened or read to its end.
 std::optional<std::string> ReadFileToString(const FilePath& path);
 
-// Whether something that can be reached has this name; links are followed.
+// Whether the path names something reachable. Links are followed.
 bool PathExists(const FilePath& path);
 
-// Opens /dev/null in the place of each standard descriptor (0, 1, 2) that is closed. What is opened
-// first would get its number otherwise, and with it what is written to standard error.
+// Opens /dev/null for each closed standard descriptor (0, 1, 2). Otherwise the next file or socket
+// that is opened would get such a number, and the log would be written into it.
 void FillStandardDescriptors();
 
-// Repeats a system call that a signal interrupted.
+// Repeats a system call while a signal interrupts it.
 template <typename Call>
 auto RetryOnEintr(Call call) {
   decltype(call()) result;

@@ -11,11 +11,11 @@ namespace orvane::platform {
 
 enum class HexCase : std::uint8_t { kLower, kUpper };
 
-// Two digits a byte, in byte order, no separators.
+// Two digits per byte, in byte order, without separators.
 std::string HexEncode(std::span<const std::uint8_t> bytes, HexCase letters);
 
-// The bytes of a text that is nothing but pairs of hexadecimal digits, in either case; nothing for
-// any other text. The empty text gives no bytes, and that is a success.
+// Decodes pairs of hexadecimal digits of either case. Returns nothing for any other text, and an
+// empty string for the empty text.
 std::optional<std::string> HexDecode(std::string_view text);
 
 }  // namespace orvane::platform

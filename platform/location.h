@@ -3,8 +3,8 @@
 
 namespace orvane::platform {
 
-// Where in the source something was asked for. As a default argument, `Location::Current()` names
-// the caller. (std::source_location does the same, but not with every compiler we build with.)
+// A place in the source. As a default argument, `Location::Current()` is the place of the caller.
+// (std::source_location does the same, but Clang 14 does not have it.)
 struct Location {
   const char* function = "";
   const char* file = "";

@@ -18,35 +18,36 @@
 //   CHECK(!started_) << "message";                // FATAL "Check failed: !started_ message"
 //   CHECK_TEXT(ok, "a fixed text");          // as CHECK, the condition's text given apart
 //
-// What is streamed is written as fmt writes it; integers of every width are decimal numbers. A line
-// that is off costs one comparison and evaluates nothing to the right of its macro.
+// Values are formatted by fmt; integers of every width are decimal numbers. A verbose line that is
+// off costs one comparison and does not evaluate its arguments.
 
 namespace orvane::platform {
 
-// By consequence. kVerbose: only for somebody who asked. kInfo: a state that changed. kWarning:
-// something did not work and will be tried again or is lost. kError: a system call or a peer
-// failed. kFatal: the process ends.
+// Levels are defined by consequence. kVerbose: details, off by default. kInfo: a state changed.
+// kWarning: something failed and is retried or lost. kError: a system call or a peer failed.
+// kFatal: the process ends.
 enum class Severity : std::uint8_t { kVerbose, kInfo, kWarning, kError, kFatal };
 
-// Options of InitLog, to be or-ed together.
+// Options of InitLog, combined by |.
 inline constexpr unsigned kLogToSystemLog = 1;
 inline constexpr unsigned kLogToStderr = 2;
 inline constexpr unsigned kLogHeader = 4;  // time, severity, file and line before each message
 
-// Sets where log lines go; until then, to standard error, with a header. To the journal each begins
-// with its priority (sd-daemon(3)). Also makes an exception that nobody catches a FATAL line with
-// its text. `name` is the program's in the system log, whose absence is no error.
+// Sets where log lines go. Before the first call they go to standard error with a header. If
+// standard error is the journal, each line begins with its priority (sd-daemon(3)). `name` is the
+// program's name in the system log; a missing system log is no error. From now on an uncaught
+// exception logs its text at FATAL.
 void InitLog(unsigned options, const std::string& name);
 
-// Verbose lines up to this level are written. The start value is 0: none.
+// Enables verbose lines up to this level. The default is 0: none.
 void SetVerboseLevel(int level);
 
 namespace internal {
 class LogMessage;
 }
 
-// Takes every line that is logged while it is alive, beside the usual places. For tests. The one
-// that was made last is to be destroyed first.
+// Also receives every line that is logged while it lives. For tests. Listeners must be destroyed in
+// reverse order of creation.
 class LogListener {
  public:
   using Callback = std::function<void(Severity severity, std::string_view message)>;
@@ -69,7 +70,7 @@ inline int verbose_level = 0;
 
 inline bool VerboseIsOn(int level) { return level <= verbose_level; }
 
-// One log line, written when it is destroyed. A kFatal one then ends the process by SIGABRT.
+// One log line, written by the destructor. A kFatal line then ends the process by SIGABRT.
 class LogMessage {
  public:
   LogMessage(Severity severity, const char* file, int line);
@@ -83,8 +84,8 @@ class LogMessage {
   }
   LogMessage& operator<<(const char* text) { return *this << std::string_view(text); }
   LogMessage& operator<<(const std::string& text) { return *this << std::string_view(text); }
-  // By the function that the library has ready. Formatting right into the buffer would be a
-  // template of its own, 80 kB of it.
+  // vformat is compiled into the library. Formatting directly into the buffer would instantiate
+  // 80 kB of templates in the program.
   template <typename T>
   LogMessage& operator<<(const T& value) {
     return *this << fmt::vformat("{}", fmt::make_format_args(value));
@@ -97,7 +98,7 @@ class LogMessage {
   fmt::memory_buffer text_;
 };
 
-// A log line that ends with the system error that was current when it was begun.
+// A log line that ends with the text of errno at the time of its construction.
 class ErrnoLogMessage {
  public:
   ErrnoLogMessage(Severity severity, const char* file, int line);
@@ -110,8 +111,7 @@ class ErrnoLogMessage {
   LogMessage message_;
 };
 
-// A kFatal line that begins with a failed check. The separator before the caller's message is
-// written only where there is one.
+// A kFatal line that begins with the failed condition, followed by the caller's message, if any.
 class CheckFailure {
  public:
   CheckFailure(const char* condition, const char* file, int line);
@@ -128,7 +128,7 @@ class CheckFailure {
   LogMessage message_;
 };
 
-// Makes both branches of the macros' conditional expression void.
+// Gives both branches of the macros' conditional expression the type void.
 struct Voidify {
   void operator&(const LogMessage&) const {}
   void operator&(const CheckFailure&) const {}

@@ -14,7 +14,7 @@
 
 namespace orvane::platform {
 
-// Told when a descriptor that it watches is ready.
+// Called when a watched descriptor is ready.
 class FdWatcher {
  public:
   virtual ~FdWatcher() = default;
@@ -22,20 +22,20 @@ class FdWatcher {
   virtual void OnWriteReady(int fd) = 0;
 };
 
-// Keeps a watch on a descriptor; destroying it ends the watch, also from inside the watcher.
+// A watch on a descriptor. Destroying it ends the watch, also from inside the watcher.
 class FdWatch {
  public:
   virtual ~FdWatch() = default;
 };
 
-// The message loop of a thread: tasks, timers and descriptors, all run one after the other on the
-// thread that runs the loop. Everything here is to be called on that thread.
+// The message loop of a thread. It runs tasks, timers and descriptor watchers one after the other
+// on its thread. All functions must be called on that thread.
 //
-// Order: a turn first runs the tasks that were posted before it, in order of posting, then the
-// timers that are due, in order of their deadlines and, where those are equal, of arming. What a
-// task of the turn posts or arms, however soon it is due, waits for the next turn; between turns
-// descriptors are served. So neither a chain of tasks nor a timer that re-arms itself with no delay
-// keeps descriptors from being served.
+// Order: a turn runs the tasks that were posted before it, in order of posting. Then it runs the
+// timers that are due, in order of deadline; equal deadlines run in order of arming. Tasks and
+// timers that are added during a turn wait for the next turn, even with no delay. Descriptors are
+// served between turns, so neither a chain of tasks nor a timer that re-arms itself can starve
+// them.
 //
 // A task must not throw: an exception that leaves it ends the process.
 class Loop {
@@ -52,24 +52,25 @@ class Loop {
   // Runs `task` in the next turn.
   void PostTask(Task task, Location from = Location::Current());
 
-  // Runs `task` once `delay` has passed. No delay, or a negative one, is due in the next turn.
+  // Runs `task` after `delay`. A delay of zero or less is due in the next turn.
   void PostDelayedTask(Task task, TimeSpan delay, Location from = Location::Current());
 
-  // The clock of the calendar.
+  // The wall clock.
   virtual WallTime Now() const = 0;
 
-  // Calls `watcher` whenever `fd` is readable or in error, until the watch is destroyed. Null when
-  // the descriptor can't be watched. `fd` and `watcher` must outlive the watch.
+  // Calls `watcher` whenever `fd` is readable or in error, until the watch is destroyed. Returns
+  // null if the descriptor can't be watched. `fd` and `watcher` must outlive the watch.
   [[nodiscard]] virtual std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) = 0;
 
  protected:
-  // The moment to wait for: nothing when there is nothing to do, a past one when a turn is due.
+  // When the next turn is due. Nothing if there is no task and no timer; in the past if a turn is
+  // due.
   std::optional<MonotonicTime> NextDeadline() const;
 
-  // One turn. Whether there was something to run.
+  // Runs one turn. Returns whether a task or timer ran.
   bool RunTurn() noexcept;
 
-  // The first deadline may have come closer.
+  // Called when the first deadline may have become earlier.
   virtual void OnDeadlineChanged() = 0;
 
   virtual MonotonicTime MonotonicNow() const = 0;
@@ -79,7 +80,7 @@ class Loop {
 
   struct PendingTask {
     Task task;
-    Location from;  // for somebody with a debugger
+    Location from;  // for debugging
   };
 
   TimerKey ArmTimer(Task task, TimeSpan delay, Location from);

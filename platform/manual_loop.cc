@@ -33,8 +33,8 @@ std::unique_ptr<FdWatch> ManualLoop::WatchReadable(int fd, FdWatcher* watcher) {
   return std::make_unique<Watch>(*this, fd, watcher);
 }
 
-// As epoll, and so the loop of a real process, has it: files and directories are always ready, and
-// nothing is watched twice.
+// Refuses what epoll, and so SdEventLoop, refuses: files, directories, and a second watch on a
+// descriptor.
 bool ManualLoop::CanBeWatched(int fd) const {
   struct stat status;
   if (fstat(fd, &status) != 0 || S_ISREG(status.st_mode) || S_ISDIR(status.st_mode)) return false;
@@ -55,7 +55,7 @@ bool ManualLoop::ServeDescriptors() {
   for (std::size_t i = 0; i < numbers.size(); ++i) {
     if (descriptors[i].revents == 0) continue;
     const auto entry = watches_.find(numbers[i]);
-    // An earlier watcher of this round may have ended this watch.
+    // An earlier watcher of this round may have destroyed this watch.
     if (entry == watches_.end()) continue;
     entry->second->Notify();
     has_run = true;

@@ -9,26 +9,26 @@
 
 namespace orvane::platform {
 
-// A loop whose time stands still until it is told to pass, so that days go by in milliseconds and
-// every run is the same. Descriptors are real ones: they are looked at between turns.
+// A loop with virtual time, which passes only by Advance. Simulated days take milliseconds, and
+// every run is the same. Descriptors are real and are polled between turns.
 class ManualLoop : public Loop {
  public:
-  // The wall clock starts at a fixed moment, a whole second: 2001-09-09 01:46:40 UTC.
+  // The wall clock starts at 2001-09-09 01:46:40 UTC.
   ManualLoop() = default;
 
   WallTime Now() const override { return wall_now_; }
   [[nodiscard]] std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) override;
 
-  // Lets time pass, both clocks alike. Runs what becomes due on the way, each task at its own time.
+  // Advances both clocks. Runs what becomes due, each task at its own time.
   void AdvanceBy(TimeSpan span);
 
-  // Runs turns and serves descriptors until nothing is left to do now.
+  // Runs turns and serves descriptors until nothing more is due now.
   void RunUntilIdle() { AdvanceBy(TimeSpan::zero()); }
 
-  // One turn, and one look at the descriptors. Whether there was anything to do.
+  // Runs one turn and polls the descriptors once. Returns whether anything ran.
   bool RunOnce();
 
-  // Somebody sets the clock. Deadlines are not moved by it.
+  // Sets the wall clock. Deadlines do not move.
   void SetWallTime(WallTime now) { wall_now_ = now; }
 
  protected:
@@ -43,7 +43,7 @@ class ManualLoop : public Loop {
 
   WallTime wall_now_{std::chrono::seconds(1'000'000'000)};
   MonotonicTime monotonic_now_{};
-  // By their numbers in order of creation, which are never used again.
+  // By number, in order of creation. Numbers are not reused.
   std::map<std::uint64_t, Watch*> watches_;
   std::uint64_t next_watch_number_ = 0;
 };

@@ -8,9 +8,9 @@
 
 namespace orvane::platform {
 
-// A timer that fires once for each start. It is idle again, and has let go of its task, before the
-// task runs: the task may start it anew or destroy it. Destroying an armed timer stops it. The loop
-// must outlive the timer.
+// A timer that fires once per start. Before the task runs, the timer is idle and no longer holds
+// the task, so the task may restart or destroy the timer. Destroying an armed timer stops it. The
+// loop must outlive the timer.
 class OneShotTimer {
  public:
   explicit OneShotTimer(Loop& loop) : loop_(loop) {}
@@ -18,7 +18,7 @@ class OneShotTimer {
   OneShotTimer& operator=(const OneShotTimer&) = delete;
   ~OneShotTimer() { Stop(); }
 
-  // Starts the timer, or starts it over.
+  // Starts or restarts the timer.
   void Start(TimeSpan delay, Loop::Task task, Location from = Location::Current()) {
     Stop();
     armed_ = loop_.ArmTimer(

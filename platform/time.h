@@ -7,22 +7,21 @@
 
 namespace orvane::platform {
 
-// A length of time: a signed 64-bit count of microseconds.
+// A duration in microseconds, signed, 64 bits.
 using TimeSpan = std::chrono::duration<std::int64_t, std::micro>;
 
-// A moment as the calendar has it; it jumps when somebody sets the clock. The epoch is 1970.
+// A point of the wall clock, since 1970. It jumps when the clock is set.
 using WallTime = std::chrono::time_point<std::chrono::system_clock, TimeSpan>;
 
-// A moment of the clock that never jumps, by which tasks and timers become due.
+// A point of the monotonic clock, which tasks and timers use.
 using MonotonicTime = std::chrono::time_point<std::chrono::steady_clock, TimeSpan>;
 
-// The time span of a flag given in seconds. Every 32-bit value has one, negative ones too.
+// Converts a flag in seconds. Any 32-bit value is valid, negative ones too.
 constexpr TimeSpan SecondsToTimeSpan(std::int32_t seconds) {
   return TimeSpan(std::int64_t{seconds} * 1'000'000);
 }
 
-// For people: hours, minutes and seconds, without those that are 0, such as "2m30s", "1.5s", "-1h"
-// and "0s".
+// Hours, minutes and seconds, without those that are 0: "2m30s", "1.5s", "-1h", "0s".
 std::string FormatTimeSpan(TimeSpan span);
 
 }  // namespace orvane::platform
