@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "fuzz/fuzz_target.h"
-#include "optimizer/command_line.h"
+#include "optimizer/optimizer_flags.h"
 #include "platform/logging.h"
 
 namespace orvane {

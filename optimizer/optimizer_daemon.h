@@ -7,7 +7,7 @@
 
 #include "dbus_proxies/flags_proxy.h"
 #include "dbus_proxies/manager_proxy.h"
-#include "optimizer/command_line.h"
+#include "optimizer/optimizer_flags.h"
 #include "optimizer/hostapd_interface.h"
 #include "optimizer/service.h"
 #include "platform/bus/bus_service_daemon.h"

@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "optimizer/command_line.h"
 #include "optimizer/optimizer_daemon.h"
+#include "optimizer/optimizer_flags.h"
 #include "platform/bus/bus_service_daemon.h"
 #include "platform/files.h"
 #include "platform/logging.h"

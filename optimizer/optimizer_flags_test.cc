@@ -1,4 +1,4 @@
-#include "optimizer/command_line.h"
+#include "optimizer/optimizer_flags.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,9 +18,9 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-class CommandLineTest : public ::testing::Test {
+class OptimizerFlagsTest : public ::testing::Test {
  protected:
-  ~CommandLineTest() override { platform::SetVerboseLevel(0); }
+  ~OptimizerFlagsTest() override { platform::SetVerboseLevel(0); }
 
   std::optional<int> Parse(std::initializer_list<const char*> arguments) {
     flags_ = OptimizerFlags();
@@ -48,7 +48,7 @@ class CommandLineTest : public ::testing::Test {
   std::string error_;
 };
 
-TEST_F(CommandLineTest, DefaultsHoldWithoutArguments) {
+TEST_F(OptimizerFlagsTest, DefaultsHoldWithoutArguments) {
   EXPECT_EQ(Parse({}), std::nullopt);
   EXPECT_TRUE(flags_.enable_connection_event_stats);
   EXPECT_EQ(flags_.connection_event_upload_period, 300);
@@ -61,13 +61,13 @@ TEST_F(CommandLineTest, DefaultsHoldWithoutArguments) {
   EXPECT_TRUE(flags_.is_root);
 }
 
-TEST_F(CommandLineTest, DefaultsHoldWithoutEvenAName) {
+TEST_F(OptimizerFlagsTest, DefaultsHoldWithoutEvenAName) {
   const char* const argv[] = {nullptr};
   EXPECT_EQ(ParseCommandLine(0, argv, &flags_), std::nullopt);
   EXPECT_EQ(flags_.connection_event_upload_period, 300);
 }
 
-TEST_F(CommandLineTest, EachFlagSetsItsOwnValue) {
+TEST_F(OptimizerFlagsTest, EachFlagSetsItsOwnValue) {
   EXPECT_EQ(Parse({"--noenable_connection_event_stats", "--connection_event_upload_period=1",
                    "--enable_client_steering", "--client_steering_interval", "2",
                    "--client_steering_poll_interval=3", "--client_steering_root_lqm_floor=4",
@@ -99,7 +99,7 @@ struct TwinCase {
   }
 };
 
-class TwinTest : public CommandLineTest, public ::testing::WithParamInterface<TwinCase> {};
+class TwinTest : public OptimizerFlagsTest, public ::testing::WithParamInterface<TwinCase> {};
 
 TEST_P(TwinTest, TheLastOneOnTheCommandLineCounts) {
   std::vector<const char*> argv = {"ap-wavelark"};
@@ -137,12 +137,12 @@ INSTANTIATE_TEST_SUITE_P(
                   "--noenable_client_steering"},
                  false}));
 
-TEST_F(CommandLineTest, TheLastOfARepeatedFlagCounts) {
+TEST_F(OptimizerFlagsTest, TheLastOfARepeatedFlagCounts) {
   EXPECT_EQ(Parse({"--client_steering_interval=1", "--client_steering_interval=2"}), std::nullopt);
   EXPECT_EQ(flags_.client_steering_interval, 2);
 }
 
-TEST_F(CommandLineTest, EveryInt32IsTaken) {
+TEST_F(OptimizerFlagsTest, EveryInt32IsTaken) {
   EXPECT_EQ(Parse({"--client_steering_interval=-5", "--client_steering_poll_interval", "-7",
                    "--connection_event_upload_period=2147483647",
                    "--client_steering_root_lqm_floor=-2147483648",
@@ -156,7 +156,7 @@ TEST_F(CommandLineTest, EveryInt32IsTaken) {
   EXPECT_EQ(flags_.client_steering_lqm_hysteresis, 10);
 }
 
-TEST_F(CommandLineTest, IntegersOutsideThirtyTwoBitsAreRefused) {
+TEST_F(OptimizerFlagsTest, IntegersOutsideThirtyTwoBitsAreRefused) {
   ExpectUsageError({"--client_steering_interval=2147483648"},
                    "--client_steering_interval: '2147483648' does not fit into 32 bits");
   ExpectUsageError({"--client_steering_interval=-2147483649"}, "does not fit into 32 bits");
@@ -164,7 +164,7 @@ TEST_F(CommandLineTest, IntegersOutsideThirtyTwoBitsAreRefused) {
                    "does not fit into 32 bits");
 }
 
-TEST_F(CommandLineTest, WhatIsNoIntegerIsRefused) {
+TEST_F(OptimizerFlagsTest, WhatIsNoIntegerIsRefused) {
   for (const char* argument : {"--client_steering_interval=abc", "--client_steering_interval=1x",
                                "--client_steering_interval=0x10", "--client_steering_interval=1.5",
                                "--client_steering_interval=+-1", "--client_steering_interval=-",
@@ -175,14 +175,14 @@ TEST_F(CommandLineTest, WhatIsNoIntegerIsRefused) {
                    "--client_steering_interval: '{}' is no value");
 }
 
-TEST_F(CommandLineTest, WhatIsNoBooleanIsRefused) {
+TEST_F(OptimizerFlagsTest, WhatIsNoBooleanIsRefused) {
   ExpectUsageError({"--is_root=maybe"}, "--is_root: 'maybe' is neither true nor false");
   ExpectUsageError({"--nois_root=2"}, "--nois_root: '2' is neither true nor false");
   ExpectUsageError({"--is_root={}"}, "--is_root: '{}' is no value");
   ExpectUsageError({"--nois_root={}"}, "--nois_root: '{}' is no value");
 }
 
-TEST_F(CommandLineTest, MissingValuesAreRefused) {
+TEST_F(OptimizerFlagsTest, MissingValuesAreRefused) {
   ExpectUsageError({"--client_steering_interval"}, "--client_steering_interval");
   ExpectUsageError({"--client_steering_interval="}, "--client_steering_interval: missing value");
   ExpectUsageError({"--client_steering_interval=", "5"},
@@ -191,7 +191,7 @@ TEST_F(CommandLineTest, MissingValuesAreRefused) {
   ExpectUsageError({"--client_steering_interval", "--is_root"}, "'--is_root' is not an integer");
 }
 
-TEST_F(CommandLineTest, UnknownArgumentsAreRefused) {
+TEST_F(OptimizerFlagsTest, UnknownArgumentsAreRefused) {
   ExpectUsageError({"--frobnicate"}, "--frobnicate");
   ExpectUsageError({"--nov=1"}, "--nov=1");
   ExpectUsageError({"--noclient_steering_interval=1"}, "--noclient_steering_interval=1");
@@ -201,7 +201,7 @@ TEST_F(CommandLineTest, UnknownArgumentsAreRefused) {
   ExpectUsageError({"--two\nlines"}, "--two lines");
 }
 
-TEST_F(CommandLineTest, HelpShowsTheNineFlagsAndNotTheirTwins) {
+TEST_F(OptimizerFlagsTest, HelpShowsTheNineFlagsAndNotTheirTwins) {
   EXPECT_EQ(Parse({"--help"}), 0);
   EXPECT_EQ(error_, "");
   EXPECT_THAT(out_, StartsWith("/usr/sbin/ap-wavelark\n"));
@@ -236,12 +236,12 @@ TEST_F(CommandLineTest, HelpShowsTheNineFlagsAndNotTheirTwins) {
   EXPECT_THAT(out_, Not(HasSubstr("--no")));
 }
 
-TEST_F(CommandLineTest, VersionIsPrinted) {
+TEST_F(OptimizerFlagsTest, VersionIsPrinted) {
   EXPECT_EQ(Parse({"--version"}), 0);
   EXPECT_THAT(out_, ::testing::MatchesRegex("ap-wavelark [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
-TEST_F(CommandLineTest, TheVerboseLevelIsSet) {
+TEST_F(OptimizerFlagsTest, TheVerboseLevelIsSet) {
   int lines = 0;
   const platform::LogListener listener([&](platform::Severity, std::string_view) { ++lines; });
   EXPECT_EQ(Parse({}), std::nullopt);
@@ -255,7 +255,7 @@ TEST_F(CommandLineTest, TheVerboseLevelIsSet) {
   EXPECT_EQ(lines, 1);
 }
 
-TEST_F(CommandLineTest, NothingIsSetWhenNothingStarts) {
+TEST_F(OptimizerFlagsTest, NothingIsSetWhenNothingStarts) {
   EXPECT_EQ(Parse({"--v=1", "--frobnicate"}), 64);
   int lines = 0;
   const platform::LogListener listener([&](platform::Severity, std::string_view) { ++lines; });

@@ -1,5 +1,5 @@
-#ifndef OPTIMIZER_COMMAND_LINE_H_
-#define OPTIMIZER_COMMAND_LINE_H_
+#ifndef OPTIMIZER_OPTIMIZER_FLAGS_H_
+#define OPTIMIZER_OPTIMIZER_FLAGS_H_
 
 #include <cstdint>
 #include <optional>
@@ -25,4 +25,4 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, Optimizer
 
 }  // namespace orvane::ap
 
-#endif  // OPTIMIZER_COMMAND_LINE_H_
+#endif  // OPTIMIZER_OPTIMIZER_FLAGS_H_

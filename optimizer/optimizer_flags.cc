@@ -1,4 +1,4 @@
-#include "optimizer/command_line.h"
+#include "optimizer/optimizer_flags.h"
 
 #include "platform/command_line.h"
 #include "platform/logging.h"
