@@ -11,7 +11,7 @@
 namespace orvane::ap {
 
 int RunOptimizer(int argc, char** argv) {
-  platform::bus::BusServiceDaemon::HoldSignals();
+  platform::bus::BusServiceDaemon::HandleSignals();
   platform::FillStandardDescriptors();
   OptimizerFlags flags;
   if (const std::optional<int> exit_code = ParseCommandLine(argc, argv, &flags)) return *exit_code;

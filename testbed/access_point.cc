@@ -228,6 +228,17 @@ std::vector<std::string> AccessPoint::LogTexts(std::string_view severity) {
   return texts;
 }
 
+bool AccessPoint::CatchesSignal(int signal_number) {
+  const std::string status =
+      platform::ReadFileToString("/proc/" + std::to_string(daemon().pid()) + "/status")
+          .value_or("");
+  constexpr std::string_view kKey = "SigCgt:\t";
+  const std::size_t at = status.find(kKey);
+  if (at == std::string::npos) return false;
+  const std::uint64_t caught = std::stoull(status.substr(at + kKey.size()), nullptr, 16);
+  return (caught >> (signal_number - 1) & 1) != 0;
+}
+
 std::size_t AccessPoint::DescriptorCount() {
   const auto count_now = [this] { return lab::DescriptorCount(daemon().pid()); };
   auto count = count_now();

@@ -115,6 +115,9 @@ class AccessPoint : public ::testing::Test {
   // Those of this severity; lines about nl80211, which a machine may lack, left out.
   std::vector<std::string> LogTexts(std::string_view severity);
 
+  // Whether the daemon has a handler for the signal at the moment.
+  bool CatchesSignal(int signal_number);
+
   // How many descriptors it has when it has nothing to do. (Each line of the log opens one for a
   // moment where there is no system log.)
   std::size_t DescriptorCount();

@@ -9,9 +9,11 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <thread>
 
+#include "platform/bus/messages.h"
 #include "testbed/access_point.h"
 #include "testbed/test_peer.h"
 
@@ -83,6 +85,65 @@ TEST_F(BusFault, SlowBusDelaysTheStart) {
   EXPECT_EQ(NextNotice(), "READY=1");
   EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
   ExpectQuickExit(SIGTERM);
+}
+
+TEST_F(BusFault, HungBusAtTheStartHoldsNoSignal) {
+  StartBus();
+  StopBus();
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    LaunchDaemon();
+    EXPECT_TRUE(daemon().err().WaitForLine("Starting the daemon", kPatience));
+    DescriptorCount();  // does not change any more once it waits for the bus
+    ExpectQuickExit(number);
+    EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  }
+  ContinueBus();
+}
+
+// A recorder that answers when the test says so.
+class RecorderFault : public AccessPoint {
+ protected:
+  // Returns once the daemon waits for the answer.
+  void StartInACall() {
+    StartBus();
+    WriteSalt(kSalt);
+    recorder_.emplace();
+    recorder_->HandleCalls([this](sd_bus_message* call) {
+      call_.reset(sd_bus_message_ref(call));
+      return true;
+    });
+    recorder_->RequestName("org.velmora.ap.Quillary");
+    wlan5000_.emplace(kWlan5000);
+    StartDaemon({"--connection_event_upload_period=1"});
+    wlan5000_->Attach();
+    wlan5000_->Send(kEvent);
+    while (call_ == nullptr) {
+      if (sd_bus_process(recorder_->bus(), nullptr) > 0) continue;
+      ASSERT_GT(sd_bus_wait(recorder_->bus(), 5'000'000), 0) << "not called";
+    }
+  }
+
+  std::optional<TestPeer> recorder_;
+  platform::bus::MessagePtr call_;
+  std::optional<Hostapd> wlan5000_;
+};
+
+TEST_F(RecorderFault, SignalDuringACallIsHandledAfterIt) {
+  StartInACall();
+  daemon().Signal(SIGTERM);
+  EXPECT_TRUE(WaitUntil([this] { return !CatchesSignal(SIGTERM); }));
+  EXPECT_EQ(daemon().WaitForExit(milliseconds(0)), std::nullopt);
+  recorder_->Reply(call_.get(), [](platform::bus::MessageWriter&) {});
+  wlan5000_->ExpectCommand("DETACH");
+  ExpectExit(0);
+}
+
+TEST_F(RecorderFault, SecondSignalDuringACallKills) {
+  StartInACall();
+  daemon().Signal(SIGTERM);
+  EXPECT_TRUE(WaitUntil([this] { return !CatchesSignal(SIGTERM); }));
+  daemon().Signal(SIGTERM);
+  EXPECT_EQ(daemon().WaitForExit(kPatience), (lab::ExitStatus{.code = -1, .signal = SIGTERM}));
 }
 
 class FlagsServiceFault : public AccessPoint {};

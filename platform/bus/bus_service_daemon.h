@@ -5,26 +5,32 @@
 #include <string>
 
 #include "platform/bus/connection.h"
+#include "platform/files.h"
+#include "platform/loop.h"
 #include "platform/sd_event_loop.h"
 
 namespace orvane::platform::bus {
 
 // A daemon that owns a name on the system bus: its loop, its connection, and the order of its life.
 //
-// SIGTERM and SIGINT end the loop with exit code 0, and so does SIGHUP unless OnRestart handles it;
-// a lost bus connection ends it with kConnectionLostExitCode. SIGPIPE is ignored. The service
+// SIGTERM and SIGINT end the loop with exit code 0, and so does SIGHUP unless OnRestart handles it.
+// Until the name is claimed there is nothing to clean up, and they end the process with exit code 0
+// at once. After the first SIGTERM or SIGINT the next one kills the process, which may hang in a
+// callback or while it shuts down.
+//
+// A lost bus connection ends the loop with kConnectionLostExitCode. SIGPIPE is ignored. The service
 // manager, if there is one, gets notices of readiness and stopping, and watchdog notices if it
 // wants them.
-class BusServiceDaemon {
+class BusServiceDaemon : private FdWatcher {
  public:
   BusServiceDaemon(std::string service_name, std::string object_path);
   BusServiceDaemon(const BusServiceDaemon&) = delete;
   BusServiceDaemon& operator=(const BusServiceDaemon&) = delete;
-  virtual ~BusServiceDaemon();
+  ~BusServiceDaemon() override;
 
-  // To be called as soon as the process begins: from then on the signals that end it wait for Run
-  // to handle them, and SIGPIPE is ignored.
-  static void HoldSignals();
+  // To be called as soon as the process begins: handles the signals that end it from then on, and
+  // ignores SIGPIPE.
+  static void HandleSignals();
 
   // Starts, serves until the end, stops. Returns the exit code of the process: that of OnInit, if
   // it isn't 0, else that of the loop as OnShutdown left it. To be called once.
@@ -48,9 +54,14 @@ class BusServiceDaemon {
   const std::shared_ptr<Connection>& bus() const { return bus_; }
 
  private:
-  void RegisterSignalHandlers();
+  void EndLoopOnSignals();
+  // A signal handler has asked for the end.
+  void OnReadReady(int fd) override;
+  void OnWriteReady(int /*fd*/) override {}
 
   SdEventLoop loop_;
+  ScopedFd end_fd_;
+  std::unique_ptr<FdWatch> end_watch_;
   std::string service_name_;
   std::string object_path_;
   std::shared_ptr<Connection> bus_;

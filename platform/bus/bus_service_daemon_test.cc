@@ -94,20 +94,20 @@ class TestDaemon : public BusServiceDaemon {
 class BusServiceDaemonTest : public testing::Test {
  protected:
   ~BusServiceDaemonTest() override {
-    // The daemon leaves them blocked, as it should; the next test starts afresh.
+    // The next test starts afresh.
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGPIPE}) signal(number, SIG_DFL);
     sigset_t signals;
     sigfillset(&signals);
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
-    signal(SIGPIPE, SIG_DFL);
   }
 
-  int RunWithSignals(const std::vector<int>& signals) {
-    daemon_.on_init = [this, signals] {
-      daemon_.loop().PostTask([signals] {
+  static int RunWithSignals(TestDaemon& daemon, const std::vector<int>& signals) {
+    daemon.on_init = [&daemon, signals] {
+      daemon.loop().PostTask([signals] {
         for (const int number : signals) kill(getpid(), number);
       });
     };
-    return daemon_.Run();
+    return daemon.Run();
   }
 
   PrivateBus bus_;
@@ -119,7 +119,7 @@ class EndingSignalTest : public BusServiceDaemonTest, public testing::WithParamI
 
 TEST_P(EndingSignalTest, EndsTheDaemonWithSuccessAtOnce) {
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(RunWithSignals({GetParam()}), 0);
+  EXPECT_EQ(RunWithSignals(daemon_, {GetParam()}), 0);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
   EXPECT_EQ(daemon_.shutdowns, 1);
   EXPECT_TRUE(log_.empty());
@@ -139,7 +139,7 @@ TEST_F(BusServiceDaemonTest, ARestartThatIsHandledDoesNotEndIt) {
 }
 
 TEST_F(BusServiceDaemonTest, ABrokenPipeIsNoEnd) {
-  EXPECT_EQ(RunWithSignals({SIGPIPE, SIGTERM}), 0);
+  EXPECT_EQ(RunWithSignals(daemon_, {SIGPIPE, SIGTERM}), 0);
 }
 
 TEST_F(BusServiceDaemonTest, ASignalDuringTheStartEndsItAfterwards) {
@@ -148,13 +148,58 @@ TEST_F(BusServiceDaemonTest, ASignalDuringTheStartEndsItAfterwards) {
   EXPECT_EQ(daemon_.shutdowns, 1);
 }
 
+TEST_F(BusServiceDaemonTest, ABlockingCallEndsBeforeTheFirstSignalIsHandled) {
+  bool went_on = false;
+  daemon_.on_init = [this, &went_on] {
+    daemon_.loop().PostTask([&went_on] {
+      kill(getpid(), SIGTERM);
+      went_on = true;
+    });
+  };
+  EXPECT_EQ(daemon_.Run(), 0);
+  EXPECT_TRUE(went_on);
+  EXPECT_EQ(daemon_.shutdowns, 1);
+}
+
+// In processes of their own, with loops of their own.
+class BusServiceDaemonDeathTest : public BusServiceDaemonTest {
+ protected:
+  static void RunNewDaemon(const std::vector<int>& signals,
+                           const std::function<void(int*)>& on_shutdown = nullptr) {
+    TestDaemon daemon;
+    daemon.on_shutdown = on_shutdown;
+    RunWithSignals(daemon, signals);
+  }
+};
+
+TEST_F(BusServiceDaemonDeathTest, TheSecondSignalKillsACallbackThatHangs) {
+  EXPECT_EXIT(RunNewDaemon({SIGTERM, SIGTERM}), testing::KilledBySignal(SIGTERM), "");
+  EXPECT_EXIT(RunNewDaemon({SIGTERM, SIGINT}), testing::KilledBySignal(SIGINT), "");
+}
+
+TEST_F(BusServiceDaemonDeathTest, TheSecondSignalKillsAShutdownThatHangs) {
+  EXPECT_EXIT(RunNewDaemon({SIGTERM}, [](int*) { kill(getpid(), SIGTERM); }),
+              testing::KilledBySignal(SIGTERM), "");
+}
+
+TEST_F(BusServiceDaemonDeathTest, ASignalBeforeTheNameIsClaimedEndsTheProcess) {
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    EXPECT_EXIT(
+        {
+          BusServiceDaemon::HandleSignals();
+          kill(getpid(), number);
+        },
+        testing::ExitedWithCode(0), "");
+  }
+}
+
 TEST_F(BusServiceDaemonTest, ShutdownHasTheBusAndTheLastWord) {
   daemon_.on_shutdown = [this](int* exit_code) {
     EXPECT_EQ(*exit_code, 0);
     EXPECT_TRUE(daemon_.bus()->RequestName("a.test.Late", nullptr));
     *exit_code = 9;
   };
-  EXPECT_EQ(RunWithSignals({SIGTERM}), 9);
+  EXPECT_EQ(RunWithSignals(daemon_, {SIGTERM}), 9);
 }
 
 TEST_F(BusServiceDaemonTest, OwnsItsNameWhileItLives) {
