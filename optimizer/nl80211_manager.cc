@@ -19,6 +19,7 @@ using platform::NetlinkManager;
 using platform::NetlinkMessage;
 using AuxiliaryKind = NetlinkManager::AuxiliaryKind;
 using CompletionCallback = Nl80211Manager::CompletionCallback;
+using MessageHandler = NetlinkManager::MessageHandler;
 
 namespace {
 
@@ -41,31 +42,49 @@ void Fail(const CompletionCallback& callback, std::string message, std::int32_t 
 }
 
 template <typename Record>
+MessageHandler HandleRecord(std::function<void(const Record&)> callback) {
+  return [callback = std::move(callback)](const GenericNetlinkMessage& message) {
+    callback(Record(message));
+  };
+}
+
+std::string StationAddressText(const GenericNetlinkMessage& message) {
+  ByteString bytes;
+  MacAddress address;
+  message.const_attributes()->GetRawAttributeValue(NL80211_ATTR_MAC, &bytes);
+  return MacAddress::ParseFromByteString(bytes, &address) ? address.ToString() : "without address";
+}
+
+// Stock kernels leave the rates out between authentication and the first data frame.
+MessageHandler HandleCompleteStation(Nl80211Manager::StationCallback callback) {
+  return [callback = std::move(callback)](const GenericNetlinkMessage& message) {
+    if (Nl80211Station::IsComplete(message)) {
+      callback(Nl80211Station(message));
+    } else {
+      VLOG(1) << "Skip incomplete station " << StationAddressText(message);
+    }
+  };
+}
+
 void SendRequest(const GenericNetlinkRequest& request, NetlinkManager* netlink_manager,
-                 std::function<void(const Record&)> record_callback,
-                 CompletionCallback completion_callback) {
+                 MessageHandler message_handler, CompletionCallback completion_callback) {
   netlink_manager->Send(
-      request,
-      [record_callback = std::move(record_callback)](const GenericNetlinkMessage& message) {
-        record_callback(Record(message));
-      },
-      [](bool* remove_handlers) { *remove_handlers = false; },
+      request, std::move(message_handler), [](bool* remove_handlers) { *remove_handlers = false; },
       [is_dump = request.IsDump(), completion_callback = std::move(completion_callback)](
           AuxiliaryKind kind, const NetlinkMessage* message) {
         internal::TellEnd(is_dump, kind, message, completion_callback);
       });
 }
 
-template <typename Record>
 bool SendDump(const std::string& interface_name, std::uint8_t command,
-              NetlinkManager* netlink_manager, std::function<void(const Record&)> record_callback,
+              NetlinkManager* netlink_manager, MessageHandler message_handler,
               CompletionCallback completion_callback) {
   const std::uint32_t interface_index = netlink_manager->GetInterfaceIndex(interface_name);
   if (interface_index == 0) return false;
   GenericNetlinkRequest request(netlink_manager->nl80211_message_type(), command);
   internal::SetInterfaceIndex(interface_index, &request);
   request.AddFlags(NLM_F_DUMP);
-  SendRequest(request, netlink_manager, std::move(record_callback), std::move(completion_callback));
+  SendRequest(request, netlink_manager, std::move(message_handler), std::move(completion_callback));
   return true;
 }
 
@@ -120,7 +139,7 @@ void Nl80211Manager::GetStation(const AttributeList& attributes, NetlinkManager*
   GenericNetlinkRequest request(netlink_manager->nl80211_message_type(), NL80211_CMD_GET_STATION);
   internal::SetInterfaceIndex(interface_index, &request);
   internal::SetStationAddress(address, &request);
-  SendRequest(request, netlink_manager, std::move(station_callback),
+  SendRequest(request, netlink_manager, HandleRecord(std::move(station_callback)),
               std::move(completion_callback));
 }
 
@@ -132,7 +151,7 @@ bool Nl80211Manager::GetStation(const std::string& interface_name, const MacAddr
   GenericNetlinkRequest request(netlink_manager->nl80211_message_type(), NL80211_CMD_GET_STATION);
   internal::SetInterfaceIndex(interface_index, &request);
   internal::SetStationAddress(mac_address, &request);
-  SendRequest(request, netlink_manager, std::move(station_callback),
+  SendRequest(request, netlink_manager, HandleRecord(std::move(station_callback)),
               std::move(completion_callback));
   return true;
 }
@@ -140,8 +159,11 @@ bool Nl80211Manager::GetStation(const std::string& interface_name, const MacAddr
 bool Nl80211Manager::GetStations(const std::string& interface_name, NetlinkManager* netlink_manager,
                                  StationCallback station_callback,
                                  CompletionCallback completion_callback) {
-  return SendDump(interface_name, NL80211_CMD_GET_STATION, netlink_manager,
-                  std::move(station_callback), std::move(completion_callback));
+  MessageHandler handler = skip_incomplete_stations_
+                               ? HandleCompleteStation(std::move(station_callback))
+                               : HandleRecord(std::move(station_callback));
+  return SendDump(interface_name, NL80211_CMD_GET_STATION, netlink_manager, std::move(handler),
+                  std::move(completion_callback));
 }
 
 bool Nl80211Manager::GetMeshPaths(const std::string& interface_name,
@@ -149,7 +171,7 @@ bool Nl80211Manager::GetMeshPaths(const std::string& interface_name,
                                   MeshPathCallback mesh_path_callback,
                                   CompletionCallback completion_callback) {
   return SendDump(interface_name, NL80211_CMD_GET_MPATH, netlink_manager,
-                  std::move(mesh_path_callback), std::move(completion_callback));
+                  HandleRecord(std::move(mesh_path_callback)), std::move(completion_callback));
 }
 
 bool Nl80211Manager::GetMeshProxyPaths(const std::string& interface_name,
@@ -157,7 +179,8 @@ bool Nl80211Manager::GetMeshProxyPaths(const std::string& interface_name,
                                        MeshProxyPathCallback mesh_proxy_path_callback,
                                        CompletionCallback completion_callback) {
   return SendDump(interface_name, NL80211_CMD_GET_MPP, netlink_manager,
-                  std::move(mesh_proxy_path_callback), std::move(completion_callback));
+                  HandleRecord(std::move(mesh_proxy_path_callback)),
+                  std::move(completion_callback));
 }
 
 void Nl80211Manager::LogNl80211Error(const Nl80211Error* error) {

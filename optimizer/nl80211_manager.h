@@ -6,6 +6,7 @@
 #include <string>
 
 #include "common/mac_address.h"
+#include "optimizer/build_options.h"
 #include "optimizer/nl80211_mesh_path.h"
 #include "optimizer/nl80211_mesh_proxy_path.h"
 #include "optimizer/nl80211_station.h"
@@ -37,6 +38,10 @@ class Nl80211Manager {
   using MeshProxyPathCallback = std::function<void(const Nl80211MeshProxyPath& mesh_proxy_path)>;
   using CompletionCallback = std::function<void(const Nl80211Error* error)>;
 
+  // With `skip_incomplete_stations` GetStations passes over a station that is not complete
+  // (Nl80211Station::IsComplete), with a verbose line. Without, such a station is fatal.
+  explicit Nl80211Manager(bool skip_incomplete_stations = kSkipIncompleteStations)
+      : skip_incomplete_stations_(skip_incomplete_stations) {}
   virtual ~Nl80211Manager() = default;
 
   // One station: that of the interface index and the address in `attributes`, which come from a
@@ -69,6 +74,9 @@ class Nl80211Manager {
 
   // A warning, unless `error` is null.
   static void LogNl80211Error(const Nl80211Error* error);
+
+ private:
+  bool skip_incomplete_stations_;
 };
 
 namespace internal {

@@ -2,7 +2,9 @@
 
 #include <linux/nl80211.h>
 
+#include <algorithm>
 #include <bit>
+#include <cstdint>
 
 #include "platform/byte_string.h"
 #include "platform/logging.h"
@@ -75,8 +77,10 @@ std::uint32_t GetChannelWidth(const AttributeList& rate) {
   return kDefaultWidth;
 }
 
-// What the walk over the station information looks for.
-struct StationInformation {
+// What the walks over the message and its station information look for.
+struct StationAttributes {
+  Attribute mac_address;
+  Attribute station_information;
   Attribute tx_rate;
   Attribute rx_rate;
   Attribute flags;
@@ -88,59 +92,85 @@ void Note(const Attribute& attribute, Attribute* found) {
   if (!*found) *found = attribute;
 }
 
-StationInformation ReadStationInformation(const AttributeList& list) {
-  StationInformation found;
+void ReadStationInformation(const AttributeList& list, StationAttributes* found) {
   for (const Attribute& attribute : list) {
     switch (attribute.type()) {
       case NL80211_STA_INFO_TX_BITRATE:
-        Note(attribute, &found.tx_rate);
+        Note(attribute, &found->tx_rate);
         break;
       case NL80211_STA_INFO_RX_BITRATE:
-        Note(attribute, &found.rx_rate);
+        Note(attribute, &found->rx_rate);
         break;
       case NL80211_STA_INFO_STA_FLAGS:
-        Note(attribute, &found.flags);
+        Note(attribute, &found->flags);
         break;
       case NL80211_STA_INFO_SIGNAL_AVG:
-        Note(attribute, &found.signal_average);
+        Note(attribute, &found->signal_average);
         break;
       default:
         break;
     }
   }
+}
+
+StationAttributes ReadMessage(const platform::GenericNetlinkMessage& message) {
+  StationAttributes found;
+  for (const Attribute& attribute : *message.const_attributes()) {
+    if (attribute.type() == NL80211_ATTR_MAC) Note(attribute, &found.mac_address);
+    if (attribute.type() == NL80211_ATTR_STA_INFO) Note(attribute, &found.station_information);
+  }
+  ReadStationInformation(AttributeList(found.station_information), &found);
   return found;
 }
+
+struct RequiredAttribute {
+  bool (*is_there)(const StationAttributes& found);
+  const char* condition;
+};
+
+// In the order of the checks.
+constexpr RequiredAttribute kRequiredAttributes[] = {
+    {[](const StationAttributes& found) { return bool{found.station_information}; },
+     "message_->const_attributes()->ConstGetNestedAttributeList( "
+     "NL80211_ATTR_STA_INFO, &station_information_)"},
+    {[](const StationAttributes& found) { return bool{found.tx_rate}; },
+     "station_information_->ConstGetNestedAttributeList( "
+     "NL80211_STA_INFO_TX_BITRATE, &tx_rate_information_)"},
+    {[](const StationAttributes& found) { return bool{found.rx_rate}; },
+     "station_information_->ConstGetNestedAttributeList( "
+     "NL80211_STA_INFO_RX_BITRATE, &rx_rate_information_)"},
+    {[](const StationAttributes& found) {
+       return found.flags && found.flags.payload().size() == sizeof(std::uint64_t);
+     },
+     "station_information_->GetU64AttributeValue( NL80211_STA_INFO_STA_FLAGS, "
+     "reinterpret_cast<uint64_t *>(&station_flags_))"},
+};
 
 }  // namespace
 
 Nl80211Station::Nl80211Station(const platform::GenericNetlinkMessage& message)
     : message_(&message) {
-  Attribute station_information;
-  for (const Attribute& attribute : *message.const_attributes()) {
-    if (attribute.type() == NL80211_ATTR_MAC) Note(attribute, &mac_address_);
-    if (attribute.type() == NL80211_ATTR_STA_INFO) Note(attribute, &station_information);
+  const StationAttributes found = ReadMessage(message);
+  for (const RequiredAttribute& required : kRequiredAttributes) {
+    CHECK_TEXT(required.is_there(found), required.condition);
   }
-  CHECK_TEXT(station_information,
-             "message_->const_attributes()->ConstGetNestedAttributeList( "
-             "NL80211_ATTR_STA_INFO, &station_information_)");
-  station_information_ = AttributeList(station_information);
-
-  const StationInformation found = ReadStationInformation(station_information_);
-  CHECK_TEXT(found.tx_rate,
-             "station_information_->ConstGetNestedAttributeList( "
-             "NL80211_STA_INFO_TX_BITRATE, &tx_rate_information_)");
-  CHECK_TEXT(found.rx_rate,
-             "station_information_->ConstGetNestedAttributeList( "
-             "NL80211_STA_INFO_RX_BITRATE, &rx_rate_information_)");
+  mac_address_ = found.mac_address;
+  signal_average_ = found.signal_average;
+  station_information_ = AttributeList(found.station_information);
   tx_rate_information_ = AttributeList(found.tx_rate);
   rx_rate_information_ = AttributeList(found.rx_rate);
-  signal_average_ = found.signal_average;
-
   std::uint64_t flags = 0;
-  CHECK_TEXT(found.flags.GetU64(&flags),
-             "station_information_->GetU64AttributeValue( NL80211_STA_INFO_STA_FLAGS, "
-             "reinterpret_cast<uint64_t *>(&station_flags_))");
+  found.flags.GetU64(&flags);
   station_flags_ = std::bit_cast<StationFlags>(flags);
+}
+
+bool Nl80211Station::IsComplete(const platform::GenericNetlinkMessage& message) {
+  const StationAttributes found = ReadMessage(message);
+  MacAddress address;
+  return MacAddress::ParseFromByteString(ByteString(found.mac_address.payload()), &address) &&
+         std::ranges::all_of(kRequiredAttributes, [&found](const RequiredAttribute& required) {
+           return required.is_there(found);
+         });
 }
 
 MacAddress Nl80211Station::GetMacAddress() const {

@@ -17,6 +17,10 @@ namespace orvane::ap {
 class Nl80211Station {
  public:
   explicit Nl80211Station(const platform::GenericNetlinkMessage& message);
+
+  // Whether the message has what the constructor and GetMacAddress require.
+  static bool IsComplete(const platform::GenericNetlinkMessage& message);
+
   Nl80211Station(const Nl80211Station&) = delete;
   Nl80211Station& operator=(const Nl80211Station&) = delete;
   virtual ~Nl80211Station() = default;

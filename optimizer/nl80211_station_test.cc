@@ -78,6 +78,13 @@ TEST_P(MissingPieceTest, IsFatal) {
   EXPECT_DEATH(Nl80211Station{reply.message()}, testing::HasSubstr(GetParam().condition));
 }
 
+TEST_P(MissingPieceTest, IsNotComplete) {
+  const Reply reply(AttributeBuilder()
+                        .Raw(NL80211_ATTR_MAC, {0, 0, 0, 0, 0, 1})
+                        .Tail(GetParam().attributes.bytes()));
+  EXPECT_FALSE(Nl80211Station::IsComplete(reply.message()));
+}
+
 constexpr char kNoInformation[] =
     "Check failed: message_->const_attributes()->ConstGetNestedAttributeList( "
     "NL80211_ATTR_STA_INFO, &station_information_)";
@@ -123,6 +130,15 @@ INSTANTIATE_TEST_SUITE_P(
                                      .U32(NL80211_STA_INFO_STA_FLAGS, 2)),
                      kNoFlags}),
     [](const auto& piece) { return std::string(piece.param.name); });
+
+TEST(Nl80211StationTest, IsCompleteWithAnAddressOfSixBytes) {
+  StationReply parts;
+  EXPECT_FALSE(Nl80211Station::IsComplete(Reply(parts.Build()).message()));
+  parts.more.Raw(NL80211_ATTR_MAC, {1, 2, 3, 4, 5});
+  EXPECT_FALSE(Nl80211Station::IsComplete(Reply(parts.Build()).message()));
+  parts.more = AttributeBuilder().Raw(NL80211_ATTR_MAC, {1, 2, 3, 4, 5, 6});
+  EXPECT_TRUE(Nl80211Station::IsComplete(Reply(parts.Build()).message()));
+}
 
 TEST(Nl80211StationTest, MandatoryValuesAreFatalWhenAskedFor) {
   const Reply reply(StationReply().Build());

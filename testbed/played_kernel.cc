@@ -24,7 +24,7 @@ void PlayedKernel::Start(const Arguments& arguments) {
 void PlayedKernel::Launch(const Arguments& arguments) {
   wlan2400_ = std::make_unique<Hostapd>(kWlan2400);
   wlan5000_ = std::make_unique<Hostapd>(kWlan5000);
-  set_daemon_command({DAEMON_ON_FAKE_KERNEL_PATH, directory() / "stations"});
+  set_daemon_command({daemon_path_, directory() / "stations"});
   Arguments all = {"--v=1", "--client_steering_interval=2", "--client_steering_poll_interval=1"};
   all.insert(all.end(), arguments.begin(), arguments.end());
   LaunchDaemon(all);

@@ -21,6 +21,9 @@ class PlayedKernel : public AccessPoint {
   void SetStations(Lines lines);
   void SetKernel(const Lines& lines);
 
+  // The daemon is then built with WAVELARK_SKIP_INCOMPLETE_STATIONS.
+  void SkipIncompleteStations() { daemon_path_ = DAEMON_ON_FAKE_KERNEL_SKIP_PATH; }
+
   // A bus, hostapd on both interfaces and the daemon; whether it steers at all is for `arguments`
   // to say.
   void Start(const Arguments& arguments = {"--enable_client_steering"});
@@ -39,6 +42,9 @@ class PlayedKernel : public AccessPoint {
 
   std::unique_ptr<Hostapd> wlan2400_;
   std::unique_ptr<Hostapd> wlan5000_;
+
+ private:
+  std::string daemon_path_ = DAEMON_ON_FAKE_KERNEL_PATH;
 };
 
 }  // namespace orvane::ap

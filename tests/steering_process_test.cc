@@ -305,5 +305,15 @@ TEST_F(SteeringTest, StationWithoutARateEndsTheProcess) {
       "NL80211_STA_INFO_RX_BITRATE, &rx_rate_information_)");
 }
 
+TEST_F(SteeringTest, OrItIsSkippedAtEachPollAndTheOthersAreSteered) {
+  SkipIncompleteStations();
+  SetStations({"wlan-2400mhz 02:00:00:00:00:02 -82 no-rx-bitrate", kWeakAt2400});
+  Start();
+  wlan2400_->ExpectCommand(kWeakCommand);
+  ExpectLogged("VERBOSE1", "Skip incomplete station 02:00:00:00:00:02", 2);
+  EXPECT_THAT(LogTextsWith("02:00:00:00:00:02 link_quality_metric"), IsEmpty());
+  ExpectQuickExit(SIGTERM);
+}
+
 }  // namespace
 }  // namespace orvane::ap

@@ -1,0 +1,7 @@
+#include "optimizer/build_options.h"
+
+namespace orvane::ap {
+
+const bool kSkipIncompleteStations = WAVELARK_SKIP_INCOMPLETE_STATIONS;
+
+}  // namespace orvane::ap

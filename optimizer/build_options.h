@@ -1,0 +1,13 @@
+#ifndef OPTIMIZER_BUILD_OPTIONS_H_
+#define OPTIMIZER_BUILD_OPTIONS_H_
+
+namespace orvane::ap {
+
+// The CMake option WAVELARK_SKIP_INCOMPLETE_STATIONS: whether a poll skips a station entry that
+// lacks an attribute, instead of aborting. A program that links a definition of its own takes that
+// one.
+extern const bool kSkipIncompleteStations;
+
+}  // namespace orvane::ap
+
+#endif  // OPTIMIZER_BUILD_OPTIONS_H_
