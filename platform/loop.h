@@ -59,8 +59,12 @@ class Loop {
   virtual WallTime Now() const = 0;
 
   // Calls `watcher` whenever `fd` is readable or in error, until the watch is destroyed. Returns
-  // null if the descriptor can't be watched. `fd` and `watcher` must outlive the watch.
+  // null if the descriptor can't be watched; one descriptor can have one watch at a time. `fd` and
+  // `watcher` must outlive the watch.
   [[nodiscard]] virtual std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) = 0;
+
+  // The same for a descriptor that is writable or in error.
+  [[nodiscard]] virtual std::unique_ptr<FdWatch> WatchWritable(int fd, FdWatcher* watcher) = 0;
 
  protected:
   // When the next turn is due. Nothing if there is no task and no timer; in the past if a turn is

@@ -278,6 +278,45 @@ TEST_P(LoopTest, WatchesOnlyWhatCanBeWatched) {
   EXPECT_NE(loop().WatchReadable(pipe.fd(), &watcher), nullptr);
 }
 
+class WriteWatcher : public FdWatcher {
+ public:
+  explicit WriteWatcher(std::function<void(int fd)> on_ready) : on_ready_(std::move(on_ready)) {}
+  void OnReadReady(int /*fd*/) override { ADD_FAILURE() << "nobody asked for this"; }
+  void OnWriteReady(int fd) override { on_ready_(fd); }
+
+ private:
+  std::function<void(int fd)> on_ready_;
+};
+
+TEST_P(LoopTest, AWritableDescriptorIsServedWhileThereIsRoomAndOnceThereIsAgain) {
+  std::array<int, 2> fds = {-1, -1};
+  ASSERT_EQ(pipe2(fds.data(), O_CLOEXEC | O_NONBLOCK), 0);
+  const ScopedFd reader(fds[0]);
+  const ScopedFd writer(fds[1]);
+  const std::string page(4096, 'x');
+  int calls = 0;
+  WriteWatcher watcher([&](int fd) {
+    EXPECT_EQ(fd, writer.get());
+    ++calls;
+    while (write(fd, page.data(), page.size()) > 0) {
+    }
+  });
+  const auto watch = loop().WatchWritable(writer.get(), &watcher);
+  ASSERT_NE(watch, nullptr);
+  EXPECT_EQ(loop().WatchReadable(writer.get(), &watcher), nullptr) << "watched twice";
+  RunUntilIdle();
+  EXPECT_EQ(calls, 1);
+  std::string bytes(1 << 20, '\0');
+  EXPECT_GT(read(reader.get(), bytes.data(), bytes.size()), 0);
+  RunUntilIdle();
+  EXPECT_EQ(calls, 2);
+}
+
+TEST_P(LoopTest, NothingElseCanBeWatchedForWriting) {
+  WriteWatcher watcher([](int /*fd*/) {});
+  EXPECT_EQ(loop().WatchWritable(-1, &watcher), nullptr);
+}
+
 // A task that posts itself, a timer that re-arms itself with no delay and a descriptor that is
 // always readable: each is served as often as the others, more or less.
 TEST_P(LoopTest, NothingThatIsAlwaysReadyStarvesTheRest) {

@@ -12,25 +12,41 @@ namespace orvane::platform {
 
 class ManualLoop::Watch : public FdWatch {
  public:
-  Watch(ManualLoop& loop, int fd, FdWatcher* watcher)
-      : loop_(loop), number_(loop.next_watch_number_++), fd_(fd), watcher_(watcher) {
+  Watch(ManualLoop& loop, int fd, short events, FdWatcher* watcher)
+      : loop_(loop),
+        number_(loop.next_watch_number_++),
+        fd_(fd),
+        events_(events),
+        watcher_(watcher) {
     loop_.watches_.emplace(number_, this);
   }
   ~Watch() override { loop_.watches_.erase(number_); }
 
   int fd() const { return fd_; }
-  void Notify() const noexcept { watcher_->OnReadReady(fd_); }
+  short events() const { return events_; }
+  void Notify() const noexcept {
+    events_ == POLLIN ? watcher_->OnReadReady(fd_) : watcher_->OnWriteReady(fd_);
+  }
 
  private:
   ManualLoop& loop_;
   std::uint64_t number_;
   int fd_;
+  short events_;  // POLLIN or POLLOUT
   FdWatcher* watcher_;
 };
 
 std::unique_ptr<FdWatch> ManualLoop::WatchReadable(int fd, FdWatcher* watcher) {
+  return AddWatch(fd, POLLIN, watcher);
+}
+
+std::unique_ptr<FdWatch> ManualLoop::WatchWritable(int fd, FdWatcher* watcher) {
+  return AddWatch(fd, POLLOUT, watcher);
+}
+
+std::unique_ptr<FdWatch> ManualLoop::AddWatch(int fd, short events, FdWatcher* watcher) {
   if (!CanBeWatched(fd)) return nullptr;
-  return std::make_unique<Watch>(*this, fd, watcher);
+  return std::make_unique<Watch>(*this, fd, events, watcher);
 }
 
 // Refuses what epoll, and so SdEventLoop, refuses: files, directories, and a second watch on a
@@ -46,7 +62,7 @@ bool ManualLoop::ServeDescriptors() {
   std::vector<pollfd> descriptors;
   std::vector<std::uint64_t> numbers;
   for (const auto& [number, watch] : watches_) {
-    descriptors.push_back({watch->fd(), POLLIN, 0});
+    descriptors.push_back({watch->fd(), watch->events(), 0});
     numbers.push_back(number);
   }
   poll(descriptors.data(), descriptors.size(), 0);

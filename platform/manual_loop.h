@@ -18,6 +18,7 @@ class ManualLoop : public Loop {
 
   WallTime Now() const override { return wall_now_; }
   [[nodiscard]] std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) override;
+  [[nodiscard]] std::unique_ptr<FdWatch> WatchWritable(int fd, FdWatcher* watcher) override;
 
   // Advances both clocks. Runs what becomes due, each task at its own time.
   void AdvanceBy(TimeSpan span);
@@ -38,6 +39,7 @@ class ManualLoop : public Loop {
  private:
   class Watch;
 
+  std::unique_ptr<FdWatch> AddWatch(int fd, short events, FdWatcher* watcher);
   bool CanBeWatched(int fd) const;
   bool ServeDescriptors();
 

@@ -27,9 +27,15 @@ class SdEventLoop::Watch : public FdWatch {
  public:
   explicit Watch(SourcePtr source) : source_(std::move(source)) {}
 
-  static int OnReady(sd_event_source* /*source*/, int fd, std::uint32_t /*events*/,
-                     void* watcher) noexcept {
+  static int OnReadable(sd_event_source* /*source*/, int fd, std::uint32_t /*events*/,
+                        void* watcher) noexcept {
     static_cast<FdWatcher*>(watcher)->OnReadReady(fd);
+    return 0;
+  }
+
+  static int OnWritable(sd_event_source* /*source*/, int fd, std::uint32_t /*events*/,
+                        void* watcher) noexcept {
+    static_cast<FdWatcher*>(watcher)->OnWriteReady(fd);
     return 0;
   }
 
@@ -104,10 +110,17 @@ MonotonicTime SdEventLoop::MonotonicNow() const {
 }
 
 std::unique_ptr<FdWatch> SdEventLoop::WatchReadable(int fd, FdWatcher* watcher) {
+  return AddWatch(fd, EPOLLIN, watcher);
+}
+
+std::unique_ptr<FdWatch> SdEventLoop::WatchWritable(int fd, FdWatcher* watcher) {
+  return AddWatch(fd, EPOLLOUT, watcher);
+}
+
+std::unique_ptr<FdWatch> SdEventLoop::AddWatch(int fd, std::uint32_t events, FdWatcher* watcher) {
+  const auto handler = events == EPOLLIN ? &Watch::OnReadable : &Watch::OnWritable;
   sd_event_source* source = nullptr;
-  if (sd_event_add_io(event_.get(), &source, fd, EPOLLIN, &Watch::OnReady, watcher) < 0) {
-    return nullptr;
-  }
+  if (sd_event_add_io(event_.get(), &source, fd, events, handler, watcher) < 0) return nullptr;
   return std::make_unique<Watch>(SourcePtr(source));
 }
 

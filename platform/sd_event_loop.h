@@ -33,6 +33,7 @@ class SdEventLoop : public Loop {
 
   WallTime Now() const override;
   [[nodiscard]] std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) override;
+  [[nodiscard]] std::unique_ptr<FdWatch> WatchWritable(int fd, FdWatcher* watcher) override;
 
   // For libraries that bring their own sources; stays the loop's.
   sd_event* event() const { return event_.get(); }
@@ -52,6 +53,8 @@ class SdEventLoop : public Loop {
   class Watch;
   struct SignalHandler;
 
+  // `events`: EPOLLIN or EPOLLOUT.
+  std::unique_ptr<FdWatch> AddWatch(int fd, std::uint32_t events, FdWatcher* watcher);
   static int OnTurn(sd_event_source* source, std::uint64_t usec, void* loop) noexcept;
   void Arm();
 
