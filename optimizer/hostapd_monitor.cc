@@ -3,6 +3,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <utility>
@@ -22,6 +23,11 @@ sockaddr_un EmptyAddress() {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   return address;
+}
+
+void LogLostCommand(int error_number) {
+  errno = error_number;
+  PLOG(ERROR) << "Send to hostapd failed";
 }
 
 const sockaddr* AsGeneric(const sockaddr_un& address) {
@@ -59,11 +65,14 @@ void HostapdMonitorImpl::Initialize() {
 }
 
 bool HostapdMonitorImpl::SendCommand(const char* data, std::size_t length) {
-  if (sockets_->Send(hostapd_socket_, data, length, 0) < 0) {
-    PLOG(ERROR) << "Send to hostapd failed";
-    return false;
-  }
-  return true;
+  const std::string_view command(data, length);
+  return writer_ != nullptr ? writer_->Send(command) : SendNow(command);
+}
+
+bool HostapdMonitorImpl::SendNow(std::string_view command) {
+  if (sockets_->Send(hostapd_socket_, command.data(), command.size(), 0) >= 0) return true;
+  LogLostCommand(errno);
+  return false;
 }
 
 // The socket is watched from the construction on, but it is Initialize that begins.
@@ -101,9 +110,8 @@ void HostapdMonitorImpl::Attach() {
                                                            &HostapdMonitorImpl::OnAttachTimeout));
 }
 
-bool HostapdMonitorImpl::TryAttach() {
-  return OpenSocket() && SendCommand(kAttachCommand.data(), kAttachCommand.size());
-}
+// Not through the queue of commands: kHostapdStarted is to follow only if ATTACH was sent.
+bool HostapdMonitorImpl::TryAttach() { return OpenSocket() && SendNow(kAttachCommand); }
 
 void HostapdMonitorImpl::OnAttachTimeout() {
   // Where something held the process, the answer may have been waiting for long.
@@ -123,6 +131,8 @@ bool HostapdMonitorImpl::OpenSocket() {
     return false;
   }
   if (!BindSocket() || !ConnectSocket()) return false;
+  writer_ = std::make_unique<platform::DatagramWriter>(loop_, *sockets_, hostapd_socket_,
+                                                       &LogLostCommand);
   read_handler_ = input_handler_factory_.Create(
       hostapd_socket_, [this](std::span<const std::uint8_t> datagram) { OnReadData(datagram); },
       [this](std::string_view error) { OnReadError(error); });
@@ -152,8 +162,9 @@ bool HostapdMonitorImpl::ConnectSocket() {
 
 void HostapdMonitorImpl::CloseSocket() {
   if (hostapd_socket_ == kInvalidSocket) return;
+  writer_.reset();
   if (attached_) {
-    SendCommand(kDetachCommand.data(), kDetachCommand.size());
+    SendNow(kDetachCommand);
     attached_ = false;
   }
   read_handler_.reset();

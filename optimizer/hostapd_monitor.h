@@ -10,6 +10,7 @@
 
 #include "optimizer/file_change_monitor.h"
 #include "optimizer/hostapd_event.h"
+#include "platform/datagram_writer.h"
 #include "platform/files.h"
 #include "platform/input_handler.h"
 #include "platform/loop.h"
@@ -27,8 +28,9 @@ class HostapdMonitor {
   // Starts the monitor. To be called once.
   virtual void Initialize() = 0;
 
-  // Sends a command as one datagram, as it stands. False when it could not be sent. Its answer is
-  // read but given to nobody.
+  // Sends a command as one datagram, as it stands, after those that still wait for room in
+  // hostapd's queue. Each one that is lost logs a line; false if that has already happened. Its
+  // answer is read but given to nobody.
   virtual bool SendCommand(const char* data, std::size_t length) = 0;
 };
 
@@ -58,6 +60,7 @@ class HostapdMonitorImpl final : public HostapdMonitor {
   bool SendCommand(const char* data, std::size_t length) override;
 
  private:
+  bool SendNow(std::string_view command);
   void CheckSocket();
   void ResetAttachCallback(int delay_ms);
   void Attach();
@@ -77,6 +80,7 @@ class HostapdMonitorImpl final : public HostapdMonitor {
   HostapdLineCallback event_callback_;
   platform::FilePath socket_path_;
   int hostapd_socket_ = kInvalidSocket;
+  std::unique_ptr<platform::DatagramWriter> writer_;  // while the socket is connected
   std::unique_ptr<platform::InputHandler> read_handler_;
   platform::InputHandlerFactory& input_handler_factory_;
   HostapdEventParser parser_;

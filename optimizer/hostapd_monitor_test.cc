@@ -342,13 +342,53 @@ TEST_F(HostapdMonitorTest, ACommandOnAClosedSocketFailsAndIsLogged) {
   EXPECT_THAT(log_.lines(), ElementsAre(Error("Send to hostapd failed: Bad file descriptor (9)")));
 }
 
-TEST_F(HostapdMonitorTest, AHungHostapdWithAFullQueueDoesNotBlock) {
+TEST_F(HostapdMonitorTest, AHostapdThatReadsGetsEveryCommandInOrder) {
+  constexpr int kCommands = 500;
+  StartAttached();
+  for (int i = 0; i < kCommands; ++i) {
+    const std::string command = std::to_string(i);
+    EXPECT_TRUE(monitor_->SendCommand(command.data(), command.size()));
+  }
+  for (int i = 0; i < kCommands; ++i) {
+    ASSERT_THAT(hostapd_->Receive(), Optional(std::to_string(i)));
+    EXPECT_TRUE(hostapd_->Send("OK\n"));
+    loop_.AdvanceBy(1ms);
+  }
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+// So many commands that hostapd never reads, of which the queue has taken the first.
+TEST_F(HostapdMonitorTest, AHungHostapdCostsALineForEachUndeliveredCommandAfterOneSecond) {
+  constexpr int kCommands = 1'000;
+  StartAttached();
+  for (int i = 0; i < kCommands; ++i) EXPECT_TRUE(monitor_->SendCommand("PING", 4));
+  loop_.AdvanceBy(999'999us);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  loop_.AdvanceBy(1us);
+  std::size_t received = 0;
+  while (hostapd_->Receive().has_value()) ++received;
+  EXPECT_GT(received, 0u);
+  const std::vector<platform::LogCapture::Line> expected(
+      kCommands - received, Error("Send to hostapd failed: Resource temporarily unavailable (11)"));
+  EXPECT_EQ(log_.lines(), expected);
+  EXPECT_EQ(sockets_.open, 1);
+  EXPECT_TRUE(monitor_->SendCommand("PING", 4));
+  EXPECT_THAT(hostapd_->Receive(), Optional(std::string("PING")));
+}
+
+TEST_F(HostapdMonitorTest, CommandsThatWaitWhenTheSocketClosesAreLoggedBeforeTheDetachment) {
   StartAttached();
   int sent = 0;
-  while (sent < 10'000 && monitor_->SendCommand("PING", 4)) ++sent;
-  EXPECT_LT(sent, 10'000);
-  EXPECT_THAT(log_.lines(),
-              ElementsAre(Error("Send to hostapd failed: Resource temporarily unavailable (11)")));
+  while (sockets_.sent.size() == static_cast<std::size_t>(sent)) {
+    monitor_->SendCommand("PING", 4);
+    ++sent;
+  }
+  Forget();
+  monitor_.reset();
+  // The last command that was tried waits, and one more behind it.
+  EXPECT_THAT(sockets_.sent, ElementsAre("DETACH"));
+  const auto failed = Error("Send to hostapd failed: Resource temporarily unavailable (11)");
+  EXPECT_THAT(log_.lines(), ElementsAre(failed, failed, failed));
 }
 
 TEST_F(HostapdMonitorTest, AfterTheSocketIsGoneItRestsUntilItIsBack) {

@@ -1,0 +1,151 @@
+// Many clients steered in one pass: more commands than hostapd's queue holds.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <iostream>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "testbed/played_kernel.h"
+#include "testbed/real_hostapd.h"
+
+namespace orvane::ap {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using ::testing::Each;
+using ::testing::IsEmpty;
+
+constexpr char kUndelivered[] = "Send to hostapd failed: Resource temporarily unavailable (11)";
+
+// A pass comes well before or well after the end of the stations' steer interval, never in between.
+const std::vector<std::string> kSteerAllInTheSecondPass = {"--enable_client_steering",
+                                                           "--client_steering_interval=1",
+                                                           "--client_steering_poll_interval=2"};
+
+std::vector<std::string> Macs(std::size_t count) {
+  std::vector<std::string> macs;
+  for (std::size_t i = 0; i < count; ++i) {
+    macs.push_back(fmt::format("02:00:00:00:{:02x}:{:02x}", i / 256, i % 256));
+  }
+  return macs;
+}
+
+// All of them are to be steered, in the same pass.
+std::vector<std::string> Crowd(const std::string& interface, std::size_t count) {
+  std::vector<std::string> stations;
+  for (const std::string& mac : Macs(count)) stations.push_back(interface + " " + mac + " -82");
+  return stations;
+}
+
+// The addresses that come behind `key` in a text, in order.
+std::vector<std::string> MacsBehind(std::string_view key, std::string_view text) {
+  constexpr std::size_t kLength = 17;
+  std::vector<std::string> macs;
+  for (std::size_t at = text.find(key); at != text.npos; at = text.find(key, at)) {
+    at += key.size();
+    macs.emplace_back(text.substr(at, kLength));
+  }
+  return macs;
+}
+
+class PlayedKernelWithRealHostapd : public RealHostapd,
+                                    public ::testing::WithParamInterface<std::size_t> {};
+
+TEST_P(PlayedKernelWithRealHostapd, GetsEveryCommandInOrder) {
+  constexpr std::string_view kReceived = "CTRL_IFACE DISASSOCIATE ";
+  const std::size_t count = GetParam();
+  std::string stations = std::string(kWlan2400) + "\n";
+  for (const std::string& line : Crowd(kWlan5000, count)) stations += line + "\n";
+  lab::WriteFile(directory() / "stations", stations);
+  set_daemon_command({DAEMON_ON_FAKE_KERNEL_PATH, directory() / "stations"});
+  StartBus();
+  StartHostapd();
+  StartDaemon(kSteerAllInTheSecondPass);
+  EXPECT_TRUE(IsAttached());
+  EXPECT_TRUE(WaitUntil([&] { return daemon().err().Count(" Steer Client ") >= count; }));
+  EXPECT_TRUE(WaitUntil([&] { return hostapd().out().Count(kReceived) >= count; }));
+  const std::vector<std::string> received = MacsBehind(kReceived, hostapd().out().Text());
+  std::cout << received.size() << " of " << count << " commands received\n";
+  EXPECT_EQ(received, Macs(count));
+  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Clients, PlayedKernelWithRealHostapd,
+                         ::testing::Values(20U, 40U, 100U, 500U),
+                         ::testing::PrintToStringParamName());
+
+class SteeringCrowdTest : public PlayedKernel {
+ protected:
+  static constexpr std::size_t kClients = 500;
+
+  void StartWithCrowd() {
+    Lines lines = Crowd(kWlan2400, kClients);
+    SetStations(lines);
+    Arguments arguments = kSteerAllInTheSecondPass;
+    arguments.push_back("--v=0");
+    Start(arguments);
+  }
+
+  bool IsCrowdSteered() { return daemon().err().Count(" Steer Client ") >= kClients; }
+};
+
+// Half a second for all of them, on top of what reading and answering takes.
+TEST_F(SteeringCrowdTest, HostapdThatTakesAMillisecondForEachGetsEveryCommand) {
+  StartWithCrowd();
+  for (const std::string& mac : Macs(kClients)) {
+    wlan2400_->ExpectCommand("DISASSOCIATE " + mac + " reason=5");
+    std::this_thread::sleep_for(milliseconds(1));
+    wlan2400_->Send("OK\n");
+  }
+  EXPECT_TRUE(IsCrowdSteered());
+  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+}
+
+using SteeringCrowdFault = SteeringCrowdTest;
+
+// The other hostapd is heard as ever, also between the pass and the moment in which the commands
+// are given up.
+TEST_F(SteeringCrowdFault, HungHostapdHoldsNothingUp) {
+  StartWithCrowd();
+  EXPECT_TRUE(WaitUntil([&] { return IsCrowdSteered(); }));
+  steady_clock::duration longest{};
+  while (daemon().err().Count(kUndelivered) == 0 && !HasFailure()) {
+    const auto begin = steady_clock::now();
+    Settle(*wlan5000_);
+    longest = std::max(longest, steady_clock::now() - begin);
+  }
+  std::cout << "longest answer: " << std::chrono::duration_cast<milliseconds>(longest).count()
+            << " ms\n";
+  // The queue keeps what it has taken; all else is lost, with a line for each.
+  std::size_t received = 0;
+  for (const std::string& mac : Macs(kClients)) {
+    const auto command = wlan2400_->Receive(milliseconds(0));
+    if (!command.has_value()) break;
+    EXPECT_EQ(command->text, "DISASSOCIATE " + mac + " reason=5");
+    ++received;
+  }
+  EXPECT_GT(received, 0U);
+  ExpectLogged("ERROR", kUndelivered, kClients - received);
+  const std::vector<std::string> errors = LogTexts("ERROR");
+  EXPECT_EQ(errors.size(), kClients - received);
+  EXPECT_THAT(errors, Each(kUndelivered));
+  // An event was taken after the pass and before the first loss.
+  const std::string log = daemon().err().Text();
+  const std::size_t last_steer = log.rfind(" Steer Client ");
+  EXPECT_LT(log.find("SETTLE-", last_steer), log.find(kUndelivered));
+  // It reads again, and is still attached.
+  ExpectQuickExit(SIGTERM);
+  wlan2400_->ExpectCommand("DETACH");
+}
+
+}  // namespace
+}  // namespace orvane::ap
