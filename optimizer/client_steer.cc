@@ -146,8 +146,6 @@ void ClientSteer::PollInterface() {
 
 void ClientSteer::OnStation(const Nl80211Station& station) {
   if (!station.IsAuthorized()) return;
-  // What still comes in for an earlier pass when a later one is over is about no interface.
-  if (poll_cursor_ >= steer_interfaces_.size()) return;
   CheckStation(station.GetMacAddress(), station.GetSignalAverage());
 }
 
@@ -162,13 +160,15 @@ void ClientSteer::OnPollComplete(const Nl80211Error* error) {
   }
 }
 
+// Late replies of an earlier pass can find the cursor past the last interface. They place stations
+// there, too, which puts off their next steer; only a metric doesn't exist there.
 void ClientSteer::CheckStation(const MacAddress& mac_address, std::int8_t signal_dbm) {
   StationSteerState& state = stations_[mac_address];
   const platform::WallTime now = loop_.Now();
   state.last_seen_time = now;
   if (state.interface_index != static_cast<std::int32_t>(poll_cursor_)) {
     PlaceStation(state, now);
-  } else {
+  } else if (poll_cursor_ < steer_interfaces_.size()) {
     SteerIfPoor(mac_address, LinkQualityMetric(signal_dbm), state, now);
   }
 }

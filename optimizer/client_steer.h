@@ -53,8 +53,9 @@ struct ClientSteerSettings {
 // intervals.
 //
 // The first pass comes one poll interval after the start. Passes are not kept apart: when one takes
-// longer than the poll interval, the next one starts over at the first interface, and what still
-// comes in for the earlier one is taken to be about the interface that is being polled now.
+// longer than the poll interval, the next one starts over at the first interface, and late replies
+// of the earlier one count for the interface that is being polled now. Once the cursor is past the
+// last interface they count for none: the station is placed there, and is never steered there.
 class ClientSteer : public Service {
  public:
   static constexpr char kServiceName[] = "clientSteering";
@@ -104,7 +105,7 @@ class ClientSteer : public Service {
   void OnPollComplete(const Nl80211Error* error);
 
   void CheckStation(const MacAddress& mac_address, std::int8_t signal_dbm);
-  // The station has come to the interface that is being polled.
+  // The station has come to the interface at the cursor.
   void PlaceStation(StationSteerState& state, platform::WallTime now);
   void SteerIfPoor(const MacAddress& mac_address, std::uint8_t link_quality_metric,
                    StationSteerState& state, platform::WallTime now);

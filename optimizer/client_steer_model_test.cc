@@ -38,7 +38,7 @@ class Model {
     int hysteresis = 15;
   };
 
-  // One station in the dump of an interface.
+  // One station in a dump. The interface is the one at the cursor; 2 is past the last one.
   void See(int interface, int number, int signal, std::int64_t now) {
     Memory& memory = table_[number];
     memory.seen = now;
@@ -47,6 +47,7 @@ class Model {
       memory.steered = now;
       return;
     }
+    if (interface == 2) return;
     const int metric = signal < -100 ? 0 : signal > 0 ? 100 : signal + 100;
     const int before = memory.metric[interface];
     const std::int64_t since = now - memory.steered;
@@ -97,14 +98,12 @@ class RandomHistory {
  public:
   explicit RandomHistory(std::uint32_t seed) : random_(seed) { world_.steer->Enable(); }
 
-  // A change in the world or of a flag, and then a pass.
+  // A change in the world or of a flag, and then a pass, or two at once.
   void Step() {
     Change();
     world_.TakeLog();
-    world_.Pass(std::chrono::minutes(1));
     now_ += 60;
-    for (int interface = 0; interface < 2; ++interface) Dump(interface);
-    if (world_.steer != nullptr) model_.EndPass(now_);
+    Roll(10) == 0 ? OverlappingPasses() : Pass();
   }
 
   void Compare() {
@@ -118,14 +117,38 @@ class RandomHistory {
 
   std::size_t steers = 0;
   std::size_t prunes = 0;
+  std::size_t overlaps = 0;
 
  private:
   int Roll(int sides) { return std::uniform_int_distribution<int>(0, sides - 1)(random_); }
 
-  void Dump(int interface) {
+  void Pass() {
+    world_.Pass(std::chrono::minutes(1));
+    for (int interface = 0; interface < 2; ++interface) Dump(interface, interface);
+    model_.EndPass(now_);
+  }
+
+  // The second pass begins before the kernel answers the first. The end of each dump moves the
+  // cursor that they share, so the third dump comes with the cursor past the last interface.
+  void OverlappingPasses() {
+    world_.kernel.SetHolding(true);
+    world_.Pass(std::chrono::minutes(1));
+    world_.steer->CheckAndSteer();
+    world_.kernel.SetHolding(false);
+    world_.Pass(std::chrono::seconds(0));
+    Dump(0, 0);
+    Dump(0, 1);
+    model_.EndPass(now_);
+    Dump(1, 2);
+    model_.EndPass(now_);
+    ++overlaps;
+  }
+
+  // The dump of an interface arrives.
+  void Dump(int interface, int cursor) {
     for (const auto& station : world_.kernel.Stations(kInterfaces[interface])) {
       if ((station.flags & 2U) == 0) continue;
-      model_.See(interface, station.address[5], station.signal_average.value_or(0), now_);
+      model_.See(cursor, station.address[5], station.signal_average.value_or(0), now_);
     }
   }
 
@@ -204,6 +227,7 @@ TEST_P(ClientSteerModelTest, BehavesAsTheModelThroughMonthsOfPolls) {
   // Otherwise the histories would prove little.
   EXPECT_GT(history.steers, kSteps / 100U);
   EXPECT_GT(history.prunes, kSteps / 100U);
+  EXPECT_GT(history.overlaps, kSteps / 100U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, ClientSteerModelTest, ::testing::Values(1, 2, 3, 4, 5));

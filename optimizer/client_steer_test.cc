@@ -469,17 +469,17 @@ TEST_F(ClientSteerTest, AnOverlappingPassStartsOverAndBothAdvanceTheCursor) {
   world_.TakeLog();
   world_.kernel.SetHolding(false);
   world_.Pass(0s);
-  // The end of the earlier dump moved on to the second interface, so what the later one tells of
-  // the first interface is taken for the second's; its end is the end of the pass, and what the
-  // dump of the second interface then tells is about none.
+  // The end of the earlier dump moves the cursor to the second interface, so the stations of the
+  // later dump are placed there; its end moves the cursor past the last interface, where the dump
+  // of the second interface then places its stations.
   EXPECT_THAT(world_.TakeLog(), IsEmpty());
   world_.Pass(2s);
-  EXPECT_THAT(world_.TakeLog(), IsEmpty()) << "one station is back, the other one is new";
+  EXPECT_THAT(world_.TakeLog(), IsEmpty()) << "both stations are back";
   world_.Pass(2s);
   EXPECT_THAT(world_.TakeLog(), SizeIs(2)) << "each station at its own interface again";
 }
 
-TEST_F(ClientSteerTest, AStationThatIsOnlySeenLateIsNotTracked) {
+TEST_F(ClientSteerTest, AStationThatIsOnlySeenLateIsTracked) {
   world_.steer->OnFlagChanged("clientSteeringPollInterval", "2");
   world_.steer->OnFlagChanged("clientSteeringInterval", "10");
   Start();
@@ -490,10 +490,43 @@ TEST_F(ClientSteerTest, AStationThatIsOnlySeenLateIsNotTracked) {
   world_.Pass(0s);
   world_.Leave(k5000, 2);
   world_.Pass(60s);
-  EXPECT_THAT(world_.TakeLog(), IsEmpty()) << "nothing to prune";
+  EXPECT_THAT(world_.TakeLog(), ElementsAre("Prune Station 02:00:00:00:00:02"));
 }
 
-TEST_F(ClientSteerTest, LateStationsOfAnEarlierPassAreAboutNoInterface) {
+// A late reply is an arrival, after which a station is left alone for a steer interval.
+TEST_F(ClientSteerTest, AStationThatIsSeenLateStartsItsIntervalAnew) {
+  world_.Join(k5000, 2, -80);
+  Start();
+  Passes(9);
+  world_.kernel.SetHolding(true);
+  Passes(1);
+  world_.steer->CheckAndSteer();
+  world_.kernel.SetHolding(false);
+  world_.Pass(0s);
+  Passes(11);  // back at its interface in the first, in which it arrives again
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+  Passes(1);
+  EXPECT_THAT(world_.TakeCommands(), ElementsAre(SteeringWorld::Steered(k5000, 2)));
+}
+
+// Twice in a row past the last interface: there is no metric for it to be judged by.
+TEST_F(ClientSteerTest, AStationPastTheLastInterfaceIsNeverSteeredThere) {
+  world_.steer->OnFlagChanged("clientSteeringInterval", "40");
+  world_.Join(k5000, 2, -80);
+  Start();
+  for (int round = 0; round < 3; ++round) {
+    world_.TakeLog();
+    world_.kernel.SetHolding(true);
+    Passes(1);
+    world_.steer->CheckAndSteer();
+    world_.kernel.SetHolding(false);
+    world_.Pass(0s);
+    EXPECT_THAT(world_.TakeLog(), IsEmpty());
+  }
+  EXPECT_THAT(world_.TakeCommands(), IsEmpty());
+}
+
+TEST_F(ClientSteerTest, LateStationsDisturbNoLaterPass) {
   world_.steer->OnFlagChanged("clientSteeringPollInterval", "1");
   for (int number = 1; number <= 100; ++number) world_.Join(k2400, number, -90);
   for (int number = 1; number <= 100; ++number) world_.Join(k5000, number, -90);
