@@ -107,8 +107,6 @@ TEST_F(HostapdFault, StrangersAreNotHeard) {
                    reinterpret_cast<const sockaddr*>(&address), sizeof(address)),
             0);
   EXPECT_EQ(errno, EPERM);
-  Settle(wlan5000());
-  EXPECT_EQ(LogCount("INFO", "Received unknown event: STRANGE"), 0U);
 }
 
 // One that hangs in its start and is replaced before a second is over: the daemon sees the new
@@ -163,7 +161,7 @@ TEST_F(HostapdFault, KilledAndReplacedOneLosesWhatWaitsInTheQueue) {
   Settle(successor);
   const std::size_t read = daemon().err().Count("LAST-");
   std::cout << read << " lines of " << kLines << " were read\n";
-  EXPECT_LE(read, kLines);
+  EXPECT_LT(read, kLines);
   if (read > 0) {
     EXPECT_EQ(LogCount("INFO", fmt::format("Received unknown event: LAST-{}", read - 1)), 1U);
   }
@@ -173,8 +171,8 @@ TEST_F(HostapdFault, KilledAndReplacedOneLosesWhatWaitsInTheQueue) {
 }
 
 // So many lines of a length find room, and then hostapd waits. It goes by the memory that the
-// kernel takes for each line, and by what the kernel lets a sender have on its way;
-// net.unix.max_dgram_qlen doesn't count, since the daemon's end is connected to the one that sends.
+// kernel takes for each line, and by what the kernel lets a sender have on its way.
+// net.unix.max_dgram_qlen does not limit this direction: the receiver is connected to the sender.
 TEST_F(HostapdFault, DaemonThatIsHeldFillsItsQueueAndLosesNothing) {
   constexpr std::size_t kSmallestDatagram = 512;
   constexpr std::size_t kLargestDatagram = 2048;
