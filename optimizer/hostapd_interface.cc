@@ -13,7 +13,7 @@ constexpr char kOwnerTag[] = "wavelark";
 }  // namespace
 
 HostapdInterface::HostapdInterface(platform::Loop& loop, platform::FilePath control_directory)
-    : loop_(loop), control_directory_(std::move(control_directory)), input_handler_factory_(loop) {}
+    : loop_(loop), control_directory_(std::move(control_directory)) {}
 
 HostapdInterface::~HostapdInterface() { Shutdown(); }
 
@@ -24,9 +24,9 @@ void HostapdInterface::Init() {
       OnHostapdEvent(name, kind, mac, attributes);
     };
     std::unique_ptr<HostapdMonitor>& monitor = monitors_[name];
-    monitor = std::make_unique<HostapdMonitorImpl>(
-        loop_, input_handler_factory_, std::make_unique<platform::Sockets>(), std::move(callback),
-        kOwnerTag, control_directory_, name);
+    monitor = std::make_unique<HostapdMonitorImpl>(loop_, std::make_unique<platform::Sockets>(),
+                                                   std::move(callback), kOwnerTag,
+                                                   control_directory_, name);
     monitor->Initialize();
   }
 }

@@ -11,7 +11,6 @@
 #include "optimizer/hostapd_event.h"
 #include "optimizer/hostapd_monitor.h"
 #include "platform/files.h"
-#include "platform/input_handler.h"
 #include "platform/loop.h"
 
 namespace orvane::ap {
@@ -53,7 +52,6 @@ class HostapdInterface {
 
   platform::Loop& loop_;
   platform::FilePath control_directory_;
-  platform::DatagramHandlerFactory input_handler_factory_;
   std::map<std::string, std::unique_ptr<HostapdMonitor>> monitors_;
   std::list<EventCallback> event_callbacks_;
 };

@@ -37,7 +37,6 @@ const sockaddr* AsGeneric(const sockaddr_un& address) {
 }  // namespace
 
 HostapdMonitorImpl::HostapdMonitorImpl(platform::Loop& loop,
-                                       platform::InputHandlerFactory& input_handler_factory,
                                        std::unique_ptr<platform::Sockets> sockets,
                                        HostapdLineCallback event_callback, std::string owner_tag,
                                        const platform::FilePath& control_directory,
@@ -46,7 +45,6 @@ HostapdMonitorImpl::HostapdMonitorImpl(platform::Loop& loop,
       sockets_(std::move(sockets)),
       event_callback_(std::move(event_callback)),
       socket_path_(control_directory / interface_name),
-      input_handler_factory_(input_handler_factory),
       attach_timeout_(loop),
       attach_callback_(loop),
       interface_name_(std::move(interface_name)),
@@ -133,8 +131,9 @@ bool HostapdMonitorImpl::OpenSocket() {
   if (!BindSocket() || !ConnectSocket()) return false;
   writer_ = std::make_unique<platform::DatagramWriter>(loop_, *sockets_, hostapd_socket_,
                                                        &LogLostCommand);
-  read_handler_ = input_handler_factory_.Create(
-      hostapd_socket_, [this](std::span<const std::uint8_t> datagram) { OnReadData(datagram); },
+  read_handler_ = std::make_unique<platform::DatagramReader>(
+      loop_, hostapd_socket_,
+      [this](std::span<const std::uint8_t> datagram) { OnReadData(datagram); },
       [this](std::string_view error) { OnReadError(error); });
   return true;
 }

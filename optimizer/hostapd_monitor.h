@@ -10,9 +10,9 @@
 
 #include "optimizer/file_change_monitor.h"
 #include "optimizer/hostapd_event.h"
+#include "platform/datagram_reader.h"
 #include "platform/datagram_writer.h"
 #include "platform/files.h"
-#include "platform/input_handler.h"
 #include "platform/loop.h"
 #include "platform/one_shot_timer.h"
 #include "platform/sockets.h"
@@ -39,8 +39,7 @@ class HostapdMonitor {
 // back, and gives every event that hostapd then sends to the callback. Attached or not, it never
 // blocks.
 //
-// Destroying it detaches; the event callback must not do that. The loop and the factory must
-// outlive it.
+// Destroying it detaches; the event callback must not do that. The loop must outlive it.
 class HostapdMonitorImpl final : public HostapdMonitor {
  public:
   static constexpr int kInvalidSocket = -1;
@@ -50,10 +49,9 @@ class HostapdMonitorImpl final : public HostapdMonitor {
   static constexpr platform::TimeSpan kAttachTimeout{1'000'000};
 
   // `owner_tag` stands in the name of the local socket, which is in the abstract namespace.
-  HostapdMonitorImpl(platform::Loop& loop, platform::InputHandlerFactory& input_handler_factory,
-                     std::unique_ptr<platform::Sockets> sockets, HostapdLineCallback event_callback,
-                     std::string owner_tag, const platform::FilePath& control_directory,
-                     std::string interface_name);
+  HostapdMonitorImpl(platform::Loop& loop, std::unique_ptr<platform::Sockets> sockets,
+                     HostapdLineCallback event_callback, std::string owner_tag,
+                     const platform::FilePath& control_directory, std::string interface_name);
   ~HostapdMonitorImpl() override;
 
   void Initialize() override;
@@ -81,8 +79,7 @@ class HostapdMonitorImpl final : public HostapdMonitor {
   platform::FilePath socket_path_;
   int hostapd_socket_ = kInvalidSocket;
   std::unique_ptr<platform::DatagramWriter> writer_;  // while the socket is connected
-  std::unique_ptr<platform::InputHandler> read_handler_;
-  platform::InputHandlerFactory& input_handler_factory_;
+  std::unique_ptr<platform::DatagramReader> read_handler_;
   HostapdEventParser parser_;
   platform::OneShotTimer attach_timeout_;
   platform::OneShotTimer attach_callback_;

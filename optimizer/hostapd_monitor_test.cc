@@ -1,8 +1,10 @@
 #include "optimizer/hostapd_monitor.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -49,6 +51,7 @@ class TestSockets : public platform::Sockets {
     socklen_t bind_length = 0;
     std::string connect_path;
     socklen_t connect_length = 0;
+    int fd = -1;  // the last one
     int open = 0;
     std::vector<std::string> sent;
   };
@@ -58,7 +61,8 @@ class TestSockets : public platform::Sockets {
   int Socket(int domain, int type, int protocol) override {
     if (Fails(state_->failing_socket)) return -1;
     ++state_->open;
-    return Sockets::Socket(domain, type, protocol);
+    state_->fd = Sockets::Socket(domain, type, protocol);
+    return state_->fd;
   }
   int Bind(int fd, const sockaddr* address, socklen_t length) override {
     state_->bind_path = PathOf(address);
@@ -94,20 +98,6 @@ class TestSockets : public platform::Sockets {
   State* state_;
 };
 
-// Real datagram handlers, whose error callback can be run at will.
-class TestHandlerFactory : public platform::DatagramHandlerFactory {
- public:
-  using DatagramHandlerFactory::DatagramHandlerFactory;
-
-  std::unique_ptr<platform::InputHandler> Create(int fd, DataCallback on_data,
-                                                 ErrorCallback on_error) override {
-    fail = on_error;
-    return DatagramHandlerFactory::Create(fd, std::move(on_data), std::move(on_error));
-  }
-
-  ErrorCallback fail;
-};
-
 class HostapdMonitorTest : public ::testing::Test {
  protected:
   platform::FilePath SocketPath() const { return directory_.path() / kInterface; }
@@ -120,7 +110,7 @@ class HostapdMonitorTest : public ::testing::Test {
 
   void MakeMonitor() {
     monitor_ = std::make_unique<HostapdMonitorImpl>(
-        loop_, factory_, std::make_unique<TestSockets>(&sockets_),
+        loop_, std::make_unique<TestSockets>(&sockets_),
         [this](HostapdEventType kind, std::string_view mac, HostapdAttributes attributes) {
           std::string event =
               std::string(HostapdEventTypeName(kind)) + "(" + std::string(mac) + ")";
@@ -158,7 +148,6 @@ class HostapdMonitorTest : public ::testing::Test {
 
   TestDirectory directory_;
   platform::ManualLoop loop_;
-  TestHandlerFactory factory_{loop_};
   TestSockets::State sockets_;
   std::vector<std::string> events_;
   platform::LogCapture log_;
@@ -219,8 +208,8 @@ TEST_F(HostapdMonitorTest, LongNamesAreCutAndStayTerminated) {
   const std::string long_tag(200, 't');
   const platform::FilePath path = directory_.path() / long_name;
   std::filesystem::create_directory(path);
-  HostapdMonitorImpl monitor(loop_, factory_, std::make_unique<TestSockets>(&sockets_), {},
-                             long_tag, directory_.path(), long_name);
+  HostapdMonitorImpl monitor(loop_, std::make_unique<TestSockets>(&sockets_), {}, long_tag,
+                             directory_.path(), long_name);
   monitor.Initialize();
   loop_.RunUntilIdle();
   // In the abstract name the first byte is zero, too.
@@ -604,7 +593,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(HostapdMonitorTest, AnAbstractNameThatIsTakenIsRetriedUntilItIsFree) {
   StartHostapd();
   auto twin = std::make_unique<HostapdMonitorImpl>(
-      loop_, factory_, std::make_unique<platform::Sockets>(),
+      loop_, std::make_unique<platform::Sockets>(),
       [](HostapdEventType, std::string_view, HostapdAttributes) {}, "wavelark", directory_.path(),
       kInterface);
   twin->Initialize();
@@ -675,8 +664,13 @@ TEST_F(HostapdMonitorDeathTest, ASecondAttachBeforeTheAnswerIsFatal) {
 
 TEST_F(HostapdMonitorDeathTest, AReadErrorIsFatal) {
   StartAttached();
-  EXPECT_DEATH(factory_.fail("Connection reset by peer (104)"),
-               "Hostapd Socket read returns error: Connection reset by peer \\(104\\)");
+  const platform::ScopedFd other(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const auto read_what_is_no_socket = [&] {
+    dup2(other.get(), sockets_.fd);
+    loop_.RunUntilIdle();
+  };
+  EXPECT_DEATH(read_what_is_no_socket(),
+               "Hostapd Socket read returns error: Socket operation on non-socket \\(88\\)");
 }
 
 }  // namespace

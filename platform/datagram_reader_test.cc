@@ -1,4 +1,4 @@
-#include "platform/input_handler.h"
+#include "platform/datagram_reader.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -20,11 +20,11 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr int kBatch = DatagramHandlerFactory::kDatagramsPerWakeUp;
+constexpr int kBatch = DatagramReader::kDatagramsPerWakeUp;
 
-class InputHandlerTest : public BothLoopsTest {
+class DatagramReaderTest : public BothLoopsTest {
  protected:
-  InputHandlerTest() {
+  DatagramReaderTest() {
     std::array<int, 2> fds = {-1, -1};
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, fds.data()), 0);
     socket_ = ScopedFd(fds[0]);
@@ -37,9 +37,10 @@ class InputHandlerTest : public BothLoopsTest {
   }
 
   // Notes what it reads.
-  void Handle(int fd) {
-    handler_ = factory_.Create(
-        fd, [this](std::span<const std::uint8_t> bytes) { datagrams_.push_back(AsText(bytes)); },
+  void Read(int fd) {
+    reader_ = std::make_unique<DatagramReader>(
+        loop(), fd,
+        [this](std::span<const std::uint8_t> bytes) { datagrams_.push_back(AsText(bytes)); },
         [this](std::string_view error) { errors_.emplace_back(error); });
   }
 
@@ -49,40 +50,39 @@ class InputHandlerTest : public BothLoopsTest {
 
   ScopedFd socket_;
   ScopedFd peer_;
-  DatagramHandlerFactory factory_{loop()};
   std::vector<std::string> datagrams_;
   std::vector<std::string> errors_;
-  std::unique_ptr<InputHandler> handler_;
+  std::unique_ptr<DatagramReader> reader_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Loops, InputHandlerTest, BothLoops(), LoopName);
+INSTANTIATE_TEST_SUITE_P(Loops, DatagramReaderTest, BothLoops(), LoopName);
 
-TEST_P(InputHandlerTest, ReadsAtOnceWhenAskedTo) {
-  Handle(socket_.get());
-  handler_->ReadNow();
+TEST_P(DatagramReaderTest, ReadsAtOnceWhenAskedTo) {
+  Read(socket_.get());
+  reader_->ReadNow();
   EXPECT_THAT(datagrams_, IsEmpty());
   Send("one");
   Send("two");
-  handler_->ReadNow();
+  reader_->ReadNow();
   EXPECT_THAT(datagrams_, ElementsAre("one", "two"));
   RunUntilIdle();
   EXPECT_THAT(datagrams_, ElementsAre("one", "two"));
   EXPECT_THAT(errors_, IsEmpty());
 }
 
-TEST_P(InputHandlerTest, ReadsNothingAnyMoreAfterAnError) {
+TEST_P(DatagramReaderTest, ReadsNothingAnyMoreAfterAnError) {
   const ScopedFd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
   const int fd = socket_.get();
-  Handle(fd);
+  Read(fd);
   ASSERT_EQ(dup2(file.get(), fd), fd);
-  handler_->ReadNow();
+  reader_->ReadNow();
   EXPECT_THAT(errors_, ElementsAre(testing::HasSubstr("(88)")));
-  handler_->ReadNow();
+  reader_->ReadNow();
   EXPECT_EQ(errors_.size(), 1U);
 }
 
-TEST_P(InputHandlerTest, GivesEachDatagramWhole) {
-  Handle(socket_.get());
+TEST_P(DatagramReaderTest, GivesEachDatagramWhole) {
+  Read(socket_.get());
   Send("one");
   Send("two");
   EXPECT_THAT(datagrams_, IsEmpty());
@@ -94,28 +94,28 @@ TEST_P(InputHandlerTest, GivesEachDatagramWhole) {
   EXPECT_THAT(errors_, IsEmpty());
 }
 
-TEST_P(InputHandlerTest, ReadsWhatWasThereBeforeIt) {
+TEST_P(DatagramReaderTest, ReadsWhatWasThereBeforeIt) {
   Send("before");
-  Handle(socket_.get());
+  Read(socket_.get());
   RunUntilIdle();
   EXPECT_THAT(datagrams_, ElementsAre("before"));
 }
 
-TEST_P(InputHandlerTest, AnEmptyDatagramIsADatagram) {
-  Handle(socket_.get());
+TEST_P(DatagramReaderTest, AnEmptyDatagramIsADatagram) {
+  Read(socket_.get());
   Send("");
   Send("after");
   RunUntilIdle();
   EXPECT_THAT(datagrams_, ElementsAre("", "after"));
 }
 
-TEST_P(InputHandlerTest, KeepsEveryByteOfTheLargestDatagram) {
+TEST_P(DatagramReaderTest, KeepsEveryByteOfTheLargestDatagram) {
   constexpr int kSendBuffer = 256 * 1024;
   setsockopt(peer_.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
   std::string large(64 * 1024, '\0');
   large.front() = 'a';
   large.back() = 'z';
-  Handle(socket_.get());
+  Read(socket_.get());
   Send(large);
   Send("small");
   RunUntilIdle();
@@ -124,11 +124,11 @@ TEST_P(InputHandlerTest, KeepsEveryByteOfTheLargestDatagram) {
   EXPECT_EQ(datagrams_[1], "small");
 }
 
-TEST_P(InputHandlerTest, TakesABoundedNumberOfDatagramsForEachWakeUp) {
+TEST_P(DatagramReaderTest, TakesABoundedNumberOfDatagramsForEachWakeUp) {
   // The kernel queues only so many datagrams for one socket: the callback keeps the queue filled.
   int received = 0;
-  handler_ = factory_.Create(
-      socket_.get(),
+  reader_ = std::make_unique<DatagramReader>(
+      loop(), socket_.get(),
       [&](std::span<const std::uint8_t> /*bytes*/) {
         ++received;
         Send("again");
@@ -144,9 +144,9 @@ TEST_P(InputHandlerTest, TakesABoundedNumberOfDatagramsForEachWakeUp) {
   EXPECT_TRUE(RunUntil([&] { return received == 10 * kBatch; }));
 }
 
-TEST_P(InputHandlerTest, ReadsManyDatagramsInOrder) {
+TEST_P(DatagramReaderTest, ReadsManyDatagramsInOrder) {
   constexpr int kMany = 20'000;
-  Handle(socket_.get());
+  Read(socket_.get());
   int sent = 0;
   EXPECT_TRUE(RunUntil([&] {
     while (sent < kMany) {
@@ -161,21 +161,21 @@ TEST_P(InputHandlerTest, ReadsManyDatagramsInOrder) {
   }
 }
 
-TEST_P(InputHandlerTest, StopsWithItsDestruction) {
-  Handle(socket_.get());
+TEST_P(DatagramReaderTest, StopsWithItsDestruction) {
+  Read(socket_.get());
   Send("unread");
-  handler_.reset();
+  reader_.reset();
   RunUntilIdle();
   EXPECT_THAT(datagrams_, IsEmpty());
 }
 
-TEST_P(InputHandlerTest, ItsDataCallbackMayDestroyItAndGoOnReadingTheDatagram) {
+TEST_P(DatagramReaderTest, ItsDataCallbackMayDestroyItAndGoOnReadingTheDatagram) {
   std::string text;
-  handler_ = factory_.Create(
-      socket_.get(),
+  reader_ = std::make_unique<DatagramReader>(
+      loop(), socket_.get(),
       [this, &text, captured = std::string("captured text that is not short")](
           std::span<const std::uint8_t> bytes) {
-        handler_.reset();
+        reader_.reset();
         text = AsText(bytes) + ", " + captured;
       },
       [](std::string_view /*error*/) {});
@@ -185,19 +185,19 @@ TEST_P(InputHandlerTest, ItsDataCallbackMayDestroyItAndGoOnReadingTheDatagram) {
   EXPECT_EQ(text, "datagram, captured text that is not short");
 }
 
-TEST_P(InputHandlerTest, ItsDataCallbackMayReplaceIt) {
-  handler_ = factory_.Create(
-      socket_.get(),
+TEST_P(DatagramReaderTest, ItsDataCallbackMayReplaceIt) {
+  reader_ = std::make_unique<DatagramReader>(
+      loop(), socket_.get(),
       [this](std::span<const std::uint8_t> bytes) {
-        datagrams_.push_back("first handler: " + AsText(bytes));
-        handler_.reset();
-        Handle(socket_.get());
+        datagrams_.push_back("first reader: " + AsText(bytes));
+        reader_.reset();
+        Read(socket_.get());
       },
       [](std::string_view /*error*/) {});
   Send("one");
   Send("two");
   RunUntilIdle();
-  EXPECT_THAT(datagrams_, ElementsAre("first handler: one", "two"));
+  EXPECT_THAT(datagrams_, ElementsAre("first reader: one", "two"));
 }
 
 // A pipe can be watched, but not read as a socket.
@@ -217,41 +217,40 @@ class BrokenInput {
   ScopedFd writer_;
 };
 
-TEST_P(InputHandlerTest, ReportsAnErrorOnceAndReadsNoMore) {
+TEST_P(DatagramReaderTest, ReportsAnErrorOnceAndReadsNoMore) {
   const BrokenInput input;
-  Handle(input.fd());
+  Read(input.fd());
   RunUntilIdle();
   EXPECT_THAT(errors_, ElementsAre("Socket operation on non-socket (88)"));
   EXPECT_THAT(datagrams_, IsEmpty());
 }
 
-TEST_P(InputHandlerTest, ItsErrorCallbackMayDestroyIt) {
+TEST_P(DatagramReaderTest, ItsErrorCallbackMayDestroyIt) {
   const BrokenInput input;
   std::string text;
-  handler_ = factory_.Create(
-      input.fd(), [](std::span<const std::uint8_t> /*bytes*/) {},
+  reader_ = std::make_unique<DatagramReader>(
+      loop(), input.fd(), [](std::span<const std::uint8_t> /*bytes*/) {},
       [this, &text,
        captured = std::string("captured text that is not short")](std::string_view error) {
-        handler_.reset();
+        reader_.reset();
         text = captured + ": " + std::string(error);
       });
   RunUntilIdle();
   EXPECT_EQ(text, "captured text that is not short: Socket operation on non-socket (88)");
 }
 
-using InputHandlerDeathTest = InputHandlerTest;
+using DatagramReaderDeathTest = DatagramReaderTest;
 
-INSTANTIATE_TEST_SUITE_P(Loops, InputHandlerDeathTest, BothLoops(), LoopName);
+INSTANTIATE_TEST_SUITE_P(Loops, DatagramReaderDeathTest, BothLoops(), LoopName);
 
-TEST_P(InputHandlerDeathTest, ADescriptorThatCannotBeWatchedIsFatal) {
+TEST_P(DatagramReaderDeathTest, ADescriptorThatCannotBeWatchedIsFatal) {
   EXPECT_DEATH(
       {
         const auto driver = GetParam().make_driver();
-        DatagramHandlerFactory factory(driver->loop());
-        const auto handler = factory.Create(
-            -1, [](auto) {}, [](auto) {});
+        const DatagramReader reader(
+            driver->loop(), -1, [](auto) {}, [](auto) {});
       },
-      "Check failed: watch_ != nullptr");
+      "Check failed: state_->watch != nullptr");
 }
 
 }  // namespace
