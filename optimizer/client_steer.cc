@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "common/run_time_flags.h"
 #include "platform/logging.h"
 
 namespace orvane::ap {
@@ -42,17 +43,17 @@ struct ClientSteer::FlagRow {
 };
 
 const ClientSteer::FlagRow ClientSteer::kFlags[] = {
-    {"clientSteeringInterval", &ClientSteer::SetSteerInterval},
-    {"clientSteeringPollInterval", &ClientSteer::SetPollInterval},
-    {"clientSteeringRootLqmFloor", &ClientSteer::SetRootLqmFloor},
-    {"clientSteeringChildLqmFloor", &ClientSteer::SetChildLqmFloor},
-    {"clientSteeringLqmHysteresis", &ClientSteer::SetLqmHysteresis},
+    {kClientSteeringIntervalFlag, &ClientSteer::SetSteerInterval},
+    {kClientSteeringPollIntervalFlag, &ClientSteer::SetPollInterval},
+    {kClientSteeringRootLqmFloorFlag, &ClientSteer::SetRootLqmFloor},
+    {kClientSteeringChildLqmFloorFlag, &ClientSteer::SetChildLqmFloor},
+    {kClientSteeringLqmHysteresisFlag, &ClientSteer::SetLqmHysteresis},
 };
 
 ClientSteer::ClientSteer(platform::Loop& loop, platform::NetlinkManager* netlink_manager,
                          std::vector<std::string> steer_interfaces,
                          HostapdInterface* hostapd_interface, const ClientSteerSettings& settings)
-    : Service(kServiceName),
+    : Service(kClientSteeringFlag),
       loop_(loop),
       netlink_manager_(netlink_manager),
       steer_interfaces_(std::move(steer_interfaces)),

@@ -58,8 +58,6 @@ struct ClientSteerSettings {
 // last interface they count for none: the station is placed there, and is never steered there.
 class ClientSteer : public Service {
  public:
-  static constexpr char kServiceName[] = "clientSteering";
-
   // The loop, the netlink manager and the hostapd interface must outlive it. There is at least one
   // interface.
   ClientSteer(platform::Loop& loop, platform::NetlinkManager* netlink_manager,

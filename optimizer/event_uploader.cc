@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "common/interface_names.h"
+#include "common/run_time_flags.h"
 #include "optimizer/event_attributes.h"
 #include "platform/error.h"
 #include "platform/logging.h"
@@ -80,7 +81,7 @@ std::string TextOf(const google::protobuf::Message& message) {
 
 EventUploader::EventUploader(platform::Loop& loop, ManagerProxyInterface* recorder,
                              StationIdGenerator station_ids)
-    : Service(kServiceName),
+    : Service(kConnectionEventsFlag),
       loop_(loop),
       station_ids_(std::move(station_ids)),
       recorder_(recorder),
@@ -99,9 +100,9 @@ void EventUploader::OnFlagChanged(std::string key, std::string value) {
     std::string_view log_text;
   };
   static constexpr auto kSwitches = std::to_array<SwitchRow>({
-      {"connectionEventsUpload", &EventUploader::connection_event_upload_,
+      {kConnectionEventsUploadFlag, &EventUploader::connection_event_upload_,
        "Set connection_event_upload to "},
-      {"connectionEventsProbeReqUpload", &EventUploader::probe_request_upload_,
+      {kConnectionEventsProbeReqUploadFlag, &EventUploader::probe_request_upload_,
        "Set probe_req_event_upload to "},
   });
   for (const SwitchRow& row : kSwitches) {

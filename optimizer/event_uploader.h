@@ -29,8 +29,6 @@ namespace orvane::ap {
 // drops them.
 class EventUploader : public Service {
  public:
-  static constexpr char kServiceName[] = "connectionEvents";
-
   // The loop and the recorder must outlive the uploader.
   EventUploader(platform::Loop& loop, org::velmora::ap::Quillary::ManagerProxyInterface* recorder,
                 StationIdGenerator station_ids = StationIdGenerator());

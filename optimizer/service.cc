@@ -2,13 +2,15 @@
 
 #include <string_view>
 
+#include "common/run_time_flags.h"
+
 namespace orvane::ap {
 namespace {
 
 // Any other value leaves the service as it is.
 void Switch(Service& service, std::string_view value) {
-  if (value == "enabled") service.Enable();
-  if (value == "disabled") service.Disable();
+  if (value == kEnabledValue) service.Enable();
+  if (value == kDisabledValue) service.Disable();
 }
 
 }  // namespace

@@ -1,0 +1,75 @@
+#ifndef COMMON_RUN_TIME_FLAGS_H_
+#define COMMON_RUN_TIME_FLAGS_H_
+
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <string_view>
+
+namespace orvane::ap {
+
+// The keys of the flags service's map that the daemon acts on.
+inline constexpr char kClientSteeringFlag[] = "clientSteering";
+inline constexpr char kClientSteeringIntervalFlag[] = "clientSteeringInterval";
+inline constexpr char kClientSteeringPollIntervalFlag[] = "clientSteeringPollInterval";
+inline constexpr char kClientSteeringRootLqmFloorFlag[] = "clientSteeringRootLqmFloor";
+inline constexpr char kClientSteeringChildLqmFloorFlag[] = "clientSteeringChildLqmFloor";
+inline constexpr char kClientSteeringLqmHysteresisFlag[] = "clientSteeringLqmHysteresis";
+inline constexpr char kConnectionEventsFlag[] = "connectionEvents";
+inline constexpr char kConnectionEventsUploadFlag[] = "connectionEventsUpload";
+inline constexpr char kConnectionEventsProbeReqUploadFlag[] = "connectionEventsProbeReqUpload";
+
+// The values that switch a service on and off; the daemon ignores any other.
+inline constexpr char kEnabledValue[] = "enabled";
+inline constexpr char kDisabledValue[] = "disabled";
+
+// The values of a flag that make sense to the daemon. It aborts on a number that is none, and
+// truncates a metric to 8 bits.
+struct RunTimeFlag {
+  enum class Kind : std::uint8_t {
+    kSwitch,  // kEnabledValue or kDisabledValue
+    kNumber,  // decimal
+  };
+
+  std::string_view key;
+  Kind kind = Kind::kSwitch;
+  // Of a number.
+  std::int32_t least = 0;
+  std::int32_t greatest = 0;
+  std::string_view unit{};
+};
+
+namespace internal {
+
+constexpr RunTimeFlag Seconds(std::string_view key) {
+  return {key, RunTimeFlag::Kind::kNumber, 1, std::numeric_limits<std::int32_t>::max(), "seconds"};
+}
+
+constexpr RunTimeFlag Metric(std::string_view key) {
+  return {key, RunTimeFlag::Kind::kNumber, 0, std::numeric_limits<std::uint8_t>::max(),
+          "link quality metric"};
+}
+
+// Anything but 0 is yes.
+constexpr RunTimeFlag YesOrNo(std::string_view key) {
+  return {key, RunTimeFlag::Kind::kNumber, std::numeric_limits<std::int32_t>::min(),
+          std::numeric_limits<std::int32_t>::max(), "0 for no"};
+}
+
+}  // namespace internal
+
+inline constexpr auto kRunTimeFlags = std::to_array<RunTimeFlag>({
+    {kClientSteeringFlag},
+    internal::Seconds(kClientSteeringIntervalFlag),
+    internal::Seconds(kClientSteeringPollIntervalFlag),
+    internal::Metric(kClientSteeringRootLqmFloorFlag),
+    internal::Metric(kClientSteeringChildLqmFloorFlag),
+    internal::Metric(kClientSteeringLqmHysteresisFlag),
+    {kConnectionEventsFlag},
+    internal::YesOrNo(kConnectionEventsUploadFlag),
+    internal::YesOrNo(kConnectionEventsProbeReqUploadFlag),
+});
+
+}  // namespace orvane::ap
+
+#endif  // COMMON_RUN_TIME_FLAGS_H_
