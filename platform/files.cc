@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <limits>
 
 namespace orvane::platform {
 
@@ -12,18 +14,23 @@ ScopedFd::~ScopedFd() {
   if (is_valid()) close(fd_);
 }
 
+std::optional<std::string> ReadUpTo(int fd, std::size_t limit) {
+  std::string contents;
+  std::array<char, 4096> buffer;
+  while (contents.size() < limit) {
+    const std::size_t wanted = std::min(buffer.size(), limit - contents.size());
+    const ssize_t length = RetryOnEintr([&] { return read(fd, buffer.data(), wanted); });
+    if (length < 0) return std::nullopt;
+    if (length == 0) break;
+    contents.append(buffer.data(), static_cast<std::size_t>(length));
+  }
+  return contents;
+}
+
 std::optional<std::string> ReadFileToString(const FilePath& path) {
   const ScopedFd file(RetryOnEintr([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
   if (!file.is_valid()) return std::nullopt;
-  std::string contents;
-  std::array<char, 4096> buffer;
-  for (;;) {
-    const ssize_t length =
-        RetryOnEintr([&] { return read(file.get(), buffer.data(), buffer.size()); });
-    if (length < 0) return std::nullopt;
-    if (length == 0) return contents;
-    contents.append(buffer.data(), static_cast<std::size_t>(length));
-  }
+  return ReadUpTo(file.get(), std::numeric_limits<std::size_t>::max());
 }
 
 // The kernel returns the lowest free number.

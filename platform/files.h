@@ -2,6 +2,7 @@
 #define PLATFORM_FILES_H_
 
 #include <cerrno>
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -29,6 +30,10 @@ class ScopedFd {
  private:
   int fd_ = -1;
 };
+
+// Reads what is left of an open file, up to `limit` bytes. Returns nothing, with errno set, if it
+// can't be read.
+std::optional<std::string> ReadUpTo(int fd, std::size_t limit);
 
 // Reads a whole file. Returns nothing, with errno set, if it can't be opened or read to its end.
 std::optional<std::string> ReadFileToString(const FilePath& path);

@@ -1,0 +1,23 @@
+#ifndef FLAGS_COMMAND_LINE_H_
+#define FLAGS_COMMAND_LINE_H_
+
+#include <optional>
+#include <vector>
+
+#include "platform/files.h"
+
+namespace orvane::flags {
+
+struct FlagsOptions {
+  // In this order; later ones win.
+  std::vector<platform::FilePath> directories;
+  bool check = false;
+};
+
+// Reads the command line into `*options` and sets the verbose level. Nothing when the program is to
+// go on, otherwise its exit code; see platform::CommandLine::Parse.
+std::optional<int> ParseCommandLine(int argc, const char* const* argv, FlagsOptions* options);
+
+}  // namespace orvane::flags
+
+#endif  // FLAGS_COMMAND_LINE_H_

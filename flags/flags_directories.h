@@ -1,0 +1,28 @@
+#ifndef FLAGS_FLAGS_DIRECTORIES_H_
+#define FLAGS_FLAGS_DIRECTORIES_H_
+
+#include <string_view>
+#include <vector>
+
+#include "flags/flags_text.h"
+#include "platform/files.h"
+
+namespace orvane::flags {
+
+// Whether a file of this name has flags in it: it ends in ".conf" and is not hidden.
+bool IsFlagsFileName(std::string_view name);
+
+// Reads the flags files of all directories, in the order of the directories and, within each, in
+// the byte order of the names. A directory that does not exist has no files.
+//
+// Errors besides those of ReadFlags: a directory that can't be read, a file that can't be read, is
+// no regular file or has over kMaxFileSize bytes, and over kMaxFiles files.
+Reading ReadFlagsDirectories(const std::vector<platform::FilePath>& directories);
+
+// So that a map of all that is read fits into a message of the bus.
+inline constexpr std::size_t kMaxFileSize = std::size_t{64} << 10;
+inline constexpr std::size_t kMaxFiles = 100;
+
+}  // namespace orvane::flags
+
+#endif  // FLAGS_FLAGS_DIRECTORIES_H_

@@ -1,0 +1,72 @@
+#include "flags/flags_publisher.h"
+
+#include <chrono>
+#include <utility>
+
+#include "flags/flags_directories.h"
+#include "platform/logging.h"
+#include "platform/time.h"
+
+namespace orvane::flags {
+namespace {
+
+// How long changes are collected before the files are read.
+constexpr platform::TimeSpan kSettleTime = std::chrono::milliseconds(50);
+
+// How long a file may be written before a line in the log says what is waited for.
+constexpr platform::TimeSpan kPatience = std::chrono::seconds(10);
+
+}  // namespace
+
+FlagsPublisher::FlagsPublisher(platform::Loop& loop, std::vector<platform::FilePath> directories,
+                               std::function<void()> on_published)
+    : directories_(std::move(directories)),
+      on_published_(std::move(on_published)),
+      settle_timer_(loop),
+      patience_timer_(loop),
+      watch_(loop, directories_, [this] {
+        // Not started over, so that changes without end don't put it off.
+        if (!settle_timer_.IsRunning()) settle_timer_.Start(kSettleTime, [this] { Update(); });
+      }) {
+  Update();
+}
+
+void FlagsPublisher::Update() {
+  if (WaitForWriter()) return;
+  Reading reading = ReadFlagsDirectories(directories_);
+  // What changed while it was read may have been read by half.
+  if (watch_.Poll()) {
+    settle_timer_.Start(kSettleTime, [this] { Update(); });
+    return;
+  }
+  Report(reading);
+  if (!reading.errors.empty() || reading.flags == flags_) return;
+  flags_ = std::move(reading.flags);
+  LOG(INFO) << "Publishing " << flags_.size() << " flags";
+  on_published_();
+}
+
+// The end of the writing is a change, which leads back to Update.
+bool FlagsPublisher::WaitForWriter() {
+  if (watch_.UnfinishedFile().empty()) {
+    patience_timer_.Stop();
+    return false;
+  }
+  if (!patience_timer_.IsRunning()) {
+    patience_timer_.Start(kPatience, [this] {
+      LOG(WARNING) << "Changes of flags wait for whoever writes " << watch_.UnfinishedFile();
+    });
+  }
+  return true;
+}
+
+void FlagsPublisher::Report(const Reading& reading) {
+  if (std::exchange(warnings_, reading.warnings) != reading.warnings) {
+    for (const std::string& warning : warnings_) LOG(WARNING) << "Flags: " << warning;
+  }
+  if (std::exchange(errors_, reading.errors) == reading.errors || errors_.empty()) return;
+  for (const std::string& error : errors_) LOG(ERROR) << "Bad flags: " << error;
+  LOG(ERROR) << "The last good flags stay in force";
+}
+
+}  // namespace orvane::flags

@@ -1,0 +1,3 @@
+#include "flags/run.h"
+
+int main(int argc, char** argv) { return orvane::flags::RunFlags(argc, argv); }
