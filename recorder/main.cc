@@ -1,0 +1,3 @@
+#include "recorder/run.h"
+
+int main(int argc, char** argv) { return orvane::recorder::RunRecorder(argc, argv); }

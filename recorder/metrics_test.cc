@@ -1,0 +1,105 @@
+#include <gmock/gmock.h>
+#include <google/protobuf/text_format.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <string>
+
+#include "platform/files.h"
+#include "recorder/metrics_file.h"
+#include "recorder/metrics_text.h"
+#include "recorder/tally.h"
+#include "testbed/temporary_directory.h"
+
+namespace orvane::recorder {
+namespace {
+
+using access_infrastructure::proto::ClientEventInfo;
+using access_infrastructure::proto::ClientProbeRequestInfo;
+using testing::HasSubstr;
+using testing::Not;
+
+void AddEvent(Tally* tally, const std::string& interface, const std::string& text) {
+  ClientEventInfo event;
+  ASSERT_TRUE(google::protobuf::TextFormat::ParseFromString(text, &event));
+  tally->AddEntry(interface, event);
+}
+
+std::string TextOf(const Tally& tally) { return MetricsText({.counts = tally.Counts()}); }
+
+TEST(MetricsTest, EventsAreCountedByWhatTheyAre) {
+  Tally tally;
+  const std::string failed =
+      "client_shmac: 'SECRET' event_type: CONNECT is_event_success: false event_reason: NO_ACK";
+  AddEvent(&tally, "WLAN_5000MHZ", failed);
+  AddEvent(&tally, "WLAN_5000MHZ", failed);
+  AddEvent(&tally, "", "is_event_success: true");
+  AddEvent(&tally, "", "");
+  tally.AddEntry("WLAN_2400MHZ", ClientProbeRequestInfo());
+  tally.AddRecord("other", 5);
+  tally.AddRecord("other", 7);
+  tally.AddError(kNotAnEvent);
+  const std::string text = TextOf(tally);
+  EXPECT_THAT(text, HasSubstr("# TYPE ap_wavelark_client_events_total counter\n"));
+  for (
+      const char* line :
+      {R"(ap_wavelark_client_events_total{interface="WLAN_5000MHZ",type="CONNECT",success="false",reason="NO_ACK"} 2)",
+       R"(ap_wavelark_client_events_total{interface="",type="",success="true",reason=""} 1)",
+       R"(ap_wavelark_client_events_total{interface="",type="",success="",reason=""} 1)",
+       R"(ap_wavelark_probe_reports_total{interface="WLAN_2400MHZ"} 1)",
+       R"(ap_wavelark_records_total{type="other"} 2)", "ap_wavelark_record_bytes_total 12",
+       R"(ap_wavelark_errors_total{kind="not_an_event"} 1)"}) {
+    EXPECT_THAT(text, HasSubstr(std::string("\n") + line + "\n"));
+  }
+  EXPECT_THAT(text, Not(HasSubstr("SECRET")));
+}
+
+TEST(MetricsTest, BucketsAreCumulativeAndInOrder) {
+  Tally tally;
+  AddEvent(&tally, "A", "average_rssi_in_dbm: -95 rssi_in_dbm: -30");
+  AddEvent(&tally, "A", "rssi_in_dbm: -94 event_frame_rssi_in_dbm: -30");
+  AddEvent(&tally, "A", "event_frame_rssi_in_dbm: -29");
+  const std::string text = TextOf(tally);
+  EXPECT_THAT(text, HasSubstr(R"(
+ap_wavelark_signal_dbm_bucket{interface="A",le="-95"} 1
+ap_wavelark_signal_dbm_bucket{interface="A",le="-90"} 2
+)"));
+  EXPECT_THAT(text, HasSubstr(R"(
+ap_wavelark_signal_dbm_bucket{interface="A",le="-30"} 2
+ap_wavelark_signal_dbm_bucket{interface="A",le="+Inf"} 3
+ap_wavelark_signal_dbm_sum{interface="A"} -218
+ap_wavelark_signal_dbm_count{interface="A"} 3
+)"));
+}
+
+TEST(MetricsTest, TheTimeOfTheLastRecordIsThereOnceThereIsOne) {
+  EXPECT_THAT(MetricsText({}), Not(HasSubstr("timestamp")));
+  EXPECT_THAT(MetricsText({.counts = {}, .last_record_ms = 1'700'000'000'123}),
+              HasSubstr("\nap_wavelark_last_record_timestamp_seconds 1700000000.123\n"));
+}
+
+TEST(MetricsFileTest, IsReplacedAndReadableForAll) {
+  const lab::TemporaryDirectory directory;
+  const platform::FilePath path = directory.path() / "metrics.prom";
+  const mode_t mask = umask(0077);
+  EXPECT_EQ(ReplaceFile(path, "a longer text\n"), "");
+  EXPECT_EQ(ReplaceFile(path, "text\n"), "");
+  umask(mask);
+  EXPECT_EQ(platform::ReadFileToString(path), "text\n");
+  struct stat status = {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0644U);
+}
+
+TEST(MetricsFileTest, AFailureLeavesNothingBehind) {
+  const lab::TemporaryDirectory directory;
+  EXPECT_EQ(ReplaceFile(directory.path() / "none/metrics.prom", ""),
+            "No such file or directory (2)");
+  const platform::FilePath path = directory.path() / "metrics.prom";
+  std::filesystem::create_directory(path);
+  EXPECT_NE(ReplaceFile(path, ""), "");
+  EXPECT_FALSE(std::filesystem::exists(path.native() + ".new"));
+}
+
+}  // namespace
+}  // namespace orvane::recorder

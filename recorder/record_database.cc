@@ -1,0 +1,257 @@
+#include "recorder/record_database.h"
+
+#include <SQLiteCpp/Transaction.h>
+#include <fmt/format.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+#include "proto/event.pb.h"
+
+namespace orvane::recorder {
+namespace {
+
+using access_infrastructure::proto::ClientEventInfo;
+using access_infrastructure::proto::ClientProbeRequestInfo;
+using access_infrastructure::proto::Event;
+using google::protobuf::FieldDescriptor;
+
+// The label "type" of records that are no Event.
+constexpr std::string_view kMetricType = "metric";
+constexpr std::string_view kOtherType = "other";
+
+// How many free pages are given back to the file system in a step.
+constexpr int kPagesPerStep = 256;
+
+// Those with the rows of records.
+constexpr std::array<const char*, 3> kRowTables = {"client_events", "probe_reports",
+                                                   "metric_fields"};
+
+const std::string& EventTypeName() { return Event::descriptor()->full_name(); }
+
+// A type URL ends in "/" and the full name of the message.
+bool IsEventType(std::string_view type) {
+  const std::string_view name = EventTypeName();
+  return type == name || (type.ends_with(name) && type[type.size() - name.size() - 1] == '/');
+}
+
+// Runs a statement that has been bound, and leaves it ready to be bound again.
+void Run(SQLite::Statement& statement) {
+  statement.exec();
+  statement.reset();
+}
+
+// Whether the rows of an Event say all of its header.
+bool IsInRows(const Event& header) {
+  if (HasMoreThanColumns(header)) return false;
+  std::vector<const FieldDescriptor*> fields;
+  header.GetReflection()->ListFields(header, &fields);
+  return std::ranges::all_of(fields, [](const FieldDescriptor* field) {
+    return field->number() == Event::kInterfaceFieldNumber;
+  });
+}
+
+void BindValue(const platform::bus::Any& value, int index, SQLite::Statement* statement) {
+  std::visit(
+      [&](const auto& held) {
+        using T = std::decay_t<decltype(held)>;
+        if constexpr (std::is_same_v<T, std::string>) {
+          statement->bindNoCopy(index, held);
+        } else if constexpr (std::is_same_v<T, double>) {
+          statement->bind(index, held);
+        } else {
+          statement->bind(index, static_cast<std::int64_t>(held));
+        }
+      },
+      value);
+}
+
+}  // namespace
+
+RecordDatabase::RecordDatabase(const DatabaseOptions& options)
+    : max_size_(options.max_size),
+      database_(OpenDatabase(options)),
+      page_size_(database_.execAndGet("PRAGMA page_size").getInt64()),
+      add_client_event_(database_, ClientEventsTable().Insert()),
+      add_probe_report_(database_, ProbeReportsTable().Insert()),
+      add_record_(database_, "INSERT INTO records (received_ms, type) VALUES (?, ?)"),
+      set_data_(database_, "UPDATE records SET data = ? WHERE id = ?"),
+      add_field_(database_, "INSERT INTO metric_fields (record_id, key, value) VALUES (?, ?, ?)"),
+      add_count_(database_,
+                 "INSERT INTO counters (name, labels, value) VALUES (?, ?, ?) "
+                 "ON CONFLICT DO UPDATE SET value = value + excluded.value"),
+      pages_(database_,
+             "SELECT page_count, freelist_count FROM pragma_page_count, pragma_freelist_count"),
+      oldest_(database_, "SELECT id, received_ms FROM records ORDER BY id LIMIT 1") {
+  sqlite3_wal_hook(database_.getHandle(), &OnCommit, this);
+}
+
+int RecordDatabase::OnCommit(void* self, sqlite3* /*database*/, const char* /*name*/, int pages) {
+  auto* database = static_cast<RecordDatabase*>(self);
+  database->log_size_ = pages * database->page_size_;
+  return SQLITE_OK;
+}
+
+std::int64_t RecordDatabase::AddData(const DataRecord& record, Tally tally) {
+  const bool is_event = IsEventType(record.type);
+  tally.AddRecord(is_event ? EventTypeName() : kOtherType, record.data.size());
+  if (is_event) {
+    if (const auto parts = SplitEvent(record.data)) {
+      if (const auto rows = AddEvent(record, *parts, tally)) return *rows;
+    }
+    tally.AddError(kNotAnEvent);
+  }
+  SQLite::Transaction transaction(database_);
+  SetData(AddRecord(record.type, record.received_ms), record.data);
+  AddTally(tally);
+  transaction.commit();
+  return 1;
+}
+
+std::optional<std::int64_t> RecordDatabase::AddEvent(const DataRecord& record,
+                                                     const EventParts& parts, Tally tally) {
+  const Event& header = parts.header;
+  const std::string& name = access_infrastructure::proto::WifiInterface_Name(header.interface());
+  const std::string* interface = header.has_interface() ? &name : nullptr;
+  const auto rows =
+      static_cast<std::int64_t>(parts.client_events.size() + parts.probe_reports.size());
+  bool is_more = rows == 0 || !IsInRows(header);
+
+  SQLite::Transaction transaction(database_);
+  const std::int64_t id = AddRecord(record.type, record.received_ms);
+  if (!AddEntries<ClientEventInfo>(parts.client_events, id, interface, ClientEventsTable(),
+                                   &add_client_event_, &tally, &is_more) ||
+      !AddEntries<ClientProbeRequestInfo>(parts.probe_reports, id, interface, ProbeReportsTable(),
+                                          &add_probe_report_, &tally, &is_more)) {
+    return std::nullopt;
+  }
+  // What has no column must not be lost.
+  if (is_more) SetData(id, record.data);
+  AddTally(tally);
+  transaction.commit();
+  return rows + 1;
+}
+
+template <typename Entry>
+bool RecordDatabase::AddEntries(const std::vector<Bytes>& entries, std::int64_t record_id,
+                                const std::string* interface, const MessageTable& table,
+                                SQLite::Statement* insert, Tally* tally, bool* is_more) {
+  Entry entry;
+  for (const Bytes bytes : entries) {
+    if (!entry.ParseFromArray(bytes.data(), static_cast<int>(bytes.size()))) return false;
+    table.Bind(record_id, interface, entry, insert);
+    Run(*insert);
+    tally->AddEntry(interface == nullptr ? "" : *interface, entry);
+    *is_more = *is_more || HasMoreThanColumns(entry);
+  }
+  return true;
+}
+
+std::int64_t RecordDatabase::AddMetric(const MetricRecord& record, Tally tally) {
+  tally.AddRecord(kMetricType, 0);
+  SQLite::Transaction transaction(database_);
+  const std::int64_t id = AddRecord(record.name, record.received_ms);
+  BindValue(record.value, 1, &set_data_);
+  set_data_.bind(2, id);
+  Run(set_data_);
+  for (const auto& [key, value] : record.fields) {
+    add_field_.bind(1, id);
+    add_field_.bindNoCopy(2, key);
+    add_field_.bindNoCopy(3, value);
+    Run(add_field_);
+  }
+  AddTally(tally);
+  transaction.commit();
+  return static_cast<std::int64_t>(record.fields.size()) + 1;
+}
+
+std::int64_t RecordDatabase::AddRecord(const std::string& type, std::int64_t received_ms) {
+  add_record_.bind(1, received_ms);
+  add_record_.bindNoCopy(2, type);
+  Run(add_record_);
+  return database_.getLastInsertRowid();
+}
+
+void RecordDatabase::SetData(std::int64_t record_id, Bytes data) {
+  // No bytes at all are not the same as no data.
+  const void* bytes = data.empty() ? "" : static_cast<const void*>(data.data());
+  set_data_.bindNoCopy(1, bytes, static_cast<int>(data.size()));
+  set_data_.bind(2, record_id);
+  Run(set_data_);
+}
+
+void RecordDatabase::AddTally(const Tally& tally) {
+  for (const auto& [key, count] : tally.Counts()) {
+    add_count_.bindNoCopy(1, key.first);
+    add_count_.bindNoCopy(2, key.second);
+    add_count_.bind(3, count);
+    Run(add_count_);
+  }
+}
+
+bool RecordDatabase::Prune(std::int64_t oldest_ms, std::int64_t rows) {
+  return DeleteOldest(oldest_ms, rows) || Shrink();
+}
+
+std::int64_t RecordDatabase::UsedSize() {
+  pages_.executeStep();
+  const std::int64_t used = pages_.getColumn(0).getInt64() - pages_.getColumn(1).getInt64();
+  pages_.reset();
+  return used * page_size_;
+}
+
+bool RecordDatabase::DeleteOldest(std::int64_t oldest_ms, std::int64_t rows) {
+  if (!oldest_.executeStep()) {
+    oldest_.reset();
+    return false;
+  }
+  const std::int64_t id = oldest_.getColumn(0).getInt64();
+  const bool is_old = oldest_.getColumn(1).getInt64() < oldest_ms;
+  oldest_.reset();
+  if (!is_old && UsedSize() <= max_size_) return false;
+
+  SQLite::Transaction transaction(database_);
+  for (const char* table : kRowTables) {
+    rows -=
+        database_.exec(fmt::format("DELETE FROM {0} WHERE rowid IN (SELECT rowid FROM {0} "
+                                   "WHERE record_id = {1} LIMIT {2})",
+                                   table, id, std::max<std::int64_t>(rows, 0)));
+  }
+  if (rows > 0) database_.exec(fmt::format("DELETE FROM records WHERE id = {}", id));
+  transaction.commit();
+  return true;
+}
+
+// The file keeps what is free in it for later records, unless it is over the size itself.
+bool RecordDatabase::Shrink() {
+  pages_.executeStep();
+  const bool is_needed =
+      pages_.getColumn(0).getInt64() * page_size_ > max_size_ && pages_.getColumn(1).getInt64() > 0;
+  pages_.reset();
+  if (is_needed) database_.exec(fmt::format("PRAGMA incremental_vacuum({})", kPagesPerStep));
+  return is_needed;
+}
+
+void RecordDatabase::Checkpoint() {
+  database_.execAndGet("PRAGMA wal_checkpoint(PASSIVE)");
+  log_size_ = 0;
+}
+
+Metrics RecordDatabase::ReadMetrics() {
+  Metrics metrics;
+  SQLite::Statement counts(database_, "SELECT name, labels, value FROM counters ORDER BY id");
+  while (counts.executeStep()) {
+    metrics.counts.push_back({{counts.getColumn(0).getString(), counts.getColumn(1).getString()},
+                              counts.getColumn(2).getInt64()});
+  }
+  SQLite::Statement last(database_, "SELECT received_ms FROM records ORDER BY id DESC LIMIT 1");
+  if (last.executeStep()) metrics.last_record_ms = last.getColumn(0).getInt64();
+  return metrics;
+}
+
+}  // namespace orvane::recorder

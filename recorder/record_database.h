@@ -1,0 +1,80 @@
+#ifndef RECORDER_RECORD_DATABASE_H_
+#define RECORDER_RECORD_DATABASE_H_
+
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Statement.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "recorder/event_parts.h"
+#include "recorder/metrics_text.h"
+#include "recorder/record.h"
+#include "recorder/schema.h"
+#include "recorder/tally.h"
+
+namespace orvane::recorder {
+
+// The open database; docs/recorder.md describes its tables. Each method, and opening it, throws a
+// SQLite::Exception when it fails; nothing has been stored then.
+//
+// Others may read it meanwhile. Whoever writes to it holds each method up, for two seconds at most.
+class RecordDatabase {
+ public:
+  explicit RecordDatabase(const DatabaseOptions& options);
+  RecordDatabase(const RecordDatabase&) = delete;
+  RecordDatabase& operator=(const RecordDatabase&) = delete;
+
+  // Each stores a record, and with it its own tally and `tally`, in one transaction. Returns the
+  // number of rows that came of it.
+  std::int64_t AddData(const DataRecord& record, Tally tally);
+  std::int64_t AddMetric(const MetricRecord& record, Tally tally);
+
+  // One step towards the maximum size, and towards a database without records of before
+  // `oldest_ms`: deletes up to `rows` of the oldest rows. Whether there was anything to do.
+  bool Prune(std::int64_t oldest_ms, std::int64_t rows);
+
+  // Moves what has been written so far from the log of the database to the database proper.
+  void Checkpoint();
+
+  // The size of that log as far as it is in use, in bytes.
+  std::int64_t log_size() const { return log_size_; }
+
+  Metrics ReadMetrics();
+
+ private:
+  // Nothing when an entry is none.
+  std::optional<std::int64_t> AddEvent(const DataRecord& record, const EventParts& parts,
+                                       Tally tally);
+  template <typename Entry>
+  bool AddEntries(const std::vector<Bytes>& entries, std::int64_t record_id,
+                  const std::string* interface, const MessageTable& table,
+                  SQLite::Statement* insert, Tally* tally, bool* is_more);
+  std::int64_t AddRecord(const std::string& type, std::int64_t received_ms);
+  void SetData(std::int64_t record_id, Bytes data);
+  void AddTally(const Tally& tally);
+
+  std::int64_t UsedSize();
+  bool DeleteOldest(std::int64_t oldest_ms, std::int64_t rows);
+  bool Shrink();
+  static int OnCommit(void* self, sqlite3* database, const char* name, int pages);
+
+  std::int64_t max_size_;
+  std::int64_t log_size_ = 0;
+  SQLite::Database database_;
+  std::int64_t page_size_;
+  SQLite::Statement add_client_event_;
+  SQLite::Statement add_probe_report_;
+  SQLite::Statement add_record_;
+  SQLite::Statement set_data_;
+  SQLite::Statement add_field_;
+  SQLite::Statement add_count_;
+  SQLite::Statement pages_;
+  SQLite::Statement oldest_;
+};
+
+}  // namespace orvane::recorder
+
+#endif  // RECORDER_RECORD_DATABASE_H_

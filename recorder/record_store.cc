@@ -1,0 +1,165 @@
+#include "recorder/record_store.h"
+
+#include <SQLiteCpp/Exception.h>
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <sqlite3.h>
+#include <systemd/sd-bus-protocol.h>
+
+#include <algorithm>
+#include <ctime>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "platform/logging.h"
+
+namespace orvane::recorder {
+namespace {
+
+using platform::Error;
+using platform::FilePath;
+
+// Rows that a step deletes, unless more have been added meanwhile.
+constexpr std::int64_t kRowsPerStep = 2000;
+
+constexpr char kIoError[] = "org.freedesktop.DBus.Error.IOError";
+constexpr char kLimitsExceeded[] = "org.freedesktop.DBus.Error.LimitsExceeded";
+constexpr char kDamagedSuffix[] = ".damaged-";
+constexpr char kLogSuffix[] = "-wal";
+
+bool IsDamage(const SQLite::Exception& exception) {
+  return exception.getErrorCode() == SQLITE_CORRUPT || exception.getErrorCode() == SQLITE_NOTADB;
+}
+
+// Renames a file, if it is there.
+void Move(const FilePath& from, const FilePath& to) {
+  std::error_code error;
+  std::filesystem::rename(from, to, error);
+  if (error && error != std::errc::no_such_file_or_directory) {
+    LOG(ERROR) << "Failed to move " << from.native() << ": " << error.message();
+  }
+}
+
+// The names of databases that were put aside, the oldest first. Their logs are not among them.
+std::vector<FilePath> ListDamaged(const FilePath& database) {
+  const FilePath directory = std::filesystem::absolute(database).parent_path();
+  const std::string prefix = database.filename().native() + kDamagedSuffix;
+  std::vector<FilePath> damaged;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
+    const std::string name = entry.path().filename();
+    if (name.starts_with(prefix) && !name.ends_with(kLogSuffix)) damaged.push_back(entry.path());
+  }
+  std::ranges::sort(damaged);
+  return damaged;
+}
+
+}  // namespace
+
+bool RecordStore::Open(ErrorHolder error) {
+  return Run([](RecordDatabase& /*database*/) {}, error);
+}
+
+bool RecordStore::AddData(const DataRecord& record, ErrorHolder error) {
+  if (static_cast<std::int64_t>(record.data.size()) > options_.max_size) {
+    CountError(kTooLarge);
+    Error::AddTo(error, platform::kDBusErrorDomain, kLimitsExceeded,
+                 fmt::format("a record of {} bytes does not fit into a database of {}",
+                             record.data.size(), options_.max_size));
+    return false;
+  }
+  return Add([&](RecordDatabase& database) { return database.AddData(record, pending_); }, error);
+}
+
+bool RecordStore::AddMetric(const MetricRecord& record, ErrorHolder error) {
+  return Add([&](RecordDatabase& database) { return database.AddMetric(record, pending_); }, error);
+}
+
+bool RecordStore::Add(const std::function<std::int64_t(RecordDatabase& database)>& add,
+                      ErrorHolder error) {
+  const bool is_stored =
+      Run([&](RecordDatabase& database) { rows_since_prune_ += add(database); }, error);
+  if (is_stored) {
+    pending_ = {};
+  } else {
+    CountError(kStorageFailed);
+  }
+  return is_stored;
+}
+
+bool RecordStore::Prune(std::int64_t oldest_ms) {
+  bool is_more = false;
+  std::unique_ptr<Error> error;
+  const std::int64_t rows = std::max(kRowsPerStep, std::exchange(rows_since_prune_, 0));
+  if (!Run([&](RecordDatabase& database) { is_more = database.Prune(oldest_ms, rows); }, &error)) {
+    LOG(ERROR) << "Failed to delete old records: " << error->message();
+  }
+  return is_more;
+}
+
+void RecordStore::Checkpoint() {
+  std::unique_ptr<Error> error;
+  if (!Run([](RecordDatabase& database) { database.Checkpoint(); }, &error)) {
+    LOG(ERROR) << "Failed to clear the log of the database: " << error->message();
+  }
+}
+
+Metrics RecordStore::ReadMetrics() {
+  Run([this](RecordDatabase& database) { stored_ = database.ReadMetrics(); }, nullptr);
+  Metrics metrics = stored_;
+  for (const auto& [key, count] : pending_.Counts()) {
+    const auto same = [&key](const auto& row) { return row.first == key; };
+    const auto found = std::ranges::find_if(metrics.counts, same);
+    if (found == metrics.counts.end()) {
+      metrics.counts.emplace_back(key, count);
+    } else {
+      found->second += count;
+    }
+  }
+  return metrics;
+}
+
+// Closing it brings it into a defined state whatever has failed: the next one opens it anew.
+bool RecordStore::Run(const std::function<void(RecordDatabase& database)>& work,
+                      ErrorHolder error) {
+  for (bool is_first = true;; is_first = false) {
+    try {
+      if (!database_) database_.emplace(options_);
+      work(*database_);
+      return true;
+    } catch (const SQLite::Exception& exception) {
+      database_.reset();
+      const std::string reason =
+          fmt::format("{} ({})", exception.what(), exception.getExtendedErrorCode());
+      if (is_first && IsDamage(exception)) {
+        LOG(ERROR) << "The database is damaged, and put aside: " << reason;
+        PutAside();
+        continue;
+      }
+      Error::AddTo(error, platform::kDBusErrorDomain, kIoError, reason);
+      return false;
+    }
+  }
+}
+
+// First the log: a new database must not find that of another.
+void RecordStore::PutAside() {
+  CountError(kDatabaseDamaged);
+  const std::string path = options_.path.native();
+  const FilePath aside =
+      fmt::format("{}{}{:%Y%m%dT%H%M%SZ}", path, kDamagedSuffix, fmt::gmtime(std::time(nullptr)));
+  Move(path + kLogSuffix, aside.native() + kLogSuffix);
+  Move(path, aside);
+  std::error_code ignored;
+  std::filesystem::remove(path + "-shm", ignored);
+  std::vector<FilePath> damaged = ListDamaged(options_.path);
+  for (std::size_t i = 0; i + kKeptDamaged < damaged.size(); ++i) {
+    std::filesystem::remove(damaged[i].native() + kLogSuffix, ignored);
+    std::filesystem::remove(damaged[i], ignored);
+  }
+}
+
+}  // namespace orvane::recorder

@@ -1,0 +1,119 @@
+#include "recorder/recorder.h"
+
+#include <chrono>
+#include <utility>
+
+#include "platform/logging.h"
+#include "recorder/metrics_file.h"
+#include "recorder/metrics_text.h"
+
+namespace orvane::recorder {
+namespace {
+
+using platform::Error;
+using platform::TimeSpan;
+
+// How often old records are looked for when no new ones come.
+constexpr TimeSpan kPrunePeriod = std::chrono::hours(1);
+
+// The log of the database is cleared once records have paused for so long, or it has become so big.
+constexpr TimeSpan kCheckpointDelay = std::chrono::seconds(1);
+constexpr std::int64_t kMaxLogSize = std::int64_t{16} << 20;
+
+// How long after a record the metrics are written.
+constexpr TimeSpan kMetricsDelay = std::chrono::seconds(5);
+
+std::int64_t Milliseconds(TimeSpan span) {
+  return std::chrono::floor<std::chrono::milliseconds>(span).count();
+}
+
+}  // namespace
+
+Recorder::Recorder(platform::Loop& loop, RecorderOptions options)
+    : loop_(loop),
+      options_(std::move(options)),
+      store_(options_.database),
+      age_timer_(loop),
+      checkpoint_timer_(loop),
+      metrics_timer_(loop) {}
+
+std::int64_t Recorder::NowMs() const { return Milliseconds(loop_.Now().time_since_epoch()); }
+
+void Recorder::Start() {
+  std::unique_ptr<Error> error;
+  if (!store_.Open(&error)) LOG(ERROR) << "Failed to open the database: " << error->message();
+  PruneLater();
+  WriteMetrics();
+}
+
+void Recorder::Stop() {
+  if (metrics_timer_.IsRunning()) WriteMetrics();
+}
+
+bool Recorder::RecordData(const std::string& type, Bytes data, ErrorHolder error) {
+  std::unique_ptr<Error> failure;
+  const bool is_stored =
+      store_.AddData({.type = type, .data = data, .received_ms = NowMs()}, &failure);
+  if (is_stored) VLOG(1) << "Stored a record of " << data.size() << " bytes";
+  return Finish(is_stored, std::move(failure), error);
+}
+
+bool Recorder::RecordMetric(const std::string& name,
+                            const std::map<std::string, std::string>& fields,
+                            const platform::bus::Any& value, ErrorHolder error) {
+  std::unique_ptr<Error> failure;
+  const bool is_stored = store_.AddMetric(
+      {.name = name, .fields = fields, .value = value, .received_ms = NowMs()}, &failure);
+  if (is_stored) VLOG(1) << "Stored a metric of " << fields.size() << " fields";
+  return Finish(is_stored, std::move(failure), error);
+}
+
+bool Recorder::Finish(bool is_stored, std::unique_ptr<Error> failure, ErrorHolder error) {
+  WriteMetricsLater();
+  if (is_stored) {
+    PruneLater();
+    CheckpointLater();
+    return true;
+  }
+  LOG(ERROR) << "Failed to store a record: " << failure->message();
+  *error = std::move(failure);
+  return false;
+}
+
+void Recorder::PruneLater() {
+  if (std::exchange(is_pruning_, true)) return;
+  loop_.PostTask(platform::BindWeak(weak_factory_.GetWeakPtr(), &Recorder::Prune));
+}
+
+// A step at a time, so that calls are served between two of them.
+void Recorder::Prune() {
+  is_pruning_ = false;
+  if (store_.Prune(NowMs() - Milliseconds(options_.max_age))) {
+    PruneLater();
+    CheckpointLater();
+  } else {
+    age_timer_.Start(kPrunePeriod, [this] { PruneLater(); });
+  }
+}
+
+void Recorder::CheckpointLater() {
+  checkpoint_timer_.Start(store_.log_size() > kMaxLogSize ? TimeSpan::zero() : kCheckpointDelay,
+                          [this] { store_.Checkpoint(); });
+}
+
+void Recorder::WriteMetricsLater() {
+  if (!metrics_timer_.IsRunning()) metrics_timer_.Start(kMetricsDelay, [this] { WriteMetrics(); });
+}
+
+void Recorder::WriteMetrics() {
+  if (!options_.metrics_file) return;
+  const std::string problem =
+      ReplaceFile(*options_.metrics_file, MetricsText(store_.ReadMetrics()));
+  const bool is_bad = !problem.empty();
+  if (is_bad) store_.CountError(kMetricsFileFailed);
+  // Once, not every few seconds.
+  if (is_bad && !is_metrics_file_bad_) LOG(ERROR) << "Failed to write the metrics: " << problem;
+  is_metrics_file_bad_ = is_bad;
+}
+
+}  // namespace orvane::recorder

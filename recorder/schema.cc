@@ -1,0 +1,167 @@
+#include "recorder/schema.h"
+
+#include <SQLiteCpp/Exception.h>
+#include <SQLiteCpp/Statement.h>
+#include <SQLiteCpp/Transaction.h>
+#include <fmt/format.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <system_error>
+
+#include "proto/event.pb.h"
+
+namespace orvane::recorder {
+namespace {
+
+using access_infrastructure::proto::ClientEventInfo;
+using access_infrastructure::proto::ClientProbeRequestInfo;
+
+// "WavR"; says in the file's header whose database it is (PRAGMA application_id).
+constexpr int kApplicationId = 0x57617652;
+
+// How long somebody else who writes is waited for.
+constexpr int kBusyTimeoutMs = 2000;
+
+// What takes a database from one version to the next; the first one makes it. Tables made from
+// messages come before it.
+constexpr std::array<const char*, kSchemaVersion> kMigrations = {R"(
+  CREATE TABLE records (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    received_ms INTEGER NOT NULL,
+    type TEXT NOT NULL,
+    data);
+  CREATE TABLE metric_fields (
+    record_id INTEGER NOT NULL REFERENCES records (id),
+    key TEXT NOT NULL,
+    value TEXT NOT NULL);
+  CREATE TABLE counters (
+    id INTEGER PRIMARY KEY,
+    name TEXT NOT NULL,
+    labels TEXT NOT NULL,
+    value INTEGER NOT NULL,
+    UNIQUE (name, labels));
+  CREATE INDEX client_events_record ON client_events (record_id);
+  CREATE INDEX probe_reports_record ON probe_reports (record_id);
+  CREATE INDEX metric_fields_record ON metric_fields (record_id);
+
+  CREATE VIEW joins AS
+    SELECT interface, event_type, is_event_success, event_reason, frame_status_code,
+           count(*) AS events, count(DISTINCT client_shmac) AS clients
+    FROM client_events
+    WHERE event_type IN ('AUTHENTICATE', 'ASSOCIATE', 'CONNECT')
+    GROUP BY interface, event_type, is_event_success, event_reason, frame_status_code;
+  CREATE VIEW disconnects AS
+    SELECT interface, event_reason, count(*) AS events, count(DISTINCT client_shmac) AS clients
+    FROM client_events
+    WHERE event_type = 'DISCONNECT'
+    GROUP BY interface, event_reason;
+  CREATE VIEW event_signals AS
+    SELECT rowid AS event_rowid, interface,
+           coalesce(average_rssi_in_dbm, rssi_in_dbm, event_frame_rssi_in_dbm) AS signal_dbm
+    FROM client_events
+    WHERE signal_dbm IS NOT NULL;
+  CREATE VIEW signal_distribution AS
+    SELECT interface, 5 * CAST(floor(signal_dbm / 5.0) AS INTEGER) AS from_dbm, count(*) AS events
+    FROM event_signals
+    GROUP BY interface, from_dbm;
+  CREATE VIEW timeline AS
+    SELECT client_shmac,
+           strftime('%Y-%m-%d %H:%M:%f', event_time_in_milliseconds / 1000.0, 'unixepoch') AS time,
+           client_events.interface AS interface, event_type, is_event_success, event_reason,
+           steering_reason, signal_dbm, data_rate_bitrate_kbps
+    FROM client_events LEFT JOIN event_signals ON event_rowid = client_events.rowid
+    ORDER BY client_shmac, event_time_in_milliseconds;
+)"};
+
+[[noreturn]] void Refuse(const char* reason) { throw SQLite::Exception(reason, SQLITE_MISMATCH); }
+
+int Number(SQLite::Database& database, const char* query) {
+  return database.execAndGet(query).getInt();
+}
+
+// The log stays behind, with something in it, when the one who wrote it was killed.
+bool WasClosed(const platform::FilePath& path) {
+  std::error_code error;
+  const auto size = std::filesystem::file_size(path.native() + "-wal", error);
+  return error || size == 0;
+}
+
+void Check(SQLite::Database& database) {
+  const std::string verdict = database.execAndGet("PRAGMA quick_check(1)").getString();
+  if (verdict != "ok") throw SQLite::Exception(verdict, SQLITE_CORRUPT);
+}
+
+void Configure(SQLite::Database& database, bool is_synchronous_full) {
+  // Only before the first table is made.
+  database.exec("PRAGMA auto_vacuum = INCREMENTAL");
+  const std::string mode = database.execAndGet("PRAGMA journal_mode = WAL").getString();
+  if (mode != "wal") throw SQLite::Exception("no write-ahead log: " + mode, SQLITE_CANTOPEN);
+  database.exec(is_synchronous_full ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
+  // Moving the log to the database takes too long to do it before a reply.
+  database.execAndGet("PRAGMA wal_autocheckpoint = 0");
+  database.execAndGet(fmt::format("PRAGMA journal_size_limit = {}", 4 << 20));
+  database.exec("PRAGMA cache_size = -1024");  // KiB
+  database.exec("PRAGMA temp_store = MEMORY");
+}
+
+void CompleteTable(SQLite::Database& database, const MessageTable& table) {
+  if (!database.tableExists(table.name())) {
+    database.exec(table.Create());
+    return;
+  }
+  std::set<std::string> names;
+  SQLite::Statement columns(database, "SELECT name FROM pragma_table_info(?)");
+  columns.bind(1, table.name());
+  while (columns.executeStep()) names.insert(columns.getColumn(0).getString());
+  for (const MessageTable::Column& column : table.columns()) {
+    if (!names.contains(column.name)) database.exec(table.AddColumn(column));
+  }
+}
+
+void Migrate(SQLite::Database& database) {
+  const int version = Number(database, "PRAGMA user_version");
+  const bool is_new = version == 0 && Number(database, "SELECT count(*) FROM sqlite_schema") == 0;
+  if (!is_new && Number(database, "PRAGMA application_id") != kApplicationId) {
+    Refuse("the database belongs to another program");
+  }
+  if (version > kSchemaVersion) Refuse("the database is of a later version");
+  SQLite::Transaction transaction(database);
+  CompleteTable(database, ClientEventsTable());
+  CompleteTable(database, ProbeReportsTable());
+  for (int next = version; next < kSchemaVersion; ++next) {
+    database.exec(kMigrations[static_cast<std::size_t>(next)]);
+  }
+  database.exec(fmt::format("PRAGMA application_id = {}", kApplicationId));
+  database.exec(fmt::format("PRAGMA user_version = {}", kSchemaVersion));
+  transaction.commit();
+}
+
+}  // namespace
+
+const MessageTable& ClientEventsTable() {
+  static const auto& table = *new MessageTable("client_events", *ClientEventInfo::descriptor());
+  return table;
+}
+
+const MessageTable& ProbeReportsTable() {
+  static const auto& table =
+      *new MessageTable("probe_reports", *ClientProbeRequestInfo::descriptor());
+  return table;
+}
+
+SQLite::Database OpenDatabase(const DatabaseOptions& options) {
+  const bool was_closed = WasClosed(options.path);
+  SQLite::Database database(options.path.native(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
+                            kBusyTimeoutMs);
+  if (!was_closed) Check(database);
+  Configure(database, options.is_synchronous_full);
+  Migrate(database);
+  return database;
+}
+
+}  // namespace orvane::recorder
