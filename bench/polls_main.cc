@@ -37,7 +37,8 @@ struct Options {
 
 void MustSucceed(const lab::Failure& failure) { CHECK(!failure.has_value()) << *failure; }
 
-// A process that sleeps until it is woken up, as the daemon does, and then takes one dump.
+// A process that sleeps until it is woken up, as the daemon does, looks up the interface's index
+// and takes one dump.
 class DumpProcess {
  public:
   explicit DumpProcess(const std::string& interface) : pid_(fork()) {
@@ -59,12 +60,12 @@ class DumpProcess {
     sigaddset(&wake_up, SIGCONT);
     sigprocmask(SIG_BLOCK, &wake_up, nullptr);
 
-    const unsigned interface_index = if_nametoindex(interface.c_str());
-    CHECK(interface_index != 0) << "No interface " << interface;
     lab::Nl80211Socket kernel;
     MustSucceed(kernel.Open());
     for (;;) {
       sigwaitinfo(&wake_up, nullptr);
+      const unsigned interface_index = if_nametoindex(interface.c_str());
+      CHECK(interface_index != 0) << "No interface " << interface;
       nlmsghdr* request = kernel.NewRequest(NL80211_CMD_GET_STATION, NLM_F_DUMP);
       mnl_attr_put_u32(request, NL80211_ATTR_IFINDEX, interface_index);
       MustSucceed(kernel.Ask(request, nullptr, nullptr));

@@ -9,7 +9,8 @@
 #include <random>
 #include <span>
 
-#include "platform/logging.h"
+#include "platform/netlink/netlink_kernel.h"
+#include "platform/netlink/netlink_socket.h"
 #include "simulation/nl80211_records.h"
 
 namespace orvane::bench {
@@ -36,23 +37,11 @@ FakeKernel::Station MakeStation(const FakeKernel::Address& address) {
 
 }  // namespace
 
-// It costs a copy, as receiving does, but no system call.
-class SteerUnderDump::ReadyTransport : public platform::NetlinkTransport {
+// Its one socket has the parts ready. Receiving one costs a copy, but no system call.
+class SteerUnderDump::ReadyKernel : public platform::NetlinkKernel {
  public:
-  bool Open() override { return true; }
-  int fd() const override { return 0; }
-  std::uint32_t port() const override { return kPort; }
-  bool Send(std::span<const std::uint8_t> datagram) override {
-    nlmsghdr header;
-    std::memcpy(&header, datagram.data(), sizeof(header));
-    last_sequence_ = header.nlmsg_seq;
-    return true;
-  }
-  platform::ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
-    if (!HasMore()) return {platform::ReceiveStatus::kNothing};
-    const Datagram& part = (*parts_)[next_++];
-    std::copy(part.begin(), part.end(), buffer.begin());
-    return {platform::ReceiveStatus::kDatagram, part.size()};
+  std::unique_ptr<platform::NetlinkSocket> OpenSocket() override {
+    return std::make_unique<Socket>(this);
   }
   std::uint32_t GetInterfaceIndex(const std::string& /*name*/) override { return 1; }
 
@@ -64,14 +53,37 @@ class SteerUnderDump::ReadyTransport : public platform::NetlinkTransport {
   std::uint32_t last_sequence() const { return last_sequence_; }
 
  private:
+  class Socket : public platform::NetlinkSocket {
+   public:
+    explicit Socket(ReadyKernel* kernel) : kernel_(kernel) {}
+
+    int fd() const override { return 0; }
+    std::uint32_t port() const override { return kPort; }
+    bool Send(std::span<const std::uint8_t> datagram) override {
+      nlmsghdr header;
+      std::memcpy(&header, datagram.data(), sizeof(header));
+      kernel_->last_sequence_ = header.nlmsg_seq;
+      return true;
+    }
+    platform::ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
+      if (!kernel_->HasMore()) return {platform::ReceiveStatus::kNothing};
+      const Datagram& part = (*kernel_->parts_)[kernel_->next_++];
+      std::copy(part.begin(), part.end(), buffer.begin());
+      return {platform::ReceiveStatus::kDatagram, part.size()};
+    }
+
+   private:
+    ReadyKernel* kernel_;
+  };
+
   const std::vector<Datagram>* parts_ = nullptr;
   std::size_t next_ = 0;
   std::uint32_t last_sequence_ = 0;
 };
 
 SteerUnderDump::SteerUnderDump()
-    : transport_(new ReadyTransport),
-      manager_(std::unique_ptr<platform::NetlinkTransport>(transport_)),
+    : kernel_(std::make_unique<ReadyKernel>()),
+      manager_(*kernel_),
       steer_(loop_, &manager_, {kInterface}, &hostapd_,
              {.steer_interval = std::chrono::minutes(10),
               .poll_interval = kPollInterval,
@@ -79,7 +91,6 @@ SteerUnderDump::SteerUnderDump()
               .is_root = true,
               .root_lqm_floor = 30,
               .child_lqm_floor = 40}) {
-  CHECK(manager_.Init());
   manager_.SetNl80211MessageType(kFamily);
   manager_.Start(loop_);
   steer_.Enable();
@@ -98,7 +109,7 @@ std::vector<Datagram> SteerUnderDump::MakeDump(std::size_t stations) const {
     const Datagram message = platform::MakeGenericMessage(
         {.type = kFamily,
          .flags = NLM_F_MULTI,
-         .sequence = transport_->last_sequence(),
+         .sequence = kernel_->last_sequence(),
          .port = kPort},
         NL80211_CMD_NEW_STATION, platform::MakeStationRecord(1, MakeStation(address)));
     if (parts.back().size() + message.size() > kPartSize) parts.emplace_back();
@@ -108,8 +119,8 @@ std::vector<Datagram> SteerUnderDump::MakeDump(std::size_t stations) const {
 }
 
 void SteerUnderDump::Take(const std::vector<Datagram>& parts) {
-  transport_->Deliver(&parts);
-  while (transport_->HasMore()) loop_.watcher()->OnReadReady(transport_->fd());
+  kernel_->Deliver(&parts);
+  while (kernel_->HasMore()) loop_.watcher()->OnReadReady(0);
 }
 
 }  // namespace orvane::bench

@@ -11,7 +11,6 @@
 #include "optimizer/client_steer.h"
 #include "optimizer/hostapd_interface.h"
 #include "platform/netlink/netlink_manager.h"
-#include "platform/netlink/netlink_transport.h"
 
 namespace orvane::bench {
 
@@ -35,10 +34,10 @@ class SteerUnderDump {
   void Take(const std::vector<Datagram>& parts);
 
  private:
-  class ReadyTransport;
+  class ReadyKernel;
 
   BenchLoop loop_;
-  ReadyTransport* transport_;  // the manager's
+  std::unique_ptr<ReadyKernel> kernel_;
   platform::NetlinkManager manager_;
   ap::HostapdInterface hostapd_{loop_};
   ap::ClientSteer steer_;

@@ -1,29 +1,36 @@
-// What the kernel sends, through the manager to the records. The input is datagrams, each with its
-// length, two bytes with the high one first, in front; a length of zero lets a second pass.
+// Everything that the kernel sends, through the manager to the records. The input is datagrams,
+// each after its length of two bytes, the high one first. A length of zero lets a second pass. A
+// datagram arrives on the socket that its first message answers, by sequence number: 1 to 4 at
+// first.
 
 #include <linux/nl80211.h>
 #include <sys/eventfd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdint>
+#include <cstring>
+#include <deque>
+#include <map>
 #include <memory>
 #include <span>
 #include <string>
-#include <utility>
 
 #include "fuzz/fuzz_target.h"
 #include "optimizer/nl80211_manager.h"
 #include "platform/files.h"
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
+#include "platform/netlink/netlink_kernel.h"
 #include "platform/netlink/netlink_manager.h"
-#include "platform/netlink/netlink_transport.h"
+#include "platform/netlink/netlink_socket.h"
 
 namespace orvane {
 namespace {
 
 using platform::AttributeList;
+using platform::AuxiliaryKind;
 using platform::GenericNetlinkMessage;
 using platform::GenericNetlinkRequest;
 using platform::NetlinkManager;
@@ -34,35 +41,70 @@ using platform::ReceiveStatus;
 constexpr std::uint16_t kFamily = 0x1c;
 constexpr std::uint32_t kPort = 0x1234;
 
-class InputTransport : public platform::NetlinkTransport {
- public:
-  explicit InputTransport(fuzz::Input* input) : input_(input) {}
+std::uint32_t SequenceOf(std::span<const std::uint8_t> datagram) {
+  nlmsghdr header = {};
+  std::memcpy(&header, datagram.data(), std::min(datagram.size(), sizeof(header)));
+  return header.nlmsg_seq;
+}
 
-  bool Open() override { return true; }
-  int fd() const override { return fd_.get(); }
-  std::uint32_t port() const override { return kPort; }
-  bool Send(std::span<const std::uint8_t> /*datagram*/) override { return true; }
+// Its sockets receive what it is given to deliver.
+class InputKernel : public platform::NetlinkKernel {
+ public:
+  std::unique_ptr<platform::NetlinkSocket> OpenSocket() override {
+    return std::make_unique<Socket>(this);
+  }
   std::uint32_t GetInterfaceIndex(const std::string& /*name*/) override { return 1; }
 
-  // Something is there to receive, if only the news that there is nothing.
-  void BecomeReadable() { CHECK(eventfd_write(fd_.get(), 1) == 0); }
-
-  ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
-    const std::size_t length = input_->TakeU16();
-    if (length == 0) {
-      // May be so already: before a request times out the manager looks once more.
-      eventfd_t count = 0;
-      static_cast<void>(eventfd_read(fd_.get(), &count));
-      return {ReceiveStatus::kNothing};
-    }
-    const auto datagram = input_->TakeBytes(std::min(length, buffer.size()));
-    std::copy(datagram.begin(), datagram.end(), buffer.begin());
-    return {ReceiveStatus::kDatagram, datagram.size()};
+  // Datagrams that answer no request go to the socket of the first one, while that is open.
+  void Deliver(std::span<const std::uint8_t> datagram) {
+    if (sockets_.empty()) return;
+    const auto found = sockets_.find(SequenceOf(datagram));
+    (found == sockets_.end() ? sockets_.begin() : found)->second->Add(datagram);
   }
 
  private:
-  fuzz::Input* input_;
-  platform::ScopedFd fd_{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+  class Socket : public platform::NetlinkSocket {
+   public:
+    explicit Socket(InputKernel* kernel) : kernel_(kernel) {}
+    ~Socket() override { kernel_->sockets_.erase(sequence_); }
+
+    int fd() const override { return fd_.get(); }
+    std::uint32_t port() const override { return kPort; }
+
+    bool Send(std::span<const std::uint8_t> datagram) override {
+      kernel_->sockets_.erase(sequence_);
+      sequence_ = SequenceOf(datagram);
+      kernel_->sockets_[sequence_] = this;
+      return true;
+    }
+
+    void Add(std::span<const std::uint8_t> datagram) {
+      datagrams_.push_back(datagram);
+      CHECK(eventfd_write(fd_.get(), 1) == 0);
+    }
+
+    ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
+      if (datagrams_.empty()) {
+        // May be so already: before a request times out its socket is read once more.
+        eventfd_t count = 0;
+        static_cast<void>(eventfd_read(fd_.get(), &count));
+        return {ReceiveStatus::kNothing};
+      }
+      const auto datagram = datagrams_.front();
+      datagrams_.pop_front();
+      std::copy(datagram.begin(), datagram.end(), buffer.begin());
+      return {ReceiveStatus::kDatagram, datagram.size()};
+    }
+
+   private:
+    InputKernel* kernel_;
+    platform::ScopedFd fd_{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+    std::uint32_t sequence_ = 0;
+    std::deque<std::span<const std::uint8_t>> datagrams_;
+  };
+
+  // By the sequence number of the last request.
+  std::map<std::uint32_t, Socket*> sockets_;
 };
 
 // A record without what it must have ends the process, by design. The same conditions, told apart
@@ -144,10 +186,11 @@ void ReadMeshPath(const GenericNetlinkMessage& message) {
   Use(path.IsActive(), path.IsResolving(), path.IsSnValid(), path.IsFixed(), path.IsResolved());
 }
 
-// Of one request.
+// The ends of one request.
 struct Ends {
+  bool is_dump = false;
   int count = 0;
-  bool has_broken_off = false;  // after which there is to be none
+  bool has_broken_off = false;  // There must be none afterwards.
 };
 
 void Request(NetlinkManager* netlink, std::uint8_t command, bool is_dump,
@@ -155,16 +198,20 @@ void Request(NetlinkManager* netlink, std::uint8_t command, bool is_dump,
   GenericNetlinkRequest request(kFamily, command);
   request.attributes().SetU32AttributeValue(NL80211_ATTR_IFINDEX, 1);
   if (is_dump) request.AddFlags(NLM_F_DUMP);
-  netlink->Send(
-      request, read, [](bool* remove_handlers) { *remove_handlers = false; },
-      [is_dump, ends](NetlinkManager::AuxiliaryKind kind, const NetlinkMessage* message) {
-        ap::internal::TellEnd(is_dump, kind, message, &ap::Nl80211Manager::LogNl80211Error);
-        if (kind == NetlinkManager::AuxiliaryKind::kUnexpectedType) {
-          ends->has_broken_off = true;
-        } else {
-          ++ends->count;
-        }
-      });
+  ends->is_dump = is_dump;
+  netlink->Send(request,
+                {.on_message = read,
+                 .on_acknowledgement = [](bool* remove_handlers) { *remove_handlers = false; },
+                 .on_auxiliary =
+                     [is_dump, ends](AuxiliaryKind kind, const NetlinkMessage* message) {
+                       ap::internal::TellEnd(is_dump, kind, message,
+                                             &ap::Nl80211Manager::LogNl80211Error);
+                       if (kind == AuxiliaryKind::kUnexpectedType) {
+                         ends->has_broken_off = true;
+                       } else {
+                         ++ends->count;
+                       }
+                     }});
 }
 
 }  // namespace
@@ -172,25 +219,33 @@ void Request(NetlinkManager* netlink, std::uint8_t command, bool is_dump,
 void FuzzOneInput(std::span<const std::uint8_t> bytes) {
   fuzz::Input input(bytes);
   platform::ManualLoop loop;
-  auto owned_transport = std::make_unique<InputTransport>(&input);
-  InputTransport* transport = owned_transport.get();
-  NetlinkManager netlink(std::move(owned_transport));
-  CHECK(netlink.Init());
+  InputKernel kernel;
+  NetlinkManager netlink(kernel);
   netlink.Start(loop);
-  // In order of their sequence numbers, 1 to 4.
-  Ends ends[4];
+  // In order of their sequence numbers, from 1.
+  std::array<Ends, 8> ends;
   Request(&netlink, NL80211_CMD_GET_STATION, /*is_dump=*/true, &ReadStation, &ends[0]);
   Request(&netlink, NL80211_CMD_GET_STATION, /*is_dump=*/false, &ReadStation, &ends[1]);
   Request(&netlink, NL80211_CMD_GET_MPATH, /*is_dump=*/true, &ReadMeshPath, &ends[2]);
   Request(&netlink, NL80211_CMD_GET_MPP, /*is_dump=*/false, &ReadMeshPath, &ends[3]);
+  std::size_t requests = 4;
   while (!input.IsEmpty()) {
-    transport->BecomeReadable();
+    if (const std::size_t length = input.TakeU16(); length != 0) {
+      kernel.Deliver(input.TakeBytes(length));
+      continue;
+    }
     loop.AdvanceBy(std::chrono::seconds(1));
+    // Where an answer is complete, its socket is used again.
+    if (requests < ends.size()) {
+      Request(&netlink, NL80211_CMD_GET_STATION, /*is_dump=*/true, &ReadStation, &ends[requests++]);
+    }
   }
-  loop.AdvanceBy(2 * NetlinkManager::kResponseDeadline);
-  for (const Ends& end : ends) CHECK(end.count <= (end.has_broken_off ? 0 : 1)) << end.count;
-  // A dump always ends; a request for one record may have had its reply, of which nobody is told.
-  for (const int dump : {0, 2}) CHECK(ends[dump].count == 1 || ends[dump].has_broken_off);
+  loop.AdvanceBy(2 * platform::NetlinkConnection::kResponseDeadline);
+  for (const Ends& end : std::span(ends).first(requests)) {
+    CHECK(end.count <= (end.has_broken_off ? 0 : 1)) << end.count;
+    // A request for one record may have had its reply, which is not reported as an end.
+    CHECK(end.count == 1 || end.has_broken_off || !end.is_dump);
+  }
 }
 
 }  // namespace orvane

@@ -123,9 +123,11 @@ void ClientSteer::Configure(std::int32_t steer_interval_seconds, std::int32_t po
             << " poll_interval=" << poll_interval_seconds << " lqm_hysteresis=" << lqm_hysteresis;
 }
 
+// An interval of 0 would let a kernel that refuses every dump fill the log.
 void ClientSteer::StartPollTimer() {
-  poll_timer_.Start(poll_interval_, platform::BindWeak(weak_ptr_factory_.GetWeakPtr(),
-                                                       &ClientSteer::CheckAndSteer));
+  poll_timer_.Start(
+      std::max(poll_interval_, kShortestPollInterval),
+      platform::BindWeak(weak_ptr_factory_.GetWeakPtr(), &ClientSteer::CheckAndSteer));
 }
 
 // Armed again first: passes start every poll interval, however long they take.

@@ -58,6 +58,9 @@ struct ClientSteerSettings {
 // last interface they count for none: the station is placed there, and is never steered there.
 class ClientSteer : public Service {
  public:
+  // The smallest positive number of seconds. Settings below it have the same effect.
+  static constexpr platform::TimeSpan kShortestPollInterval{1'000'000};
+
   // The loop, the netlink manager and the hostapd interface must outlive it. There is at least one
   // interface.
   ClientSteer(platform::Loop& loop, platform::NetlinkManager* netlink_manager,

@@ -2,9 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/nl80211.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -438,6 +441,91 @@ TEST_F(ClientSteerTest, ASilentKernelCostsATimeOutForEachInterface) {
               ElementsAre("Netlink error 2: Netlink response timeout"));
   world_.Pass(45s);
   EXPECT_THAT(world_.TakeLog("Netlink error"), IsEmpty());
+}
+
+// From the fifth second on each time-out moves the pass on to the second interface.
+TEST_F(ClientSteerTest, ASilentKernelGetsADumpInEachPollInterval) {
+  world_.steer->OnFlagChanged("clientSteeringPollInterval", "1");
+  Start();
+  world_.TakeLog();
+  world_.kernel.SetSilent(true);
+  const std::size_t begin = world_.kernel.requests().size();
+  const auto dumps_of = [&](const char* interface) {
+    const auto attributes =
+        platform::AttributeBuilder()
+            .U32(NL80211_ATTR_IFINDEX, world_.kernel.GetInterfaceIndex(interface))
+            .bytes();
+    const std::span requests(world_.kernel.requests());
+    return std::ranges::count(requests.subspan(begin), attributes,
+                              &platform::FakeKernel::Request::attributes);
+  };
+  for (int second = 1; second <= 20; ++second) {
+    world_.Pass(1s);
+    EXPECT_EQ(dumps_of(k2400), second);
+    EXPECT_EQ(dumps_of(k5000), std::max(0, second - 5));
+  }
+  const std::vector<std::string> log = world_.TakeLog();
+  EXPECT_THAT(log, SizeIs(15 + 10)) << "a line for each dump that is five seconds old";
+  EXPECT_THAT(log, ::testing::Each("Netlink error 2: Netlink response timeout"));
+}
+
+TEST_F(ClientSteerTest, AKernelThatWasSilentIsPolledInTheNextPollInterval) {
+  world_.steer->OnFlagChanged("clientSteeringPollInterval", "1");
+  world_.Join(k2400, 1, -50);
+  Start();
+  world_.kernel.SetSilent(true);
+  world_.Pass(3s);
+  world_.kernel.SetSilent(false);
+  world_.Pass(2s);
+  EXPECT_THAT(world_.TakeLog(" link_quality_metric "), SizeIs(1));
+}
+
+TEST_F(ClientSteerTest, AnUnexpectedMessageDoesNotDelayTheNextPass) {
+  world_.steer->OnFlagChanged("clientSteeringPollInterval", "1");
+  Start();
+  world_.kernel.SetSilent(true);
+  world_.Pass(1s);
+  const platform::MessageHeader to = world_.kernel.requests().back().header;
+  world_.kernel.Deliver(platform::MakeNetlinkMessage({99, 0, to.sequence, to.port}, {}));
+  world_.kernel.SetSilent(false);
+  world_.TakeLog();
+  const std::size_t requests = world_.kernel.requests().size();
+  world_.Pass(999'999us);
+  EXPECT_THAT(world_.TakeLog(), ElementsAre("Unexpected message received: type 99"));
+  EXPECT_EQ(world_.kernel.requests().size(), requests) << "none for the second interface";
+  world_.Pass(1us);
+  EXPECT_EQ(world_.kernel.requests().size(), requests + 2);
+}
+
+// Whatever is logged for a pass, it is logged once a second.
+TEST_F(ClientSteerTest, APollIntervalOfZeroOrLessIsOneSecond) {
+  for (const char* interval : {"0", "-3"}) {
+    world_.steer->OnFlagChanged("clientSteeringPollInterval", interval);
+    world_.steer->Enable();
+    const std::size_t requests = world_.kernel.requests().size();
+    world_.Pass(999'999us);
+    EXPECT_EQ(world_.kernel.requests().size(), requests);
+    world_.Pass(1us);
+    EXPECT_EQ(world_.kernel.requests().size(), requests + 2);
+    world_.Pass(10s);
+    EXPECT_EQ(world_.kernel.requests().size(), requests + 22);
+    world_.steer->Disable();
+  }
+}
+
+TEST_F(ClientSteerTest, MoreDumpsThanThereAreSocketsCostTwoLinesEach) {
+  world_.steer->OnFlagChanged("clientSteeringPollInterval", "0");
+  Start();
+  world_.kernel.SetSilent(true);
+  for (std::size_t i = 0; i < platform::NetlinkManager::kMaxConnections; ++i) {
+    world_.steer->CheckAndSteer();
+  }
+  world_.TakeLog();
+  world_.Pass(1s);
+  EXPECT_THAT(world_.TakeLog(), ElementsAre("Too many netlink requests are under way",
+                                            "Netlink error 1: Unknown Netlink error",
+                                            "Too many netlink requests are under way",
+                                            "Netlink error 1: Unknown Netlink error"));
 }
 
 TEST_F(ClientSteerTest, AnUnexpectedMessageStallsThePassAndTheNextOneBeginsAnew) {

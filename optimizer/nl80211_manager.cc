@@ -12,14 +12,14 @@
 namespace orvane::ap {
 
 using platform::AttributeList;
+using platform::AuxiliaryKind;
 using platform::ByteString;
 using platform::GenericNetlinkMessage;
 using platform::GenericNetlinkRequest;
 using platform::NetlinkManager;
 using platform::NetlinkMessage;
-using AuxiliaryKind = NetlinkManager::AuxiliaryKind;
 using CompletionCallback = Nl80211Manager::CompletionCallback;
-using MessageHandler = NetlinkManager::MessageHandler;
+using MessageHandler = std::function<void(const GenericNetlinkMessage&)>;
 
 namespace {
 
@@ -69,11 +69,14 @@ MessageHandler HandleCompleteStation(Nl80211Manager::StationCallback callback) {
 void SendRequest(const GenericNetlinkRequest& request, NetlinkManager* netlink_manager,
                  MessageHandler message_handler, CompletionCallback completion_callback) {
   netlink_manager->Send(
-      request, std::move(message_handler), [](bool* remove_handlers) { *remove_handlers = false; },
-      [is_dump = request.IsDump(), completion_callback = std::move(completion_callback)](
-          AuxiliaryKind kind, const NetlinkMessage* message) {
-        internal::TellEnd(is_dump, kind, message, completion_callback);
-      });
+      request,
+      {.on_message = std::move(message_handler),
+       .on_acknowledgement = [](bool* remove_handlers) { *remove_handlers = false; },
+       .on_auxiliary =
+           [is_dump = request.IsDump(), completion_callback = std::move(completion_callback)](
+               AuxiliaryKind kind, const NetlinkMessage* message) {
+             internal::TellEnd(is_dump, kind, message, completion_callback);
+           }});
 }
 
 bool SendDump(const std::string& interface_name, std::uint8_t command,

@@ -13,6 +13,7 @@
 #include "platform/byte_string.h"
 #include "platform/netlink/attribute_list.h"
 #include "platform/netlink/generic_netlink_request.h"
+#include "platform/netlink/netlink_connection.h"
 #include "platform/netlink/netlink_manager.h"
 #include "platform/netlink/netlink_message.h"
 
@@ -88,8 +89,7 @@ void SetStationAddress(const platform::ByteString& address,
 void SetStationAddress(const MacAddress& mac_address, platform::GenericNetlinkRequest* request);
 
 // What an auxiliary handler is told, as its caller is to hear it.
-void TellEnd(bool is_dump, platform::NetlinkManager::AuxiliaryKind kind,
-             const platform::NetlinkMessage* message,
+void TellEnd(bool is_dump, platform::AuxiliaryKind kind, const platform::NetlinkMessage* message,
              const Nl80211Manager::CompletionCallback& callback);
 
 }  // namespace internal

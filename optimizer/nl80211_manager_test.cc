@@ -40,7 +40,6 @@ class Nl80211ManagerTest : public testing::Test {
     kernel_.AddInterface("empty", kIndex + 1);
     AddStation(1, -60);
     AddStation(2, -70);
-    netlink_.Init();
     netlink_.SetNl80211MessageType(netlink_.GetFamily("nl80211"));
     netlink_.Start(loop_);
   }
@@ -80,7 +79,7 @@ class Nl80211ManagerTest : public testing::Test {
 
   platform::ManualLoop loop_;
   FakeKernel kernel_;
-  NetlinkManager netlink_{kernel_.MakeTransport()};
+  NetlinkManager netlink_{kernel_};
   Nl80211Manager manager_{/*skip_incomplete_stations=*/false};
   std::vector<std::string> events_;
   std::vector<std::string> log_;
@@ -264,7 +263,7 @@ TEST_F(Nl80211ManagerTest, SilenceIsATimeOut) {
   kernel_.SetSilent(true);
   GetStations();
   GetStation("000000000001");
-  loop_.AdvanceBy(NetlinkManager::kResponseDeadline);
+  loop_.AdvanceBy(platform::NetlinkConnection::kResponseDeadline);
   EXPECT_THAT(events_, ElementsAre("Netlink response timeout 2", "Netlink response timeout 2"));
 }
 
@@ -273,7 +272,7 @@ TEST_F(Nl80211ManagerTest, AnUnexpectedMessageIsOnlyLogged) {
   GetStations();
   const platform::MessageHeader to = kernel_.requests().back().header;
   kernel_.Deliver(platform::MakeNetlinkMessage({99, 0, to.sequence, to.port}, {}));
-  loop_.AdvanceBy(10 * NetlinkManager::kResponseDeadline);
+  loop_.AdvanceBy(10 * platform::NetlinkConnection::kResponseDeadline);
   EXPECT_THAT(events_, IsEmpty());
   EXPECT_THAT(log_, ElementsAre("V Unexpected message received: type 99"));
 }
@@ -296,7 +295,7 @@ TEST_F(Nl80211ManagerTest, WithoutTheFamilyEveryRequestIsAnUnknownError) {
 
 // A kind that comes without a message, from whatever netlink manager there is.
 TEST_F(Nl80211ManagerTest, EachKindWithoutAMessageHasItsText) {
-  using Kind = NetlinkManager::AuxiliaryKind;
+  using Kind = platform::AuxiliaryKind;
   for (const Kind kind : {Kind::kDone, Kind::kKernelError, Kind::kTimeOut, Kind::kUnexpectedType}) {
     internal::TellEnd(/*is_dump=*/true, kind, nullptr, NoteCompletion());
   }

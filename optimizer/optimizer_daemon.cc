@@ -57,7 +57,6 @@ int OptimizerDaemon::OnInit() {
 void OptimizerDaemon::StartNetlink() {
   netlink_manager_ = platform::NetlinkManager::GetInstance();
   CHECK(netlink_manager_) << "Unable to create NetlinkManager";
-  netlink_manager_->Init();
   netlink_manager_->SetNl80211MessageType(netlink_manager_->GetFamily(NL80211_GENL_NAME));
   netlink_manager_->Start(loop());
 }

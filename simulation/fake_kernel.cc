@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "platform/logging.h"
-#include "platform/netlink/socket_transport.h"
 #include "simulation/nl80211_records.h"
 
 namespace orvane::platform {
@@ -33,62 +32,72 @@ AttributeList AttributesOf(const FakeKernel::Request& request) {
 
 }  // namespace
 
-class FakeKernel::Transport : public SocketTransport {
+class FakeKernel::Socket : public NetlinkSocket {
  public:
-  Transport(FakeKernel* kernel, ScopedFd fd) : kernel_(kernel), fd_(std::move(fd)) {}
+  Socket(FakeKernel* kernel, ScopedFd fd, std::uint32_t port)
+      : kernel_(kernel), fd_(std::move(fd)), port_(port) {}
+  ~Socket() override { kernel_->peers_.erase(port_); }
 
-  bool Open() override {
-    errno = kernel_->open_error_;
-    return kernel_->open_error_ == 0;
-  }
   int fd() const override { return fd_.get(); }
-  std::uint32_t port() const override { return kPort; }
+  std::uint32_t port() const override { return port_; }
 
   bool Send(std::span<const std::uint8_t> datagram) override {
     if (kernel_->send_error_ != 0) {
       errno = kernel_->send_error_;
       return false;
     }
-    if (!SocketTransport::Send(datagram)) return false;
-    kernel_->Serve();
+    if (!NetlinkSocket::Send(datagram)) return false;
+    kernel_->last_port_ = port_;
+    kernel_->Serve(peer());
     return true;
   }
 
   ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
-    kernel_->largest_buffer_ = std::max(kernel_->largest_buffer_, buffer.size());
+    peer().largest_buffer = std::max(peer().largest_buffer, buffer.size());
     ++kernel_->receive_count_;
-    const ReceiveResult result = SocketTransport::Receive(buffer);
-    if (result.status != ReceiveStatus::kDatagram || kernel_->outcomes_.empty()) return result;
-    kernel_->ContinueDump();
-    const Outcome outcome = kernel_->outcomes_.front();
-    kernel_->outcomes_.pop_front();
+    const ReceiveResult result = NetlinkSocket::Receive(buffer);
+    if (result.status != ReceiveStatus::kDatagram || peer().outcomes.empty()) return result;
+    kernel_->ContinueDump(peer());
+    const Outcome outcome = peer().outcomes.front();
+    peer().outcomes.pop_front();
     if (outcome.status == ReceiveStatus::kDatagram) return result;
     errno = outcome.error_number;
     return {outcome.status};
   }
 
-  std::uint32_t GetInterfaceIndex(const std::string& name) override {
-    const auto found = kernel_->indexes_.find(name);
-    return found == kernel_->indexes_.end() ? 0 : found->second;
-  }
-
  private:
+  Peer& peer() { return kernel_->peers_.at(port_); }
+
   FakeKernel* kernel_;
   ScopedFd fd_;
+  std::uint32_t port_;
 };
 
-FakeKernel::FakeKernel() {
-  int fds[2];
-  CHECK(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, fds) == 0);
-  fd_ = ScopedFd(fds[0]);
-  peer_fd_ = ScopedFd(fds[1]);
-}
-
+FakeKernel::FakeKernel() = default;
 FakeKernel::~FakeKernel() = default;
 
-std::unique_ptr<NetlinkTransport> FakeKernel::MakeTransport() {
-  CHECK(peer_fd_.is_valid());
-  return std::make_unique<Transport>(this, std::move(peer_fd_));
+std::unique_ptr<NetlinkSocket> FakeKernel::OpenSocket() {
+  errno = open_error_;
+  if (open_error_ != 0) return nullptr;
+  int fds[2];
+  CHECK(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, fds) == 0);
+  const std::uint32_t port = next_port_++;
+  peers_[port].fd = ScopedFd(fds[0]);
+  return std::make_unique<Socket>(this, ScopedFd(fds[1]), port);
+}
+
+std::uint32_t FakeKernel::GetInterfaceIndex(const std::string& name) {
+  const auto found = indexes_.find(name);
+  return found == indexes_.end() ? 0 : found->second;
+}
+
+void FakeKernel::SetSilent(bool silent) {
+  is_silent_ = silent;
+  for (auto& [port, peer] : peers_) peer.dump.reset();
+}
+
+void FakeKernel::Close() {
+  for (auto& [port, peer] : peers_) peer.fd = ScopedFd();
 }
 
 void FakeKernel::SetHolding(bool holding) {
@@ -104,9 +113,9 @@ void FakeKernel::ForgetRequests() {
   answered_ = 0;
 }
 
-void FakeKernel::Serve() {
+void FakeKernel::Serve(Peer& peer) {
   std::array<std::uint8_t, kLargestRequest> buffer;
-  const ssize_t length = recv(fd_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+  const ssize_t length = recv(peer.fd.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
   if (length < 0) return;
   std::span<const std::uint8_t> bytes(buffer.data(), static_cast<std::size_t>(length));
   while (const auto message = NetlinkMessage::TakeFrom(&bytes)) {
@@ -192,68 +201,79 @@ std::vector<AttributeBuilder> FakeKernel::ListRecords(const Request& request,
 }
 
 void FakeKernel::StartDump(const Request& request) {
-  if (dump_) return ReplyError(request, {EBUSY, ""});
-  dump_ = Dump{request.header, {}, 0};
+  const auto found = peers_.find(request.header.port);
+  if (found == peers_.end()) return;
+  Peer& peer = found->second;
+  if (peer.dump) return ReplyError(request, {EBUSY, ""});
+  Dump& dump = peer.dump.emplace(Dump{request.header, {}, 0});
   if (const std::optional<std::string> interface = FindInterface(AttributesOf(request))) {
     MessageHeader header = {kNl80211Family, NLM_F_MULTI, request.header.sequence,
                             request.header.port};
     if (is_dump_interrupted_) header.flags |= NLM_F_DUMP_INTR;
     for (const AttributeBuilder& record : ListRecords(request, *interface)) {
-      dump_->messages.push_back(MakeGenericMessage(header, ReplyCommand(request.command), record));
+      dump.messages.push_back(MakeGenericMessage(header, ReplyCommand(request.command), record));
     }
   } else {
-    dump_->result = -ENODEV;
+    dump.result = -ENODEV;
   }
   if (const auto failure = std::exchange(next_dump_failure_, std::nullopt)) {
-    dump_->messages.resize(std::min(failure->after, dump_->messages.size()));
-    dump_->result = -failure->error_number;
+    dump.messages.resize(std::min(failure->after, dump.messages.size()));
+    dump.result = -failure->error_number;
   }
-  ContinueDump();
+  ContinueDump(peer);
 }
 
 // One part, or the end, which gets a datagram of its own.
-void FakeKernel::ContinueDump() {
-  if (!dump_) return;
-  if (dump_->messages.empty()) {
-    const Dump dump = *std::exchange(dump_, std::nullopt);
-    Deliver(MakeDoneMessage(dump.header, dump.result));
+void FakeKernel::ContinueDump(Peer& peer) {
+  if (!peer.dump) return;
+  std::deque<std::vector<std::uint8_t>>& messages = peer.dump->messages;
+  if (messages.empty()) {
+    const Dump dump = *std::exchange(peer.dump, std::nullopt);
+    Push(peer, MakeDoneMessage(dump.header, dump.result), {ReceiveStatus::kDatagram, 0});
     return;
   }
-  const std::size_t room = std::clamp(largest_buffer_, kSmallestPart, kLargestPart);
+  const std::size_t room = std::clamp(peer.largest_buffer, kSmallestPart, kLargestPart);
   std::vector<std::uint8_t> part;
-  while (!dump_->messages.empty() && part.size() + dump_->messages.front().size() <= room) {
-    const std::vector<std::uint8_t>& message = dump_->messages.front();
-    part.insert(part.end(), message.begin(), message.end());
-    dump_->messages.pop_front();
+  while (!messages.empty() && part.size() + messages.front().size() <= room) {
+    part.insert(part.end(), messages.front().begin(), messages.front().end());
+    messages.pop_front();
   }
-  Push(part, loses_parts_ ? Outcome{ReceiveStatus::kLost, ENOBUFS}
-                          : Outcome{ReceiveStatus::kDatagram, 0});
+  Push(
+      peer, part,
+      loses_parts_ ? Outcome{ReceiveStatus::kLost, ENOBUFS} : Outcome{ReceiveStatus::kDatagram, 0});
 }
 
 void FakeKernel::ReplyAndAcknowledge(const Request& request, std::span<const std::uint8_t> reply) {
   const bool is_acknowledged = (request.header.flags & NLM_F_ACK) != 0;
   const std::vector<std::uint8_t> acknowledgement = MakeErrorMessage(request.header, 0);
-  if (is_acknowledged && acknowledges_first_) Deliver(acknowledgement);
-  Deliver(reply);
-  if (is_acknowledged && !acknowledges_first_) Deliver(acknowledgement);
+  if (is_acknowledged && acknowledges_first_) Reply(request.header, acknowledgement);
+  Reply(request.header, reply);
+  if (is_acknowledged && !acknowledges_first_) Reply(request.header, acknowledgement);
 }
 
 void FakeKernel::ReplyError(const Request& request, const Failure& failure) {
-  Deliver(MakeErrorMessage(request.header, -failure.error_number, failure.text));
+  Reply(request.header, MakeErrorMessage(request.header, -failure.error_number, failure.text));
+}
+
+void FakeKernel::Reply(const MessageHeader& header, std::span<const std::uint8_t> datagram) {
+  const auto found = peers_.find(header.port);
+  if (found != peers_.end()) Push(found->second, datagram, {ReceiveStatus::kDatagram, 0});
 }
 
 void FakeKernel::Deliver(std::span<const std::uint8_t> datagram) {
-  Push(datagram, {ReceiveStatus::kDatagram, 0});
+  Reply({.type = 0, .port = last_port_}, datagram);
 }
 
 void FakeKernel::DeliverFailure(ReceiveStatus status, int error_number) {
-  Push({&kPlaceholder, 1}, {status, error_number});
+  Push(peers_.at(last_port_), {&kPlaceholder, 1}, {status, error_number});
 }
 
-void FakeKernel::Push(std::span<const std::uint8_t> datagram, const Outcome& outcome) {
+void FakeKernel::Push(Peer& peer, std::span<const std::uint8_t> datagram, const Outcome& outcome) {
   // A peer that is gone gets nothing.
-  if (send(fd_.get(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) return;
-  outcomes_.push_back(outcome);
+  const ssize_t sent =
+      send(peer.fd.get(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+  if (sent < 0) return;
+  peer.outcomes.push_back(outcome);
   ++datagram_count_;
 }
 

@@ -14,24 +14,23 @@
 
 #include "platform/files.h"
 #include "platform/netlink/message_builder.h"
+#include "platform/netlink/netlink_kernel.h"
 #include "platform/netlink/netlink_message.h"
-#include "platform/netlink/netlink_transport.h"
+#include "platform/netlink/netlink_socket.h"
 
 namespace orvane::platform {
 
 // A kernel for tests: network interfaces with stations and mesh paths, and the generic netlink to
-// ask for them. It speaks the real bytes over a socket pair and, as the real one, does its work
+// ask for them. It speaks the real bytes over socket pairs and, as the real one, does its work
 // inside the calls of its peer: a request is answered while it is sent, and the next part of a dump
 // is made while the one before is received. So it needs neither a loop nor a thread of its own.
 //
-// As the real one, it makes parts as large as the largest buffer that it has seen, up to 32 KiB,
-// refuses a second dump while one is under way, and ends a dump that fails with a done message that
-// bears the error.
-class FakeKernel {
+// As the real one, it makes parts as large as the largest buffer that it has seen on a socket, up
+// to 32 KiB, refuses a second dump on a socket while one is under way, forgets the dump when the
+// socket is closed, and ends a dump that fails with a done message that bears the error.
+class FakeKernel : public NetlinkKernel {
  public:
   static constexpr std::uint16_t kNl80211Family = 0x1c;
-  // The address of its peer.
-  static constexpr std::uint32_t kPort = 4711;
 
   using Address = std::array<std::uint8_t, 6>;
 
@@ -74,10 +73,11 @@ class FakeKernel {
   };
 
   FakeKernel();
-  ~FakeKernel();
+  ~FakeKernel() override;
 
-  // What a netlink manager talks through, to be made once. The kernel must outlive it.
-  std::unique_ptr<NetlinkTransport> MakeTransport();
+  // The kernel must outlive the socket.
+  std::unique_ptr<NetlinkSocket> OpenSocket() override;
+  std::uint32_t GetInterfaceIndex(const std::string& name) override;
 
   // --- The world ---
 
@@ -94,11 +94,8 @@ class FakeKernel {
 
   // --- How it behaves ---
 
-  // Requests get no answer, now or later, and the dump under way no further part.
-  void SetSilent(bool silent) {
-    is_silent_ = silent;
-    dump_.reset();
-  }
+  // Requests get no answer, now or later, and the dumps under way no further part.
+  void SetSilent(bool silent);
 
   // Requests get no answer until holding ends: then all do, in order.
   void SetHolding(bool holding);
@@ -127,28 +124,29 @@ class FakeKernel {
   void FailOpen(int error_number) { open_error_ = error_number; }
   void FailSends(int error_number) { send_error_ = error_number; }
 
-  // The peer receives this in place of a datagram.
+  // The socket of the last request receives this in place of a datagram.
   void DeliverFailure(ReceiveStatus status, int error_number);
 
-  // The peer receives these bytes.
+  // The socket of the last request receives these bytes.
   void Deliver(std::span<const std::uint8_t> datagram);
 
-  // The connection breaks.
-  void Close() { fd_ = ScopedFd(); }
+  // All connections break.
+  void Close();
 
   // --- What it has seen ---
 
   const std::vector<Request>& requests() const { return requests_; }
   // Those that are answered, for who runs for long and doesn't look at them.
   void ForgetRequests();
-  std::size_t largest_buffer() const { return largest_buffer_; }
+  // The sockets that are open now.
+  std::size_t socket_count() const { return peers_.size(); }
   // The datagrams that it has sent.
   std::size_t datagram_count() const { return datagram_count_; }
   // How often the peer has looked for one.
   std::size_t receive_count() const { return receive_count_; }
 
  private:
-  class Transport;
+  class Socket;
 
   struct Failure {
     int error_number;
@@ -162,28 +160,38 @@ class FakeKernel {
     ReceiveStatus status;
     int error_number;
   };
-  // The dump under way.
+  // A dump under way.
   struct Dump {
     MessageHeader header;
     std::deque<std::vector<std::uint8_t>> messages;
     std::int32_t result;
   };
+  // The kernel's end of a socket.
+  struct Peer {
+    ScopedFd fd;
+    std::size_t largest_buffer = 0;
+    std::optional<Dump> dump;
+    // One for each datagram that is on its way to the peer.
+    std::deque<Outcome> outcomes;
+  };
 
-  void Serve();
+  void Serve(Peer& peer);
   void Answer(const Request& request);
   void AnswerFamily(const Request& request);
   void AnswerStation(const Request& request);
   void StartDump(const Request& request);
-  void ContinueDump();
+  void ContinueDump(Peer& peer);
   // The records that a dump tells, each without its header.
   std::vector<AttributeBuilder> ListRecords(const Request& request, const std::string& interface);
   void ReplyAndAcknowledge(const Request& request, std::span<const std::uint8_t> reply);
   void ReplyError(const Request& request, const Failure& failure);
-  void Push(std::span<const std::uint8_t> datagram, const Outcome& outcome);
+  void Reply(const MessageHeader& header, std::span<const std::uint8_t> datagram);
+  void Push(Peer& peer, std::span<const std::uint8_t> datagram, const Outcome& outcome);
   std::optional<std::string> FindInterface(const AttributeList& attributes) const;
 
-  ScopedFd fd_;
-  ScopedFd peer_fd_;
+  // By port.
+  std::map<std::uint32_t, Peer> peers_;
+  std::uint32_t next_port_ = 4711;
   std::map<std::string, std::uint16_t> families_ = {{"nl80211", kNl80211Family}};
   std::map<std::string, std::uint32_t> indexes_;
   std::map<std::string, std::vector<Station>> stations_;
@@ -202,12 +210,9 @@ class FakeKernel {
 
   std::vector<Request> requests_;
   std::size_t answered_ = 0;
-  std::size_t largest_buffer_ = 0;
+  std::uint32_t last_port_ = 0;
   std::size_t datagram_count_ = 0;
   std::size_t receive_count_ = 0;
-  std::optional<Dump> dump_;
-  // One for each datagram that is on its way to the peer.
-  std::deque<Outcome> outcomes_;
 };
 
 }  // namespace orvane::platform

@@ -9,14 +9,15 @@
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <utility>
 
 #include "optimizer/run.h"
 #include "platform/files.h"
 #include "platform/logging.h"
+#include "platform/netlink/netlink_kernel.h"
 #include "platform/netlink/netlink_manager.h"
+#include "platform/netlink/netlink_socket.h"
 #include "simulation/fake_kernel.h"
 #include "testbed/failure.h"
 #include "testbed/program.h"
@@ -25,13 +26,11 @@
 namespace orvane::lab {
 namespace {
 
-using platform::NetlinkTransport;
-
-// The fake kernel's transport. The file is read anew whenever the index of an interface is looked
-// up, with which every poll of an interface begins: what a poll tells is never older than itself.
-class StationsFileTransport : public NetlinkTransport {
+// The fake kernel, with the contents of a file. The file is read whenever the index of an interface
+// is looked up. Every poll of an interface begins so, hence a poll never shows an older file.
+class StationsFileKernel : public platform::NetlinkKernel {
  public:
-  explicit StationsFileTransport(platform::FilePath file) : file_(std::move(file)) {}
+  explicit StationsFileKernel(platform::FilePath file) : file_(std::move(file)) {}
 
   // After a failure all is as it was before.
   Failure Load() {
@@ -46,22 +45,24 @@ class StationsFileTransport : public NetlinkTransport {
     return std::nullopt;
   }
 
-  bool Open() override { return transport_->Open(); }
-  int fd() const override { return transport_->fd(); }
-  std::uint32_t port() const override { return transport_->port(); }
-  bool Send(std::span<const std::uint8_t> datagram) override { return transport_->Send(datagram); }
-  platform::ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
-    return transport_->Receive(buffer);
-  }
+  std::unique_ptr<platform::NetlinkSocket> OpenSocket() override { return kernel_.OpenSocket(); }
   std::uint32_t GetInterfaceIndex(const std::string& name) override {
     if (const Failure failure = Load()) LOG(ERROR) << *failure;
-    kernel_.ForgetRequests();
+    LogRequests();
     const auto other = faults_.reused_indexes.find(name);
-    return transport_->GetInterfaceIndex(other == faults_.reused_indexes.end() ? name
-                                                                               : other->second);
+    return kernel_.GetInterfaceIndex(other == faults_.reused_indexes.end() ? name : other->second);
   }
 
  private:
+  // Those that the kernel has had since the last time.
+  void LogRequests() {
+    for (const auto& request : kernel_.requests()) {
+      VLOG(1) << "Netlink request " << request.header.sequence << " on socket "
+              << request.header.port;
+    }
+    kernel_.ForgetRequests();
+  }
+
   void Apply(StationTable table) {
     for (const auto& [interface, stations] : table_) kernel_.RemoveInterface(interface);
     table_ = std::move(table);
@@ -87,7 +88,6 @@ class StationsFileTransport : public NetlinkTransport {
   StationTable table_;
   KernelFaults faults_;
   platform::FakeKernel kernel_;
-  std::unique_ptr<NetlinkTransport> transport_ = kernel_.MakeTransport();
 };
 
 int Main(int argc, char** argv) {
@@ -104,12 +104,12 @@ int Main(int argc, char** argv) {
   if (const std::optional<int> exit_code = ParseCommandLine(app, std::min(argc, 2), argv)) {
     return *exit_code;
   }
-  auto transport = std::make_unique<StationsFileTransport>(file);
-  if (const Failure failure = transport->Load()) {
+  StationsFileKernel kernel(file);
+  if (const Failure failure = kernel.Load()) {
     std::cerr << app.get_name() << ": " << *failure << "\n";
     return kExitFailure;
   }
-  platform::NetlinkManager::GetInstance()->SetTransport(std::move(transport));
+  platform::NetlinkManager::GetInstance()->SetKernel(kernel);
   argv[1] = argv[0];
   return ap::RunOptimizer(argc - 1, argv + 1);
 }

@@ -45,7 +45,6 @@ class SteeringWorld {
     platform::SetVerboseLevel(1);
     kernel.AddInterface(k2400, 3);
     kernel.AddInterface(k5000, 4);
-    netlink.Init();
     netlink.SetNl80211MessageType(netlink.GetFamily("nl80211"));
     netlink.Start(loop);
     steer = std::make_unique<ClientSteer>(loop, &netlink, std::vector<std::string>{k2400, k5000},
@@ -104,7 +103,7 @@ class SteeringWorld {
 
   platform::ManualLoop loop;
   platform::FakeKernel kernel;
-  platform::NetlinkManager netlink{kernel.MakeTransport()};
+  platform::NetlinkManager netlink{kernel};
   JournalHostapd hostapd{loop, "/nonexistent"};
   std::vector<std::string> log;
   platform::LogListener listener{

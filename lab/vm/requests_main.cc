@@ -111,7 +111,6 @@ constexpr platform::TimeSpan kPatience{2'000'000};
 
 Failure SendRequest(platform::SdEventLoop& loop, const std::string& name, Request* request,
                     Nl80211Manager* manager) {
-  if (!request->netlink->Init()) return "no netlink socket";
   request->netlink->Start(loop);
   const std::uint16_t type = request->netlink->GetFamily(NL80211_GENL_NAME);
   if (type == 0) return "no nl80211";

@@ -1,8 +1,6 @@
-#include "platform/netlink/socket_transport.h"
+#include "platform/netlink/netlink_socket.h"
 
 #include <linux/netlink.h>
-#include <net/if.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -16,7 +14,7 @@ ReceiveStatus StatusOfError(int error_number) {
   switch (error_number) {
     case EAGAIN:
       return ReceiveStatus::kNothing;
-    // A dump that could not be continued shows as an error of the receiving call, too.
+    // A dump that could not be continued is an error of the receiving call, too.
     case ENOBUFS:
     case ENOMEM:
       return ReceiveStatus::kLost;
@@ -27,14 +25,14 @@ ReceiveStatus StatusOfError(int error_number) {
 
 }  // namespace
 
-bool SocketTransport::Send(std::span<const std::uint8_t> datagram) {
-  // A netlink socket that is connected to nobody sends to the kernel.
+bool NetlinkSocket::Send(std::span<const std::uint8_t> datagram) {
+  // A netlink socket that is not connected sends to the kernel.
   const ssize_t sent = RetryOnEintr(
       [&] { return send(fd(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL); });
   return sent >= 0;
 }
 
-ReceiveResult SocketTransport::Receive(std::span<std::uint8_t> buffer) {
+ReceiveResult NetlinkSocket::Receive(std::span<std::uint8_t> buffer) {
   sockaddr_nl sender = {};
   iovec bytes = {buffer.data(), buffer.size()};
   msghdr message = {};
@@ -54,16 +52,6 @@ ReceiveResult SocketTransport::Receive(std::span<std::uint8_t> buffer) {
   if (is_netlink && sender.nl_pid != 0) return {ReceiveStatus::kIgnored};
   if ((message.msg_flags & MSG_TRUNC) != 0) return {ReceiveStatus::kTruncated};
   return {ReceiveStatus::kDatagram, static_cast<std::size_t>(length)};
-}
-
-std::uint32_t SocketTransport::GetInterfaceIndex(const std::string& name) {
-  // if_nametoindex makes a socket for each call, which costs a poll more than its other calls do.
-  if (fd() < 0) return if_nametoindex(name.c_str());
-  ifreq request = {};
-  if (name.size() >= sizeof(request.ifr_name)) return 0;
-  name.copy(request.ifr_name, name.size());
-  if (ioctl(fd(), SIOCGIFINDEX, &request) != 0) return 0;
-  return static_cast<std::uint32_t>(request.ifr_ifindex);
 }
 
 }  // namespace orvane::platform

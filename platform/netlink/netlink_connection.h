@@ -1,0 +1,123 @@
+#ifndef PLATFORM_NETLINK_NETLINK_CONNECTION_H_
+#define PLATFORM_NETLINK_NETLINK_CONNECTION_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+
+#include "platform/loop.h"
+#include "platform/netlink/generic_netlink_request.h"
+#include "platform/netlink/netlink_message.h"
+#include "platform/netlink/netlink_socket.h"
+#include "platform/one_shot_timer.h"
+#include "platform/time.h"
+
+namespace orvane::platform {
+
+// The reason of a call of an auxiliary handler.
+enum class AuxiliaryKind : std::int32_t {
+  kDone = 0,            // The dump is complete. With the message.
+  kKernelError = 1,     // The request failed. With the message, without one if it was not sent.
+  kTimeOut = 2,         // The kernel is silent. No message.
+  kUnexpectedType = 3,  // A message of another type than the request's. With the message.
+};
+
+// The handlers of a request, all of them set.
+struct NetlinkHandlers {
+  // Called for each reply message.
+  std::function<void(const GenericNetlinkMessage& message)> on_message;
+  // Called for an acknowledgement. If it leaves `*remove_handlers` true, the request is over.
+  std::function<void(bool* remove_handlers)> on_acknowledgement;
+  // `message` is null or valid during the call.
+  std::function<void(AuxiliaryKind kind, const NetlinkMessage* message)> on_auxiliary;
+};
+
+// A socket to the kernel, and the request that is under way on it, if there is one. The kernel runs
+// one dump per socket at a time.
+//
+// A request ends once, and its handlers are then destroyed:
+//  - with the kernel's done message or an error message: the auxiliary handler is called;
+//  - at its deadline: the auxiliary handler is called with kTimeOut, except where only the
+//    acknowledgement of a single record is missing;
+//  - a request for a single record, once its reply and its acknowledgement are there: no call;
+//  - if the acknowledgement handler removes the handlers: no call.
+// A message of an unexpected type breaks the answer off: the auxiliary handler is called with it,
+// and never again. Replies still reach their handler until the request ends.
+//
+// The deadline is kResponseDeadline after Send. If datagrams arrive before it, it is put off by the
+// same time, again and again: silence of twice that time always ends a request.
+//
+// After a complete answer the connection is idle and takes the next request. In all other cases
+// late replies may follow, so the socket is closed, which also ends the dump in the kernel.
+//
+// Handlers may destroy the connection.
+class NetlinkConnection final : private FdWatcher {
+ public:
+  static constexpr TimeSpan kResponseDeadline{5'000'000};
+  // The kernel sizes the parts of a dump by the largest buffer that it has seen, up to 32 KiB.
+  static constexpr std::size_t kReceiveBufferSize = 64 * 1024;
+  // Received before other descriptors have their turn.
+  static constexpr int kDatagramsPerWakeUp = 16;
+
+  // `loop` must outlive the connection, which is closed if the loop can't watch the socket.
+  NetlinkConnection(Loop& loop, std::unique_ptr<NetlinkSocket> socket);
+  NetlinkConnection(const NetlinkConnection&) = delete;
+  NetlinkConnection& operator=(const NetlinkConnection&) = delete;
+  // Drops the request without calling its handlers.
+  ~NetlinkConnection() override;
+
+  bool IsOpen() const { return socket_ != nullptr; }
+  bool IsIdle() const { return IsOpen() && request_ == nullptr; }
+
+  // Sends a request; the connection must be idle. Calls no handler. On failure, which it logs, it
+  // returns false, leaves `*handlers` alone and stays idle.
+  bool Send(GenericNetlinkRequest request, std::uint32_t sequence, NetlinkHandlers* handlers);
+
+ private:
+  enum class Phase : std::uint8_t {
+    kSent,
+    kReplied,       // A single record is here, the acknowledgement is missing.
+    kAcknowledged,  // The other way round.
+    kBrokenOff,     // The end is not reported.
+    kEnded,
+  };
+
+  struct Request {
+    NetlinkHandlers handlers;
+    std::uint32_t sequence;
+    std::uint16_t message_type;
+    bool is_dump;
+    Phase phase = Phase::kSent;
+  };
+
+  void OnReadReady(int /*fd*/) override { ReadDatagrams(); }
+  void OnWriteReady(int /*fd*/) override {}
+  void ArmDeadline();
+  void OnDeadline();
+
+  // Each of these may call handlers, hence destroy the connection. `request` outlives the call; it
+  // is null if none is under way.
+  void ReadDatagrams();
+  bool ReadDatagram(Request* request);
+  void WalkMessages(Request* request, std::span<const std::uint8_t> datagram);
+  void OnMessage(Request& request, const NetlinkMessage& message);
+  void OnReply(Request& request, const NetlinkMessage& message);
+  void OnAcknowledgement(Request& request);
+  void End(AuxiliaryKind kind, const NetlinkMessage* message);
+
+  void DropRequest();
+  void Close();
+
+  std::unique_ptr<NetlinkSocket> socket_;
+  std::unique_ptr<FdWatch> watch_;
+  OneShotTimer deadline_;
+  bool has_heard_since_armed_ = false;
+  // Shared with the functions that call its handlers.
+  std::shared_ptr<Request> request_;
+};
+
+}  // namespace orvane::platform
+
+#endif  // PLATFORM_NETLINK_NETLINK_CONNECTION_H_
