@@ -59,7 +59,8 @@ class ControlSocket {
  private:
   static constexpr suseconds_t kLongestWaitUsec = 20'000;
 
-  bool Bind();
+  Failure Bind(const platform::FilePath& aside);
+  Failure TakePlace(const platform::FilePath& aside);
   bool IsAbandoned() const;
 
   platform::FilePath path_;

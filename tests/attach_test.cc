@@ -84,6 +84,21 @@ TEST_F(AttachTest, StartsBeforeHostapd) {
   EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
 }
 
+// As between the moment when hostapd's bind() creates the file and the one when it is served.
+TEST_F(AttachTest, SocketFileIsThereBeforeItIsServed) {
+  StartBus();
+  LeaveSocketFile("guest-2400mhz");
+  StartDaemon();
+  std::filesystem::create_hard_link(ControlSocketPath("guest-2400mhz"),
+                                    ControlSocketPath(kWlan2400));
+  ExpectLogged("ERROR", kRefused);
+  ExpectLogged("WARNING", kCouldNot);
+  Hostapd hostapd(kWlan2400);
+  hostapd.Attach();
+  Settle(hostapd);
+  EXPECT_THAT(LogTexts("ERROR"), ::testing::Each(kRefused));
+}
+
 // Without the directory there is nothing to watch.
 TEST_F(AttachTest, ControlDirectoryIsMissing) {
   StartBus();
