@@ -94,9 +94,10 @@ void EventUploader::Initialize(platform::TimeSpan upload_period, HostapdInterfac
 }
 
 void EventUploader::OnFlagChanged(std::string key, std::string value) {
+  using Switch = bool EventUploader::*;
   struct SwitchRow {
     std::string_view key;
-    bool EventUploader::*value;
+    Switch value;
     std::string_view log_text;
   };
   static constexpr auto kSwitches = std::to_array<SwitchRow>({

@@ -545,8 +545,10 @@ TEST_F(HostapdMonitorTest, ASocketThatNobodyServesIsRetriedForEver) {
   EXPECT_THAT(events_, IsEmpty());
 }
 
+using FailingCall = int TestSockets::State::*;
+
 struct FailureCase {
-  int TestSockets::State::*failing;
+  FailingCall failing;
   int error;
   const char* log;
 

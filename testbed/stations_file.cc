@@ -63,7 +63,7 @@ Failure TakeStation(std::string_view text, Station* station) {
 }
 
 // Of a fault that takes nothing more.
-template <bool KernelFaults::*kFault>
+template <auto kFault>
 bool Begin(std::string_view rest, KernelFaults* faults) {
   faults->*kFault = true;
   return rest.empty();

@@ -27,11 +27,12 @@ bool ReadBasic(sd_bus_message* message, char type, Any* value) {
 }
 
 // In the order of the alternatives.
-constexpr auto kAnyReaders = []<std::size_t... kIndex>(std::index_sequence<kIndex...>) {
+template <std::size_t... kIndex>
+constexpr auto AnyReaders(std::index_sequence<kIndex...>) {
   return std::array<AnyReader, sizeof...(kIndex)>{
       &ReadBasic<std::variant_alternative_t<kIndex, Any>>...};
 }
-(std::make_index_sequence<std::variant_size_v<Any>>());
+constexpr auto kAnyReaders = AnyReaders(std::make_index_sequence<std::variant_size_v<Any>>());
 
 // A system bus takes messages of 32 MiB unless it is configured otherwise. The library would send
 // more, and the bus end the connection for it. The rest is for what else the message has in it.

@@ -159,7 +159,10 @@ TEST_F(MessagesTest, AScopeSkipsWhatWasNotRead) {
     const ReadScope entry(reader_, SD_BUS_TYPE_DICT_ENTRY, "ss");
     EXPECT_EQ(reader_.PopString(), "a");
   }
-  { const ReadScope variant(reader_, SD_BUS_TYPE_VARIANT, nullptr); }
+  {
+    // Left without reading what is in it.
+    const ReadScope variant(reader_, SD_BUS_TYPE_VARIANT, nullptr);
+  }
   EXPECT_EQ(reader_.PopString(), "behind");
 }
 

@@ -152,7 +152,10 @@ TEST_F(StringMapPropertyTest, TheEntriesBeforeAMalformedOneStay) {
   {
     const ReadScope variant(reader, SD_BUS_TYPE_VARIANT, "a{ss}");
     const ReadScope array(reader, SD_BUS_TYPE_ARRAY, "{ss}");
-    { const ReadScope first(reader, SD_BUS_TYPE_DICT_ENTRY, "ss"); }
+    {
+      // Left without reading what is in it.
+      const ReadScope first(reader, SD_BUS_TYPE_DICT_ENTRY, "ss");
+    }
     const ReadScope second(reader, SD_BUS_TYPE_DICT_ENTRY, "ss");
     reader.PopString();
     text = reader.PopString()->data();

@@ -342,20 +342,15 @@ Fate Soak::FateOf(LineKind kind) const {
 void Soak::TroubleRecorder() {
   if (has_recorder_trouble_) return;
   has_recorder_trouble_ = true;
+  const Schedule::Range briefly = {500ms, 6s};
+  const auto mislead = [this](const Arguments& options) {
+    return [this, options] { MisleadRecorder(options); };
+  };
   BeginOneOf({{30, [&] { KillRecorder(); }},
-              {15,
-               [&] {
-                 MisleadRecorder({"--error", "org.velmora.Error.Soak"});
-               }},
-              {10, [&] { MisleadRecorder({"--extra-data"}); }},
-              {15,
-               [&] {
-                 MisleadRecorder({"--delay", "0.5"});
-               }},
-              {25,
-               [&] {
-                 HangRecorder("recorder hung", {500ms, 6s});
-               }},
+              {15, mislead({"--error", "org.velmora.Error.Soak"})},
+              {10, mislead({"--extra-data"})},
+              {15, mislead({"--delay", "0.5"})},
+              {25, [&] { HangRecorder("recorder hung", briefly); }},
               {5, [&] { OutwaitRecorder(); }}});
 }
 
