@@ -5,8 +5,9 @@
 
 declare -A pids=()
 step_number=0
-# For how many seconds what has to come is waited for, and how long between two looks.
-patience=15
+# For how many seconds what has to come is waited for, far longer than it takes on any machine, and how
+# long between two looks.
+patience=60
 pause=0.05
 # Nothing ever comes here; reading from it with a limit of time is sleeping without another process.
 exec {nothing}<> <(:)
@@ -31,7 +32,7 @@ stop() {
   # One that is held takes the first signal with the second.
   kill -TERM "${pids[$1]}" 2>/dev/null || true
   kill -CONT "${pids[$1]}" 2>/dev/null || true
-  wait_until 10 has_ended "$1" || kill -KILL "${pids[$1]}" 2>/dev/null || true
+  wait_until "$patience" has_ended "$1" || kill -KILL "${pids[$1]}" 2>/dev/null || true
   forget "$1"
 }
 
@@ -146,8 +147,10 @@ start_bus() {
 CONFIG
   # A bus that was killed leaves its socket.
   rm -f "$scratch/bus"
-  start bus dbus-daemon --nofork --nopidfile --nosyslog --config-file="$scratch/bus.conf"
-  expect "the bus starts" test -S "$scratch/bus"
+  start bus dbus-daemon --nofork --nopidfile --nosyslog --print-address \
+    --config-file="$scratch/bus.conf"
+  # The socket's file is there before the bus takes connections.
+  expect "the bus starts" told bus '^unix:path='
   export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$scratch/bus"
 }
 

@@ -110,54 +110,67 @@ start_clients() {
     arguments+=(-i "client$number" -D nl80211 -c "$scratch/client.conf")
   done
   start clients wpa_supplicant "${arguments[@]}"
-  expect "the clients start" test -S "$clients_directory/client$client_count"
+  # The last one answers once all are there. A socket alone may not take commands yet.
+  expect "the clients start" client_answers "client$client_count"
 }
 
 ask_client() { wpa_cli -p "$clients_directory" -i "$1" "${@:2}"; }
 
-# Has a client look for the network of a band, and for no other.
-begin_to_join() {
-  [[ "$(ask_client "$1" select_network "${networks[$2]}")" == OK ]] || give_up "$1 looks for $2"
+client_answers() { [[ "$(ask_client "$1" ping 2>/dev/null)" == PONG ]]; }
+
+# Gives a command that a client cannot refuse.
+command_client() { [[ "$(ask_client "$@")" == OK ]] || give_up "$1 takes the command ${*:2}"; }
+
+# Takes a client off its network, or off the way to it. Nothing that it knew of an access point counts
+# any more.
+leave() {
+  command_client "$1" disconnect
+  expect "$1 leaves" client_is_away "$1"
 }
 
-# Whether a client is on the network of a band, and may send.
-has_joined() { is_joined "$(ask_client "$1" status)" "$2"; }
+client_is_away() { [[ "$(ask_client "$1" status)" == *wpa_state=@(DISCONNECTED|INACTIVE)* ]]; }
 
-# The same by what the client says of itself.
-is_joined() { [[ "$1" == *"freq=${frequencies[$2]}"* && "$1" == *wpa_state=COMPLETED* ]]; }
+# How often a client had joined when it last began to.
+declare -A earlier_joins=()
 
-# The same of a client that is about to join. On a busy machine a handshake may be too slow; the client is
-# thrown out and begins again.
-joins() {
+count_joins() { count_told clients "^$1: CTRL-EVENT-CONNECTED "; }
+
+# Makes a client look for the network of a band, and for no other. It leaves first: a client that has
+# not noticed yet that its access point went away takes itself for connected, and does nothing.
+begin_to_join() {
+  leave "$1"
+  earlier_joins[$1]="$(count_joins "$1")"
+  command_client "$1" select_network "${networks[$2]}"
+}
+
+# Whether a client has joined since it began to, and is on the network of a band. An access point that
+# finds the handshake too slow throws the client out; the client then begins again.
+has_joined() {
   local status
   status="$(ask_client "$1" status)"
-  ! is_joined "$status" "$2" || return 0
-  [[ "$status" != *wpa_state=DISCONNECTED* ]] || begin_to_join "$1" "$2"
+  case "$status" in
+    *wpa_state=DISCONNECTED*) begin_to_join "$1" "$2" ;;
+    *wpa_state=COMPLETED*)
+      [[ "$status" == *"freq=${frequencies[$2]}"* ]] && (("$(count_joins "$1")" > earlier_joins[$1]))
+      return
+      ;;
+  esac
   return 1
 }
 
-join() {
-  begin_to_join "$1" "$2"
-  expect "$1 joins at $2" joins "$1" "$2"
-}
+join() { join_all "$2" "$1"; }
 
-# Has several clients join at a band, at the same time.
+# Makes clients join at a band, at the same time.
 join_all() {
   local client
   for client in "${@:2}"; do begin_to_join "$client" "$1"; done
-  for client in "${@:2}"; do expect "$client joins at $1" joins "$client" "$1"; done
+  for client in "${@:2}"; do expect "$client joins at $1" has_joined "$client" "$1"; done
 }
 
-leave() {
-  [[ "$(ask_client "$1" disconnect)" == OK ]] || give_up "$1 leaves"
-}
-
-# Has clients that have joined stay away when they are sent off, until they are told to join.
+# Makes clients that are sent off stay away until they are made to join.
 stay_away() {
   local client
-  for client in "$@"; do
-    [[ "$(ask_client "$client" sta_autoconnect 0)" == OK ]] || give_up "$client stays away"
-  done
+  for client in "$@"; do command_client "$client" sta_autoconnect 0; done
 }
 
 # What the kernel says of a station of a band, as `iw` prints it: a value of "signal avg", say. Empty if
@@ -223,6 +236,13 @@ start_supervised_daemon() {
 poll_pattern() {
   printf '%s link_quality_metric %s last_steer_link_quality_metric %s time since' \
     "$(address_of "$1")" "${2:-[0-9]+}" "${3:-[0-9]+}"
+}
+
+# The seconds of a time as the daemon logs it: 59.2s or 1m0.2s.
+seconds_of() {
+  awk -v time="$1" 'BEGIN {
+    minutes = split(time, part, "m") > 1 ? part[1] : 0
+    printf "%.3f", 60 * minutes + part[minutes ? 2 : 1] }'
 }
 
 # Waits for a poll of a client from now on, or for `count` polls.

@@ -28,6 +28,6 @@ source lab/vm/access_point.sh
 
 # Starting a program is slow on a processor that is emulated, and so is the rest.
 pause=0.2
-patience=40
+patience=120
 
 prepare_radios

@@ -6,20 +6,31 @@
 mover=client1
 stays=client2
 
-is_listed() { [[ -n "$(station_value "$1" "$mover" authorized)" ]]; }
+is_gone_from() { [[ -z "$(station_value "$1" "$mover" authorized)" ]]; }
+
+# In microseconds. The daemon has not seen the client in its place before then.
+released_at=
 
 move_to() {
   hold_daemon
   join "$mover" "$1"
-  ! is_listed "$2" || give_up "it has left $2"
+  expect "it has left $2" is_gone_from "$2"
+  polls_before="$(count_told daemon "$(poll_pattern "$mover")")"
+  released_at="${EPOCHREALTIME/[.,]/}"
   release_daemon
 }
 
 # Waits until the daemon has seen the client twice since it has come, with what is remembered of the
-# band. It came one poll before that, and the time counts from then.
+# band. It came one poll before that, and the time counts from then, whatever was before.
 expect_arrival() {
-  expect "the daemon remembers $2" told daemon "$(poll_pattern "$mover" "$1" "$2") last steer [1-4]\."
-  grep -E "$(poll_pattern "$mover")" "$scratch/daemon.log" | tail -n 1 | show
+  local poll logged_at
+  expect "the daemon remembers $2" told daemon "$(poll_pattern "$mover")" $((polls_before + 1))
+  poll="$(grep -E "$(poll_pattern "$mover")" "$scratch/daemon.log" | sed -n "$((polls_before + 1))p")"
+  show <<<"$poll"
+  [[ "$poll" =~ $(poll_pattern "$mover" "$1" "$2") ]] || give_up "the daemon remembers $2"
+  logged_at="$(date --date="${poll%% VERBOSE*}" +%s%6N)"
+  awk -v since="$(seconds_of "${poll##* }")" -v here=$((logged_at - released_at)) \
+    'BEGIN { exit !(since * 1000000 <= here) }' || give_up "the time counts from its arrival"
 }
 
 # Waits until the client is sent off, so often in all, and so often from this band. The daemon is held

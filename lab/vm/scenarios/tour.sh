@@ -82,8 +82,8 @@ extended_events() {
   address="$(address_of "$1")"
   cat <<EVENTS
 0.0 wlan-5000mhz <3>AP-STA-AUTH $address success:1 frame_rssi:-52 probe_delta_ms:310
-0.1 wlan-5000mhz <3>AP-STA-ASSOC $address success:1 frame_rssi:-51 steering_reason:new-station
-0.2 wlan-5000mhz <3>AP-STA-CONNECT $address success:1 last_rx_rssi:-50 avg_rssi:-50 tx_rate_vht_mcs:8 tx_rate_bw:80
+0.0 wlan-5000mhz <3>AP-STA-ASSOC $address success:1 frame_rssi:-51 steering_reason:new-station
+0.0 wlan-5000mhz <3>AP-STA-CONNECT $address success:1 last_rx_rssi:-50 avg_rssi:-50 tx_rate_vht_mcs:8 tx_rate_bw:80
 EVENTS
 }
 
