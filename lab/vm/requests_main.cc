@@ -137,7 +137,8 @@ int Main(int argc, char** argv) {
   if (const std::optional<int> exit_code = ParseCommandLine(app, argc, argv)) return *exit_code;
   platform::SdEventLoop loop;
   EndOnSignals(loop);
-  NetlinkManager netlink;
+  platform::NetlinkKernel kernel;
+  NetlinkManager netlink(kernel);
   Nl80211Manager manager;
   request.netlink = &netlink;
   return RunProgram(app, SendRequest(loop, name, &request, &manager), loop);
