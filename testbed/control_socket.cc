@@ -29,11 +29,6 @@ const sockaddr* Generic(const sockaddr_un& address) {
   return reinterpret_cast<const sockaddr*>(&address);
 }
 
-Failure SystemFailure(const platform::FilePath& path) {
-  const int error = errno;
-  return "Can't serve " + path.native() + ": " + platform::SystemErrorText(error);
-}
-
 ino_t InodeOf(const platform::FilePath& path) {
   struct stat status = {};
   return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
@@ -57,19 +52,18 @@ ControlSocket::~ControlSocket() {
   if (inode_ != 0 && InodeOf(path_) == inode_) unlink(path_.c_str());
 }
 
-// bind() creates the file, and inotify reports it, shortly before the kernel accepts connections to
-// it. A link to a socket that is bound already has no such window.
 Failure ControlSocket::Open() {
-  const platform::FilePath aside = path_.native() + ".new";
-  if (aside.native().size() >= sizeof(sockaddr_un::sun_path)) {
+  if (path_.native().size() >= sizeof(sockaddr_un::sun_path)) {
     return "Too long for a socket: " + path_.native();
   }
   socket_ = NewSocket();
-  unlink(aside.c_str());
-  Failure failure = Bind(aside);
-  if (!failure) failure = TakePlace(aside);
-  unlink(aside.c_str());
-  if (failure) return failure;
+  bool bound = Bind();
+  if (!bound && errno == EADDRINUSE) {
+    if (!IsAbandoned()) return "Somebody serves " + path_.native() + " already";
+    unlink(path_.c_str());
+    bound = Bind();
+  }
+  if (!bound) return "Can't serve " + path_.native() + ": " + platform::SystemErrorText(errno);
   inode_ = InodeOf(path_);
   const timeval longest_wait = {.tv_sec = 0, .tv_usec = kLongestWaitUsec};
   setsockopt(fd(), SOL_SOCKET, SO_SNDTIMEO, &longest_wait, sizeof(longest_wait));
@@ -77,22 +71,10 @@ Failure ControlSocket::Open() {
 }
 
 // For the owner and the group, whatever the umask, as hostapd has it.
-Failure ControlSocket::Bind(const platform::FilePath& aside) {
-  const sockaddr_un address = AddressOf(aside);
-  if (bind(fd(), Generic(address), sizeof(address)) < 0 ||
-      chmod(aside.c_str(), S_IRWXU | S_IRWXG) < 0) {
-    return SystemFailure(path_);
-  }
-  return std::nullopt;
-}
-
-Failure ControlSocket::TakePlace(const platform::FilePath& aside) {
-  if (link(aside.c_str(), path_.c_str()) == 0) return std::nullopt;
-  if (errno != EEXIST) return SystemFailure(path_);
-  if (!IsAbandoned()) return "Somebody serves " + path_.native() + " already";
-  unlink(path_.c_str());
-  if (link(aside.c_str(), path_.c_str()) < 0) return SystemFailure(path_);
-  return std::nullopt;
+bool ControlSocket::Bind() {
+  const sockaddr_un address = AddressOf(path_);
+  return bind(fd(), Generic(address), sizeof(address)) == 0 &&
+         chmod(path_.c_str(), S_IRWXU | S_IRWXG) == 0;
 }
 
 bool ControlSocket::IsAbandoned() const {

@@ -59,8 +59,7 @@ class ControlSocket {
  private:
   static constexpr suseconds_t kLongestWaitUsec = 20'000;
 
-  Failure Bind(const platform::FilePath& aside);
-  Failure TakePlace(const platform::FilePath& aside);
+  bool Bind();
   bool IsAbandoned() const;
 
   platform::FilePath path_;
