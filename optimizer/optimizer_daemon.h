@@ -7,8 +7,8 @@
 
 #include "dbus_proxies/flags_proxy.h"
 #include "dbus_proxies/manager_proxy.h"
-#include "optimizer/optimizer_flags.h"
 #include "optimizer/hostapd_interface.h"
+#include "optimizer/optimizer_flags.h"
 #include "optimizer/service.h"
 #include "platform/bus/bus_service_daemon.h"
 #include "platform/netlink/netlink_manager.h"
