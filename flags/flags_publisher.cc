@@ -13,6 +13,10 @@ namespace {
 // How long changes are collected before the files are read.
 constexpr platform::TimeSpan kSettleTime = std::chrono::milliseconds(50);
 
+// How long nobody may have been noticed after that. A file that is emptied can be seen empty long
+// before the kernel gives notice of it: as long as the file system takes to write its journal.
+constexpr platform::TimeSpan kQuietTime = std::chrono::milliseconds(250);
+
 // How long a file may be written before a line in the log says what is waited for.
 constexpr platform::TimeSpan kPatience = std::chrono::seconds(10);
 
@@ -24,21 +28,31 @@ FlagsPublisher::FlagsPublisher(platform::Loop& loop, std::vector<platform::FileP
       on_published_(std::move(on_published)),
       settle_timer_(loop),
       patience_timer_(loop),
-      watch_(loop, directories_, [this] {
-        // Not started over, so that changes without end don't put it off.
-        if (!settle_timer_.IsRunning()) settle_timer_.Start(kSettleTime, [this] { Update(); });
-      }) {
+      watch_(loop, directories_, [this] { OnChange(); }),
+      candidate_(ReadFlagsDirectories(directories_)) {
   Update();
+}
+
+void FlagsPublisher::OnChange() {
+  candidate_.reset();
+  settle_timer_.Start(kSettleTime, [this] { Update(); });
 }
 
 void FlagsPublisher::Update() {
   if (WaitForWriter()) return;
   Reading reading = ReadFlagsDirectories(directories_);
-  // What changed while it was read may have been read by half.
+  VLOG(1) << "Read " << reading.flags.size() << " flags";
   if (watch_.Poll()) {
-    settle_timer_.Start(kSettleTime, [this] { Update(); });
-    return;
+    OnChange();
+  } else if (candidate_ != reading) {
+    candidate_ = std::move(reading);
+    settle_timer_.Start(kQuietTime, [this] { Update(); });
+  } else {
+    Take(std::move(reading));
   }
+}
+
+void FlagsPublisher::Take(Reading reading) {
   Report(reading);
   if (!reading.errors.empty() || reading.flags == flags_) return;
   flags_ = std::move(reading.flags);

@@ -2,6 +2,7 @@
 #define FLAGS_FLAGS_PUBLISHER_H_
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,9 @@
 
 namespace orvane::flags {
 
-// Keeps the map that is published: that of the files, as long as all of them are good and nobody is
-// writing one; otherwise the last good one, which is empty at first. What is wrong is logged once,
+// Keeps the map that is published: that of the files, once they have not changed for a moment, as
+// long as all of them are good and nobody is writing one; otherwise the last good one, which is
+// empty at first. What is wrong is logged once,
 // not each time that the files are read.
 class FlagsPublisher {
  public:
@@ -25,7 +27,9 @@ class FlagsPublisher {
   const FlagMap& flags() const { return flags_; }
 
  private:
+  void OnChange();
   void Update();
+  void Take(Reading reading);
   bool WaitForWriter();
   void Report(const Reading& reading);
 
@@ -38,6 +42,8 @@ class FlagsPublisher {
   platform::OneShotTimer settle_timer_;
   platform::OneShotTimer patience_timer_;
   DirectoryWatch watch_;
+  // As read once; taken when it is read again and nobody was noticed meanwhile.
+  std::optional<Reading> candidate_;
 };
 
 }  // namespace orvane::flags

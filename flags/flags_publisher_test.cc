@@ -51,7 +51,7 @@ class FlagsPublisherTest : public testing::Test {
   // Lets changes settle.
   void Settle() {
     loop_.RunUntilIdle();
-    loop_.AdvanceBy(milliseconds(60));
+    loop_.AdvanceBy(milliseconds(400));
   }
 
   const FlagMap& Flags() {
@@ -226,14 +226,13 @@ TEST_F(FlagsFilesTest, ADirectoryMayBecomeALink) {
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "2")));
 }
 
-TEST_F(FlagsFilesTest, ManyChangesArePublishedFewTimes) {
+TEST_F(FlagsFilesTest, ManyChangesArePublishedWhenTheyAreOver) {
   for (int i = 1; i <= 1000; ++i) {
     lab::ReplaceFile(file_, "a=" + std::to_string(i) + "\n");
     if (i % 10 == 0) loop_.AdvanceBy(milliseconds(10));  // a second in all
   }
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1000")));
-  EXPECT_LE(published_, 21);
-  EXPECT_GT(published_, 10);
+  EXPECT_EQ(published_, 1);
 }
 
 TEST_F(FlagsFilesTest, NoticesThatAreLostAreMadeUpFor) {

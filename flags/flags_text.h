@@ -16,6 +16,8 @@ struct Reading {
   // Each as "FILE:LINE: REASON". Values are not quoted: they may be anything.
   std::vector<std::string> errors;
   std::vector<std::string> warnings;
+
+  friend bool operator==(const Reading&, const Reading&) = default;
 };
 
 // Adds the lines of a file to a reading. Each line is "KEY=VALUE", or empty, or begins with "#".

@@ -1,0 +1,161 @@
+// The flags service as a process, with the daemon beside it: what is bad is never on the bus.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "dbus_proxies/flags_proxy.h"
+#include "testbed/access_point.h"
+#include "testbed/run_until.h"
+
+namespace orvane::ap {
+namespace {
+
+using org::velmora::ap::FlagsProxy;
+using org::velmora::ap::FlagsProxyInterface;
+using platform::FilePath;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+
+using FlagMap = std::map<std::string, std::string>;
+
+// The service and somebody who follows its map.
+class FlagsServiceTest : public AccessPoint {
+ protected:
+  FlagsServiceTest() {
+    StartBus();
+    std::filesystem::create_directory(flags_d_);
+  }
+
+  void Start() {
+    std::string error;
+    service_ = lab::ChildProcess::Start(
+        {AP_WAVELARK_FLAGS_PATH, "--directory=" + flags_d_.native()}, {}, &error);
+    ASSERT_NE(service_, nullptr) << error;
+    bus_connection_ = platform::bus::Connection::OpenSystemBus(loop_, nullptr);
+    proxy_ = std::make_unique<FlagsProxy>(bus_connection_, "org.velmora.ap.Flags");
+    proxy_->InitializeProperties([this](FlagsProxyInterface* proxy, const std::string& /*name*/) {
+      seen_.push_back(proxy->flags());
+    });
+    ASSERT_TRUE(platform::RunUntil(loop_, [this] { return !seen_.empty(); }));
+  }
+
+  // Waits until the map is this.
+  void Expect(const FlagMap& flags) {
+    EXPECT_TRUE(platform::RunUntil(loop_, [&] { return seen_.back() == flags; }));
+  }
+
+  // Writes what the service must refuse, and waits until it has.
+  void WriteBad(const std::string& text) {
+    const std::size_t refused = service_->err().Count("stay in force");
+    lab::WriteFile(file_, text);
+    EXPECT_TRUE(WaitUntil([&] { return service_->err().Count("stay in force") > refused; }))
+        << text;
+    // So that the same again is news.
+    const std::size_t read = seen_.size();
+    lab::WriteFile(file_, "clientSteeringInterval=" + std::to_string(++good_) + "\n");
+    EXPECT_TRUE(platform::RunUntil(loop_, [&] { return seen_.size() > read; }));
+  }
+
+  FilePath flags_d_ = directory() / "flags.d";
+  FilePath file_ = flags_d_ / "a.conf";
+  platform::SdEventLoop loop_;
+  std::shared_ptr<platform::bus::Connection> bus_connection_;
+  std::unique_ptr<FlagsProxy> proxy_;
+  std::vector<FlagMap> seen_;
+  std::unique_ptr<lab::ChildProcess> service_;
+  int good_ = 100;
+};
+
+TEST_F(FlagsServiceTest, PublishesAndSignals) {
+  lab::WriteFile(file_, "clientSteering=enabled\n");
+  Start();
+  EXPECT_THAT(seen_.back(), ElementsAre(Pair("clientSteering", "enabled")));
+  lab::WriteFile(file_, "clientSteering=disabled\n");
+  Expect({{"clientSteering", "disabled"}});
+  service_->Signal(SIGTERM);
+  const auto status = service_->WaitForExit(kPatience);
+  ASSERT_TRUE(status.has_value());
+  EXPECT_EQ(status->code, 0);
+}
+
+TEST_F(FlagsServiceTest, BadFlagsNeverReachTheDaemon) {
+  Start();
+  StartDaemon();
+  for (const char* text : {"clientSteeringInterval=abc\n", "clientSteeringRootLqmFloor=300\n",
+                           "clientSteeringPollInterval=0\n", "clientSteeringInterval=6",
+                           "clientSteering\n", "connectionEvents=maybe\n",
+                           "connectionEventsUpload=\n", "clientSteeringInterval=1\xff\n"}) {
+    WriteBad(text);
+  }
+  for (const FlagMap& flags : seen_) {
+    for (const auto& [key, value] : flags) {
+      EXPECT_EQ(key, "clientSteeringInterval");
+      EXPECT_GT(std::stoi(value), 100);
+    }
+  }
+  ExpectQuickExit(SIGTERM);
+  EXPECT_THAT(LogTexts("FATAL"), IsEmpty());
+}
+
+// Each map that is seen is one that was whole: both keys, with the same value.
+TEST_F(FlagsServiceTest, AThousandChangesAreSeenWholeOrNotAtAll) {
+  lab::WriteFile(file_, "clientSteeringInterval=1\nclientSteeringPollInterval=1\n");
+  Start();
+  constexpr int kChanges = 1000;
+  const std::string last = std::to_string(kChanges);
+  for (int i = 2; i <= kChanges; ++i) {
+    const std::string number = std::to_string(i);
+    const int fd = open(file_.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    for (const std::string& piece : {"clientSteeringInterval=" + number + "\n",
+                                     std::string("clientSteeringPollInterval="), number + "\n"}) {
+      ASSERT_GT(write(fd, piece.data(), piece.size()), 0);
+      std::this_thread::yield();
+    }
+    close(fd);
+    platform::RunWhileReady(loop_);
+  }
+  Expect({{"clientSteeringInterval", last}, {"clientSteeringPollInterval", last}});
+  for (const FlagMap& flags : seen_) {
+    ASSERT_EQ(flags.size(), 2U);
+    EXPECT_EQ(flags.begin()->second, flags.rbegin()->second);
+  }
+}
+
+TEST_F(FlagsServiceTest, AReplacedDirectoryIsFollowed) {
+  lab::WriteFile(file_, "a=1\n");
+  Start();
+  std::filesystem::rename(flags_d_, directory() / "old");
+  std::filesystem::create_directory(flags_d_);
+  lab::WriteFile(file_, "a=2\n");
+  Expect({{"a", "2"}});
+}
+
+TEST_F(FlagsServiceTest, CheckTellsWhatIsWrong) {
+  lab::WriteFile(file_, "clientSteering=enabled\nb=2\n");
+  EXPECT_EQ(OutputOf({AP_WAVELARK_FLAGS_PATH, "--check", "--directory", flags_d_.native()}),
+            "b=2\nclientSteering=enabled\n");
+  lab::WriteFile(file_, "clientSteering=on\n");
+  std::string error;
+  const auto check = lab::ChildProcess::Start(
+      {AP_WAVELARK_FLAGS_PATH, "--check", "--directory", flags_d_.native()}, {}, &error);
+  const auto status = check->WaitForExit(kPatience);
+  ASSERT_TRUE(status.has_value());
+  EXPECT_EQ(status->code, 65);
+  EXPECT_EQ(check->out().Text(), "");
+  EXPECT_THAT(check->err().Text(), HasSubstr("a.conf:1: the value of clientSteering is neither"));
+}
+
+}  // namespace
+}  // namespace orvane::ap
