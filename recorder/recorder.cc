@@ -18,7 +18,7 @@ constexpr TimeSpan kPrunePeriod = std::chrono::hours(1);
 
 // The log of the database is cleared once records have paused for so long, or it has become so big.
 constexpr TimeSpan kCheckpointDelay = std::chrono::seconds(1);
-constexpr std::int64_t kMaxLogSize = std::int64_t{16} << 20;
+constexpr std::int64_t kMaxLogSize = std::int64_t{24} << 20;
 
 // How long after a record the metrics are written.
 constexpr TimeSpan kMetricsDelay = std::chrono::seconds(5);
