@@ -5,9 +5,7 @@
 #include <vector>
 
 #include "bench/compare.h"
-#include "bench/daemon.h"
 #include "bench/full_uploader.h"
-#include "bench/keeping_recorder.h"
 #include "bench/rows.h"
 #include "dbus_proxies/manager_proxy.h"
 #include "platform/bus/connection.h"
@@ -16,12 +14,13 @@
 #include "proto/event.pb.h"
 #include "testbed/bus_peer.h"
 #include "testbed/child_process.h"
+#include "testbed/fake_recorder.h"
 #include "testbed/private_bus.h"
 
 namespace orvane::bench {
 namespace {
 
-using lab::MustSucceed;
+using testbed::MustSucceed;
 using Event = access_infrastructure::proto::Event;
 
 constexpr std::size_t kEvents = 1000;
@@ -30,8 +29,8 @@ constexpr char kRecorderName[] = "org.velmora.ap.Quillary";
 constexpr char kRecorderPath[] = "/org/velmora/ap/Quillary/Manager";
 constexpr char kRecorderInterface[] = "org.velmora.ap.Quillary.Manager";
 
-std::unique_ptr<lab::ChildProcess> StartRecorder() {
-  auto recorder = StartProcess({SILENT_RECORDER_PATH});
+std::unique_ptr<testbed::ChildProcess> StartRecorder() {
+  auto recorder = testbed::StartProcess({SILENT_RECORDER_PATH});
   CHECK(recorder->out().WaitForLine("ready", std::chrono::seconds(10)).has_value());
   return recorder;
 }
@@ -52,17 +51,17 @@ void HandOver(sd_bus* bus, const std::string& type, const Event& event) {
 }
 
 // What the uploader hands over for the lines.
-KeepingRecorder RecordOf(const std::vector<std::string>& lines) {
-  KeepingRecorder recorder;
+testbed::FakeRecorder::Record RecordOf(const std::vector<std::string>& lines) {
+  testbed::FakeRecorder recorder;
   FullUploader uploader(&recorder);
   uploader.Take(lines);
   uploader.Upload();
-  return recorder;
+  return recorder.records().back();
 }
 
 Measured MeasureBatch() {
   const std::vector<std::string> lines = EventLines(kEvents);
-  const platform::bus::PrivateBus bus;
+  const testbed::PrivateBus bus;
   const auto recorder_process = StartRecorder();
 
   platform::SdEventLoop loop;
@@ -76,14 +75,14 @@ Measured MeasureBatch() {
   };
 
   // Made afresh each time, as ours is: a batch that lies in the cache isn't the same work.
-  const KeepingRecorder record = RecordOf(lines);
+  const testbed::FakeRecorder::Record record = RecordOf(lines);
   sd_bus* opened = nullptr;
   MustSucceed(sd_bus_open_system(&opened));
-  const lab::BusPtr floor_bus(opened);
+  const platform::bus::BusPtr floor_bus(opened);
   const Piece floor = [&] {
     Event event;
     CHECK(event.ParseFromString(record.bytes));
-    return CpuTimeOfWork([&] { HandOver(floor_bus.get(), record.type, event); });
+    return CpuTimeOfWork([&] { HandOver(floor_bus.get(), record.data_type, event); });
   };
   return Compare(ours, floor, kNanosecondsPerMicrosecond);
 }

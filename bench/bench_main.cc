@@ -1,5 +1,7 @@
 // Measures the daemon against the floor of the same work, and prints a table.
 
+#include <gtest/gtest.h>
+
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
@@ -59,21 +61,21 @@ int Main(int argc, char** argv) {
   app.add_option("--polls", polls, "What the lab's scenario `polls` has printed")
       ->type_name("FILE");
   app.add_flag("--list", list, "Only print the names of the rows");
-  if (const auto exit_code = lab::ParseCommandLine(app, argc, argv)) return *exit_code;
+  if (const auto exit_code = testbed::ParseCommandLine(app, argc, argv)) return *exit_code;
 
   std::string error;
   const auto rows = Choose(AllRows(polls), names, &error);
   if (!rows.has_value()) {
     std::cerr << app.get_name() << ": " << error << "\n";
-    return lab::kExitUsage;
+    return testbed::kExitUsage;
   }
   if (list) {
     for (const Row& row : *rows) std::cout << row.name << "\n";
-    return lab::kExitOk;
+    return testbed::kExitOk;
   }
-  if (const lab::Failure failure = lab::EnterPrivateNamespace({.private_dev = true})) {
+  if (const testbed::Failure failure = testbed::EnterPrivateNamespace({.private_dev = true})) {
     std::cerr << app.get_name() << ": " << *failure << "\n";
-    return lab::kExitFailure;
+    return testbed::kExitFailure;
   }
   // What the measured parts have to tell of their state has no place in a table.
   platform::InitLog(0, app.get_name());
@@ -91,8 +93,9 @@ int Main(int argc, char** argv) {
     results.push_back({.row = row, .measured = *measured});
     std::cout << TableLine(results.back()) << std::flush;
   }
-  if (!json.empty()) lab::WriteFile(json, Json(results));
-  return lab::kExitOk;
+  if (!json.empty()) testbed::WriteFile(json, Json(results));
+  // What the testbed expected and did not find has been printed.
+  return ::testing::Test::HasFailure() ? testbed::kExitFailure : testbed::kExitOk;
 }
 
 }  // namespace

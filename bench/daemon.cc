@@ -1,35 +1,16 @@
 #include "bench/daemon.h"
 
-#include <linux/sockios.h>
-#include <poll.h>
 #include <signal.h>
-#include <sys/ioctl.h>
 
-#include <filesystem>
-#include <thread>
+#include <cstddef>
+#include <string>
 
 #include "bench/full_uploader.h"
 #include "platform/files.h"
 #include "platform/logging.h"
-#include "testbed/temporary_directory.h"
 
 namespace orvane::bench {
 namespace {
-
-constexpr char kControlDirectory[] = "/var/run/hostapd";
-constexpr char kSaltDirectory[] = "/var/lib/ap/monitor";
-constexpr std::chrono::milliseconds kPatience(20'000);
-// How often something is looked at that nobody tells of.
-constexpr std::chrono::microseconds kPollInterval(200);
-
-template <typename Condition>
-void Await(const char* what, Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  while (!condition()) {
-    CHECK(std::chrono::steady_clock::now() < deadline) << "This did not happen: " << what;
-    std::this_thread::sleep_for(kPollInterval);
-  }
-}
 
 // 'S' for a process that sleeps, 'T' for one that is stopped. The name before it may hold anything.
 char StateOf(pid_t pid) {
@@ -40,69 +21,36 @@ char StateOf(pid_t pid) {
   return text[name_end + 2];
 }
 
+void AwaitState(pid_t pid, char state) {
+  CHECK(testbed::WaitUntil([&] { return StateOf(pid) == state; })) << pid << " is not " << state;
+}
+
 }  // namespace
 
-Hostapd::Hostapd(const std::string& interface)
-    : path_(std::string(kControlDirectory) + "/" + interface), socket_(path_) {
-  std::filesystem::create_directories(kControlDirectory);
-  const lab::Failure failure = socket_.Open();
-  CHECK(!failure.has_value()) << *failure;
-}
-
-std::string Hostapd::path() const { return path_; }
-
-void Hostapd::AwaitAttach() {
-  pollfd watched = {.fd = socket_.fd(), .events = POLLIN, .revents = 0};
-  CHECK(poll(&watched, 1, static_cast<int>(kPatience.count())) == 1) << "Nobody attaches";
-  const auto command = socket_.Receive();
-  CHECK(command.has_value() && command->text == "ATTACH");
-  peer_ = command->sender;
-  Send("OK\n");
-}
-
-void Hostapd::Send(std::string_view text) {
-  CHECK(socket_.Send(peer_, text) == lab::ControlSocket::SendResult::kSent);
-}
-
-void Hostapd::AwaitTaken() const {
-  Await("everything is taken", [this] {
-    int waiting = 0;
-    CHECK(ioctl(socket_.fd(), SIOCOUTQ, &waiting) == 0);
-    return waiting == 0;
-  });
-}
-
-void AwaitAsleep(pid_t pid) {
-  Await("the process sleeps", [pid] { return StateOf(pid) == 'S'; });
-}
+void AwaitAsleep(pid_t pid) { AwaitState(pid, 'S'); }
 
 void Stop(pid_t pid) {
   kill(pid, SIGSTOP);
-  Await("the process is stopped", [pid] { return StateOf(pid) == 'T'; });
+  AwaitState(pid, 'T');
 }
 
 void Resume(pid_t pid) { kill(pid, SIGCONT); }
 
-std::unique_ptr<lab::ChildProcess> StartProcess(const lab::ChildProcess::Arguments& arguments) {
-  std::string error;
-  auto process = lab::ChildProcess::Start(arguments, {}, &error);
-  CHECK(process != nullptr) << error;
-  return process;
+void AwaitTaken(const testbed::Hostapd& hostapd) {
+  CHECK(testbed::WaitUntil([&] { return hostapd.IsTaken(); })) << hostapd.path() << " is not read";
 }
 
-Daemon::Daemon(const lab::ChildProcess::Arguments& arguments)
-    : wlan2400_("wlan-2400mhz"), wlan5000_("wlan-5000mhz") {
-  std::filesystem::create_directories(kSaltDirectory);
-  lab::WriteFile(platform::FilePath(kSaltDirectory) / "station_id_salt", kSalt);
-  lab::ChildProcess::Arguments command = {AP_WAVELARK_PATH};
-  command.insert(command.end(), arguments.begin(), arguments.end());
+Daemon::Daemon(const testbed::Arguments& arguments) {
+  access_point_.StartBus();
+  access_point_.StartHostapds();
+  testbed::WriteSalt(kSalt);
   const auto begin = std::chrono::steady_clock::now();
-  process_ = StartProcess(command);
-  wlan2400_.AwaitAttach();
-  wlan5000_.AwaitAttach();
+  access_point_.LaunchDaemon(arguments);
+  access_point_.wlan2400().Attach();
+  access_point_.wlan5000().Attach();
   start_time_ = std::chrono::steady_clock::now() - begin;
-  wlan2400_.AwaitTaken();
-  wlan5000_.AwaitTaken();
+  AwaitTaken(access_point_.wlan2400());
+  AwaitTaken(access_point_.wlan5000());
   AwaitAsleep(pid());
 }
 

@@ -4,9 +4,9 @@
 #include "bench/compare.h"
 #include "bench/event_floor.h"
 #include "bench/full_uploader.h"
-#include "bench/keeping_recorder.h"
 #include "bench/rows.h"
 #include "platform/logging.h"
+#include "testbed/fake_recorder.h"
 
 namespace orvane::bench {
 namespace {
@@ -27,10 +27,11 @@ void CheckSameBatch(const std::string& record, const EventFloor::Event& batch) {
 // From the line to the entry in the batch. Each piece begins a new batch.
 Measured MeasureEvents() {
   const std::vector<std::string> lines = EventLines(kEvents);
-  KeepingRecorder recorder;
+  testbed::FakeRecorder recorder;
   FullUploader uploader(&recorder);
   const Piece ours = [&] {
     uploader.Upload();
+    recorder.Clear();
     return CpuTimeOfWork([&] { uploader.Take(lines); });
   };
   const EventFloor event_floor(kSalt);
@@ -43,7 +44,7 @@ Measured MeasureEvents() {
   };
   const Measured measured = Compare(ours, floor, kEvents);
   uploader.Upload();
-  CheckSameBatch(recorder.bytes, batch);
+  CheckSameBatch(recorder.records().back().bytes, batch);
   return measured;
 }
 

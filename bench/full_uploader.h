@@ -21,7 +21,7 @@ inline constexpr char kSalt[] = "a salt of the benchmark's";
 // Lines of about 220 bytes with 13 attributes each.
 inline std::vector<std::string> EventLines(std::size_t count) {
   std::vector<std::string> lines;
-  const lab::EventPlan plan = lab::FloodPlan(count);
+  const testbed::EventPlan plan = testbed::FloodPlan(count);
   for (std::size_t i = 0; i < count; ++i) lines.push_back(plan.line(i).line);
   return lines;
 }
@@ -48,11 +48,11 @@ class FullUploader {
 
   platform::FilePath SaltFile() const {
     const platform::FilePath file = directory_.path() / "salt";
-    lab::WriteFile(file, kSalt);
+    testbed::WriteFile(file, kSalt);
     return file;
   }
 
-  lab::TemporaryDirectory directory_;
+  testbed::TemporaryDirectory directory_;
   BenchLoop loop_;
   ap::HostapdInterface hostapd_{loop_};
   ap::EventUploader uploader_;

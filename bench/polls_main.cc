@@ -35,7 +35,7 @@ struct Options {
 
 // --- The floor ---
 
-void MustSucceed(const lab::Failure& failure) { CHECK(!failure.has_value()) << *failure; }
+void MustSucceed(const testbed::Failure& failure) { CHECK(!failure.has_value()) << *failure; }
 
 // A process that sleeps until it is woken up, as the daemon does, looks up the interface's index
 // and takes one dump.
@@ -60,7 +60,7 @@ class DumpProcess {
     sigaddset(&wake_up, SIGCONT);
     sigprocmask(SIG_BLOCK, &wake_up, nullptr);
 
-    lab::Nl80211Socket kernel;
+    testbed::Nl80211Socket kernel;
     MustSucceed(kernel.Open());
     for (;;) {
       sigwaitinfo(&wake_up, nullptr);
@@ -109,7 +109,7 @@ void Measure(const Options& options) {
   for (int i = 0; i < options.polls + kWarmUp; ++i) {
     const std::int64_t poll = take_poll();
     const std::int64_t dump = take_dump();
-    if (i >= kWarmUp) lab::PrintLine(fmt::format("{} {}", poll, dump));
+    if (i >= kWarmUp) testbed::PrintLine(fmt::format("{} {}", poll, dump));
   }
 }
 
@@ -122,11 +122,11 @@ int Main(int argc, char** argv) {
   app.add_option("--pid", options.pid, "The daemon")->required();
   app.add_option("--interface", options.interface, "The one that has the stations")->required();
   app.add_option("--polls", options.polls, "How many")->check(CLI::Range(1, 1000));
-  if (const std::optional<int> exit_code = lab::ParseCommandLine(app, argc, argv)) {
+  if (const std::optional<int> exit_code = testbed::ParseCommandLine(app, argc, argv)) {
     return *exit_code;
   }
   Measure(options);
-  return lab::kExitOk;
+  return testbed::kExitOk;
 }
 
 }  // namespace

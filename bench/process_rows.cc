@@ -37,14 +37,14 @@ Measured Sample(int count, const std::function<double()>& measure) {
 // --- Events ---
 
 // Nanoseconds for each event of bursts that wait when the process wakes up.
-double TakeBursts(pid_t pid, Hostapd& hostapd, const std::vector<std::string>& lines) {
+double TakeBursts(pid_t pid, testbed::Hostapd& hostapd, const std::vector<std::string>& lines) {
   std::int64_t time = 0;
   for (std::size_t i = 0; i < kBurstsPerRun; ++i) {
     Stop(pid);
     for (const std::string& line : lines) hostapd.Send(line);
     const std::int64_t begin = CpuTimeOf(pid);
     Resume(pid);
-    hostapd.AwaitTaken();
+    AwaitTaken(hostapd);
     AwaitAsleep(pid);
     time += CpuTimeOf(pid) - begin;
   }
@@ -54,10 +54,10 @@ double TakeBursts(pid_t pid, Hostapd& hostapd, const std::vector<std::string>& l
 Measured MeasureEventRoad() {
   const std::vector<std::string> lines = EventLines(kBurst);
   Daemon daemon;
-  Hostapd floor_hostapd("floor");
-  const auto floor_process = StartProcess({EVENT_FLOOR_PATH, floor_hostapd.path()});
-  floor_hostapd.AwaitAttach();
-  floor_hostapd.AwaitTaken();
+  testbed::Hostapd floor_hostapd("floor");
+  const auto floor_process = testbed::StartProcess({EVENT_FLOOR_PATH, floor_hostapd.path()});
+  floor_hostapd.Attach();
+  AwaitTaken(floor_hostapd);
   AwaitAsleep(floor_process->pid());
 
   std::vector<double> ours;
@@ -76,17 +76,23 @@ Measured MeasureEventRoad() {
 // --- Memory and size ---
 
 // What /proc calls a kB has 1,024 bytes.
-double Megabytes(const Daemon& daemon, std::string_view key) {
-  return static_cast<double>(lab::ProcessFile(daemon.pid(), "smaps_rollup").Figure(key)) * 1024 /
-         1'000'000;
+double Megabytes(Daemon& daemon, std::string_view key) {
+  return static_cast<double>(testbed::ProcessFile(daemon.pid(), "smaps_rollup").Figure(key)) *
+         1024 / 1'000'000;
 }
 
 Measured MeasureIdleMemory() {
-  return Sample(kStarts, [] { return Megabytes(Daemon(), "Anonymous"); });
+  return Sample(kStarts, [] {
+    Daemon daemon;
+    return Megabytes(daemon, "Anonymous");
+  });
 }
 
 Measured MeasureResidentSize() {
-  return Sample(kStarts, [] { return Megabytes(Daemon(), "Rss"); });
+  return Sample(kStarts, [] {
+    Daemon daemon;
+    return Megabytes(daemon, "Rss");
+  });
 }
 
 // The stations are not the process's own, since it takes a kernel with radios to have some: what
@@ -97,7 +103,7 @@ Measured MeasureLoadedMemory() {
     Daemon daemon;
     for (const std::string& line : lines) {
       daemon.hostapd().Send(line);
-      daemon.hostapd().AwaitTaken();
+      AwaitTaken(daemon.hostapd());
     }
     AwaitAsleep(daemon.pid());
     return Megabytes(daemon, "Anonymous") +
@@ -106,9 +112,9 @@ Measured MeasureLoadedMemory() {
 }
 
 Measured MeasureBinary() {
-  const lab::TemporaryDirectory directory;
+  const testbed::TemporaryDirectory directory;
   const std::string stripped = directory.path() / "ap-wavelark";
-  const auto strip = StartProcess({"strip", "-o", stripped, AP_WAVELARK_PATH});
+  const auto strip = testbed::StartProcess({"strip", "-o", stripped, AP_WAVELARK_PATH});
   const auto status = strip->WaitForExit(std::chrono::seconds(20));
   CHECK(status.has_value() && status->code == 0) << "strip failed";
   return {.ours = Summarize({static_cast<double>(std::filesystem::file_size(stripped)) / 1000}),
@@ -123,18 +129,21 @@ Measured MeasureStart() {
   });
 }
 
-double WakeUpsPerMinute(const Daemon& daemon) {
+double WakeUpsPerMinute(Daemon& daemon) {
   constexpr char kSwitches[] = "voluntary_ctxt_switches";
   // The last deadline of attaching is a second away, and is noticed also when it doesn't count.
   std::this_thread::sleep_for(std::chrono::seconds(3));
-  const std::int64_t begin = lab::ProcessFile(daemon.pid(), "status").Figure(kSwitches);
+  const std::int64_t begin = testbed::ProcessFile(daemon.pid(), "status").Figure(kSwitches);
   std::this_thread::sleep_for(kIdleTime);
-  const std::int64_t count = lab::ProcessFile(daemon.pid(), "status").Figure(kSwitches) - begin;
+  const std::int64_t count = testbed::ProcessFile(daemon.pid(), "status").Figure(kSwitches) - begin;
   return static_cast<double>(count) * 60.0 / static_cast<double>(kIdleTime.count());
 }
 
 Measured MeasureIdleWakeUps() {
-  return Sample(1, [] { return WakeUpsPerMinute(Daemon()); });
+  return Sample(1, [] {
+    Daemon daemon;
+    return WakeUpsPerMinute(daemon);
+  });
 }
 
 // With one event in the batch and steering on, one timer is far off and the other fires each

@@ -15,10 +15,10 @@ int OnCall(sd_bus_message* call, void* /*data*/, sd_bus_error* /*error*/) {
 }  // namespace
 
 int main() {
-  using orvane::lab::MustSucceed;
+  using orvane::testbed::MustSucceed;
   sd_bus* opened = nullptr;
   MustSucceed(sd_bus_open_system(&opened));
-  const orvane::lab::BusPtr bus(opened);
+  const orvane::platform::bus::BusPtr bus(opened);
   MustSucceed(
       sd_bus_add_object(opened, nullptr, "/org/velmora/ap/Quillary/Manager", OnCall, nullptr));
   MustSucceed(sd_bus_request_name(opened, "org.velmora.ap.Quillary", 0));

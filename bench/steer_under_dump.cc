@@ -15,7 +15,7 @@
 
 namespace orvane::bench {
 
-using platform::FakeKernel;
+using simulation::FakeKernel;
 
 namespace {
 
@@ -106,12 +106,12 @@ std::vector<Datagram> SteerUnderDump::MakeDump(std::size_t stations) const {
     const auto bits = static_cast<std::uint32_t>(random());
     FakeKernel::Address address = {0x02, static_cast<std::uint8_t>(i >> 16)};
     std::memcpy(address.data() + 2, &bits, sizeof(bits));
-    const Datagram message = platform::MakeGenericMessage(
+    const Datagram message = simulation::MakeGenericMessage(
         {.type = kFamily,
          .flags = NLM_F_MULTI,
          .sequence = kernel_->last_sequence(),
          .port = kPort},
-        NL80211_CMD_NEW_STATION, platform::MakeStationRecord(1, MakeStation(address)));
+        NL80211_CMD_NEW_STATION, simulation::MakeStationRecord(1, MakeStation(address)));
     if (parts.back().size() + message.size() > kPartSize) parts.emplace_back();
     parts.back().insert(parts.back().end(), message.begin(), message.end());
   }

@@ -23,11 +23,11 @@
 namespace orvane::bridge {
 namespace {
 
-using platform::AttributeBuilder;
 using platform::ByteString;
 using platform::MonotonicTime;
 using platform::TimeSpan;
 using platform::WallTime;
+using simulation::AttributeBuilder;
 using testing::ElementsAreArray;
 
 // Between two entries that are further apart nothing was left to read.

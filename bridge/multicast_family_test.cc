@@ -8,7 +8,7 @@
 namespace orvane::bridge {
 namespace {
 
-using platform::AttributeBuilder;
+using simulation::AttributeBuilder;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;

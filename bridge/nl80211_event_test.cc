@@ -13,8 +13,8 @@
 namespace orvane::bridge {
 namespace {
 
-using platform::AttributeBuilder;
 using platform::ByteString;
+using simulation::AttributeBuilder;
 
 constexpr std::string_view kDeauthentication =
     "c000000002000000030002000000000002000000000000000f00";

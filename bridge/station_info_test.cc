@@ -3,13 +3,13 @@
 #include <gtest/gtest.h>
 #include <linux/nl80211.h>
 
-#include "platform/netlink/message_builder.h"
+#include "simulation/message_builder.h"
 
 namespace orvane::bridge {
 namespace {
 
-using platform::AttributeBuilder;
 using platform::AttributeList;
+using simulation::AttributeBuilder;
 
 // The rate of a station of which nothing else is known.
 TransmitRate ReadRate(const AttributeBuilder& rate) {

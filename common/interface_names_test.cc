@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "platform/logging.h"
+#include "testbed/temporary_directory.h"
 
 namespace orvane::ap {
 namespace {
@@ -69,21 +69,15 @@ TEST(InterfaceNamesTest, NamesAreStoredInFieldsOfSixteenBytes) {
 // A directory such as the kernel's, with one interface in it.
 class PhyIndexTest : public testing::Test {
  protected:
-  PhyIndexTest() {
-    std::string pattern = testing::TempDir() + "net_class_XXXXXX";
-    directory_ = mkdtemp(pattern.data());
-  }
-  ~PhyIndexTest() override { std::filesystem::remove_all(directory_); }
-
   void WriteIndex(const std::string& contents) {
-    const FilePath phy = directory_ / "wlan-2400mhz" / "phy80211";
+    const FilePath phy = directory_.path() / "wlan-2400mhz" / "phy80211";
     std::filesystem::create_directories(phy);
     std::ofstream(phy / "index", std::ios::binary) << contents;
   }
 
-  std::string GetPhyIndex() { return GetPhyIndexForInterface("wlan-2400mhz", directory_); }
+  std::string GetPhyIndex() { return GetPhyIndexForInterface("wlan-2400mhz", directory_.path()); }
 
-  FilePath directory_;
+  testbed::TemporaryDirectory directory_;
   std::vector<std::pair<Severity, std::string>> lines_;
   LogListener listener_{
       [this](Severity severity, std::string_view line) { lines_.emplace_back(severity, line); }};
@@ -117,8 +111,9 @@ TEST_F(PhyIndexTest, LogsAnInterfaceWithoutARadio) {
 TEST_F(PhyIndexTest, LooksIntoTheKernelsDirectoryByDefault) {
   WriteIndex("7\n");
   const std::string up_from_sys_class_net = "../../..";
-  EXPECT_EQ(GetPhyIndexForInterface(up_from_sys_class_net + directory_.string() + "/wlan-2400mhz"),
-            "7");
+  EXPECT_EQ(
+      GetPhyIndexForInterface(up_from_sys_class_net + directory_.path().string() + "/wlan-2400mhz"),
+      "7");
   EXPECT_EQ(GetPhyIndexForInterface("lo"), "");
   EXPECT_THAT(lines_, ElementsAre(Pair(Severity::kError, "Unable to determine phy for lo")));
 }

@@ -14,11 +14,13 @@
 namespace org::velmora::ap {
 namespace {
 
+using orvane::testbed::AppendStringMapProperties;
+
 using orvane::platform::Severity;
-using orvane::platform::bus::FakePropertyService;
 using orvane::platform::bus::MessageWriter;
 using orvane::platform::bus::StringMap;
 using orvane::platform::bus::WriteScope;
+using orvane::testbed::FakePropertyService;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -26,7 +28,7 @@ using testing::IsEmpty;
 constexpr char kName[] = "org.velmora.ap.Flags";
 constexpr char kPath[] = "/org/velmora/ap/Flags";
 
-class FlagsProxyTest : public orvane::platform::bus::BusTest {
+class FlagsProxyTest : public orvane::testbed::BusTest {
  protected:
   static FakePropertyService::Filler Flags(StringMap flags) {
     return [flags = std::move(flags)](MessageWriter& writer) {

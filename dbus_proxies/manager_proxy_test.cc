@@ -23,9 +23,9 @@ using orvane::platform::bus::Any;
 using orvane::platform::bus::MessagePtr;
 using orvane::platform::bus::MessageReader;
 using orvane::platform::bus::MessageWriter;
-using orvane::platform::bus::PeerThread;
 using orvane::platform::bus::ReadScope;
-using orvane::platform::bus::TestPeer;
+using orvane::testbed::PeerThread;
+using orvane::testbed::TestPeer;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -37,7 +37,7 @@ constexpr int kDefault = ManagerProxyInterface::kDefaultTimeout;
 
 using ByteVector = std::vector<std::uint8_t>;
 
-class ManagerProxyTest : public orvane::platform::bus::BusTest {
+class ManagerProxyTest : public orvane::testbed::BusTest {
  protected:
   ManagerProxyTest() {
     answer_ = [this](sd_bus_message* call) { recorder_.Reply(call, [](MessageWriter&) {}); };

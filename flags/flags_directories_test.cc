@@ -34,22 +34,22 @@ class FlagsDirectoriesTest : public testing::Test {
     return reading.errors.front().substr(file.native().size() + 2);
   }
 
-  lab::TemporaryDirectory directory_;
+  testbed::TemporaryDirectory directory_;
   FilePath first_ = directory_.path() / "first";
   FilePath second_ = directory_.path() / "second";
 };
 
 TEST_F(FlagsDirectoriesTest, LaterFilesAndDirectoriesWin) {
-  lab::WriteFile(first_ / "9.conf", "a=first 9\nb=first 9\nc=first 9\n");
-  lab::WriteFile(first_ / "10.conf", "a=first 10\nd=first 10\n");
-  lab::WriteFile(second_ / "1.conf", "b=second\n");
+  testbed::WriteFile(first_ / "9.conf", "a=first 9\nb=first 9\nc=first 9\n");
+  testbed::WriteFile(first_ / "10.conf", "a=first 10\nd=first 10\n");
+  testbed::WriteFile(second_ / "1.conf", "b=second\n");
   EXPECT_THAT(Read().flags, ElementsAre(Pair("a", "first 9"), Pair("b", "second"),
                                         Pair("c", "first 9"), Pair("d", "first 10")));
 }
 
 TEST_F(FlagsDirectoriesTest, OnlyFlagsFilesAreRead) {
   for (const char* name : {"a.conf~", ".a.conf", "a.conf.new", "a", "conf"}) {
-    lab::WriteFile(first_ / name, "no flags\n");
+    testbed::WriteFile(first_ / name, "no flags\n");
   }
   const Reading reading = Read();
   EXPECT_THAT(reading.errors, IsEmpty());
@@ -63,7 +63,7 @@ TEST_F(FlagsDirectoriesTest, WhatIsNotThereHasNoFlags) {
 }
 
 TEST_F(FlagsDirectoriesTest, AnErrorNamesItsFile) {
-  lab::WriteFile(first_ / "a.conf", "x=1\nbad\n");
+  testbed::WriteFile(first_ / "a.conf", "x=1\nbad\n");
   EXPECT_THAT(Read().errors, ElementsAre((first_ / "a.conf").native() + ":2: no \"=\""));
 }
 
@@ -80,28 +80,28 @@ TEST_F(FlagsDirectoriesTest, ALinkIsFollowedAndMustLeadToAFile) {
   const FilePath file = first_ / "a.conf";
   std::filesystem::create_symlink("../second/target", file);
   EXPECT_EQ(ErrorOf(file), "No such file or directory (2)");
-  lab::WriteFile(second_ / "target", "a=1\n");
+  testbed::WriteFile(second_ / "target", "a=1\n");
   EXPECT_THAT(Read().flags, ElementsAre(Pair("a", "1")));
 }
 
 TEST_F(FlagsDirectoriesTest, AFileThatIsTooBigIsAnError) {
   const FilePath file = first_ / "a.conf";
-  lab::WriteFile(file, std::string(kMaxFileSize, '\n'));
+  testbed::WriteFile(file, std::string(kMaxFileSize, '\n'));
   EXPECT_THAT(Read().errors, IsEmpty());
-  lab::WriteFile(file, std::string(kMaxFileSize + 1, '\n'));
+  testbed::WriteFile(file, std::string(kMaxFileSize + 1, '\n'));
   EXPECT_EQ(ErrorOf(file), "over 65536 bytes");
 }
 
 TEST_F(FlagsDirectoriesTest, TooManyFilesAreAnError) {
   for (std::size_t i = 0; i <= kMaxFiles; ++i) {
-    lab::WriteFile(first_ / (std::to_string(i) + ".conf"), "");
+    testbed::WriteFile(first_ / (std::to_string(i) + ".conf"), "");
   }
   EXPECT_THAT(Read().errors, ElementsAre("101 files, over 100"));
 }
 
 TEST_F(FlagsDirectoriesTest, ADirectoryThatIsNoneIsAnError) {
   std::filesystem::remove(first_);
-  lab::WriteFile(first_, "");
+  testbed::WriteFile(first_, "");
   EXPECT_EQ(ErrorOf(first_), "Not a directory");
 }
 

@@ -59,12 +59,12 @@ class FlagsPublisherTest : public testing::Test {
     return publisher_->flags();
   }
 
-  lab::TemporaryDirectory directory_;
+  testbed::TemporaryDirectory directory_;
   FilePath etc_ = directory_.path() / "etc/flags.d";
   FilePath run_ = directory_.path() / "run/flags.d";
   FilePath file_ = etc_ / "a.conf";
   platform::ManualLoop loop_;
-  platform::LogCapture log_;
+  testbed::LogCapture log_;
   int published_ = 0;
   std::unique_ptr<FlagsPublisher> publisher_;
 };
@@ -75,7 +75,7 @@ class FlagsFilesTest : public FlagsPublisherTest {
   FlagsFilesTest() {
     std::filesystem::create_directories(etc_);
     std::filesystem::create_directories(run_);
-    lab::WriteFile(file_, "a=1\n");
+    testbed::WriteFile(file_, "a=1\n");
     Start();
     log_.Clear();
     published_ = 0;
@@ -86,10 +86,10 @@ TEST_F(FlagsPublisherTest, DirectoriesMayComeLater) {
   Start();
   EXPECT_THAT(Flags(), IsEmpty());
   std::filesystem::create_directories(run_);
-  lab::WriteFile(run_ / "a.conf", "a=run\n");
+  testbed::WriteFile(run_ / "a.conf", "a=run\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "run")));
   std::filesystem::create_directories(etc_);
-  lab::WriteFile(file_, "a=etc\nb=etc\n");
+  testbed::WriteFile(file_, "a=etc\nb=etc\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "run"), Pair("b", "etc")));
   EXPECT_EQ(published_, 2);
 }
@@ -99,9 +99,9 @@ TEST_F(FlagsFilesTest, FilesAreReadAtTheStart) {
 }
 
 TEST_F(FlagsFilesTest, AFileMayBeWrittenReplacedAndRemoved) {
-  lab::WriteFile(file_, "a=2\n");
+  testbed::WriteFile(file_, "a=2\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "2")));
-  lab::ReplaceFile(file_, "a=3\n");
+  testbed::ReplaceFile(file_, "a=3\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "3")));
   std::filesystem::create_symlink("somewhere", etc_ / "ignored");
   std::filesystem::remove(file_);
@@ -110,16 +110,16 @@ TEST_F(FlagsFilesTest, AFileMayBeWrittenReplacedAndRemoved) {
 }
 
 TEST_F(FlagsFilesTest, ALinkCounts) {
-  lab::WriteFile(directory_.path() / "target", "b=2\n");
+  testbed::WriteFile(directory_.path() / "target", "b=2\n");
   std::filesystem::create_symlink(directory_.path() / "target", etc_ / "b.conf");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1"), Pair("b", "2")));
   std::filesystem::create_hard_link(directory_.path() / "target", etc_ / "c.conf");
-  lab::WriteFile(etc_ / "c.conf", "b=3\n");
+  testbed::WriteFile(etc_ / "c.conf", "b=3\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1"), Pair("b", "3")));
 }
 
 TEST_F(FlagsFilesTest, TheSameMapIsNoNews) {
-  lab::WriteFile(file_, "# the same\na=1\n");
+  testbed::WriteFile(file_, "# the same\na=1\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1")));
   EXPECT_EQ(published_, 0);
 }
@@ -161,37 +161,37 @@ TEST_F(FlagsFilesTest, TheWaitForAWriterShowsInTheLog) {
 TEST_F(FlagsFilesTest, AWriterWhoseFileIsReplacedIsNotWaitedFor) {
   Writer writer(file_);
   Settle();
-  lab::ReplaceFile(file_, "a=2\n");
+  testbed::ReplaceFile(file_, "a=2\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "2")));
 }
 
 TEST_F(FlagsFilesTest, ABadFileLeavesTheLastGoodMapInForce) {
-  lab::WriteFile(file_, "a=2\nclientSteeringInterval=abc\n");
+  testbed::WriteFile(file_, "a=2\nclientSteeringInterval=abc\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1")));
   EXPECT_THAT(
       log_.Lines(Severity::kError),
       ElementsAre(HasSubstr("a.conf:2: the value of clientSteeringInterval is not a number"),
                   "The last good flags stay in force"));
-  lab::WriteFile(run_ / "b.conf", "b=2\n");
+  testbed::WriteFile(run_ / "b.conf", "b=2\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1"))) << "a good file beside it changes nothing";
   EXPECT_EQ(log_.Lines(Severity::kError).size(), 2U) << "the same is not logged again";
-  lab::WriteFile(file_, "a=2\nclientSteeringInterval=30\n");
+  testbed::WriteFile(file_, "a=2\nclientSteeringInterval=30\n");
   EXPECT_THAT(Flags(),
               ElementsAre(Pair("a", "2"), Pair("b", "2"), Pair("clientSteeringInterval", "30")));
 }
 
 TEST_F(FlagsFilesTest, AnErrorThatComesAgainIsLoggedAgain) {
   for (int time = 1; time <= 2; ++time) {
-    lab::WriteFile(file_, "bad\n");
+    testbed::WriteFile(file_, "bad\n");
     Settle();
     EXPECT_EQ(log_.Lines(Severity::kError).size(), 2U * static_cast<unsigned>(time));
-    lab::WriteFile(file_, "a=1\n");
+    testbed::WriteFile(file_, "a=1\n");
     Settle();
   }
 }
 
 TEST_F(FlagsFilesTest, NoValueIsInTheLog) {
-  lab::WriteFile(file_, "client=02:00:00:00:00:01\nclientSteering=02:00:00:00:00:01\n");
+  testbed::WriteFile(file_, "client=02:00:00:00:00:01\nclientSteering=02:00:00:00:00:01\n");
   Settle();
   ASSERT_EQ(log_.lines().size(), 3U);
   for (const auto& [severity, text] : log_.lines()) {
@@ -202,12 +202,12 @@ TEST_F(FlagsFilesTest, NoValueIsInTheLog) {
 TEST_F(FlagsFilesTest, ADirectoryMayBeReplaced) {
   const FilePath other = directory_.path() / "other";
   std::filesystem::create_directory(other);
-  lab::WriteFile(other / "a.conf", "a=other\n");
+  testbed::WriteFile(other / "a.conf", "a=other\n");
   std::filesystem::rename(etc_, directory_.path() / "old");
   std::filesystem::rename(other, etc_);
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "other")));
-  lab::WriteFile(directory_.path() / "old/a.conf", "a=old\n");
-  lab::WriteFile(file_, "a=new\n");
+  testbed::WriteFile(directory_.path() / "old/a.conf", "a=old\n");
+  testbed::WriteFile(file_, "a=new\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "new")));
   EXPECT_EQ(published_, 2);
 }
@@ -222,13 +222,13 @@ TEST_F(FlagsFilesTest, TheParentOfADirectoryMayBeReplaced) {
 TEST_F(FlagsFilesTest, ADirectoryMayBecomeALink) {
   std::filesystem::rename(etc_, directory_.path() / "target");
   std::filesystem::create_directory_symlink(directory_.path() / "target", etc_);
-  lab::WriteFile(directory_.path() / "target/a.conf", "a=2\n");
+  testbed::WriteFile(directory_.path() / "target/a.conf", "a=2\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "2")));
 }
 
 TEST_F(FlagsFilesTest, ManyChangesArePublishedWhenTheyAreOver) {
   for (int i = 1; i <= 1000; ++i) {
-    lab::ReplaceFile(file_, "a=" + std::to_string(i) + "\n");
+    testbed::ReplaceFile(file_, "a=" + std::to_string(i) + "\n");
     if (i % 10 == 0) loop_.AdvanceBy(milliseconds(10));  // a second in all
   }
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1000")));
@@ -236,8 +236,8 @@ TEST_F(FlagsFilesTest, ManyChangesArePublishedWhenTheyAreOver) {
 }
 
 TEST_F(FlagsFilesTest, NoticesThatAreLostAreMadeUpFor) {
-  lab::WriteFile(etc_ / "b.conf", "b=1\n");
-  lab::WriteFile(etc_ / "c.conf", "c=1\n");
+  testbed::WriteFile(etc_ / "b.conf", "b=1\n");
+  testbed::WriteFile(etc_ / "c.conf", "c=1\n");
   Settle();
   // More than the queue holds (fs.inotify.max_queued_events, 16384 unless somebody changed it);
   // equal ones in a row count once.

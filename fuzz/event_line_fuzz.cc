@@ -12,7 +12,6 @@
 #include <string>
 #include <string_view>
 
-#include "dbus_proxies/manager_proxy_interface.h"
 #include "event.pb.h"
 #include "fuzz/fuzz_target.h"
 #include "optimizer/event_uploader.h"
@@ -23,17 +22,17 @@
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
 #include "platform/time.h"
+#include "testbed/fake_recorder.h"
 
 namespace orvane {
 namespace {
 
 using access_infrastructure::proto::Event;
-using org::velmora::ap::Quillary::ManagerProxyInterface;
 
 constexpr platform::TimeSpan kPeriod = std::chrono::seconds(1);
 
 // Reads what it is given, as the recorder's own receiver will.
-class Recorder : public ManagerProxyInterface {
+class Recorder : public testbed::FakeRecorder {
  public:
   bool RecordOfflineData(const std::string& data_type, Bytes data, ErrorHolder /*error*/,
                          int /*timeout_ms*/) override {
@@ -46,20 +45,6 @@ class Recorder : public ManagerProxyInterface {
     entries_ += event.client_event_info_size() + event.client_probe_request_info_size();
     return true;
   }
-
-  bool RecordMetric(const std::string&, const StringMap&, const platform::bus::Any&, ErrorHolder,
-                    int) override {
-    return false;
-  }
-  void RecordMetricAsync(const std::string&, const StringMap&, const platform::bus::Any&,
-                         SuccessCallback, ErrorCallback, int) override {}
-  void RecordOfflineDataAsync(const std::string&, Bytes, SuccessCallback, ErrorCallback,
-                              int) override {}
-  bool RecordStructuredData(const std::string&, Bytes, ErrorHolder, int) override { return false; }
-  void RecordStructuredDataAsync(const std::string&, Bytes, SuccessCallback, ErrorCallback,
-                                 int) override {}
-  const std::string& GetObjectPath() const override { return path_; }
-  platform::bus::ObjectProxy* GetObjectProxy() const override { return nullptr; }
 
   int entries() const { return entries_; }
 

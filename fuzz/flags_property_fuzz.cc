@@ -109,15 +109,14 @@ void Apply(const platform::bus::StringMap& flags) {
 }
 
 // The map that was read can be written, and read again.
-void CheckRoundTrip(platform::bus::OfflineMessages& messages,
-                    const platform::bus::StringMap& flags) {
+void CheckRoundTrip(testbed::OfflineMessages& messages, const platform::bus::StringMap& flags) {
   const platform::bus::MessagePtr message = messages.New();
   platform::bus::StringMapProperty property;
   property.set_pending_value(flags);
   platform::bus::MessageWriter writer(message.get());
   property.AppendSetValue(writer);
   CHECK(writer.ok());
-  platform::bus::OfflineMessages::Seal(message.get());
+  testbed::OfflineMessages::Seal(message.get());
   MessageReader reader(message.get());
   CHECK(property.PopValue(reader));
   CHECK(property.value() == flags);
@@ -126,7 +125,7 @@ void CheckRoundTrip(platform::bus::OfflineMessages& messages,
 }  // namespace
 
 void FuzzOneInput(std::span<const std::uint8_t> bytes) {
-  static platform::bus::OfflineMessages messages;
+  static testbed::OfflineMessages messages;
   const platform::bus::MessagePtr message = messages.New();
   fuzz::Input input(bytes);
   AppendValues(message.get(), &input, 0);

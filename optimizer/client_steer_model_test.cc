@@ -18,6 +18,8 @@
 namespace orvane::ap {
 namespace {
 
+using testbed::SteeringWorld;
+
 constexpr int kStations = 12;
 
 // A poll each. Sanitizers and emulators of another processor take their time.

@@ -14,11 +14,13 @@
 #include <utility>
 #include <vector>
 
-#include "platform/netlink/message_builder.h"
+#include "simulation/message_builder.h"
 #include "testbed/steering_world.h"
 
 namespace orvane::ap {
 namespace {
+
+using testbed::SteeringWorld;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -452,12 +454,12 @@ TEST_F(ClientSteerTest, ASilentKernelGetsADumpInEachPollInterval) {
   const std::size_t begin = world_.kernel.requests().size();
   const auto dumps_of = [&](const char* interface) {
     const auto attributes =
-        platform::AttributeBuilder()
+        simulation::AttributeBuilder()
             .U32(NL80211_ATTR_IFINDEX, world_.kernel.GetInterfaceIndex(interface))
             .bytes();
     const std::span requests(world_.kernel.requests());
     return std::ranges::count(requests.subspan(begin), attributes,
-                              &platform::FakeKernel::Request::attributes);
+                              &simulation::FakeKernel::Request::attributes);
   };
   for (int second = 1; second <= 20; ++second) {
     world_.Pass(1s);
@@ -485,8 +487,8 @@ TEST_F(ClientSteerTest, AnUnexpectedMessageDoesNotDelayTheNextPass) {
   Start();
   world_.kernel.SetSilent(true);
   world_.Pass(1s);
-  const platform::MessageHeader to = world_.kernel.requests().back().header;
-  world_.kernel.Deliver(platform::MakeNetlinkMessage({99, 0, to.sequence, to.port}, {}));
+  const simulation::MessageHeader to = world_.kernel.requests().back().header;
+  world_.kernel.Deliver(simulation::MakeNetlinkMessage({99, 0, to.sequence, to.port}, {}));
   world_.kernel.SetSilent(false);
   world_.TakeLog();
   const std::size_t requests = world_.kernel.requests().size();
@@ -533,8 +535,8 @@ TEST_F(ClientSteerTest, AnUnexpectedMessageStallsThePassAndTheNextOneBeginsAnew)
   world_.kernel.SetSilent(true);
   Passes(1);
   world_.TakeLog();
-  const platform::MessageHeader to = world_.kernel.requests().back().header;
-  world_.kernel.Deliver(platform::MakeNetlinkMessage({99, 0, to.sequence, to.port}, {}));
+  const simulation::MessageHeader to = world_.kernel.requests().back().header;
+  world_.kernel.Deliver(simulation::MakeNetlinkMessage({99, 0, to.sequence, to.port}, {}));
   world_.Pass(58s);
   EXPECT_THAT(world_.TakeLog(), ElementsAre("Unexpected message received: type 99"));
   EXPECT_THAT(world_.kernel.requests(), SizeIs(2)) << "none for the second interface";

@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "testbed/fake_hostapd.h"
 #include "testbed/log_capture.h"
+#include "testbed/temporary_directory.h"
 
 namespace orvane::ap {
 namespace {
@@ -60,8 +60,8 @@ class EventAttributesTest : public ::testing::Test {
     return TextOf(probe);
   }
 
-  TestDirectory directory_;
-  platform::LogCapture log_;
+  testbed::TemporaryDirectory directory_;
+  testbed::LogCapture log_;
 };
 
 struct Row {

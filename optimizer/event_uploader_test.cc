@@ -16,8 +16,10 @@
 #include <vector>
 
 #include "platform/manual_loop.h"
-#include "testbed/fake_hostapd.h"
+#include "testbed/fake_recorder.h"
+#include "testbed/hostapd.h"
 #include "testbed/log_capture.h"
+#include "testbed/temporary_directory.h"
 
 namespace orvane::ap {
 namespace {
@@ -25,8 +27,8 @@ namespace {
 using access_infrastructure::proto::ClientEventInfo;
 using access_infrastructure::proto::Event;
 using enum HostapdEventType;
-using org::velmora::ap::Quillary::ManagerProxyInterface;
 using platform::Severity;
+using testbed::FakeRecorder;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -43,73 +45,13 @@ constexpr char kSalt[] = "a salt that is a secret";
 constexpr char kId[] = "677EC655334E8B61149B5F0A937F9401CF22DE26A97F688B3BE46413244CF904";
 constexpr platform::TimeSpan kPeriod = 300s;
 
-// A metrics recorder that keeps what it takes. Told to fail, it takes nothing.
-class FakeRecorder : public ManagerProxyInterface {
- public:
-  struct Record {
-    std::string data_type;
-    std::string bytes;
-    int timeout_ms;
-  };
-
-  const std::vector<Record>& records() const { return records_; }
-
-  std::vector<Event> Events() const {
-    std::vector<Event> events;
-    for (const Record& record : records_) {
-      EXPECT_TRUE(events.emplace_back().ParseFromString(record.bytes));
-    }
-    return events;
+std::vector<Event> EventsOf(const FakeRecorder& recorder) {
+  std::vector<Event> events;
+  for (const FakeRecorder::Record& record : recorder.records()) {
+    EXPECT_TRUE(events.emplace_back().ParseFromString(record.bytes));
   }
-
-  void FailWith(std::string message) { failure_ = std::move(message); }
-  // Not saying why.
-  void FailWithoutError() { fails_without_error_ = true; }
-  void OnRecord(std::function<void()> callback) { on_record_ = std::move(callback); }
-
-  bool RecordOfflineData(const std::string& data_type, Bytes data, ErrorHolder error,
-                         int timeout_ms) override {
-    if (on_record_) on_record_();
-    if (fails_without_error_) return false;
-    if (!failure_.empty()) {
-      platform::Error::AddTo(error, platform::kDBusErrorDomain, "org.example.Failed", failure_);
-      return false;
-    }
-    records_.push_back({data_type, std::string(data.begin(), data.end()), timeout_ms});
-    return true;
-  }
-
-  bool RecordMetric(const std::string&, const StringMap&, const platform::bus::Any&, ErrorHolder,
-                    int) override {
-    ADD_FAILURE();
-    return false;
-  }
-  void RecordMetricAsync(const std::string&, const StringMap&, const platform::bus::Any&,
-                         SuccessCallback, ErrorCallback, int) override {
-    ADD_FAILURE();
-  }
-  void RecordOfflineDataAsync(const std::string&, Bytes, SuccessCallback, ErrorCallback,
-                              int) override {
-    ADD_FAILURE();
-  }
-  bool RecordStructuredData(const std::string&, Bytes, ErrorHolder, int) override {
-    ADD_FAILURE();
-    return false;
-  }
-  void RecordStructuredDataAsync(const std::string&, Bytes, SuccessCallback, ErrorCallback,
-                                 int) override {
-    ADD_FAILURE();
-  }
-  const std::string& GetObjectPath() const override { return path_; }
-  platform::bus::ObjectProxy* GetObjectProxy() const override { return nullptr; }
-
- private:
-  std::vector<Record> records_;
-  std::string failure_;
-  bool fails_without_error_ = false;
-  std::function<void()> on_record_;
-  std::string path_;
-};
+  return events;
+}
 
 // Exactly the fields that are set, in one line.
 std::string TextOf(const google::protobuf::Message& message) {
@@ -153,7 +95,7 @@ class EventUploaderTest : public ::testing::Test {
   // The one event of the one record at the end of the period.
   ClientEventInfo OnlyEvent() {
     loop_.AdvanceBy(kPeriod);
-    const std::vector<Event> events = recorder_.Events();
+    const std::vector<Event> events = EventsOf(recorder_);
     EXPECT_THAT(events, SizeIs(1));
     if (events.size() != 1) return {};
     EXPECT_EQ(events[0].client_event_info_size(), 1);
@@ -161,12 +103,12 @@ class EventUploaderTest : public ::testing::Test {
                                                    : ClientEventInfo();
   }
 
-  TestDirectory directory_;
+  testbed::TemporaryDirectory directory_;
   const platform::FilePath salt_file_ = directory_.path() / "salt";
   platform::ManualLoop loop_;
   HostapdInterface hostapd_{loop_, directory_.path()};
   FakeRecorder recorder_;
-  platform::LogCapture log_;
+  testbed::LogCapture log_;
   std::unique_ptr<EventUploader> uploader_;
 };
 
@@ -193,7 +135,7 @@ TEST_F(EventUploaderTest, OneEventBecomesOneRecord) {
   ASSERT_THAT(recorder_.records(), SizeIs(1));
   EXPECT_EQ(recorder_.records()[0].data_type, kTypeUrl);
   EXPECT_EQ(recorder_.records()[0].timeout_ms, -1);
-  EXPECT_EQ(TextOf(recorder_.Events()[0]),
+  EXPECT_EQ(TextOf(EventsOf(recorder_)[0]),
             std::string("interface: WLAN_5000MHZ client_event_info { client_shmac: \"") + kId +
                 "\" event_time_in_milliseconds: 1000000000000 event_type: CONNECT "
                 "event_reason: DISCONNECT_PSK_MISMATCH "
@@ -223,7 +165,7 @@ TEST_F(EventUploaderTest, TheSaltIsInNoLogLine) {
   recorder_.FailWith("no");
   loop_.AdvanceBy(kPeriod);
   EXPECT_THAT(log_.lines(), SizeIs(4));
-  for (const platform::LogCapture::Line& line : log_.lines()) {
+  for (const testbed::LogCapture::Line& line : log_.lines()) {
     EXPECT_THAT(line.second, Not(HasSubstr("secret")));
   }
 }
@@ -243,7 +185,7 @@ TEST_F(EventUploaderTest, EachKindHasItsType) {
   for (const auto& row : rows) Send("wlan-5000mhz", row.kind, {});
   loop_.AdvanceBy(kPeriod);
   ASSERT_THAT(recorder_.records(), SizeIs(1));
-  const Event event = recorder_.Events()[0];
+  const Event event = EventsOf(recorder_)[0];
   ASSERT_EQ(event.client_event_info_size(), 6);
   for (int i = 0; i < 6; ++i) EXPECT_EQ(event.client_event_info(i).event_type(), rows[i].type);
 }
@@ -262,7 +204,7 @@ TEST_F(EventUploaderTest, OtherKindsAreIgnoredAndOpenNoBatch) {
   EXPECT_THAT(recorder_.records(), IsEmpty());
   loop_.AdvanceBy(kPeriod / 2);
   ASSERT_THAT(recorder_.records(), SizeIs(1));
-  EXPECT_EQ(recorder_.Events()[0].client_event_info_size(), 1);
+  EXPECT_EQ(EventsOf(recorder_)[0].client_event_info_size(), 1);
 }
 
 TEST_F(EventUploaderTest, EachInterfaceHasItsOwnRecordInOrderOfNames) {
@@ -279,7 +221,7 @@ TEST_F(EventUploaderTest, EachInterfaceHasItsOwnRecordInOrderOfNames) {
   }
   loop_.AdvanceBy(kPeriod);
   std::vector<std::string> records;
-  for (Event& event : recorder_.Events()) {
+  for (Event& event : EventsOf(recorder_)) {
     EXPECT_EQ(event.client_event_info_size(), 1);
     EXPECT_TRUE(event.has_interface());
     records.push_back(WifiInterface_Name(event.interface()) + ' ' +
@@ -297,7 +239,7 @@ TEST_F(EventUploaderTest, EventsStandInOrderOfArrival) {
   }
   loop_.AdvanceBy(kPeriod);
   ASSERT_THAT(recorder_.records(), SizeIs(1));
-  const Event event = recorder_.Events()[0];
+  const Event event = EventsOf(recorder_)[0];
   ASSERT_EQ(event.client_event_info_size(), 1000);
   for (int i = 0; i < 1000; ++i) {
     EXPECT_EQ(event.client_event_info(i).frame_status_code(), static_cast<std::uint32_t>(i));
@@ -352,7 +294,7 @@ TEST_F(EventUploaderTest, ABatchLastsOnePeriodFromItsFirstEvent) {
   EXPECT_THAT(recorder_.records(), IsEmpty());
   loop_.AdvanceBy(1us);
   ASSERT_THAT(recorder_.records(), SizeIs(1));
-  EXPECT_EQ(recorder_.Events()[0].client_event_info_size(), 10);
+  EXPECT_EQ(EventsOf(recorder_)[0].client_event_info_size(), 10);
 }
 
 TEST_F(EventUploaderTest, TheNextBatchOpensWithTheNextEvent) {
@@ -365,7 +307,7 @@ TEST_F(EventUploaderTest, TheNextBatchOpensWithTheNextEvent) {
   EXPECT_THAT(recorder_.records(), SizeIs(2));
   loop_.AdvanceBy(1us);
   ASSERT_THAT(recorder_.records(), SizeIs(3));
-  const Event event = recorder_.Events()[2];
+  const Event event = EventsOf(recorder_)[2];
   EXPECT_EQ(event.interface(), access_infrastructure::proto::WLAN_5000MHZ);
   ASSERT_EQ(event.client_event_info_size(), 1);
   EXPECT_EQ(event.client_event_info(0).frame_status_code(), 2u);
@@ -377,7 +319,7 @@ TEST_F(EventUploaderTest, StoppedInMidBatchItStillUploads) {
   Connect();
   loop_.AdvanceBy(kPeriod);
   ASSERT_THAT(recorder_.records(), SizeIs(1));
-  EXPECT_EQ(recorder_.Events()[0].client_event_info_size(), 1);
+  EXPECT_EQ(EventsOf(recorder_)[0].client_event_info_size(), 1);
 }
 
 TEST_F(EventUploaderTest, StartedAgainInMidBatchItContinuesIt) {
@@ -389,7 +331,7 @@ TEST_F(EventUploaderTest, StartedAgainInMidBatchItContinuesIt) {
   Connect();
   loop_.AdvanceBy(kPeriod / 2);
   ASSERT_THAT(recorder_.records(), SizeIs(1));
-  EXPECT_EQ(recorder_.Events()[0].client_event_info_size(), 2);
+  EXPECT_EQ(EventsOf(recorder_)[0].client_event_info_size(), 2);
 }
 
 TEST_F(EventUploaderTest, DestroyedInMidBatchItUploadsNothing) {
@@ -430,7 +372,7 @@ TEST_F(EventUploaderTest, ProbeReportsBecomeEntries) {
   loop_.AdvanceBy(kPeriod);
   ASSERT_THAT(recorder_.records(), SizeIs(1));
   const std::string shmac = std::string("client_shmac: \"") + kId + "\" ";
-  EXPECT_EQ(TextOf(recorder_.Events()[0]),
+  EXPECT_EQ(TextOf(EventsOf(recorder_)[0]),
             "interface: WLAN_5000MHZ "
             "client_probe_request_info { " +
                 shmac +
@@ -465,7 +407,7 @@ TEST_F(EventUploaderTest, WithoutASaltEventsHaveNoStationAndProbesAreDropped) {
   Probe();
   loop_.AdvanceBy(kPeriod);
   ASSERT_THAT(recorder_.records(), SizeIs(1));
-  EXPECT_EQ(TextOf(recorder_.Events()[0]),
+  EXPECT_EQ(TextOf(EventsOf(recorder_)[0]),
             "interface: WLAN_5000MHZ "
             "client_event_info { event_time_in_milliseconds: 1 event_type: CONNECT } "
             "client_probe_request_info { client_shmac: \"" +
@@ -482,8 +424,8 @@ TEST_F(EventUploaderTest, TheTwoKindsAreSwitchedIndependently) {
   EXPECT_THAT(recorder_.records(), IsEmpty());  // The dropped event opened no batch.
   loop_.AdvanceBy(kPeriod / 2);
   ASSERT_THAT(recorder_.records(), SizeIs(1));
-  EXPECT_EQ(recorder_.Events()[0].client_event_info_size(), 0);
-  EXPECT_EQ(recorder_.Events()[0].client_probe_request_info_size(), 1);
+  EXPECT_EQ(EventsOf(recorder_)[0].client_event_info_size(), 0);
+  EXPECT_EQ(EventsOf(recorder_)[0].client_probe_request_info_size(), 1);
 
   uploader_->OnFlagChanged("connectionEventsUpload", "1");
   uploader_->OnFlagChanged("connectionEventsProbeReqUpload", "0");
@@ -491,8 +433,8 @@ TEST_F(EventUploaderTest, TheTwoKindsAreSwitchedIndependently) {
   Probe();
   loop_.AdvanceBy(kPeriod);
   ASSERT_THAT(recorder_.records(), SizeIs(2));
-  EXPECT_EQ(recorder_.Events()[1].client_event_info_size(), 1);
-  EXPECT_EQ(recorder_.Events()[1].client_probe_request_info_size(), 0);
+  EXPECT_EQ(EventsOf(recorder_)[1].client_event_info_size(), 1);
+  EXPECT_EQ(EventsOf(recorder_)[1].client_probe_request_info_size(), 0);
 }
 
 TEST_F(EventUploaderTest, FlagsAreDecimalNumbers) {
@@ -603,7 +545,7 @@ TEST_F(EventUploaderTest, AFailedRecordIsLoggedAndLost) {
   Send("wlan-2400mhz", kStationAuth, {});
   loop_.AdvanceBy(kPeriod);
   ASSERT_THAT(recorder_.records(), SizeIs(1));
-  EXPECT_EQ(recorder_.Events()[0].client_event_info_size(), 1);
+  EXPECT_EQ(EventsOf(recorder_)[0].client_event_info_size(), 1);
 }
 
 TEST_F(EventUploaderTest, AFailureWithoutAnErrorIsLoggedWithoutOne) {
@@ -618,7 +560,7 @@ TEST_F(EventUploaderTest, AFailureWithoutAnErrorIsLoggedWithoutOne) {
 
 // From the datagram on, with a real control socket.
 TEST_F(EventUploaderTest, ListensToHostapdUntilItIsDestroyed) {
-  FakeHostapd server(directory_.path() / "wlan-5000mhz");
+  testbed::Hostapd server(directory_.path() / "wlan-5000mhz");
   hostapd_.Init();
   loop_.RunUntilIdle();
   ASSERT_EQ(server.Receive(), "ATTACH");

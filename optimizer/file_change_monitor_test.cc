@@ -16,7 +16,7 @@
 
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
-#include "testbed/fake_hostapd.h"
+#include "testbed/temporary_directory.h"
 
 namespace orvane::ap {
 namespace {
@@ -40,7 +40,7 @@ class FileChangeMonitorTest : public ::testing::Test {
     return std::exchange(changes_, 0);
   }
 
-  TestDirectory directory_;
+  testbed::TemporaryDirectory directory_;
   platform::ManualLoop loop_;
   int changes_ = 0;
   std::unique_ptr<FileChangeMonitor> monitor_;

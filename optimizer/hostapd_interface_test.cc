@@ -10,8 +10,9 @@
 
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
-#include "testbed/fake_hostapd.h"
+#include "testbed/hostapd.h"
 #include "testbed/log_capture.h"
+#include "testbed/temporary_directory.h"
 
 namespace orvane::ap {
 namespace {
@@ -45,9 +46,9 @@ class HostapdInterfaceTest : public ::testing::Test {
     };
   }
 
-  TestDirectory directory_;
-  FakeHostapd hostapd_2400_{directory_.path() / "wlan-2400mhz"};
-  FakeHostapd hostapd_5000_{directory_.path() / "wlan-5000mhz"};
+  testbed::TemporaryDirectory directory_;
+  testbed::Hostapd hostapd_2400_{directory_.path() / "wlan-2400mhz"};
+  testbed::Hostapd hostapd_5000_{directory_.path() / "wlan-5000mhz"};
   platform::ManualLoop loop_;
   std::vector<std::string> journal_;
   std::vector<std::string> log_;
@@ -58,7 +59,7 @@ class HostapdInterfaceTest : public ::testing::Test {
 };
 
 TEST_F(HostapdInterfaceTest, AttachesToExactlyTheTwoMainInterfaces) {
-  std::map<std::string, FakeHostapd> others;
+  std::map<std::string, testbed::Hostapd> others;
   for (const char* name :
        {"guest-2400mhz", "guest-5000mhz", "mesh-2400mhz", "mesh-5000mhz", "group-5000mhz"}) {
     others.try_emplace(name, directory_.path() / name);
@@ -97,7 +98,7 @@ TEST_F(HostapdInterfaceTest, EachVerboseLineComesBeforeWhatItTellsOf) {
   interface_.AddEventCallback([](const std::string& interface_name, HostapdEventType,
                                  std::string_view,
                                  HostapdAttributes) { LOG(INFO) << interface_name; });
-  const platform::LogCapture log(1);
+  const testbed::LogCapture log(1);
   interface_.Init();
   interface_.SendCommand("wlan-5000mhz", "PING");
   loop_.RunUntilIdle();
@@ -144,7 +145,7 @@ TEST_F(HostapdInterfaceTest, ASecondInitReplacesTheMonitors) {
   Start();
   interface_.Init();
   loop_.RunUntilIdle();
-  for (FakeHostapd* hostapd : {&hostapd_2400_, &hostapd_5000_}) {
+  for (testbed::Hostapd* hostapd : {&hostapd_2400_, &hostapd_5000_}) {
     EXPECT_THAT(hostapd->Receive(), Optional(std::string("DETACH")));
     EXPECT_THAT(hostapd->Receive(), Optional(std::string("ATTACH")));
   }

@@ -18,8 +18,9 @@
 #include <vector>
 
 #include "platform/manual_loop.h"
-#include "testbed/fake_hostapd.h"
+#include "testbed/hostapd.h"
 #include "testbed/log_capture.h"
+#include "testbed/temporary_directory.h"
 
 namespace orvane::ap {
 namespace {
@@ -32,10 +33,10 @@ using namespace std::chrono_literals;
 constexpr char kInterface[] = "wlan-2400mhz";
 
 // Lines of the log.
-platform::LogCapture::Line Error(std::string text) {
+testbed::LogCapture::Line Error(std::string text) {
   return {platform::Severity::kError, std::move(text)};
 }
-platform::LogCapture::Line Warning(std::string text) {
+testbed::LogCapture::Line Warning(std::string text) {
   return {platform::Severity::kWarning, std::move(text)};
 }
 
@@ -104,7 +105,7 @@ class HostapdMonitorTest : public ::testing::Test {
 
   void StartHostapd() {
     hostapd_.reset();
-    hostapd_ = std::make_unique<FakeHostapd>(SocketPath());
+    hostapd_ = std::make_unique<testbed::Hostapd>(SocketPath());
   }
   void StopHostapd() { hostapd_.reset(); }
 
@@ -146,12 +147,12 @@ class HostapdMonitorTest : public ::testing::Test {
     sockets_.sent.clear();
   }
 
-  TestDirectory directory_;
+  testbed::TemporaryDirectory directory_;
   platform::ManualLoop loop_;
   TestSockets::State sockets_;
   std::vector<std::string> events_;
-  platform::LogCapture log_;
-  std::unique_ptr<FakeHostapd> hostapd_;
+  testbed::LogCapture log_;
+  std::unique_ptr<testbed::Hostapd> hostapd_;
   std::unique_ptr<HostapdMonitorImpl> monitor_;
 };
 
@@ -198,7 +199,7 @@ TEST_F(HostapdMonitorTest, TheLocalAddressIsAbstractAndPassedWhole) {
   std::string expected(1, '\0');
   expected += std::to_string(getpid()) + "-wavelark-" + kInterface;
   expected.resize(sizeof(sockaddr_un::sun_path), '\0');
-  EXPECT_EQ(hostapd_->SenderName(), expected);
+  EXPECT_EQ(hostapd_->sender().Bytes(), expected);
   EXPECT_EQ(sockets_.bind_length, 110u);
   EXPECT_EQ(sockets_.connect_length, 110u);
 }
@@ -357,7 +358,7 @@ TEST_F(HostapdMonitorTest, AHungHostapdCostsALineForEachUndeliveredCommandAfterO
   std::size_t received = 0;
   while (hostapd_->Receive().has_value()) ++received;
   EXPECT_GT(received, 0u);
-  const std::vector<platform::LogCapture::Line> expected(
+  const std::vector<testbed::LogCapture::Line> expected(
       kCommands - received, Error("Send to hostapd failed: Resource temporarily unavailable (11)"));
   EXPECT_EQ(log_.lines(), expected);
   EXPECT_EQ(sockets_.open, 1);
@@ -507,7 +508,7 @@ TEST_F(HostapdMonitorTest, AnAnswerDoesNotEndAnAttemptThatIsToCome) {
   StartMonitor();
   ASSERT_TRUE(hostapd_->Receive().has_value());
   std::filesystem::remove(SocketPath());
-  const std::unique_ptr<FakeHostapd> old_hostapd = std::move(hostapd_);
+  const std::unique_ptr<testbed::Hostapd> old_hostapd = std::move(hostapd_);
   StartHostapd();
   // Read in the turn in which the new socket is noticed.
   EXPECT_TRUE(old_hostapd->Send("OK\n"));
@@ -519,7 +520,7 @@ TEST_F(HostapdMonitorTest, AnAnswerDoesNotEndAnAttemptThatIsToCome) {
 TEST_F(HostapdMonitorTest, ARemovalThatWentUnnoticedResetsTheState) {
   StartAttached();
   std::filesystem::remove(SocketPath());
-  const std::unique_ptr<FakeHostapd> old_hostapd = std::move(hostapd_);
+  const std::unique_ptr<testbed::Hostapd> old_hostapd = std::move(hostapd_);
   StartHostapd();
   loop_.RunUntilIdle();
   EXPECT_THAT(log_.lines(), ElementsAre(Warning("Already attached, resetting state.")));
@@ -535,7 +536,7 @@ TEST_F(HostapdMonitorTest, ASocketThatNobodyServesIsRetriedForEver) {
   std::filesystem::create_directory(SocketPath());
   StartMonitor();
   loop_.AdvanceBy(1min);
-  std::vector<platform::LogCapture::Line> expected;
+  std::vector<testbed::LogCapture::Line> expected;
   for (int attempt = 0; attempt <= 120; ++attempt) {
     expected.push_back(Error("Failed to connect: Connection refused (111)"));
     expected.push_back(Warning("Could not attach to hostapd"));
@@ -658,7 +659,7 @@ TEST_F(HostapdMonitorDeathTest, ASecondAttachBeforeTheAnswerIsFatal) {
   EXPECT_DEATH(
       {
         std::filesystem::remove(SocketPath());
-        const FakeHostapd new_hostapd(SocketPath());
+        const testbed::Hostapd new_hostapd(SocketPath());
         loop_.RunUntilIdle();
       },
       "Check failed: kInvalidSocket == hostapd_socket_");

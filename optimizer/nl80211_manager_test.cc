@@ -15,17 +15,17 @@
 
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
-#include "platform/netlink/message_builder.h"
 #include "simulation/fake_kernel.h"
+#include "simulation/message_builder.h"
 
 namespace orvane::ap {
 namespace {
 
-using platform::AttributeBuilder;
 using platform::AttributeList;
-using platform::FakeKernel;
 using platform::GenericNetlinkRequest;
 using platform::NetlinkManager;
+using simulation::AttributeBuilder;
+using simulation::FakeKernel;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -217,7 +217,7 @@ TEST_F(Nl80211ManagerTest, OneStationByAttributesNeverCompletes) {
 TEST_F(Nl80211ManagerTest, ADoneMessageDoesNotCompleteOneStation) {
   kernel_.SetSilent(true);
   GetStation("000000000001");
-  kernel_.Deliver(platform::MakeDoneMessage(kernel_.requests().back().header));
+  kernel_.Deliver(simulation::MakeDoneMessage(kernel_.requests().back().header));
   loop_.AdvanceBy(std::chrono::minutes(1));
   EXPECT_THAT(events_, IsEmpty());
 }
@@ -270,8 +270,8 @@ TEST_F(Nl80211ManagerTest, SilenceIsATimeOut) {
 TEST_F(Nl80211ManagerTest, AnUnexpectedMessageIsOnlyLogged) {
   kernel_.SetSilent(true);
   GetStations();
-  const platform::MessageHeader to = kernel_.requests().back().header;
-  kernel_.Deliver(platform::MakeNetlinkMessage({99, 0, to.sequence, to.port}, {}));
+  const simulation::MessageHeader to = kernel_.requests().back().header;
+  kernel_.Deliver(simulation::MakeNetlinkMessage({99, 0, to.sequence, to.port}, {}));
   loop_.AdvanceBy(10 * platform::NetlinkConnection::kResponseDeadline);
   EXPECT_THAT(events_, IsEmpty());
   EXPECT_THAT(log_, ElementsAre("V Unexpected message received: type 99"));
@@ -339,8 +339,8 @@ TEST_F(Nl80211ManagerTest, AFullRequestIsFatal) {
 TEST_F(Nl80211ManagerTest, AReplyThatIsNotAStationIsFatal) {
   kernel_.SetSilent(true);
   GetStations();
-  const platform::MessageHeader to = kernel_.requests().back().header;
-  kernel_.Deliver(platform::MakeGenericMessage(
+  const simulation::MessageHeader to = kernel_.requests().back().header;
+  kernel_.Deliver(simulation::MakeGenericMessage(
       {FakeKernel::kNl80211Family, 0, to.sequence, to.port}, NL80211_CMD_NEW_STATION,
       AttributeBuilder().U32(NL80211_ATTR_IFINDEX, kIndex)));
   EXPECT_DEATH(loop_.RunUntilIdle(), HasSubstr("NL80211_ATTR_STA_INFO, &station_information_)"));

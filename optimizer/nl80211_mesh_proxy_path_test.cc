@@ -4,13 +4,15 @@
 #include <gtest/gtest.h>
 #include <linux/nl80211.h>
 
-#include "platform/netlink/message_builder.h"
+#include "simulation/message_builder.h"
 #include "testbed/nl80211_reply.h"
 
 namespace orvane::ap {
 namespace {
 
-using platform::AttributeBuilder;
+using testbed::Nl80211Reply;
+
+using simulation::AttributeBuilder;
 using testing::HasSubstr;
 
 class Reply : public Nl80211Reply {

@@ -10,13 +10,15 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/netlink/message_builder.h"
+#include "simulation/message_builder.h"
 #include "testbed/nl80211_reply.h"
 
 namespace orvane::ap {
 namespace {
 
-using platform::AttributeBuilder;
+using testbed::Nl80211Reply;
+
+using simulation::AttributeBuilder;
 
 class Reply : public Nl80211Reply {
  public:
@@ -38,7 +40,7 @@ struct StationReply {
     information.Nest(NL80211_STA_INFO_TX_BITRATE, tx_rate)
         .Nest(NL80211_STA_INFO_RX_BITRATE, rx_rate)
         .Raw(NL80211_STA_INFO_STA_FLAGS,
-             platform::BytesBuilder().Value(flags_mask).Value(flags).bytes())
+             simulation::BytesBuilder().Value(flags_mask).Value(flags).bytes())
         .Tail(more_information.bytes());
     return AttributeBuilder().Nest(NL80211_ATTR_STA_INFO, information).Tail(more.bytes());
   }

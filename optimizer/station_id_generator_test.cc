@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "testbed/fake_hostapd.h"
 #include "testbed/log_capture.h"
+#include "testbed/temporary_directory.h"
 
 namespace orvane::ap {
 namespace {
@@ -63,9 +63,9 @@ class StationIdGeneratorTest : public ::testing::Test {
     return id;
   }
 
-  TestDirectory directory_;
+  testbed::TemporaryDirectory directory_;
   const platform::FilePath salt_file_ = directory_.path() / "salt";
-  platform::LogCapture log_;
+  testbed::LogCapture log_;
 };
 
 TEST_F(StationIdGeneratorTest, KnowsWhereTheDeviceKeepsItsSalt) {
@@ -162,7 +162,7 @@ TEST_F(StationIdGeneratorTest, ReplacesTheWholeOutput) {
 }
 
 TEST(StationIdGeneratorDeathTest, AnEmptyAddressHasNoIdentifier) {
-  const TestDirectory directory;
+  const testbed::TemporaryDirectory directory;
   std::ofstream(directory.path() / "salt") << "abc";
   StationIdGenerator generator(directory.path() / "salt");
   std::string id;

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -14,6 +13,8 @@
 #include <string>
 #include <system_error>
 #include <thread>
+
+#include "testbed/temporary_directory.h"
 
 namespace orvane::platform {
 namespace {
@@ -72,19 +73,13 @@ TEST(RetryOnEintrTest, RepeatsOnlyAnInterruptedCall) {
 
 class FilesTest : public testing::Test {
  protected:
-  FilesTest() {
-    std::string pattern = testing::TempDir() + "files_XXXXXX";
-    directory_ = mkdtemp(pattern.data());
-  }
-  ~FilesTest() override { std::filesystem::remove_all(directory_); }
-
   FilePath Write(const std::string& contents) {
-    const FilePath path = directory_ / "file";
+    const FilePath path = directory_.path() / "file";
     std::ofstream(path, std::ios::binary) << contents;
     return path;
   }
 
-  FilePath directory_;
+  testbed::TemporaryDirectory directory_;
 };
 
 TEST_F(FilesTest, ReadsEveryByte) {
@@ -109,9 +104,9 @@ TEST_F(FilesTest, ReadsMoreThanTheSizeThatTheFileClaims) {
 }
 
 TEST_F(FilesTest, GivesNothingForWhatIsNoReadableFile) {
-  EXPECT_EQ(ReadFileToString(directory_ / "missing"), std::nullopt);
+  EXPECT_EQ(ReadFileToString(directory_.path() / "missing"), std::nullopt);
   EXPECT_EQ(errno, ENOENT);
-  EXPECT_EQ(ReadFileToString(directory_), std::nullopt);
+  EXPECT_EQ(ReadFileToString(directory_.path()), std::nullopt);
   EXPECT_EQ(errno, EISDIR);
   EXPECT_EQ(ReadFileToString(Write("x") / "below_a_file"), std::nullopt);
   EXPECT_EQ(errno, ENOTDIR);
@@ -121,8 +116,8 @@ TEST_F(FilesTest, LeavesNoDescriptorOpen) {
   const int next_fd = OpenSomething();
   close(next_fd);
   EXPECT_TRUE(ReadFileToString(Write("x")).has_value());
-  EXPECT_FALSE(ReadFileToString(directory_).has_value());
-  EXPECT_FALSE(ReadFileToString(directory_ / "missing").has_value());
+  EXPECT_FALSE(ReadFileToString(directory_.path()).has_value());
+  EXPECT_FALSE(ReadFileToString(directory_.path() / "missing").has_value());
   const ScopedFd after(OpenSomething());
   EXPECT_EQ(after.get(), next_fd);
 }
@@ -151,7 +146,7 @@ class Interrupter {
 
 // A named pipe, since opening one and reading it really wait, and so are really interrupted.
 TEST_F(FilesTest, SurvivesInterruptions) {
-  const FilePath path = directory_ / "pipe";
+  const FilePath path = directory_.path() / "pipe";
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
 
   sigset_t signals;
@@ -178,8 +173,8 @@ TEST_F(FilesTest, SurvivesInterruptions) {
 }
 
 TEST_F(FilesTest, TellsWhatExists) {
-  EXPECT_TRUE(PathExists(directory_));
-  EXPECT_FALSE(PathExists(directory_ / "file"));
+  EXPECT_TRUE(PathExists(directory_.path()));
+  EXPECT_FALSE(PathExists(directory_.path() / "file"));
   const FilePath file = Write("");
   EXPECT_TRUE(PathExists(file));
   EXPECT_FALSE(PathExists(file / "below_a_file"));
@@ -187,7 +182,7 @@ TEST_F(FilesTest, TellsWhatExists) {
 }
 
 TEST_F(FilesTest, FollowsLinksToTellWhatExists) {
-  const FilePath link = directory_ / "link";
+  const FilePath link = directory_.path() / "link";
   std::filesystem::create_symlink("file", link);
   EXPECT_FALSE(PathExists(link));
   Write("");

@@ -79,7 +79,7 @@ TEST(MetricsTest, TheTimeOfTheLastRecordIsThereOnceThereIsOne) {
 }
 
 TEST(MetricsFileTest, IsReplacedAndReadableForAll) {
-  const lab::TemporaryDirectory directory;
+  const testbed::TemporaryDirectory directory;
   const platform::FilePath path = directory.path() / "metrics.prom";
   const mode_t mask = umask(0077);
   EXPECT_EQ(ReplaceFile(path, "a longer text\n"), "");
@@ -92,7 +92,7 @@ TEST(MetricsFileTest, IsReplacedAndReadableForAll) {
 }
 
 TEST(MetricsFileTest, AFailureLeavesNothingBehind) {
-  const lab::TemporaryDirectory directory;
+  const testbed::TemporaryDirectory directory;
   EXPECT_EQ(ReplaceFile(directory.path() / "none/metrics.prom", ""),
             "No such file or directory (2)");
   const platform::FilePath path = directory.path() / "metrics.prom";

@@ -92,10 +92,10 @@ class RecordStoreTest : public testing::Test {
     }
   }
 
-  lab::TemporaryDirectory directory_;
+  testbed::TemporaryDirectory directory_;
   FilePath path_ = directory_.path() / "records.db";
   std::int64_t max_size_ = std::int64_t{64} << 20;
-  platform::LogCapture log_;
+  testbed::LogCapture log_;
   std::optional<RecordStore> store_;
   std::unique_ptr<platform::Error> error_;
 };
@@ -277,7 +277,7 @@ std::vector<std::string> FilesIn(const FilePath& directory, const std::string& p
 }
 
 TEST_F(RecordStoreTest, ADamagedDatabaseIsPutAsideAndANewOneBegun) {
-  lab::WriteFile(path_, std::string(8192, 'x'));
+  testbed::WriteFile(path_, std::string(8192, 'x'));
   EXPECT_TRUE(Add("type", "data"));
   EXPECT_EQ(QueryOne("SELECT count(*) FROM records"), "1");
   const auto aside = FilesIn(directory_.path(), "records.db.damaged-20");
@@ -294,7 +294,7 @@ TEST_F(RecordStoreTest, ADamageWithinIsNoticedAndTheRecordStored) {
   // Its pages but for the first, which has the schema.
   std::string bytes = *platform::ReadFileToString(path_);
   std::fill(bytes.begin() + 4096, bytes.end(), '\x55');
-  lab::WriteFile(path_, bytes);
+  testbed::WriteFile(path_, bytes);
   EXPECT_TRUE(Add("type", "data"));
   EXPECT_THAT(Query("SELECT id FROM records"), ElementsAre("1"));
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-20"), SizeIs(1));
@@ -302,10 +302,10 @@ TEST_F(RecordStoreTest, ADamageWithinIsNoticedAndTheRecordStored) {
 
 TEST_F(RecordStoreTest, OnlyTheLastDamagedDatabasesAreKept) {
   for (const char* time : {"19700101T000001Z", "19700101T000002Z", "19700101T000003Z"}) {
-    lab::WriteFile(path_.native() + ".damaged-" + time, "");
-    lab::WriteFile(path_.native() + ".damaged-" + time + "-wal", "");
+    testbed::WriteFile(path_.native() + ".damaged-" + time, "");
+    testbed::WriteFile(path_.native() + ".damaged-" + time + "-wal", "");
   }
-  lab::WriteFile(path_, std::string(8192, 'x'));
+  testbed::WriteFile(path_, std::string(8192, 'x'));
   EXPECT_TRUE(Add("type", "data"));
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-19700101T000001Z"), IsEmpty());
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-1970"), SizeIs(4));

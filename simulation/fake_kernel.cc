@@ -10,8 +10,17 @@
 #include "platform/logging.h"
 #include "simulation/nl80211_records.h"
 
-namespace orvane::platform {
+namespace orvane::simulation {
 namespace {
+
+using platform::Attribute;
+using platform::AttributeList;
+using platform::GenericNetlinkMessage;
+using platform::NetlinkMessage;
+using platform::NetlinkSocket;
+using platform::ReceiveResult;
+using platform::ReceiveStatus;
+using platform::ScopedFd;
 
 // What the kernel takes for a part before it knows a larger buffer, and what it never exceeds.
 constexpr std::size_t kSmallestPart = 4096;
@@ -285,4 +294,4 @@ std::optional<std::string> FakeKernel::FindInterface(const AttributeList& attrib
   return found->first;
 }
 
-}  // namespace orvane::platform
+}  // namespace orvane::simulation

@@ -13,22 +13,22 @@
 #include <vector>
 
 #include "platform/files.h"
-#include "platform/netlink/message_builder.h"
 #include "platform/netlink/netlink_kernel.h"
 #include "platform/netlink/netlink_message.h"
 #include "platform/netlink/netlink_socket.h"
+#include "simulation/message_builder.h"
 
-namespace orvane::platform {
+namespace orvane::simulation {
 
-// A kernel for tests: network interfaces with stations and mesh paths, and the generic netlink to
-// ask for them. It speaks the real bytes over socket pairs and, as the real one, does its work
+// A kernel that is played: network interfaces with stations and mesh paths, and the generic netlink
+// to ask for them. It speaks the real bytes over socket pairs and, as the real one, does its work
 // inside the calls of its peer: a request is answered while it is sent, and the next part of a dump
 // is made while the one before is received. So it needs neither a loop nor a thread of its own.
 //
 // As the real one, it makes parts as large as the largest buffer that it has seen on a socket, up
 // to 32 KiB, refuses a second dump on a socket while one is under way, forgets the dump when the
 // socket is closed, and ends a dump that fails with a done message that bears the error.
-class FakeKernel : public NetlinkKernel {
+class FakeKernel : public platform::NetlinkKernel {
  public:
   static constexpr std::uint16_t kNl80211Family = 0x1c;
 
@@ -76,7 +76,7 @@ class FakeKernel : public NetlinkKernel {
   ~FakeKernel() override;
 
   // The kernel must outlive the socket.
-  std::unique_ptr<NetlinkSocket> OpenSocket() override;
+  std::unique_ptr<platform::NetlinkSocket> OpenSocket() override;
   std::uint32_t GetInterfaceIndex(const std::string& name) override;
 
   // --- The world ---
@@ -125,7 +125,7 @@ class FakeKernel : public NetlinkKernel {
   void FailSends(int error_number) { send_error_ = error_number; }
 
   // The socket of the last request receives this in place of a datagram.
-  void DeliverFailure(ReceiveStatus status, int error_number);
+  void DeliverFailure(platform::ReceiveStatus status, int error_number);
 
   // The socket of the last request receives these bytes.
   void Deliver(std::span<const std::uint8_t> datagram);
@@ -157,7 +157,7 @@ class FakeKernel : public NetlinkKernel {
     int error_number;
   };
   struct Outcome {
-    ReceiveStatus status;
+    platform::ReceiveStatus status;
     int error_number;
   };
   // A dump under way.
@@ -168,7 +168,7 @@ class FakeKernel : public NetlinkKernel {
   };
   // The kernel's end of a socket.
   struct Peer {
-    ScopedFd fd;
+    platform::ScopedFd fd;
     std::size_t largest_buffer = 0;
     std::optional<Dump> dump;
     // One for each datagram that is on its way to the peer.
@@ -187,7 +187,7 @@ class FakeKernel : public NetlinkKernel {
   void ReplyError(const Request& request, const Failure& failure);
   void Reply(const MessageHeader& header, std::span<const std::uint8_t> datagram);
   void Push(Peer& peer, std::span<const std::uint8_t> datagram, const Outcome& outcome);
-  std::optional<std::string> FindInterface(const AttributeList& attributes) const;
+  std::optional<std::string> FindInterface(const platform::AttributeList& attributes) const;
 
   // By port.
   std::map<std::uint32_t, Peer> peers_;
@@ -215,6 +215,6 @@ class FakeKernel : public NetlinkKernel {
   std::size_t receive_count_ = 0;
 };
 
-}  // namespace orvane::platform
+}  // namespace orvane::simulation
 
 #endif  // SIMULATION_FAKE_KERNEL_H_

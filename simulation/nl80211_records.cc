@@ -2,7 +2,7 @@
 
 #include <linux/nl80211.h>
 
-namespace orvane::platform {
+namespace orvane::simulation {
 namespace {
 
 constexpr std::uint32_t kGeneration = 7;
@@ -115,4 +115,4 @@ AttributeBuilder MakeMeshProxyPathRecord(std::uint32_t interface_index,
       .Nest(NL80211_ATTR_MPATH_INFO, AttributeBuilder());
 }
 
-}  // namespace orvane::platform
+}  // namespace orvane::simulation

@@ -16,13 +16,11 @@
 #include "platform/logging.h"
 #include "testbed/process_figures.h"
 
-namespace orvane::ap {
-
-using lab::ChildProcess;
+namespace orvane::testbed {
 
 namespace {
 
-std::string FlagsText(const lab::FlagMap& flags) {
+std::string FlagsText(const FlagMap& flags) {
   std::string text;
   for (const auto& [key, value] : flags) text += key + "=" + value + "\n";
   return text;
@@ -45,11 +43,12 @@ std::int64_t NumberInRecordLine(const std::string& output, std::size_t index,
 AccessPoint::AccessPoint() {
   // A test without a bus must not find the machine's.
   setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/run/no-bus", /*replace=*/1);
-  OpenNotifySocket();
+  const Failure failure = notify_socket_.Open();
+  CHECK(!failure.has_value()) << *failure;
 }
 
 AccessPoint::~AccessPoint() {
-  if (HasFailure() && daemon_ != nullptr) {
+  if (::testing::Test::HasFailure() && daemon_ != nullptr) {
     std::cerr << "--- the daemon's log\n" << daemon_->err().Text() << "---\n";
   }
   daemon_.reset();
@@ -59,29 +58,11 @@ AccessPoint::~AccessPoint() {
   std::filesystem::remove_all("/var/lib/ap", ignored);
 }
 
-void AccessPoint::OpenNotifySocket() {
-  notify_socket_ = platform::ScopedFd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  const std::string path = directory() / "notify";
-  path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-  CHECK(bind(notify_socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0);
-}
-
 std::string AccessPoint::NextNotice(Milliseconds timeout) {
-  pollfd watched = {.fd = notify_socket_.get(), .events = POLLIN, .revents = 0};
+  pollfd watched = {.fd = notify_socket_.fd(), .events = POLLIN, .revents = 0};
   if (poll(&watched, 1, static_cast<int>(timeout.count())) <= 0) return "";
-  std::array<char, 4096> buffer;
-  const ssize_t length = recv(notify_socket_.get(), buffer.data(), buffer.size(), 0);
-  return length > 0 ? std::string(buffer.data(), static_cast<std::size_t>(length)) : "";
-}
-
-std::unique_ptr<ChildProcess> AccessPoint::Start(const Arguments& arguments,
-                                                 const Environment& environment) {
-  std::string error;
-  auto child = ChildProcess::Start(arguments, environment, &error);
-  CHECK(child != nullptr) << error;
-  return child;
+  const std::optional<Command> notice = notify_socket_.Receive();
+  return notice ? notice->text : "";
 }
 
 void AccessPoint::StartBus() { bus_.emplace(); }
@@ -90,23 +71,23 @@ void AccessPoint::StartFlags(const FlagMap& flags, const Arguments& options) {
   // One that still runs would signal what its successor is to publish.
   flags_.reset();
   const platform::FilePath file = directory() / "flags";
-  lab::WriteFile(file, FlagsText(flags));
+  WriteFile(file, FlagsText(flags));
   Arguments arguments = {FLAGS_SERVICE_PATH, file};
   arguments.insert(arguments.end(), options.begin(), options.end());
-  flags_ = Start(arguments);
+  flags_ = StartProcess(arguments);
   if (std::find(options.begin(), options.end(), "--late") != options.end()) return;
   EXPECT_TRUE(flags_->out().WaitForLine("started as", kPatience)) << flags_->err().Text();
 }
 
 void AccessPoint::SetFlags(const FlagMap& flags) {
-  lab::ReplaceFile(directory() / "flags", FlagsText(flags));
+  ReplaceFile(directory() / "flags", FlagsText(flags));
 }
 
 void AccessPoint::StartRecorder(const Arguments& options) {
   Arguments arguments = {METRICS_RECORDER_PATH, "--json", "--keep", directory() / "records"};
   arguments.insert(arguments.end(), options.begin(), options.end());
   recorder_.reset();
-  recorder_ = Start(arguments);
+  recorder_ = StartProcess(arguments);
   EXPECT_TRUE(recorder_->out().WaitForLine("started as", kPatience)) << recorder_->err().Text();
 }
 
@@ -141,9 +122,9 @@ std::int64_t AccessPoint::ReceivedMs(std::size_t number) {
   return NumberInRecordLine(recorder_->out().Text(), number - 1, "\"received_ms\":");
 }
 
-void AccessPoint::WriteSalt(std::string_view salt) {
+void WriteSalt(std::string_view salt) {
   std::filesystem::create_directories(platform::FilePath(kSaltFile).parent_path());
-  lab::WriteFile(kSaltFile, salt);
+  WriteFile(kSaltFile, salt);
 }
 
 void AccessPoint::LaunchDaemon(const Arguments& arguments, const Environment& environment) {
@@ -152,7 +133,7 @@ void AccessPoint::LaunchDaemon(const Arguments& arguments, const Environment& en
   Environment variables = environment;
   variables.emplace("NOTIFY_SOCKET", directory() / "notify");
   daemon_.reset();
-  daemon_ = Start(all, variables);
+  daemon_ = StartProcess(all, variables);
 }
 
 void AccessPoint::StartDaemon(const Arguments& arguments, const Environment& environment) {
@@ -160,12 +141,16 @@ void AccessPoint::StartDaemon(const Arguments& arguments, const Environment& env
   EXPECT_EQ(NextNotice(), "READY=1");
 }
 
+void AccessPoint::StartHostapds() {
+  wlan2400_ = std::make_unique<Hostapd>(kWlan2400);
+  wlan5000_ = std::make_unique<Hostapd>(kWlan5000);
+}
+
 void AccessPoint::StartAll(const Arguments& arguments) {
   StartBus();
   StartRecorder();
   WriteSalt(kSalt);
-  wlan2400_ = std::make_unique<Hostapd>(kWlan2400);
-  wlan5000_ = std::make_unique<Hostapd>(kWlan5000);
+  StartHostapds();
   Arguments all = {"--v=1", "--connection_event_upload_period=1"};
   all.insert(all.end(), arguments.begin(), arguments.end());
   StartDaemon(all);
@@ -191,16 +176,16 @@ void AccessPoint::ExpectQuickExit(int signal_number) {
 }
 
 void AccessPoint::ExpectExit(int code) {
-  const std::optional<lab::ExitStatus> status = daemon().WaitForExit(kPatience);
+  const std::optional<ExitStatus> status = daemon().WaitForExit(kPatience);
   ASSERT_TRUE(status.has_value()) << "still running";
-  EXPECT_EQ(*status, (lab::ExitStatus{.code = code, .signal = 0}))
+  EXPECT_EQ(*status, (ExitStatus{.code = code, .signal = 0}))
       << "code " << status->code << " signal " << status->signal;
 }
 
 void AccessPoint::ExpectAbort(std::string_view text) {
-  const std::optional<lab::ExitStatus> status = daemon().WaitForExit(kPatience);
+  const std::optional<ExitStatus> status = daemon().WaitForExit(kPatience);
   ASSERT_TRUE(status.has_value()) << "still running";
-  EXPECT_EQ(*status, (lab::ExitStatus{.code = -1, .signal = SIGABRT}))
+  EXPECT_EQ(*status, (ExitStatus{.code = -1, .signal = SIGABRT}))
       << "code " << status->code << " signal " << status->signal;
   EXPECT_NE(daemon().err().Text().find(text), std::string::npos) << "no " << text;
 }
@@ -240,7 +225,7 @@ bool AccessPoint::CatchesSignal(int signal_number) {
 }
 
 std::size_t AccessPoint::DescriptorCount() {
-  const auto count_now = [this] { return lab::DescriptorCount(daemon().pid()); };
+  const auto count_now = [this] { return testbed::DescriptorCount(daemon().pid()); };
   auto count = count_now();
   WaitUntil([&] {
     std::this_thread::sleep_for(Milliseconds(20));
@@ -250,15 +235,13 @@ std::size_t AccessPoint::DescriptorCount() {
 }
 
 std::int64_t AccessPoint::StatusKilobytes(std::string_view key) {
-  return lab::ProcessFile(daemon().pid(), "status").Figure(key);
+  return ProcessFile(daemon().pid(), "status").Figure(key);
 }
 
 std::string OutputOf(const ChildProcess::Arguments& arguments) {
-  std::string error;
-  const auto child = ChildProcess::Start(arguments, {}, &error);
-  CHECK(child != nullptr) << error;
+  const auto child = StartProcess(arguments);
   EXPECT_TRUE(child->WaitForExit(kPatience).has_value()) << arguments.front();
   return child->out().Text();
 }
 
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -11,19 +11,20 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include "event.pb.h"
 #include "platform/files.h"
 #include "testbed/child_process.h"
+#include "testbed/control_socket.h"
 #include "testbed/daemon_log.h"
 #include "testbed/flags_file.h"
 #include "testbed/hostapd.h"
 #include "testbed/private_bus.h"
 #include "testbed/temporary_directory.h"
+#include "testbed/wait_until.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 
 inline constexpr char kSalt[] = "a salt of the test's";
 inline constexpr char kSaltFile[] = "/var/lib/ap/monitor/station_id_salt";
@@ -44,42 +45,45 @@ struct Record {
   access_infrastructure::proto::Event event;  // the bytes decoded
 };
 
+using Arguments = ChildProcess::Arguments;
+using Environment = ChildProcess::Environment;
+
 // An access point around the real daemon: a private bus, stand-ins for the services on it, hostapd,
-// and the daemon itself as a process. A test starts what it needs, in the order it wants.
-// Everything ends with the test.
-class AccessPoint : public ::testing::Test {
- protected:
+// and the daemon itself as a process. Its owner starts what it needs, in the order it wants.
+// Everything ends with this object, which prints the daemon's log if an expectation has failed.
+//
+// The daemon's paths are fixed: use it in a private namespace (testbed/private_namespace.h), and
+// one at a time.
+class AccessPoint {
+ public:
   using Milliseconds = std::chrono::milliseconds;
-  using Arguments = lab::ChildProcess::Arguments;
-  using Environment = lab::ChildProcess::Environment;
-  using FlagMap = lab::FlagMap;
 
   AccessPoint();
-  ~AccessPoint() override;
+  AccessPoint(const AccessPoint&) = delete;
+  AccessPoint& operator=(const AccessPoint&) = delete;
+  ~AccessPoint();
 
   // The system bus.
   void StartBus();
-  platform::bus::PrivateBus& bus() { return *bus_; }
+  PrivateBus& bus() { return *bus_; }
 
   // The flags service; returns when it has its name, unless that comes late.
   void StartFlags(const FlagMap& flags, const Arguments& options = {});
   void StopFlags() { flags_.reset(); }
   // Rewrites what it publishes, which it signals.
   void SetFlags(const FlagMap& flags);
-  lab::ChildProcess& flags_service() { return *flags_; }
+  ChildProcess& flags_service() { return *flags_; }
 
   // The metrics recorder; returns when it has its name.
   void StartRecorder(const Arguments& options = {});
   void StopRecorder() { recorder_.reset(); }
-  lab::ChildProcess& recorder() { return *recorder_; }
+  ChildProcess& recorder() { return *recorder_; }
   // The record of this number, counted from 1.
   Record WaitForRecord(std::size_t number);
   // When it came, in milliseconds since the Unix epoch.
   std::int64_t ReceivedMs(std::size_t number);
   bool HasRecord(std::size_t number) const;
   std::size_t RecordCount() const;
-
-  static void WriteSalt(std::string_view salt);
 
   // What to start in place of the daemon's own program; arguments come behind it.
   void set_daemon_command(const Arguments& command) { daemon_command_ = command; }
@@ -88,10 +92,12 @@ class AccessPoint : public ::testing::Test {
   void StartDaemon(const Arguments& arguments = {}, const Environment& environment = {});
   // Doesn't wait.
   void LaunchDaemon(const Arguments& arguments = {}, const Environment& environment = {});
+  // Serves both interfaces.
+  void StartHostapds();
   // Bus, recorder, salt, daemon (--v=1 and an upload period of one second come before `arguments`),
   // and hostapd attached on both interfaces.
   void StartAll(const Arguments& arguments = {});
-  lab::ChildProcess& daemon() { return *daemon_; }
+  ChildProcess& daemon() { return *daemon_; }
   Hostapd& wlan2400() { return *wlan2400_; }
   Hostapd& wlan5000() { return *wlan5000_; }
 
@@ -128,37 +134,32 @@ class AccessPoint : public ::testing::Test {
   const platform::FilePath& directory() const { return directory_.path(); }
 
  private:
-  std::unique_ptr<lab::ChildProcess> Start(const Arguments& arguments,
-                                           const Environment& environment = {});
   platform::FilePath RecordPath(std::size_t number) const;
-  void OpenNotifySocket();
 
-  lab::TemporaryDirectory directory_;
-  platform::ScopedFd notify_socket_;
-  std::optional<platform::bus::PrivateBus> bus_;
-  std::unique_ptr<lab::ChildProcess> flags_;
-  std::unique_ptr<lab::ChildProcess> recorder_;
+  TemporaryDirectory directory_;
+  ControlSocket notify_socket_{directory() / "notify"};
+  std::optional<PrivateBus> bus_;
+  std::unique_ptr<ChildProcess> flags_;
+  std::unique_ptr<ChildProcess> recorder_;
   std::unique_ptr<Hostapd> wlan2400_;
   std::unique_ptr<Hostapd> wlan5000_;
   int settle_count_ = 0;
   Arguments daemon_command_ = {AP_WAVELARK_PATH};
-  std::unique_ptr<lab::ChildProcess> daemon_;
+  std::unique_ptr<ChildProcess> daemon_;
 };
 
+// A test with an access point of its own.
+class AccessPointTest : public ::testing::Test {
+ protected:
+  AccessPoint ap_;
+};
+
+// Writes the file that the daemon salts identifiers with.
+void WriteSalt(std::string_view salt);
+
 // Runs a program to its end. What it wrote to standard output.
-std::string OutputOf(const lab::ChildProcess::Arguments& arguments);
+std::string OutputOf(const ChildProcess::Arguments& arguments);
 
-// Whether `condition` comes true in time.
-template <typename Condition>
-bool WaitUntil(Condition condition, std::chrono::milliseconds timeout = kPatience) {
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return true;
-}
-
-}  // namespace orvane::ap
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_ACCESS_POINT_H_

@@ -13,7 +13,7 @@
 #include "testbed/private_bus.h"
 #include "testbed/run_until.h"
 
-namespace orvane::platform::bus {
+namespace orvane::testbed {
 
 // A bus, a loop, and a connection of ours between them.
 class BusTest : public testing::Test {
@@ -24,7 +24,7 @@ class BusTest : public testing::Test {
 
   template <typename Condition>
   bool RunUntil(Condition condition) {
-    return platform::RunUntil(loop_, condition);
+    return testbed::RunUntil(loop_, condition);
   }
 
   // Serves the loop until the bus has dealt with all that we have sent, and we with all that it has
@@ -42,10 +42,11 @@ class BusTest : public testing::Test {
 
   PrivateBus bus_;
   LogCapture log_;
-  SdEventLoop loop_;
-  std::shared_ptr<Connection> connection_ = Connection::OpenSystemBus(loop_, nullptr);
+  platform::SdEventLoop loop_;
+  std::shared_ptr<platform::bus::Connection> connection_ =
+      platform::bus::Connection::OpenSystemBus(loop_, nullptr);
 };
 
-}  // namespace orvane::platform::bus
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_BUS_FIXTURE_H_

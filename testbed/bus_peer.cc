@@ -5,7 +5,7 @@
 #include "platform/logging.h"
 #include "testbed/program.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 Failure BusFailure(int result, const std::string& what) {
@@ -15,7 +15,7 @@ Failure BusFailure(int result, const std::string& what) {
 
 }  // namespace
 
-MessagePtr KeepMessage(sd_bus_message* message) {
+std::shared_ptr<sd_bus_message> KeepMessage(sd_bus_message* message) {
   return {sd_bus_message_ref(message), &sd_bus_message_unref};
 }
 
@@ -59,4 +59,4 @@ Failure BusPeer::ClaimNow() {
   return std::nullopt;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

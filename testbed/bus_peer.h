@@ -7,27 +7,16 @@
 #include <memory>
 #include <string>
 
+#include "platform/bus/slot.h"
 #include "platform/one_shot_timer.h"
 #include "platform/sd_event_loop.h"
 #include "platform/time.h"
 #include "testbed/failure.h"
 
-namespace orvane::lab {
-
-struct BusDeleter {
-  // What has been written is sent first.
-  void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
-};
-using BusPtr = std::unique_ptr<sd_bus, BusDeleter>;
-
-struct SlotDeleter {
-  void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
-};
-using SlotPtr = std::unique_ptr<sd_bus_slot, SlotDeleter>;
+namespace orvane::testbed {
 
 // Shared, since a task that answers it later has to be copyable.
-using MessagePtr = std::shared_ptr<sd_bus_message>;
-MessagePtr KeepMessage(sd_bus_message* message);
+std::shared_ptr<sd_bus_message> KeepMessage(sd_bus_message* message);
 
 // A result of sd-bus that can only be bad when memory is short or a call is wrongly used: fatal.
 void MustSucceed(int result);
@@ -56,12 +45,12 @@ class BusPeer {
 
   platform::SdEventLoop& loop_;
   std::string name_;
-  BusPtr bus_;
+  platform::bus::BusPtr bus_;
   bool has_name_ = false;
   std::function<void()> on_claimed_;
   platform::OneShotTimer claim_timer_;
 };
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_BUS_PEER_H_

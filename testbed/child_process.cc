@@ -15,7 +15,7 @@
 
 #include "platform/logging.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using platform::RetryOnEintr;
@@ -197,4 +197,12 @@ void ChildProcess::Reap() {
   if (WIFSIGNALED(status)) exit_status_->signal = WTERMSIG(status);
 }
 
-}  // namespace orvane::lab
+std::unique_ptr<ChildProcess> StartProcess(const ChildProcess::Arguments& arguments,
+                                           const ChildProcess::Environment& environment) {
+  std::string error;
+  auto child = ChildProcess::Start(arguments, environment, &error);
+  CHECK(child != nullptr) << error;
+  return child;
+}
+
+}  // namespace orvane::testbed

@@ -13,7 +13,7 @@
 
 #include "platform/files.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // What a child wrote to one of its streams. It lies in memory of the kernel's, so that a child
 // never waits for somebody to read it, and is still there when the child has died.
@@ -94,6 +94,10 @@ class ChildProcess {
   CapturedOutput err_;
 };
 
-}  // namespace orvane::lab
+// Starts a program as ChildProcess::Start does. That it can't be started is fatal.
+std::unique_ptr<ChildProcess> StartProcess(const ChildProcess::Arguments& arguments,
+                                           const ChildProcess::Environment& environment = {});
+
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_CHILD_PROCESS_H_

@@ -9,7 +9,7 @@
 #include "platform/files.h"
 #include "testbed/temporary_directory.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using std::chrono::milliseconds;
@@ -132,4 +132,4 @@ TEST(ChildProcessTest, ChildEndsWithItsParent) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

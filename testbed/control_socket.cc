@@ -10,20 +10,13 @@
 
 #include "platform/logging.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using platform::RetryOnEintr;
 using platform::ScopedFd;
 
 ScopedFd NewSocket() { return ScopedFd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)); }
-
-sockaddr_un AddressOf(const platform::FilePath& path) {
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, path.c_str(), path.native().size());
-  return address;
-}
 
 const sockaddr* Generic(const sockaddr_un& address) {
   return reinterpret_cast<const sockaddr*>(&address);
@@ -36,9 +29,21 @@ ino_t InodeOf(const platform::FilePath& path) {
 
 }  // namespace
 
+sockaddr_un UnixAddress(std::string_view name) {
+  sockaddr_un address = {};
+  CHECK(name.size() < sizeof(address.sun_path)) << "Too long for a socket: " << name;
+  address.sun_family = AF_UNIX;
+  name.copy(address.sun_path, name.size());
+  return address;
+}
+
+std::string PeerAddress::Bytes() const {
+  return {address.sun_path, length - offsetof(sockaddr_un, sun_path)};
+}
+
 std::string PeerAddress::Text() const {
   if (!has_name()) return "nobody";
-  std::string name(address.sun_path, length - offsetof(sockaddr_un, sun_path));
+  std::string name = Bytes();
   if (name.front() != '\0') return name.c_str();  // a path ends at its zero byte
   name.front() = '@';
   return name.substr(0, name.find_last_not_of('\0') + 1);
@@ -72,14 +77,14 @@ Failure ControlSocket::Open() {
 
 // For the owner and the group, whatever the umask, as hostapd has it.
 bool ControlSocket::Bind() {
-  const sockaddr_un address = AddressOf(path_);
+  const sockaddr_un address = UnixAddress(path_.native());
   return bind(fd(), Generic(address), sizeof(address)) == 0 &&
          chmod(path_.c_str(), S_IRWXU | S_IRWXG) == 0;
 }
 
 bool ControlSocket::IsAbandoned() const {
   const ScopedFd probe = NewSocket();
-  const sockaddr_un address = AddressOf(path_);
+  const sockaddr_un address = UnixAddress(path_.native());
   return connect(probe.get(), Generic(address), sizeof(address)) < 0 && errno == ECONNREFUSED;
 }
 
@@ -104,4 +109,4 @@ ControlSocket::SendResult ControlSocket::Send(const PeerAddress& peer, std::stri
   return errno == EAGAIN ? SendResult::kFull : SendResult::kGone;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

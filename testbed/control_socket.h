@@ -12,7 +12,11 @@
 #include "platform/files.h"
 #include "testbed/failure.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
+
+// The address of a path, or of an abstract name, which begins with a null character; what is behind
+// it is zero. Fatal when it is too long.
+sockaddr_un UnixAddress(std::string_view name);
 
 // Where a datagram came from.
 struct PeerAddress {
@@ -21,6 +25,9 @@ struct PeerAddress {
 
   // A peer that has no name can't be answered.
   bool has_name() const { return length > sizeof(sa_family_t); }
+
+  // All bytes of the name, the zeros of an abstract one too.
+  std::string Bytes() const;
 
   // The path; an abstract name with "@" in place of its first zero byte and without those at its
   // end; "nobody" when there is no name.
@@ -67,6 +74,6 @@ class ControlSocket {
   ino_t inode_ = 0;
 };
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_CONTROL_SOCKET_H_

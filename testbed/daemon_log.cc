@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 // "DATE TIME SEVERITY SOURCE] TEXT"
@@ -36,4 +36,4 @@ std::vector<LogLine> ParseLog(std::string_view log) {
   return lines;
 }
 
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

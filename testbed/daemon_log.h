@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace orvane::ap {
+namespace orvane::testbed {
 
 // A line of the daemon's log. One that has no header (of a text that was logged whole, or of
 // somebody else's) has its text only.
@@ -21,6 +21,6 @@ std::ostream& operator<<(std::ostream& stream, const LogLine& line);
 // Only whole lines count.
 std::vector<LogLine> ParseLog(std::string_view log);
 
-}  // namespace orvane::ap
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_DAEMON_LOG_H_

@@ -23,7 +23,7 @@
 #include "testbed/program.h"
 #include "testbed/stations_file.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 // The fake kernel, with the contents of a file. The file is read whenever the index of an interface
@@ -87,7 +87,7 @@ class StationsFileKernel : public platform::NetlinkKernel {
   platform::FilePath file_;
   StationTable table_;
   KernelFaults faults_;
-  platform::FakeKernel kernel_;
+  simulation::FakeKernel kernel_;
 };
 
 int Main(int argc, char** argv) {
@@ -115,7 +115,7 @@ int Main(int argc, char** argv) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 // NOLINTNEXTLINE(bugprone-exception-escape): it ends the process, with its text.
-int main(int argc, char** argv) { return orvane::lab::Main(argc, argv); }
+int main(int argc, char** argv) { return orvane::testbed::Main(argc, argv); }

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using platform::TimeSpan;
@@ -160,4 +160,4 @@ std::vector<TimedLine> EventDay(platform::WallTime start) {
   return lines;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -6,7 +6,7 @@
 #include "platform/time.h"
 #include "testbed/event_plan.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // A day of an access point's interface in small, about eight seconds: stations probe, authenticate,
 // associate, connect, are steered or not, and leave, once for every reason that hostapd has and for
@@ -14,6 +14,6 @@ namespace orvane::lab {
 // count from `start`.
 std::vector<TimedLine> EventDay(platform::WallTime start);
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_EVENT_DAY_H_

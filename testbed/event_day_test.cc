@@ -9,7 +9,7 @@
 
 #include "testbed/text.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using ::testing::IsSupersetOf;
@@ -106,4 +106,4 @@ TEST(EventDayTest, TimesAreInOrderAndTold) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

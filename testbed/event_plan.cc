@@ -11,7 +11,7 @@
 
 #include "testbed/text.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using platform::TimeSpan;
@@ -125,4 +125,4 @@ Failure ParseScript(std::string_view text, const std::vector<std::string>& inter
   return std::nullopt;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

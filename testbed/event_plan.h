@@ -11,7 +11,7 @@
 #include "platform/time.h"
 #include "testbed/failure.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // An event line of hostapd's and when it is due, since the first attach.
 struct TimedLine {
@@ -54,6 +54,6 @@ using Script = std::map<std::string, std::vector<TimedLine>>;
 [[nodiscard]] Failure ParseScript(std::string_view text, const std::vector<std::string>& interfaces,
                                   Script* script);
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_EVENT_PLAN_H_

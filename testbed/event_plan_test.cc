@@ -7,7 +7,7 @@
 #include <chrono>
 #include <set>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using std::chrono::milliseconds;
@@ -101,4 +101,4 @@ TEST(ScriptTest, NamesTheBadLine) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using platform::TimeSpan;
@@ -82,4 +82,4 @@ bool EventPlayer::SendToWaiting() {
   return true;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -11,7 +11,7 @@
 #include "testbed/control_socket.h"
 #include "testbed/event_plan.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // The listeners of one control socket, and what is played to them: each line goes to everybody who
 // is attached when it is due. A listener whose queue is full is waited for, so none misses a line.
@@ -53,6 +53,6 @@ class EventPlayer {
   platform::OneShotTimer timer_;
 };
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_EVENT_PLAYER_H_

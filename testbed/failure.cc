@@ -4,10 +4,10 @@
 
 #include "platform/logging.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 Failure SystemFailure(const std::string& action) {
   return action + ": " + platform::SystemErrorText(errno);
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

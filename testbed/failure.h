@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // What went wrong, in one line for people; nothing when all is well.
 using Failure = std::optional<std::string>;
@@ -12,6 +12,6 @@ using Failure = std::optional<std::string>;
 // What the system said no to, and why, by errno.
 Failure SystemFailure(const std::string& action);
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_FAILURE_H_

@@ -4,14 +4,21 @@
 
 #include "platform/logging.h"
 
-namespace orvane::platform::bus {
+namespace orvane::testbed {
 namespace {
+
+using platform::bus::MessagePtr;
+using platform::bus::MessageReader;
+using platform::bus::MessageWriter;
+using platform::bus::StringMap;
+using platform::bus::WriteScope;
 
 constexpr char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
 
 }  // namespace
 
-FakePropertyService::FakePropertyService(SdEventLoop& loop, std::string path, std::string interface)
+FakePropertyService::FakePropertyService(platform::SdEventLoop& loop, std::string path,
+                                         std::string interface)
     : path_(std::move(path)), interface_(std::move(interface)) {
   AnswerWith([](MessageWriter& writer) { AppendStringMapProperties(writer, {}); });
   peer_.HandleCalls([this](sd_bus_message* call) { return OnCall(call); });
@@ -74,4 +81,4 @@ void AppendStringMapProperties(MessageWriter& writer,
   }
 }
 
-}  // namespace orvane::platform::bus
+}  // namespace orvane::testbed

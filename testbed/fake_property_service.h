@@ -7,14 +7,14 @@
 #include "platform/bus/messages.h"
 #include "testbed/test_peer.h"
 
-namespace orvane::platform::bus {
+namespace orvane::testbed {
 
 // An object with properties on the bus, served by the loop of the test.
 class FakePropertyService {
  public:
   using Filler = TestPeer::Filler;
 
-  FakePropertyService(SdEventLoop& loop, std::string path, std::string interface);
+  FakePropertyService(platform::SdEventLoop& loop, std::string path, std::string interface);
 
   TestPeer& peer() { return peer_; }
 
@@ -41,15 +41,16 @@ class FakePropertyService {
   std::string interface_;
   TestPeer peer_;
   std::function<void(sd_bus_message* call)> answer_;
-  std::vector<MessagePtr> held_;
+  std::vector<platform::bus::MessagePtr> held_;
   bool holding_ = false;
   int get_all_calls_ = 0;
 };
 
 // Appends properties, each a string map, as an a{sv}.
-void AppendStringMapProperties(MessageWriter& writer,
-                               const std::vector<std::pair<std::string, StringMap>>& properties);
+void AppendStringMapProperties(
+    platform::bus::MessageWriter& writer,
+    const std::vector<std::pair<std::string, platform::bus::StringMap>>& properties);
 
-}  // namespace orvane::platform::bus
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_FAKE_PROPERTY_SERVICE_H_

@@ -9,7 +9,7 @@
 
 #include "platform/logging.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 FileWatch::FileWatch(platform::Loop& loop, const platform::FilePath& file,
                      std::function<void()> on_change)
@@ -44,4 +44,4 @@ void FileWatch::OnReadReady(int fd) {
   if (changed) on_change_();
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

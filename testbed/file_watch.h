@@ -9,7 +9,7 @@
 #include "platform/loop.h"
 #include "testbed/failure.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // Tells of every change to a file that may come, go and be replaced: it was written and closed,
 // moved to its place or away from it, or deleted. Changes in quick succession may be told as one.
@@ -32,6 +32,6 @@ class FileWatch : public platform::FdWatcher {
   std::unique_ptr<platform::FdWatch> watch_;
 };
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_FILE_WATCH_H_

@@ -4,7 +4,7 @@
 
 #include "testbed/text.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 // What is wrong with the line; empty when it has been taken.
@@ -34,4 +34,4 @@ FlagsFile ParseFlagsFile(std::string_view text) {
   return file;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

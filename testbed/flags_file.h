@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 using FlagMap = std::map<std::string, std::string>;
 
@@ -21,6 +21,6 @@ struct FlagsFile {
 // nothing. A line that is not one of these, is not UTF-8 or has a key again is skipped.
 FlagsFile ParseFlagsFile(std::string_view text);
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_FLAGS_FILE_H_

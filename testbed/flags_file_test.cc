@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using ::testing::ElementsAre;
@@ -46,4 +46,4 @@ TEST(FlagsFileTest, NothingGivesNothing) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -7,7 +7,7 @@
 
 #include "testbed/bus_peer.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 class Container {
@@ -127,4 +127,4 @@ void AppendFlagsDictionary(sd_bus_message* message, const char* name, const Flag
   AppendFlagsVariant(message, flags, encoding);
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -8,7 +8,7 @@
 
 #include "testbed/flags_file.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 inline constexpr char kFlagsSignature[] = "a{ss}";
 
@@ -33,6 +33,6 @@ void AppendFlagsVariant(sd_bus_message* message, const FlagMap& flags,
 void AppendFlagsDictionary(sd_bus_message* message, const char* name, const FlagMap& flags,
                            const FlagsEncoding& encoding);
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_FLAGS_MESSAGE_H_

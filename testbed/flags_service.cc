@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 constexpr char kName[] = "org.velmora.ap.Flags";
@@ -145,4 +145,4 @@ void FlagsService::SignalFlags() {
   tell_(fmt::format("signalled {} flags", flags_.size()));
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -16,7 +16,7 @@
 #include "testbed/flags_message.h"
 #include "testbed/program.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 struct FlagsServiceOptions {
   platform::FilePath file;
@@ -61,12 +61,12 @@ class FlagsService {
   FlagMap flags_;
   platform::SdEventLoop& loop_;
   BusPeer peer_;
-  SlotPtr object_slot_;
-  SlotPtr vtable_slot_;
+  platform::bus::SlotPtr object_slot_;
+  platform::bus::SlotPtr vtable_slot_;
   FileWatch watch_;
   platform::WeakPtrFactory<FlagsService> weak_factory_{this};
 };
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_FLAGS_SERVICE_H_

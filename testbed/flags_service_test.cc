@@ -12,7 +12,7 @@
 #include "testbed/program_under_test.h"
 #include "testbed/temporary_directory.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using std::chrono::milliseconds;
@@ -78,7 +78,7 @@ class FlagsServiceTest : public ::testing::Test {
   std::unique_ptr<ChildProcess> Start(ChildProcess::Arguments arguments = {},
                                       const std::string& ready = "started") {
     arguments.insert(arguments.begin(), file_);
-    return StartLabProgramUntil(ready, "flags_service", std::move(arguments));
+    return StartTestbedProgramUntil(ready, "flags_service", std::move(arguments));
   }
 
   Value GetAll() {
@@ -122,10 +122,10 @@ class FlagsServiceTest : public ::testing::Test {
     return value;
   }
 
-  platform::bus::PrivateBus bus_;
+  PrivateBus bus_;
   TemporaryDirectory directory_;
   platform::FilePath file_ = directory_.path() / "flags";
-  BusPtr client_;
+  platform::bus::BusPtr client_;
   std::vector<Value> changes_;
 };
 
@@ -195,7 +195,7 @@ TEST_F(FlagsServiceTest, NoFileIsNoFlags) {
 }
 
 TEST_F(FlagsServiceTest, NoDirectoryIsAFailure) {
-  auto service = StartLabProgram("flags_service", {directory_.path() / "none" / "flags"});
+  auto service = StartTestbedProgram("flags_service", {directory_.path() / "none" / "flags"});
   EXPECT_EQ(service->WaitForExit(kLongEnough), ExitStatus{.code = kExitFailure});
 }
 
@@ -261,4 +261,4 @@ TEST_P(WrongTypeTest, IsSent) {
 INSTANTIATE_TEST_SUITE_P(All, WrongTypeTest, ::testing::ValuesIn(WrongFlagsTypes()));
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -5,17 +5,17 @@
 #include <span>
 #include <vector>
 
-#include "platform/netlink/message_builder.h"
 #include "platform/netlink/netlink_message.h"
+#include "simulation/message_builder.h"
 
 namespace orvane::bridge {
 
 // A message of generic netlink as bytes.
 inline std::vector<std::uint8_t> MakeMessage(int command,
-                                             const platform::AttributeBuilder& attributes) {
+                                             const simulation::AttributeBuilder& attributes) {
   constexpr std::uint16_t kFamily = 0x20;
-  return platform::MakeGenericMessage({.type = kFamily}, static_cast<std::uint8_t>(command),
-                                      attributes);
+  return simulation::MakeGenericMessage({.type = kFamily}, static_cast<std::uint8_t>(command),
+                                        attributes);
 }
 
 // What a parser makes of the message that the bytes begin with.

@@ -9,12 +9,12 @@
 
 #include <cerrno>
 
-namespace orvane::ap {
+namespace orvane::testbed {
 
 using std::chrono::milliseconds;
 
-platform::FilePath ControlSocketPath(const std::string& interface) {
-  return platform::FilePath(kControlDirectory) / interface;
+platform::FilePath ControlSocketPath(const platform::FilePath& socket) {
+  return kControlDirectory / socket;
 }
 
 void LeaveSocketFile(const std::string& interface) {
@@ -22,11 +22,8 @@ void LeaveSocketFile(const std::string& interface) {
 }
 
 void FillQueue(const std::string& interface) {
-  const platform::FilePath path = ControlSocketPath(interface);
   const platform::ScopedFd client(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  path.native().copy(address.sun_path, sizeof(address.sun_path) - 1);
+  const sockaddr_un address = UnixAddress(ControlSocketPath(interface).native());
   const auto* generic = reinterpret_cast<const sockaddr*>(&address);
   ASSERT_EQ(connect(client.get(), generic, sizeof(address)), 0);
   while (send(client.get(), "PING", 4, 0) == 4) {
@@ -34,10 +31,10 @@ void FillQueue(const std::string& interface) {
   ASSERT_EQ(errno, EAGAIN);
 }
 
-Hostapd::Hostapd(const std::string& interface)
-    : path_(ControlSocketPath(interface)), socket_(path_) {
-  std::filesystem::create_directories(kControlDirectory);
-  const lab::Failure failure = socket_.Open();
+Hostapd::Hostapd(const platform::FilePath& socket)
+    : path_(ControlSocketPath(socket)), socket_(path_) {
+  std::filesystem::create_directories(path_.parent_path());
+  const Failure failure = socket_.Open();
   EXPECT_FALSE(failure.has_value()) << *failure;
 }
 
@@ -49,18 +46,24 @@ void Hostapd::Kill(std::unique_ptr<Hostapd> hostapd) {
   std::filesystem::rename(aside, path);
 }
 
-std::optional<Hostapd::Received> Hostapd::Receive(milliseconds timeout) {
+std::optional<std::string> Hostapd::Receive() {
+  std::optional<Command> command = socket_.Receive();
+  if (!command.has_value()) return std::nullopt;
+  sender_ = command->sender;
+  return std::move(command->text);
+}
+
+std::optional<Hostapd::Received> Hostapd::WaitForCommand(milliseconds timeout) {
   pollfd watched = {.fd = socket_.fd(), .events = POLLIN, .revents = 0};
   if (poll(&watched, 1, static_cast<int>(timeout.count())) <= 0) return std::nullopt;
   const Clock::time_point now = Clock::now();
-  const std::optional<lab::Command> command = socket_.Receive();
-  if (!command.has_value()) return std::nullopt;
-  sender_ = command->sender;
-  return Received{command->text, now};
+  std::optional<std::string> text = Receive();
+  if (!text.has_value()) return std::nullopt;
+  return Received{std::move(*text), now};
 }
 
 Hostapd::Clock::time_point Hostapd::ExpectCommand(std::string_view command, milliseconds timeout) {
-  const std::optional<Received> received = Receive(timeout);
+  const std::optional<Received> received = WaitForCommand(timeout);
   EXPECT_TRUE(received.has_value()) << "no " << command << " on " << path_;
   if (!received.has_value()) return Clock::now();
   EXPECT_EQ(received->text, command) << "on " << path_;
@@ -68,20 +71,21 @@ Hostapd::Clock::time_point Hostapd::ExpectCommand(std::string_view command, mill
 }
 
 void Hostapd::ExpectSilence(milliseconds time) {
-  const std::optional<Received> received = Receive(time);
+  const std::optional<Received> received = WaitForCommand(time);
   EXPECT_FALSE(received.has_value()) << "unexpected " << received->text << " on " << path_;
 }
 
-void Hostapd::Send(std::string_view text) {
+bool Hostapd::Send(std::string_view text) {
   const Clock::time_point deadline = Clock::now() + kPatience;
-  lab::ControlSocket::SendResult result;
+  ControlSocket::SendResult result;
   do {
     result = TrySend(text);
-  } while (result == lab::ControlSocket::SendResult::kFull && Clock::now() < deadline);
-  EXPECT_EQ(result, lab::ControlSocket::SendResult::kSent) << "to " << sender_.Text();
+  } while (result == ControlSocket::SendResult::kFull && Clock::now() < deadline);
+  EXPECT_EQ(result, ControlSocket::SendResult::kSent) << "to " << sender_.Text();
+  return result == ControlSocket::SendResult::kSent;
 }
 
-lab::ControlSocket::SendResult Hostapd::TrySend(std::string_view text) {
+ControlSocket::SendResult Hostapd::TrySend(std::string_view text) {
   return socket_.Send(sender_, text);
 }
 
@@ -96,4 +100,4 @@ Hostapd::Clock::time_point Hostapd::Attach() {
   return time;
 }
 
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -16,7 +16,7 @@
 #include "testbed/event_player.h"
 #include "testbed/text.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 constexpr std::string_view kOk = "OK\n";
@@ -143,4 +143,4 @@ void HostapdStandin::OnInterfaceDone() {
   if (options_.exit_when_done) loop_.Quit(kExitOk);
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

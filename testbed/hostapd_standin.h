@@ -13,7 +13,7 @@
 #include "testbed/failure.h"
 #include "testbed/program.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 struct HostapdStandinOptions {
   platform::FilePath directory = "/var/run/hostapd";
@@ -54,6 +54,6 @@ class HostapdStandin {
   std::vector<std::unique_ptr<Interface>> interfaces_;
 };
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_HOSTAPD_STANDIN_H_

@@ -14,7 +14,7 @@
 #include "testbed/hostapd_standin.h"
 #include "testbed/program.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 // What to play, as the command line has it.
@@ -124,7 +124,7 @@ int Main(int argc, char** argv) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 // NOLINTNEXTLINE(bugprone-exception-escape): it ends the process, with its text.
-int main(int argc, char** argv) { return orvane::lab::Main(argc, argv); }
+int main(int argc, char** argv) { return orvane::testbed::Main(argc, argv); }

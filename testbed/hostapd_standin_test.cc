@@ -16,7 +16,7 @@
 #include "testbed/program_under_test.h"
 #include "testbed/temporary_directory.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using std::chrono::milliseconds;
@@ -76,7 +76,7 @@ class HostapdStandinTest : public ::testing::Test {
  protected:
   std::unique_ptr<ChildProcess> Start(ChildProcess::Arguments arguments = {}) {
     arguments.insert(arguments.begin(), {"--directory", directory_.path() / "hostapd"});
-    return StartLabProgramUntil("ready", "hostapd_standin", std::move(arguments));
+    return StartTestbedProgramUntil("ready", "hostapd_standin", std::move(arguments));
   }
 
   platform::FilePath Socket(const std::string& interface) const {
@@ -174,7 +174,8 @@ TEST_F(HostapdStandinTest, ReplacesAnAbandonedSocketOnly) {
   ASSERT_TRUE(platform::PathExists(Socket(k2400)));
   auto second = Start();
   EXPECT_EQ(Connect(k2400)->Ask("PING"), "PONG\n");
-  auto third = StartLabProgram("hostapd_standin", {"--directory", directory_.path() / "hostapd"});
+  auto third =
+      StartTestbedProgram("hostapd_standin", {"--directory", directory_.path() / "hostapd"});
   EXPECT_EQ(third->WaitForExit(kLongEnough), ExitStatus{.code = kExitFailure});
   EXPECT_EQ(Connect(k2400)->Ask("PING"), "PONG\n");
 }
@@ -219,10 +220,10 @@ TEST_F(HostapdStandinTest, PlaysAScriptFromTheFirstAttachOn) {
 }
 
 TEST_F(HostapdStandinTest, ABadScriptIsAFailure) {
-  auto standin = StartLabProgram("hostapd_standin", {"--script", ScriptFile("\nx\n")});
+  auto standin = StartTestbedProgram("hostapd_standin", {"--script", ScriptFile("\nx\n")});
   EXPECT_EQ(standin->WaitForExit(kLongEnough), ExitStatus{.code = kExitFailure});
   EXPECT_THAT(standin->err().Text(), ::testing::HasSubstr("script line 2: \"x\" is no time"));
-  auto without = StartLabProgram("hostapd_standin", {"--script", "/nowhere"});
+  auto without = StartTestbedProgram("hostapd_standin", {"--script", "/nowhere"});
   EXPECT_EQ(without->WaitForExit(kLongEnough), ExitStatus{.code = kExitFailure});
   EXPECT_THAT(without->err().Text(), ::testing::HasSubstr("/nowhere: No such file"));
 }
@@ -305,4 +306,4 @@ TEST_F(HostapdStandinTest, AStuckListenerDoesNotKeepItFromAnsweringOrEnding) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -8,24 +8,24 @@
 
 #include "platform/logging.h"
 
-namespace orvane::platform {
+namespace orvane::testbed {
 
 // Keeps what is logged while it lives, without the header.
 class LogCapture {
  public:
-  using Line = std::pair<Severity, std::string>;
+  using Line = std::pair<platform::Severity, std::string>;
 
   // Verbose lines up to this level come, too.
-  explicit LogCapture(int verbose_level = 0) { SetVerboseLevel(verbose_level); }
+  explicit LogCapture(int verbose_level = 0) { platform::SetVerboseLevel(verbose_level); }
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
-  ~LogCapture() { SetVerboseLevel(0); }
+  ~LogCapture() { platform::SetVerboseLevel(0); }
 
   const std::vector<Line>& lines() const { return lines_; }
   void Clear() { lines_.clear(); }
 
   // The lines of one severity, in order.
-  std::vector<std::string> Lines(Severity severity) const {
+  std::vector<std::string> Lines(platform::Severity severity) const {
     std::vector<std::string> lines;
     for (const auto& [line_severity, text] : lines_) {
       if (line_severity == severity) lines.push_back(text);
@@ -36,10 +36,11 @@ class LogCapture {
 
  private:
   std::vector<Line> lines_;
-  LogListener listener_{
-      [this](Severity severity, std::string_view text) { lines_.emplace_back(severity, text); }};
+  platform::LogListener listener_{[this](platform::Severity severity, std::string_view text) {
+    lines_.emplace_back(severity, text);
+  }};
 };
 
-}  // namespace orvane::platform
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_LOG_CAPTURE_H_

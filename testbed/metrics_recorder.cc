@@ -10,7 +10,7 @@
 
 #include "platform/logging.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 constexpr char kName[] = "org.velmora.ap.Quillary";
@@ -196,4 +196,4 @@ void MetricsRecorder::Reply(sd_bus_message* call) {
   peer_.Send(reply);
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

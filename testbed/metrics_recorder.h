@@ -17,7 +17,7 @@
 #include "testbed/record.h"
 #include "testbed/record_store.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 struct MetricsRecorderOptions {
   bool json = false;                       // tell records as JSON lines
@@ -60,10 +60,10 @@ class MetricsRecorder {
   int calls_ = 0;
   const Vtable vtable_;
   BusPeer peer_;
-  SlotPtr vtable_slot_;
+  platform::bus::SlotPtr vtable_slot_;
   platform::WeakPtrFactory<MetricsRecorder> weak_factory_{this};
 };
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_METRICS_RECORDER_H_

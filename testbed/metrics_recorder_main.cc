@@ -10,7 +10,7 @@
 #include "testbed/metrics_recorder.h"
 #include "testbed/program.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 void DescribeOptions(CLI::App& app, MetricsRecorderOptions* options) {
@@ -45,7 +45,7 @@ int Main(int argc, char** argv) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 // NOLINTNEXTLINE(bugprone-exception-escape): it ends the process, with its text.
-int main(int argc, char** argv) { return orvane::lab::Main(argc, argv); }
+int main(int argc, char** argv) { return orvane::testbed::Main(argc, argv); }

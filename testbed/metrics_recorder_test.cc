@@ -10,7 +10,7 @@
 #include "testbed/program_under_test.h"
 #include "testbed/temporary_directory.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using std::chrono::milliseconds;
@@ -36,7 +36,7 @@ class MetricsRecorderTest : public ::testing::Test {
   }
 
   static std::unique_ptr<ChildProcess> Start(ChildProcess::Arguments arguments = {}) {
-    return StartLabProgramUntil("started", "metrics_recorder", std::move(arguments));
+    return StartTestbedProgramUntil("started", "metrics_recorder", std::move(arguments));
   }
 
   Answer Call(sd_bus_message* call) {
@@ -69,8 +69,8 @@ class MetricsRecorderTest : public ::testing::Test {
     return Call(call);
   }
 
-  platform::bus::PrivateBus bus_;
-  BusPtr client_;
+  PrivateBus bus_;
+  platform::bus::BusPtr client_;
 };
 
 std::string SampleEvent() {
@@ -172,7 +172,7 @@ TEST_F(MetricsRecorderTest, ExtraData) {
 }
 
 TEST_F(MetricsRecorderTest, Late) {
-  auto recorder = StartLabProgram("metrics_recorder", {"--late", "0.3"});
+  auto recorder = StartTestbedProgram("metrics_recorder", {"--late", "0.3"});
   EXPECT_EQ(Record("t", "d").error, SD_BUS_ERROR_SERVICE_UNKNOWN);
   EXPECT_TRUE(recorder->out().WaitForLine("started", kLongEnough));
   EXPECT_EQ(Record("t", "d").error, "");
@@ -187,4 +187,4 @@ TEST_F(MetricsRecorderTest, DiesInACall) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -6,16 +6,16 @@
 #include <span>
 #include <vector>
 
-#include "platform/netlink/message_builder.h"
 #include "platform/netlink/netlink_message.h"
+#include "simulation/message_builder.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 
 // A reply of nl80211 with its bytes, as a record is a view of.
 class Nl80211Reply {
  public:
-  Nl80211Reply(std::uint8_t command, const platform::AttributeBuilder& attributes)
-      : bytes_(platform::MakeGenericMessage({28}, command, attributes)) {
+  Nl80211Reply(std::uint8_t command, const simulation::AttributeBuilder& attributes)
+      : bytes_(simulation::MakeGenericMessage({28}, command, attributes)) {
     std::span<const std::uint8_t> rest(bytes_);
     message_ = platform::GenericNetlinkMessage::From(*platform::NetlinkMessage::TakeFrom(&rest));
   }
@@ -30,6 +30,6 @@ class Nl80211Reply {
   std::optional<platform::GenericNetlinkMessage> message_;
 };
 
-}  // namespace orvane::ap
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_NL80211_REPLY_H_

@@ -3,7 +3,7 @@
 #include <linux/genetlink.h>
 #include <linux/nl80211.h>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 int TakeFamilyId(const nlattr* attribute, void* data) {
@@ -59,4 +59,4 @@ nlmsghdr* Nl80211Socket::NewRequestOf(std::uint16_t family, std::uint8_t command
   return request;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -9,7 +9,7 @@
 
 #include "testbed/failure.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // A socket to the kernel's nl80211 that asks and waits for the answer, and does no more than that.
 class Nl80211Socket {
@@ -37,6 +37,6 @@ class Nl80211Socket {
   std::uint16_t family_ = 0;
 };
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_NL80211_SOCKET_H_

@@ -8,7 +8,7 @@
 #include "platform/bus/messages.h"
 #include "platform/logging.h"
 
-namespace orvane::platform::bus {
+namespace orvane::testbed {
 
 // Makes messages without a bus: to be filled, sealed and read, never to be sent.
 class OfflineMessages {
@@ -28,10 +28,10 @@ class OfflineMessages {
     close(peer_fd_);
   }
 
-  MessagePtr New() {
+  platform::bus::MessagePtr New() {
     sd_bus_message* message = nullptr;
     CHECK(sd_bus_message_new_signal(bus_, &message, "/a", "a.b", "C") >= 0);
-    return MessagePtr(message);
+    return platform::bus::MessagePtr(message);
   }
 
   // From now on the message can only be read, from its beginning.
@@ -45,6 +45,6 @@ class OfflineMessages {
   int peer_fd_ = -1;
 };
 
-}  // namespace orvane::platform::bus
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_OFFLINE_MESSAGE_H_

@@ -3,26 +3,26 @@
 
 #include <sys/types.h>
 
-#include <filesystem>
+#include <memory>
 #include <string>
 
-namespace orvane::platform::bus {
+#include "testbed/child_process.h"
+#include "testbed/temporary_directory.h"
 
-// A real dbus-daemon for one test, in a temporary folder of its own, that lets everybody do
-// everything. While it lives, and after, DBUS_SYSTEM_BUS_ADDRESS of this process names it: a test
-// never reaches the machine's own bus. It dies with the thread that made it, and each failure to
-// set it up ends the process.
+namespace orvane::testbed {
+
+// A real dbus-daemon for one test that lets everybody do everything (testbed/private_bus.conf).
+// While it lives, and after, DBUS_SYSTEM_BUS_ADDRESS of this process names it: a test never reaches
+// the machine's own bus. It dies with the thread that made it, and each failure to set it up ends
+// the process.
 class PrivateBus {
  public:
   // Returns when the bus takes connections. `rules` are <allow> and <deny> elements of its
   // configuration, which count more than the ones that let everybody do everything.
-  explicit PrivateBus(std::string rules = "");
-  PrivateBus(const PrivateBus&) = delete;
-  PrivateBus& operator=(const PrivateBus&) = delete;
-  ~PrivateBus();
+  explicit PrivateBus(const std::string& rules = "");
 
   const std::string& address() const { return address_; }
-  pid_t pid() const { return pid_; }
+  pid_t pid() const { return process_->pid(); }
 
   // Ends the dbus-daemon without letting it say goodbye. Nothing if it does not run.
   void Kill();
@@ -31,17 +31,11 @@ class PrivateBus {
   void Start();
 
  private:
-  void WriteConfig() const;
-  std::filesystem::path ConfigPath() const { return folder_ / "bus.conf"; }
-  // What the dbus-daemon has to say; shown when it does not start.
-  std::filesystem::path LogPath() const { return folder_ / "log"; }
-
-  std::string rules_;
-  std::filesystem::path folder_;
-  std::string address_;
-  pid_t pid_ = -1;
+  TemporaryDirectory directory_;
+  std::string address_ = "unix:path=" + (directory_.path() / "bus").native();
+  std::unique_ptr<ChildProcess> process_;
 };
 
-}  // namespace orvane::platform::bus
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_PRIVATE_BUS_H_

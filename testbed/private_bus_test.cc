@@ -8,13 +8,13 @@
 
 #include "testbed/test_peer.h"
 
-namespace orvane::platform::bus {
+namespace orvane::testbed {
 namespace {
 
 bool CanConnect() {
   sd_bus* bus = nullptr;
   const bool opened = sd_bus_open_system(&bus) >= 0;
-  const BusPtr owned(bus);
+  const platform::bus::BusPtr owned(bus);
   const char* name = nullptr;
   return opened && sd_bus_get_unique_name(bus, &name) >= 0;
 }
@@ -52,14 +52,14 @@ TEST(PrivateBusTest, EverybodyMaySignalEverybody) {
                 receiver.bus(), &slot, nullptr, "/a", "b.c", "D",
                 [](sd_bus_message* signal, void* out, sd_bus_error*) {
                   *static_cast<std::string*>(out) =
-                      MessageReader(signal).PopString().value_or("nothing");
+                      platform::bus::MessageReader(signal).PopString().value_or("nothing");
                   return 0;
                 },
                 &text),
             0);
-  const SlotPtr owned(slot);
+  const platform::bus::SlotPtr owned(slot);
   sender.EmitSignal(receiver.unique_name(), "/a", "b.c", "D",
-                    [](MessageWriter& writer) { writer.AppendString("hello"); });
+                    [](platform::bus::MessageWriter& writer) { writer.AppendString("hello"); });
   for (int i = 0; i < 100 && text.empty(); ++i) {
     if (sd_bus_process(receiver.bus(), nullptr) == 0) sd_bus_wait(receiver.bus(), 50'000);
   }
@@ -67,4 +67,4 @@ TEST(PrivateBusTest, EverybodyMaySignalEverybody) {
 }
 
 }  // namespace
-}  // namespace orvane::platform::bus
+}  // namespace orvane::testbed

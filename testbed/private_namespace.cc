@@ -13,7 +13,7 @@
 #include "platform/files.h"
 #include "platform/logging.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using platform::FilePath;
@@ -145,4 +145,4 @@ Failure EnterPrivateNamespace(const PrivateNamespaceOptions& options) {
   return options.private_dev ? MountPrivateDev() : std::nullopt;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -3,7 +3,7 @@
 
 #include "testbed/failure.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 struct PrivateNamespaceOptions {
   // A /dev with nothing but the usual nodes (null, zero, full, random, urandom, tty, ptmx, pts, shm
@@ -23,6 +23,6 @@ struct PrivateNamespaceOptions {
 // new namespace with only some of the file systems: it should end.
 [[nodiscard]] Failure EnterPrivateNamespace(const PrivateNamespaceOptions& options = {});
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_PRIVATE_NAMESPACE_H_

@@ -14,7 +14,7 @@
 #include "platform/files.h"
 #include "testbed/temporary_directory.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 constexpr char kRunMarker[] = "/var/run/lab-private-namespace-test";
@@ -117,4 +117,4 @@ INSTANTIATE_TEST_SUITE_P(User, PrivateNamespaceTest, ::testing::Bool(), [](const
 });
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -9,7 +9,7 @@
 #include "platform/files.h"
 #include "platform/logging.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 ProcessFile::ProcessFile(pid_t pid, std::string_view name)
     : path_(fmt::format("/proc/{}/{}", pid, name)),
@@ -30,4 +30,4 @@ std::size_t DescriptorCount(pid_t pid) {
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // Figures of a process, seen from outside, as /proc has them. A figure that is not there, since the
 // process is gone or the kernel doesn't tell it, ends the program: nobody takes it for a zero.
@@ -29,6 +29,6 @@ class ProcessFile {
 // How many descriptors it has open.
 std::size_t DescriptorCount(pid_t pid);
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_PROCESS_FIGURES_H_

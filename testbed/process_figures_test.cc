@@ -6,7 +6,7 @@
 
 #include "platform/files.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 TEST(ProcessFiguresTest, FindsTheLineOfAKey) {
@@ -34,4 +34,4 @@ TEST(ProcessFiguresDeathTest, TakesNothingMissingForZero) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -15,7 +15,7 @@ int main(int argc, char** argv) {
   const rlimit no_core = {.rlim_cur = 0, .rlim_max = 0};
   setrlimit(RLIMIT_CORE, &no_core);
   if (!GTEST_FLAG_GET(list_tests)) {
-    if (const auto failure = orvane::lab::EnterPrivateNamespace({.private_dev = true})) {
+    if (const auto failure = orvane::testbed::EnterPrivateNamespace({.private_dev = true})) {
       std::cerr << *failure << "\n";
       return 1;
     }

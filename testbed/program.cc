@@ -10,7 +10,7 @@
 #include <ratio>
 #include <string>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using platform::TimeSpan;
@@ -84,4 +84,4 @@ int RunProgram(const CLI::App& app, const Failure& start_failure, platform::SdEv
   return loop.Run();
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -13,7 +13,7 @@
 #include "platform/time.h"
 #include "testbed/failure.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // What the programs' mains share.
 
@@ -53,6 +53,6 @@ void EndOnSignals(platform::SdEventLoop& loop);
 // Runs the loop, unless starting failed. The program's exit code.
 int RunProgram(const CLI::App& app, const Failure& start_failure, platform::SdEventLoop& loop);
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_PROGRAM_H_

@@ -8,7 +8,7 @@
 #include "testbed/program_under_test.h"
 #include "testbed/temporary_directory.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using ::testing::HasSubstr;
@@ -17,7 +17,7 @@ constexpr ExitStatus kUsageError = {.code = kExitUsage};
 
 TEST(ProgramTest, HelpIsASuccess) {
   for (const char* name : {"flags_service", "hostapd_standin", "metrics_recorder"}) {
-    auto program = StartLabProgram(name, {"--help"});
+    auto program = StartTestbedProgram(name, {"--help"});
     EXPECT_EQ(program->WaitForExit(kLongEnough), ExitStatus{.code = 0});
     EXPECT_THAT(program->out().Text(), HasSubstr(std::string("Usage: ") + name));
   }
@@ -42,7 +42,7 @@ TEST(ProgramTest, BadUsageIsOneLineAndItsOwnExitCode) {
       {"hostapd_standin", "--exit-when-done"},
   };
   for (const ChildProcess::Arguments& call : calls) {
-    auto program = StartLabProgram(call[0], {call.begin() + 1, call.end()});
+    auto program = StartTestbedProgram(call[0], {call.begin() + 1, call.end()});
     EXPECT_EQ(program->WaitForExit(kLongEnough), kUsageError) << ::testing::PrintToString(call);
     EXPECT_EQ(program->err().Count("\n"), 1U) << program->err().Text();
     EXPECT_TRUE(program->err().Text().starts_with(call[0] + ": ")) << program->err().Text();
@@ -51,7 +51,7 @@ TEST(ProgramTest, BadUsageIsOneLineAndItsOwnExitCode) {
 }
 
 TEST(ProgramTest, ASignalEndsEachWithSuccess) {
-  const platform::bus::PrivateBus bus;
+  const PrivateBus bus;
   TemporaryDirectory directory;
   const std::vector<ChildProcess::Arguments> calls = {
       {"flags_service", directory.path() / "flags"},
@@ -61,7 +61,7 @@ TEST(ProgramTest, ASignalEndsEachWithSuccess) {
   };
   for (const int signal_number : {SIGTERM, SIGINT}) {
     for (const ChildProcess::Arguments& call : calls) {
-      auto program = StartLabProgramUntil("", call[0], {call.begin() + 1, call.end()});
+      auto program = StartTestbedProgramUntil("", call[0], {call.begin() + 1, call.end()});
       program->Signal(signal_number);
       EXPECT_EQ(program->WaitForExit(kLongEnough), ExitStatus{.code = 0})
           << ::testing::PrintToString(call) << program->err().Text();
@@ -70,25 +70,25 @@ TEST(ProgramTest, ASignalEndsEachWithSuccess) {
 }
 
 TEST(ProgramTest, LosingTheBusIsAFailure) {
-  platform::bus::PrivateBus bus;
-  auto recorder = StartLabProgramUntil("started", "metrics_recorder", {});
+  PrivateBus bus;
+  auto recorder = StartTestbedProgramUntil("started", "metrics_recorder", {});
   bus.Kill();
   EXPECT_EQ(recorder->WaitForExit(kLongEnough), ExitStatus{.code = kExitFailure});
-  auto without_bus = StartLabProgram("metrics_recorder", {});
+  auto without_bus = StartTestbedProgram("metrics_recorder", {});
   EXPECT_EQ(without_bus->WaitForExit(kLongEnough), ExitStatus{.code = kExitFailure});
   EXPECT_THAT(without_bus->err().Text(),
               HasSubstr("metrics_recorder: Can't connect to the system bus: "));
 }
 
 TEST(ProgramTest, ATakenNameIsAFailure) {
-  const platform::bus::PrivateBus bus;
-  auto first = StartLabProgramUntil("started", "metrics_recorder", {});
-  auto second = StartLabProgram("metrics_recorder", {});
+  const PrivateBus bus;
+  auto first = StartTestbedProgramUntil("started", "metrics_recorder", {});
+  auto second = StartTestbedProgram("metrics_recorder", {});
   EXPECT_EQ(second->WaitForExit(kLongEnough), ExitStatus{.code = kExitFailure});
   EXPECT_THAT(second->err().Text(), HasSubstr("Can't claim the name org.velmora.ap.Quillary: "));
-  auto later = StartLabProgram("metrics_recorder", {"--late", "0.05"});
+  auto later = StartTestbedProgram("metrics_recorder", {"--late", "0.05"});
   EXPECT_EQ(later->WaitForExit(kLongEnough), ExitStatus{.code = kExitFailure});
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -9,31 +9,29 @@
 #include <utility>
 
 #include "testbed/child_process.h"
+#include "testbed/wait_until.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
-inline constexpr std::chrono::milliseconds kLongEnough(10'000);
+inline constexpr std::chrono::milliseconds kLongEnough = kPatience;
 
-// Starts one of the lab's programs from the folder where they have been built.
-inline std::unique_ptr<ChildProcess> StartLabProgram(const std::string& name,
-                                                     ChildProcess::Arguments arguments) {
+// Starts one of the testbed's programs from the folder where they have been built.
+inline std::unique_ptr<ChildProcess> StartTestbedProgram(const std::string& name,
+                                                         ChildProcess::Arguments arguments) {
   arguments.insert(arguments.begin(), std::string(TESTBED_DIRECTORY "/") + name);
-  std::string error;
-  auto child = ChildProcess::Start(arguments, {}, &error);
-  EXPECT_NE(child, nullptr) << error;
-  return child;
+  return StartProcess(arguments);
 }
 
 // Starts it, and waits until it has said `ready`.
-inline std::unique_ptr<ChildProcess> StartLabProgramUntil(const std::string& ready,
-                                                          const std::string& name,
-                                                          ChildProcess::Arguments arguments) {
-  auto child = StartLabProgram(name, std::move(arguments));
+inline std::unique_ptr<ChildProcess> StartTestbedProgramUntil(const std::string& ready,
+                                                              const std::string& name,
+                                                              ChildProcess::Arguments arguments) {
+  auto child = StartTestbedProgram(name, std::move(arguments));
   EXPECT_TRUE(child->out().WaitForLine(ready, kLongEnough))
       << child->out().Text() << child->err().Text();
   return child;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_PROGRAM_UNDER_TEST_H_

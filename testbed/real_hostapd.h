@@ -7,31 +7,36 @@
 #include <memory>
 #include <string>
 
-#include "testbed/access_point.h"
+#include "platform/files.h"
 #include "testbed/child_process.h"
+#include "testbed/wait_until.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 
-// An access point with the distribution's hostapd at 5 GHz, which needs no radio for its control
-// socket.
-class RealHostapd : public AccessPoint {
- protected:
-  // Runs one, and waits until it serves its socket.
-  void StartHostapd();
-  void StopHostapd(int signal_number = SIGTERM);
+// The distribution's hostapd at 5 GHz, which needs no radio for its control socket.
+class RealHostapd {
+ public:
+  // Its configuration goes to `directory`, which must outlive it.
+  explicit RealHostapd(platform::FilePath directory) : directory_(std::move(directory)) {}
 
-  // Whether the daemon attaches, as hostapd has it; each time counts once.
+  // Runs it, and waits until it serves its socket.
+  void Start();
+  // Signals it, and waits for its end.
+  void Stop(int signal_number = SIGTERM);
+
+  // Whether a client attaches in time; each time counts once.
   bool IsAttached(std::chrono::milliseconds timeout = kPatience);
 
   // Runs a command of hostapd's own client.
   static void Command(const std::string& name, const std::string& argument = "");
 
-  lab::ChildProcess& hostapd() { return *hostapd_; }
+  ChildProcess& process() { return *process_; }
 
  private:
-  std::unique_ptr<lab::ChildProcess> hostapd_;
+  platform::FilePath directory_;
+  std::unique_ptr<ChildProcess> process_;
 };
 
-}  // namespace orvane::ap
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_REAL_HOSTAPD_H_

@@ -15,7 +15,7 @@
 #include "platform/logging.h"
 #include "testbed/text.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using access_infrastructure::proto::ClientEventInfo;
@@ -147,4 +147,4 @@ std::string RecordToJson(const MetricRecord& record) {
       JsonText(record.signature), JsonText(record.value), record.received_ms);
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // A record of bytes as the metrics recorder was given it.
 struct DataRecord {
@@ -36,6 +36,6 @@ std::string DescribeRecord(const MetricRecord& record);
 std::string RecordToJson(const DataRecord& record);
 std::string RecordToJson(const MetricRecord& record);
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_RECORD_H_

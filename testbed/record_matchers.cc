@@ -8,7 +8,7 @@
 #include "testbed/access_point.h"
 #include "testbed/temporary_directory.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 
 access_infrastructure::proto::Event EventOf(const std::string& text) {
   access_infrastructure::proto::Event event;
@@ -17,12 +17,12 @@ access_infrastructure::proto::Event EventOf(const std::string& text) {
 }
 
 std::string Identifier(std::string_view salt, std::string_view mac_digits) {
-  const lab::TemporaryDirectory directory;
+  const TemporaryDirectory directory;
   const platform::FilePath file = directory.path() / "input";
-  lab::WriteFile(file, std::string(salt) + std::string(mac_digits));
+  WriteFile(file, std::string(salt) + std::string(mac_digits));
   std::string digest = OutputOf({"sha256sum", file}).substr(0, 64);
   for (char& digit : digest) digit = static_cast<char>(std::toupper(digit));
   return digest;
 }
 
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

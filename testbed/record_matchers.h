@@ -10,7 +10,7 @@
 
 #include "event.pb.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 
 // Every field of two messages is the same, also whether it is there at all.
 MATCHER_P(EqualsProto, expected, "equals\n" + expected.DebugString()) {
@@ -29,6 +29,6 @@ access_infrastructure::proto::Event EventOf(const std::string& text);
 // the twelve lower-case digits of the address.
 std::string Identifier(std::string_view salt, std::string_view mac_digits);
 
-}  // namespace orvane::ap
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_RECORD_MATCHERS_H_

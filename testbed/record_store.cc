@@ -7,7 +7,7 @@
 #include <fstream>
 #include <system_error>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 // The number that a file's name begins with; 0 when it begins with none.
@@ -47,4 +47,4 @@ Failure RecordStore::WriteAtomically(const std::string& name, std::string_view c
   return std::nullopt;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

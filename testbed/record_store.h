@@ -8,7 +8,7 @@
 #include "testbed/failure.h"
 #include "testbed/record.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // Keeps records in a directory: the bytes as they are in a file named by a number of six digits
 // ("000001" and so on, going on after what is there), their type beside it in NUMBER.type. A file
@@ -29,6 +29,6 @@ class RecordStore {
   unsigned last_number_ = 0;
 };
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_RECORD_STORE_H_

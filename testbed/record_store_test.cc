@@ -7,7 +7,7 @@
 
 #include "testbed/temporary_directory.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using platform::ReadFileToString;
@@ -60,4 +60,4 @@ TEST(RecordStoreTest, TellsWhatItCanNotDo) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -11,7 +11,7 @@
 
 #include "event.pb.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using access_infrastructure::proto::ClientCapabilities;
@@ -123,4 +123,4 @@ TEST_F(RecordTest, TellsMetrics) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

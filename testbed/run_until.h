@@ -7,11 +7,11 @@
 
 #include "platform/sd_event_loop.h"
 
-namespace orvane::platform {
+namespace orvane::testbed {
 
 // Serves the loop until the condition holds; whether it did within five seconds.
 template <typename Condition>
-bool RunUntil(SdEventLoop& loop, Condition condition) {
+bool RunUntil(platform::SdEventLoop& loop, Condition condition) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
   while (!condition()) {
     if (std::chrono::steady_clock::now() > deadline) return false;
@@ -21,11 +21,11 @@ bool RunUntil(SdEventLoop& loop, Condition condition) {
 }
 
 // Serves the loop for as long as anything is ready.
-inline void RunWhileReady(SdEventLoop& loop) {
+inline void RunWhileReady(platform::SdEventLoop& loop) {
   while (sd_event_run(loop.event(), 0) > 0) {
   }
 }
 
-}  // namespace orvane::platform
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_RUN_UNTIL_H_

@@ -10,10 +10,10 @@
 #include "platform/byte_string.h"
 #include "testbed/text.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
-using platform::FakeKernel;
+using simulation::FakeKernel;
 using Station = FakeKernel::Station;
 
 struct Mark {
@@ -121,4 +121,4 @@ Failure ParseStationsFile(std::string_view text, StationsFile* file) {
   return std::nullopt;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

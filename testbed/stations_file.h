@@ -11,10 +11,10 @@
 #include "simulation/fake_kernel.h"
 #include "testbed/failure.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // The stations of each interface, in the order in which the kernel tells them.
-using StationTable = std::map<std::string, std::vector<platform::FakeKernel::Station>>;
+using StationTable = std::map<std::string, std::vector<simulation::FakeKernel::Station>>;
 
 // What goes wrong in the kernel, at every request for as long as the file tells so.
 struct KernelFaults {
@@ -47,6 +47,6 @@ struct StationsFile {
 // with "#", say nothing. The first bad line is a failure that tells its number.
 [[nodiscard]] Failure ParseStationsFile(std::string_view text, StationsFile* file);
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_STATIONS_FILE_H_

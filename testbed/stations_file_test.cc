@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
-using platform::FakeKernel;
+using simulation::FakeKernel;
 
 StationsFile ParseFile(std::string_view text) {
   StationsFile file;
@@ -79,4 +79,4 @@ TEST(StationsFileTest, BadLinesAreToldWithTheirNumber) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

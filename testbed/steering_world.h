@@ -19,12 +19,12 @@
 #include "platform/netlink/netlink_manager.h"
 #include "simulation/fake_kernel.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 
 // Writes the commands down instead of sending them.
-class JournalHostapd : public HostapdInterface {
+class JournalHostapd : public ap::HostapdInterface {
  public:
-  using HostapdInterface::HostapdInterface;
+  using ap::HostapdInterface::HostapdInterface;
 
   void SendCommand(const std::string& interface_name, const std::string& command) override {
     commands.push_back(interface_name + ": " + command);
@@ -40,19 +40,19 @@ class SteeringWorld {
   static constexpr char k2400[] = "wlan-2400mhz";
   static constexpr char k5000[] = "wlan-5000mhz";
 
-  explicit SteeringWorld(const ClientSteerSettings& settings = DefaultSettings()) {
+  explicit SteeringWorld(const ap::ClientSteerSettings& settings = DefaultSettings()) {
     platform::InitLog(0, "");
     platform::SetVerboseLevel(1);
     kernel.AddInterface(k2400, 3);
     kernel.AddInterface(k5000, 4);
     netlink.SetNl80211MessageType(netlink.GetFamily("nl80211"));
     netlink.Start(loop);
-    steer = std::make_unique<ClientSteer>(loop, &netlink, std::vector<std::string>{k2400, k5000},
-                                          &hostapd, settings);
+    steer = std::make_unique<ap::ClientSteer>(
+        loop, &netlink, std::vector<std::string>{k2400, k5000}, &hostapd, settings);
   }
   ~SteeringWorld() { platform::SetVerboseLevel(0); }
 
-  static ClientSteerSettings DefaultSettings() {
+  static ap::ClientSteerSettings DefaultSettings() {
     return {.steer_interval = std::chrono::minutes(10),
             .poll_interval = std::chrono::minutes(1),
             .lqm_hysteresis = 15,
@@ -67,8 +67,8 @@ class SteeringWorld {
     return interface + ": DISASSOCIATE " + Mac(number) + " reason=5";
   }
 
-  platform::FakeKernel::Station& Join(const std::string& interface, int number, int signal_dbm) {
-    platform::FakeKernel::Station station;
+  simulation::FakeKernel::Station& Join(const std::string& interface, int number, int signal_dbm) {
+    simulation::FakeKernel::Station station;
     station.address = {2, 0, 0, 0, 0, static_cast<std::uint8_t>(number)};
     station.signal_average = static_cast<std::int8_t>(signal_dbm);
     return kernel.Stations(interface).emplace_back(station);
@@ -80,7 +80,7 @@ class SteeringWorld {
   }
 
   void SetSignal(const std::string& interface, int number, int signal_dbm) {
-    for (platform::FakeKernel::Station& station : kernel.Stations(interface)) {
+    for (simulation::FakeKernel::Station& station : kernel.Stations(interface)) {
       if (station.address[5] == number) {
         station.signal_average = static_cast<std::int8_t>(signal_dbm);
       }
@@ -102,15 +102,15 @@ class SteeringWorld {
   }
 
   platform::ManualLoop loop;
-  platform::FakeKernel kernel;
+  simulation::FakeKernel kernel;
   platform::NetlinkManager netlink{kernel};
   JournalHostapd hostapd{loop, "/nonexistent"};
   std::vector<std::string> log;
   platform::LogListener listener{
       [this](platform::Severity /*severity*/, std::string_view text) { log.emplace_back(text); }};
-  std::unique_ptr<ClientSteer> steer;
+  std::unique_ptr<ap::ClientSteer> steer;
 };
 
-}  // namespace orvane::ap
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_STEERING_WORLD_H_

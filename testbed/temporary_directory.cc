@@ -8,7 +8,7 @@
 
 #include "platform/logging.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 TemporaryDirectory::TemporaryDirectory() {
   std::string pattern = "/tmp/lab.XXXXXX";
@@ -34,4 +34,4 @@ void ReplaceFile(const platform::FilePath& path, std::string_view contents) {
   std::filesystem::rename(new_file, path);
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -5,7 +5,7 @@
 
 #include "platform/files.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // A new, empty directory, removed with all that is in it on destruction. Its path is short, so that
 // sockets fit below it. Not being able to make one is fatal.
@@ -28,6 +28,6 @@ void WriteFile(const platform::FilePath& path, std::string_view contents);
 // The same in one step, so that a file half written is never read: it is another file then.
 void ReplaceFile(const platform::FilePath& path, std::string_view contents);
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_TEMPORARY_DIRECTORY_H_

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 TEST(TemporaryDirectoryTest, IsRemovedWithItsContents) {
@@ -25,4 +25,4 @@ TEST(TemporaryDirectoryTest, EachIsAnother) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -2,14 +2,14 @@
 
 #include "platform/logging.h"
 
-namespace orvane::platform::bus {
+namespace orvane::testbed {
 namespace {
 
 // How often a thread that serves a peer looks whether it should end.
 constexpr std::uint64_t kWaitUsec = 10'000;
 
-void FillAndSend(MessagePtr message, const TestPeer::Filler& fill) {
-  MessageWriter writer(message.get());
+void FillAndSend(platform::bus::MessagePtr message, const TestPeer::Filler& fill) {
+  platform::bus::MessageWriter writer(message.get());
   fill(writer);
   CHECK(writer.ok());
   sd_bus* bus = sd_bus_message_get_bus(message.get());
@@ -41,7 +41,7 @@ void TestPeer::ReleaseName(const std::string& name) {
 void TestPeer::Reply(sd_bus_message* call, const Filler& fill) {
   sd_bus_message* reply = nullptr;
   CHECK(sd_bus_message_new_method_return(call, &reply) >= 0);
-  FillAndSend(MessagePtr(reply), fill);
+  FillAndSend(platform::bus::MessagePtr(reply), fill);
 }
 
 void TestPeer::ReplyError(sd_bus_message* call, const std::string& name, const std::string& text) {
@@ -55,14 +55,14 @@ void TestPeer::EmitSignal(const std::string& destination, const std::string& pat
   sd_bus_message* signal = nullptr;
   CHECK(sd_bus_message_new_signal(bus(), &signal, path.c_str(), interface.c_str(),
                                   member.c_str()) >= 0);
-  MessagePtr message(signal);
+  platform::bus::MessagePtr message(signal);
   if (!destination.empty()) {
     CHECK(sd_bus_message_set_destination(signal, destination.c_str()) >= 0);
   }
   FillAndSend(std::move(message), fill);
 }
 
-void TestPeer::AttachTo(SdEventLoop& loop) {
+void TestPeer::AttachTo(platform::SdEventLoop& loop) {
   CHECK(sd_bus_attach_event(bus(), loop.event(), SD_EVENT_PRIORITY_NORMAL) >= 0);
 }
 
@@ -94,4 +94,4 @@ void PeerThread::Serve() {
   }
 }
 
-}  // namespace orvane::platform::bus
+}  // namespace orvane::testbed

@@ -12,7 +12,7 @@
 #include "platform/bus/slot.h"
 #include "platform/sd_event_loop.h"
 
-namespace orvane::platform::bus {
+namespace orvane::testbed {
 
 // Somebody else on the bus: a service, or a stranger, with a connection of its own to the bus that
 // DBUS_SYSTEM_BUS_ADDRESS names. It answers calls when it is served: by the loop of the test, or,
@@ -22,7 +22,7 @@ class TestPeer {
   // Replies to a method call, or doesn't. Whether the call was its own; if not, the bus library
   // answers that there is no such object.
   using CallHandler = std::function<bool(sd_bus_message* call)>;
-  using Filler = std::function<void(MessageWriter& writer)>;
+  using Filler = std::function<void(platform::bus::MessageWriter& writer)>;
 
   TestPeer();
   TestPeer(const TestPeer&) = delete;
@@ -40,7 +40,7 @@ class TestPeer {
                   const std::string& interface, const std::string& member, const Filler& fill);
 
   // Serves it from a loop, which must outlive it.
-  void AttachTo(SdEventLoop& loop);
+  void AttachTo(platform::SdEventLoop& loop);
 
   sd_bus* bus() const { return bus_.get(); }
   std::string unique_name() const;
@@ -49,8 +49,8 @@ class TestPeer {
   static int OnMessage(sd_bus_message* message, void* peer, sd_bus_error* error) noexcept;
 
   CallHandler handler_;
-  BusPtr bus_;
-  SlotPtr filter_;
+  platform::bus::BusPtr bus_;
+  platform::bus::SlotPtr filter_;
 };
 
 // Serves a peer, which nobody else uses meanwhile, on a thread of its own.
@@ -67,6 +67,6 @@ class PeerThread {
   std::thread thread_;
 };
 
-}  // namespace orvane::platform::bus
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_TEST_PEER_H_

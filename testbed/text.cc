@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
@@ -79,4 +79,4 @@ bool IsBusString(std::string_view text) {
   return true;
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // Without the blanks, tabs and line ends at both ends.
 std::string_view TrimBlanks(std::string_view text);
@@ -19,6 +19,6 @@ std::string_view TakeWord(std::string_view* text);
 // Whether a string can be sent over the bus: UTF-8, and no zero byte.
 bool IsBusString(std::string_view text);
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_TEXT_H_

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 using ::testing::ElementsAre;
@@ -48,4 +48,4 @@ TEST(TextTest, KnowsWhatTheBusTakes) {
 }
 
 }  // namespace
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

@@ -12,7 +12,7 @@
 
 #include "testbed/access_point.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 using std::chrono::milliseconds;
@@ -32,19 +32,19 @@ void ExpectAbout(std::chrono::steady_clock::duration time, milliseconds expected
   ::testing::Test::RecordProperty("measured_ms", std::to_string(actual.count()));
 }
 
-class AttachTest : public AccessPoint {
+class AttachTest : public AccessPointTest {
  protected:
   // A daemon with hostapd attached on one interface.
   void StartAttached() {
-    StartBus();
+    ap_.StartBus();
     hostapd_.emplace(kWlan2400);
-    StartDaemon({"--v=1"});
+    ap_.StartDaemon({"--v=1"});
     hostapd_->Attach();
-    Settle(*hostapd_);
+    ap_.Settle(*hostapd_);
   }
 
   // The number of times that hostapd was told to have started.
-  std::size_t StartedCount() { return LogCount("VERBOSE1", "Callback: 0 mac: "); }
+  std::size_t StartedCount() { return ap_.LogCount("VERBOSE1", "Callback: 0 mac: "); }
 
   std::optional<Hostapd> hostapd_;
 };
@@ -54,69 +54,69 @@ TEST_F(AttachTest, StoppedAndStarted) {
   for (std::size_t i = 2; i < 5; ++i) {
     hostapd_.reset();
     // The old end is gone, so taking leave fails.
-    ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)", i - 1);
+    ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)", i - 1);
     hostapd_.emplace(kWlan2400);
     hostapd_->Attach();
-    Settle(*hostapd_);
+    ap_.Settle(*hostapd_);
     EXPECT_EQ(StartedCount(), i);
   }
-  EXPECT_THAT(LogTexts("WARNING"), ::testing::Not(::testing::Contains(kCouldNot)));
+  EXPECT_THAT(ap_.LogTexts("WARNING"), ::testing::Not(::testing::Contains(kCouldNot)));
 }
 
 TEST_F(AttachTest, NothingIsTriedWhileThereIsNoSocket) {
   StartAttached();
   hostapd_.reset();
-  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
   std::this_thread::sleep_for(milliseconds(700));
-  EXPECT_EQ(LogCount("WARNING", kCouldNot), 0U);
-  EXPECT_THAT(LogTexts("ERROR"), ::testing::SizeIs(1));
+  EXPECT_EQ(ap_.LogCount("WARNING", kCouldNot), 0U);
+  EXPECT_THAT(ap_.LogTexts("ERROR"), ::testing::SizeIs(1));
 }
 
 TEST_F(AttachTest, StartsBeforeHostapd) {
-  StartBus();
+  ap_.StartBus();
   std::filesystem::create_directories(kControlDirectory);
-  StartDaemon();
+  ap_.StartDaemon();
   Hostapd wlan5000(kWlan5000);
   wlan5000.Attach();
   Hostapd wlan2400(kWlan2400);
   wlan2400.Attach();
-  Settle(wlan5000);
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  ap_.Settle(wlan5000);
+  EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
 // As between the moment when hostapd's bind() creates the file and the one when it is served.
 TEST_F(AttachTest, SocketFileIsThereBeforeItIsServed) {
-  StartBus();
+  ap_.StartBus();
   LeaveSocketFile("guest-2400mhz");
-  StartDaemon();
+  ap_.StartDaemon();
   std::filesystem::create_hard_link(ControlSocketPath("guest-2400mhz"),
                                     ControlSocketPath(kWlan2400));
-  ExpectLogged("ERROR", kRefused);
-  ExpectLogged("WARNING", kCouldNot);
+  ap_.ExpectLogged("ERROR", kRefused);
+  ap_.ExpectLogged("WARNING", kCouldNot);
   Hostapd hostapd(kWlan2400);
   hostapd.Attach();
-  Settle(hostapd);
-  EXPECT_THAT(LogTexts("ERROR"), ::testing::Each(kRefused));
+  ap_.Settle(hostapd);
+  EXPECT_THAT(ap_.LogTexts("ERROR"), ::testing::Each(kRefused));
 }
 
 // Without the directory there is nothing to watch.
 TEST_F(AttachTest, ControlDirectoryIsMissing) {
-  StartBus();
+  ap_.StartBus();
   WriteSalt(kSalt);
-  StartFlags({{"connectionEventsUpload", "1"}});
-  StartDaemon();
+  ap_.StartFlags({{"connectionEventsUpload", "1"}});
+  ap_.StartDaemon();
   // By then it has looked for the socket.
-  ExpectLogged("INFO", "Set connection_event_upload to 1");
+  ap_.ExpectLogged("INFO", "Set connection_event_upload to 1");
   Hostapd wlan2400(kWlan2400);
   wlan2400.ExpectSilence(milliseconds(700));
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
-  EXPECT_THAT(LogTexts("WARNING"), IsEmpty());
-  ExpectQuickExit(SIGTERM);
-  EXPECT_EQ(NextNotice(), "STOPPING=1");
+  EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
+  EXPECT_THAT(ap_.LogTexts("WARNING"), IsEmpty());
+  ap_.ExpectQuickExit(SIGTERM);
+  EXPECT_EQ(ap_.NextNotice(), "STOPPING=1");
   // Started again it finds what is there now.
-  StartDaemon();
+  ap_.StartDaemon();
   wlan2400.Attach();
-  Settle(wlan2400);
+  ap_.Settle(wlan2400);
 }
 
 // What was watched is gone then, and a new one of the same name is not noticed.
@@ -124,47 +124,47 @@ TEST_F(AttachTest, ControlDirectoryGoesAway) {
   StartAttached();
   hostapd_.reset();
   std::filesystem::remove(kControlDirectory);
-  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
   // Nothing shows that it has heard of the directory's end too.
   std::this_thread::sleep_for(milliseconds(200));
   hostapd_.emplace(kWlan2400);
   hostapd_->ExpectSilence(milliseconds(700));
-  EXPECT_EQ(LogCount("WARNING", kCouldNot), 0U);
-  ExpectQuickExit(SIGTERM);
+  EXPECT_EQ(ap_.LogCount("WARNING", kCouldNot), 0U);
+  ap_.ExpectQuickExit(SIGTERM);
 }
 
 TEST_F(AttachTest, RetriesEveryHalfSecondUntilSomebodyServesTheSocket) {
-  StartBus();
+  ap_.StartBus();
   LeaveSocketFile(kWlan2400);
-  StartDaemon();
-  ExpectLogged("WARNING", kCouldNot);
+  ap_.StartDaemon();
+  ap_.ExpectLogged("WARNING", kCouldNot);
   const auto first = std::chrono::steady_clock::now();
-  ExpectLogged("WARNING", kCouldNot, 4);
+  ap_.ExpectLogged("WARNING", kCouldNot, 4);
   const auto time = std::chrono::steady_clock::now() - first;
   EXPECT_GE(time, milliseconds(1450));
   EXPECT_LE(time, milliseconds(1500) + 3 * kLate);
-  EXPECT_GE(LogCount("ERROR", kRefused), 4U);
+  EXPECT_GE(ap_.LogCount("ERROR", kRefused), 4U);
   Hostapd hostapd(kWlan2400);
   hostapd.Attach();
-  Settle(hostapd);
+  ap_.Settle(hostapd);
 }
 
 TEST_F(AttachTest, AnswerNeverComes) {
-  StartBus();
+  ap_.StartBus();
   Hostapd hostapd(kWlan2400);
-  StartDaemon({"--v=1"});
+  ap_.StartDaemon({"--v=1"});
   auto last = hostapd.ExpectCommand("ATTACH");
-  const std::size_t descriptors = DescriptorCount();
+  const std::size_t descriptors = ap_.DescriptorCount();
   for (std::size_t i = 2; i < 4; ++i) {
     // One second for the answer, half a second until the next attempt. Nobody takes leave.
     const auto time = hostapd.ExpectCommand("ATTACH");
     ExpectAbout(time - last, milliseconds(1500));
-    ExpectLogged("VERBOSE1", "Callback: 0 mac: ", i);
+    ap_.ExpectLogged("VERBOSE1", "Callback: 0 mac: ", i);
     last = time;
   }
-  EXPECT_EQ(DescriptorCount(), descriptors);
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
-  EXPECT_EQ(LogCount("WARNING", kCouldNot), 0U);
+  EXPECT_EQ(ap_.DescriptorCount(), descriptors);
+  EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
+  EXPECT_EQ(ap_.LogCount("WARNING", kCouldNot), 0U);
   hostapd.Send("OK\n");
   hostapd.ExpectSilence(milliseconds(1600));
 }
@@ -174,7 +174,7 @@ TEST_F(AttachTest, ALaterAnswerChangesNothing) {
   hostapd_->Send("OK\n");
   hostapd_->Send("OK\n");
   hostapd_->ExpectSilence(milliseconds(1600));
-  Settle(*hostapd_);
+  ap_.Settle(*hostapd_);
   EXPECT_EQ(StartedCount(), 1U);
 }
 
@@ -183,14 +183,14 @@ TEST_F(AttachTest, ALaterAnswerChangesNothing) {
 TEST_F(AttachTest, SocketIsDeletedUnderHostapdAndMadeAgain) {
   StartAttached();
   std::filesystem::remove(hostapd_->path());
-  Settle(*hostapd_);
-  EXPECT_THAT(LogTexts("WARNING"), ::testing::Not(::testing::Contains(kCouldNot)));
+  ap_.Settle(*hostapd_);
+  EXPECT_THAT(ap_.LogTexts("WARNING"), ::testing::Not(::testing::Contains(kCouldNot)));
 
   Hostapd new_hostapd(kWlan2400);
   const auto reset = hostapd_->ExpectCommand("DETACH");
-  ExpectLogged("WARNING", "Already attached, resetting state.");
+  ap_.ExpectLogged("WARNING", "Already attached, resetting state.");
   ExpectAbout(new_hostapd.Attach() - reset, milliseconds(500));
-  Settle(new_hostapd);
+  ap_.Settle(new_hostapd);
   EXPECT_EQ(StartedCount(), 2U);
 }
 
@@ -198,50 +198,50 @@ TEST_F(AttachTest, SocketIsDeletedAndThenHostapdEnds) {
   StartAttached();
   std::filesystem::remove(hostapd_->path());
   hostapd_.reset();
-  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
   hostapd_.emplace(kWlan2400);
   hostapd_->Attach();
-  Settle(*hostapd_);
+  ap_.Settle(*hostapd_);
 }
 
 TEST_F(AttachTest, FullQueueDoesNotBlock) {
-  StartBus();
+  ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
   Hostapd wlan5000(kWlan5000);
   FillQueue(kWlan2400);
   const auto begin = std::chrono::steady_clock::now();
-  StartDaemon();
+  ap_.StartDaemon();
   wlan5000.Attach();
-  ExpectLogged("ERROR", kFull, 2);
-  ExpectLogged("WARNING", kCouldNot, 2);
-  Settle(wlan5000);
+  ap_.ExpectLogged("ERROR", kFull, 2);
+  ap_.ExpectLogged("WARNING", kCouldNot, 2);
+  ap_.Settle(wlan5000);
   // One more than there are half seconds.
-  const std::size_t lines = LogCount("ERROR", kFull);
+  const std::size_t lines = ap_.LogCount("ERROR", kFull);
   const auto time = std::chrono::steady_clock::now() - begin;
   EXPECT_LE(lines, static_cast<std::size_t>(time / milliseconds(500)) + 1);
   EXPECT_TRUE(WaitUntil([&] {
-    const auto received = wlan2400.Receive(milliseconds(100));
+    const auto received = wlan2400.WaitForCommand(milliseconds(100));
     return received.has_value() && received->text == "ATTACH";
   }));
   wlan2400.Send("OK\n");
-  Settle(wlan2400);
+  ap_.Settle(wlan2400);
 }
 
 TEST_F(AttachTest, OtherInterfacesAreLeftAlone) {
-  StartBus();
+  ap_.StartBus();
   Hostapd guest("guest-2400mhz");
   Hostapd wlan5000(kWlan5000);
-  StartDaemon();
+  ap_.StartDaemon();
   wlan5000.Attach();
   Hostapd mesh("mesh-5000mhz");
-  Settle(wlan5000);
+  ap_.Settle(wlan5000);
   guest.ExpectSilence(milliseconds(50));
   mesh.ExpectSilence(milliseconds(50));
 }
 
 TEST_F(AttachTest, OddDatagrams) {
   StartAttached();
-  const std::size_t descriptors = DescriptorCount();
+  const std::size_t descriptors = ap_.DescriptorCount();
   hostapd_->Send("");
   hostapd_->Send("OK");
   hostapd_->Send("FAIL\n");
@@ -253,14 +253,15 @@ TEST_F(AttachTest, OddDatagrams) {
   hostapd_->Send("<3>AP-STA-CONNECTED  00:11:22:33:44:55\n");
   hostapd_->Send("<3>AP-STA-STEERING 00:11:22:33:44:55\n");
   hostapd_->Send("<3>LONG-" + std::string(65536 - 8, 'x'));
-  Settle(*hostapd_);
-  EXPECT_EQ(LogCount("INFO", "Received unknown event: "), 1U);
-  EXPECT_EQ(LogCount("VERBOSE1", "Callback: 1 mac: "), 2U);
-  EXPECT_EQ(LogCount("VERBOSE1", "Callback: 3 mac: 00:11:22:33:44:55"), 1U);
-  EXPECT_EQ(LogCount("VERBOSE1", "Callback: 1 mac: 00:11:22:33:44:55"), 0U);
-  EXPECT_EQ(LogCount("INFO", "Received unknown event: LONG-" + std::string(65536 - 8, 'x')), 1U);
-  EXPECT_EQ(DescriptorCount(), descriptors);
+  ap_.Settle(*hostapd_);
+  EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: "), 1U);
+  EXPECT_EQ(ap_.LogCount("VERBOSE1", "Callback: 1 mac: "), 2U);
+  EXPECT_EQ(ap_.LogCount("VERBOSE1", "Callback: 3 mac: 00:11:22:33:44:55"), 1U);
+  EXPECT_EQ(ap_.LogCount("VERBOSE1", "Callback: 1 mac: 00:11:22:33:44:55"), 0U);
+  EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: LONG-" + std::string(65536 - 8, 'x')),
+            1U);
+  EXPECT_EQ(ap_.DescriptorCount(), descriptors);
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

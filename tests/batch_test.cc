@@ -14,7 +14,7 @@
 #include "testbed/access_point.h"
 #include "testbed/record_matchers.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 using access_infrastructure::proto::Event;
@@ -28,7 +28,7 @@ constexpr char kNoSalt[] = "Unable to load encryption salt";
 // How much later than planned an upload may be on a busy machine.
 constexpr std::int64_t kLateMs = kIsSanitized ? 400 : 200;
 
-class BatchTest : public AccessPoint {
+class BatchTest : public AccessPointTest {
  protected:
   static std::int64_t FirstTime(const Event& event) {
     return static_cast<std::int64_t>(event.client_event_info(0).event_time_in_milliseconds());
@@ -36,16 +36,16 @@ class BatchTest : public AccessPoint {
 };
 
 TEST_F(BatchTest, UploadIsOnePeriodAfterTheFirstEvent) {
-  StartAll();
+  ap_.StartAll();
   for (std::size_t batch = 1; batch <= 2; ++batch) {
     // The later events don't put the upload off.
     for (int i = 0; i < 4; ++i) {
-      wlan5000().Send(kLine);
+      ap_.wlan5000().Send(kLine);
       std::this_thread::sleep_for(milliseconds(200));
     }
-    const Record record = WaitForRecord(batch);
+    const Record record = ap_.WaitForRecord(batch);
     ASSERT_EQ(record.event.client_event_info_size(), 4);
-    const std::int64_t time = ReceivedMs(batch) - FirstTime(record.event);
+    const std::int64_t time = ap_.ReceivedMs(batch) - FirstTime(record.event);
     RecordProperty("first_event_to_upload_ms", std::to_string(time));
     EXPECT_GE(time, 999);  // the event's time is cut to whole milliseconds, the timer's is not
     EXPECT_LE(time, 1000 + kLateMs);
@@ -53,28 +53,28 @@ TEST_F(BatchTest, UploadIsOnePeriodAfterTheFirstEvent) {
 }
 
 TEST_F(BatchTest, TimesAreThoseOfArrival) {
-  StartAll();
+  ap_.StartAll();
   const auto now = [] {
     return std::chrono::floor<milliseconds>(std::chrono::system_clock::now().time_since_epoch())
         .count();
   };
   const std::int64_t before = now();
-  wlan5000().Send(kLine);
-  Settle(wlan5000());
+  ap_.wlan5000().Send(kLine);
+  ap_.Settle(ap_.wlan5000());
   const std::int64_t after = now();
-  const std::int64_t time = FirstTime(WaitForRecord(1).event);
+  const std::int64_t time = FirstTime(ap_.WaitForRecord(1).event);
   EXPECT_GE(time, before);
   EXPECT_LE(time, after);
 }
 
 TEST_F(BatchTest, OneRecordForEachInterfaceInTheOrderOfTheirNames) {
-  StartAll();
-  wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:1");
-  Settle(wlan5000());
-  wlan2400().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:2");
-  wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:3");
-  const Record first = WaitForRecord(1);
-  const Record second = WaitForRecord(2);
+  ap_.StartAll();
+  ap_.wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:1");
+  ap_.Settle(ap_.wlan5000());
+  ap_.wlan2400().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:2");
+  ap_.wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:3");
+  const Record first = ap_.WaitForRecord(1);
+  const Record second = ap_.WaitForRecord(2);
   EXPECT_EQ(first.type, kEventTypeUrl);
   EXPECT_EQ(second.type, kEventTypeUrl);
   const std::string info = fmt::format(
@@ -86,74 +86,76 @@ TEST_F(BatchTest, OneRecordForEachInterfaceInTheOrderOfTheirNames) {
               EqualsProto(EventOf("interface: WLAN_5000MHZ " + info + "1 } " + info + "3 }")));
   // Both went with the one timer that the first event started, and nothing is left to upload.
   std::this_thread::sleep_for(milliseconds(1200));
-  EXPECT_EQ(RecordCount(), 2U);
+  EXPECT_EQ(ap_.RecordCount(), 2U);
 }
 
 TEST_F(BatchTest, IsDumpedWhenVerbose) {
-  StartAll();
-  wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:5 frame_rssi:-9");
-  WaitForRecord(1);
-  ExpectLogged("VERBOSE1", "Upload Event:'<begin>'");
-  ExpectLogged("", "'<end>'");
-  EXPECT_THAT(daemon().err().Text(), HasSubstr("Upload Event:'<begin>'\n"
-                                               "interface: WLAN_5000MHZ\n"
-                                               "client_event_info {\n"
-                                               "  event_time_in_milliseconds: 5\n"
-                                               "  event_type: AUTHENTICATE\n"
-                                               "  event_frame_rssi_in_dbm: -9\n"
-                                               "}\n"
-                                               "'<end>'\n"));
-  ExpectLogged("VERBOSE1", "EventCallback: wlan-5000mhz event: kStationAuth mac: nobody");
+  ap_.StartAll();
+  ap_.wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:5 frame_rssi:-9");
+  ap_.WaitForRecord(1);
+  ap_.ExpectLogged("VERBOSE1", "Upload Event:'<begin>'");
+  ap_.ExpectLogged("", "'<end>'");
+  EXPECT_THAT(ap_.daemon().err().Text(), HasSubstr("Upload Event:'<begin>'\n"
+                                                   "interface: WLAN_5000MHZ\n"
+                                                   "client_event_info {\n"
+                                                   "  event_time_in_milliseconds: 5\n"
+                                                   "  event_type: AUTHENTICATE\n"
+                                                   "  event_frame_rssi_in_dbm: -9\n"
+                                                   "}\n"
+                                                   "'<end>'\n"));
+  ap_.ExpectLogged("VERBOSE1", "EventCallback: wlan-5000mhz event: kStationAuth mac: nobody");
 }
 
 TEST_F(BatchTest, SwitchedOffTakesNothingInAndUploadsWhatItHas) {
-  StartAll();
-  StartFlags({{"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", "Set connection_event_upload to 1");
-  wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:1");
-  Settle(wlan5000());
-  SetFlags({{"connectionEvents", "disabled"}});
-  ExpectLogged("INFO", " Connection event upload disabled ");
-  wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:2");
-  Settle(wlan5000());
+  ap_.StartAll();
+  ap_.StartFlags({{"connectionEventsUpload", "1"}});
+  ap_.ExpectLogged("INFO", "Set connection_event_upload to 1");
+  ap_.wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:1");
+  ap_.Settle(ap_.wlan5000());
+  ap_.SetFlags({{"connectionEvents", "disabled"}});
+  ap_.ExpectLogged("INFO", " Connection event upload disabled ");
+  ap_.wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:2");
+  ap_.Settle(ap_.wlan5000());
   const auto info = [](int time) {
     return fmt::format(
         "client_event_info {{ event_type: AUTHENTICATE event_time_in_milliseconds: {} }}", time);
   };
-  EXPECT_THAT(WaitForRecord(1).event, EqualsProto(EventOf("interface: WLAN_5000MHZ " + info(1))));
-  EXPECT_EQ(LogCount("VERBOSE1", "EventCallback: wlan-5000mhz event: kStationAuth mac: nobody"),
+  EXPECT_THAT(ap_.WaitForRecord(1).event,
+              EqualsProto(EventOf("interface: WLAN_5000MHZ " + info(1))));
+  EXPECT_EQ(ap_.LogCount("VERBOSE1", "EventCallback: wlan-5000mhz event: kStationAuth mac: nobody"),
             1U);
-  SetFlags({{"connectionEvents", "enabled"}});
-  ExpectLogged("INFO", " Connection event upload enabled ", 2);
-  wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:3");
-  EXPECT_THAT(WaitForRecord(2).event, EqualsProto(EventOf("interface: WLAN_5000MHZ " + info(3))));
+  ap_.SetFlags({{"connectionEvents", "enabled"}});
+  ap_.ExpectLogged("INFO", " Connection event upload enabled ", 2);
+  ap_.wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:3");
+  EXPECT_THAT(ap_.WaitForRecord(2).event,
+              EqualsProto(EventOf("interface: WLAN_5000MHZ " + info(3))));
 }
 
 TEST_F(BatchTest, PendingEventsAreNotUploadedAtTheEnd) {
-  StartAll();
-  wlan5000().Send(kLine);
-  Settle(wlan5000());
-  ExpectQuickExit(SIGTERM);
+  ap_.StartAll();
+  ap_.wlan5000().Send(kLine);
+  ap_.Settle(ap_.wlan5000());
+  ap_.ExpectQuickExit(SIGTERM);
   std::this_thread::sleep_for(milliseconds(100));
-  EXPECT_EQ(RecordCount(), 0U);
+  EXPECT_EQ(ap_.RecordCount(), 0U);
 }
 
 // The salt file.
 
-class SaltTest : public AccessPoint {
+class SaltTest : public AccessPointTest {
  protected:
   void Begin() {
-    StartBus();
-    StartRecorder();
+    ap_.StartBus();
+    ap_.StartRecorder();
     wlan_.emplace(kWlan2400);
-    StartDaemon({"--connection_event_upload_period=1"});
+    ap_.StartDaemon({"--connection_event_upload_period=1"});
     wlan_->Attach();
   }
 
   // The identifier in the record of this number, after another event.
   std::string NextIdentifier(std::size_t number) {
     wlan_->Send(kLine);
-    return WaitForRecord(number).event.client_event_info(0).client_shmac();
+    return ap_.WaitForRecord(number).event.client_event_info(0).client_shmac();
   }
 
   std::optional<Hostapd> wlan_;
@@ -164,7 +166,7 @@ TEST_F(SaltTest, EveryByteCounts) {
   WriteSalt(salt);
   Begin();
   EXPECT_EQ(NextIdentifier(1), Identifier(salt, kDigits));
-  EXPECT_EQ(LogCount("WARNING", kNoSalt), 0U);
+  EXPECT_EQ(ap_.LogCount("WARNING", kNoSalt), 0U);
 }
 
 TEST_F(SaltTest, MayBeLarge) {
@@ -176,10 +178,10 @@ TEST_F(SaltTest, MayBeLarge) {
 
 TEST_F(SaltTest, MissingAndAppearingLater) {
   Begin();
-  EXPECT_EQ(LogCount("WARNING", kNoSalt), 1U);
+  EXPECT_EQ(ap_.LogCount("WARNING", kNoSalt), 1U);
   wlan_->Send(kLine);
-  EXPECT_FALSE(WaitForRecord(1).event.client_event_info(0).has_client_shmac());
-  EXPECT_GT(LogCount("WARNING", kNoSalt), 1U);
+  EXPECT_FALSE(ap_.WaitForRecord(1).event.client_event_info(0).has_client_shmac());
+  EXPECT_GT(ap_.LogCount("WARNING", kNoSalt), 1U);
   WriteSalt("late");
   EXPECT_EQ(NextIdentifier(2), Identifier("late", kDigits));
   // Once there is one, it stays.
@@ -191,10 +193,10 @@ TEST_F(SaltTest, EmptyIsNoSaltUntilThereIsOne) {
   WriteSalt("");
   Begin();
   EXPECT_EQ(NextIdentifier(1), Identifier("", kDigits));
-  EXPECT_EQ(LogCount("WARNING", kNoSalt), 0U);
+  EXPECT_EQ(ap_.LogCount("WARNING", kNoSalt), 0U);
   WriteSalt("now");
   EXPECT_EQ(NextIdentifier(2), Identifier("now", kDigits));
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

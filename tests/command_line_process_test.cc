@@ -9,7 +9,7 @@
 
 #include "testbed/access_point.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 using std::chrono::milliseconds;
@@ -17,22 +17,22 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-class CommandLineProcessTest : public AccessPoint {
+class CommandLineProcessTest : public AccessPointTest {
  protected:
   // Runs the daemon where it could start if it wanted to.
   void Run(const Arguments& arguments, int code) {
-    StartBus();
+    ap_.StartBus();
     Hostapd wlan2400(kWlan2400);
-    LaunchDaemon(arguments);
-    ExpectExit(code);
+    ap_.LaunchDaemon(arguments);
+    ap_.ExpectExit(code);
     wlan2400.ExpectSilence(milliseconds(0));
-    EXPECT_EQ(NextNotice(milliseconds(0)), "");
+    EXPECT_EQ(ap_.NextNotice(milliseconds(0)), "");
   }
 };
 
 TEST_F(CommandLineProcessTest, Help) {
   Run({"--help"}, 0);
-  const std::string& help = daemon().out().Text();
+  const std::string& help = ap_.daemon().out().Text();
   for (const char* text :
        {"Enable Connectivity Event stats upload",
         "Time in seconds between connectivity event uploads", "Enable client Steering",
@@ -41,18 +41,18 @@ TEST_F(CommandLineProcessTest, Help) {
         "link quality metric floor value for client steering on root",
         "link quality metric floor value for client steering on child",
         "link quality metric hysteresis", "indicates if this node is root"}) {
-    EXPECT_EQ(daemon().out().Count(std::string("  ") + text + "\n"), 1U) << help;
+    EXPECT_EQ(ap_.daemon().out().Count(std::string("  ") + text + "\n"), 1U) << help;
   }
   EXPECT_THAT(help, Not(HasSubstr("--no")));
   EXPECT_THAT(help, HasSubstr("--connection_event_upload_period INT (default: 300) "));
-  EXPECT_THAT(daemon().err().Text(), IsEmpty());
+  EXPECT_THAT(ap_.daemon().err().Text(), IsEmpty());
 }
 
 TEST_F(CommandLineProcessTest, Version) {
   Run({"--version"}, 0);
-  EXPECT_EQ(daemon().out().Text().find("ap-wavelark "), 0U);
-  EXPECT_EQ(daemon().out().Count("\n"), 1U);
-  EXPECT_THAT(daemon().err().Text(), IsEmpty());
+  EXPECT_EQ(ap_.daemon().out().Text().find("ap-wavelark "), 0U);
+  EXPECT_EQ(ap_.daemon().out().Count("\n"), 1U);
+  EXPECT_THAT(ap_.daemon().err().Text(), IsEmpty());
 }
 
 class BadCommandLineTest : public CommandLineProcessTest,
@@ -60,12 +60,12 @@ class BadCommandLineTest : public CommandLineProcessTest,
 
 TEST_P(BadCommandLineTest, OneLineAndNothingStarted) {
   Run({"--is_root", GetParam()}, 64);
-  const std::string& text = daemon().err().Text();
-  EXPECT_EQ(daemon().err().Count("\n"), 1U) << text;
+  const std::string& text = ap_.daemon().err().Text();
+  EXPECT_EQ(ap_.daemon().err().Count("\n"), 1U) << text;
   EXPECT_EQ(text.back(), '\n');
   const std::string argument = GetParam();
   EXPECT_THAT(text, HasSubstr(argument.substr(0, argument.find('='))));
-  EXPECT_THAT(daemon().out().Text(), IsEmpty());
+  EXPECT_THAT(ap_.daemon().out().Text(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -75,20 +75,20 @@ INSTANTIATE_TEST_SUITE_P(
                       "--client_steering_interval=2147483648",
                       "--client_steering_interval=-2147483649", "--is_root=maybe", "stray"));
 
-class TwinProcessTest : public AccessPoint {
+class TwinProcessTest : public AccessPointTest {
  protected:
   bool IsUploadEnabled(const Arguments& arguments) {
-    LaunchDaemon(arguments);
-    EXPECT_EQ(NextNotice(), "READY=1");
-    const bool is_enabled = LogCount("INFO", " Connection event upload enabled ") == 1;
-    ExpectQuickExit(SIGTERM);
-    EXPECT_EQ(NextNotice(), "STOPPING=1");
+    ap_.LaunchDaemon(arguments);
+    EXPECT_EQ(ap_.NextNotice(), "READY=1");
+    const bool is_enabled = ap_.LogCount("INFO", " Connection event upload enabled ") == 1;
+    ap_.ExpectQuickExit(SIGTERM);
+    EXPECT_EQ(ap_.NextNotice(), "STOPPING=1");
     return is_enabled;
   }
 };
 
 TEST_F(TwinProcessTest, TheLastOneWins) {
-  StartBus();
+  ap_.StartBus();
   EXPECT_TRUE(IsUploadEnabled({}));
   EXPECT_TRUE(IsUploadEnabled({"--enable_connection_event_stats"}));
   EXPECT_FALSE(IsUploadEnabled({"--enable_connection_event_stats=false"}));
@@ -100,20 +100,20 @@ TEST_F(TwinProcessTest, TheLastOneWins) {
       IsUploadEnabled({"--enable_connection_event_stats", "--noenable_connection_event_stats"}));
 }
 
-class VerboseLevelTest : public AccessPoint, public ::testing::WithParamInterface<bool> {};
+class VerboseLevelTest : public AccessPointTest, public ::testing::WithParamInterface<bool> {};
 
 TEST_P(VerboseLevelTest, TellsOfEachEventOnlyWhenAskedTo) {
-  StartBus();
+  ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
-  StartDaemon(GetParam() ? Arguments{"--v=1"} : Arguments{});
+  ap_.StartDaemon(GetParam() ? Arguments{"--v=1"} : Arguments{});
   wlan2400.Attach();
   wlan2400.Send("<3>AP-STA-CONNECTED 00:11:22:33:44:55");
-  Settle(wlan2400);
-  EXPECT_EQ(LogCount("VERBOSE1", "Callback: 1 mac: 00:11:22:33:44:55"), GetParam() ? 1U : 0U);
-  EXPECT_EQ(LogTexts("VERBOSE1").empty(), !GetParam());
+  ap_.Settle(wlan2400);
+  EXPECT_EQ(ap_.LogCount("VERBOSE1", "Callback: 1 mac: 00:11:22:33:44:55"), GetParam() ? 1U : 0U);
+  EXPECT_EQ(ap_.LogTexts("VERBOSE1").empty(), !GetParam());
 }
 
 INSTANTIATE_TEST_SUITE_P(Verbose, VerboseLevelTest, ::testing::Bool());
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -14,12 +14,10 @@
 #include "testbed/access_point.h"
 #include "testbed/child_process.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
-using lab::ChildProcess;
-
-class EnduranceTest : public AccessPoint {
+class EnduranceTest : public AccessPointTest {
  protected:
   struct Footprint {
     std::size_t descriptors;
@@ -27,7 +25,7 @@ class EnduranceTest : public AccessPoint {
   };
 
   Footprint Measure(const std::string& when) {
-    const Footprint footprint = {DescriptorCount(), ResidentKilobytes()};
+    const Footprint footprint = {ap_.DescriptorCount(), ap_.ResidentKilobytes()};
     std::cout << when << ": " << footprint.descriptors << " descriptors, " << footprint.kilobytes
               << " kB resident\n";
     RecordProperty(when + " kB", std::to_string(footprint.kilobytes));
@@ -46,15 +44,15 @@ class EnduranceTest : public AccessPoint {
 
 TEST_F(EnduranceTest, ThousandRestartsOfHostapd) {
   constexpr int kRestarts = kIsSanitized ? 200 : 1000;
-  StartBus();
+  ap_.StartBus();
   std::optional<Hostapd> hostapd(kWlan5000);
-  StartDaemon();
+  ap_.StartDaemon();
   hostapd->Attach();
-  Settle(*hostapd);
+  ap_.Settle(*hostapd);
   const Footprint before = Measure("before");
   // By its next line, since the log becomes long.
   const auto expect_line = [this](const char* text) {
-    EXPECT_TRUE(daemon().err().WaitForLine(text, kPatience).has_value()) << text;
+    EXPECT_TRUE(ap_.daemon().err().WaitForLine(text, kPatience).has_value()) << text;
   };
   for (int i = 0; i < kRestarts; ++i) {
     hostapd.reset();
@@ -65,8 +63,8 @@ TEST_F(EnduranceTest, ThousandRestartsOfHostapd) {
     expect_line("Received unknown event: ATTACHED-AGAIN");
   }
   ExpectNoGrowth(before, Measure("after the restarts"), 1024);
-  EXPECT_EQ(LogTexts("ERROR").size(), static_cast<std::size_t>(kRestarts));
-  EXPECT_EQ(LogCount("WARNING", "Could not attach to hostapd"), 0U);
+  EXPECT_EQ(ap_.LogTexts("ERROR").size(), static_cast<std::size_t>(kRestarts));
+  EXPECT_EQ(ap_.LogCount("WARNING", "Could not attach to hostapd"), 0U);
 }
 
 class FloodTest : public EnduranceTest {
@@ -76,20 +74,18 @@ class FloodTest : public EnduranceTest {
   // Has a hostapd with two interfaces play its events, and waits until all are in records. (What is
   // still in the daemon's queue when hostapd ends is lost, so it ends only then.)
   void Flood() {
-    std::string error;
-    const auto hostapd = ChildProcess::Start(
-        {HOSTAPD_STANDIN_PATH, "--count", std::to_string(kEventsPerInterface)}, {}, &error);
-    ASSERT_NE(hostapd, nullptr) << error;
+    const auto hostapd =
+        StartProcess({HOSTAPD_STANDIN_PATH, "--count", std::to_string(kEventsPerInterface)});
     ASSERT_TRUE(hostapd->out().WaitForLine("all done", 3 * kPatience));
     for (int left = 2 * kEventsPerInterface; left > 0;) {
-      const Record record = WaitForRecord(++record_count_);
+      const Record record = ap_.WaitForRecord(++record_count_);
       ASSERT_GT(record.event.client_event_info_size(), 0);
       left -= record.event.client_event_info_size();
       EXPECT_GE(left, 0);
     }
     hostapd->Signal(SIGTERM);
     flood_count_ += 2;
-    ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)", flood_count_);
+    ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)", flood_count_);
   }
 
   std::size_t record_count_ = 0;
@@ -97,12 +93,12 @@ class FloodTest : public EnduranceTest {
 };
 
 TEST_F(FloodTest, HundredThousandEvents) {
-  StartBus();
-  StartRecorder();
+  ap_.StartBus();
+  ap_.StartRecorder();
   WriteSalt(kSalt);
   std::filesystem::create_directories(kControlDirectory);
-  StartFlags({});
-  StartDaemon({"--connection_event_upload_period=1"});
+  ap_.StartFlags({});
+  ap_.StartDaemon({"--connection_event_upload_period=1"});
   const Footprint before = Measure("before");
   std::cout << "each flood: " << 2 * kEventsPerInterface << " events\n";
   Flood();
@@ -112,10 +108,10 @@ TEST_F(FloodTest, HundredThousandEvents) {
   // The allocator keeps what the largest batch has needed, which differs by some megabytes. A leak
   // of a hundred bytes for each event would show.
   ExpectNoGrowth(after, Measure("after the second flood"), 100 * 2 * kEventsPerInterface / 1024);
-  EXPECT_EQ(LogTexts("ERROR").size(), flood_count_);
-  EXPECT_THAT(LogTexts("WARNING"), ::testing::IsEmpty());
-  ExpectQuickExit(SIGTERM);
+  EXPECT_EQ(ap_.LogTexts("ERROR").size(), flood_count_);
+  EXPECT_THAT(ap_.LogTexts("WARNING"), ::testing::IsEmpty());
+  ap_.ExpectQuickExit(SIGTERM);
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

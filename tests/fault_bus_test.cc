@@ -17,10 +17,9 @@
 #include "testbed/access_point.h"
 #include "testbed/test_peer.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
-using platform::bus::TestPeer;
 using std::chrono::milliseconds;
 using ::testing::IsEmpty;
 
@@ -28,84 +27,85 @@ constexpr char kFlagsName[] = "org.velmora.ap.Flags";
 constexpr char kEventsOff[] = "Set connection_event_upload to 0";
 constexpr char kEvent[] = "<3>AP-STA-AUTH nobody";
 
-class BusFault : public AccessPoint {
+class BusFault : public AccessPointTest {
  protected:
-  void StopBus() { kill(bus().pid(), SIGSTOP); }
-  void ContinueBus() { kill(bus().pid(), SIGCONT); }
+  void StopBus() { kill(ap_.bus().pid(), SIGSTOP); }
+  void ContinueBus() { kill(ap_.bus().pid(), SIGCONT); }
 };
 
 TEST_F(BusFault, RestartedBusTakesARestartOfTheDaemon) {
-  StartAll();
-  wlan5000().Send(kEvent);
-  Settle(wlan5000());
-  bus().Kill();
-  ExpectExit(69);
-  wlan2400().ExpectCommand("DETACH");
-  wlan5000().ExpectCommand("DETACH");
-  EXPECT_EQ(NextNotice(), "STOPPING=1");
-  EXPECT_THAT(LogTexts("ERROR"), ::testing::ElementsAre("Lost the connection to the system bus"));
+  ap_.StartAll();
+  ap_.wlan5000().Send(kEvent);
+  ap_.Settle(ap_.wlan5000());
+  ap_.bus().Kill();
+  ap_.ExpectExit(69);
+  ap_.wlan2400().ExpectCommand("DETACH");
+  ap_.wlan5000().ExpectCommand("DETACH");
+  EXPECT_EQ(ap_.NextNotice(), "STOPPING=1");
+  EXPECT_THAT(ap_.LogTexts("ERROR"),
+              ::testing::ElementsAre("Lost the connection to the system bus"));
   // The service manager's attempts, as long as there is none.
-  LaunchDaemon();
-  ExpectExit(69);
-  bus().Start();
-  StartRecorder();
-  StartDaemon({"--connection_event_upload_period=1"});
-  wlan5000().Attach();
-  wlan5000().Send(kEvent);
+  ap_.LaunchDaemon();
+  ap_.ExpectExit(69);
+  ap_.bus().Start();
+  ap_.StartRecorder();
+  ap_.StartDaemon({"--connection_event_upload_period=1"});
+  ap_.wlan5000().Attach();
+  ap_.wlan5000().Send(kEvent);
   // What was in the batch is lost, and nothing else.
-  EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
-  EXPECT_EQ(RecordCount(), 1U);
+  EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info_size(), 1);
+  EXPECT_EQ(ap_.RecordCount(), 1U);
 }
 
 TEST_F(BusFault, SlowBusHoldsARecordAndLosesNothing) {
-  StartAll();
+  ap_.StartAll();
   StopBus();
-  wlan5000().Send(kEvent);
+  ap_.wlan5000().Send(kEvent);
   // Whatever asks nothing of the bus goes on.
-  Settle(wlan5000());
+  ap_.Settle(ap_.wlan5000());
   std::this_thread::sleep_for(milliseconds(1500));
-  wlan5000().Send("<3>WHILE-IT-WAITS");
+  ap_.wlan5000().Send("<3>WHILE-IT-WAITS");
   std::this_thread::sleep_for(milliseconds(500));
-  EXPECT_EQ(LogCount("INFO", "Received unknown event: WHILE-IT-WAITS"), 0U);
-  EXPECT_EQ(RecordCount(), 0U);
+  EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: WHILE-IT-WAITS"), 0U);
+  EXPECT_EQ(ap_.RecordCount(), 0U);
   ContinueBus();
-  EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
-  ExpectLogged("INFO", "Received unknown event: WHILE-IT-WAITS");
-  for (const std::string& text : LogTexts("WARNING")) {
+  EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info_size(), 1);
+  ap_.ExpectLogged("INFO", "Received unknown event: WHILE-IT-WAITS");
+  for (const std::string& text : ap_.LogTexts("WARNING")) {
     EXPECT_EQ(text.find("Error recording"), std::string::npos) << text;
   }
 }
 
 TEST_F(BusFault, SlowBusDelaysTheStart) {
-  StartBus();
+  ap_.StartBus();
   StopBus();
-  LaunchDaemon();
-  EXPECT_EQ(NextNotice(milliseconds(1000)), "");
+  ap_.LaunchDaemon();
+  EXPECT_EQ(ap_.NextNotice(milliseconds(1000)), "");
   ContinueBus();
-  EXPECT_EQ(NextNotice(), "READY=1");
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
-  ExpectQuickExit(SIGTERM);
+  EXPECT_EQ(ap_.NextNotice(), "READY=1");
+  EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
+  ap_.ExpectQuickExit(SIGTERM);
 }
 
 TEST_F(BusFault, HungBusAtTheStartHoldsNoSignal) {
-  StartBus();
+  ap_.StartBus();
   StopBus();
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-    LaunchDaemon();
-    EXPECT_TRUE(daemon().err().WaitForLine("Starting the daemon", kPatience));
-    DescriptorCount();  // does not change any more once it waits for the bus
-    ExpectQuickExit(number);
-    EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+    ap_.LaunchDaemon();
+    EXPECT_TRUE(ap_.daemon().err().WaitForLine("Starting the daemon", kPatience));
+    ap_.DescriptorCount();  // does not change any more once it waits for the bus
+    ap_.ExpectQuickExit(number);
+    EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
   }
   ContinueBus();
 }
 
 // A recorder that answers when the test says so.
-class RecorderFault : public AccessPoint {
+class RecorderFault : public AccessPointTest {
  protected:
   // Returns once the daemon waits for the answer.
   void StartInACall() {
-    StartBus();
+    ap_.StartBus();
     WriteSalt(kSalt);
     recorder_.emplace();
     recorder_->HandleCalls([this](sd_bus_message* call) {
@@ -114,7 +114,7 @@ class RecorderFault : public AccessPoint {
     });
     recorder_->RequestName("org.velmora.ap.Quillary");
     wlan5000_.emplace(kWlan5000);
-    StartDaemon({"--connection_event_upload_period=1"});
+    ap_.StartDaemon({"--connection_event_upload_period=1"});
     wlan5000_->Attach();
     wlan5000_->Send(kEvent);
     while (call_ == nullptr) {
@@ -130,33 +130,33 @@ class RecorderFault : public AccessPoint {
 
 TEST_F(RecorderFault, SignalDuringACallIsHandledAfterIt) {
   StartInACall();
-  daemon().Signal(SIGTERM);
-  EXPECT_TRUE(WaitUntil([this] { return !CatchesSignal(SIGTERM); }));
-  EXPECT_EQ(daemon().WaitForExit(milliseconds(0)), std::nullopt);
+  ap_.daemon().Signal(SIGTERM);
+  EXPECT_TRUE(WaitUntil([this] { return !ap_.CatchesSignal(SIGTERM); }));
+  EXPECT_EQ(ap_.daemon().WaitForExit(milliseconds(0)), std::nullopt);
   recorder_->Reply(call_.get(), [](platform::bus::MessageWriter&) {});
   wlan5000_->ExpectCommand("DETACH");
-  ExpectExit(0);
+  ap_.ExpectExit(0);
 }
 
 TEST_F(RecorderFault, SecondSignalDuringACallKills) {
   StartInACall();
-  daemon().Signal(SIGTERM);
-  EXPECT_TRUE(WaitUntil([this] { return !CatchesSignal(SIGTERM); }));
-  daemon().Signal(SIGTERM);
-  EXPECT_EQ(daemon().WaitForExit(kPatience), (lab::ExitStatus{.code = -1, .signal = SIGTERM}));
+  ap_.daemon().Signal(SIGTERM);
+  EXPECT_TRUE(WaitUntil([this] { return !ap_.CatchesSignal(SIGTERM); }));
+  ap_.daemon().Signal(SIGTERM);
+  EXPECT_EQ(ap_.daemon().WaitForExit(kPatience), (ExitStatus{.code = -1, .signal = SIGTERM}));
 }
 
-class FlagsServiceFault : public AccessPoint {};
+class FlagsServiceFault : public AccessPointTest {};
 
 // The name comes and goes a thousand times. Each time its flags are asked for, and each failure is
 // a line, whether it refuses or is gone before it has answered.
 TEST_F(FlagsServiceFault, FlapsAThousandTimes) {
   constexpr std::size_t kTimes = 1000;
   constexpr std::uint64_t kPatienceUsec = 20'000'000;
-  StartAll();
-  const std::size_t descriptors = DescriptorCount();
-  const std::int64_t kilobytes = ResidentKilobytes();
-  const std::size_t warnings = LogTexts("WARNING").size();
+  ap_.StartAll();
+  const std::size_t descriptors = ap_.DescriptorCount();
+  const std::int64_t kilobytes = ap_.ResidentKilobytes();
+  const std::size_t warnings = ap_.LogTexts("WARNING").size();
   std::size_t asked = 0;
   for (std::size_t i = 0; i < kTimes; ++i) {
     TestPeer service;
@@ -172,44 +172,44 @@ TEST_F(FlagsServiceFault, FlapsAThousandTimes) {
     }
   }
   // The one that stays is read.
-  StartFlags({{"connectionEventsUpload", "0"}});
-  ExpectLogged("INFO", kEventsOff);
+  ap_.StartFlags({{"connectionEventsUpload", "0"}});
+  ap_.ExpectLogged("INFO", kEventsOff);
   EXPECT_EQ(asked, kTimes);
-  EXPECT_EQ(LogTexts("WARNING").size() - warnings, kTimes);
-  EXPECT_EQ(daemon().err().Count("Not yet"), kTimes / 2);
+  EXPECT_EQ(ap_.LogTexts("WARNING").size() - warnings, kTimes);
+  EXPECT_EQ(ap_.daemon().err().Count("Not yet"), kTimes / 2);
   if (!kIsSanitized) {
-    EXPECT_LE(ResidentKilobytes(), kilobytes + 1024);
+    EXPECT_LE(ap_.ResidentKilobytes(), kilobytes + 1024);
   }
-  EXPECT_EQ(DescriptorCount(), descriptors);
-  Settle(wlan5000());
+  EXPECT_EQ(ap_.DescriptorCount(), descriptors);
+  ap_.Settle(ap_.wlan5000());
 }
 
 TEST_F(FlagsServiceFault, MapOfTenThousandKeys) {
   FlagMap flags = {{"connectionEventsUpload", "0"}};
   for (int i = 0; i < 10'000; ++i) flags[fmt::format("connectionEvents{:05}", i)] = "1";
-  StartBus();
+  ap_.StartBus();
   WriteSalt(kSalt);
-  StartFlags(flags);
-  StartDaemon();
-  ExpectLogged("INFO", kEventsOff);
+  ap_.StartFlags(flags);
+  ap_.StartDaemon();
+  ap_.ExpectLogged("INFO", kEventsOff);
   flags["connectionEventsUpload"] = "1";
-  SetFlags(flags);
-  ExpectLogged("INFO", "Set connection_event_upload to 1");
-  EXPECT_THAT(LogTexts("WARNING"), IsEmpty());
+  ap_.SetFlags(flags);
+  ap_.ExpectLogged("INFO", "Set connection_event_upload to 1");
+  EXPECT_THAT(ap_.LogTexts("WARNING"), IsEmpty());
 }
 
 TEST_F(FlagsServiceFault, ValueOfAMegabyte) {
-  StartBus();
+  ap_.StartBus();
   WriteSalt(kSalt);
-  StartFlags(
+  ap_.StartFlags(
       {{"connectionEventsNote", std::string(1 << 20, '7')}, {"connectionEventsUpload", "0"}});
-  StartDaemon();
-  ExpectLogged("INFO", kEventsOff);
-  EXPECT_THAT(LogTexts("WARNING"), IsEmpty());
+  ap_.StartDaemon();
+  ap_.ExpectLogged("INFO", kEventsOff);
+  EXPECT_THAT(ap_.LogTexts("WARNING"), IsEmpty());
   // Where a number belongs, that is none.
-  SetFlags({{"connectionEventsUpload", std::string(1 << 20, '7')}});
-  ExpectAbort("Uncaught exception: stoi");
+  ap_.SetFlags({{"connectionEventsUpload", std::string(1 << 20, '7')}});
+  ap_.ExpectAbort("Uncaught exception: stoi");
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -19,36 +19,35 @@
 #include "testbed/access_point.h"
 #include "testbed/child_process.h"
 #include "testbed/control_socket.h"
-#include "testbed/played_kernel.h"
 #include "testbed/real_hostapd.h"
 #include "testbed/record_matchers.h"
+#include "testbed/steering_access_point.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
-using SendResult = lab::ControlSocket::SendResult;
-using lab::ChildProcess;
+using SendResult = ControlSocket::SendResult;
 using std::chrono::milliseconds;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class HostapdFault : public AccessPoint {};
+class HostapdFault : public AccessPointTest {};
 
 TEST_F(HostapdFault, BytesThatAreNoTextReachNoRecord) {
-  StartAll();
-  StartFlags({{"connectionEventsProbeReqUpload", "1"}});
-  ExpectLogged("INFO", "Set probe_req_event_upload to 1");
+  ap_.StartAll();
+  ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}});
+  ap_.ExpectLogged("INFO", "Set probe_req_event_upload to 1");
   const std::string odd("\xff\xc0\x80\0\xed\xa0\x80", 7);  // no UTF-8, with a zero byte in it
-  wlan5000().Send("<3>AP-STA-AUTH " + odd + " timestamp:1");
-  wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:2 client_mac:" + odd +
-                  " event_reason:" + odd + " " + odd + ":1 steering_reason:" + odd);
-  wlan5000().Send("<3>AP-MONITOR-STA-INFO " + odd + " nss:1");
-  wlan5000().Send("<3>AP-MONITOR-STA-INFO 00:1a:2b:3c:4d:5e mode:" + odd + " " + odd + ":2");
-  wlan5000().Send("<3>" + odd);
-  wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:3");
+  ap_.wlan5000().Send("<3>AP-STA-AUTH " + odd + " timestamp:1");
+  ap_.wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:2 client_mac:" + odd +
+                      " event_reason:" + odd + " " + odd + ":1 steering_reason:" + odd);
+  ap_.wlan5000().Send("<3>AP-MONITOR-STA-INFO " + odd + " nss:1");
+  ap_.wlan5000().Send("<3>AP-MONITOR-STA-INFO 00:1a:2b:3c:4d:5e mode:" + odd + " " + odd + ":2");
+  ap_.wlan5000().Send("<3>" + odd);
+  ap_.wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:3");
   const std::string shmac = Identifier(kSalt, "001a2b3c4d5e");
   EXPECT_THAT(
-      WaitForRecord(1).event,
+      ap_.WaitForRecord(1).event,
       EqualsProto(EventOf(fmt::format(
           "interface: WLAN_5000MHZ client_event_info {{ event_type: AUTHENTICATE "
           "event_time_in_milliseconds: 1 }} client_event_info {{ client_shmac: \"{0}\" event_type: "
@@ -57,46 +56,46 @@ TEST_F(HostapdFault, BytesThatAreNoTextReachNoRecord) {
           "event_type: AUTHENTICATE event_time_in_milliseconds: 3 }} client_probe_request_info {{ "
           "client_shmac: \"{0}\" client_capability {{ ht_vht_capability: UNKNOWN }} }}",
           shmac))));
-  EXPECT_EQ(LogCount("INFO", "Received unknown event: " + odd), 1U);
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: " + odd), 1U);
+  EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
 TEST_F(HostapdFault, DatagramsOfNothing) {
-  StartAll();
-  const std::size_t lines = Log().size();
-  for (int i = 0; i < 1000; ++i) wlan5000().Send("");
-  Settle(wlan5000());
-  EXPECT_EQ(Log().size(), lines + 1);  // the one that Settle has asked for
+  ap_.StartAll();
+  const std::size_t lines = ap_.Log().size();
+  for (int i = 0; i < 1000; ++i) ap_.wlan5000().Send("");
+  ap_.Settle(ap_.wlan5000());
+  EXPECT_EQ(ap_.Log().size(), lines + 1);  // the one that Settle has asked for
 }
 
 // What is longer than 64 KiB is taken to end there.
 TEST_F(HostapdFault, DatagramOver64KiBIsCut) {
   constexpr std::size_t kLargest = 65536;
-  StartAll();
-  wlan5000().Send("<3>" + std::string(100'000, 'x'));
-  ExpectLogged("INFO", "Received unknown event: " + std::string(kLargest - 3, 'x'));
-  Settle(wlan5000());
+  ap_.StartAll();
+  ap_.wlan5000().Send("<3>" + std::string(100'000, 'x'));
+  ap_.ExpectLogged("INFO", "Received unknown event: " + std::string(kLargest - 3, 'x'));
+  ap_.Settle(ap_.wlan5000());
 }
 
 TEST_F(HostapdFault, AnswersNobodyAskedFor) {
-  StartAll();
-  const std::size_t lines = Log().size();
+  ap_.StartAll();
+  const std::size_t lines = ap_.Log().size();
   for (int i = 0; i < 100; ++i) {
     for (const char* answer : {"OK\n", "FAIL\n", "UNKNOWN COMMAND\n", "PONG\n", "OK"}) {
-      wlan5000().Send(answer);
+      ap_.wlan5000().Send(answer);
     }
   }
-  Settle(wlan5000());
-  EXPECT_EQ(Log().size(), lines + 1);
-  wlan5000().ExpectSilence(milliseconds(1600));
-  wlan5000().Send("<3>AP-STA-AUTH nobody");
-  EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
+  ap_.Settle(ap_.wlan5000());
+  EXPECT_EQ(ap_.Log().size(), lines + 1);
+  ap_.wlan5000().ExpectSilence(milliseconds(1600));
+  ap_.wlan5000().Send("<3>AP-STA-AUTH nobody");
+  EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info_size(), 1);
 }
 
 // The daemon's end is connected to hostapd, and takes nothing from anybody else.
 TEST_F(HostapdFault, StrangersAreNotHeard) {
-  StartAll();
-  const std::string name = wlan5000().SenderName();
+  ap_.StartAll();
+  const std::string name = ap_.wlan5000().SenderName();
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   name.copy(address.sun_path, sizeof(address.sun_path) - 1);
@@ -112,62 +111,63 @@ TEST_F(HostapdFault, StrangersAreNotHeard) {
 // One that hangs in its start and is replaced before a second is over: the daemon sees the new
 // socket while it still waits for the old one's answer. It ends, and starts afresh.
 TEST_F(HostapdFault, ReplacedBeforeItHasAnsweredEndsTheDaemon) {
-  StartBus();
+  ap_.StartBus();
   std::optional<Hostapd> hostapd(kWlan2400);
-  StartDaemon();
+  ap_.StartDaemon();
   hostapd->ExpectCommand("ATTACH");
   // So that it hears of both, the end and the beginning, at once.
-  daemon().Signal(SIGSTOP);
+  ap_.daemon().Signal(SIGSTOP);
   hostapd.reset();
   hostapd.emplace(kWlan2400);
-  daemon().Signal(SIGCONT);
-  ExpectAbort("Check failed: kInvalidSocket == hostapd_socket_");
-  StartDaemon();
+  ap_.daemon().Signal(SIGCONT);
+  ap_.ExpectAbort("Check failed: kInvalidSocket == hostapd_socket_");
+  ap_.StartDaemon();
   hostapd->Attach();
-  Settle(*hostapd);
+  ap_.Settle(*hostapd);
 }
 
 // What still waits for the daemon when hostapd ends is read as long as nobody has taken its place.
 TEST_F(HostapdFault, KilledOneIsReadToItsEnd) {
   constexpr int kLines = 100;
-  StartBus();
+  ap_.StartBus();
   auto hostapd = std::make_unique<Hostapd>(kWlan2400);
-  StartDaemon();
+  ap_.StartDaemon();
   hostapd->Attach();
-  Settle(*hostapd);
-  daemon().Signal(SIGSTOP);
+  ap_.Settle(*hostapd);
+  ap_.daemon().Signal(SIGSTOP);
   for (int i = 0; i < kLines; ++i) hostapd->Send(fmt::format("<3>LAST-{}", i));
   Hostapd::Kill(std::move(hostapd));
-  daemon().Signal(SIGCONT);
-  ExpectLogged("INFO", fmt::format("Received unknown event: LAST-{}", kLines - 1));
-  EXPECT_EQ(daemon().err().Count("LAST-"), static_cast<std::size_t>(kLines));
+  ap_.daemon().Signal(SIGCONT);
+  ap_.ExpectLogged("INFO", fmt::format("Received unknown event: LAST-{}", kLines - 1));
+  EXPECT_EQ(ap_.daemon().err().Count("LAST-"), static_cast<std::size_t>(kLines));
 }
 
 // One that has taken its place is what counts, and the connection to the old one goes with what
 // waits there. What was read is what came first.
 TEST_F(HostapdFault, KilledAndReplacedOneLosesWhatWaitsInTheQueue) {
   constexpr std::size_t kLines = 250;
-  StartBus();
+  ap_.StartBus();
   auto hostapd = std::make_unique<Hostapd>(kWlan2400);
-  StartDaemon();
+  ap_.StartDaemon();
   hostapd->Attach();
-  Settle(*hostapd);
-  daemon().Signal(SIGSTOP);
+  ap_.Settle(*hostapd);
+  ap_.daemon().Signal(SIGSTOP);
   for (std::size_t i = 0; i < kLines; ++i) hostapd->Send(fmt::format("<3>LAST-{}", i));
   Hostapd::Kill(std::move(hostapd));
   Hostapd successor(kWlan2400);
-  daemon().Signal(SIGCONT);
+  ap_.daemon().Signal(SIGCONT);
   successor.Attach();
-  Settle(successor);
-  const std::size_t read = daemon().err().Count("LAST-");
+  ap_.Settle(successor);
+  const std::size_t read = ap_.daemon().err().Count("LAST-");
   std::cout << read << " lines of " << kLines << " were read\n";
   EXPECT_LT(read, kLines);
   if (read > 0) {
-    EXPECT_EQ(LogCount("INFO", fmt::format("Received unknown event: LAST-{}", read - 1)), 1U);
+    EXPECT_EQ(ap_.LogCount("INFO", fmt::format("Received unknown event: LAST-{}", read - 1)), 1U);
   }
-  EXPECT_THAT(LogTexts("ERROR"), ElementsAre("Send to hostapd failed: Connection refused (111)"));
-  EXPECT_EQ(LogCount("WARNING", "Already attached, resetting state."), 1U);
-  EXPECT_EQ(LogCount("WARNING", "Could not attach to hostapd"), 0U);
+  EXPECT_THAT(ap_.LogTexts("ERROR"),
+              ElementsAre("Send to hostapd failed: Connection refused (111)"));
+  EXPECT_EQ(ap_.LogCount("WARNING", "Already attached, resetting state."), 1U);
+  EXPECT_EQ(ap_.LogCount("WARNING", "Could not attach to hostapd"), 0U);
 }
 
 // So many lines of a length find room, and then hostapd waits. It goes by the memory that the
@@ -178,71 +178,74 @@ TEST_F(HostapdFault, DaemonThatIsHeldFillsItsQueueAndLosesNothing) {
   constexpr std::size_t kLargestDatagram = 2048;
   const std::size_t memory =
       std::stoul(platform::ReadFileToString("/proc/sys/net/core/wmem_default").value_or(""));
-  StartAll();
+  ap_.StartAll();
   for (const std::size_t length : {100UL, 192UL, 225UL}) {
     const std::string name = fmt::format("HELD-{}-", length);
     std::string line = "<3>" + name;
     line += std::string(length - line.size(), 'x');
-    daemon().Signal(SIGSTOP);
+    ap_.daemon().Signal(SIGSTOP);
     std::size_t count = 0;
-    while (wlan5000().TrySend(line) == SendResult::kSent) ++count;
-    daemon().Signal(SIGCONT);
+    while (ap_.wlan5000().TrySend(line) == SendResult::kSent) ++count;
+    ap_.daemon().Signal(SIGCONT);
     std::cout << length << " bytes: " << count << " lines\n";
     RecordProperty(name, std::to_string(count));
     EXPECT_LE(count, memory / kSmallestDatagram);
     EXPECT_GE(count, memory / kLargestDatagram);
-    Settle(wlan5000());
-    EXPECT_EQ(LogCount("INFO", "Received unknown event: " + line.substr(3)), count);
+    ap_.Settle(ap_.wlan5000());
+    EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: " + line.substr(3)), count);
   }
 }
 
-class RealHostapdFault : public RealHostapd {};
+class RealHostapdFault : public AccessPointTest {
+ protected:
+  RealHostapd hostapd_{ap_.directory()};
+};
 
 // The directory goes with the last socket, and the watch with the directory. What comes in its
 // place is not the same one.
 TEST_F(RealHostapdFault, TakesTheControlDirectoryWithItAndIsNotHeardAgain) {
-  StartBus();
-  StartHostapd();
-  StartDaemon();
-  EXPECT_TRUE(IsAttached());
-  StopHostapd();
+  ap_.StartBus();
+  hostapd_.Start();
+  ap_.StartDaemon();
+  EXPECT_TRUE(hostapd_.IsAttached());
+  hostapd_.Stop();
   EXPECT_FALSE(platform::PathExists(kControlDirectory));
-  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
-  const std::size_t lines = Log().size();
-  StartHostapd();
-  EXPECT_FALSE(IsAttached(milliseconds(1500)));
-  EXPECT_EQ(Log().size(), lines);
-  ExpectQuickExit(SIGTERM);
-  EXPECT_EQ(NextNotice(), "STOPPING=1");
+  ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  const std::size_t lines = ap_.Log().size();
+  hostapd_.Start();
+  EXPECT_FALSE(hostapd_.IsAttached(milliseconds(1500)));
+  EXPECT_EQ(ap_.Log().size(), lines);
+  ap_.ExpectQuickExit(SIGTERM);
+  EXPECT_EQ(ap_.NextNotice(), "STOPPING=1");
   // That is what a restart of the daemon is for.
-  StartDaemon();
-  EXPECT_TRUE(IsAttached());
+  ap_.StartDaemon();
+  EXPECT_TRUE(hostapd_.IsAttached());
 }
 
 // As the package keeps it.
 TEST_F(RealHostapdFault, ControlDirectoryWithAFileInItStaysAndHostapdIsHeardAgain) {
-  StartBus();
+  ap_.StartBus();
   std::filesystem::create_directories(kControlDirectory);
-  lab::WriteFile(platform::FilePath(kControlDirectory) / ".kept-by-ap-wavelark", "");
-  StartHostapd();
-  StartDaemon();
-  EXPECT_TRUE(IsAttached());
+  WriteFile(platform::FilePath(kControlDirectory) / ".kept-by-ap-wavelark", "");
+  hostapd_.Start();
+  ap_.StartDaemon();
+  EXPECT_TRUE(hostapd_.IsAttached());
   for (int i = 0; i < 3; ++i) {
-    StopHostapd();
-    StartHostapd();
-    EXPECT_TRUE(IsAttached());
+    hostapd_.Stop();
+    hostapd_.Start();
+    EXPECT_TRUE(hostapd_.IsAttached());
   }
 }
 
 // It serves nobody until the daemon reads again; then all that it had to tell comes in.
 TEST_F(RealHostapdFault, WaitsForADaemonThatDoesNotRead) {
-  StartBus();
-  StartHostapd();
-  StartDaemon({"--v=1"});
-  EXPECT_TRUE(IsAttached());
-  lab::ControlSocket client(directory() / "client");
+  ap_.StartBus();
+  hostapd_.Start();
+  ap_.StartDaemon({"--v=1"});
+  EXPECT_TRUE(hostapd_.IsAttached());
+  ControlSocket client(ap_.directory() / "client");
   ASSERT_EQ(client.Open(), std::nullopt);
-  lab::PeerAddress hostapd;
+  PeerAddress hostapd;
   hostapd.address.sun_family = AF_UNIX;
   ControlSocketPath(kWlan5000).native().copy(hostapd.address.sun_path,
                                              sizeof(hostapd.address.sun_path) - 1);
@@ -251,25 +254,25 @@ TEST_F(RealHostapdFault, WaitsForADaemonThatDoesNotRead) {
   const auto takes_station = [&](int number) {
     const std::string command =
         fmt::format("NEW_STA 02:00:00:00:{:02x}:{:02x}", number / 256, number % 256);
-    EXPECT_EQ(client.Send(hostapd, command), lab::ControlSocket::SendResult::kSent);
+    EXPECT_EQ(client.Send(hostapd, command), ControlSocket::SendResult::kSent);
     pollfd answer = {.fd = client.fd(), .events = POLLIN, .revents = 0};
     return poll(&answer, 1, 1000) == 1 && client.Receive().has_value();
   };
-  daemon().Signal(SIGSTOP);
+  ap_.daemon().Signal(SIGSTOP);
   int count = 0;
   while (count < 1000 && takes_station(count)) ++count;
   std::cout << "hostapd waits after " << count << " lines\n";
   RecordProperty("lines", std::to_string(count));
   EXPECT_LT(count, 1000);
-  daemon().Signal(SIGCONT);
+  ap_.daemon().Signal(SIGCONT);
   // The one in which it waited, too.
   const std::size_t expected = static_cast<std::size_t>(count) + 1;
-  EXPECT_TRUE(WaitUntil([&] { return daemon().err().Count("Callback: 1 mac: ") >= expected; }));
+  EXPECT_TRUE(WaitUntil([&] { return ap_.daemon().err().Count("Callback: 1 mac: ") >= expected; }));
   pollfd answer = {.fd = client.fd(), .events = POLLIN, .revents = 0};
   EXPECT_EQ(poll(&answer, 1, 5000), 1);
 }
 
-class SteeringFault : public PlayedKernel {};
+class SteeringFault : public SteeringAccessPointTest {};
 
 // The command is lost with a line, and not repeated: to the daemon the station has been steered.
 // It is asked again once its metric has moved.
@@ -277,66 +280,63 @@ TEST_F(SteeringFault, HungHostapdMissesACommand) {
   constexpr char kFull[] = "Send to hostapd failed: Resource temporarily unavailable (11)";
   constexpr char kPoor[] = "02:00:00:00:00:01 link_quality_metric 18 ";
   constexpr std::size_t kPollsInTwoSteerIntervals = 4;
-  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50"});
-  Start();
-  Settle(*wlan2400_);
+  ap_.SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50"});
+  ap_.Start();
+  ap_.Settle(ap_.wlan2400());
   FillQueue(kWlan2400);
-  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -82"});
-  ExpectLogged("ERROR", kFull);
+  ap_.SetStations({"wlan-2400mhz 02:00:00:00:00:01 -82"});
+  ap_.ExpectLogged("ERROR", kFull);
   // It reads again, and its queue has room.
-  while (const auto command = wlan2400_->Receive(milliseconds(100))) {
+  while (const auto command = ap_.wlan2400().WaitForCommand(milliseconds(100))) {
     EXPECT_EQ(command->text, "PING");
   }
-  ExpectLoggedWith(kPoor, LogTextsWith(kPoor).size() + kPollsInTwoSteerIntervals);
-  EXPECT_EQ(LogTextsWith(" Steer Client ").size(), 1U);
-  EXPECT_THAT(LogTexts("ERROR"), ElementsAre(kFull));
-  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -98"});
-  wlan2400_->ExpectCommand("DISASSOCIATE 02:00:00:00:00:01 reason=5");
-  ExpectQuickExit(SIGTERM);
+  ap_.ExpectLoggedWith(kPoor, ap_.LogTextsWith(kPoor).size() + kPollsInTwoSteerIntervals);
+  EXPECT_EQ(ap_.LogTextsWith(" Steer Client ").size(), 1U);
+  EXPECT_THAT(ap_.LogTexts("ERROR"), ElementsAre(kFull));
+  ap_.SetStations({"wlan-2400mhz 02:00:00:00:00:01 -98"});
+  ap_.wlan2400().ExpectCommand("DISASSOCIATE 02:00:00:00:00:01 reason=5");
+  ap_.ExpectQuickExit(SIGTERM);
 }
 
-class EventsAmidAllElseFault : public PlayedKernel {};
+class EventsAmidAllElseFault : public SteeringAccessPointTest {};
 
 // Events on both interfaces at full speed, while clients are steered, the kernel marks dumps as
 // interrupted, flags change, their service starts anew, the recorder is slow, and a hostapd that is
 // no concern of the daemon's comes and goes.
 TEST_F(EventsAmidAllElseFault, AreAllRecordedAndAllElseGoesOn) {
   constexpr int kEvents = kIsSanitized ? 2'000 : 20'000;
-  StartBus();
-  StartRecorder({"--delay", "0.2"});
-  StartFlags({{"connectionEventsUpload", "1"}});
+  ap_.StartBus();
+  ap_.StartRecorder({"--delay", "0.2"});
+  ap_.StartFlags({{"connectionEventsUpload", "1"}});
   WriteSalt(kSalt);
   constexpr char kPoor[] = "wlan-2400mhz 02:00:00:00:00:01 -82";
-  SetStations({kPoor});
-  set_daemon_command({DAEMON_ON_FAKE_KERNEL_PATH, directory() / "stations"});
-  std::string error;
-  const auto hostapd =
-      ChildProcess::Start({HOSTAPD_STANDIN_PATH, "--count", std::to_string(kEvents)}, {}, &error);
-  ASSERT_NE(hostapd, nullptr) << error;
+  ap_.SetStations({kPoor});
+  ap_.set_daemon_command({DAEMON_ON_FAKE_KERNEL_PATH, ap_.directory() / "stations"});
+  const auto hostapd = StartProcess({HOSTAPD_STANDIN_PATH, "--count", std::to_string(kEvents)});
   ASSERT_TRUE(hostapd->out().WaitForLine("ready", kPatience));
-  StartDaemon({"--enable_client_steering", "--client_steering_interval=1",
-               "--client_steering_poll_interval=0", "--connection_event_upload_period=1"});
+  ap_.StartDaemon({"--enable_client_steering", "--client_steering_interval=1",
+                   "--client_steering_poll_interval=0", "--connection_event_upload_period=1"});
   std::size_t changes = 0;
   int left = 2 * kEvents;
   for (std::size_t number = 1; left > 0; ++number) {
     const bool is_odd = number % 2 == 1;
     const FlagMap flags = {{"connectionEventsUpload", "1"}, {"change", std::to_string(++changes)}};
-    is_odd ? SetFlags(flags) : StartFlags(flags);
-    SetStations({kPoor, is_odd ? "! interrupted" : ""});
+    is_odd ? ap_.SetFlags(flags) : ap_.StartFlags(flags);
+    ap_.SetStations({kPoor, is_odd ? "! interrupted" : ""});
     const Hostapd guest("guest-2400mhz");
-    const Record record = WaitForRecord(number);
+    const Record record = ap_.WaitForRecord(number);
     ASSERT_GT(record.event.client_event_info_size(), 0);
     left -= record.event.client_event_info_size();
   }
   EXPECT_EQ(left, 0);
   EXPECT_GE(changes, 2U);
-  ExpectLogged("INFO", "Set connection_event_upload to 1", 2);
+  ap_.ExpectLogged("INFO", "Set connection_event_upload to 1", 2);
   EXPECT_TRUE(hostapd->out().WaitForLine("wlan-2400mhz DISASSOCIATE 02:00:00:00:00:01 reason=5",
                                          kPatience));
-  EXPECT_THAT(LogTexts("WARNING"), IsEmpty());
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
-  ExpectQuickExit(SIGTERM);
+  EXPECT_THAT(ap_.LogTexts("WARNING"), IsEmpty());
+  EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
+  ap_.ExpectQuickExit(SIGTERM);
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "testbed/access_point.h"
-#include "testbed/played_kernel.h"
+#include "testbed/steering_access_point.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 using ::testing::IsEmpty;
@@ -32,7 +32,7 @@ constexpr char kRequest[] = "Netlink request ";
 constexpr char kMarked[] = "! interrupted";
 constexpr char kMark[] = "A netlink dump was interrupted by a change and may be inconsistent";
 
-class KernelFault : public PlayedKernel {
+class KernelFault : public SteeringAccessPointTest {
  protected:
   using Clock = std::chrono::steady_clock;
 
@@ -40,14 +40,14 @@ class KernelFault : public PlayedKernel {
   void Begin() {
     EndFault();
     WriteSalt(kSalt);
-    Start();
+    ap_.Start();
     ExpectPolls({kThird});
   }
 
-  void EndFault() { SetStations({kAt2400, kAlsoAt2400, kAt5000}); }
+  void EndFault() { ap_.SetStations({kAt2400, kAlsoAt2400, kAt5000}); }
 
   void SetFault(const std::string& fault) {
-    SetStations({kAt2400, kAlsoAt2400, kAt5000, "! " + fault});
+    ap_.SetStations({kAt2400, kAlsoAt2400, kAt5000, "! " + fault});
     begin_ = Clock::now();
   }
 
@@ -55,25 +55,25 @@ class KernelFault : public PlayedKernel {
   void ExpectPolls(const std::vector<std::string>& stations) {
     std::map<std::string, std::size_t> before;
     for (const std::string& station : stations) before[station] = Polls(station);
-    for (const auto& [station, polls] : before) ExpectLoggedWith(station, polls + 1);
+    for (const auto& [station, polls] : before) ap_.ExpectLoggedWith(station, polls + 1);
   }
 
-  std::size_t Polls(const std::string& station) { return LogTextsWith(station).size(); }
+  std::size_t Polls(const std::string& station) { return ap_.LogTextsWith(station).size(); }
 
   // It is there again and again, but not more often than once in each poll of an interface.
   void ExpectWarnings(const std::string& text, std::size_t count) {
-    ExpectLogged("WARNING", text, count);
+    ap_.ExpectLogged("WARNING", text, count);
     const auto seconds = std::chrono::ceil<std::chrono::seconds>(Clock::now() - begin_).count();
-    EXPECT_LE(LogCount("WARNING", text), 2 * static_cast<std::size_t>(seconds + 1));
+    EXPECT_LE(ap_.LogCount("WARNING", text), 2 * static_cast<std::size_t>(seconds + 1));
   }
 
   // It has been there all the time, and does all it did.
   void ExpectAllAsBefore() {
     EndFault();
     ExpectPolls({kFirst, kSecond, kThird});
-    Settle(*wlan2400_);
-    EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
-    ExpectQuickExit(SIGTERM);
+    ap_.Settle(ap_.wlan2400());
+    EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
+    ap_.ExpectQuickExit(SIGTERM);
   }
 
  private:
@@ -83,8 +83,8 @@ class KernelFault : public PlayedKernel {
 // What it tells counts all the same.
 TEST_F(KernelFault, DumpIsInterrupted) {
   Begin();
-  SetStations({kAt2400, kAlsoAt2400, kAt5000, kMarked});
-  ExpectLoggedWith(kMark);
+  ap_.SetStations({kAt2400, kAlsoAt2400, kAt5000, kMarked});
+  ap_.ExpectLoggedWith(kMark);
   ExpectPolls({kFirst, kSecond, kThird});
   ExpectAllAsBefore();
 }
@@ -114,9 +114,9 @@ TEST_F(KernelFault, MessagesAreLost) {
   SetFault("losing");
   ExpectWarnings(kLost, 2);
   const std::size_t polls = Polls(kFirst) + Polls(kSecond) + Polls(kThird);
-  ExpectWarnings(kLost, LogCount("WARNING", kLost) + 2);
+  ExpectWarnings(kLost, ap_.LogCount("WARNING", kLost) + 2);
   EXPECT_EQ(Polls(kFirst) + Polls(kSecond) + Polls(kThird), polls);
-  EXPECT_THAT(LogTextsWith("Netlink error"), IsEmpty());
+  EXPECT_THAT(ap_.LogTextsWith("Netlink error"), IsEmpty());
   ExpectAllAsBefore();
 }
 
@@ -124,13 +124,13 @@ TEST_F(KernelFault, MessagesAreLost) {
 TEST_F(KernelFault, Silence) {
   constexpr char kTimeOut[] = "Netlink error 2: Netlink response timeout";
   Begin();
-  const std::size_t answered = LogTextsWith(kRequest).size();
+  const std::size_t answered = ap_.LogTextsWith(kRequest).size();
   SetFault("silent");
   EXPECT_TRUE(WaitUntil([&] {
-    return LogTextsWith(kRequest).size() >= answered + LogCount("WARNING", kTimeOut) + 6;
+    return ap_.LogTextsWith(kRequest).size() >= answered + ap_.LogCount("WARNING", kTimeOut) + 6;
   })) << "six requests without an answer";
   ExpectWarnings(kTimeOut, 1);
-  Settle(*wlan5000_);
+  ap_.Settle(ap_.wlan5000());
   ExpectAllAsBefore();
 }
 
@@ -141,14 +141,14 @@ TEST_F(KernelFault, IndexIsReused) {
   constexpr std::size_t kPollsInTwoSteerIntervals = 2 * 4;
   Begin();
   // Marked, so that each poll shows, if only by the mark of its one station.
-  SetStations({kAt2400, kAlsoAt2400, kPoor, "! reusing wlan-2400mhz wlan-5000mhz", kMarked});
-  ExpectLoggedWith(kMark, 2);
+  ap_.SetStations({kAt2400, kAlsoAt2400, kPoor, "! reusing wlan-2400mhz wlan-5000mhz", kMarked});
+  ap_.ExpectLoggedWith(kMark, 2);
   const std::size_t polls = Polls(kFirst);
-  ExpectLoggedWith(kMark, LogTextsWith(kMark).size() + kPollsInTwoSteerIntervals);
+  ap_.ExpectLoggedWith(kMark, ap_.LogTextsWith(kMark).size() + kPollsInTwoSteerIntervals);
   EXPECT_EQ(Polls(kFirst), polls);
-  EXPECT_THAT(LogTextsWith(" Steer Client "), IsEmpty());
-  SetStations({kAt2400, kAlsoAt2400, kPoor});
-  ExpectLoggedWith(" Steer Client 02:00:00:00:00:03 ");
+  EXPECT_THAT(ap_.LogTextsWith(" Steer Client "), IsEmpty());
+  ap_.SetStations({kAt2400, kAlsoAt2400, kPoor});
+  ap_.ExpectLoggedWith(" Steer Client 02:00:00:00:00:03 ");
   ExpectAllAsBefore();
 }
 
@@ -160,4 +160,4 @@ TEST_F(KernelFault, InterfaceGoesAndComesBack) {
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -23,47 +23,46 @@
 #include "testbed/record_matchers.h"
 #include "tests/stopped_for_a_while.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
-using SendResult = lab::ControlSocket::SendResult;
-using lab::ChildProcess;
+using SendResult = ControlSocket::SendResult;
 using std::chrono::milliseconds;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 constexpr char kEvent[] = "<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e";
 
-class SystemFault : public AccessPoint {
+class SystemFault : public AccessPointTest {
  protected:
   // Runs the daemon by a line for the shell, in which it is "$@".
   void RunByShell(const std::string& line) {
-    set_daemon_command({"/bin/sh", "-c", line, "sh", AP_WAVELARK_PATH});
+    ap_.set_daemon_command({"/bin/sh", "-c", line, "sh", AP_WAVELARK_PATH});
   }
 
   void SetLimit(__rlimit_resource resource, rlim_t limit) {
     rlimit limits = {};
-    ASSERT_EQ(prlimit(daemon().pid(), resource, nullptr, &limits), 0);
+    ASSERT_EQ(prlimit(ap_.daemon().pid(), resource, nullptr, &limits), 0);
     limits.rlim_cur = limit;
-    ASSERT_EQ(prlimit(daemon().pid(), resource, &limits, nullptr), 0);
+    ASSERT_EQ(prlimit(ap_.daemon().pid(), resource, &limits, nullptr), 0);
   }
 
   // What /proc tells of a descriptor of the daemon's.
   std::string DescriptorOf(int number) {
     std::error_code error;
-    return std::filesystem::read_symlink(fmt::format("/proc/{}/fd/{}", daemon().pid(), number),
+    return std::filesystem::read_symlink(fmt::format("/proc/{}/fd/{}", ap_.daemon().pid(), number),
                                          error);
   }
 
   // hostapd on both interfaces, recorder and bus, and the daemon without anything on standard error
   // to read.
   void StartUnheard() {
-    StartBus();
-    StartRecorder();
+    ap_.StartBus();
+    ap_.StartRecorder();
     WriteSalt(kSalt);
     wlan2400_.emplace(kWlan2400);
     wlan5000_.emplace(kWlan5000);
-    StartDaemon({"--v=1", "--connection_event_upload_period=1"});
+    ap_.StartDaemon({"--v=1", "--connection_event_upload_period=1"});
     wlan2400_->Attach();
     wlan5000_->Attach();
   }
@@ -72,10 +71,10 @@ class SystemFault : public AccessPoint {
   void ExpectDoesItsWork() {
     for (int i = 0; i < 20; ++i) wlan5000_->Send("<3>NOBODY-KNOWS");
     wlan5000_->Send(kEvent);
-    EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
+    EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info_size(), 1);
     wlan5000_->ExpectSilence(milliseconds(0));
     wlan2400_->ExpectSilence(milliseconds(0));
-    ExpectQuickExit(SIGTERM);
+    ap_.ExpectQuickExit(SIGTERM);
   }
 
   std::optional<Hostapd> wlan2400_;
@@ -87,31 +86,31 @@ class SystemFault : public AccessPoint {
 TEST_F(SystemFault, DescriptorsAreExhausted) {
   if (kIsSanitized) GTEST_SKIP() << "the sanitizer opens a pipe to look at what it doubts";
   constexpr char kFailed[] = "Failed to open hostapd socket: Too many open files (24)";
-  StartBus();
-  StartRecorder();
+  ap_.StartBus();
+  ap_.StartRecorder();
   WriteSalt(kSalt);
   std::optional<Hostapd> wlan2400(kWlan2400);
   Hostapd wlan5000(kWlan5000);
-  StartDaemon({"--connection_event_upload_period=1"});
+  ap_.StartDaemon({"--connection_event_upload_period=1"});
   wlan2400->Attach();
   wlan5000.Attach();
-  Settle(wlan5000);
+  ap_.Settle(wlan5000);
   SetLimit(RLIMIT_NOFILE, 3);
   wlan2400.reset();
-  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
   wlan2400.emplace(kWlan2400);
-  ExpectLogged("ERROR", kFailed);
-  const std::size_t before = LogCount("ERROR", kFailed);
+  ap_.ExpectLogged("ERROR", kFailed);
+  const std::size_t before = ap_.LogCount("ERROR", kFailed);
   wlan5000.Send(kEvent);
-  EXPECT_EQ(WaitForRecord(1).event.client_event_info(0).client_shmac(),
+  EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info(0).client_shmac(),
             Identifier(kSalt, "001a2b3c4d5e"));
   std::this_thread::sleep_for(milliseconds(2000));
   // One attempt in half a second.
-  EXPECT_LE(LogCount("ERROR", kFailed) - before, 8U);
+  EXPECT_LE(ap_.LogCount("ERROR", kFailed) - before, 8U);
   SetLimit(RLIMIT_NOFILE, 1024);
   wlan2400->Attach();
-  Settle(*wlan2400);
-  ExpectQuickExit(SIGTERM);
+  ap_.Settle(*wlan2400);
+  ap_.ExpectQuickExit(SIGTERM);
 }
 
 // With whatever number it may open: it runs, or says why not and ends.
@@ -121,27 +120,27 @@ TEST_F(SystemFault, DescriptorsAreExhaustedAtTheStart) {
   constexpr char kRunning[] = "Failed to read the properties ";
   constexpr int kFewest = 5;
   constexpr int kMost = 20;
-  StartBus();
+  ap_.StartBus();
   std::filesystem::create_directories(kControlDirectory);
   int ended = 0;
   for (int limit = kFewest; limit <= kMost; ++limit) {
     RunByShell(fmt::format("ulimit -n {} && exec \"$@\"", limit));
-    LaunchDaemon();
-    std::optional<lab::ExitStatus> status;
+    ap_.LaunchDaemon();
+    std::optional<ExitStatus> status;
     EXPECT_TRUE(WaitUntil([&] {
-      status = daemon().WaitForExit(milliseconds(0));
-      return status.has_value() || daemon().err().Count(kRunning) > 0;
+      status = ap_.daemon().WaitForExit(milliseconds(0));
+      return status.has_value() || ap_.daemon().err().Count(kRunning) > 0;
     })) << limit;
     if (!status.has_value()) {
-      ExpectQuickExit(SIGTERM);
+      ap_.ExpectQuickExit(SIGTERM);
       // Nobody waits to tell it.
-      while (!NextNotice(milliseconds(0)).empty()) {
+      while (!ap_.NextNotice(milliseconds(0)).empty()) {
       }
       continue;
     }
     ++ended;
     EXPECT_TRUE(status->code == 69 || status->signal == SIGABRT) << limit;
-    const std::vector<LogLine> log = Log();
+    const std::vector<LogLine> log = ap_.Log();
     ASSERT_FALSE(log.empty()) << limit;
     const std::string& severity = log.back().severity;
     EXPECT_TRUE(severity == "ERROR" || severity == "FATAL") << limit << ": " << log.back();
@@ -153,21 +152,19 @@ TEST_F(SystemFault, DescriptorsAreExhaustedAtTheStart) {
 
 TEST_F(SystemFault, MemoryIsExhausted) {
   if (kIsSanitized) GTEST_SKIP() << "a sanitized program needs all of the address space";
-  StartBus();
+  ap_.StartBus();
   std::filesystem::create_directories(kControlDirectory);
   WriteSalt(kSalt);
-  StartDaemon();
+  ap_.StartDaemon();
   constexpr std::int64_t kRoomKilobytes = 8 * 1024;
-  const std::int64_t limit = StatusKilobytes("VmSize") + kRoomKilobytes;
+  const std::int64_t limit = ap_.StatusKilobytes("VmSize") + kRoomKilobytes;
   SetLimit(RLIMIT_AS, static_cast<rlim_t>(limit) * 1024);
   // They are collected for five minutes, and there are more of them than there is room.
-  std::string error;
-  const auto hostapd = ChildProcess::Start({HOSTAPD_STANDIN_PATH, "--count", "100000"}, {}, &error);
-  ASSERT_NE(hostapd, nullptr) << error;
-  ExpectAbort("Uncaught exception: std::bad_alloc");
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  const auto hostapd = StartProcess({HOSTAPD_STANDIN_PATH, "--count", "100000"});
+  ap_.ExpectAbort("Uncaught exception: std::bad_alloc");
+  EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
   // Started again, it has the memory that it needs.
-  StartDaemon();
+  ap_.StartDaemon();
   EXPECT_TRUE(hostapd->out().WaitForLine("wlan-5000mhz ATTACH", kPatience));
 }
 
@@ -180,7 +177,7 @@ TEST_F(SystemFault, StandardErrorIsClosed) {
 
 // Whoever read it has gone before the first line.
 TEST_F(SystemFault, NobodyReadsStandardError) {
-  set_daemon_command(
+  ap_.set_daemon_command(
       {"/bin/bash", "-c", "exec 2> >(:) && wait $! && exec \"$@\"", "bash", AP_WAVELARK_PATH});
   StartUnheard();
   EXPECT_THAT(DescriptorOf(2), ::testing::StartsWith("pipe:"));
@@ -204,16 +201,16 @@ TEST_F(SystemFault, DiskIsFull) {
 }
 
 TEST_F(SystemFault, SystemLogGoesAndComesBack) {
-  std::optional<lab::ControlSocket> system_log("/dev/log");
+  std::optional<ControlSocket> system_log("/dev/log");
   ASSERT_EQ(system_log->Open(), std::nullopt);
-  StartAll();
+  ap_.StartAll();
   while (system_log->Receive().has_value()) {
   }
   system_log.reset();
-  Settle(wlan5000());
+  ap_.Settle(ap_.wlan5000());
   system_log.emplace("/dev/log");
   ASSERT_EQ(system_log->Open(), std::nullopt);
-  wlan5000().Send("<3>IT-IS-BACK");
+  ap_.wlan5000().Send("<3>IT-IS-BACK");
   std::string text;
   EXPECT_TRUE(WaitUntil([&] {
     const auto line = system_log->Receive();
@@ -226,76 +223,76 @@ TEST_F(SystemFault, SystemLogGoesAndComesBack) {
 // the daemon goes on where it was once it is read.
 TEST_F(SystemFault, SystemLogThatDoesNotReadHoldsTheDaemon) {
   constexpr int kLines = 600;
-  lab::ControlSocket system_log("/dev/log");
+  ControlSocket system_log("/dev/log");
   ASSERT_EQ(system_log.Open(), std::nullopt);
-  StartBus();
+  ap_.StartBus();
   Hostapd wlan5000(kWlan5000);
-  StartDaemon();
+  ap_.StartDaemon();
   wlan5000.Attach();
   int sent = 0;
   while (sent < kLines && wlan5000.TrySend(fmt::format("<3>LINE-{}", sent)) == SendResult::kSent)
     ++sent;
   EXPECT_LT(sent, kLines);
-  const std::size_t lines = Log().size();
+  const std::size_t lines = ap_.Log().size();
   std::this_thread::sleep_for(milliseconds(500));
-  EXPECT_EQ(Log().size(), lines);
+  EXPECT_EQ(ap_.Log().size(), lines);
   const std::string last = fmt::format("Received unknown event: LINE-{}", sent - 1);
   EXPECT_TRUE(WaitUntil([&] {
     while (system_log.Receive().has_value()) {
     }
-    return LogCount("INFO", last) == 1;
+    return ap_.LogCount("INFO", last) == 1;
   }));
-  EXPECT_EQ(daemon().err().Count("LINE-"), static_cast<std::size_t>(sent));
-  ExpectQuickExit(SIGTERM);
+  EXPECT_EQ(ap_.daemon().err().Count("LINE-"), static_cast<std::size_t>(sent));
+  ap_.ExpectQuickExit(SIGTERM);
 }
 
-class HeldFault : public AccessPoint {};
+class HeldFault : public AccessPointTest {};
 
 // The answer has come while the daemon was held for longer than it waits for one, and so have an
 // event and much else: whatever it finds first, it is attached and has the event.
 TEST_F(HeldFault, AnswerThatWaitsForTheDaemonIsInTime) {
-  StartBus();
-  StartFlags({});
+  ap_.StartBus();
+  ap_.StartFlags({});
   Hostapd wlan2400(kWlan2400);
   Hostapd wlan5000(kWlan5000);
-  StartDaemon();
+  ap_.StartDaemon();
   wlan2400.Attach();
   wlan5000.ExpectCommand("ATTACH");
-  daemon().Signal(SIGSTOP);
+  ap_.daemon().Signal(SIGSTOP);
   wlan5000.Send("OK\n");
   wlan5000.Send("<3>BEHIND-THE-ANSWER");
   wlan2400.Send("<3>AT-THE-OTHER");
-  SetFlags({{"connectionEventsUpload", "1"}});
+  ap_.SetFlags({{"connectionEventsUpload", "1"}});
   std::this_thread::sleep_for(milliseconds(1300));
-  daemon().Signal(SIGCONT);
-  ExpectLogged("INFO", "Received unknown event: BEHIND-THE-ANSWER");
+  ap_.daemon().Signal(SIGCONT);
+  ap_.ExpectLogged("INFO", "Received unknown event: BEHIND-THE-ANSWER");
   wlan5000.ExpectSilence(milliseconds(700));
-  Settle(wlan5000);
+  ap_.Settle(wlan5000);
 }
 
 TEST_F(SystemFault, SaltIsReplacedWhileItRuns) {
-  StartAll();
-  wlan5000().Send(kEvent);
-  EXPECT_EQ(WaitForRecord(1).event.client_event_info(0).client_shmac(),
+  ap_.StartAll();
+  ap_.wlan5000().Send(kEvent);
+  EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info(0).client_shmac(),
             Identifier(kSalt, "001a2b3c4d5e"));
-  lab::ReplaceFile(kSaltFile, "another salt");
-  wlan5000().Send(kEvent);
-  EXPECT_EQ(WaitForRecord(2).event.client_event_info(0).client_shmac(),
+  ReplaceFile(kSaltFile, "another salt");
+  ap_.wlan5000().Send(kEvent);
+  EXPECT_EQ(ap_.WaitForRecord(2).event.client_event_info(0).client_shmac(),
             Identifier(kSalt, "001a2b3c4d5e"));
   std::filesystem::remove(kSaltFile);
-  wlan5000().Send(kEvent);
-  EXPECT_EQ(WaitForRecord(3).event.client_event_info(0).client_shmac(),
+  ap_.wlan5000().Send(kEvent);
+  EXPECT_EQ(ap_.WaitForRecord(3).event.client_event_info(0).client_shmac(),
             Identifier(kSalt, "001a2b3c4d5e"));
-  EXPECT_THAT(LogTexts("WARNING"), ::testing::Each(::testing::Not(HasSubstr("salt"))));
+  EXPECT_THAT(ap_.LogTexts("WARNING"), ::testing::Each(::testing::Not(HasSubstr("salt"))));
 }
 
-class StoppedForAWhileFault : public StoppedForAWhile {};
+class StoppedForAWhileFault : public SteeringAccessPointTest {};
 
 // What has come in meanwhile is told to have come when it is read; a period that is over is over
 // once, and polls that were missed are not made up for.
 TEST_F(StoppedForAWhileFault, LosesNothingAndMakesUpForNoPolls) {
-  ExpectNothingIsLost(std::chrono::seconds(5));
+  ExpectNothingIsLostByAStop(ap_, std::chrono::seconds(5));
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

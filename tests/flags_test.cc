@@ -11,10 +11,9 @@
 #include "testbed/access_point.h"
 #include "testbed/test_peer.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
-using platform::bus::TestPeer;
 using ::testing::ElementsAre;
 
 constexpr char kOn[] = " Connection event upload enabled ";
@@ -25,20 +24,21 @@ constexpr char kProbesOff[] = "Set probe_req_event_upload to 0";
 constexpr char kProbesOn[] = "Set probe_req_event_upload to 1";
 constexpr char kStarting[] = "Starting the daemon";
 
-class FlagsTest : public AccessPoint {
+class FlagsTest : public AccessPointTest {
  protected:
   void StartWith(const FlagMap& flags, const Arguments& options = {}) {
-    StartBus();
-    StartFlags(flags, options);
-    StartDaemon();
+    ap_.StartBus();
+    ap_.StartFlags(flags, options);
+    ap_.StartDaemon();
   }
 
   // The WARNING that reading the map failed, with this reason.
   void ExpectReadFailure(const std::string& reason) {
-    ExpectLogged("WARNING",
-                 "Failed to read the properties org.velmora.ap.Flags of org.velmora.ap.Flags at "
-                 "/org/velmora/ap/Flags: " +
-                     reason);
+    ap_.ExpectLogged(
+        "WARNING",
+        "Failed to read the properties org.velmora.ap.Flags of org.velmora.ap.Flags at "
+        "/org/velmora/ap/Flags: " +
+            reason);
   }
 };
 
@@ -47,50 +47,50 @@ TEST_F(FlagsTest, AreAppliedAtTheStartInTheOrderOfTheirKeys) {
              {"connectionEventsProbeReqUpload", " 17 stations"},
              {"connectionEvents", "disabled"},
              {"somethingElse", "not a number"}});
-  ExpectLogged("INFO", kEventsOff);
-  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn, kOff, kProbesOn, kEventsOff));
+  ap_.ExpectLogged("INFO", kEventsOff);
+  EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn, kOff, kProbesOn, kEventsOff));
 }
 
 TEST_F(FlagsTest, AreAppliedWheneverTheyChange) {
   StartWith({{"connectionEvents", "enabled"}, {"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", kEventsOn);
-  SetFlags({{"connectionEvents", "disabled"}, {"connectionEventsUpload", "0"}});
-  ExpectLogged("INFO", kEventsOff);
-  SetFlags({{"connectionEvents", "disabled"}, {"connectionEventsUpload", "-3"}});
-  ExpectLogged("INFO", kEventsOn, 2);
-  SetFlags({{"connectionEvents", "enabled"}, {"connectionEventsProbeReqUpload", "0"}});
-  ExpectLogged("INFO", kProbesOff);
+  ap_.ExpectLogged("INFO", kEventsOn);
+  ap_.SetFlags({{"connectionEvents", "disabled"}, {"connectionEventsUpload", "0"}});
+  ap_.ExpectLogged("INFO", kEventsOff);
+  ap_.SetFlags({{"connectionEvents", "disabled"}, {"connectionEventsUpload", "-3"}});
+  ap_.ExpectLogged("INFO", kEventsOn, 2);
+  ap_.SetFlags({{"connectionEvents", "enabled"}, {"connectionEventsProbeReqUpload", "0"}});
+  ap_.ExpectLogged("INFO", kProbesOff);
   // Switching happens only where the state changes, setting with every map.
-  EXPECT_THAT(LogTexts("INFO"),
+  EXPECT_THAT(ap_.LogTexts("INFO"),
               ElementsAre(kStarting, kOn, kEventsOn, kOff, kEventsOff, kEventsOn, kOn, kProbesOff));
 }
 
 TEST_F(FlagsTest, OnlyTheTwoExactWordsSwitch) {
   StartWith({{"connectionEvents", "Disabled"}, {"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", kEventsOn);
-  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn, kEventsOn));
+  ap_.ExpectLogged("INFO", kEventsOn);
+  EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn, kEventsOn));
 }
 
 TEST_F(FlagsTest, TheUploaderCanBeSwitchedOnLater) {
   constexpr char kHeard[] = "EventCallback: wlan-2400mhz event: kStationAuth mac: ";
-  StartAll({"--noenable_connection_event_stats"});
-  wlan2400().Send("<3>AP-STA-AUTH early");
-  Settle(wlan2400());
-  StartFlags({{"connectionEvents", "enabled"}});
-  ExpectLogged("INFO", kOn);
+  ap_.StartAll({"--noenable_connection_event_stats"});
+  ap_.wlan2400().Send("<3>AP-STA-AUTH early");
+  ap_.Settle(ap_.wlan2400());
+  ap_.StartFlags({{"connectionEvents", "enabled"}});
+  ap_.ExpectLogged("INFO", kOn);
   // It has been listening to hostapd all the time.
-  wlan2400().Send("<3>AP-STA-AUTH late");
-  EXPECT_EQ(WaitForRecord(1).event.client_event_info_size(), 1);
-  EXPECT_EQ(LogCount("VERBOSE1", std::string(kHeard) + "early"), 0U);
-  EXPECT_EQ(LogCount("VERBOSE1", std::string(kHeard) + "late"), 1U);
+  ap_.wlan2400().Send("<3>AP-STA-AUTH late");
+  EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info_size(), 1);
+  EXPECT_EQ(ap_.LogCount("VERBOSE1", std::string(kHeard) + "early"), 0U);
+  EXPECT_EQ(ap_.LogCount("VERBOSE1", std::string(kHeard) + "late"), 1U);
 }
 
 TEST_F(FlagsTest, AKeyMayContainTheNameAnywhere) {
   StartWith({{"x.connectionEvents", "disabled"},
              {"connectionEventsUpload.", "0"},
              {"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", kEventsOn);
-  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn, kEventsOn));
+  ap_.ExpectLogged("INFO", kEventsOn);
+  EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn, kEventsOn));
 }
 
 struct NotANumber {
@@ -105,17 +105,17 @@ struct NotANumber {
 class MalformedFlagTest : public FlagsTest, public ::testing::WithParamInterface<NotANumber> {};
 
 TEST_P(MalformedFlagTest, AtTheStartEndsTheProcess) {
-  StartBus();
-  StartFlags({{GetParam().key, GetParam().value}});
-  LaunchDaemon();
-  ExpectAbort("stoi");
+  ap_.StartBus();
+  ap_.StartFlags({{GetParam().key, GetParam().value}});
+  ap_.LaunchDaemon();
+  ap_.ExpectAbort("stoi");
 }
 
 TEST_P(MalformedFlagTest, InAChangeEndsTheProcess) {
   StartWith({{"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", kEventsOn);
-  SetFlags({{GetParam().key, GetParam().value}});
-  ExpectAbort("stoi");
+  ap_.ExpectLogged("INFO", kEventsOn);
+  ap_.SetFlags({{GetParam().key, GetParam().value}});
+  ap_.ExpectAbort("stoi");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -128,17 +128,17 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(FlagsTest, ExtraVariantIsOpened) {
   StartWith({{"connectionEventsUpload", "0"}}, {"--extra-variant"});
-  ExpectLogged("INFO", kEventsOff);
-  SetFlags({{"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", kEventsOn);
+  ap_.ExpectLogged("INFO", kEventsOff);
+  ap_.SetFlags({{"connectionEventsUpload", "1"}});
+  ap_.ExpectLogged("INFO", kEventsOn);
 }
 
 // The second value of each key is no number, which would end the process.
 TEST_F(FlagsTest, FirstOfDuplicateKeysWins) {
   StartWith({{"connectionEventsUpload", "0"}, {"connectionEventsProbeReqUpload", "1"}},
             {"--duplicate-keys"});
-  ExpectLogged("INFO", kEventsOff);
-  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn, kProbesOn, kEventsOff));
+  ap_.ExpectLogged("INFO", kEventsOff);
+  EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn, kProbesOn, kEventsOff));
 }
 
 class WrongTypeTest : public FlagsTest, public ::testing::WithParamInterface<const char*> {};
@@ -146,13 +146,13 @@ class WrongTypeTest : public FlagsTest, public ::testing::WithParamInterface<con
 TEST_P(WrongTypeTest, IsNotApplied) {
   StartWith({{"connectionEventsUpload", "0"}}, {"--wrong-type", GetParam()});
   ExpectReadFailure("the value of Flags is malformed");
-  SetFlags({{"connectionEventsUpload", "1"}});
-  WaitUntil([&] { return LogTexts("WARNING").size() >= 2; });
-  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn));
+  ap_.SetFlags({{"connectionEventsUpload", "1"}});
+  WaitUntil([&] { return ap_.LogTexts("WARNING").size() >= 2; });
+  EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn));
   // The next good value replaces what is there.
-  StartFlags({{"connectionEventsProbeReqUpload", "1"}});
-  ExpectLogged("INFO", kProbesOn);
-  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn, kProbesOn));
+  ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}});
+  ap_.ExpectLogged("INFO", kProbesOn);
+  EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn, kProbesOn));
 }
 
 INSTANTIATE_TEST_SUITE_P(Signature, WrongTypeTest,
@@ -162,45 +162,45 @@ INSTANTIATE_TEST_SUITE_P(Signature, WrongTypeTest,
                          });
 
 TEST_F(FlagsTest, ServiceThatComesLaterIsRead) {
-  StartBus();
-  StartDaemon();
+  ap_.StartBus();
+  ap_.StartDaemon();
   ExpectReadFailure(
       "org.freedesktop.DBus.Error.ServiceUnknown: The name org.velmora.ap.Flags was not provided "
       "by any .service files");
-  StartFlags({{"connectionEventsUpload", "0"}}, {"--late", "0.2"});
-  ExpectLogged("INFO", kEventsOff);
-  SetFlags({{"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", kEventsOn);
+  ap_.StartFlags({{"connectionEventsUpload", "0"}}, {"--late", "0.2"});
+  ap_.ExpectLogged("INFO", kEventsOff);
+  ap_.SetFlags({{"connectionEventsUpload", "1"}});
+  ap_.ExpectLogged("INFO", kEventsOn);
 }
 
 TEST_F(FlagsTest, ServiceThatIsRestartedIsReadAgain) {
   StartWith({{"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", kEventsOn);
-  flags_service().Signal(SIGKILL);
-  StartFlags({{"connectionEventsUpload", "0"}});
-  ExpectLogged("INFO", kEventsOff);
-  SetFlags({{"connectionEventsProbeReqUpload", "1"}});
-  ExpectLogged("INFO", kProbesOn);
+  ap_.ExpectLogged("INFO", kEventsOn);
+  ap_.flags_service().Signal(SIGKILL);
+  ap_.StartFlags({{"connectionEventsUpload", "0"}});
+  ap_.ExpectLogged("INFO", kEventsOff);
+  ap_.SetFlags({{"connectionEventsProbeReqUpload", "1"}});
+  ap_.ExpectLogged("INFO", kProbesOn);
 }
 
 TEST_F(FlagsTest, SlowServiceHoldsNothingUp) {
-  StartBus();
+  ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
-  StartFlags({{"connectionEventsUpload", "0"}}, {"--answer-delay", "700"});
-  StartDaemon();
+  ap_.StartFlags({{"connectionEventsUpload", "0"}}, {"--answer-delay", "700"});
+  ap_.StartDaemon();
   wlan2400.Attach();
-  Settle(wlan2400);
-  EXPECT_EQ(LogCount("INFO", kEventsOff), 0U);
-  ExpectLogged("INFO", kEventsOff);
+  ap_.Settle(wlan2400);
+  EXPECT_EQ(ap_.LogCount("INFO", kEventsOff), 0U);
+  ap_.ExpectLogged("INFO", kEventsOff);
 }
 
 TEST_F(FlagsTest, ServiceThatAnswersAnErrorChangesNothing) {
   StartWith({{"connectionEventsUpload", "0"}}, {"--error", "org.velmora.Error.Test"});
   ExpectReadFailure("org.velmora.Error.Test: As asked for");
-  EXPECT_THAT(LogTexts("INFO"), ElementsAre(kStarting, kOn));
+  EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn));
   // Its signals count all the same.
-  SetFlags({{"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", kEventsOn);
+  ap_.SetFlags({{"connectionEventsUpload", "1"}});
+  ap_.ExpectLogged("INFO", kEventsOn);
 }
 
 // A change signal in the words of the flags service's own; to everybody without a destination.
@@ -223,30 +223,30 @@ void EmitChange(TestPeer& peer, const char* interface, const char* path,
 
 TEST_F(FlagsTest, StrangersSignalsChangeNothing) {
   StartWith({{"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", kEventsOn);
+  ap_.ExpectLogged("INFO", kEventsOn);
   TestPeer stranger;
   EmitChange(stranger, "org.velmora.ap.Flags", "/org/velmora/ap/Flags");
   EmitChange(stranger, "org.velmora.ap.Other", "/org/velmora/ap/Flags");
   // The bus holds broadcasts of others back, but not what is sent to the daemon itself.
   EmitChange(stranger, "org.velmora.ap.Flags", "/org/velmora/ap/Flags", "org.velmora.ap.Wavelark");
-  SetFlags({{"connectionEventsUpload", "0"}});
-  ExpectLogged("INFO", kEventsOff);
+  ap_.SetFlags({{"connectionEventsUpload", "0"}});
+  ap_.ExpectLogged("INFO", kEventsOff);
 }
 
 TEST_F(FlagsTest, OtherSignalsOfTheServiceChangeNothing) {
-  StartBus();
+  ap_.StartBus();
   TestPeer service;  // has nothing to answer, only signals
   service.RequestName("org.velmora.ap.Flags");
   Hostapd wlan2400(kWlan2400);
-  StartDaemon();
+  ap_.StartDaemon();
   wlan2400.Attach();
   EmitChange(service, "org.velmora.ap.Other", "/org/velmora/ap/Flags");
   EmitChange(service, "org.velmora.ap.Flags", "/org/velmora/ap/Other");
-  Settle(wlan2400);
+  ap_.Settle(wlan2400);
   EmitChange(service, "org.velmora.ap.Flags", "/org/velmora/ap/Flags");
-  ExpectAbort("stoi");
-  EXPECT_EQ(LogCount("INFO", "Received unknown event: SETTLE-1"), 1U);
+  ap_.ExpectAbort("stoi");
+  EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: SETTLE-1"), 1U);
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -14,7 +14,7 @@
 #include "testbed/hostapd.h"
 #include "testbed/temporary_directory.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 using std::chrono::milliseconds;
@@ -49,13 +49,13 @@ class HostapdHelperTest : public ::testing::Test {
   }
 
   void SendFromClient(std::string_view text) {
-    EXPECT_EQ(client_.Send(peer_, text), lab::ControlSocket::SendResult::kSent);
+    EXPECT_EQ(client_.Send(peer_, text), ControlSocket::SendResult::kSent);
   }
 
-  lab::TemporaryDirectory directory_;
+  TemporaryDirectory directory_;
   Hostapd hostapd_{kWlan2400};
-  lab::ControlSocket client_{directory_.path() / "client"};
-  lab::PeerAddress peer_;
+  ControlSocket client_{directory_.path() / "client"};
+  PeerAddress peer_;
 };
 
 TEST_F(HostapdHelperTest, SilenceIsNoCommandAtAll) {
@@ -84,10 +84,10 @@ TEST_F(HostapdHelperTest, WhatIsSentIsTakenOnceItIsRead) {
 
 TEST_F(HostapdHelperTest, AFullQueueTakesNoMore) {
   FillQueue(kWlan2400);
-  EXPECT_EQ(client_.Send(peer_, "PING"), lab::ControlSocket::SendResult::kFull);
-  ASSERT_TRUE(hostapd_.Receive(milliseconds(0)).has_value());
+  EXPECT_EQ(client_.Send(peer_, "PING"), ControlSocket::SendResult::kFull);
+  ASSERT_TRUE(hostapd_.WaitForCommand(milliseconds(0)).has_value());
   SendFromClient("PING");
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -10,109 +10,114 @@
 #include <filesystem>
 #include <string>
 
-namespace orvane::ap {
+#include "testbed/access_point.h"
+#include "testbed/hostapd.h"
+namespace orvane::testbed {
 namespace {
 
 using ::testing::IsEmpty;
 
 constexpr char kMac[] = "00:11:22:33:44:55";
 
-class RealHostapdTest : public RealHostapd {
+class RealHostapdTest : public AccessPointTest {
  protected:
   // The daemon attaches, and then hears events.
   void ExpectAttached() {
-    EXPECT_TRUE(IsAttached());
+    EXPECT_TRUE(hostapd_.IsAttached());
     const std::string event = "Received unknown event: AP-ENABLED";
-    const std::size_t heard = LogCount("INFO", event);
-    Command("disable");
-    Command("enable");
-    ExpectLogged("INFO", event, heard + 1);
+    const std::size_t heard = ap_.LogCount("INFO", event);
+    RealHostapd::Command("disable");
+    RealHostapd::Command("enable");
+    ap_.ExpectLogged("INFO", event, heard + 1);
   }
+
+  RealHostapd hostapd_{ap_.directory()};
 };
 
 TEST_F(RealHostapdTest, EventsComeIn) {
-  StartBus();
-  StartHostapd();
-  StartDaemon({"--v=1"});
+  ap_.StartBus();
+  hostapd_.Start();
+  ap_.StartDaemon({"--v=1"});
   ExpectAttached();
-  Command("new_sta", kMac);
-  ExpectLogged("VERBOSE1", "Callback: 1 mac: 00:11:22:33:44:55");
-  Command("deauthenticate", kMac);
-  ExpectLogged("VERBOSE1", "Callback: 2 mac: 00:11:22:33:44:55");
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  RealHostapd::Command("new_sta", kMac);
+  ap_.ExpectLogged("VERBOSE1", "Callback: 1 mac: 00:11:22:33:44:55");
+  RealHostapd::Command("deauthenticate", kMac);
+  ap_.ExpectLogged("VERBOSE1", "Callback: 2 mac: 00:11:22:33:44:55");
+  EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
 // One that stops takes its control directory with it, unless there is something else in it.
 TEST_F(RealHostapdTest, StoppedAndStarted) {
-  StartBus();
+  ap_.StartBus();
   const Hostapd wlan2400(kWlan2400);
-  StartHostapd();
-  StartDaemon({"--v=1"});
+  hostapd_.Start();
+  ap_.StartDaemon({"--v=1"});
   ExpectAttached();
-  StopHostapd(SIGTERM);
-  ExpectLogged("INFO", "Received unknown event: CTRL-EVENT-TERMINATING");
-  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
-  StartHostapd();
+  hostapd_.Stop(SIGTERM);
+  ap_.ExpectLogged("INFO", "Received unknown event: CTRL-EVENT-TERMINATING");
+  ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  hostapd_.Start();
   ExpectAttached();
-  EXPECT_EQ(LogCount("WARNING", "Already attached, resetting state."), 0U);
+  EXPECT_EQ(ap_.LogCount("WARNING", "Already attached, resetting state."), 0U);
 }
 
 // It leaves its socket file behind, and makes a new one on starting.
 TEST_F(RealHostapdTest, KilledAndStarted) {
-  StartBus();
-  StartHostapd();
-  StartDaemon({"--v=1"});
+  ap_.StartBus();
+  hostapd_.Start();
+  ap_.StartDaemon({"--v=1"});
   ExpectAttached();
-  StopHostapd(SIGKILL);
+  hostapd_.Stop(SIGKILL);
   ASSERT_TRUE(platform::PathExists(ControlSocketPath(kWlan5000)));
-  StartHostapd();
+  hostapd_.Start();
   ExpectAttached();
 }
 
 TEST_F(RealHostapdTest, StartedAfterTheDaemon) {
-  StartBus();
+  ap_.StartBus();
   std::filesystem::create_directories(kControlDirectory);
-  StartDaemon({"--v=1"});
-  StartHostapd();
+  ap_.StartDaemon({"--v=1"});
+  hostapd_.Start();
   ExpectAttached();
 }
 
 TEST_F(RealHostapdTest, SocketDeletedUnderIt) {
-  StartBus();
-  StartHostapd();
-  StartDaemon({"--v=1"});
+  ap_.StartBus();
+  hostapd_.Start();
+  ap_.StartDaemon({"--v=1"});
   ExpectAttached();
   std::filesystem::remove(ControlSocketPath(kWlan5000));
-  StopHostapd(SIGKILL);
-  ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
-  StartHostapd();
+  hostapd_.Stop(SIGKILL);
+  ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
+  hostapd_.Start();
   ExpectAttached();
 }
 
 TEST_F(RealHostapdTest, HungOneHoldsNothingUp) {
-  StartBus();
-  StartHostapd();
+  ap_.StartBus();
+  hostapd_.Start();
   Hostapd wlan2400(kWlan2400);
-  StartDaemon({"--v=1"});
+  ap_.StartDaemon({"--v=1"});
   wlan2400.Attach();
   ExpectAttached();
-  hostapd().Signal(SIGSTOP);
+  hostapd_.process().Signal(SIGSTOP);
   // Its queue takes no more: not even the leave-taking.
   FillQueue(kWlan5000);
-  Settle(wlan2400);
-  ExpectQuickExit(SIGTERM);
+  ap_.Settle(wlan2400);
+  ap_.ExpectQuickExit(SIGTERM);
   wlan2400.ExpectCommand("DETACH");
-  EXPECT_EQ(LogCount("ERROR", "Send to hostapd failed: Resource temporarily unavailable (11)"), 1U);
+  EXPECT_EQ(ap_.LogCount("ERROR", "Send to hostapd failed: Resource temporarily unavailable (11)"),
+            1U);
 }
 
 TEST_F(RealHostapdTest, IsDetachedAtTheEnd) {
-  StartBus();
-  StartHostapd();
-  StartDaemon();
+  ap_.StartBus();
+  hostapd_.Start();
+  ap_.StartDaemon();
   ExpectAttached();
-  ExpectQuickExit(SIGTERM);
-  EXPECT_TRUE(hostapd().out().WaitForLine("CTRL_IFACE monitor detached", kPatience));
+  ap_.ExpectQuickExit(SIGTERM);
+  EXPECT_TRUE(hostapd_.process().out().WaitForLine("CTRL_IFACE monitor detached", kPatience));
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -13,7 +13,7 @@
 #include "testbed/access_point.h"
 #include "testbed/record_matchers.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 using std::chrono::milliseconds;
@@ -21,13 +21,13 @@ using std::chrono::milliseconds;
 constexpr char kAbsent[] =
     "The name org.velmora.ap.Quillary was not provided by any .service files";
 
-class RecorderTest : public AccessPoint {
+class RecorderTest : public AccessPointTest {
  protected:
   // No recorder yet.
   void Begin() {
-    StartBus();
+    ap_.StartBus();
     wlan_.emplace(kWlan5000);
-    StartDaemon({"--connection_event_upload_period=1"});
+    ap_.StartDaemon({"--connection_event_upload_period=1"});
     wlan_->Attach();
   }
 
@@ -36,19 +36,20 @@ class RecorderTest : public AccessPoint {
   // Waits until so many lines about failed record calls are there, all with this reason, and no
   // more.
   void ExpectFailures(const std::string& reason, std::size_t count) {
-    ExpectLogged("WARNING",
-                 fmt::format("Error recording offline data: {}: {}", kEventTypeUrl, reason), count);
+    ap_.ExpectLogged("WARNING",
+                     fmt::format("Error recording offline data: {}: {}", kEventTypeUrl, reason),
+                     count);
     ExpectFailureCount(count);
   }
 
   void ExpectFailureCount(std::size_t count) {
-    Settle(*wlan_);
-    EXPECT_EQ(daemon().err().Count("Error recording offline data: "), count);
+    ap_.Settle(*wlan_);
+    EXPECT_EQ(ap_.daemon().err().Count("Error recording offline data: "), count);
   }
 
   // The record of this number holds one event of this time.
   void ExpectRecord(std::size_t number, int time) {
-    EXPECT_THAT(WaitForRecord(number).event,
+    EXPECT_THAT(ap_.WaitForRecord(number).event,
                 EqualsProto(EventOf(fmt::format(
                     "interface: WLAN_5000MHZ client_event_info {{ event_type: AUTHENTICATE "
                     "event_time_in_milliseconds: {} }}",
@@ -63,18 +64,18 @@ TEST_F(RecorderTest, MissingAndAppearingLater) {
   SendEvent(1);
   ExpectFailures(kAbsent, 1);
   // The batch is gone, and a new one begins with the next event.
-  StartRecorder();
+  ap_.StartRecorder();
   SendEvent(2);
   ExpectRecord(1, 2);
-  StopRecorder();
+  ap_.StopRecorder();
   SendEvent(3);
   ExpectFailures(kAbsent, 2);
-  ExpectQuickExit(SIGTERM);
+  ap_.ExpectQuickExit(SIGTERM);
 }
 
 TEST_F(RecorderTest, AnsweringAnError) {
   Begin();
-  StartRecorder({"--error", "org.velmora.Error.Test"});
+  ap_.StartRecorder({"--error", "org.velmora.Error.Test"});
   SendEvent(1);
   ExpectFailures("As asked for", 1);
   ExpectRecord(1, 1);
@@ -85,7 +86,7 @@ TEST_F(RecorderTest, AnsweringAnError) {
 
 TEST_F(RecorderTest, AnsweringWithData) {
   Begin();
-  StartRecorder({"--extra-data"});
+  ap_.StartRecorder({"--extra-data"});
   SendEvent(1);
   ExpectFailures("Too many parameters in a method call", 1);
   SendEvent(2);
@@ -94,10 +95,10 @@ TEST_F(RecorderTest, AnsweringWithData) {
 
 TEST_F(RecorderTest, DyingInTheCall) {
   Begin();
-  StartRecorder({"--die-in-call", "1"});
+  ap_.StartRecorder({"--die-in-call", "1"});
   SendEvent(1);
   ExpectFailures("Message recipient disconnected from message bus without replying", 1);
-  StartRecorder();
+  ap_.StartRecorder();
   SendEvent(2);
   ExpectRecord(1, 2);
   ExpectFailureCount(1);
@@ -106,26 +107,26 @@ TEST_F(RecorderTest, DyingInTheCall) {
 // The call holds the daemon, but not its sockets: what comes in meanwhile waits in their queues.
 TEST_F(RecorderTest, SlowOneLosesNothing) {
   Begin();
-  StartRecorder({"--delay", "2"});
+  ap_.StartRecorder({"--delay", "2"});
   SendEvent(1);
   ExpectRecord(1, 1);
   for (int time = 2; time <= 6; ++time) SendEvent(time);
   // Nothing of it is taken in until the call has returned.
   wlan_->Send("<3>IN-THE-QUEUE");
   std::this_thread::sleep_for(milliseconds(500));
-  EXPECT_EQ(LogCount("INFO", "Received unknown event: IN-THE-QUEUE"), 0U);
-  ExpectLogged("INFO", "Received unknown event: IN-THE-QUEUE");
-  const Record record = WaitForRecord(2);
+  EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: IN-THE-QUEUE"), 0U);
+  ap_.ExpectLogged("INFO", "Received unknown event: IN-THE-QUEUE");
+  const Record record = ap_.WaitForRecord(2);
   ASSERT_EQ(record.event.client_event_info_size(), 5);
   for (int i = 0; i < 5; ++i) {
     EXPECT_EQ(record.event.client_event_info(i).event_time_in_milliseconds(),
               static_cast<unsigned>(2 + i));
   }
-  ExpectLogged("INFO", "Received unknown event: IN-THE-QUEUE");
-  for (const LogLine& line : Log()) {
+  ap_.ExpectLogged("INFO", "Received unknown event: IN-THE-QUEUE");
+  for (const LogLine& line : ap_.Log()) {
     EXPECT_EQ(line.text.find("Error recording"), std::string::npos) << line;
   }
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

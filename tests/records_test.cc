@@ -17,7 +17,7 @@
 #include "testbed/access_point.h"
 #include "testbed/record_matchers.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 using access_infrastructure::proto::Event;
@@ -27,7 +27,7 @@ using ::testing::Not;
 constexpr char kMac[] = "00:1a:2B:3c:4D:5e";
 constexpr char kMacDigits[] = "001a2b3c4d5e";
 
-class RecordsTest : public AccessPoint {
+class RecordsTest : public AccessPointTest {
  protected:
   // The event of an interface with one entry for each text of its fields; the station and, unless
   // the text has one, the time are put in.
@@ -44,27 +44,27 @@ class RecordsTest : public AccessPoint {
 
   // An event line of the station at time 7.
   void SendEvent(const std::string& name, const std::string& attributes) {
-    wlan5000().Send("<3>" + name + " " + kMac + " timestamp:7" +
-                    (attributes.empty() ? "" : " " + attributes));
+    ap_.wlan5000().Send("<3>" + name + " " + kMac + " timestamp:7" +
+                        (attributes.empty() ? "" : " " + attributes));
   }
 
   // Sends a connect event with each attribute text, and expects the fields beside it.
   void ExpectAttributes(
       std::initializer_list<std::pair<const char* /*attributes*/, const char* /*fields*/>> rows) {
-    StartAll();
+    ap_.StartAll();
     std::vector<std::string> infos;
     for (const auto& [attributes, fields] : rows) {
       SendEvent("AP-STA-CONNECT", attributes);
       infos.push_back(std::string("event_type: CONNECT ") + fields);
     }
-    const Record record = WaitForRecord(1);
+    const Record record = ap_.WaitForRecord(1);
     EXPECT_EQ(record.type, kEventTypeUrl);
     EXPECT_THAT(record.event, EqualsProto(Expected("WLAN_5000MHZ", infos)));
   }
 };
 
 TEST_F(RecordsTest, EventNames) {
-  StartAll();
+  ap_.StartAll();
   const std::array<std::pair<const char*, const char*>, 6> kRows = {
       {{"AP-STA-AUTH", "event_type: AUTHENTICATE"},
        {"AP-STA-AUTH-RESP", "event_type: AUTHENTICATE"},
@@ -83,7 +83,7 @@ TEST_F(RecordsTest, EventNames) {
       SendEvent(ignored, "");
     }
   }
-  EXPECT_THAT(WaitForRecord(1).event, EqualsProto(Expected("WLAN_5000MHZ", infos)));
+  EXPECT_THAT(ap_.WaitForRecord(1).event, EqualsProto(Expected("WLAN_5000MHZ", infos)));
 }
 
 TEST_F(RecordsTest, EventReasons) {
@@ -146,9 +146,9 @@ TEST_F(RecordsTest, Attributes) {
       {"frame_rssi:-4 frame_rssi:-5", "event_frame_rssi_in_dbm: -5"},
       {"Frame_rssi:-6", ""},
   });
-  ExpectLogged("INFO", "Invalid name:value pair: noColonHere");
-  ExpectLogged("INFO", "Invalid name:value pair: frame_rssi");
-  ExpectLogged("INFO", "Invalid name:value pair: ");
+  ap_.ExpectLogged("INFO", "Invalid name:value pair: noColonHere");
+  ap_.ExpectLogged("INFO", "Invalid name:value pair: frame_rssi");
+  ap_.ExpectLogged("INFO", "Invalid name:value pair: ");
 }
 
 TEST_F(RecordsTest, DataRates) {
@@ -184,12 +184,12 @@ TEST_F(RecordsTest, WholeLines) {
 }
 
 TEST_F(RecordsTest, TheMacOfAnAttributeReplacesTheFirst) {
-  StartAll();
+  ap_.StartAll();
   SendEvent("AP-STA-AUTH", "client_mac:aa:bb:cc:dd:ee:ff");
   SendEvent("AP-STA-AUTH", "client_mac:nonsense");
-  wlan5000().Send("<3>AP-STA-AUTH nonsense timestamp:7");
-  wlan5000().Send("<3>AP-STA-AUTH");
-  const Event event = WaitForRecord(1).event;
+  ap_.wlan5000().Send("<3>AP-STA-AUTH nonsense timestamp:7");
+  ap_.wlan5000().Send("<3>AP-STA-AUTH");
+  const Event event = ap_.WaitForRecord(1).event;
   ASSERT_EQ(event.client_event_info_size(), 4);
   EXPECT_EQ(event.client_event_info(0).client_shmac(), Identifier(kSalt, "aabbccddeeff"));
   EXPECT_EQ(event.client_event_info(1).client_shmac(), Identifier(kSalt, kMacDigits));
@@ -198,14 +198,14 @@ TEST_F(RecordsTest, TheMacOfAnAttributeReplacesTheFirst) {
 }
 
 TEST_F(RecordsTest, ProbeReports) {
-  StartBus();
-  StartFlags({{"connectionEventsProbeReqUpload", "1"}, {"connectionEventsUpload", "0"}});
-  StartRecorder();
+  ap_.StartBus();
+  ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}, {"connectionEventsUpload", "0"}});
+  ap_.StartRecorder();
   WriteSalt(kSalt);
   Hostapd wlan2400(kWlan2400);
-  StartDaemon({"--connection_event_upload_period=1"});
+  ap_.StartDaemon({"--connection_event_upload_period=1"});
   wlan2400.Attach();
-  ExpectLogged("INFO", "Set connection_event_upload to 0");
+  ap_.ExpectLogged("INFO", "Set connection_event_upload to 0");
   const std::array<std::pair<const char*, const char*>, 8> kRows = {{
       {"", ""},
       {" mode:legacy", "ht_vht_capability: LEGACY"},
@@ -225,34 +225,34 @@ TEST_F(RecordsTest, ProbeReports) {
         Identifier(kSalt, kMacDigits), capability);
   }
   wlan2400.Send("<3>AP-STA-AUTH 00:11:22:33:44:55");  // switched off
-  EXPECT_THAT(WaitForRecord(1).event, EqualsProto(EventOf(expected)));
-  ExpectLogged("INFO", "Invalid name:value pair: noColon");
+  EXPECT_THAT(ap_.WaitForRecord(1).event, EqualsProto(EventOf(expected)));
+  ap_.ExpectLogged("INFO", "Invalid name:value pair: noColon");
 }
 
 TEST_F(RecordsTest, AProbeReportOfNobodyLeavesAnEmptyRecord) {
-  StartBus();
-  StartFlags({{"connectionEventsProbeReqUpload", "1"}});
-  StartRecorder();
+  ap_.StartBus();
+  ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}});
+  ap_.StartRecorder();
   WriteSalt(kSalt);
   Hostapd wlan2400(kWlan2400);
-  StartDaemon({"--connection_event_upload_period=1"});
+  ap_.StartDaemon({"--connection_event_upload_period=1"});
   wlan2400.Attach();
-  ExpectLogged("INFO", "Set probe_req_event_upload to 1");
+  ap_.ExpectLogged("INFO", "Set probe_req_event_upload to 1");
   wlan2400.Send("<3>AP-MONITOR-STA-INFO nonsense frame_rssi:-80");
-  EXPECT_THAT(WaitForRecord(1).event, EqualsProto(EventOf("interface: WLAN_2400MHZ")));
+  EXPECT_THAT(ap_.WaitForRecord(1).event, EqualsProto(EventOf("interface: WLAN_2400MHZ")));
 }
 
 // The address of a station, in every form that it could have.
 TEST_F(RecordsTest, NoAddressIsInARecordAndNoSaltInTheLog) {
-  StartAll();
+  ap_.StartAll();
   SendEvent("AP-STA-CONNECT", std::string("client_mac:") + kMac);
-  const Record record = WaitForRecord(1);
+  const Record record = ap_.WaitForRecord(1);
   for (const char* form : {"00:1a:2b:3c:4d:5e", "00:1A:2B:3C:4D:5E", kMac, "001a2b3c4d5e",
                            "001A2B3C4D5E", "\x1a\x2b\x3c\x4d\x5e", "\x5e\x4d\x3c\x2b\x1a"}) {
     EXPECT_THAT(record.bytes, Not(HasSubstr(form)));
   }
   EXPECT_THAT(record.bytes, HasSubstr(Identifier(kSalt, kMacDigits)));
-  EXPECT_THAT(daemon().err().Text(), Not(HasSubstr(kSalt)));
+  EXPECT_THAT(ap_.daemon().err().Text(), Not(HasSubstr(kSalt)));
 }
 
 // A line that ends the process, and the standard conversion that does it.
@@ -265,18 +265,18 @@ struct Garbage {
   }
 };
 
-class GarbageTest : public AccessPoint, public ::testing::WithParamInterface<Garbage> {};
+class GarbageTest : public AccessPointTest, public ::testing::WithParamInterface<Garbage> {};
 
 TEST_P(GarbageTest, EndsTheProcess) {
-  StartBus();
-  StartFlags({{"connectionEventsProbeReqUpload", "1"}});
+  ap_.StartBus();
+  ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}});
   Hostapd wlan2400(kWlan2400);
-  StartDaemon();
-  ExpectLogged("INFO", "Set probe_req_event_upload to 1");
+  ap_.StartDaemon();
+  ap_.ExpectLogged("INFO", "Set probe_req_event_upload to 1");
   WriteSalt(kSalt);
   wlan2400.Attach();
   wlan2400.Send(GetParam().line);
-  ExpectAbort(GetParam().conversion);
+  ap_.ExpectAbort(GetParam().conversion);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -292,4 +292,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& param_info) { return "Case" + std::to_string(param_info.index); });
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

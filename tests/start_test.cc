@@ -13,10 +13,9 @@
 #include "testbed/access_point.h"
 #include "testbed/test_peer.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
-using platform::bus::TestPeer;
 using std::chrono::milliseconds;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
@@ -29,7 +28,7 @@ using ::testing::StartsWith;
 constexpr char kName[] = "org.velmora.ap.Wavelark";
 constexpr char kPath[] = "/org/velmora/ap/Wavelark";
 
-class StartTest : public AccessPoint {
+class StartTest : public AccessPointTest {
  protected:
   // Calls a method without arguments of the daemon. The reply, or null with the error's name.
   static sd_bus_message* Call(TestPeer& peer, const char* path, const char* interface,
@@ -58,36 +57,36 @@ class StartTest : public AccessPoint {
 };
 
 TEST_F(StartTest, AttachesToBothInterfaces) {
-  StartBus();
+  ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
   Hostapd wlan5000(kWlan5000);
-  StartDaemon({"--v=1"});
+  ap_.StartDaemon({"--v=1"});
   wlan2400.Attach();
   wlan5000.Attach();
-  ExpectLogged("VERBOSE1", "Callback: 0 mac: ", 2);
-  ExpectLogged("INFO", "Starting the daemon");
-  const std::string pid = std::to_string(daemon().pid());
+  ap_.ExpectLogged("VERBOSE1", "Callback: 0 mac: ", 2);
+  ap_.ExpectLogged("INFO", "Starting the daemon");
+  const std::string pid = std::to_string(ap_.daemon().pid());
   EXPECT_EQ(wlan2400.SenderName(), "@" + pid + "-wavelark-wlan-2400mhz");
   EXPECT_EQ(wlan5000.SenderName(), "@" + pid + "-wavelark-wlan-5000mhz");
-  Settle(wlan2400);
-  Settle(wlan5000);
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  ap_.Settle(wlan2400);
+  ap_.Settle(wlan5000);
+  EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
 TEST_F(StartTest, StartedIsToldBeforeTheAnswer) {
-  StartBus();
+  ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
-  StartDaemon({"--v=1"});
+  ap_.StartDaemon({"--v=1"});
   wlan2400.ExpectCommand("ATTACH");
-  ExpectLogged("VERBOSE1", "Callback: 0 mac: ");
+  ap_.ExpectLogged("VERBOSE1", "Callback: 0 mac: ");
 }
 
 TEST_F(StartTest, AttachesSoon) {
-  StartBus();
+  ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
   Hostapd wlan5000(kWlan5000);
   const auto begin = std::chrono::steady_clock::now();
-  LaunchDaemon();
+  ap_.LaunchDaemon();
   const auto end = std::max(wlan2400.ExpectCommand("ATTACH"), wlan5000.ExpectCommand("ATTACH"));
   const auto time = std::chrono::duration<double, std::milli>(end - begin).count();
   std::cout << "start to attached: " << time << " ms\n";
@@ -96,8 +95,8 @@ TEST_F(StartTest, AttachesSoon) {
 }
 
 TEST_F(StartTest, ClaimsTheNameAndExportsNothingButAnEmptyObjectManager) {
-  StartBus();
-  StartDaemon();
+  ap_.StartBus();
+  ap_.StartDaemon();
   TestPeer peer;
   sd_bus_message* reply =
       Call(peer, kPath, "org.freedesktop.DBus.ObjectManager", "GetManagedObjects");
@@ -115,122 +114,124 @@ TEST_F(StartTest, ClaimsTheNameAndExportsNothingButAnEmptyObjectManager) {
 }
 
 TEST_F(StartTest, TellsTheServiceManager) {
-  StartBus();
-  LaunchDaemon();
-  EXPECT_EQ(NextNotice(), "READY=1");
+  ap_.StartBus();
+  ap_.LaunchDaemon();
+  EXPECT_EQ(ap_.NextNotice(), "READY=1");
   EXPECT_TRUE(IsNameOwned());
-  ExpectQuickExit(SIGTERM);
-  EXPECT_EQ(NextNotice(), "STOPPING=1");
-  EXPECT_EQ(NextNotice(milliseconds(0)), "");
+  ap_.ExpectQuickExit(SIGTERM);
+  EXPECT_EQ(ap_.NextNotice(), "STOPPING=1");
+  EXPECT_EQ(ap_.NextNotice(milliseconds(0)), "");
   EXPECT_FALSE(IsNameOwned());
 }
 
 TEST_F(StartTest, FeedsTheWatchdog) {
-  StartBus();
-  StartDaemon({}, {{"WATCHDOG_USEC", "200000"}});
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(NextNotice(), "WATCHDOG=1");
+  ap_.StartBus();
+  ap_.StartDaemon({}, {{"WATCHDOG_USEC", "200000"}});
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(ap_.NextNotice(), "WATCHDOG=1");
 }
 
 TEST_F(StartTest, NoWatchdogNoticesUnlessAskedFor) {
-  StartBus();
-  StartDaemon();
-  EXPECT_EQ(NextNotice(milliseconds(500)), "");
+  ap_.StartBus();
+  ap_.StartDaemon();
+  EXPECT_EQ(ap_.NextNotice(milliseconds(500)), "");
 }
 
 TEST_F(StartTest, WorksWithoutAServiceManager) {
-  StartBus();
+  ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
-  LaunchDaemon({}, {{"NOTIFY_SOCKET", ""}});
+  ap_.LaunchDaemon({}, {{"NOTIFY_SOCKET", ""}});
   wlan2400.Attach();
-  EXPECT_EQ(NextNotice(milliseconds(0)), "");
+  EXPECT_EQ(ap_.NextNotice(milliseconds(0)), "");
 }
 
 // Whoever stops it at once, after its first line, ends it as well as later.
 TEST_F(StartTest, StoppedAtItsFirstLineItEndsWell) {
-  StartBus();
+  ap_.StartBus();
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
     for (int i = 0; i < 10; ++i) {
-      LaunchDaemon();
-      EXPECT_TRUE(daemon().err().WaitForLine("Starting the daemon", kPatience));
-      daemon().Signal(number);
-      ExpectExit(0);
-      EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+      ap_.LaunchDaemon();
+      EXPECT_TRUE(ap_.daemon().err().WaitForLine("Starting the daemon", kPatience));
+      ap_.daemon().Signal(number);
+      ap_.ExpectExit(0);
+      EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
       // It ends at once until it has claimed its name, and in order afterwards.
-      const std::string notice = NextNotice(milliseconds(0));
+      const std::string notice = ap_.NextNotice(milliseconds(0));
       if (notice.empty()) continue;
       EXPECT_EQ(notice, "READY=1");
-      EXPECT_EQ(NextNotice(milliseconds(0)), "STOPPING=1");
+      EXPECT_EQ(ap_.NextNotice(milliseconds(0)), "STOPPING=1");
     }
   }
 }
 
 TEST_F(StartTest, NoBus) {
   Hostapd wlan2400(kWlan2400);
-  LaunchDaemon();
-  ExpectExit(69);
-  EXPECT_THAT(LogTexts("ERROR"), ElementsAre(StartsWith("Failed to connect to the system bus: ")));
-  EXPECT_THAT(LogTexts("INFO"), ElementsAre("Starting the daemon"));
-  EXPECT_THAT(LogTexts("WARNING"), IsEmpty());
+  ap_.LaunchDaemon();
+  ap_.ExpectExit(69);
+  EXPECT_THAT(ap_.LogTexts("ERROR"),
+              ElementsAre(StartsWith("Failed to connect to the system bus: ")));
+  EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre("Starting the daemon"));
+  EXPECT_THAT(ap_.LogTexts("WARNING"), IsEmpty());
   wlan2400.ExpectSilence(milliseconds(0));
-  EXPECT_EQ(NextNotice(milliseconds(0)), "");
+  EXPECT_EQ(ap_.NextNotice(milliseconds(0)), "");
 }
 
 TEST_F(StartTest, NameIsTaken) {
-  StartBus();
+  ap_.StartBus();
   TestPeer other;
   other.RequestName(kName);
   Hostapd wlan2400(kWlan2400);
-  LaunchDaemon();
-  ExpectExit(69);
-  EXPECT_THAT(LogTexts("ERROR"),
+  ap_.LaunchDaemon();
+  ap_.ExpectExit(69);
+  EXPECT_THAT(ap_.LogTexts("ERROR"),
               ElementsAre("Failed to claim the bus name org.velmora.ap.Wavelark: another process "
                           "owns it"));
-  EXPECT_THAT(LogTexts("WARNING"), IsEmpty());
+  EXPECT_THAT(ap_.LogTexts("WARNING"), IsEmpty());
   wlan2400.ExpectSilence(milliseconds(0));
 }
 
 TEST_F(StartTest, BusGoesAway) {
-  StartAll();
-  bus().Kill();
-  ExpectExit(69);
-  EXPECT_EQ(LogCount("ERROR", "Lost the connection to the system bus"), 1U);
-  wlan2400().ExpectCommand("DETACH");
-  wlan5000().ExpectCommand("DETACH");
+  ap_.StartAll();
+  ap_.bus().Kill();
+  ap_.ExpectExit(69);
+  EXPECT_EQ(ap_.LogCount("ERROR", "Lost the connection to the system bus"), 1U);
+  ap_.wlan2400().ExpectCommand("DETACH");
+  ap_.wlan5000().ExpectCommand("DETACH");
 }
 
 // A termination signal in every state that the daemon can be in.
-class EndTest : public AccessPoint, public ::testing::WithParamInterface<int> {};
+class EndTest : public AccessPointTest, public ::testing::WithParamInterface<int> {};
 
 TEST_P(EndTest, WhileAttached) {
-  StartAll();
-  ExpectQuickExit(GetParam());
-  wlan2400().ExpectCommand("DETACH");
-  wlan5000().ExpectCommand("DETACH");
+  ap_.StartAll();
+  ap_.ExpectQuickExit(GetParam());
+  ap_.wlan2400().ExpectCommand("DETACH");
+  ap_.wlan5000().ExpectCommand("DETACH");
 }
 
 TEST_P(EndTest, BetweenRetries) {
-  StartBus();
+  ap_.StartBus();
   LeaveSocketFile(kWlan2400);
-  StartDaemon();
-  ExpectLogged("WARNING", "Could not attach to hostapd");
-  ExpectQuickExit(GetParam());
+  ap_.StartDaemon();
+  ap_.ExpectLogged("WARNING", "Could not attach to hostapd");
+  ap_.ExpectQuickExit(GetParam());
 }
 
 TEST_P(EndTest, BeforeTheAnswer) {
-  StartBus();
+  ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
-  StartDaemon();
+  ap_.StartDaemon();
   wlan2400.ExpectCommand("ATTACH");
-  ExpectQuickExit(GetParam());
+  ap_.ExpectQuickExit(GetParam());
   wlan2400.ExpectSilence(milliseconds(0));
 }
 
 TEST_P(EndTest, WhileHostapdHangs) {
-  StartAll();
+  ap_.StartAll();
   FillQueue(kWlan2400);
-  ExpectQuickExit(GetParam());
-  EXPECT_EQ(LogCount("ERROR", "Send to hostapd failed: Resource temporarily unavailable (11)"), 1U);
-  wlan5000().ExpectCommand("DETACH");
+  ap_.ExpectQuickExit(GetParam());
+  EXPECT_EQ(ap_.LogCount("ERROR", "Send to hostapd failed: Resource temporarily unavailable (11)"),
+            1U);
+  ap_.wlan5000().ExpectCommand("DETACH");
 }
 
 INSTANTIATE_TEST_SUITE_P(Signal, EndTest, ::testing::Values(SIGTERM, SIGINT, SIGHUP),
@@ -240,35 +241,35 @@ INSTANTIATE_TEST_SUITE_P(Signal, EndTest, ::testing::Values(SIGTERM, SIGINT, SIG
 
 // The system log.
 
-class SystemLogTest : public AccessPoint {};
+class SystemLogTest : public AccessPointTest {};
 
 constexpr char kFirstLine[] =
     "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{6} "
     "INFO optimizer/[a-z_]+\\.cc:[0-9]+\\] Starting the daemon";
 
 TEST_F(SystemLogTest, LinesHaveAHeader) {
-  StartBus();
-  StartDaemon();
-  const std::string log = daemon().err().Text();
+  ap_.StartBus();
+  ap_.StartDaemon();
+  const std::string log = ap_.daemon().err().Text();
   EXPECT_THAT(log.substr(0, log.find('\n')), MatchesRegex(kFirstLine));
 }
 
 TEST_F(SystemLogTest, MissingOneDoesNotStopTheStart) {
   ASSERT_FALSE(platform::PathExists("/dev/log"));
-  StartAll();
-  ExpectQuickExit(SIGTERM);
+  ap_.StartAll();
+  ap_.ExpectQuickExit(SIGTERM);
 }
 
 TEST_F(SystemLogTest, LinesGoThereToo) {
-  lab::ControlSocket system_log("/dev/log");
+  ControlSocket system_log("/dev/log");
   ASSERT_EQ(system_log.Open(), std::nullopt);
-  StartBus();
-  StartDaemon();
+  ap_.StartBus();
+  ap_.StartDaemon();
   const auto line = system_log.Receive();
   ASSERT_TRUE(line.has_value());
   // Facility daemon (3), severity info (6); time and tag are the C library's.
   const std::string tag = "<30>[A-Z][a-z]{2} [ 0-9][0-9] [0-9:]{8} ap-wavelark\\[" +
-                          std::to_string(daemon().pid()) + "\\]: ";
+                          std::to_string(ap_.daemon().pid()) + "\\]: ";
   EXPECT_THAT(line->text, MatchesRegex(tag + kFirstLine));
 }
 
@@ -276,26 +277,23 @@ TEST_F(SystemLogTest, LinesGoThereToo) {
 TEST_F(SystemLogTest, FullStandardErrorHoldsNoSignal) {
   constexpr char kFillPipe[] =
       "mkfifo \"$0\" && exec 2<>\"$0\" && head -c 65536 /dev/zero >&2 && exec \"$@\"";
-  StartBus();
-  set_daemon_command({"/bin/sh", "-c", kFillPipe, directory() / "pipe", AP_WAVELARK_PATH});
-  LaunchDaemon();
-  EXPECT_TRUE(WaitUntil([this] { return CatchesSignal(SIGTERM); }));
-  ExpectQuickExit(SIGTERM);
-  EXPECT_EQ(NextNotice(milliseconds(0)), "");
+  ap_.StartBus();
+  ap_.set_daemon_command({"/bin/sh", "-c", kFillPipe, ap_.directory() / "pipe", AP_WAVELARK_PATH});
+  ap_.LaunchDaemon();
+  EXPECT_TRUE(WaitUntil([this] { return ap_.CatchesSignal(SIGTERM); }));
+  ap_.ExpectQuickExit(SIGTERM);
+  EXPECT_EQ(ap_.NextNotice(milliseconds(0)), "");
 }
 
 TEST_F(SystemLogTest, ClosedStandardErrorDoesNoHarm) {
-  StartBus();
+  ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
-  std::string error;
-  const auto shell = lab::ChildProcess::Start(
-      {"/bin/sh", "-c", "exec \"$0\" --v=1 2>&-", AP_WAVELARK_PATH}, {}, &error);
-  ASSERT_NE(shell, nullptr) << error;
+  const auto shell = StartProcess({"/bin/sh", "-c", "exec \"$0\" --v=1 2>&-", AP_WAVELARK_PATH});
   wlan2400.Attach();
   for (int i = 0; i < 10; ++i) wlan2400.Send("<3>NOBODY-KNOWS");
   shell->Signal(SIGTERM);
-  EXPECT_EQ(shell->WaitForExit(kPatience), (lab::ExitStatus{.code = 0, .signal = 0}));
+  EXPECT_EQ(shell->WaitForExit(kPatience), (ExitStatus{.code = 0, .signal = 0}));
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -13,10 +13,10 @@
 #include <thread>
 #include <vector>
 
-#include "testbed/played_kernel.h"
 #include "testbed/real_hostapd.h"
+#include "testbed/steering_access_point.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 using std::chrono::milliseconds;
@@ -57,57 +57,60 @@ std::vector<std::string> MacsBehind(std::string_view key, std::string_view text)
   return macs;
 }
 
-class PlayedKernelWithRealHostapd : public RealHostapd,
-                                    public ::testing::WithParamInterface<std::size_t> {};
+class PlayedKernelWithRealHostapd : public AccessPointTest,
+                                    public ::testing::WithParamInterface<std::size_t> {
+ protected:
+  RealHostapd hostapd_{ap_.directory()};
+};
 
 TEST_P(PlayedKernelWithRealHostapd, GetsEveryCommandInOrder) {
   constexpr std::string_view kReceived = "CTRL_IFACE DISASSOCIATE ";
   const std::size_t count = GetParam();
   std::string stations = std::string(kWlan2400) + "\n";
   for (const std::string& line : Crowd(kWlan5000, count)) stations += line + "\n";
-  lab::WriteFile(directory() / "stations", stations);
-  set_daemon_command({DAEMON_ON_FAKE_KERNEL_PATH, directory() / "stations"});
-  StartBus();
-  StartHostapd();
-  StartDaemon(kSteerAllInTheSecondPass);
-  EXPECT_TRUE(IsAttached());
-  EXPECT_TRUE(WaitUntil([&] { return daemon().err().Count(" Steer Client ") >= count; }));
-  EXPECT_TRUE(WaitUntil([&] { return hostapd().out().Count(kReceived) >= count; }));
-  const std::vector<std::string> received = MacsBehind(kReceived, hostapd().out().Text());
+  WriteFile(ap_.directory() / "stations", stations);
+  ap_.set_daemon_command({DAEMON_ON_FAKE_KERNEL_PATH, ap_.directory() / "stations"});
+  ap_.StartBus();
+  hostapd_.Start();
+  ap_.StartDaemon(kSteerAllInTheSecondPass);
+  EXPECT_TRUE(hostapd_.IsAttached());
+  EXPECT_TRUE(WaitUntil([&] { return ap_.daemon().err().Count(" Steer Client ") >= count; }));
+  EXPECT_TRUE(WaitUntil([&] { return hostapd_.process().out().Count(kReceived) >= count; }));
+  const std::vector<std::string> received = MacsBehind(kReceived, hostapd_.process().out().Text());
   std::cout << received.size() << " of " << count << " commands received\n";
   EXPECT_EQ(received, Macs(count));
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Clients, PlayedKernelWithRealHostapd,
                          ::testing::Values(20U, 40U, 100U, 500U),
                          ::testing::PrintToStringParamName());
 
-class SteeringCrowdTest : public PlayedKernel {
+class SteeringCrowdTest : public SteeringAccessPointTest {
  protected:
   static constexpr std::size_t kClients = 500;
 
   void StartWithCrowd() {
-    Lines lines = Crowd(kWlan2400, kClients);
-    SetStations(lines);
+    SteeringAccessPoint::Lines lines = Crowd(kWlan2400, kClients);
+    ap_.SetStations(lines);
     Arguments arguments = kSteerAllInTheSecondPass;
     arguments.push_back("--v=0");
-    Start(arguments);
+    ap_.Start(arguments);
   }
 
-  bool IsCrowdSteered() { return daemon().err().Count(" Steer Client ") >= kClients; }
+  bool IsCrowdSteered() { return ap_.daemon().err().Count(" Steer Client ") >= kClients; }
 };
 
 // Half a second for all of them, on top of what reading and answering takes.
 TEST_F(SteeringCrowdTest, HostapdThatTakesAMillisecondForEachGetsEveryCommand) {
   StartWithCrowd();
   for (const std::string& mac : Macs(kClients)) {
-    wlan2400_->ExpectCommand("DISASSOCIATE " + mac + " reason=5");
+    ap_.wlan2400().ExpectCommand("DISASSOCIATE " + mac + " reason=5");
     std::this_thread::sleep_for(milliseconds(1));
-    wlan2400_->Send("OK\n");
+    ap_.wlan2400().Send("OK\n");
   }
   EXPECT_TRUE(IsCrowdSteered());
-  EXPECT_THAT(LogTexts("ERROR"), IsEmpty());
+  EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
 using SteeringCrowdFault = SteeringCrowdTest;
@@ -118,9 +121,9 @@ TEST_F(SteeringCrowdFault, HungHostapdHoldsNothingUp) {
   StartWithCrowd();
   EXPECT_TRUE(WaitUntil([&] { return IsCrowdSteered(); }));
   steady_clock::duration longest{};
-  while (daemon().err().Count(kUndelivered) == 0 && !HasFailure()) {
+  while (ap_.daemon().err().Count(kUndelivered) == 0 && !HasFailure()) {
     const auto begin = steady_clock::now();
-    Settle(*wlan5000_);
+    ap_.Settle(ap_.wlan5000());
     longest = std::max(longest, steady_clock::now() - begin);
   }
   std::cout << "longest answer: " << std::chrono::duration_cast<milliseconds>(longest).count()
@@ -128,24 +131,24 @@ TEST_F(SteeringCrowdFault, HungHostapdHoldsNothingUp) {
   // The queue keeps what it has taken; all else is lost, with a line for each.
   std::size_t received = 0;
   for (const std::string& mac : Macs(kClients)) {
-    const auto command = wlan2400_->Receive(milliseconds(0));
+    const auto command = ap_.wlan2400().WaitForCommand(milliseconds(0));
     if (!command.has_value()) break;
     EXPECT_EQ(command->text, "DISASSOCIATE " + mac + " reason=5");
     ++received;
   }
   EXPECT_GT(received, 0U);
-  ExpectLogged("ERROR", kUndelivered, kClients - received);
-  const std::vector<std::string> errors = LogTexts("ERROR");
+  ap_.ExpectLogged("ERROR", kUndelivered, kClients - received);
+  const std::vector<std::string> errors = ap_.LogTexts("ERROR");
   EXPECT_EQ(errors.size(), kClients - received);
   EXPECT_THAT(errors, Each(kUndelivered));
   // An event was taken after the pass and before the first loss.
-  const std::string log = daemon().err().Text();
+  const std::string log = ap_.daemon().err().Text();
   const std::size_t last_steer = log.rfind(" Steer Client ");
   EXPECT_LT(log.find("SETTLE-", last_steer), log.find(kUndelivered));
   // It reads again, and is still attached.
-  ExpectQuickExit(SIGTERM);
-  wlan2400_->ExpectCommand("DETACH");
+  ap_.ExpectQuickExit(SIGTERM);
+  ap_.wlan2400().ExpectCommand("DETACH");
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

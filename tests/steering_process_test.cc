@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "testbed/access_point.h"
-#include "testbed/played_kernel.h"
+#include "testbed/steering_access_point.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 using std::chrono::milliseconds;
@@ -33,13 +33,13 @@ constexpr char kWeakAt2400[] = "wlan-2400mhz 02:00:00:00:00:01 -82";
 // Two polls and some.
 constexpr milliseconds kSomePolls(2500);
 
-class SteeringTest : public PlayedKernel {
+class SteeringTest : public SteeringAccessPointTest {
  protected:
   // How long ago the last steer was, in seconds, in each poll of a station so far.
   std::vector<double> TimesSinceLastSteer(const std::string& mac) {
     constexpr std::string_view kKey = " time since last steer ";
     std::vector<double> times;
-    for (const std::string& text : LogTextsWith(mac + " link_quality_metric ")) {
+    for (const std::string& text : ap_.LogTextsWith(mac + " link_quality_metric ")) {
       const std::size_t at = text.find(kKey);
       if (at != std::string::npos) times.push_back(std::stod(text.substr(at + kKey.size())));
     }
@@ -56,35 +56,35 @@ class SteeringTest : public PlayedKernel {
 };
 
 TEST_F(SteeringTest, WeakStationIsSteeredInTheFirstPollAfterTheInterval) {
-  SetStations({kWeakAt2400});
-  Start();
-  wlan2400_->ExpectCommand(kWeakCommand);
-  ExpectLogged("INFO", kWeakSteered);
+  ap_.SetStations({kWeakAt2400});
+  ap_.Start();
+  ap_.wlan2400().ExpectCommand(kWeakCommand);
+  ap_.ExpectLogged("INFO", kWeakSteered);
   const std::vector<double> times = TimesSinceLastSteer("02:00:00:00:00:01");
   // The station has come in a poll, was too young in the next one, and perhaps by a hair in the one
   // after that.
   ASSERT_GE(times.size(), 2U);
   EXPECT_GT(times.back(), 2);
   for (std::size_t i = 0; i + 1 < times.size(); ++i) EXPECT_LE(times[i], 2) << i;
-  EXPECT_THAT(LogTextsWith("Client Steer"), ElementsAre(kStarted));
-  wlan5000_->ExpectSilence(milliseconds(0));
+  EXPECT_THAT(ap_.LogTextsWith("Client Steer"), ElementsAre(kStarted));
+  ap_.wlan5000().ExpectSilence(milliseconds(0));
 }
 
 // Its metric is still the one with which it was steered.
 TEST_F(SteeringTest, StationThatIsAsWeakAsBeforeIsLeft) {
-  SetStations({kWeakAt2400});
-  Start();
-  wlan2400_->ExpectCommand(kWeakCommand);
+  ap_.SetStations({kWeakAt2400});
+  ap_.Start();
+  ap_.wlan2400().ExpectCommand(kWeakCommand);
   // Time counts from that steer now.
   const std::size_t polls = TimesSinceLastSteer("02:00:00:00:00:01").size();
   EXPECT_TRUE(WaitUntil([&] { return TimesSinceLastSteer("02:00:00:00:00:01").size() > polls; }));
   ExpectPolledAfter(2);
-  EXPECT_EQ(LogCount("INFO", kWeakSteered), 1U);
-  wlan2400_->ExpectSilence(milliseconds(0));
+  EXPECT_EQ(ap_.LogCount("INFO", kWeakSteered), 1U);
+  ap_.wlan2400().ExpectSilence(milliseconds(0));
 }
 
 TEST_F(SteeringTest, OthersAreLeft) {
-  SetStations({
+  ap_.SetStations({
       "wlan-2400mhz 02:00:00:00:00:0a -50",                    // strong
       "wlan-2400mhz 02:00:00:00:00:0b -70",                    // at the floor
       "wlan-2400mhz 02:00:00:00:00:0c -85",                    // not above the hysteresis
@@ -95,175 +95,176 @@ TEST_F(SteeringTest, OthersAreLeft) {
       "wlan-5000mhz 02:00:00:00:00:1a -50", "wlan-5000mhz 02:00:00:00:00:1b -85",
       "wlan-5000mhz 02:00:00:00:00:1c -71",  // poor enough
   });
-  Start();
-  wlan2400_->ExpectCommand("DISASSOCIATE 02:00:00:00:00:10 reason=5");
-  wlan5000_->ExpectCommand("DISASSOCIATE 02:00:00:00:00:1c reason=5");
-  ExpectLoggedWith(" Steer Client ", 2);
+  ap_.Start();
+  ap_.wlan2400().ExpectCommand("DISASSOCIATE 02:00:00:00:00:10 reason=5");
+  ap_.wlan5000().ExpectCommand("DISASSOCIATE 02:00:00:00:00:1c reason=5");
+  ap_.ExpectLoggedWith(" Steer Client ", 2);
   EXPECT_THAT(
-      LogTextsWith(" Steer Client "),
+      ap_.LogTextsWith(" Steer Client "),
       ElementsAre(
           " Steer Client 02:00:00:00:00:10 link_quality_metric 16 last_steer_link_quality_metric 0",
           " Steer Client 02:00:00:00:00:1c link_quality_metric 29 last_steer_link_quality_metric "
           "0"));
   EXPECT_THAT(TimesSinceLastSteer("02:00:00:00:00:0e"), IsEmpty());
-  ExpectLoggedWith("02:00:00:00:00:0f link_quality_metric 100 last_steer_link_quality_metric 0 ");
-  wlan2400_->ExpectSilence(milliseconds(0));
-  wlan5000_->ExpectSilence(milliseconds(0));
+  ap_.ExpectLoggedWith(
+      "02:00:00:00:00:0f link_quality_metric 100 last_steer_link_quality_metric 0 ");
+  ap_.wlan2400().ExpectSilence(milliseconds(0));
+  ap_.wlan5000().ExpectSilence(milliseconds(0));
 }
 
 TEST_F(SteeringTest, StationIsSteeredWhereItIs) {
-  SetStations({kWeakAt2400});
-  Start();
-  ExpectLoggedWith("02:00:00:00:00:01 link_quality_metric 18 ");
-  SetStations({"wlan-5000mhz 02:00:00:00:00:01 -80"});
-  wlan5000_->ExpectCommand(kWeakCommand);
-  ExpectLogged("INFO",
-               " Steer Client 02:00:00:00:00:01 link_quality_metric 20 "
-               "last_steer_link_quality_metric 0");
-  wlan2400_->ExpectSilence(milliseconds(0));
+  ap_.SetStations({kWeakAt2400});
+  ap_.Start();
+  ap_.ExpectLoggedWith("02:00:00:00:00:01 link_quality_metric 18 ");
+  ap_.SetStations({"wlan-5000mhz 02:00:00:00:00:01 -80"});
+  ap_.wlan5000().ExpectCommand(kWeakCommand);
+  ap_.ExpectLogged("INFO",
+                   " Steer Client 02:00:00:00:00:01 link_quality_metric 20 "
+                   "last_steer_link_quality_metric 0");
+  ap_.wlan2400().ExpectSilence(milliseconds(0));
 }
 
 TEST_F(SteeringTest, ChildHasAFloorOfItsOwn) {
-  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -65"});
-  Start({"--enable_client_steering", "--nois_root"});
-  wlan2400_->ExpectCommand(kWeakCommand);
-  EXPECT_EQ(LogTextsWith("Client Steer Started").front(),
+  ap_.SetStations({"wlan-2400mhz 02:00:00:00:00:01 -65"});
+  ap_.Start({"--enable_client_steering", "--nois_root"});
+  ap_.wlan2400().ExpectCommand(kWeakCommand);
+  EXPECT_EQ(ap_.LogTextsWith("Client Steer Started").front(),
             " Client Steer Started  lqm_floor=40 steer_interval=2s poll_interval=1s "
             "lqm_hysteresis=15");
 }
 
 TEST_F(SteeringTest, FloorHasEightBits) {
-  SetStations({});
-  Start({"--enable_client_steering", "--client_steering_root_lqm_floor=300",
-         "--client_steering_interval=600", "--client_steering_lqm_hysteresis=257"});
-  ExpectLogged("INFO",
-               " Client Steer Started  lqm_floor=44 steer_interval=10m poll_interval=1s "
-               "lqm_hysteresis=1");
+  ap_.SetStations({});
+  ap_.Start({"--enable_client_steering", "--client_steering_root_lqm_floor=300",
+             "--client_steering_interval=600", "--client_steering_lqm_hysteresis=257"});
+  ap_.ExpectLogged("INFO",
+                   " Client Steer Started  lqm_floor=44 steer_interval=10m poll_interval=1s "
+                   "lqm_hysteresis=1");
 }
 
 TEST_F(SteeringTest, NegativeIntervalIsTakenAsItIs) {
-  SetStations({});
-  Start({"--enable_client_steering", "--client_steering_interval=-5"});
-  ExpectLogged("INFO",
-               " Client Steer Started  lqm_floor=30 steer_interval=-5s poll_interval=1s "
-               "lqm_hysteresis=15");
+  ap_.SetStations({});
+  ap_.Start({"--enable_client_steering", "--client_steering_interval=-5"});
+  ap_.ExpectLogged("INFO",
+                   " Client Steer Started  lqm_floor=30 steer_interval=-5s poll_interval=1s "
+                   "lqm_hysteresis=15");
 }
 
 TEST_F(SteeringTest, UnknownInterfaceEndsThePass) {
-  SetKernel({"wlan-5000mhz 02:00:00:00:00:01 -82"});
-  Start();
-  ExpectLogged("WARNING", "Unable to get stations on interface: wlan-2400mhz", 4);
-  EXPECT_THAT(LogTextsWith("02:00:00:00:00:01"), IsEmpty());
+  ap_.SetKernel({"wlan-5000mhz 02:00:00:00:00:01 -82"});
+  ap_.Start();
+  ap_.ExpectLogged("WARNING", "Unable to get stations on interface: wlan-2400mhz", 4);
+  EXPECT_THAT(ap_.LogTextsWith("02:00:00:00:00:01"), IsEmpty());
   // There it is, and all goes on.
-  SetStations({"wlan-5000mhz 02:00:00:00:00:01 -82"});
-  wlan5000_->ExpectCommand(kWeakCommand);
+  ap_.SetStations({"wlan-5000mhz 02:00:00:00:00:01 -82"});
+  ap_.wlan5000().ExpectCommand(kWeakCommand);
 }
 
 TEST_F(SteeringTest, UnknownSecondInterfaceLeavesTheFirst) {
-  SetKernel({kWeakAt2400});
-  Start();
-  wlan2400_->ExpectCommand(kWeakCommand);
-  ExpectLogged("WARNING", "Unable to get stations on interface: wlan-5000mhz", 3);
-  EXPECT_EQ(LogCount("WARNING", "Unable to get stations on interface: wlan-2400mhz"), 0U);
+  ap_.SetKernel({kWeakAt2400});
+  ap_.Start();
+  ap_.wlan2400().ExpectCommand(kWeakCommand);
+  ap_.ExpectLogged("WARNING", "Unable to get stations on interface: wlan-5000mhz", 3);
+  EXPECT_EQ(ap_.LogCount("WARNING", "Unable to get stations on interface: wlan-2400mhz"), 0U);
 }
 
 // Steering comes before the upload. The end switches neither of them off.
 TEST_F(SteeringTest, StartsInOrderAndEndsWithoutAWord) {
-  SetStations({});
-  Start();
-  Settle(*wlan2400_);
-  Settle(*wlan5000_);
-  ExpectQuickExit(SIGTERM);
-  wlan2400_->ExpectCommand("DETACH");
-  wlan5000_->ExpectCommand("DETACH");
-  std::vector<std::string> lines = LogTexts("INFO");
+  ap_.SetStations({});
+  ap_.Start();
+  ap_.Settle(ap_.wlan2400());
+  ap_.Settle(ap_.wlan5000());
+  ap_.ExpectQuickExit(SIGTERM);
+  ap_.wlan2400().ExpectCommand("DETACH");
+  ap_.wlan5000().ExpectCommand("DETACH");
+  std::vector<std::string> lines = ap_.LogTexts("INFO");
   std::erase_if(lines, [](const std::string& text) { return text.find("SETTLE") != text.npos; });
   EXPECT_THAT(lines,
               ElementsAre("Starting the daemon", kStarted, " Connection event upload enabled "));
 }
 
 TEST_F(SteeringTest, IsOffUnlessAskedFor) {
-  SetStations({kWeakAt2400});
-  Start({});
-  wlan2400_->ExpectSilence(kSomePolls);
-  EXPECT_THAT(LogTextsWith("Client Steer"), IsEmpty());
-  EXPECT_THAT(LogTextsWith("link_quality_metric"), IsEmpty());
+  ap_.SetStations({kWeakAt2400});
+  ap_.Start({});
+  ap_.wlan2400().ExpectSilence(kSomePolls);
+  EXPECT_THAT(ap_.LogTextsWith("Client Steer"), IsEmpty());
+  EXPECT_THAT(ap_.LogTextsWith("link_quality_metric"), IsEmpty());
 }
 
 class SteeringFlagsTest : public SteeringTest {
  protected:
   void StartWith(const FlagMap& flags, const Arguments& arguments = {}) {
-    StartBus();
-    StartFlags(flags);
-    Launch(arguments);
-    ExpectReady();
+    ap_.StartBus();
+    ap_.StartFlags(flags);
+    ap_.Launch(arguments);
+    ap_.ExpectReady();
   }
 };
 
 TEST_F(SteeringFlagsTest, SwitchItOnAndOff) {
-  SetStations({kWeakAt2400});
+  ap_.SetStations({kWeakAt2400});
   StartWith({{"clientSteering", "disabled"}});
-  SetFlags({{"clientSteering", "Enabled"}, {"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", "Set connection_event_upload to 1");
-  SetFlags({{"clientSteering", "enabled"}});
-  ExpectLogged("INFO", kStarted);
-  wlan2400_->ExpectCommand(kWeakCommand);
-  SetFlags({{"clientSteering", "disabled"}});
-  ExpectLogged("INFO", kStopped);
+  ap_.SetFlags({{"clientSteering", "Enabled"}, {"connectionEventsUpload", "1"}});
+  ap_.ExpectLogged("INFO", "Set connection_event_upload to 1");
+  ap_.SetFlags({{"clientSteering", "enabled"}});
+  ap_.ExpectLogged("INFO", kStarted);
+  ap_.wlan2400().ExpectCommand(kWeakCommand);
+  ap_.SetFlags({{"clientSteering", "disabled"}});
+  ap_.ExpectLogged("INFO", kStopped);
   const std::size_t polls = TimesSinceLastSteer("02:00:00:00:00:01").size();
-  wlan2400_->ExpectSilence(kSomePolls);
+  ap_.wlan2400().ExpectSilence(kSomePolls);
   EXPECT_EQ(TimesSinceLastSteer("02:00:00:00:00:01").size(), polls);
   // It has forgotten the station, which so is steered once more.
-  SetFlags({{"clientSteering", "enabled"}});
-  wlan2400_->ExpectCommand(kWeakCommand);
-  EXPECT_THAT(LogTexts("INFO"),
+  ap_.SetFlags({{"clientSteering", "enabled"}});
+  ap_.wlan2400().ExpectCommand(kWeakCommand);
+  EXPECT_THAT(ap_.LogTexts("INFO"),
               ElementsAre("Starting the daemon", " Connection event upload enabled ",
                           "Set connection_event_upload to 1", kStarted, kWeakSteered, kStopped,
                           kStarted, kWeakSteered));
 }
 
 TEST_F(SteeringFlagsTest, SetTheFloor) {
-  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -60"});  // 40
+  ap_.SetStations({"wlan-2400mhz 02:00:00:00:00:01 -60"});  // 40
   StartWith({{"clientSteeringChildLqmFloor", "90"}}, {"--enable_client_steering"});
   ExpectPolledAfter(2);
-  EXPECT_THAT(LogTextsWith(" Steer Client "), IsEmpty());
-  SetFlags({{"clientSteeringRootLqmFloor", "300"}});  // 44
-  wlan2400_->ExpectCommand(kWeakCommand);
+  EXPECT_THAT(ap_.LogTextsWith(" Steer Client "), IsEmpty());
+  ap_.SetFlags({{"clientSteeringRootLqmFloor", "300"}});  // 44
+  ap_.wlan2400().ExpectCommand(kWeakCommand);
 }
 
 TEST_F(SteeringFlagsTest, SetTheHysteresis) {
-  SetStations({kWeakAt2400});
+  ap_.SetStations({kWeakAt2400});
   StartWith({{"clientSteeringLqmHysteresis", "18"}}, {"--enable_client_steering"});
   ExpectPolledAfter(2);
-  EXPECT_THAT(LogTextsWith(" Steer Client "), IsEmpty());
-  SetFlags({{"clientSteeringLqmHysteresis", "273"}});  // 17
-  wlan2400_->ExpectCommand(kWeakCommand);
+  EXPECT_THAT(ap_.LogTextsWith(" Steer Client "), IsEmpty());
+  ap_.SetFlags({{"clientSteeringLqmHysteresis", "273"}});  // 17
+  ap_.wlan2400().ExpectCommand(kWeakCommand);
 }
 
 TEST_F(SteeringFlagsTest, SetTheIntervals) {
-  SetStations({kWeakAt2400});
+  ap_.SetStations({kWeakAt2400});
   StartWith({}, {"--enable_client_steering", "--client_steering_interval=600"});
   ExpectPolledAfter(2);
-  EXPECT_THAT(LogTextsWith(" Steer Client "), IsEmpty());
-  SetFlags({{"clientSteeringInterval", "1"}, {"clientSteeringPollInterval", "600"}});
-  wlan2400_->ExpectCommand(kWeakCommand);
+  EXPECT_THAT(ap_.LogTextsWith(" Steer Client "), IsEmpty());
+  ap_.SetFlags({{"clientSteeringInterval", "1"}, {"clientSteeringPollInterval", "600"}});
+  ap_.wlan2400().ExpectCommand(kWeakCommand);
   // The poll that steered was the last one for ten minutes, or the next is.
-  EXPECT_TRUE(WaitUntil([&] { return LogCount("INFO", kWeakSteered) == 1; }));
+  EXPECT_TRUE(WaitUntil([&] { return ap_.LogCount("INFO", kWeakSteered) == 1; }));
   const std::size_t polls = TimesSinceLastSteer("02:00:00:00:00:01").size();
-  wlan2400_->ExpectSilence(kSomePolls);
+  ap_.wlan2400().ExpectSilence(kSomePolls);
   EXPECT_LE(TimesSinceLastSteer("02:00:00:00:00:01").size(), polls + 1);
 }
 
 // Without verbose lines, of which each pass would make one.
 TEST_F(SteeringFlagsTest, NegativePollIntervalStarvesNobody) {
-  SetStations({kWeakAt2400});
+  ap_.SetStations({kWeakAt2400});
   StartWith({}, {"--enable_client_steering", "--client_steering_poll_interval=-1", "--v=0"});
-  wlan2400_->ExpectCommand(kWeakCommand);
-  Settle(*wlan2400_);
-  Settle(*wlan5000_);
-  SetFlags({{"connectionEventsUpload", "1"}});
-  ExpectLogged("INFO", "Set connection_event_upload to 1");
-  ExpectQuickExit(SIGTERM);
+  ap_.wlan2400().ExpectCommand(kWeakCommand);
+  ap_.Settle(ap_.wlan2400());
+  ap_.Settle(ap_.wlan5000());
+  ap_.SetFlags({{"connectionEventsUpload", "1"}});
+  ap_.ExpectLogged("INFO", "Set connection_event_upload to 1");
+  ap_.ExpectQuickExit(SIGTERM);
 }
 
 struct NotANumber {
@@ -280,11 +281,11 @@ class MalformedSteeringFlagTest : public SteeringFlagsTest,
 
 // Also while steering is off.
 TEST_P(MalformedSteeringFlagTest, EndsTheProcess) {
-  SetStations({});
-  StartBus();
-  StartFlags({{GetParam().key, GetParam().value}});
-  Launch({});
-  ExpectAbort("stoi");
+  ap_.SetStations({});
+  ap_.StartBus();
+  ap_.StartFlags({{GetParam().key, GetParam().value}});
+  ap_.Launch({});
+  ap_.ExpectAbort("stoi");
 }
 
 INSTANTIATE_TEST_SUITE_P(Flag, MalformedSteeringFlagTest,
@@ -298,22 +299,22 @@ INSTANTIATE_TEST_SUITE_P(Flag, MalformedSteeringFlagTest,
                          });
 
 TEST_F(SteeringTest, StationWithoutARateEndsTheProcess) {
-  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50 no-rx-bitrate"});
-  Start();
-  ExpectAbort(
+  ap_.SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50 no-rx-bitrate"});
+  ap_.Start();
+  ap_.ExpectAbort(
       "Check failed: station_information_->ConstGetNestedAttributeList( "
       "NL80211_STA_INFO_RX_BITRATE, &rx_rate_information_)");
 }
 
 TEST_F(SteeringTest, OrItIsSkippedAtEachPollAndTheOthersAreSteered) {
-  SkipIncompleteStations();
-  SetStations({"wlan-2400mhz 02:00:00:00:00:02 -82 no-rx-bitrate", kWeakAt2400});
-  Start();
-  wlan2400_->ExpectCommand(kWeakCommand);
-  ExpectLogged("VERBOSE1", "Skip incomplete station 02:00:00:00:00:02", 2);
-  EXPECT_THAT(LogTextsWith("02:00:00:00:00:02 link_quality_metric"), IsEmpty());
-  ExpectQuickExit(SIGTERM);
+  ap_.SkipIncompleteStations();
+  ap_.SetStations({"wlan-2400mhz 02:00:00:00:00:02 -82 no-rx-bitrate", kWeakAt2400});
+  ap_.Start();
+  ap_.wlan2400().ExpectCommand(kWeakCommand);
+  ap_.ExpectLogged("VERBOSE1", "Skip incomplete station 02:00:00:00:00:02", 2);
+  EXPECT_THAT(ap_.LogTextsWith("02:00:00:00:00:02 link_quality_metric"), IsEmpty());
+  ap_.ExpectQuickExit(SIGTERM);
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -12,7 +12,7 @@
 
 #include "testbed/control_socket.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 std::uint64_t MillisecondsNow() {
@@ -23,33 +23,33 @@ std::uint64_t MillisecondsNow() {
 
 }  // namespace
 
-void StoppedForAWhile::ExpectNothingIsLost(std::chrono::seconds length) {
+void ExpectNothingIsLostByAStop(SteeringAccessPoint& ap, std::chrono::seconds length) {
   using Clock = std::chrono::steady_clock;
   constexpr char kEvent[] = "<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e";
   constexpr char kPoll[] = "02:00:00:00:00:01 link_quality_metric 50 ";
-  SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50"});
-  StartBus();
-  StartRecorder();
+  ap.SetStations({"wlan-2400mhz 02:00:00:00:00:01 -50"});
+  ap.StartBus();
+  ap.StartRecorder();
   WriteSalt(kSalt);
-  Launch({"--enable_client_steering", "--connection_event_upload_period=1"});
-  ExpectReady();
-  ExpectLoggedWith(kPoll);
-  wlan5000_->Send(kEvent);
-  Settle(*wlan5000_);
+  ap.Launch({"--enable_client_steering", "--connection_event_upload_period=1"});
+  ap.ExpectReady();
+  ap.ExpectLoggedWith(kPoll);
+  ap.wlan5000().Send(kEvent);
+  ap.Settle(ap.wlan5000());
 
-  const std::size_t polls = LogTextsWith(kPoll).size();
-  daemon().Signal(SIGSTOP);
+  const std::size_t polls = ap.LogTextsWith(kPoll).size();
+  ap.daemon().Signal(SIGSTOP);
   int events = 1;
-  while (wlan5000_->TrySend(kEvent) == lab::ControlSocket::SendResult::kSent) ++events;
+  while (ap.wlan5000().TrySend(kEvent) == ControlSocket::SendResult::kSent) ++events;
   EXPECT_GT(events, 1);
   std::this_thread::sleep_for(length);
   const std::uint64_t continued_ms = MillisecondsNow();
-  daemon().Signal(SIGCONT);
+  ap.daemon().Signal(SIGCONT);
 
   const Clock::time_point begin = Clock::now();
   std::vector<std::uint64_t> times;
   for (std::size_t number = 1; std::ssize(times) < events; ++number) {
-    const Record record = WaitForRecord(number);
+    const Record record = ap.WaitForRecord(number);
     ASSERT_GT(record.event.client_event_info_size(), 0);
     for (const auto& info : record.event.client_event_info()) {
       times.push_back(info.event_time_in_milliseconds());
@@ -60,12 +60,12 @@ void StoppedForAWhile::ExpectNothingIsLost(std::chrono::seconds length) {
   EXPECT_LT(times.front(), continued_ms);
   for (std::size_t i = 1; i < times.size(); ++i) EXPECT_GE(times[i], continued_ms) << i;
   EXPECT_LE(times.back(), MillisecondsNow());
-  ExpectLoggedWith(kPoll, polls + 2);
+  ap.ExpectLoggedWith(kPoll, polls + 2);
   // One that was due, and one a second.
   const auto seconds = std::chrono::ceil<std::chrono::seconds>(Clock::now() - begin).count();
-  EXPECT_LE(LogTextsWith(kPoll).size(), polls + 1 + static_cast<std::size_t>(seconds));
-  EXPECT_THAT(LogTexts("ERROR"), ::testing::IsEmpty());
-  ExpectQuickExit(SIGTERM);
+  EXPECT_LE(ap.LogTextsWith(kPoll).size(), polls + 1 + static_cast<std::size_t>(seconds));
+  EXPECT_THAT(ap.LogTexts("ERROR"), ::testing::IsEmpty());
+  ap.ExpectQuickExit(SIGTERM);
 }
 
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

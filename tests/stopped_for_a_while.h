@@ -3,18 +3,14 @@
 
 #include <chrono>
 
-#include "testbed/played_kernel.h"
+#include "testbed/steering_access_point.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 
-// A daemon that is stopped, as by SIGSTOP or with its machine.
-class StoppedForAWhile : public PlayedKernel {
- protected:
-  // Stops it for so long while events come in, as many as its queue takes. Expects that it loses
-  // none, and makes up for no poll.
-  void ExpectNothingIsLost(std::chrono::seconds length);
-};
+// Starts the daemon and stops it for so long, as SIGSTOP or a suspended machine does, while events
+// come in, as many as its queue takes. Expects that it loses none, and makes up for no poll.
+void ExpectNothingIsLostByAStop(SteeringAccessPoint& ap, std::chrono::seconds length);
 
-}  // namespace orvane::ap
+}  // namespace orvane::testbed
 
 #endif  // TESTS_STOPPED_FOR_A_WHILE_H_

@@ -28,6 +28,13 @@
 namespace orvane::lab {
 namespace {
 
+using testbed::EndOnSignals;
+using testbed::Failure;
+using testbed::kExitOk;
+using testbed::ParseCommandLine;
+using testbed::PrintLine;
+using testbed::RunProgram;
+
 using ap::MacAddress;
 using ap::Nl80211Error;
 using ap::Nl80211Manager;

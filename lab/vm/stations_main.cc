@@ -28,6 +28,13 @@
 namespace orvane::lab {
 namespace {
 
+using testbed::Failure;
+using testbed::kExitFailure;
+using testbed::kExitOk;
+using testbed::Nl80211Socket;
+using testbed::ParseCommandLine;
+using testbed::SystemFailure;
+
 using Address = std::array<std::uint8_t, ETH_ALEN>;
 
 struct Options {

@@ -32,6 +32,12 @@
 namespace orvane::lab {
 namespace {
 
+using testbed::EndOnSignals;
+using testbed::Failure;
+using testbed::ParseCommandLine;
+using testbed::PrintLine;
+using testbed::RunProgram;
+
 using Address = std::array<std::uint8_t, ETH_ALEN>;
 
 // An EtherType for experiments.

@@ -22,6 +22,10 @@
 namespace orvane::platform::bus {
 namespace {
 
+using testbed::LogCapture;
+using testbed::PrivateBus;
+using testbed::TestPeer;
+
 using testing::Contains;
 using testing::ElementsAre;
 

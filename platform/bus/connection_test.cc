@@ -13,10 +13,17 @@
 
 #include "platform/files.h"
 #include "testbed/bus_fixture.h"
+#include "testbed/control_socket.h"
+#include "testbed/temporary_directory.h"
 #include "testbed/test_peer.h"
 
 namespace orvane::platform::bus {
 namespace {
+
+using testbed::BusTest;
+using testbed::PeerThread;
+using testbed::RunWhileReady;
+using testbed::TestPeer;
 
 using testing::ElementsAre;
 
@@ -174,14 +181,11 @@ TEST(NoBusTest, IsAnErrorAtOnce) {
 
 // A server that takes the connection and closes it, instead of letting us in.
 TEST(RefusingBusTest, IsAnError) {
-  char folder[] = "/tmp/wavelark-refusing-XXXXXX";
-  ASSERT_NE(mkdtemp(folder), nullptr);
-  const std::string path = std::string(folder) + "/bus";
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+  const testbed::TemporaryDirectory directory;
+  const std::string path = directory.path() / "bus";
+  const sockaddr_un address = testbed::UnixAddress(path);
   const ScopedFd server(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  ASSERT_EQ(bind(server.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  ASSERT_EQ(bind(server.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
   ASSERT_EQ(listen(server.get(), 1), 0);
   std::thread refusing([&] { const ScopedFd taken(accept(server.get(), nullptr, nullptr)); });
   setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + path).c_str(), 1);
@@ -190,7 +194,6 @@ TEST(RefusingBusTest, IsAnError) {
   EXPECT_EQ(Connection::OpenSystemBus(loop, &error), nullptr);
   EXPECT_NE(error, nullptr);
   refusing.join();
-  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

@@ -14,6 +14,8 @@
 namespace orvane::platform::bus {
 namespace {
 
+using testbed::BusTest;
+
 constexpr char kPath[] = "/an/object";
 constexpr char kInterface[] = "an.Interface";
 

@@ -12,6 +12,8 @@
 namespace orvane::platform::bus {
 namespace {
 
+using testbed::OfflineMessages;
+
 class MessagesTest : public testing::Test {
  protected:
   std::string Signature() { return sd_bus_message_get_signature(message_.get(), 1); }

@@ -14,6 +14,10 @@
 namespace orvane::platform::bus {
 namespace {
 
+using testbed::BusTest;
+using testbed::PeerThread;
+using testbed::TestPeer;
+
 using testing::ElementsAre;
 using testing::HasSubstr;
 

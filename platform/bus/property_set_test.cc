@@ -15,6 +15,11 @@
 namespace orvane::platform::bus {
 namespace {
 
+using testbed::AppendStringMapProperties;
+using testbed::BusTest;
+using testbed::FakePropertyService;
+using testbed::TestPeer;
+
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;

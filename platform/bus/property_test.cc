@@ -13,6 +13,8 @@
 namespace orvane::platform::bus {
 namespace {
 
+using testbed::OfflineMessages;
+
 using Entries = std::vector<std::pair<std::string, std::string>>;
 
 void AppendEntries(MessageWriter& writer, const Entries& entries) {

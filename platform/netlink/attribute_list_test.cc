@@ -10,10 +10,13 @@
 #include <span>
 #include <vector>
 
-#include "platform/netlink/message_builder.h"
+#include "simulation/message_builder.h"
 
 namespace orvane::platform {
 namespace {
+
+using simulation::AttributeBuilder;
+using simulation::BytesBuilder;
 
 using testing::ElementsAre;
 

@@ -17,11 +17,19 @@
 
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
-#include "platform/netlink/message_builder.h"
 #include "simulation/fake_kernel.h"
+#include "simulation/message_builder.h"
 
 namespace orvane::platform {
 namespace {
+
+using simulation::AttributeBuilder;
+using simulation::FakeKernel;
+using simulation::MakeDoneMessage;
+using simulation::MakeErrorMessage;
+using simulation::MakeGenericMessage;
+using simulation::MakeNetlinkMessage;
+using simulation::MessageHeader;
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -10,11 +10,15 @@
 #include <string>
 
 #include "platform/netlink/generic_netlink_request.h"
-#include "platform/netlink/message_builder.h"
 #include "simulation/fake_kernel.h"
+#include "simulation/message_builder.h"
 
 namespace orvane::platform {
 namespace {
+
+using simulation::AttributeBuilder;
+using simulation::FakeKernel;
+using simulation::MakeGenericMessage;
 
 using namespace std::chrono_literals;
 

@@ -30,6 +30,8 @@
 namespace orvane::platform {
 namespace {
 
+using simulation::FakeKernel;
+
 TEST(NetlinkKernelTest, KnowsTheIndexesOfInterfaces) {
   NetlinkKernel kernel;
   EXPECT_EQ(kernel.GetInterfaceIndex(""), 0U);

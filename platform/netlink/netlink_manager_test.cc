@@ -19,11 +19,15 @@
 
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
-#include "platform/netlink/message_builder.h"
 #include "simulation/fake_kernel.h"
+#include "simulation/message_builder.h"
 
 namespace orvane::platform {
 namespace {
+
+using simulation::FakeKernel;
+using simulation::MakeNetlinkMessage;
+using simulation::MessageHeader;
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -8,10 +8,17 @@
 #include <span>
 #include <vector>
 
-#include "platform/netlink/message_builder.h"
+#include "simulation/message_builder.h"
 
 namespace orvane::platform {
 namespace {
+
+using simulation::AttributeBuilder;
+using simulation::BytesBuilder;
+using simulation::MakeDoneMessage;
+using simulation::MakeErrorMessage;
+using simulation::MakeGenericMessage;
+using simulation::MakeNetlinkMessage;
 
 using Bytes = std::vector<std::uint8_t>;
 

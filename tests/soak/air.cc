@@ -13,7 +13,7 @@ namespace {
 
 using std::chrono::seconds;
 
-constexpr std::array<const char*, 2> kInterfaces = {ap::kWlan2400, ap::kWlan5000};
+constexpr std::array<const char*, 2> kInterfaces = {testbed::kWlan2400, testbed::kWlan5000};
 
 // Metrics count from -100 dBm.
 constexpr int kZero = -100;

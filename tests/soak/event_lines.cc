@@ -47,7 +47,8 @@ std::string NumberFor(LineKind kind, std::uint64_t serial) {
 }  // namespace
 
 EventLines::EventLines(std::uint32_t seed) : random_(seed) {
-  for (const lab::TimedLine& timed : lab::EventDay(platform::WallTime(std::chrono::hours(1)))) {
+  for (const testbed::TimedLine& timed :
+       testbed::EventDay(platform::WallTime(std::chrono::hours(1)))) {
     lines_.push_back({.kind = KindOf(timed.line), .text = timed.line});
   }
   lines_.push_back({.kind = LineKind::kConnection, .text = "<3>AP-STA-AUTH no-address success:1"});

@@ -10,7 +10,7 @@ void LogBook::Allow(const std::string& severity, const std::string& beginning, s
   entry.allowed += count;
 }
 
-void LogBook::Take(const ap::LogLine& line) {
+void LogBook::Take(const testbed::LogLine& line) {
   ++lines_;
   for (auto& [beginning, entry] : entries_) {
     if (line.severity != entry.severity || !line.text.starts_with(beginning)) continue;

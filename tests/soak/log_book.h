@@ -17,7 +17,7 @@ class LogBook {
   // So many more lines of this severity whose text begins so.
   void Allow(const std::string& severity, const std::string& beginning, std::size_t count);
 
-  void Take(const ap::LogLine& line);
+  void Take(const testbed::LogLine& line);
 
   // The lines that have begun so, as it was allowed.
   std::size_t Count(const std::string& beginning) const;

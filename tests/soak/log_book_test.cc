@@ -6,7 +6,7 @@
 namespace orvane::soak {
 namespace {
 
-ap::LogLine Line(const std::string& severity, const std::string& text) {
+testbed::LogLine Line(const std::string& severity, const std::string& text) {
   return {.severity = severity, .source = "file.cc:1", .text = text};
 }
 

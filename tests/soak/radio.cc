@@ -5,7 +5,7 @@
 namespace orvane::soak {
 namespace {
 
-using SendResult = lab::ControlSocket::SendResult;
+using SendResult = testbed::ControlSocket::SendResult;
 
 // An attempt to attach that has failed is followed by another within this time.
 constexpr std::chrono::milliseconds kAttachRetry(700);
@@ -13,13 +13,13 @@ constexpr std::chrono::milliseconds kAttachRetry(700);
 }  // namespace
 
 void Radio::Start() {
-  hostapd_ = std::make_unique<ap::Hostapd>(name_);
+  hostapd_ = std::make_unique<testbed::Hostapd>(name_);
   state_ = State::kStarting;
   is_attached_ = false;
 }
 
 void Radio::Kill() {
-  ap::Hostapd::Kill(std::move(hostapd_));
+  testbed::Hostapd::Kill(std::move(hostapd_));
   state_ = State::kDown;
 }
 
@@ -30,9 +30,7 @@ void Radio::Stop(std::function<void()> on_stopped) {
 
 void Radio::Serve(const std::function<void(std::string_view command)>& on_command) {
   if (!hostapd_ || state_ == State::kSilent) return;
-  while (const auto received = hostapd_->Receive(std::chrono::milliseconds(0))) {
-    OnCommand(received->text, on_command);
-  }
+  while (const auto command = hostapd_->Receive()) OnCommand(*command, on_command);
   if (!is_taken()) return;
   last_taken_ = last_sent_;
   if (state_ == State::kStopping) {

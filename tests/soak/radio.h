@@ -53,7 +53,7 @@ class Radio {
 
   std::string name_;
   State state_ = State::kDown;
-  std::unique_ptr<ap::Hostapd> hostapd_;
+  std::unique_ptr<testbed::Hostapd> hostapd_;
   bool is_attached_ = false;
   Clock::time_point up_at_{};  // unless another attempt to attach comes in
   std::uint64_t last_sent_ = 0;

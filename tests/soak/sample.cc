@@ -19,10 +19,10 @@ double CpuSeconds(pid_t pid) {
 }  // namespace
 
 Sample TakeSample(pid_t pid) {
-  const lab::ProcessFile memory(pid, "smaps_rollup");
+  const testbed::ProcessFile memory(pid, "smaps_rollup");
   return {.anonymous_kb = memory.Figure("Anonymous"),
           .resident_kb = memory.Figure("Rss"),
-          .descriptors = static_cast<std::int64_t>(lab::DescriptorCount(pid)),
+          .descriptors = static_cast<std::int64_t>(testbed::DescriptorCount(pid)),
           .cpu_seconds = CpuSeconds(pid)};
 }
 

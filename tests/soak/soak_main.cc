@@ -1,8 +1,5 @@
 // Runs the daemon for a long time among peers that come and go; script/soak calls it.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
@@ -24,17 +21,14 @@ int Main(int argc, char** argv) {
   app.add_option("--seed", options.seed, "Of the schedule");
   app.add_option("--directory", options.directory, "Where soak.csv, verdict.txt and daemon.log go");
   app.add_flag("--valgrind", options.valgrind, "Run the daemon in valgrind's memcheck");
-  if (const std::optional<int> exit_code = lab::ParseCommandLine(app, argc, argv)) {
+  if (const std::optional<int> exit_code = testbed::ParseCommandLine(app, argc, argv)) {
     return *exit_code;
   }
-  ::testing::InitGoogleMock();
-  ::testing::RegisterTest("Soak", "Holds", nullptr, nullptr, __FILE__, __LINE__,
-                          [options]() -> ap::AccessPoint* { return new Soak(options); });
-  if (const lab::Failure failure = lab::EnterPrivateNamespace({.private_dev = true})) {
+  if (const testbed::Failure failure = testbed::EnterPrivateNamespace({.private_dev = true})) {
     std::cerr << *failure << "\n";
-    return lab::kExitFailure;
+    return testbed::kExitFailure;
   }
-  return RUN_ALL_TESTS();
+  return Soak(options).Run() ? testbed::kExitOk : testbed::kExitFailure;
 }
 
 }  // namespace

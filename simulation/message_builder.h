@@ -1,5 +1,5 @@
-#ifndef PLATFORM_NETLINK_MESSAGE_BUILDER_H_
-#define PLATFORM_NETLINK_MESSAGE_BUILDER_H_
+#ifndef SIMULATION_MESSAGE_BUILDER_H_
+#define SIMULATION_MESSAGE_BUILDER_H_
 
 #include <linux/genetlink.h>
 #include <linux/netlink.h>
@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-namespace orvane::platform {
+namespace orvane::simulation {
 
-// Bytes of netlink, right or wrong, for tests.
+// Bytes of netlink, right or wrong.
 class BytesBuilder {
  public:
   template <typename T>
@@ -129,6 +129,6 @@ inline std::vector<std::uint8_t> MakeDoneMessage(const MessageHeader& answer,
                             BytesBuilder().Value(error).bytes());
 }
 
-}  // namespace orvane::platform
+}  // namespace orvane::simulation
 
-#endif  // PLATFORM_NETLINK_MESSAGE_BUILDER_H_
+#endif  // SIMULATION_MESSAGE_BUILDER_H_

@@ -1,20 +1,21 @@
-#ifndef TESTBED_PLAYED_KERNEL_H_
-#define TESTBED_PLAYED_KERNEL_H_
+#ifndef TESTBED_STEERING_ACCESS_POINT_H_
+#define TESTBED_STEERING_ACCESS_POINT_H_
+
+#include <gtest/gtest.h>
 
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "testbed/access_point.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 
-// An access point whose daemon is on a kernel that the test plays (testbed/stations_file.h), with
-// hostapd on both interfaces. It polls every second and steers after two.
-class PlayedKernel : public AccessPoint {
- protected:
+// An access point whose daemon is on a fake kernel (testbed/stations_file.h), with hostapd on both
+// interfaces. It polls every second and steers after two.
+class SteeringAccessPoint : public AccessPoint {
+ public:
   using Lines = std::vector<std::string>;
 
   // What the kernel knows from the next poll on; both interfaces are there.
@@ -40,13 +41,16 @@ class PlayedKernel : public AccessPoint {
   // Waits for the `count`-th line that contains `part`.
   void ExpectLoggedWith(std::string_view part, std::size_t count = 1);
 
-  std::unique_ptr<Hostapd> wlan2400_;
-  std::unique_ptr<Hostapd> wlan5000_;
-
  private:
   std::string daemon_path_ = DAEMON_ON_FAKE_KERNEL_PATH;
 };
 
-}  // namespace orvane::ap
+// A test with a steering access point of its own.
+class SteeringAccessPointTest : public ::testing::Test {
+ protected:
+  SteeringAccessPoint ap_;
+};
 
-#endif  // TESTBED_PLAYED_KERNEL_H_
+}  // namespace orvane::testbed
+
+#endif  // TESTBED_STEERING_ACCESS_POINT_H_

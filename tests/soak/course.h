@@ -1,0 +1,45 @@
+#ifndef TESTS_SOAK_COURSE_H_
+#define TESTS_SOAK_COURSE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "testbed/access_point.h"
+#include "tests/soak/ledger.h"
+#include "tests/soak/log_book.h"
+#include "tests/soak/schedule.h"
+
+namespace orvane::soak {
+
+// What the parts of a soak share: the access point, what is done to it when, and what it is held
+// against.
+struct Course {
+  // One of several kinds of trouble, and how often it is that one.
+  struct Trouble {
+    int percent;
+    std::function<void()> begin;
+  };
+
+  explicit Course(std::uint32_t seed) : schedule(seed) {}
+
+  void BeginOneOf(const std::vector<Trouble>& troubles);
+
+  // A deed that has been done.
+  void Count(const std::string& deed) { ++deeds[deed]; }
+  std::size_t Deeds(const std::string& deed) const;
+
+  testbed::AccessPoint access_point;
+  Schedule schedule;
+  LogBook log;
+  Ledger ledger;
+  std::map<std::string, std::size_t> deeds;
+  std::vector<std::string> mistakes;
+};
+
+}  // namespace orvane::soak
+
+#endif  // TESTS_SOAK_COURSE_H_

@@ -1,0 +1,57 @@
+#ifndef TESTS_SOAK_RECORDER_PEER_H_
+#define TESTS_SOAK_RECORDER_PEER_H_
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <utility>
+
+#include "testbed/access_point.h"
+#include "tests/soak/course.h"
+
+namespace orvane::soak {
+
+// The metrics recorder of a soak, which is killed, hangs and answers errors. The batches that it
+// gets go to the ledger.
+class RecorderPeer {
+ public:
+  static constexpr std::chrono::seconds kUploadPeriod{2};
+
+  // `course` must outlive it.
+  explicit RecorderPeer(Course& course) : course_(course), ap_(course.access_point) {}
+
+  // Begins a trouble, which ends by itself, unless one is under way.
+  void Trouble();
+  bool has_trouble() const { return has_trouble_; }
+  // False while it is killed: what is sent then is uncertain.
+  bool is_there() const { return is_there_; }
+
+  // A trouble waits until all lines sent so far are recorded; no others should be sent meanwhile.
+  bool awaits_records() const { return when_recorded_ != nullptr; }
+
+  // Has a turn: reads the batches that have come, and begins a trouble that has waited for them.
+  void ReadBatches();
+  void DoWhenRecorded();
+
+ private:
+  void Kill();
+  void KillNow();
+  void WhenRecorded(std::function<void()> deed) { when_recorded_ = std::move(deed); }
+  void Mislead(const testbed::Arguments& options);
+  void Hang(const std::string& deed, Schedule::Range range);
+  void Outwait();
+  void Restart(const testbed::Arguments& options);
+  void AllowFailedUploads(Schedule::Span span);
+
+  Course& course_;
+  testbed::AccessPoint& ap_;
+  std::size_t batch_count_ = 0;
+  bool has_trouble_ = false;
+  bool is_there_ = true;
+  std::function<void()> when_recorded_;
+};
+
+}  // namespace orvane::soak
+
+#endif  // TESTS_SOAK_RECORDER_PEER_H_
