@@ -37,7 +37,8 @@ void Stop(pid_t pid) {
 void Resume(pid_t pid) { kill(pid, SIGCONT); }
 
 void AwaitTaken(const testbed::Hostapd& hostapd) {
-  CHECK(testbed::WaitUntil([&] { return hostapd.IsTaken(); })) << hostapd.path() << " is not read";
+  CHECK(testbed::WaitUntil([&] { return hostapd.IsTaken(); }))
+      << hostapd.path().native() << " is not read";
 }
 
 Daemon::Daemon(const testbed::Arguments& arguments) {

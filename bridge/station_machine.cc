@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <utility>
 
 #include "bridge/reasons.h"
 
@@ -43,9 +42,9 @@ bool StationMachine::IsRepetition(LineKind kind) const {
 }
 
 // The visit goes on: what earlier lines wait for is there, is about to come, or is lost.
-void StationMachine::OpenStep(Step step, MonotonicTime now) {
+void StationMachine::OpenStep(const Step& step, MonotonicTime now) {
   for (Step& earlier : steps_) earlier.deadline = std::min(earlier.deadline, now + kLateWait);
-  steps_.push_back(std::move(step));
+  steps_.push_back(step);
 }
 
 void StationMachine::OpenRequest(LineKind kind, const Background& background, Moment now) {
@@ -60,7 +59,7 @@ void StationMachine::OpenRequest(LineKind kind, const Background& background, Mo
   step.attributes.is_steered = background.since_steering.has_value();
   step.awaits_answer = true;
   step.awaits_signal = true;
-  OpenStep(std::move(step), now.monotonic);
+  OpenStep(step, now.monotonic);
 }
 
 void StationMachine::OnAuthenticationRequest(const ManagementFrame& frame,
@@ -95,7 +94,7 @@ void StationMachine::OnConnected(const StationInfo& info, const Background& back
   step.attributes.station = info;
   step.attributes.since_steering = background.since_steering;
   step.attributes.is_steered = background.since_steering.has_value();
-  OpenStep(std::move(step), now.monotonic);
+  OpenStep(step, now.monotonic);
 }
 
 void StationMachine::OnDisconnected(const StationInfo& info, bool has_moved, Moment now) {
@@ -108,7 +107,7 @@ void StationMachine::OnDisconnected(const StationInfo& info, bool has_moved, Mom
   step.awaits_notice = step.attributes.event_reason.empty();
   step.awaits_removal = true;
   step.has_moved = has_moved;
-  OpenStep(std::move(step), now.monotonic);
+  OpenStep(step, now.monotonic);
   joining_since_.reset();
   connected_at_.reset();
   leave_frame_.reset();
@@ -166,9 +165,10 @@ void StationMachine::OnRemoved(const StationInfo& info, MonotonicTime now) {
   AddEvidence(Removal(info), now);
 }
 
-void StationMachine::AddEvidence(std::variant<Answer, Notice, Removal> content, MonotonicTime now) {
+void StationMachine::AddEvidence(const std::variant<Answer, Notice, Removal>& content,
+                                 MonotonicTime now) {
   if (evidence_.size() >= kMostEvidence) evidence_.pop_front();
-  evidence_.push_back({std::move(content), now});
+  evidence_.push_back({content, now});
   TakeEvidence(now);
 }
 
@@ -270,7 +270,7 @@ void StationMachine::FailJoin(std::string_view reason, Moment now) {
   step.attributes.time = now.wall;
   step.attributes.success = false;
   step.attributes.event_reason = has_psk_mismatch_ ? kReasonPskMismatch : reason;
-  OpenStep(std::move(step), now.monotonic);
+  OpenStep(step, now.monotonic);
   joining_since_.reset();
   has_psk_mismatch_ = false;
 }

@@ -145,9 +145,10 @@ class StationMachine {
 
   bool IsRepetition(LineKind kind) const;
   void OpenRequest(LineKind kind, const Background& background, Moment now);
-  void OpenStep(Step step, platform::MonotonicTime now);
+  void OpenStep(const Step& step, platform::MonotonicTime now);
 
-  void AddEvidence(std::variant<Answer, Notice, Removal> content, platform::MonotonicTime now);
+  void AddEvidence(const std::variant<Answer, Notice, Removal>& content,
+                   platform::MonotonicTime now);
   void TakeEvidence(platform::MonotonicTime now);
   void TakeAnswer(Step* step, platform::MonotonicTime now);
   void TakeLeave(Step* step);

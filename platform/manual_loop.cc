@@ -12,7 +12,7 @@ namespace orvane::platform {
 
 class ManualLoop::Watch : public FdWatch {
  public:
-  Watch(ManualLoop& loop, int fd, short events, FdWatcher* watcher)
+  Watch(ManualLoop& loop, int fd, std::int16_t events, FdWatcher* watcher)
       : loop_(loop),
         number_(loop.next_watch_number_++),
         fd_(fd),
@@ -23,7 +23,7 @@ class ManualLoop::Watch : public FdWatch {
   ~Watch() override { loop_.watches_.erase(number_); }
 
   int fd() const { return fd_; }
-  short events() const { return events_; }
+  std::int16_t events() const { return events_; }
   void Notify() const noexcept {
     events_ == POLLIN ? watcher_->OnReadReady(fd_) : watcher_->OnWriteReady(fd_);
   }
@@ -32,7 +32,7 @@ class ManualLoop::Watch : public FdWatch {
   ManualLoop& loop_;
   std::uint64_t number_;
   int fd_;
-  short events_;  // POLLIN or POLLOUT
+  std::int16_t events_;  // POLLIN or POLLOUT
   FdWatcher* watcher_;
 };
 
@@ -44,7 +44,7 @@ std::unique_ptr<FdWatch> ManualLoop::WatchWritable(int fd, FdWatcher* watcher) {
   return AddWatch(fd, POLLOUT, watcher);
 }
 
-std::unique_ptr<FdWatch> ManualLoop::AddWatch(int fd, short events, FdWatcher* watcher) {
+std::unique_ptr<FdWatch> ManualLoop::AddWatch(int fd, std::int16_t events, FdWatcher* watcher) {
   if (!CanBeWatched(fd)) return nullptr;
   return std::make_unique<Watch>(*this, fd, events, watcher);
 }

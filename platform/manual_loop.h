@@ -39,7 +39,7 @@ class ManualLoop : public Loop {
  private:
   class Watch;
 
-  std::unique_ptr<FdWatch> AddWatch(int fd, short events, FdWatcher* watcher);
+  std::unique_ptr<FdWatch> AddWatch(int fd, std::int16_t events, FdWatcher* watcher);
   bool CanBeWatched(int fd) const;
   bool ServeDescriptors();
 
