@@ -58,6 +58,9 @@ class Loop {
   // The wall clock.
   virtual WallTime Now() const = 0;
 
+  // The clock of deadlines.
+  virtual MonotonicTime MonotonicNow() const = 0;
+
   // Calls `watcher` whenever `fd` is readable or in error, until the watch is destroyed. Returns
   // null if the descriptor can't be watched; one descriptor can have one watch at a time. `fd` and
   // `watcher` must outlive the watch.
@@ -76,8 +79,6 @@ class Loop {
 
   // Called when the first deadline may have become earlier.
   virtual void OnDeadlineChanged() = 0;
-
-  virtual MonotonicTime MonotonicNow() const = 0;
 
  private:
   friend class OneShotTimer;

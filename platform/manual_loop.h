@@ -17,6 +17,7 @@ class ManualLoop : public Loop {
   ManualLoop() = default;
 
   WallTime Now() const override { return wall_now_; }
+  MonotonicTime MonotonicNow() const override { return monotonic_now_; }
   [[nodiscard]] std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) override;
   [[nodiscard]] std::unique_ptr<FdWatch> WatchWritable(int fd, FdWatcher* watcher) override;
 
@@ -34,7 +35,6 @@ class ManualLoop : public Loop {
 
  protected:
   void OnDeadlineChanged() override {}
-  MonotonicTime MonotonicNow() const override { return monotonic_now_; }
 
  private:
   class Watch;

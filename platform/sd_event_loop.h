@@ -32,6 +32,7 @@ class SdEventLoop : public Loop {
   void EnableWatchdog();
 
   WallTime Now() const override;
+  MonotonicTime MonotonicNow() const override;
   [[nodiscard]] std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) override;
   [[nodiscard]] std::unique_ptr<FdWatch> WatchWritable(int fd, FdWatcher* watcher) override;
 
@@ -40,7 +41,6 @@ class SdEventLoop : public Loop {
 
  protected:
   void OnDeadlineChanged() override;
-  MonotonicTime MonotonicNow() const override;
 
  private:
   struct EventDeleter {
