@@ -261,8 +261,11 @@ std::optional<std::string_view> StationMachine::FindFailure() {
   }
   const Evidence evidence = evidence_.front();
   evidence_.pop_front();
-  const Notice* notice = std::get_if<Notice>(&evidence.content);
-  return notice != nullptr ? ReasonOfNotice(notice->reason, notice->last_message) : "";
+  if (const Notice* notice = std::get_if<Notice>(&evidence.content)) {
+    return ReasonOfNotice(notice->reason, notice->last_message);
+  }
+  // hostapd also removes a station to add it again, when a client repeats its association.
+  return has_psk_mismatch_ ? std::optional(kReasonPskMismatch) : std::nullopt;
 }
 
 void StationMachine::FailJoin(std::string_view reason, Moment now) {

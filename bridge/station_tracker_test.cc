@@ -350,6 +350,16 @@ TEST_F(StationTrackerTest, DecidesOnAFailureOnlyWhenEverythingIsRead) {
                                            Disconnect("event_reason:inactivity")));
 }
 
+TEST_F(StationTrackerTest, DoesNotTakeTheRemovalOfAStationForAFailure) {
+  ap_.Authenticate();
+  ap_.Associate();
+  ap_.Remove();
+  ap_.TakeLines();
+  ap_.Pass(seconds(2));
+  ap_.Connect();
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Connect("success:1")));
+}
+
 TEST_F(StationTrackerTest, SaysNothingOfAJoinThatIsLeftOpen) {
   ap_.Authenticate();
   ap_.Associate();

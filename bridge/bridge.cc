@@ -1,0 +1,98 @@
+#include "bridge/bridge.h"
+
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+#include <utility>
+
+#include "platform/logging.h"
+#include "platform/netlink/netlink_kernel.h"
+
+namespace orvane::bridge {
+namespace {
+
+// Replaces a file in one step, so that nobody reads half of it.
+bool ReplaceFile(const platform::FilePath& path, const std::string& contents) {
+  platform::FilePath draft = path;
+  draft += ".new";
+  std::ofstream file(draft, std::ios::trunc);
+  file << contents;
+  file.close();
+  if (!file) return false;
+  std::error_code error;
+  std::filesystem::rename(draft, path, error);
+  return !error;
+}
+
+}  // namespace
+
+Bridge::Bridge(platform::Loop& loop, const Options& options)
+    : metrics_file_(options.metrics_file),
+      nl80211_(loop, std::make_unique<platform::NetlinkKernel>(), [this] { OnKernelReady(); }),
+      metrics_timer_(loop) {
+  for (const InterfaceNames& names : options.interfaces) Add(loop, options, names);
+  if (!metrics_file_.empty()) KeepWritingMetrics();
+}
+
+Bridge::~Bridge() { WriteMetrics(); }
+
+void Bridge::Add(platform::Loop& loop, const Options& options, const InterfaceNames& names) {
+  Entry* entry = entries_.emplace_back(std::make_unique<Entry>()).get();
+  entry->interface = std::make_unique<BridgedInterface>(
+      loop, &shared_,
+      BridgedInterface::Settings{names, options.hostapd_directory, options.directory,
+                                 options.queue_lines},
+      BridgedInterface::Callbacks{.read_kernel = [this] { ReadKernel(); },
+                                  .read_station =
+                                      [this, entry](const ap::MacAddress& station) {
+                                        return nl80211_.ReadStation(entry->index, station);
+                                      },
+                                  .on_hostapd_up = [this, entry] { OnHostapdUp(entry); }});
+}
+
+// A driver may have been loaded, and an interface made, since the last time.
+void Bridge::OnHostapdUp(Entry* entry) {
+  const std::string& name = entry->interface->names().hostapd;
+  if (!nl80211_.Open()) {
+    LOG(WARNING) << "No nl80211: " << name << " has connects and disconnects only";
+  }
+  entry->index = nl80211_.InterfaceIndex(name);
+  if (entry->index == 0) LOG(WARNING) << "No network interface " << name;
+}
+
+void Bridge::ReadKernel() {
+  nl80211_.ReadAll([this](const Nl80211Event& event) {
+    for (const auto& entry : entries_) {
+      if (entry->index == event.interface_index) entry->interface->OnNl80211Event(event);
+    }
+  });
+}
+
+void Bridge::OnKernelReady() {
+  ReadKernel();
+  for (const auto& entry : entries_) entry->interface->Pump();
+}
+
+Counters Bridge::counters() const {
+  Counters counters;
+  for (const auto& entry : entries_) counters.interfaces.push_back(entry->interface->counters());
+  counters.netlink_messages = nl80211_.message_count();
+  counters.netlink_losses = nl80211_.loss_count();
+  return counters;
+}
+
+void Bridge::LogCounters() const {
+  for (const std::string& line : FormatForLog(counters())) LOG(INFO) << line;
+}
+
+void Bridge::WriteMetrics() {
+  if (metrics_file_.empty() || ReplaceFile(metrics_file_, FormatOpenMetrics(counters()))) return;
+  PLOG(WARNING) << "Failed to write " << metrics_file_.native();
+}
+
+void Bridge::KeepWritingMetrics() {
+  WriteMetrics();
+  metrics_timer_.Start(kMetricsInterval, [this] { KeepWritingMetrics(); });
+}
+
+}  // namespace orvane::bridge

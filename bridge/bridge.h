@@ -1,0 +1,59 @@
+#ifndef BRIDGE_BRIDGE_H_
+#define BRIDGE_BRIDGE_H_
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bridge/bridged_interface.h"
+#include "bridge/counters.h"
+#include "bridge/nl80211_monitor.h"
+#include "bridge/options.h"
+#include "bridge/station_tracker.h"
+#include "platform/loop.h"
+#include "platform/one_shot_timer.h"
+
+namespace orvane::bridge {
+
+// All interfaces, and what they share: the kernel's messages, the memory of steerings and moves,
+// the counters.
+class Bridge {
+ public:
+  // How often the metrics file is written.
+  static constexpr platform::TimeSpan kMetricsInterval = std::chrono::seconds(15);
+
+  // Begins at once. The loop must outlive the bridge.
+  Bridge(platform::Loop& loop, const Options& options);
+  Bridge(const Bridge&) = delete;
+  Bridge& operator=(const Bridge&) = delete;
+  // Writes the metrics a last time.
+  ~Bridge();
+
+  Counters counters() const;
+  void LogCounters() const;
+  void WriteMetrics();
+
+ private:
+  struct Entry {
+    std::uint32_t index = 0;  // the kernel's; 0 while it is not known
+    std::unique_ptr<BridgedInterface> interface;
+  };
+
+  void Add(platform::Loop& loop, const Options& options, const InterfaceNames& names);
+  void OnHostapdUp(Entry* entry);
+  void ReadKernel();
+  void OnKernelReady();
+  void KeepWritingMetrics();
+
+  platform::FilePath metrics_file_;
+  SharedMemory shared_;
+  Nl80211Monitor nl80211_;
+  std::vector<std::unique_ptr<Entry>> entries_;
+  platform::OneShotTimer metrics_timer_;
+};
+
+}  // namespace orvane::bridge
+
+#endif  // BRIDGE_BRIDGE_H_

@@ -1,0 +1,230 @@
+#include "bridge/bridged_interface.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "bridge/control_text.h"
+#include "platform/logging.h"
+
+namespace orvane::bridge {
+namespace {
+
+constexpr std::string_view kOk = "OK\n";
+constexpr std::string_view kFail = "FAIL\n";
+constexpr std::string_view kPong = "PONG\n";
+
+constexpr std::string_view kAttach = "ATTACH";
+constexpr std::string_view kDetach = "DETACH";
+constexpr std::string_view kPing = "PING";
+constexpr std::string_view kDisassociate = "DISASSOCIATE";
+
+constexpr char kTrackedStations[] = "TRACK_STA_LIST";
+
+// The daemon logs and drops every other line of a stock hostapd.
+bool IsPassedOn(const ControlEvent& event) {
+  return std::holds_alternative<StationConnected>(event) ||
+         std::holds_alternative<StationDisconnected>(event);
+}
+
+// Whether hostapd has just noted the signal of a frame that opens a line.
+bool IsRequest(const ControlEvent& event) {
+  const auto* received = std::get_if<FrameReceived>(&event);
+  return received != nullptr && (received->frame.kind == FrameKind::kAuthentication ||
+                                 received->frame.kind == FrameKind::kAssociationRequest);
+}
+
+}  // namespace
+
+BridgedInterface::BridgedInterface(platform::Loop& loop, SharedMemory* shared, Settings settings,
+                                   Callbacks callbacks)
+    : loop_(loop),
+      settings_(std::move(settings)),
+      callbacks_(std::move(callbacks)),
+      tracker_(shared, callbacks_.read_station),
+      monitors_(settings_.names.served, settings_.queue_lines,
+                [this](const UnixAddress& to, bool is_daemon, std::string_view line) {
+                  return SendLine(to, is_daemon, line);
+                }),
+      serve_timer_(loop),
+      alarm_(loop),
+      retry_timer_(loop),
+      link_(loop, settings_.hostapd_directory / settings_.names.hostapd,
+            {.on_up = [this] { OnUp(); },
+             .on_down = [this] { OnDown(); },
+             .on_event = [this](std::string_view line) { OnEvent(line); },
+             .on_quiet = [this] { Settle(); }}) {
+  counts_.interface = settings_.names.served;
+}
+
+Moment BridgedInterface::Now() const { return {loop_.MonotonicNow(), loop_.Now()}; }
+
+// --- hostapd ---
+
+void BridgedInterface::OnUp() {
+  ++counts_.attaches;
+  callbacks_.on_hostapd_up();
+  platform::TimeSpan delay = platform::TimeSpan::zero();
+  if (absent_since_.has_value()) delay = *absent_since_ + kLeastAbsence - loop_.MonotonicNow();
+  serve_timer_.Start(delay, [this] { Serve(); });
+}
+
+void BridgedInterface::Serve() {
+  const platform::FilePath path = settings_.served_directory / settings_.names.served;
+  socket_ = ServedSocket::Create(loop_, path,
+                                 [this](const UnixAddress& sender, std::string_view datagram) {
+                                   OnDatagram(sender, datagram);
+                                 });
+  if (socket_ != nullptr) return;
+  PLOG(ERROR) << "Failed to serve " << path.native();
+  serve_timer_.Start(std::chrono::seconds(1), [this] { Serve(); });
+}
+
+void BridgedInterface::OnDown() {
+  serve_timer_.Stop();
+  tracker_.Reset();
+  Settle();
+  monitors_.DetachAll(loop_.MonotonicNow());
+  socket_.reset();
+  absent_since_ = loop_.MonotonicNow();
+}
+
+// What the kernel sent before hostapd wrote this line has come by now, and is read first.
+void BridgedInterface::OnEvent(std::string_view line) {
+  callbacks_.read_kernel();
+  VLOG(1) << settings_.names.served << " from hostapd: " << line;
+  const ControlEvent event = ParseControlEvent(line);
+  ++counts_.events.at(event.index());
+  if (std::holds_alternative<MalformedEvent>(event)) {
+    LOG(WARNING) << "Unreadable event of hostapd: " << line;
+  }
+  if (IsPassedOn(event)) Push(line, kPassedOn);
+  tracker_.OnControlEvent(event, Now());
+  if (IsRequest(event)) AskForSignal();
+}
+
+void BridgedInterface::AskForSignal() {
+  link_.Ask(kTrackedStations, [this](std::string_view answer) {
+    tracker_.OnTrackedStations(ParseTrackedStations(answer));
+  });
+}
+
+void BridgedInterface::OnNl80211Event(const Nl80211Event& event) {
+  tracker_.OnNl80211Event(event, Now());
+}
+
+void BridgedInterface::Pump() {
+  link_.ReadEvents();
+  Settle();
+}
+
+// --- Lines ---
+
+void BridgedInterface::Settle() {
+  tracker_.Settle(Now());
+  for (const EventLine& line : tracker_.TakeLines()) {
+    Push(line.text, static_cast<std::size_t>(line.kind));
+  }
+  FlushMonitors();
+  SetAlarm();
+}
+
+void BridgedInterface::Push(std::string_view line, std::size_t kind) {
+  VLOG(1) << settings_.names.served << " writes: " << line;
+  ++counts_.lines.at(kind);
+  monitors_.Push(line, loop_.MonotonicNow());
+}
+
+SendResult BridgedInterface::SendLine(const UnixAddress& to, bool is_daemon,
+                                      std::string_view line) {
+  if (socket_ == nullptr) return SendResult::kGone;
+  return socket_->Send(
+      to, is_daemon ? ServedSocket::Share::kDaemonLine : ServedSocket::Share::kOtherLine, line);
+}
+
+void BridgedInterface::FlushMonitors() {
+  monitors_.Flush(loop_.MonotonicNow());
+  if (monitors_.HasWaitingLines() && !retry_timer_.IsRunning()) RetryLater(kRetryDelay);
+}
+
+void BridgedInterface::RetryLater(platform::TimeSpan delay) {
+  retry_timer_.Start(delay, [this, delay] {
+    const std::size_t depth = monitors_.depth();
+    monitors_.Flush(loop_.MonotonicNow());
+    if (!monitors_.HasWaitingLines()) return;
+    const bool has_progress = monitors_.depth() < depth;
+    RetryLater(has_progress ? kRetryDelay : std::min(2 * delay, kLongestRetryDelay));
+  });
+}
+
+// Lines must not be settled before everything is read, so the alarm reads, too.
+void BridgedInterface::SetAlarm() {
+  const auto deadline = tracker_.NextDeadline();
+  if (!deadline.has_value()) return alarm_.Stop();
+  alarm_.Start(*deadline - loop_.MonotonicNow(), [this] {
+    callbacks_.read_kernel();
+    Pump();
+  });
+}
+
+// --- Clients ---
+
+void BridgedInterface::OnDatagram(const UnixAddress& sender, std::string_view datagram) {
+  if (sender.IsUnnamed()) {
+    ++counts_.refused_commands;
+    return;
+  }
+  std::string_view rest = datagram;
+  const std::string_view word = TakeUntil(&rest, ' ');
+  if (word == kAttach) {
+    Answer(sender, monitors_.Attach(sender, loop_.MonotonicNow()) ? kOk : kFail);
+    FlushMonitors();
+  } else if (word == kDetach) {
+    Answer(sender, monitors_.Detach(sender, loop_.MonotonicNow()) ? kOk : kFail);
+  } else if (datagram == kPing) {
+    Answer(sender, kPong);
+  } else {
+    ForwardCommand(sender, datagram);
+  }
+}
+
+void BridgedInterface::ForwardCommand(const UnixAddress& sender, std::string_view command) {
+  if (command.size() > ServedSocket::kLongestCommand || link_.forwarded_count() >= kMostCommands) {
+    ++counts_.refused_commands;
+    Answer(sender, kFail);
+    return;
+  }
+  ++counts_.commands;
+  NoteSteering(command);
+  link_.Forward(std::string(command),
+                [this, sender](std::string_view answer) { Answer(sender, answer); });
+}
+
+void BridgedInterface::NoteSteering(std::string_view command) {
+  ap::MacAddress station;
+  if (TakeUntil(&command, ' ') == kDisassociate &&
+      ap::MacAddress::ParseFromString(TakeUntil(&command, ' '), &station)) {
+    tracker_.OnSteered(station, Now());
+  }
+}
+
+void BridgedInterface::Answer(const UnixAddress& client, std::string_view answer) {
+  if (socket_ != nullptr &&
+      socket_->Send(client, ServedSocket::Share::kAnswer, answer) == SendResult::kSent)
+    return;
+  ++counts_.lost_answers;
+}
+
+InterfaceCounters BridgedInterface::counters() const {
+  InterfaceCounters counters = counts_;
+  counters.dropped_lines = monitors_.dropped_count();
+  counters.expired_lines = monitors_.expired_count();
+  counters.ignored_events = tracker_.ignored_count();
+  counters.stray_answers = link_.stray_count();
+  counters.is_attached = link_.is_up();
+  counters.waiting_lines = monitors_.depth();
+  counters.monitors = monitors_.monitor_count();
+  counters.stations = tracker_.station_count();
+  return counters;
+}
+
+}  // namespace orvane::bridge

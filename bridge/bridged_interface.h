@@ -1,0 +1,110 @@
+#ifndef BRIDGE_BRIDGED_INTERFACE_H_
+#define BRIDGE_BRIDGED_INTERFACE_H_
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "bridge/counters.h"
+#include "bridge/hostapd_link.h"
+#include "bridge/monitor_set.h"
+#include "bridge/nl80211_event.h"
+#include "bridge/served_socket.h"
+#include "bridge/station_tracker.h"
+#include "platform/files.h"
+#include "platform/loop.h"
+#include "platform/one_shot_timer.h"
+
+namespace orvane::bridge {
+
+// What an interface is called: by the daemon, which is the name of the served socket, and by
+// hostapd and the kernel.
+struct InterfaceNames {
+  std::string served;
+  std::string hostapd;
+};
+
+// One interface: the link to its hostapd, the stations, the served socket with its monitors. The
+// socket exists while hostapd answers.
+class BridgedInterface {
+ public:
+  struct Settings {
+    InterfaceNames names;
+    platform::FilePath hostapd_directory;
+    platform::FilePath served_directory;
+    std::size_t queue_lines = 0;
+  };
+  struct Callbacks {
+    // Reads what the kernel has sent, before an event of hostapd is looked at.
+    std::function<void()> read_kernel;
+    std::function<StationInfo(const ap::MacAddress& station)> read_station;
+    std::function<void()> on_hostapd_up;
+  };
+
+  // How long the served socket is away at least, so that everybody notices.
+  static constexpr platform::TimeSpan kLeastAbsence = std::chrono::milliseconds(100);
+  // Between attempts to send to a monitor that does not read: at first, and doubled up to the
+  // longest.
+  static constexpr platform::TimeSpan kRetryDelay = std::chrono::milliseconds(10);
+  static constexpr platform::TimeSpan kLongestRetryDelay = std::chrono::milliseconds(160);
+  // Commands that wait for hostapd's answer. One more is refused.
+  static constexpr std::size_t kMostCommands = 64;
+
+  // `loop` and `shared` must outlive the interface.
+  BridgedInterface(platform::Loop& loop, SharedMemory* shared, Settings settings,
+                   Callbacks callbacks);
+  BridgedInterface(const BridgedInterface&) = delete;
+  BridgedInterface& operator=(const BridgedInterface&) = delete;
+
+  const InterfaceNames& names() const { return settings_.names; }
+  bool is_up() const { return link_.is_up(); }
+
+  void OnNl80211Event(const Nl80211Event& event);
+
+  // Reads hostapd's events, writes the lines that are due, and sends what can be sent.
+  void Pump();
+
+  InterfaceCounters counters() const;
+
+ private:
+  Moment Now() const;
+
+  void OnUp();
+  void OnDown();
+  void Serve();
+  void OnEvent(std::string_view line);
+  void AskForSignal();
+  void Settle();
+  void Push(std::string_view line, std::size_t kind);
+  SendResult SendLine(const UnixAddress& to, bool is_daemon, std::string_view line);
+  void FlushMonitors();
+  void RetryLater(platform::TimeSpan delay);
+  void SetAlarm();
+
+  void OnDatagram(const UnixAddress& sender, std::string_view datagram);
+  void ForwardCommand(const UnixAddress& sender, std::string_view command);
+  void NoteSteering(std::string_view command);
+  void Answer(const UnixAddress& client, std::string_view answer);
+
+  platform::Loop& loop_;
+  Settings settings_;
+  Callbacks callbacks_;
+  InterfaceCounters counts_;
+  StationTracker tracker_;
+  std::unique_ptr<ServedSocket> socket_;
+  MonitorSet monitors_;
+  std::optional<platform::MonotonicTime> absent_since_;
+  platform::OneShotTimer serve_timer_;
+  platform::OneShotTimer alarm_;
+  platform::OneShotTimer retry_timer_;
+  HostapdLink link_;  // last: it calls back
+};
+
+}  // namespace orvane::bridge
+
+#endif  // BRIDGE_BRIDGED_INTERFACE_H_

@@ -1,0 +1,75 @@
+#include "bridge/counters.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace orvane::bridge {
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+Counters Example() {
+  Counters counters;
+  InterfaceCounters& interface = counters.interfaces.emplace_back();
+  interface.interface = "wlan-2400mhz";
+  interface.events[ControlEvent(ProbeReceived()).index()] = 3;
+  interface.events[ControlEvent(MalformedEvent()).index()] = 1;
+  interface.lines[static_cast<std::size_t>(LineKind::kProbe)] = 3;
+  interface.lines[kPassedOn] = 2;
+  interface.dropped_lines = 7;
+  interface.is_attached = true;
+  counters.interfaces.emplace_back().interface = "wlan-5000mhz";
+  counters.netlink_messages = 10;
+  counters.netlink_losses = 4;
+  return counters;
+}
+
+TEST(CountersTest, AreWrittenAsOpenMetrics) {
+  const std::string text = FormatOpenMetrics(Example());
+  EXPECT_THAT(text, StartsWith("# TYPE ap_wavelark_bridge_events counter\n"
+                               "# HELP ap_wavelark_bridge_events Events of hostapd.\n"
+                               "ap_wavelark_bridge_events_total{interface=\"wlan-2400mhz\","
+                               "kind=\"other\"} 0\n"));
+  for (const std::string line :
+       {"events_total{interface=\"wlan-2400mhz\",kind=\"probe_request\"} 3\n",
+        "events_total{interface=\"wlan-2400mhz\",kind=\"malformed\"} 1\n",
+        "lines_total{interface=\"wlan-2400mhz\",kind=\"probe_request\"} 3\n",
+        "lines_total{interface=\"wlan-2400mhz\",kind=\"passed_on\"} 2\n",
+        "lines_total{interface=\"wlan-5000mhz\",kind=\"passed_on\"} 0\n",
+        "dropped_lines_total{interface=\"wlan-2400mhz\"} 7\n",
+        "attached{interface=\"wlan-2400mhz\"} 1\n", "attached{interface=\"wlan-5000mhz\"} 0\n",
+        "netlink_messages_total 10\n", "netlink_losses_total 4\n"}) {
+    EXPECT_THAT(text, HasSubstr("ap_wavelark_bridge_" + line));
+  }
+  EXPECT_THAT(text, EndsWith("\n# EOF\n"));
+}
+
+TEST(CountersTest, AreWrittenToTheLog) {
+  EXPECT_THAT(
+      FormatForLog(Example()),
+      ElementsAre(
+          "wlan-2400mhz: 4 events in, 5 lines out (auth 0, assoc 0, connect 0, disconnect 0, "
+          "probe_request 3, passed_on 2), dropped_lines 7, expired_lines 0, ignored_events 0, "
+          "stray_answers 0, commands 0, refused_commands 0, lost_answers 0, attaches 0, "
+          "attached 1, waiting_lines 0, monitors 0, stations 0",
+          StartsWith("wlan-5000mhz: 0 events in"), "nl80211: 10 messages, 4 losses"));
+}
+
+TEST(CountersTest, NameEveryKind) {
+  EXPECT_EQ(LineKindName(static_cast<std::size_t>(LineKind::kAuthentication)), "auth");
+  EXPECT_EQ(LineKindName(static_cast<std::size_t>(LineKind::kDisconnect)), "disconnect");
+  EXPECT_EQ(EventKindName(ControlEvent(OtherEvent()).index()), "other");
+  EXPECT_EQ(EventKindName(ControlEvent(FrameReceived()).index()), "frame");
+  EXPECT_EQ(EventKindName(ControlEvent(StationConnected()).index()), "connected");
+  EXPECT_EQ(EventKindName(ControlEvent(StationDisconnected()).index()), "disconnected");
+  EXPECT_EQ(EventKindName(ControlEvent(PskMismatch()).index()), "psk_mismatch");
+  EXPECT_EQ(EventKindName(ControlEvent(TransitionAnswered()).index()), "transition_answer");
+}
+
+}  // namespace
+}  // namespace orvane::bridge

@@ -1,0 +1,140 @@
+#include "bridge/hostapd_channel.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "bridge/control_event.h"
+#include "platform/logging.h"
+
+namespace orvane::bridge {
+namespace {
+
+constexpr std::size_t kLargestDatagram = 64 * 1024;
+// Taken in one go before others have their turn.
+constexpr int kDatagramsPerWakeUp = 64;
+
+// An abstract name that the kernel chooses, so that there is one to answer to.
+bool BindToAnyName(int fd) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  return bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address.sun_family)) == 0;
+}
+
+bool Connect(int fd, const platform::FilePath& path) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  const std::string& text = path.native();
+  if (text.size() >= sizeof(address.sun_path)) {
+    errno = ENAMETOOLONG;
+    return false;
+  }
+  text.copy(address.sun_path, text.size());
+  return platform::RetryOnEintr([&] {
+           return connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+         }) == 0;
+}
+
+}  // namespace
+
+HostapdChannel::HostapdChannel(platform::Loop& loop, Callbacks callbacks)
+    : loop_(loop),
+      callbacks_(std::move(callbacks)),
+      timeout_(loop),
+      retry_(loop),
+      buffer_(std::make_unique_for_overwrite<char[]>(kLargestDatagram)) {}
+
+bool HostapdChannel::Open(const platform::FilePath& path) {
+  fd_ = platform::ScopedFd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (!fd_.is_valid() || !BindToAnyName(fd_.get()) || !Connect(fd_.get(), path)) return false;
+  watch_ = loop_.WatchReadable(fd_.get(), this);
+  CHECK(watch_ != nullptr);
+  return true;
+}
+
+void HostapdChannel::Request(std::string command, AnswerCallback callback) {
+  if (is_lost_) return;
+  requests_.push_back({std::move(command), std::move(callback)});
+  if (requests_.size() == 1) SendFirst();
+}
+
+void HostapdChannel::SendFirst() {
+  if (requests_.empty() || is_first_sent_ || is_lost_) return;
+  if (!timeout_.IsRunning()) timeout_.Start(kAnswerTimeout, [this] { OnTimeout(); });
+  const std::string& command = requests_.front().command;
+  const ssize_t sent = platform::RetryOnEintr(
+      [&] { return send(fd_.get(), command.data(), command.size(), MSG_DONTWAIT | MSG_NOSIGNAL); });
+  if (sent >= 0) {
+    is_first_sent_ = true;
+  } else if (errno == EAGAIN) {
+    retry_.Start(kRetryDelay, [this] { SendFirst(); });
+  } else {
+    Lose();
+  }
+}
+
+void HostapdChannel::SendOnly(std::string_view command) {
+  send(fd_.get(), command.data(), command.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+void HostapdChannel::OnReadReady(int /*fd*/) {
+  for (int i = 0; i < kDatagramsPerWakeUp; ++i) {
+    if (!ReadOne()) return callbacks_.on_quiet();
+  }
+}
+
+void HostapdChannel::ReadAll() {
+  while (ReadOne()) {
+  }
+}
+
+bool HostapdChannel::ReadOne() {
+  const ssize_t length = platform::RetryOnEintr(
+      [&] { return recv(fd_.get(), buffer_.get(), kLargestDatagram, MSG_DONTWAIT); });
+  if (length < 0) {
+    if (errno != EAGAIN) Lose();
+    return false;
+  }
+  OnDatagram({buffer_.get(), static_cast<std::size_t>(length)});
+  return true;
+}
+
+void HostapdChannel::OnDatagram(std::string_view datagram) {
+  if (IsControlEvent(datagram)) {
+    callbacks_.on_event(datagram);
+    return;
+  }
+  if (!is_first_sent_) {
+    ++stray_count_;
+    LOG(WARNING) << "An answer of hostapd to no command";
+    return;
+  }
+  timeout_.Stop();
+  is_first_sent_ = false;
+  const AnswerCallback callback = std::move(requests_.front().callback);
+  requests_.pop_front();
+  callback(datagram);
+  SendFirst();
+}
+
+// Where something held this process, the answer may have been waiting for long.
+void HostapdChannel::OnTimeout() {
+  ReadAll();
+  if (!requests_.empty() && !timeout_.IsRunning()) Lose();
+  callbacks_.on_quiet();
+}
+
+// What hostapd sent before can still be read.
+void HostapdChannel::Lose() {
+  if (std::exchange(is_lost_, true)) return;
+  watch_.reset();
+  is_first_sent_ = false;
+  timeout_.Stop();
+  retry_.Stop();
+  requests_.clear();
+  callbacks_.on_lost();
+}
+
+}  // namespace orvane::bridge

@@ -1,0 +1,11 @@
+#ifndef BRIDGE_RUN_H_
+#define BRIDGE_RUN_H_
+
+namespace orvane::bridge {
+
+// The whole program. Returns its exit code.
+int RunBridge(int argc, char** argv);
+
+}  // namespace orvane::bridge
+
+#endif  // BRIDGE_RUN_H_

@@ -1,0 +1,97 @@
+#include "bridge/served_socket.h"
+
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "platform/logging.h"
+
+namespace orvane::bridge {
+namespace {
+
+// Taken in one go before others have their turn.
+constexpr int kDatagramsPerWakeUp = 64;
+
+// For its owner and its group from the beginning: those who watch the directory come at once.
+bool Bind(int fd, const platform::FilePath& path) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  const std::string& text = path.native();
+  if (text.size() >= sizeof(address.sun_path)) {
+    errno = ENAMETOOLONG;
+    return false;
+  }
+  text.copy(address.sun_path, text.size());
+  unlink(text.c_str());
+  constexpr mode_t kOthers = 0007;
+  const mode_t mask = umask(kOthers);
+  const int result = bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+  const int error = errno;
+  umask(mask);
+  errno = error;
+  return result == 0;
+}
+
+}  // namespace
+
+std::unique_ptr<ServedSocket> ServedSocket::Create(platform::Loop& loop, platform::FilePath path,
+                                                   Receiver receiver) {
+  platform::ScopedFd fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (!fd.is_valid() || !Bind(fd.get(), path)) return nullptr;
+  std::unique_ptr<ServedSocket> served(
+      new ServedSocket(std::move(path), std::move(fd), std::move(receiver)));
+  served->watch_ = loop.WatchReadable(served->fd_.get(), served.get());
+  CHECK(served->watch_ != nullptr);
+  return served;
+}
+
+ServedSocket::ServedSocket(platform::FilePath path, platform::ScopedFd fd, Receiver receiver)
+    : path_(std::move(path)), fd_(std::move(fd)), receiver_(std::move(receiver)) {
+  socklen_t length = sizeof(buffer_size_);
+  CHECK(getsockopt(fd_.get(), SOL_SOCKET, SO_SNDBUF, &buffer_size_, &length) == 0);
+}
+
+ServedSocket::~ServedSocket() { unlink(path_.c_str()); }
+
+// Half of the buffer is for anybody, a quarter more for the daemon, and the rest for answers.
+bool ServedSocket::HasRoom(Share share) const {
+  int used = 0;
+  if (share == Share::kAnswer || ioctl(fd_.get(), SIOCOUTQ, &used) != 0) return true;
+  const int limit = share == Share::kDaemonLine ? buffer_size_ / 4 * 3 : buffer_size_ / 2;
+  return used < limit;
+}
+
+SendResult ServedSocket::Send(const UnixAddress& to, Share share, std::string_view datagram) {
+  if (!HasRoom(share)) return SendResult::kBusy;
+  sockaddr_un address;
+  const socklen_t length = to.Write(&address);
+  const ssize_t sent = platform::RetryOnEintr([&] {
+    return sendto(fd_.get(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+                  reinterpret_cast<const sockaddr*>(&address), length);
+  });
+  if (sent >= 0) return SendResult::kSent;
+  const bool is_busy = errno == EAGAIN || errno == ENOBUFS || errno == ENOMEM;
+  return is_busy ? SendResult::kBusy : SendResult::kGone;
+}
+
+void ServedSocket::OnReadReady(int fd) {
+  const std::weak_ptr<const bool> alive = alive_;
+  const Receiver receiver = receiver_;
+  std::array<char, kLongestCommand + 1> buffer;
+  for (int i = 0; i < kDatagramsPerWakeUp && !alive.expired(); ++i) {
+    UnixAddress sender;
+    const ssize_t length = ReceiveFrom(fd, buffer.data(), buffer.size(), &sender);
+    if (length < 0) return;
+    receiver(sender, {buffer.data(),
+                      std::min<std::size_t>(static_cast<std::size_t>(length), buffer.size())});
+  }
+}
+
+}  // namespace orvane::bridge
