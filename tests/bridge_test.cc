@@ -1,0 +1,551 @@
+// The bridge as a process: between the distribution's hostapd and the daemon, and between a hostapd
+// that does what a test wants and clients of all kinds.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/logging.h"
+#include "testbed/access_point.h"
+#include "testbed/answering_hostapd.h"
+#include "testbed/child_process.h"
+#include "testbed/temporary_directory.h"
+
+namespace orvane::ap {
+namespace {
+
+using lab::AnsweringHostapd;
+using lab::ChildProcess;
+using std::chrono::milliseconds;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+// hostapd is here, and the bridge serves where the daemon looks.
+constexpr char kHostapdDirectory[] = "/run/real-hostapd";
+constexpr char kHostapdName[] = "wlan1";
+constexpr char kMac[] = "02:00:00:00:02:00";
+
+// Whether somebody is behind a socket file, which one that was killed leaves.
+bool IsServed(const platform::FilePath& path) {
+  const platform::ScopedFd client(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  path.native().copy(address.sun_path, sizeof(address.sun_path) - 1);
+  return connect(client.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+// A client of a control socket, with an abstract name.
+class Client {
+ public:
+  explicit Client(const std::string& name, const platform::FilePath& server)
+      : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    name.copy(address.sun_path + 1, sizeof(address.sun_path) - 2);
+    CHECK(bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0);
+    address = {};
+    address.sun_family = AF_UNIX;
+    server.native().copy(address.sun_path, sizeof(address.sun_path) - 1);
+    CHECK(connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0);
+  }
+
+  void Send(std::string_view command) {
+    CHECK(send(socket_.get(), command.data(), command.size(), 0) >= 0);
+  }
+
+  // Empty if nothing comes in time.
+  std::string Receive(milliseconds timeout = kPatience) {
+    pollfd watched = {.fd = socket_.get(), .events = POLLIN, .revents = 0};
+    if (poll(&watched, 1, static_cast<int>(timeout.count())) <= 0) return "";
+    std::vector<char> buffer(65536);
+    const ssize_t length = recv(socket_.get(), buffer.data(), buffer.size(), 0);
+    return length > 0 ? std::string(buffer.data(), static_cast<std::size_t>(length)) : "";
+  }
+
+  std::string Ask(std::string_view command) {
+    Send(command);
+    return Receive();
+  }
+
+ private:
+  platform::ScopedFd socket_;
+};
+
+class BridgeTest : public AccessPoint {
+ protected:
+  BridgeTest() { std::filesystem::create_directories(kHostapdDirectory); }
+  ~BridgeTest() override {
+    if (HasFailure() && bridge_ != nullptr) {
+      std::cerr << "--- the bridge's log\n" << bridge_->err().Text() << "---\n";
+    }
+    bridge_.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(kHostapdDirectory, ignored);
+  }
+
+  static platform::FilePath HostapdPath() {
+    return platform::FilePath(kHostapdDirectory) / kHostapdName;
+  }
+  static platform::FilePath ServedPath() { return ControlSocketPath(kWlan5000); }
+
+  void StartBridge(const Arguments& arguments = {}) {
+    Arguments all = {AP_WAVELARK_BRIDGE_PATH, "--v=1",
+                     fmt::format("--hostapd-directory={}", kHostapdDirectory),
+                     fmt::format("--directory={}", kControlDirectory),
+                     fmt::format("--interface={}={}", kWlan5000, kHostapdName)};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    std::string error;
+    bridge_ = ChildProcess::Start(all, {}, &error);
+    ASSERT_NE(bridge_, nullptr) << error;
+  }
+
+  // A hostapd that answers, and the bridge attached to it.
+  void StartAnswering(const Arguments& arguments = {}) {
+    hostapd_.emplace(HostapdPath());
+    StartBridge(arguments);
+    ExpectServed();
+  }
+
+  static void ExpectServed() {
+    EXPECT_TRUE(WaitUntil([] { return IsServed(ServedPath()); }));
+  }
+  static void ExpectNotServed() {
+    EXPECT_TRUE(WaitUntil([] { return !platform::PathExists(ServedPath()); }));
+  }
+
+  AnsweringHostapd& hostapd() { return *hostapd_; }
+
+  // A figure of the bridge's counters now.
+  int Counter(const std::string& name) {
+    bridge_->Signal(SIGUSR1);
+    const auto line = bridge_->err().WaitForLine(std::string(kWlan5000) + ": ", kPatience);
+    if (!line.has_value()) return -1;
+    const std::size_t at = line->find(name + " ");
+    return at == std::string::npos ? -1 : std::stoi(line->substr(at + name.size() + 1));
+  }
+
+  // An event of which a number can be read.
+  static std::string Probe(unsigned number) {
+    return fmt::format("<3>RX-PROBE-REQUEST sa=02:00:00:00:{:02x}:{:02x} signal=-50", number >> 8U,
+                       number & 255U);
+  }
+  static std::string ProbeLine(unsigned number) {
+    return fmt::format("<3>AP-MONITOR-STA-INFO 02:00:00:00:{:02x}:{:02x} frame_rssi:-50",
+                       number >> 8U, number & 255U);
+  }
+
+  std::optional<AnsweringHostapd> hostapd_;
+  std::unique_ptr<ChildProcess> bridge_;
+};
+
+// The daemon's name for itself, as far as the bridge cares.
+std::string DaemonName(int pid) { return fmt::format("{}-wavelark-{}", pid, kWlan5000); }
+
+// --- The distribution's hostapd, and the daemon ---
+
+class BridgeWithRealHostapdTest : public BridgeTest {
+ protected:
+  void StartHostapd() {
+    const platform::FilePath config = directory() / "hostapd.conf";
+    lab::WriteFile(config, fmt::format("interface={}\ndriver=none\nctrl_interface={}\n",
+                                       kHostapdName, kHostapdDirectory));
+    std::string error;
+    real_hostapd_ =
+        ChildProcess::Start({"hostapd", "-d", config}, {{"PATH", "/usr/sbin:/usr/bin"}}, &error);
+    ASSERT_NE(real_hostapd_, nullptr) << error;
+    ASSERT_TRUE(real_hostapd_->out().WaitForLine("AP-ENABLED", kPatience));
+  }
+
+  static std::string Command(const platform::FilePath& directory, const std::string& interface,
+                             const std::string& command, const std::string& argument = "") {
+    Arguments arguments = {"/usr/sbin/hostapd_cli", "-p", directory, "-i", interface, command};
+    if (!argument.empty()) arguments.push_back(argument);
+    return OutputOf(arguments);
+  }
+  static std::string CommandHostapd(const std::string& command, const std::string& argument) {
+    return Command(kHostapdDirectory, kHostapdName, command, argument);
+  }
+
+  std::size_t StartedCount() { return LogCount("VERBOSE1", "Callback: 0 mac: "); }
+
+  // The daemon hears a station come and go, `visits` times in all.
+  void ExpectVisit(std::size_t visits) {
+    CommandHostapd("new_sta", kMac);
+    CommandHostapd("deauthenticate", kMac);
+    for (const int kind : {1, 10, 2, 11}) {
+      ExpectLogged("VERBOSE1", fmt::format("Callback: {} mac: {}", kind, kMac), visits);
+    }
+  }
+
+  std::unique_ptr<ChildProcess> real_hostapd_;
+};
+
+TEST_F(BridgeWithRealHostapdTest, ConnectsAndDisconnectsReachTheDaemon) {
+  StartBus();
+  StartHostapd();
+  StartBridge();
+  ExpectServed();
+  StartDaemon({"--v=1"});
+  EXPECT_TRUE(WaitUntil([this] { return StartedCount() == 1; }));
+  ExpectVisit(1);
+  for (const std::string& text : LogTexts("INFO")) EXPECT_THAT(text, Not(HasSubstr("unknown")));
+}
+
+TEST_F(BridgeWithRealHostapdTest, DaemonIsAttachedAgainSoonAfterEachRestart) {
+  StartBus();
+  StartHostapd();
+  StartBridge();
+  ExpectServed();
+  StartDaemon({"--v=1"});
+  ExpectVisit(1);
+  for (std::size_t round = 2; round < 6; ++round) {
+    real_hostapd_->Signal(round % 2 == 0 ? SIGTERM : SIGKILL);
+    ASSERT_TRUE(real_hostapd_->WaitForExit(kPatience).has_value());
+    if (round > 3) ExpectNotServed();
+    StartHostapd();
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(WaitUntil([&] { return StartedCount() >= round; }));
+    const auto time = std::chrono::steady_clock::now() - begin;
+    EXPECT_LT(time, milliseconds(kIsSanitized ? 4500 : 1500)) << round;
+    ExpectVisit(round);
+  }
+  EXPECT_EQ(LogTexts("FATAL"), std::vector<std::string>());
+}
+
+TEST_F(BridgeWithRealHostapdTest, ServesOtherClients) {
+  StartHostapd();
+  StartBridge();
+  ExpectServed();
+  EXPECT_EQ(Command(kControlDirectory, kWlan5000, "ping"), "PONG\n");
+  EXPECT_THAT(Command(kControlDirectory, kWlan5000, "status"), HasSubstr("state=ENABLED"));
+  EXPECT_EQ(Command(kControlDirectory, kWlan5000, "disassociate", kMac), "OK\n");
+  EXPECT_EQ(Command(kControlDirectory, kWlan5000, "raw", "NO-SUCH-COMMAND"), "UNKNOWN COMMAND\n");
+}
+
+// --- A hostapd that does what the test wants ---
+
+TEST_F(BridgeTest, AsksHostapdForReports) {
+  StartAnswering();
+  EXPECT_EQ(hostapd().Count("ATTACH probe_rx_events=1"), 1U);
+  EXPECT_EQ(hostapd().Count("SET notify_mgmt_frames 1"), 1U);
+  EXPECT_EQ(hostapd().Count("SET track_sta_max_num 100"), 1U);
+}
+
+TEST_F(BridgeTest, AttachesToAHostapdThatReportsNoProbes) {
+  hostapd_.emplace(HostapdPath());
+  hostapd().SetAnswers("ATTACH probe_rx_events=1", {"FAIL\n"});
+  hostapd().SetAnswers("SET notify_mgmt_frames 1", {"FAIL\n"});
+  StartBridge();
+  ExpectServed();
+  EXPECT_EQ(hostapd().Count("ATTACH"), 1U);
+}
+
+TEST_F(BridgeTest, ServesNothingForAHostapdThatIsSilent) {
+  hostapd_.emplace(HostapdPath());
+  hostapd().SetAnswers("ATTACH probe_rx_events=1", {});
+  StartBridge();
+  // It gives up, and tries again.
+  EXPECT_TRUE(WaitUntil([this] { return hostapd().Count("ATTACH probe_rx_events=1") == 2; }));
+  EXPECT_FALSE(platform::PathExists(ServedPath()));
+}
+
+TEST_F(BridgeTest, StopsServingAHostapdThatFallsSilent) {
+  StartAnswering();
+  hostapd().SetAnswers("PING", {});
+  ExpectNotServed();
+}
+
+TEST_F(BridgeTest, LeavesNothingBehind) {
+  StartAnswering();
+  bridge_->Signal(SIGTERM);
+  EXPECT_EQ(bridge_->WaitForExit(kPatience), (lab::ExitStatus{.code = 0, .signal = 0}));
+  EXPECT_FALSE(platform::PathExists(ServedPath()));
+  EXPECT_TRUE(WaitUntil([this] { return hostapd().Count("DETACH") == 1; }));
+}
+
+TEST_F(BridgeTest, TakesThePlaceOfABridgeThatWasKilled) {
+  StartAnswering();
+  bridge_->Signal(SIGKILL);
+  ASSERT_TRUE(bridge_->WaitForExit(kPatience).has_value());
+  ASSERT_TRUE(platform::PathExists(ServedPath()));
+  StartBridge();
+  EXPECT_TRUE(bridge_->err().WaitForLine("Attached to hostapd", kPatience));
+  EXPECT_TRUE(WaitUntil([] { return IsServed(ServedPath()); }));
+  EXPECT_EQ(Client("late", ServedPath()).Ask("PING"), "PONG\n");
+}
+
+TEST_F(BridgeTest, PassesOnOnlyWhatTheDaemonKnows) {
+  StartAnswering();
+  Client client("client", ServedPath());
+  ASSERT_EQ(client.Ask("ATTACH"), "OK\n");
+  for (const std::string_view event :
+       {"<3>EAPOL-4WAY-HS-COMPLETED 02:00:00:00:02:00", "<3>AP-ENABLED ", "<4>x", "<3>",
+        "<3>AP-STA-POSSIBLE-PSK-MISMATCH 02:00:00:00:02:00"}) {
+    hostapd().Send(event);
+  }
+  hostapd().Send("<3>AP-STA-CONNECTED 02:00:00:00:02:00 keyid=guest");
+  EXPECT_EQ(client.Receive(), "<3>AP-STA-CONNECTED 02:00:00:00:02:00 keyid=guest");
+  EXPECT_THAT(client.Receive(), HasSubstr("<3>AP-STA-CONNECT 02:00:00:00:02:00 timestamp:"));
+}
+
+TEST_F(BridgeTest, SurvivesUnreadableEvents) {
+  StartAnswering();
+  Client client("client", ServedPath());
+  ASSERT_EQ(client.Ask("ATTACH"), "OK\n");
+  for (const std::string& event :
+       {std::string("<3>AP-MGMT-FRAME-RECEIVED buf=b000"),
+        std::string("<3>AP-MGMT-FRAME-RECEIVED buf=xyz"), std::string("<3>AP-STA-CONNECTED"),
+        std::string("<3>RX-PROBE-REQUEST sa=1 signal=2"), std::string(60'000, '<')}) {
+    hostapd().Send(event);
+  }
+  hostapd().Send(Probe(1));
+  EXPECT_EQ(client.Receive(), ProbeLine(1));
+  EXPECT_EQ(bridge_->err().Count("Unreadable event of hostapd"), 4U);
+}
+
+TEST_F(BridgeTest, KeepsAnswersInOrder) {
+  StartAnswering();
+  Client one("one", ServedPath());
+  Client other("other", ServedPath());
+  for (int i = 0; i < 20; ++i) {
+    hostapd().SetAnswers(fmt::format("COMMAND {}", i), {fmt::format("answer {}\n", i)});
+  }
+  for (int i = 0; i < 20; i += 2) {
+    one.Send(fmt::format("COMMAND {}", i));
+    other.Send(fmt::format("COMMAND {}", i + 1));
+  }
+  for (int i = 0; i < 20; i += 2) {
+    EXPECT_EQ(one.Receive(), fmt::format("answer {}\n", i));
+    EXPECT_EQ(other.Receive(), fmt::format("answer {}\n", i + 1));
+  }
+}
+
+TEST_F(BridgeTest, CountsASecondAnswer) {
+  StartAnswering();
+  Client client("client", ServedPath());
+  hostapd().SetAnswers("TWICE", {"first\n", "second\n"});
+  EXPECT_EQ(client.Ask("TWICE"), "first\n");
+  EXPECT_TRUE(bridge_->err().WaitForLine("An answer of hostapd to no command", kPatience));
+  EXPECT_EQ(client.Ask("STATUS"), "OK\n");
+  EXPECT_EQ(Counter("stray_answers"), 1);
+}
+
+TEST_F(BridgeTest, RefusesACommandOf64KiB) {
+  StartAnswering();
+  Client client("client", ServedPath());
+  EXPECT_EQ(client.Ask(std::string(65'536, 'A')), "FAIL\n");
+  EXPECT_EQ(client.Ask(std::string(4096, 'A')), "FAIL\n");
+  EXPECT_EQ(client.Ask(std::string(4095, 'A')), "OK\n");
+  EXPECT_EQ(Counter("refused_commands"), 2);
+  EXPECT_EQ(hostapd().Count(std::string(4095, 'A')), 1U);
+}
+
+TEST_F(BridgeTest, AttachesAMonitorOnce) {
+  StartAnswering();
+  Client client("client", ServedPath());
+  EXPECT_EQ(client.Ask("ATTACH"), "OK\n");
+  EXPECT_EQ(client.Ask("ATTACH"), "OK\n");
+  EXPECT_EQ(Counter("monitors"), 1);
+  hostapd().Send(Probe(1));
+  hostapd().Send(Probe(2));
+  EXPECT_EQ(client.Receive(), ProbeLine(1));
+  EXPECT_EQ(client.Receive(), ProbeLine(2));
+  EXPECT_EQ(client.Ask("DETACH"), "OK\n");
+  EXPECT_EQ(client.Ask("DETACH"), "FAIL\n");
+}
+
+// Names that differ only behind their text are two monitors.
+TEST_F(BridgeTest, TellsMonitorsApartByTheirWholeAddress) {
+  StartAnswering();
+  Client one("same", ServedPath());
+  const platform::ScopedFd other(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  std::string_view("same").copy(address.sun_path + 1, 4);
+  ASSERT_EQ(bind(other.get(), reinterpret_cast<sockaddr*>(&address), sizeof(sa_family_t) + 5), 0);
+  address = {};
+  address.sun_family = AF_UNIX;
+  ServedPath().native().copy(address.sun_path, sizeof(address.sun_path) - 1);
+  ASSERT_EQ(connect(other.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  ASSERT_EQ(one.Ask("ATTACH"), "OK\n");
+  ASSERT_EQ(send(other.get(), "ATTACH", 6, 0), 6);
+  EXPECT_TRUE(WaitUntil([this] { return Counter("monitors") == 2; }));
+}
+
+// It neither costs the daemon a line nor a client its answers.
+TEST_F(BridgeTest, DropsTheOldestLinesOfAMonitorThatNeverReads) {
+  StartAnswering({"--queue-lines=50"});
+  Client deaf("deaf", ServedPath());
+  Client reader(DaemonName(1), ServedPath());
+  ASSERT_EQ(deaf.Ask("ATTACH"), "OK\n");
+  ASSERT_EQ(reader.Ask("ATTACH"), "OK\n");
+  constexpr unsigned kLines = 2000;
+  for (unsigned i = 0; i < kLines; ++i) {
+    hostapd().Send(Probe(i));
+    ASSERT_EQ(reader.Receive(), ProbeLine(i));
+  }
+  EXPECT_EQ(Client("client", ServedPath()).Ask("STATUS"), "OK\n");
+  // The queue of the kernel, and that of the bridge; what is left are the first lines and the last.
+  std::vector<std::string> lines;
+  for (std::string line; !(line = deaf.Receive(milliseconds(500))).empty();) lines.push_back(line);
+  ASSERT_GT(lines.size(), 50U);
+  ASSERT_LT(lines.size(), kLines);
+  EXPECT_EQ(lines.front(), ProbeLine(0));
+  EXPECT_EQ(lines.back(), ProbeLine(kLines - 1));
+  EXPECT_EQ(Counter("dropped_lines"), static_cast<int>(kLines - lines.size()));
+}
+
+// --- The daemon's lines ---
+
+TEST_F(BridgeTest, KeepsLinesForTheNextDaemon) {
+  StartAnswering();
+  auto first = std::make_unique<Client>(DaemonName(1), ServedPath());
+  ASSERT_EQ(first->Ask("ATTACH"), "OK\n");
+  hostapd().Send(Probe(1));
+  ASSERT_EQ(first->Receive(), ProbeLine(1));
+  ASSERT_EQ(first->Ask("DETACH"), "OK\n");
+  hostapd().Send(Probe(2));
+  Client bystander("bystander", ServedPath());
+  ASSERT_EQ(bystander.Ask("ATTACH"), "OK\n");
+  hostapd().Send(Probe(3));
+  EXPECT_EQ(bystander.Receive(), ProbeLine(3));
+  Client second(DaemonName(2), ServedPath());
+  EXPECT_EQ(second.Ask("ATTACH"), "OK\n");
+  EXPECT_EQ(second.Receive(), ProbeLine(2));
+  EXPECT_EQ(second.Receive(), ProbeLine(3));
+  hostapd().Send(Probe(4));
+  EXPECT_EQ(second.Receive(), ProbeLine(4));
+}
+
+TEST_F(BridgeTest, NoticesADaemonThatIsGoneWithoutAWord) {
+  StartAnswering();
+  auto first = std::make_unique<Client>(DaemonName(1), ServedPath());
+  ASSERT_EQ(first->Ask("ATTACH"), "OK\n");
+  first.reset();
+  for (unsigned i = 0; i < 100; ++i) hostapd().Send(Probe(i));
+  Client second(DaemonName(2), ServedPath());
+  EXPECT_EQ(second.Ask("ATTACH"), "OK\n");
+  for (unsigned i = 0; i < 100; ++i) EXPECT_EQ(second.Receive(), ProbeLine(i));
+}
+
+TEST_F(BridgeTest, KeepsLinesWhileHostapdIsReplaced) {
+  StartAnswering();
+  {
+    Client first(DaemonName(1), ServedPath());
+    ASSERT_EQ(first.Ask("ATTACH"), "OK\n");
+    ASSERT_EQ(first.Ask("DETACH"), "OK\n");
+  }
+  hostapd().Send(
+      "<3>AP-MGMT-FRAME-RECEIVED "
+      "buf=b0003a010200000000000200000002000200000000001000000001000000");
+  hostapd().Send(Probe(1));
+  EXPECT_TRUE(WaitUntil([this] { return Counter("waiting_lines") == 1; }));
+  hostapd_.reset();
+  ExpectNotServed();
+  hostapd_.emplace(HostapdPath());
+  ExpectServed();
+  Client second(DaemonName(2), ServedPath());
+  EXPECT_EQ(second.Ask("ATTACH"), "OK\n");
+  EXPECT_EQ(second.Receive(), ProbeLine(1));
+  // The request that was open then, without an answer.
+  EXPECT_THAT(second.Receive(), HasSubstr("<3>AP-STA-AUTH 02:00:00:00:02:00 timestamp:"));
+}
+
+class BridgeWithDaemonTest : public BridgeTest {
+ protected:
+  void StartAllBridged(const Arguments& arguments = {}) {
+    StartBus();
+    StartAnswering(arguments);
+    StartDaemon({"--v=1"});
+    EXPECT_TRUE(WaitUntil([this] { return Counter("monitors") == 1; }));
+  }
+  std::vector<std::string> HeardProbes() {
+    std::vector<std::string> heard;
+    for (const LogLine& line : Log()) {
+      if (line.text.starts_with("Callback: 12 mac: ")) heard.push_back(line.text.substr(18));
+    }
+    return heard;
+  }
+  static std::vector<std::string> Macs(unsigned begin, unsigned end) {
+    std::vector<std::string> macs;
+    for (unsigned i = begin; i < end; ++i) {
+      macs.push_back(fmt::format("02:00:00:00:{:02x}:{:02x}", i >> 8U, i & 255U));
+    }
+    return macs;
+  }
+};
+
+TEST_F(BridgeWithDaemonTest, LosesNothingWhileTheDaemonHangs) {
+  constexpr unsigned kLines = 2000;
+  StartAllBridged();
+  daemon().Signal(SIGSTOP);
+  for (unsigned i = 0; i < kLines; ++i) hostapd().Send(Probe(i));
+  daemon().Signal(SIGCONT);
+  EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() >= kLines; }));
+  EXPECT_EQ(HeardProbes(), Macs(0, kLines));
+}
+
+TEST_F(BridgeWithDaemonTest, RepeatsAndLosesNothingWhenTheDaemonIsKilled) {
+  StartAllBridged();
+  for (unsigned i = 0; i < 300; ++i) hostapd().Send(Probe(i));
+  EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() == 300; }));
+  daemon().Signal(SIGKILL);
+  ASSERT_TRUE(daemon().WaitForExit(kPatience).has_value());
+  for (unsigned i = 300; i < 900; ++i) hostapd().Send(Probe(i));
+  StartDaemon({"--v=1"});
+  for (unsigned i = 900; i < 1000; ++i) hostapd().Send(Probe(i));
+  EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() >= 700; }));
+  EXPECT_EQ(HeardProbes(), Macs(300, 1000));
+}
+
+TEST_F(BridgeWithDaemonTest, WritesMetrics) {
+  const platform::FilePath file = directory() / "metrics";
+  StartAllBridged({"--metrics-file=" + file.native()});
+  hostapd().Send(Probe(1));
+  EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() == 1; }));
+  bridge_->Signal(SIGUSR1);
+  const std::string line =
+      "ap_wavelark_bridge_lines_total{interface=\"wlan-5000mhz\",kind=\"probe_request\"} 1\n";
+  EXPECT_TRUE(WaitUntil([&] {
+    return platform::ReadFileToString(file).value_or("").find(line) != std::string::npos;
+  }));
+  const std::string text = platform::ReadFileToString(file).value_or("");
+  EXPECT_TRUE(text.ends_with("\n# EOF\n"));
+}
+
+// --- The command line ---
+
+TEST_F(BridgeTest, RefusesAWrongCommandLine) {
+  for (const std::string argument :
+       {"--no-such", "--queue-lines=0", "--queue-lines=x", "--queue-lines=1000001",
+        "--interface=a/b", "--interface=", "--interface=a=", "--interface=abcdefghijklmnop",
+        "--directory=here", "--metrics-file=there", "--v=x"}) {
+    std::string error;
+    const auto bridge = ChildProcess::Start({AP_WAVELARK_BRIDGE_PATH, argument}, {}, &error);
+    ASSERT_NE(bridge, nullptr) << error;
+    EXPECT_EQ(bridge->WaitForExit(kPatience), (lab::ExitStatus{.code = 64, .signal = 0}))
+        << argument;
+    const std::string text = bridge->err().Text();
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+    EXPECT_EQ(bridge->out().Text(), "");
+  }
+}
+
+}  // namespace
+}  // namespace orvane::ap
