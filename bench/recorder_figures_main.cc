@@ -68,8 +68,8 @@ void WaitForName(sd_bus* bus) {
 }
 
 int Main(const std::string& program) {
-  const platform::bus::PrivateBus private_bus;
-  const lab::TemporaryDirectory directory;
+  const testbed::PrivateBus private_bus;
+  const testbed::TemporaryDirectory directory;
   const platform::FilePath database = directory.path() / "records.db";
   platform::SdEventLoop loop;
   const auto bus = platform::bus::Connection::OpenSystemBus(loop, nullptr);
@@ -78,7 +78,7 @@ int Main(const std::string& program) {
   const auto begin = Clock::now();
   std::string error;
   const auto recorder =
-      lab::ChildProcess::Start({program, "--database=" + database.native()}, {}, &error);
+      testbed::ChildProcess::Start({program, "--database=" + database.native()}, {}, &error);
   CHECK(recorder != nullptr) << error;
   WaitForName(bus->bus());
   Record(proxy, Batch(0));
@@ -92,7 +92,7 @@ int Main(const std::string& program) {
     times.push_back(MillisecondsSince(sent));
   }
   std::ranges::sort(times);
-  const lab::ProcessFile status(recorder->pid(), "status");
+  const testbed::ProcessFile status(recorder->pid(), "status");
   fmt::print("reply: p50 {:.2f} ms, p99 {:.2f} ms, longest {:.2f} ms\n", times[kRecords / 2 - 1],
              times[kRecords * 99 / 100 - 1], times.back());
   fmt::print("resident: {} kB, {} kB of them its own\n", status.Figure("VmRSS"),

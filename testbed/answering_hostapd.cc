@@ -6,7 +6,7 @@
 
 #include "platform/logging.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 namespace {
 
 constexpr int kLookMs = 10;
@@ -80,4 +80,4 @@ std::size_t AnsweringHostapd::Count(const std::string& command) {
   return counts_[command];
 }
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed

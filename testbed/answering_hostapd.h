@@ -14,7 +14,7 @@
 #include "platform/files.h"
 #include "testbed/control_socket.h"
 
-namespace orvane::lab {
+namespace orvane::testbed {
 
 // A control socket of hostapd that answers by itself, on a thread of its own: "OK" to whoever
 // attaches and to commands, "PONG" to a ping. A test may change the answers, and sends events.
@@ -49,6 +49,6 @@ class AnsweringHostapd {
   std::thread thread_;
 };
 
-}  // namespace orvane::lab
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_ANSWERING_HOSTAPD_H_

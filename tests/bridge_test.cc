@@ -25,11 +25,9 @@
 #include "testbed/child_process.h"
 #include "testbed/temporary_directory.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
-using lab::AnsweringHostapd;
-using lab::ChildProcess;
 using std::chrono::milliseconds;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -87,7 +85,7 @@ class Client {
   platform::ScopedFd socket_;
 };
 
-class BridgeTest : public AccessPoint {
+class BridgeTest : public AccessPointTest {
  protected:
   BridgeTest() { std::filesystem::create_directories(kHostapdDirectory); }
   ~BridgeTest() override {
@@ -162,9 +160,9 @@ std::string DaemonName(int pid) { return fmt::format("{}-wavelark-{}", pid, kWla
 class BridgeWithRealHostapdTest : public BridgeTest {
  protected:
   void StartHostapd() {
-    const platform::FilePath config = directory() / "hostapd.conf";
-    lab::WriteFile(config, fmt::format("interface={}\ndriver=none\nctrl_interface={}\n",
-                                       kHostapdName, kHostapdDirectory));
+    const platform::FilePath config = ap_.directory() / "hostapd.conf";
+    testbed::WriteFile(config, fmt::format("interface={}\ndriver=none\nctrl_interface={}\n",
+                                           kHostapdName, kHostapdDirectory));
     std::string error;
     real_hostapd_ =
         ChildProcess::Start({"hostapd", "-d", config}, {{"PATH", "/usr/sbin:/usr/bin"}}, &error);
@@ -182,14 +180,14 @@ class BridgeWithRealHostapdTest : public BridgeTest {
     return Command(kHostapdDirectory, kHostapdName, command, argument);
   }
 
-  std::size_t StartedCount() { return LogCount("VERBOSE1", "Callback: 0 mac: "); }
+  std::size_t StartedCount() { return ap_.LogCount("VERBOSE1", "Callback: 0 mac: "); }
 
   // The daemon hears a station come and go, `visits` times in all.
   void ExpectVisit(std::size_t visits) {
     CommandHostapd("new_sta", kMac);
     CommandHostapd("deauthenticate", kMac);
     for (const int kind : {1, 10, 2, 11}) {
-      ExpectLogged("VERBOSE1", fmt::format("Callback: {} mac: {}", kind, kMac), visits);
+      ap_.ExpectLogged("VERBOSE1", fmt::format("Callback: {} mac: {}", kind, kMac), visits);
     }
   }
 
@@ -197,22 +195,22 @@ class BridgeWithRealHostapdTest : public BridgeTest {
 };
 
 TEST_F(BridgeWithRealHostapdTest, ConnectsAndDisconnectsReachTheDaemon) {
-  StartBus();
+  ap_.StartBus();
   StartHostapd();
   StartBridge();
   ExpectServed();
-  StartDaemon({"--v=1"});
+  ap_.StartDaemon({"--v=1"});
   EXPECT_TRUE(WaitUntil([this] { return StartedCount() == 1; }));
   ExpectVisit(1);
-  for (const std::string& text : LogTexts("INFO")) EXPECT_THAT(text, Not(HasSubstr("unknown")));
+  for (const std::string& text : ap_.LogTexts("INFO")) EXPECT_THAT(text, Not(HasSubstr("unknown")));
 }
 
 TEST_F(BridgeWithRealHostapdTest, DaemonIsAttachedAgainSoonAfterEachRestart) {
-  StartBus();
+  ap_.StartBus();
   StartHostapd();
   StartBridge();
   ExpectServed();
-  StartDaemon({"--v=1"});
+  ap_.StartDaemon({"--v=1"});
   ExpectVisit(1);
   for (std::size_t round = 2; round < 6; ++round) {
     real_hostapd_->Signal(round % 2 == 0 ? SIGTERM : SIGKILL);
@@ -225,7 +223,7 @@ TEST_F(BridgeWithRealHostapdTest, DaemonIsAttachedAgainSoonAfterEachRestart) {
     EXPECT_LT(time, milliseconds(kIsSanitized ? 4500 : 1500)) << round;
     ExpectVisit(round);
   }
-  EXPECT_EQ(LogTexts("FATAL"), std::vector<std::string>());
+  EXPECT_EQ(ap_.LogTexts("FATAL"), std::vector<std::string>());
 }
 
 TEST_F(BridgeWithRealHostapdTest, ServesOtherClients) {
@@ -274,7 +272,7 @@ TEST_F(BridgeTest, StopsServingAHostapdThatFallsSilent) {
 TEST_F(BridgeTest, LeavesNothingBehind) {
   StartAnswering();
   bridge_->Signal(SIGTERM);
-  EXPECT_EQ(bridge_->WaitForExit(kPatience), (lab::ExitStatus{.code = 0, .signal = 0}));
+  EXPECT_EQ(bridge_->WaitForExit(kPatience), (testbed::ExitStatus{.code = 0, .signal = 0}));
   EXPECT_FALSE(platform::PathExists(ServedPath()));
   EXPECT_TRUE(WaitUntil([this] { return hostapd().Count("DETACH") == 1; }));
 }
@@ -470,14 +468,14 @@ TEST_F(BridgeTest, KeepsLinesWhileHostapdIsReplaced) {
 class BridgeWithDaemonTest : public BridgeTest {
  protected:
   void StartAllBridged(const Arguments& arguments = {}) {
-    StartBus();
+    ap_.StartBus();
     StartAnswering(arguments);
-    StartDaemon({"--v=1"});
+    ap_.StartDaemon({"--v=1"});
     EXPECT_TRUE(WaitUntil([this] { return Counter("monitors") == 1; }));
   }
   std::vector<std::string> HeardProbes() {
     std::vector<std::string> heard;
-    for (const LogLine& line : Log()) {
+    for (const LogLine& line : ap_.Log()) {
       if (line.text.starts_with("Callback: 12 mac: ")) heard.push_back(line.text.substr(18));
     }
     return heard;
@@ -494,9 +492,9 @@ class BridgeWithDaemonTest : public BridgeTest {
 TEST_F(BridgeWithDaemonTest, LosesNothingWhileTheDaemonHangs) {
   constexpr unsigned kLines = 2000;
   StartAllBridged();
-  daemon().Signal(SIGSTOP);
+  ap_.daemon().Signal(SIGSTOP);
   for (unsigned i = 0; i < kLines; ++i) hostapd().Send(Probe(i));
-  daemon().Signal(SIGCONT);
+  ap_.daemon().Signal(SIGCONT);
   EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() >= kLines; }));
   EXPECT_EQ(HeardProbes(), Macs(0, kLines));
 }
@@ -505,17 +503,17 @@ TEST_F(BridgeWithDaemonTest, RepeatsAndLosesNothingWhenTheDaemonIsKilled) {
   StartAllBridged();
   for (unsigned i = 0; i < 300; ++i) hostapd().Send(Probe(i));
   EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() == 300; }));
-  daemon().Signal(SIGKILL);
-  ASSERT_TRUE(daemon().WaitForExit(kPatience).has_value());
+  ap_.daemon().Signal(SIGKILL);
+  ASSERT_TRUE(ap_.daemon().WaitForExit(kPatience).has_value());
   for (unsigned i = 300; i < 900; ++i) hostapd().Send(Probe(i));
-  StartDaemon({"--v=1"});
+  ap_.StartDaemon({"--v=1"});
   for (unsigned i = 900; i < 1000; ++i) hostapd().Send(Probe(i));
   EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() >= 700; }));
   EXPECT_EQ(HeardProbes(), Macs(300, 1000));
 }
 
 TEST_F(BridgeWithDaemonTest, WritesMetrics) {
-  const platform::FilePath file = directory() / "metrics";
+  const platform::FilePath file = ap_.directory() / "metrics";
   StartAllBridged({"--metrics-file=" + file.native()});
   hostapd().Send(Probe(1));
   EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() == 1; }));
@@ -539,7 +537,7 @@ TEST_F(BridgeTest, RefusesAWrongCommandLine) {
     std::string error;
     const auto bridge = ChildProcess::Start({AP_WAVELARK_BRIDGE_PATH, argument}, {}, &error);
     ASSERT_NE(bridge, nullptr) << error;
-    EXPECT_EQ(bridge->WaitForExit(kPatience), (lab::ExitStatus{.code = 64, .signal = 0}))
+    EXPECT_EQ(bridge->WaitForExit(kPatience), (testbed::ExitStatus{.code = 64, .signal = 0}))
         << argument;
     const std::string text = bridge->err().Text();
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
@@ -548,4 +546,4 @@ TEST_F(BridgeTest, RefusesAWrongCommandLine) {
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -16,7 +16,7 @@
 #include "testbed/access_point.h"
 #include "testbed/run_until.h"
 
-namespace orvane::ap {
+namespace orvane::testbed {
 namespace {
 
 using org::velmora::ap::FlagsProxy;
@@ -27,61 +27,56 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Pair;
 
-using FlagMap = std::map<std::string, std::string>;
-
 // The service and somebody who follows its map.
-class FlagsServiceTest : public AccessPoint {
+class FlagsServiceTest : public AccessPointTest {
  protected:
   FlagsServiceTest() {
-    StartBus();
+    ap_.StartBus();
     std::filesystem::create_directory(flags_d_);
   }
 
   void Start() {
-    std::string error;
-    service_ = lab::ChildProcess::Start(
-        {AP_WAVELARK_FLAGS_PATH, "--directory=" + flags_d_.native()}, {}, &error);
-    ASSERT_NE(service_, nullptr) << error;
+    service_ = StartProcess({AP_WAVELARK_FLAGS_PATH, "--directory=" + flags_d_.native()});
     bus_connection_ = platform::bus::Connection::OpenSystemBus(loop_, nullptr);
     proxy_ = std::make_unique<FlagsProxy>(bus_connection_, "org.velmora.ap.Flags");
     proxy_->InitializeProperties([this](FlagsProxyInterface* proxy, const std::string& /*name*/) {
       seen_.push_back(proxy->flags());
     });
-    ASSERT_TRUE(platform::RunUntil(loop_, [this] { return !seen_.empty(); }));
+    ASSERT_TRUE(RunUntil(loop_, [this] { return !seen_.empty(); }));
   }
 
   // Waits until the map is this.
   void Expect(const FlagMap& flags) {
-    EXPECT_TRUE(platform::RunUntil(loop_, [&] { return seen_.back() == flags; }));
+    EXPECT_TRUE(RunUntil(loop_, [&] { return seen_.back() == flags; }));
   }
 
   // Writes what the service must refuse, and waits until it has.
   void WriteBad(const std::string& text) {
     const std::size_t refused = service_->err().Count("stay in force");
-    lab::WriteFile(file_, text);
+    WriteFile(file_, text);
     EXPECT_TRUE(WaitUntil([&] { return service_->err().Count("stay in force") > refused; }))
         << text;
     // So that the same again is news.
     const std::size_t read = seen_.size();
-    lab::WriteFile(file_, "clientSteeringInterval=" + std::to_string(++good_) + "\n");
-    EXPECT_TRUE(platform::RunUntil(loop_, [&] { return seen_.size() > read; }));
+    WriteFile(file_, "clientSteeringInterval=" + std::to_string(++good_) + "\n");
+    EXPECT_TRUE(RunUntil(loop_, [&] { return seen_.size() > read; }));
   }
 
-  FilePath flags_d_ = directory() / "flags.d";
+  FilePath flags_d_ = ap_.directory() / "flags.d";
   FilePath file_ = flags_d_ / "a.conf";
   platform::SdEventLoop loop_;
   std::shared_ptr<platform::bus::Connection> bus_connection_;
   std::unique_ptr<FlagsProxy> proxy_;
   std::vector<FlagMap> seen_;
-  std::unique_ptr<lab::ChildProcess> service_;
+  std::unique_ptr<ChildProcess> service_;
   int good_ = 100;
 };
 
 TEST_F(FlagsServiceTest, PublishesAndSignals) {
-  lab::WriteFile(file_, "clientSteering=enabled\n");
+  WriteFile(file_, "clientSteering=enabled\n");
   Start();
   EXPECT_THAT(seen_.back(), ElementsAre(Pair("clientSteering", "enabled")));
-  lab::WriteFile(file_, "clientSteering=disabled\n");
+  WriteFile(file_, "clientSteering=disabled\n");
   Expect({{"clientSteering", "disabled"}});
   service_->Signal(SIGTERM);
   const auto status = service_->WaitForExit(kPatience);
@@ -91,7 +86,7 @@ TEST_F(FlagsServiceTest, PublishesAndSignals) {
 
 TEST_F(FlagsServiceTest, BadFlagsNeverReachTheDaemon) {
   Start();
-  StartDaemon();
+  ap_.StartDaemon();
   for (const char* text : {"clientSteeringInterval=abc\n", "clientSteeringRootLqmFloor=300\n",
                            "clientSteeringPollInterval=0\n", "clientSteeringInterval=6",
                            "clientSteering\n", "connectionEvents=maybe\n",
@@ -104,13 +99,13 @@ TEST_F(FlagsServiceTest, BadFlagsNeverReachTheDaemon) {
       EXPECT_GT(std::stoi(value), 100);
     }
   }
-  ExpectQuickExit(SIGTERM);
-  EXPECT_THAT(LogTexts("FATAL"), IsEmpty());
+  ap_.ExpectQuickExit(SIGTERM);
+  EXPECT_THAT(ap_.LogTexts("FATAL"), IsEmpty());
 }
 
 // Each map that is seen is one that was whole: both keys, with the same value.
 TEST_F(FlagsServiceTest, ManyChangesAreSeenWholeOrNotAtAll) {
-  lab::WriteFile(file_, "clientSteeringInterval=1\nclientSteeringPollInterval=1\n");
+  WriteFile(file_, "clientSteeringInterval=1\nclientSteeringPollInterval=1\n");
   Start();
   constexpr int kChanges = 300;
   const std::string last = std::to_string(kChanges);
@@ -124,7 +119,7 @@ TEST_F(FlagsServiceTest, ManyChangesAreSeenWholeOrNotAtAll) {
       std::this_thread::yield();
     }
     close(fd);
-    platform::RunWhileReady(loop_);
+    RunWhileReady(loop_);
   }
   Expect({{"clientSteeringInterval", last}, {"clientSteeringPollInterval", last}});
   for (const FlagMap& flags : seen_) {
@@ -134,22 +129,21 @@ TEST_F(FlagsServiceTest, ManyChangesAreSeenWholeOrNotAtAll) {
 }
 
 TEST_F(FlagsServiceTest, AReplacedDirectoryIsFollowed) {
-  lab::WriteFile(file_, "a=1\n");
+  WriteFile(file_, "a=1\n");
   Start();
-  std::filesystem::rename(flags_d_, directory() / "old");
+  std::filesystem::rename(flags_d_, ap_.directory() / "old");
   std::filesystem::create_directory(flags_d_);
-  lab::WriteFile(file_, "a=2\n");
+  WriteFile(file_, "a=2\n");
   Expect({{"a", "2"}});
 }
 
 TEST_F(FlagsServiceTest, CheckTellsWhatIsWrong) {
-  lab::WriteFile(file_, "clientSteering=enabled\nb=2\n");
+  WriteFile(file_, "clientSteering=enabled\nb=2\n");
   EXPECT_EQ(OutputOf({AP_WAVELARK_FLAGS_PATH, "--check", "--directory", flags_d_.native()}),
             "b=2\nclientSteering=enabled\n");
-  lab::WriteFile(file_, "clientSteering=on\n");
-  std::string error;
-  const auto check = lab::ChildProcess::Start(
-      {AP_WAVELARK_FLAGS_PATH, "--check", "--directory", flags_d_.native()}, {}, &error);
+  WriteFile(file_, "clientSteering=on\n");
+  const auto check =
+      StartProcess({AP_WAVELARK_FLAGS_PATH, "--check", "--directory", flags_d_.native()});
   const auto status = check->WaitForExit(kPatience);
   ASSERT_TRUE(status.has_value());
   EXPECT_EQ(status->code, 65);
@@ -158,4 +152,4 @@ TEST_F(FlagsServiceTest, CheckTellsWhatIsWrong) {
 }
 
 }  // namespace
-}  // namespace orvane::ap
+}  // namespace orvane::testbed

@@ -54,22 +54,19 @@ std::string Batch(int size, std::uint64_t number) {
   return event.SerializeAsString();
 }
 
-class RecorderServiceTest : public platform::bus::BusTest {
+class RecorderServiceTest : public testbed::BusTest {
  protected:
-  std::unique_ptr<lab::ChildProcess> Launch(const std::vector<std::string>& options = {}) {
+  std::unique_ptr<testbed::ChildProcess> Launch(const std::vector<std::string>& options = {}) {
     std::vector<std::string> arguments = {AP_WAVELARK_RECORDER_PATH, "--database=" + path_.native(),
                                           "--metrics-file=" + metrics_.native()};
     arguments.insert(arguments.end(), options.begin(), options.end());
-    std::string error;
-    auto child = lab::ChildProcess::Start(arguments, {}, &error);
-    EXPECT_NE(child, nullptr) << error;
-    return child;
+    return testbed::StartProcess(arguments);
   }
 
   // Launches it and waits until it has its name.
   void Start(const std::vector<std::string>& options = {}) {
     recorder_ = Launch(options);
-    ASSERT_TRUE(ap::WaitUntil(
+    ASSERT_TRUE(testbed::WaitUntil(
         [this] {
           const bool has_name = sd_bus_get_name_creds(connection_->bus(), kName, 0, nullptr) >= 0;
           return has_name;
@@ -78,7 +75,7 @@ class RecorderServiceTest : public platform::bus::BusTest {
         << recorder_->err().Text();
   }
 
-  bool Record(const std::string& data, const std::string& type = ap::kEventTypeUrl) {
+  bool Record(const std::string& data, const std::string& type = testbed::kEventTypeUrl) {
     error_.reset();
     return proxy_.RecordOfflineData(
         type, {reinterpret_cast<const std::uint8_t*>(data.data()), data.size()}, &error_, -1);
@@ -87,7 +84,7 @@ class RecorderServiceTest : public platform::bus::BusTest {
   void ExpectExit(int code) {
     const auto status = recorder_->WaitForExit(kLongEnough);
     ASSERT_TRUE(status.has_value());
-    EXPECT_EQ(*status, (lab::ExitStatus{.code = code, .signal = 0})) << recorder_->err().Text();
+    EXPECT_EQ(*status, (testbed::ExitStatus{.code = code, .signal = 0})) << recorder_->err().Text();
   }
 
   void Kill() {
@@ -108,12 +105,12 @@ class RecorderServiceTest : public platform::bus::BusTest {
     return rows.size() == 1 ? rows.front() : fmt::format("{} rows", rows.size());
   }
 
-  lab::TemporaryDirectory directory_;
+  testbed::TemporaryDirectory directory_;
   FilePath path_ = directory_.path() / "records.db";
   FilePath metrics_ = directory_.path() / "metrics.prom";
   ManagerProxy proxy_{connection_, kName};
   std::unique_ptr<platform::Error> error_;
-  std::unique_ptr<lab::ChildProcess> recorder_;
+  std::unique_ptr<testbed::ChildProcess> recorder_;
 };
 
 TEST_F(RecorderServiceTest, TakesRecordsOfAllMethods) {
@@ -124,7 +121,7 @@ TEST_F(RecorderServiceTest, TakesRecordsOfAllMethods) {
       "a.Type", {reinterpret_cast<const std::uint8_t*>(other.data()), other.size()}, &error_, -1));
   EXPECT_TRUE(proxy_.RecordMetric("a metric", {{"a", "1"}}, std::uint8_t{5}, &error_, -1));
   EXPECT_EQ(Query("SELECT type FROM records"),
-            (std::vector<std::string>{ap::kEventTypeUrl, "a.Type", "a metric"}));
+            (std::vector<std::string>{testbed::kEventTypeUrl, "a.Type", "a metric"}));
   EXPECT_EQ(QueryOne("SELECT count(*) FROM client_events"), "3");
   recorder_->Signal(SIGTERM);
   ExpectExit(0);
@@ -147,8 +144,8 @@ TEST_F(RecorderServiceTest, MetricsFollowARecordAndAreTheSumsOfTheDatabase) {
   ASSERT_TRUE(Record(Batch(7, 1)));
   ASSERT_TRUE(Record("no event"));
   const auto text = [this] { return platform::ReadFileToString(metrics_).value_or(""); };
-  EXPECT_TRUE(ap::WaitUntil([&] { return text().find("not_an_event\"} 1") != std::string::npos; },
-                            milliseconds(15'000)));
+  EXPECT_TRUE(testbed::WaitUntil(
+      [&] { return text().find("not_an_event\"} 1") != std::string::npos; }, milliseconds(15'000)));
   EXPECT_THAT(
       text(),
       HasSubstr("{interface=\"WLAN_5000MHZ\",type=\"CONNECT\",success=\"true\",reason=\"\"} " +
@@ -252,7 +249,7 @@ TEST_F(SmallDiskTest, AReadOnlyOneIsAnErrorUntilItIsNone) {
 }
 
 TEST_F(RecorderServiceTest, ADamagedDatabaseIsPutAside) {
-  lab::WriteFile(path_, std::string(100'000, 'x'));
+  testbed::WriteFile(path_, std::string(100'000, 'x'));
   Start();
   EXPECT_TRUE(Record(Batch(1, 1)));
   EXPECT_EQ(QueryOne("SELECT count(*) FROM client_events"), "1");
@@ -268,8 +265,8 @@ TEST_F(RecorderServiceTest, ARecordOf32MebibytesIsStored) {
   EXPECT_TRUE(Record(entries)) << error_->message();
   EXPECT_EQ(Query("SELECT length(data) FROM records"),
             std::vector<std::string>(2, std::to_string(kSize)));
-  if (!ap::kIsSanitized) {
-    EXPECT_LT(lab::ProcessFile(recorder_->pid(), "status").Figure("VmHWM"), 120'000);
+  if (!testbed::kIsSanitized) {
+    EXPECT_LT(testbed::ProcessFile(recorder_->pid(), "status").Figure("VmHWM"), 120'000);
   }
 }
 
