@@ -78,11 +78,11 @@ class MetricsText {
 };
 
 std::string Labels(const InterfaceCounters& interface) {
-  return fmt::format("{{interface=\"{}\"}}", interface.interface);
+  return fmt::format(R"({{interface="{}"}})", interface.interface);
 }
 
 std::string Labels(const InterfaceCounters& interface, std::string_view kind) {
-  return fmt::format("{{interface=\"{}\",kind=\"{}\"}}", interface.interface, kind);
+  return fmt::format(R"({{interface="{}",kind="{}"}})", interface.interface, kind);
 }
 
 template <std::size_t size>
