@@ -111,8 +111,8 @@ Metrics RecordStore::ReadMetrics() {
   Run([this](RecordDatabase& database) { stored_ = database.ReadMetrics(); }, nullptr);
   Metrics metrics = stored_;
   for (const auto& [key, count] : pending_.Counts()) {
-    const auto same = [&key](const auto& row) { return row.first == key; };
-    const auto found = std::ranges::find_if(metrics.counts, same);
+    const auto found =
+        std::ranges::find(metrics.counts, key, [](const auto& row) { return row.first; });
     if (found == metrics.counts.end()) {
       metrics.counts.emplace_back(key, count);
     } else {
