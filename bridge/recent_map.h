@@ -10,8 +10,8 @@
 
 namespace orvane::bridge {
 
-// A map whose entries are forgotten some time after they were put, and of which only so many are
-// kept: the oldest make room for new ones.
+// A map with a capacity and a lifetime: entries expire some time after they were put, and the
+// oldest make room for new ones.
 template <typename Key, typename Value>
 class RecentMap {
  public:

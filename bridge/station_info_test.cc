@@ -11,7 +11,7 @@ namespace {
 using platform::AttributeList;
 using simulation::AttributeBuilder;
 
-// The rate of a station of which nothing else is known.
+// The rate of a station about which nothing else is known.
 TransmitRate ReadRate(const AttributeBuilder& rate) {
   AttributeBuilder info;
   info.Nest(NL80211_STA_INFO_TX_BITRATE, rate);

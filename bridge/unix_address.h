@@ -15,7 +15,7 @@ namespace orvane::bridge {
 // zeros at the end too. Ordered and compared by all of it.
 class UnixAddress {
  public:
-  // That of a socket without a name, which can't be sent anything.
+  // The address of a socket without a name. Nothing can be sent to it.
   UnixAddress() = default;
 
   // As recvfrom gave it.

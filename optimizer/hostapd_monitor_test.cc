@@ -347,7 +347,7 @@ TEST_F(HostapdMonitorTest, AHostapdThatReadsGetsEveryCommandInOrder) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-// So many commands that hostapd never reads, of which the queue has taken the first.
+// The number of commands that hostapd never reads. The queue holds the first of them.
 TEST_F(HostapdMonitorTest, AHungHostapdCostsALineForEachUndeliveredCommandAfterOneSecond) {
   constexpr int kCommands = 1'000;
   StartAttached();

@@ -167,7 +167,7 @@ join_all() {
   for client in "${@:2}"; do expect "$client joins at $1" has_joined "$client" "$1"; done
 }
 
-# Makes clients that are sent off stay away until they are made to join.
+# Keeps steered clients away until they are made to join.
 stay_away() {
   local client
   for client in "$@"; do command_client "$client" sta_autoconnect 0; done
