@@ -1,0 +1,12 @@
+#ifndef WAVELARKCTL_COMMANDS_H_
+#define WAVELARKCTL_COMMANDS_H_
+
+#include "wavelarkctl/command.h"
+
+namespace orvane::wavelarkctl {
+
+// One function for each subcommand, in a file of its own.
+
+}  // namespace orvane::wavelarkctl
+
+#endif  // WAVELARKCTL_COMMANDS_H_

@@ -1,0 +1,3 @@
+#include "wavelarkctl/run.h"
+
+int main(int argc, char** argv) { return orvane::wavelarkctl::RunWavelarkctl(argc, argv); }
