@@ -1,7 +1,6 @@
 #include "optimizer/client_steer.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <utility>
 
 #include "common/run_time_flags.h"
@@ -13,29 +12,21 @@ namespace {
 // Access point unable to handle all currently associated stations (IEEE 802.11 reason code).
 constexpr std::string_view kDisassociateReason = " reason=5";
 
-constexpr int kLowestSignalDbm = -100;
-constexpr int kBestMetric = 100;
-
 platform::TimeSpan Twice(platform::TimeSpan span) {
   const platform::TimeSpan half_max = platform::TimeSpan::max() / 2;
   const platform::TimeSpan half_min = platform::TimeSpan::min() / 2;
   return 2 * std::clamp(span, half_min, half_max);
 }
 
+void LogInputs(const MacAddress& mac_address, const SteerInputs& inputs) {
+  VLOG(1) << mac_address.ToString() << " link_quality_metric " << inputs.link_quality_metric
+          << " last_steer_link_quality_metric " << inputs.last_steer_link_quality_metric
+          << " time since last steer " << platform::FormatTimeSpan(inputs.since_last_steer);
+}
+
 std::uint8_t LowByte(std::int32_t value) { return static_cast<std::uint8_t>(value); }
 
 }  // namespace
-
-std::uint8_t LinkQualityMetric(std::int8_t signal_dbm) {
-  return static_cast<std::uint8_t>(std::clamp(signal_dbm - kLowestSignalDbm, 0, kBestMetric));
-}
-
-bool ShouldSteer(const SteerDecision& decision) {
-  const int change =
-      std::abs(decision.link_quality_metric - decision.last_steer_link_quality_metric);
-  return decision.lqm_floor > decision.link_quality_metric && change > decision.lqm_hysteresis &&
-         decision.since_last_steer > decision.steer_interval;
-}
 
 struct ClientSteer::FlagRow {
   std::string_view key;
@@ -169,11 +160,14 @@ void ClientSteer::CheckStation(const MacAddress& mac_address, std::int8_t signal
   StationSteerState& state = stations_[mac_address];
   const platform::WallTime now = loop_.Now();
   state.last_seen_time = now;
-  if (state.interface_index != static_cast<std::int32_t>(poll_cursor_)) {
-    PlaceStation(state, now);
-  } else if (poll_cursor_ < steer_interfaces_.size()) {
-    SteerIfPoor(mac_address, LinkQualityMetric(signal_dbm), state, now);
-  }
+  const bool is_new = state.interface_index != static_cast<std::int32_t>(poll_cursor_);
+  if (is_new) PlaceStation(state, now);
+  if (poll_cursor_ >= steer_interfaces_.size()) return;
+  const SteerInputs inputs = CollectInputs(state, signal_dbm, now);
+  if (!is_new) LogInputs(mac_address, inputs);
+  const SteerVerdict verdict = is_new ? SteerVerdict::kNew : JudgeStation(inputs);
+  if (observer_) observer_({steer_interfaces_[poll_cursor_], mac_address, inputs, verdict});
+  if (verdict == SteerVerdict::kSteered) Steer(mac_address, inputs, state, now);
 }
 
 // Counts as a steer, so that a station is left alone for a whole steer interval after it has come.
@@ -185,25 +179,23 @@ void ClientSteer::PlaceStation(StationSteerState& state, platform::WallTime now)
   state.last_steer_time = now;
 }
 
-void ClientSteer::SteerIfPoor(const MacAddress& mac_address, std::uint8_t link_quality_metric,
-                              StationSteerState& state, platform::WallTime now) {
-  std::uint8_t& last_metric = state.last_steer_link_quality_metric[poll_cursor_];
-  const platform::TimeSpan since_last_steer = now - state.last_steer_time;
-  VLOG(1) << mac_address.ToString() << " link_quality_metric " << link_quality_metric
-          << " last_steer_link_quality_metric " << last_metric << " time since last steer "
-          << platform::FormatTimeSpan(since_last_steer);
-  if (!ShouldSteer({.link_quality_metric = link_quality_metric,
-                    .last_steer_link_quality_metric = last_metric,
-                    .since_last_steer = since_last_steer,
-                    .lqm_floor = lqm_floor_,
-                    .lqm_hysteresis = lqm_hysteresis_,
-                    .steer_interval = steer_interval_})) {
-    return;
-  }
+SteerInputs ClientSteer::CollectInputs(const StationSteerState& state, std::int8_t signal_dbm,
+                                       platform::WallTime now) const {
+  return {.link_quality_metric = LinkQualityMetric(signal_dbm),
+          .last_steer_link_quality_metric = state.last_steer_link_quality_metric[poll_cursor_],
+          .since_last_steer = now - state.last_steer_time,
+          .lqm_floor = lqm_floor_,
+          .lqm_hysteresis = lqm_hysteresis_,
+          .steer_interval = steer_interval_};
+}
+
+void ClientSteer::Steer(const MacAddress& mac_address, const SteerInputs& inputs,
+                        StationSteerState& state, platform::WallTime now) {
   state.last_steer_time = now;
-  const std::uint8_t previous_metric = std::exchange(last_metric, link_quality_metric);
+  state.last_steer_link_quality_metric[poll_cursor_] = inputs.link_quality_metric;
   LOG(INFO) << " Steer Client " << mac_address.ToString() << " link_quality_metric "
-            << link_quality_metric << " last_steer_link_quality_metric " << previous_metric;
+            << inputs.link_quality_metric << " last_steer_link_quality_metric "
+            << inputs.last_steer_link_quality_metric;
   Disassociate(mac_address, state);
 }
 

@@ -1,9 +1,12 @@
 #ifndef OPTIMIZER_CLIENT_STEER_H_
 #define OPTIMIZER_CLIENT_STEER_H_
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/mac_address.h"
@@ -11,6 +14,7 @@
 #include "optimizer/nl80211_manager.h"
 #include "optimizer/nl80211_station.h"
 #include "optimizer/service.h"
+#include "optimizer/steer_policy.h"
 #include "platform/loop.h"
 #include "platform/netlink/netlink_manager.h"
 #include "platform/one_shot_timer.h"
@@ -18,24 +22,6 @@
 #include "platform/weak_ptr.h"
 
 namespace orvane::ap {
-
-// The link quality metric of a station, 0 (useless) to 100 (perfect), from its average signal in
-// dBm: the signal plus 100, within those bounds.
-std::uint8_t LinkQualityMetric(std::int8_t signal_dbm);
-
-// What decides whether a station is steered.
-struct SteerDecision {
-  std::uint8_t link_quality_metric;             // now
-  std::uint8_t last_steer_link_quality_metric;  // when it was last steered from this interface
-  platform::TimeSpan since_last_steer;
-  std::uint8_t lqm_floor;
-  std::uint8_t lqm_hysteresis;
-  platform::TimeSpan steer_interval;
-};
-
-// Steers a station that is poor, whose metric has moved since it was last steered, and that has
-// been left alone for long enough. Each limit itself is not enough yet.
-bool ShouldSteer(const SteerDecision& decision);
 
 // The start values of the steering policy.
 struct ClientSteerSettings {
@@ -45,6 +31,14 @@ struct ClientSteerSettings {
   bool is_root;                       // chooses the floor
   std::uint8_t root_lqm_floor;
   std::uint8_t child_lqm_floor;
+};
+
+// One station as a poll has judged it.
+struct StationJudgement {
+  const std::string& interface;
+  const MacAddress& mac_address;
+  const SteerInputs& inputs;  // if it is new, the time since its last steer is 0
+  SteerVerdict verdict;
 };
 
 // Pushes poorly connected stations off an access-point interface, so that they join again on a
@@ -59,7 +53,10 @@ struct ClientSteerSettings {
 class ClientSteer : public Service {
  public:
   // The smallest positive number of seconds. Settings below it have the same effect.
-  static constexpr platform::TimeSpan kShortestPollInterval{1'000'000};
+  static constexpr platform::TimeSpan kShortestPollInterval = std::chrono::seconds(1);
+
+  // The judgement is valid during the call.
+  using Observer = std::function<void(const StationJudgement& judgement)>;
 
   // The loop, the netlink manager and the hostapd interface must outlive it. There is at least one
   // interface.
@@ -76,6 +73,10 @@ class ClientSteer : public Service {
   // Sets what isn't 0. The floor is the one in force, whichever of the two that is.
   void Configure(std::int32_t steer_interval_seconds, std::int32_t poll_interval_seconds,
                  std::int32_t lqm_floor, std::int32_t lqm_hysteresis);
+
+  // Calls `observer` for each authorized station in each poll, before a command is sent for it. It
+  // must not change the service. Replaces an earlier observer; a null one ends it.
+  void SetObserver(Observer observer) { observer_ = std::move(observer); }
 
   // Begins a pass. The next one comes one poll interval later, and so on until the service is
   // switched off. Usually the timer's to call.
@@ -108,8 +109,10 @@ class ClientSteer : public Service {
   void CheckStation(const MacAddress& mac_address, std::int8_t signal_dbm);
   // The station has come to the interface at the cursor.
   void PlaceStation(StationSteerState& state, platform::WallTime now);
-  void SteerIfPoor(const MacAddress& mac_address, std::uint8_t link_quality_metric,
-                   StationSteerState& state, platform::WallTime now);
+  SteerInputs CollectInputs(const StationSteerState& state, std::int8_t signal_dbm,
+                            platform::WallTime now) const;
+  void Steer(const MacAddress& mac_address, const SteerInputs& inputs, StationSteerState& state,
+             platform::WallTime now);
   void Disassociate(const MacAddress& mac_address, const StationSteerState& state);
   void PruneStations();
 
@@ -127,6 +130,7 @@ class ClientSteer : public Service {
   std::uint8_t lqm_floor_;  // the one in force
   std::uint8_t lqm_hysteresis_;
   std::map<MacAddress, StationSteerState> stations_;
+  Observer observer_;
   platform::OneShotTimer poll_timer_;
   platform::WeakPtrFactory<ClientSteer> weak_ptr_factory_{this};
 };

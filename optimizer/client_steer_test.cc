@@ -36,83 +36,6 @@ std::string Steered(const std::string& interface, int number) {
   return SteeringWorld::Steered(interface, number);
 }
 
-TEST(LinkQualityMetricTest, IsTheSignalPlusAHundredWithinBounds) {
-  EXPECT_EQ(LinkQualityMetric(-128), 0);
-  EXPECT_EQ(LinkQualityMetric(-101), 0);
-  EXPECT_EQ(LinkQualityMetric(-100), 0);
-  EXPECT_EQ(LinkQualityMetric(-99), 1);
-  EXPECT_EQ(LinkQualityMetric(-70), 30);
-  EXPECT_EQ(LinkQualityMetric(-1), 99);
-  EXPECT_EQ(LinkQualityMetric(0), 100);
-  EXPECT_EQ(LinkQualityMetric(1), 100);
-  EXPECT_EQ(LinkQualityMetric(127), 100);
-}
-
-constexpr SteerDecision kSteered = {.link_quality_metric = 20,
-                                    .last_steer_link_quality_metric = 0,
-                                    .since_last_steer = 601s,
-                                    .lqm_floor = 30,
-                                    .lqm_hysteresis = 15,
-                                    .steer_interval = 600s};
-
-TEST(ShouldSteerTest, EachLimitItselfIsNotEnough) {
-  EXPECT_TRUE(ShouldSteer(kSteered));
-  SteerDecision decision = kSteered;
-  decision.lqm_floor = 20;
-  EXPECT_FALSE(ShouldSteer(decision));
-  decision.lqm_floor = 21;
-  EXPECT_TRUE(ShouldSteer(decision));
-
-  decision = kSteered;
-  decision.lqm_hysteresis = 20;
-  EXPECT_FALSE(ShouldSteer(decision));
-  decision.lqm_hysteresis = 19;
-  EXPECT_TRUE(ShouldSteer(decision));
-
-  decision = kSteered;
-  decision.since_last_steer = 600s;
-  EXPECT_FALSE(ShouldSteer(decision));
-  decision.since_last_steer = 600s + 1us;
-  EXPECT_TRUE(ShouldSteer(decision));
-}
-
-TEST(ShouldSteerTest, TheChangeCountsInBothDirections) {
-  SteerDecision decision = kSteered;
-  decision.last_steer_link_quality_metric = 36;
-  EXPECT_TRUE(ShouldSteer(decision));
-  decision.last_steer_link_quality_metric = 35;
-  EXPECT_FALSE(ShouldSteer(decision));
-  decision.link_quality_metric = 0;
-  decision.last_steer_link_quality_metric = 100;
-  EXPECT_TRUE(ShouldSteer(decision));
-}
-
-TEST(ShouldSteerTest, TheWholeRangeOfEightBitsWorks) {
-  SteerDecision decision = kSteered;
-  decision.lqm_floor = 255;
-  decision.link_quality_metric = 100;
-  EXPECT_TRUE(ShouldSteer(decision));
-  decision.lqm_hysteresis = 255;
-  EXPECT_FALSE(ShouldSteer(decision));
-  decision.lqm_hysteresis = 0;
-  decision.last_steer_link_quality_metric = 100;
-  EXPECT_FALSE(ShouldSteer(decision));
-  decision.last_steer_link_quality_metric = 99;
-  EXPECT_TRUE(ShouldSteer(decision));
-  decision.lqm_floor = 0;
-  decision.link_quality_metric = 0;
-  EXPECT_FALSE(ShouldSteer(decision));
-}
-
-TEST(ShouldSteerTest, ANegativeIntervalIsAlwaysOver) {
-  SteerDecision decision = kSteered;
-  decision.steer_interval = -5s;
-  decision.since_last_steer = 0s;
-  EXPECT_TRUE(ShouldSteer(decision));
-  decision.since_last_steer = -5s;  // the clock was set back
-  EXPECT_FALSE(ShouldSteer(decision));
-}
-
 class ClientSteerTest : public ::testing::Test {
  protected:
   // Not further than the pass before: the next one comes a poll interval later.
@@ -628,6 +551,67 @@ TEST_F(ClientSteerTest, LateStationsDisturbNoLaterPass) {
     world_.Pass(1s);
   }
   EXPECT_THAT(world_.TakeLog("Netlink error"), IsEmpty());
+}
+
+// One line for each judgement: poll, interface, address, metrics, time, verdict.
+std::string ToText(const StationJudgement& judgement, platform::WallTime now) {
+  const SteerInputs& inputs = judgement.inputs;
+  return fmt::format("{} {} {} {} {} {} {}", (now - platform::WallTime(1'000'000'000s)) / 1min,
+                     judgement.interface, judgement.mac_address.ToString(),
+                     inputs.link_quality_metric, inputs.last_steer_link_quality_metric,
+                     inputs.since_last_steer / 1min, static_cast<int>(judgement.verdict));
+}
+
+TEST_F(ClientSteerTest, AnObserverSeesEachJudgementAlsoOfNewStations) {
+  world_.steer->OnFlagChanged("clientSteeringInterval", "60");
+  std::vector<std::string> seen;
+  world_.steer->SetObserver([&](const StationJudgement& judgement) {
+    EXPECT_THAT(world_.hostapd.commands, IsEmpty()) << "the command follows";
+    seen.push_back(ToText(judgement, world_.loop.Now()));
+  });
+  world_.Join(k2400, 1, -80);
+  world_.Join(k5000, 2, -50).flags = 0;
+  Start();
+  Passes(3);
+  EXPECT_THAT(world_.TakeCommands(), SizeIs(1));
+  Passes(1);
+  world_.Leave(k2400, 1);
+  world_.Join(k5000, 1, -70);
+  Passes(1);
+  EXPECT_THAT(seen, ElementsAre("1 wlan-2400mhz 02:00:00:00:00:01 20 0 0 0",
+                                "2 wlan-2400mhz 02:00:00:00:00:01 20 0 1 3",
+                                "3 wlan-2400mhz 02:00:00:00:00:01 20 0 2 4",
+                                "4 wlan-2400mhz 02:00:00:00:00:01 20 20 1 2",
+                                "5 wlan-5000mhz 02:00:00:00:00:01 30 0 0 0"));
+}
+
+TEST_F(ClientSteerTest, AnObserverThatEndsSeesNoMore) {
+  int judgements = 0;
+  world_.steer->SetObserver([&judgements](const StationJudgement&) { ++judgements; });
+  world_.Join(k2400, 1, -80);
+  Start();
+  Passes(1);
+  world_.steer->SetObserver(nullptr);
+  Passes(12);
+  EXPECT_EQ(judgements, 1);
+  EXPECT_THAT(world_.TakeCommands(), SizeIs(1));
+}
+
+// There is no interface to name.
+TEST_F(ClientSteerTest, AnObserverDoesNotSeeStationsPastTheLastInterface) {
+  std::vector<std::string> interfaces;
+  world_.steer->SetObserver(
+      [&](const StationJudgement& judgement) { interfaces.push_back(judgement.interface); });
+  world_.Join(k5000, 2, -80);
+  Start();
+  world_.kernel.SetHolding(true);
+  Passes(1);
+  world_.steer->CheckAndSteer();
+  world_.kernel.SetHolding(false);
+  world_.Pass(0s);
+  EXPECT_THAT(interfaces, IsEmpty());
+  Passes(1);
+  EXPECT_THAT(interfaces, ElementsAre(k5000));
 }
 
 TEST_F(ClientSteerTest, AStopInTheMiddleOfAPassLetsItEnd) {
