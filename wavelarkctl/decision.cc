@@ -1,0 +1,55 @@
+#include "wavelarkctl/decision.h"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "wavelarkctl/seconds.h"
+
+namespace orvane::wavelarkctl {
+namespace {
+
+std::string Quote(const std::string& text) {
+  using Json = nlohmann::json;
+  constexpr int kOneLine = -1;
+  return Json(text).dump(kOneLine, ' ', false, Json::error_handler_t::replace);
+}
+
+}  // namespace
+
+ap::SteerVerdict DeriveWhy(const Decision& decision, const SteerLimits& limits) {
+  return ap::JudgeStation({.link_quality_metric = decision.metric,
+                           .last_steer_link_quality_metric = decision.last_metric,
+                           .since_last_steer = decision.since_last_steer,
+                           .lqm_floor = limits.lqm_floor,
+                           .lqm_hysteresis = limits.lqm_hysteresis,
+                           .steer_interval = limits.steer_interval});
+}
+
+std::string_view WhyText(ap::SteerVerdict why) {
+  switch (why) {
+    case ap::SteerVerdict::kNew:
+      return "new";
+    case ap::SteerVerdict::kNotBelowFloor:
+      return "not-below-floor";
+    case ap::SteerVerdict::kWithinHysteresis:
+      return "within-hysteresis";
+    case ap::SteerVerdict::kTooEarly:
+      return "too-early";
+    case ap::SteerVerdict::kSteered:
+      return "steered";
+  }
+  return "";
+}
+
+// A JSON object of the library takes four times as long as the text, of which a day has millions.
+std::string JsonLine(const Decision& decision) {
+  return fmt::format(R"({{"time":{},"interface":{},"address":{},"metric":{},"last_metric":{},)"
+                     R"("since_last_steer":{},"steered":{},"why":"{}"}})",
+                     FormatSeconds(decision.time.time_since_epoch()), Quote(decision.interface),
+                     Quote(decision.address), decision.metric, decision.last_metric,
+                     FormatSeconds(decision.since_last_steer), decision.steered,
+                     WhyText(decision.why));
+}
+
+}  // namespace orvane::wavelarkctl
