@@ -4,8 +4,6 @@
 
 #include <string_view>
 
-#include "bridge/netlink_numbers.h"
-
 namespace orvane::bridge {
 namespace {
 
@@ -23,7 +21,7 @@ std::string TextOf(const Attribute& attribute) {
 std::optional<MulticastFamily> ParseMulticastFamily(
     const platform::GenericNetlinkMessage& message) {
   const AttributeList& attributes = *message.const_attributes();
-  const auto id = ReadNumber<std::uint16_t>(attributes, CTRL_ATTR_FAMILY_ID);
+  const auto id = attributes.Get<std::uint16_t>(CTRL_ATTR_FAMILY_ID);
   if (message.command() != CTRL_CMD_NEWFAMILY || !id.has_value()) return std::nullopt;
 
   MulticastFamily family;
@@ -31,7 +29,7 @@ std::optional<MulticastFamily> ParseMulticastFamily(
   for (const Attribute& entry : AttributeList(attributes.Find(CTRL_ATTR_MCAST_GROUPS))) {
     const AttributeList group(entry);
     const std::string name = TextOf(group.Find(CTRL_ATTR_MCAST_GRP_NAME));
-    const auto number = ReadNumber<std::uint32_t>(group, CTRL_ATTR_MCAST_GRP_ID);
+    const auto number = group.Get<std::uint32_t>(CTRL_ATTR_MCAST_GRP_ID);
     if (!name.empty() && number.has_value()) family.groups.emplace(name, *number);
   }
   return family;

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <span>
 
-#include "bridge/netlink_numbers.h"
 #include "platform/byte_string.h"
 
 namespace orvane::bridge {
@@ -53,7 +52,7 @@ EapolMessage MessageOf(Bytes frame) {
 std::optional<Content> ReadFrameSent(const AttributeList& attributes) {
   const auto frame = ParseManagementFrame(attributes.Find(NL80211_ATTR_FRAME).payload());
   if (!frame.has_value()) return std::nullopt;
-  return FrameSent{*frame, HasFlag(attributes, NL80211_ATTR_ACK)};
+  return FrameSent{*frame, attributes.HasFlag(NL80211_ATTR_ACK)};
 }
 
 std::optional<Content> ReadEapolSent(const AttributeList& attributes) {
@@ -87,7 +86,7 @@ std::optional<Content> ReadContent(std::uint8_t command, const AttributeList& at
 
 std::optional<Nl80211Event> ParseNl80211Event(const platform::GenericNetlinkMessage& message) {
   const AttributeList& attributes = *message.const_attributes();
-  const auto interface_index = ReadNumber<std::uint32_t>(attributes, NL80211_ATTR_IFINDEX);
+  const auto interface_index = attributes.Get<std::uint32_t>(NL80211_ATTR_IFINDEX);
   if (!interface_index.has_value()) return std::nullopt;
   std::optional<Content> content = ReadContent(message.command(), attributes);
   if (!content.has_value()) return std::nullopt;

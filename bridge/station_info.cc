@@ -2,8 +2,6 @@
 
 #include <linux/nl80211.h>
 
-#include "bridge/netlink_numbers.h"
-
 namespace orvane::bridge {
 namespace {
 
@@ -28,22 +26,21 @@ constexpr int kDefaultWidthMhz = 20;  // of a rate without a flag
 
 // Nothing where the access point gave the station only a part of the channel.
 std::optional<int> ReadBandwidth(const AttributeList& rate) {
-  if (HasFlag(rate, NL80211_RATE_INFO_HE_RU_ALLOC) ||
-      HasFlag(rate, NL80211_RATE_INFO_EHT_RU_ALLOC)) {
+  if (rate.HasFlag(NL80211_RATE_INFO_HE_RU_ALLOC) || rate.HasFlag(NL80211_RATE_INFO_EHT_RU_ALLOC)) {
     return std::nullopt;
   }
   for (const WidthRow& row : kWidths) {
-    if (HasFlag(rate, row.flag)) return row.mhz;
+    if (rate.HasFlag(row.flag)) return row.mhz;
   }
   return kDefaultWidthMhz;
 }
 
 std::optional<std::int64_t> ReadKbps(const AttributeList& rate) {
-  if (const auto steps = ReadNumber<std::uint32_t>(rate, NL80211_RATE_INFO_BITRATE32)) {
+  if (const auto steps = rate.Get<std::uint32_t>(NL80211_RATE_INFO_BITRATE32)) {
     return *steps * kKbpsPerStep;
   }
   // Zero where the rate does not fit into 16 bits.
-  const auto steps = ReadNumber<std::uint16_t>(rate, NL80211_RATE_INFO_BITRATE);
+  const auto steps = rate.Get<std::uint16_t>(NL80211_RATE_INFO_BITRATE);
   if (!steps.has_value() || *steps == 0) return std::nullopt;
   return *steps * kKbpsPerStep;
 }
@@ -54,17 +51,17 @@ TransmitRate ReadTransmitRate(const AttributeList& attributes) {
   // Without a rate the flags say nothing.
   if (!rate.kbps.has_value()) return rate;
   rate.bandwidth_mhz = ReadBandwidth(attributes);
-  rate.ht_mcs = ReadNumber<std::uint8_t>(attributes, NL80211_RATE_INFO_MCS);
-  rate.vht_mcs = ReadNumber<std::uint8_t>(attributes, NL80211_RATE_INFO_VHT_MCS);
-  rate.vht_nss = ReadNumber<std::uint8_t>(attributes, NL80211_RATE_INFO_VHT_NSS);
+  rate.ht_mcs = attributes.Get<std::uint8_t>(NL80211_RATE_INFO_MCS);
+  rate.vht_mcs = attributes.Get<std::uint8_t>(NL80211_RATE_INFO_VHT_MCS);
+  rate.vht_nss = attributes.Get<std::uint8_t>(NL80211_RATE_INFO_VHT_NSS);
   if (rate.ht_mcs.has_value() || rate.vht_mcs.has_value()) {
-    rate.short_guard_interval = HasFlag(attributes, NL80211_RATE_INFO_SHORT_GI);
+    rate.short_guard_interval = attributes.HasFlag(NL80211_RATE_INFO_SHORT_GI);
   }
   return rate;
 }
 
 std::optional<int> ReadSignal(const AttributeList& station_info, int type) {
-  return ReadNumber<std::int8_t>(station_info, type);
+  return station_info.Get<std::int8_t>(type);
 }
 
 }  // namespace

@@ -109,31 +109,14 @@ class InputKernel : public platform::NetlinkKernel {
 
 // A record without what it must have ends the process, by design. The same conditions, told apart
 // from the records' own checks.
-bool HasNest(const AttributeList& list, int type) {
-  AttributeList nest;
-  return list.ConstGetNestedAttributeList(type, &nest);
-}
-
 bool HasAddress(const AttributeList& list, int type) {
-  platform::ByteString address;
-  return list.GetRawAttributeValue(type, &address) && address.GetLength() == 6;
-}
-
-bool HasU32(const AttributeList& list, int type) {
-  std::uint32_t value = 0;
-  return list.GetU32AttributeValue(type, &value);
-}
-
-bool HasU64(const AttributeList& list, int type) {
-  std::uint64_t value = 0;
-  return list.GetU64AttributeValue(type, &value);
+  return list.Find(type).payload().size() == 6;
 }
 
 bool IsWholeStation(const AttributeList& list) {
-  AttributeList info;
-  return list.ConstGetNestedAttributeList(NL80211_ATTR_STA_INFO, &info) &&
-         HasNest(info, NL80211_STA_INFO_TX_BITRATE) && HasNest(info, NL80211_STA_INFO_RX_BITRATE) &&
-         HasU64(info, NL80211_STA_INFO_STA_FLAGS);
+  const AttributeList info(list.Find(NL80211_ATTR_STA_INFO));
+  return info.Find(NL80211_STA_INFO_TX_BITRATE) && info.Find(NL80211_STA_INFO_RX_BITRATE) &&
+         info.Get<std::uint64_t>(NL80211_STA_INFO_STA_FLAGS);
 }
 
 // Keeps the compiler from leaving out what was read.
@@ -144,10 +127,9 @@ void Use(Values... values) {
 }
 
 void ReadBytesOfStation(const AttributeList& list, const ap::Nl80211Station& station) {
-  AttributeList info;
-  CHECK(list.ConstGetNestedAttributeList(NL80211_ATTR_STA_INFO, &info));
-  if (HasU64(info, NL80211_STA_INFO_TX_BYTES64)) Use(station.GetTxBytes());
-  if (HasU64(info, NL80211_STA_INFO_RX_BYTES64)) Use(station.GetRxBytes());
+  const AttributeList info(list.Find(NL80211_ATTR_STA_INFO));
+  if (info.Get<std::uint64_t>(NL80211_STA_INFO_TX_BYTES64)) Use(station.GetTxBytes());
+  if (info.Get<std::uint64_t>(NL80211_STA_INFO_RX_BYTES64)) Use(station.GetRxBytes());
 }
 
 // Everything that can be asked of it.
@@ -156,7 +138,7 @@ void ReadStation(const GenericNetlinkMessage& message) {
   if (!IsWholeStation(list)) return;
   const ap::Nl80211Station station(message);
   ReadBytesOfStation(list, station);
-  if (HasU32(list, NL80211_ATTR_IFINDEX)) Use(station.GetInterfaceIndex());
+  if (list.Get<std::uint32_t>(NL80211_ATTR_IFINDEX)) Use(station.GetInterfaceIndex());
   if (HasAddress(list, NL80211_ATTR_MAC)) CHECK(station.GetMacAddress().ToString().size() == 17);
   CHECK(station.GetTxBitrate() % 100 == 0 && station.GetRxBitrate() % 100 == 0);
   CHECK(station.GetTxMode() == "HT" || station.GetTxMode() == "VHT");
@@ -172,7 +154,7 @@ void ReadStation(const GenericNetlinkMessage& message) {
 
 void ReadMeshPath(const GenericNetlinkMessage& message) {
   const AttributeList& list = *message.const_attributes();
-  if (!HasNest(list, NL80211_ATTR_MPATH_INFO)) return;
+  if (!list.Find(NL80211_ATTR_MPATH_INFO)) return;
   const ap::Nl80211MeshPath path(message);
   const ap::Nl80211MeshProxyPath proxy_path(message);
   if (HasAddress(list, NL80211_ATTR_MAC)) {
@@ -181,7 +163,7 @@ void ReadMeshPath(const GenericNetlinkMessage& message) {
   if (HasAddress(list, NL80211_ATTR_MPATH_NEXT_HOP)) {
     CHECK(path.GetNextHop() == proxy_path.GetMeshProxy());
   }
-  if (HasU32(list, NL80211_ATTR_IFINDEX)) Use(path.GetInterfaceIndex());
+  if (list.Get<std::uint32_t>(NL80211_ATTR_IFINDEX)) Use(path.GetInterfaceIndex());
   Use(path.GetMetric(), path.GetFrameQueueLength());
   Use(path.IsActive(), path.IsResolving(), path.IsSnValid(), path.IsFixed(), path.IsResolved());
 }

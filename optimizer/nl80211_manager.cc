@@ -49,9 +49,8 @@ MessageHandler HandleRecord(std::function<void(const Record&)> callback) {
 }
 
 std::string StationAddressText(const GenericNetlinkMessage& message) {
-  ByteString bytes;
+  const ByteString bytes(message.const_attributes()->Find(NL80211_ATTR_MAC).payload());
   MacAddress address;
-  message.const_attributes()->GetRawAttributeValue(NL80211_ATTR_MAC, &bytes);
   return MacAddress::ParseFromByteString(bytes, &address) ? address.ToString() : "without address";
 }
 
@@ -129,19 +128,19 @@ void SetStationAddress(const MacAddress& mac_address, GenericNetlinkRequest* req
 void Nl80211Manager::GetStation(const AttributeList& attributes, NetlinkManager* netlink_manager,
                                 StationCallback station_callback,
                                 CompletionCallback completion_callback) {
-  std::uint32_t interface_index = 0;
-  if (!attributes.GetU32AttributeValue(NL80211_ATTR_IFINDEX, &interface_index)) {
+  const auto interface_index = attributes.Get<std::uint32_t>(NL80211_ATTR_IFINDEX);
+  if (!interface_index) {
     Fail(completion_callback, "Missing interface index attribute", EINVAL);
     return;
   }
-  ByteString address;
-  if (!attributes.GetRawAttributeValue(NL80211_ATTR_MAC, &address)) {
+  const platform::Attribute address = attributes.Find(NL80211_ATTR_MAC);
+  if (!address) {
     Fail(completion_callback, "Missing MAC address attribute", EINVAL);
     return;
   }
   GenericNetlinkRequest request(netlink_manager->nl80211_message_type(), NL80211_CMD_GET_STATION);
-  internal::SetInterfaceIndex(interface_index, &request);
-  internal::SetStationAddress(address, &request);
+  internal::SetInterfaceIndex(*interface_index, &request);
+  internal::SetStationAddress(ByteString(address.payload()), &request);
   SendRequest(request, netlink_manager, HandleRecord(std::move(station_callback)),
               std::move(completion_callback));
 }

@@ -11,48 +11,46 @@ using platform::ByteString;
 
 Nl80211MeshPath::Nl80211MeshPath(const platform::GenericNetlinkMessage& message)
     : message_(&message) {
-  CHECK_TEXT(message_->const_attributes()->ConstGetNestedAttributeList(NL80211_ATTR_MPATH_INFO,
-                                                                       &mesh_path_information_),
+  const platform::Attribute information =
+      message_->const_attributes()->Find(NL80211_ATTR_MPATH_INFO);
+  CHECK_TEXT(information,
              "message_->const_attributes()->ConstGetNestedAttributeList( "
              "NL80211_ATTR_MPATH_INFO, &mesh_path_information_)");
-  mesh_path_information_.GetU8AttributeValue(NL80211_MPATH_INFO_FLAGS, &flags_);
+  mesh_path_information_ = platform::AttributeList(information);
+  flags_ = mesh_path_information_.Get<std::uint8_t>(NL80211_MPATH_INFO_FLAGS).value_or(0);
 }
 
 std::uint32_t Nl80211MeshPath::GetInterfaceIndex() const {
-  std::uint32_t interface_index = 0;
-  CHECK_TEXT(
-      message_->const_attributes()->GetU32AttributeValue(NL80211_ATTR_IFINDEX, &interface_index),
-      "message_->const_attributes()->GetU32AttributeValue( NL80211_ATTR_IFINDEX, "
-      "&interface_index)");
-  return interface_index;
+  const auto interface_index =
+      message_->const_attributes()->Get<std::uint32_t>(NL80211_ATTR_IFINDEX);
+  CHECK_TEXT(interface_index.has_value(),
+             "message_->const_attributes()->GetU32AttributeValue( NL80211_ATTR_IFINDEX, "
+             "&interface_index)");
+  return *interface_index;
 }
 
 MacAddress Nl80211MeshPath::GetDestination() const {
-  ByteString address;
-  CHECK_TEXT(message_->const_attributes()->GetRawAttributeValue(NL80211_ATTR_MAC, &address),
+  const platform::Attribute address = message_->const_attributes()->Find(NL80211_ATTR_MAC);
+  CHECK_TEXT(address,
              "message_->const_attributes()->GetRawAttributeValue( NL80211_ATTR_MAC, &address)");
-  return MacAddress(address);
+  return MacAddress(ByteString(address.payload()));
 }
 
 MacAddress Nl80211MeshPath::GetNextHop() const {
-  ByteString address;
-  CHECK_TEXT(
-      message_->const_attributes()->GetRawAttributeValue(NL80211_ATTR_MPATH_NEXT_HOP, &address),
-      "message_->const_attributes()->GetRawAttributeValue( NL80211_ATTR_MPATH_NEXT_HOP, "
-      "&address)");
-  return MacAddress(address);
+  const platform::Attribute address =
+      message_->const_attributes()->Find(NL80211_ATTR_MPATH_NEXT_HOP);
+  CHECK_TEXT(address,
+             "message_->const_attributes()->GetRawAttributeValue( NL80211_ATTR_MPATH_NEXT_HOP, "
+             "&address)");
+  return MacAddress(ByteString(address.payload()));
 }
 
 std::uint32_t Nl80211MeshPath::GetFrameQueueLength() const {
-  std::uint32_t length = 0;
-  mesh_path_information_.GetU32AttributeValue(NL80211_MPATH_INFO_FRAME_QLEN, &length);
-  return length;
+  return mesh_path_information_.Get<std::uint32_t>(NL80211_MPATH_INFO_FRAME_QLEN).value_or(0);
 }
 
 std::uint32_t Nl80211MeshPath::GetMetric() const {
-  std::uint32_t metric = 0;
-  mesh_path_information_.GetU32AttributeValue(NL80211_MPATH_INFO_METRIC, &metric);
-  return metric;
+  return mesh_path_information_.Get<std::uint32_t>(NL80211_MPATH_INFO_METRIC).value_or(0);
 }
 
 bool Nl80211MeshPath::IsActive() const { return (flags_ & NL80211_MPATH_FLAG_ACTIVE) != 0; }

@@ -11,26 +11,25 @@ using platform::ByteString;
 
 Nl80211MeshProxyPath::Nl80211MeshProxyPath(const platform::GenericNetlinkMessage& message)
     : message_(&message) {
-  CHECK_TEXT(message_->const_attributes()->ConstGetNestedAttributeList(
-                 NL80211_ATTR_MPATH_INFO, &mesh_proxy_path_information_),
+  CHECK_TEXT(message_->const_attributes()->Find(NL80211_ATTR_MPATH_INFO),
              "message_->const_attributes()->ConstGetNestedAttributeList( "
              "NL80211_ATTR_MPATH_INFO, &mesh_proxy_path_information_)");
 }
 
 MacAddress Nl80211MeshProxyPath::GetDestination() const {
-  ByteString address;
-  CHECK_TEXT(message_->const_attributes()->GetRawAttributeValue(NL80211_ATTR_MAC, &address),
+  const platform::Attribute address = message_->const_attributes()->Find(NL80211_ATTR_MAC);
+  CHECK_TEXT(address,
              "message_->const_attributes()->GetRawAttributeValue( NL80211_ATTR_MAC, &address)");
-  return MacAddress(address);
+  return MacAddress(ByteString(address.payload()));
 }
 
 MacAddress Nl80211MeshProxyPath::GetMeshProxy() const {
-  ByteString address;
-  CHECK_TEXT(
-      message_->const_attributes()->GetRawAttributeValue(NL80211_ATTR_MPATH_NEXT_HOP, &address),
-      "message_->const_attributes()->GetRawAttributeValue( NL80211_ATTR_MPATH_NEXT_HOP, "
-      "&address)");
-  return MacAddress(address);
+  const platform::Attribute address =
+      message_->const_attributes()->Find(NL80211_ATTR_MPATH_NEXT_HOP);
+  CHECK_TEXT(address,
+             "message_->const_attributes()->GetRawAttributeValue( NL80211_ATTR_MPATH_NEXT_HOP, "
+             "&address)");
+  return MacAddress(ByteString(address.payload()));
 }
 
 }  // namespace orvane::ap

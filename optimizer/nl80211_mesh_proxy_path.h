@@ -2,7 +2,6 @@
 #define OPTIMIZER_NL80211_MESH_PROXY_PATH_H_
 
 #include "common/mac_address.h"
-#include "platform/netlink/attribute_list.h"
 #include "platform/netlink/netlink_message.h"
 
 namespace orvane::ap {
@@ -22,7 +21,6 @@ class Nl80211MeshProxyPath {
 
  private:
   const platform::GenericNetlinkMessage* message_;
-  platform::AttributeList mesh_proxy_path_information_;
 };
 
 }  // namespace orvane::ap

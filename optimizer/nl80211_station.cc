@@ -3,7 +3,6 @@
 #include <linux/nl80211.h>
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 
 #include "platform/byte_string.h"
@@ -17,44 +16,27 @@ using platform::ByteString;
 
 namespace {
 
-std::uint32_t GetU32OrZero(const AttributeList& list, int type) {
-  std::uint32_t value = 0;
-  list.GetU32AttributeValue(type, &value);
-  return value;
-}
-
-std::uint8_t GetU8OrZero(const AttributeList& list, int type) {
-  std::uint8_t value = 0;
-  list.GetU8AttributeValue(type, &value);
-  return value;
-}
-
-bool IsFlagSet(const AttributeList& list, int type) {
-  bool value = false;
-  return list.GetFlagAttributeValue(type, &value) && value;
-}
-
 // The kernel counts in units of 100 kbit/s.
 std::uint64_t GetBitrate(const AttributeList& rate) {
-  return std::uint64_t{GetU32OrZero(rate, NL80211_RATE_INFO_BITRATE32)} * 100;
+  return std::uint64_t{rate.Get<std::uint32_t>(NL80211_RATE_INFO_BITRATE32).value_or(0)} * 100;
 }
 
 // A rate has one of the two, or none.
 std::uint8_t GetMcs(const AttributeList& rate) {
-  return static_cast<std::uint8_t>(GetU8OrZero(rate, NL80211_RATE_INFO_MCS) +
-                                   GetU8OrZero(rate, NL80211_RATE_INFO_VHT_MCS));
+  return static_cast<std::uint8_t>(rate.Get<std::uint8_t>(NL80211_RATE_INFO_MCS).value_or(0) +
+                                   rate.Get<std::uint8_t>(NL80211_RATE_INFO_VHT_MCS).value_or(0));
 }
 
 std::string_view GetMode(const AttributeList& rate) {
-  return GetU8OrZero(rate, NL80211_RATE_INFO_MCS) != 0 ? "HT" : "VHT";
+  return rate.Get<std::uint8_t>(NL80211_RATE_INFO_MCS).value_or(0) != 0 ? "HT" : "VHT";
 }
 
 std::string_view GetGuardInterval(const AttributeList& rate) {
-  return IsFlagSet(rate, NL80211_RATE_INFO_SHORT_GI) ? "short" : "long";
+  return rate.HasFlag(NL80211_RATE_INFO_SHORT_GI) ? "short" : "long";
 }
 
 std::uint8_t GetNss(const AttributeList& rate) {
-  return GetU8OrZero(rate, NL80211_RATE_INFO_VHT_NSS);
+  return rate.Get<std::uint8_t>(NL80211_RATE_INFO_VHT_NSS).value_or(0);
 }
 
 struct WidthRow {
@@ -72,7 +54,7 @@ constexpr std::uint32_t kDefaultWidth = 20;
 
 std::uint32_t GetChannelWidth(const AttributeList& rate) {
   for (const WidthRow& row : kWidths) {
-    if (IsFlagSet(rate, row.flag)) return row.width;
+    if (rate.HasFlag(row.flag)) return row.width;
   }
   return kDefaultWidth;
 }
@@ -139,9 +121,7 @@ constexpr RequiredAttribute kRequiredAttributes[] = {
     {[](const StationAttributes& found) { return bool{found.rx_rate}; },
      "station_information_->ConstGetNestedAttributeList( "
      "NL80211_STA_INFO_RX_BITRATE, &rx_rate_information_)"},
-    {[](const StationAttributes& found) {
-       return found.flags && found.flags.payload().size() == sizeof(std::uint64_t);
-     },
+    {[](const StationAttributes& found) { return found.flags.As<std::uint64_t>().has_value(); },
      "station_information_->GetU64AttributeValue( NL80211_STA_INFO_STA_FLAGS, "
      "reinterpret_cast<uint64_t *>(&station_flags_))"},
 };
@@ -159,9 +139,7 @@ Nl80211Station::Nl80211Station(const platform::GenericNetlinkMessage& message)
   station_information_ = AttributeList(found.station_information);
   tx_rate_information_ = AttributeList(found.tx_rate);
   rx_rate_information_ = AttributeList(found.rx_rate);
-  std::uint64_t flags = 0;
-  found.flags.GetU64(&flags);
-  station_flags_ = std::bit_cast<StationFlags>(flags);
+  station_flags_ = found.flags.As<StationFlags>().value_or(StationFlags{});
 }
 
 bool Nl80211Station::IsComplete(const platform::GenericNetlinkMessage& message) {
@@ -180,56 +158,54 @@ MacAddress Nl80211Station::GetMacAddress() const {
 }
 
 std::uint64_t Nl80211Station::GetTxBytes() const {
-  std::uint64_t bytes = 0;
-  CHECK_TEXT(station_information_.GetU64AttributeValue(NL80211_STA_INFO_TX_BYTES64, &bytes),
+  const auto bytes = station_information_.Get<std::uint64_t>(NL80211_STA_INFO_TX_BYTES64);
+  CHECK_TEXT(bytes.has_value(),
              "station_information_->GetU64AttributeValue( NL80211_STA_INFO_TX_BYTES64, &bytes)");
-  return bytes;
+  return *bytes;
 }
 
 std::uint64_t Nl80211Station::GetRxBytes() const {
-  std::uint64_t bytes = 0;
-  CHECK_TEXT(station_information_.GetU64AttributeValue(NL80211_STA_INFO_RX_BYTES64, &bytes),
+  const auto bytes = station_information_.Get<std::uint64_t>(NL80211_STA_INFO_RX_BYTES64);
+  CHECK_TEXT(bytes.has_value(),
              "station_information_->GetU64AttributeValue( NL80211_STA_INFO_RX_BYTES64, &bytes)");
-  return bytes;
+  return *bytes;
 }
 
 std::uint32_t Nl80211Station::GetInterfaceIndex() const {
-  std::uint32_t interface_index = 0;
-  CHECK_TEXT(
-      message_->const_attributes()->GetU32AttributeValue(NL80211_ATTR_IFINDEX, &interface_index),
-      "message_->const_attributes()->GetU32AttributeValue( NL80211_ATTR_IFINDEX, "
-      "&interface_index)");
-  return interface_index;
+  const auto interface_index =
+      message_->const_attributes()->Get<std::uint32_t>(NL80211_ATTR_IFINDEX);
+  CHECK_TEXT(interface_index.has_value(),
+             "message_->const_attributes()->GetU32AttributeValue( NL80211_ATTR_IFINDEX, "
+             "&interface_index)");
+  return *interface_index;
 }
 
 std::uint32_t Nl80211Station::GetInactiveTime() const {
-  return GetU32OrZero(station_information_, NL80211_STA_INFO_INACTIVE_TIME);
+  return station_information_.Get<std::uint32_t>(NL80211_STA_INFO_INACTIVE_TIME).value_or(0);
 }
 
 std::uint32_t Nl80211Station::GetConnectedTime() const {
-  return GetU32OrZero(station_information_, NL80211_STA_INFO_CONNECTED_TIME);
+  return station_information_.Get<std::uint32_t>(NL80211_STA_INFO_CONNECTED_TIME).value_or(0);
 }
 
 std::uint32_t Nl80211Station::GetRxPackets() const {
-  return GetU32OrZero(station_information_, NL80211_STA_INFO_RX_PACKETS);
+  return station_information_.Get<std::uint32_t>(NL80211_STA_INFO_RX_PACKETS).value_or(0);
 }
 
 std::uint32_t Nl80211Station::GetTxPackets() const {
-  return GetU32OrZero(station_information_, NL80211_STA_INFO_TX_PACKETS);
+  return station_information_.Get<std::uint32_t>(NL80211_STA_INFO_TX_PACKETS).value_or(0);
 }
 
 std::uint32_t Nl80211Station::GetTxFailed() const {
-  return GetU32OrZero(station_information_, NL80211_STA_INFO_TX_FAILED);
+  return station_information_.Get<std::uint32_t>(NL80211_STA_INFO_TX_FAILED).value_or(0);
 }
 
 std::int8_t Nl80211Station::GetSignal() const {
-  return static_cast<std::int8_t>(GetU8OrZero(station_information_, NL80211_STA_INFO_SIGNAL));
+  return station_information_.Get<std::int8_t>(NL80211_STA_INFO_SIGNAL).value_or(0);
 }
 
 std::int8_t Nl80211Station::GetSignalAverage() const {
-  std::uint8_t value = 0;
-  signal_average_.GetU8(&value);
-  return static_cast<std::int8_t>(value);
+  return signal_average_.As<std::int8_t>().value_or(0);
 }
 
 bool Nl80211Station::HasFlag(int flag) const { return (station_flags_.set >> flag & 1U) != 0; }

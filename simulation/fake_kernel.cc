@@ -287,8 +287,7 @@ void FakeKernel::Push(Peer& peer, std::span<const std::uint8_t> datagram, const 
 }
 
 std::optional<std::string> FakeKernel::FindInterface(const AttributeList& attributes) const {
-  std::uint32_t index = 0;
-  attributes.GetU32AttributeValue(NL80211_ATTR_IFINDEX, &index);
+  const auto index = attributes.Get<std::uint32_t>(NL80211_ATTR_IFINDEX);
   const auto found = std::ranges::find(indexes_, index, [](const auto& row) { return row.second; });
   if (found == indexes_.end()) return std::nullopt;
   return found->first;

@@ -9,25 +9,9 @@ Attribute AttributeList::Find(int type) const {
   return Attribute();
 }
 
-bool AttributeList::GetFlagAttributeValue(int type, bool* value) const {
+bool AttributeList::HasFlag(int type) const {
   const Attribute attribute = Find(type);
-  if (!attribute || !attribute.payload().empty()) return false;
-  *value = true;
-  return true;
-}
-
-bool AttributeList::GetRawAttributeValue(int type, ByteString* value) const {
-  const Attribute attribute = Find(type);
-  if (!attribute) return false;
-  *value = ByteString(attribute.payload());
-  return true;
-}
-
-bool AttributeList::ConstGetNestedAttributeList(int type, AttributeList* value) const {
-  const Attribute attribute = Find(type);
-  if (!attribute) return false;
-  *value = AttributeList(attribute);
-  return true;
+  return attribute && attribute.payload().empty();
 }
 
 }  // namespace orvane::platform

@@ -8,15 +8,12 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+#include <optional>
 #include <span>
-
-#include "platform/byte_string.h"
 
 namespace orvane::platform {
 
-// One attribute of a netlink message, read where it lies: a view, valid as long as its message. The
-// getters of numbers report false, and leave `value` alone, when the attribute is absent or its
-// payload has another size than the number. Numbers are in the machine's byte order.
+// One attribute of a netlink message, read where it lies: a view, valid as long as its message.
 class Attribute {
  public:
   // An absent one.
@@ -27,24 +24,21 @@ class Attribute {
 
   explicit operator bool() const { return payload_ != nullptr; }
 
-  // Without the bits that tell nesting and byte order.
+  // Without the bits for nesting and byte order.
   std::uint16_t type() const { return type_ & NLA_TYPE_MASK; }
   std::span<const std::uint8_t> payload() const { return {payload_, length_}; }
 
-  bool GetU8(std::uint8_t* value) const { return GetNumber(value); }
-  bool GetU16(std::uint16_t* value) const { return GetNumber(value); }
-  bool GetU32(std::uint32_t* value) const { return GetNumber(value); }
-  bool GetU64(std::uint64_t* value) const { return GetNumber(value); }
-  bool GetS32(std::int32_t* value) const { return GetNumber(value); }
-
- private:
-  template <typename Number>
-  bool GetNumber(Number* value) const {
-    if (payload_ == nullptr || length_ != sizeof(Number)) return false;
-    std::memcpy(value, payload_, sizeof(Number));
-    return true;
+  // The number, or the struct, that is the whole payload, in the machine's byte order. Nothing if
+  // the attribute is absent or its payload has another size.
+  template <typename Value>
+  std::optional<Value> As() const {
+    if (payload_ == nullptr || length_ != sizeof(Value)) return std::nullopt;
+    Value value;
+    std::memcpy(&value, payload_, sizeof(value));
+    return value;
   }
 
+ private:
   const std::uint8_t* payload_ = nullptr;
   std::uint16_t length_ = 0;
   std::uint16_t type_ = 0;
@@ -54,10 +48,8 @@ class Attribute {
 // read outside the bytes that it was given. The list ends before the first attribute that is cut
 // off or whose length is less than its header's; what stands before it is read.
 //
-// A range of attributes, for one walk that notes several of them; the getters walk once each, and
-// where a type occurs more than once they take the first. They report false when the attribute is
-// absent or its payload has not the size of the value (a raw value and a nested list may have any),
-// and then leave `value` as it was.
+// It is a range, for one walk that looks for several attributes. The getters walk once each, and
+// take the first attribute of their type.
 class AttributeList {
  public:
   class Iterator {
@@ -114,22 +106,13 @@ class AttributeList {
   // The first of the type, or an absent one.
   Attribute Find(int type) const;
 
-  bool GetU8AttributeValue(int type, std::uint8_t* value) const { return Find(type).GetU8(value); }
-  bool GetU16AttributeValue(int type, std::uint16_t* value) const {
-    return Find(type).GetU16(value);
-  }
-  bool GetU32AttributeValue(int type, std::uint32_t* value) const {
-    return Find(type).GetU32(value);
-  }
-  bool GetU64AttributeValue(int type, std::uint64_t* value) const {
-    return Find(type).GetU64(value);
+  template <typename Value>
+  std::optional<Value> Get(int type) const {
+    return Find(type).As<Value>();
   }
 
-  // A flag is set by being there, with no payload.
-  bool GetFlagAttributeValue(int type, bool* value) const;
-
-  bool GetRawAttributeValue(int type, ByteString* value) const;
-  bool ConstGetNestedAttributeList(int type, AttributeList* value) const;
+  // A flag is set if it is there, with no payload.
+  bool HasFlag(int type) const;
 
  private:
   std::span<const std::uint8_t> bytes_;

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -19,6 +20,8 @@ using simulation::AttributeBuilder;
 using simulation::BytesBuilder;
 
 using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Optional;
 
 // Bytes in a block of just their size, so that AddressSanitizer sees a step over the end.
 class ExactBytes {
@@ -52,82 +55,45 @@ TEST(AttributeListTest, ReadsEachKindOfValue) {
                          .bytes();
   const AttributeList list{std::span(bytes)};
 
-  std::uint8_t u8 = 0;
-  EXPECT_TRUE(list.GetU8AttributeValue(1, &u8));
-  EXPECT_EQ(u8, 0xc4);
-  std::uint16_t u16 = 0;
-  EXPECT_TRUE(list.GetU16AttributeValue(2, &u16));
-  EXPECT_EQ(u16, 0x1234);
-  std::uint32_t u32 = 0;
-  EXPECT_TRUE(list.GetU32AttributeValue(3, &u32));
-  EXPECT_EQ(u32, 0xdeadbeef);
-  std::uint64_t u64 = 0;
-  EXPECT_TRUE(list.GetU64AttributeValue(4, &u64));
-  EXPECT_EQ(u64, 0x0123456789abcdefU);
-  bool flag = false;
-  EXPECT_TRUE(list.GetFlagAttributeValue(5, &flag));
-  EXPECT_TRUE(flag);
-  ByteString raw;
-  EXPECT_TRUE(list.GetRawAttributeValue(6, &raw));
-  EXPECT_EQ(raw.HexEncode(), "010203040506");
-  AttributeList nested;
-  ASSERT_TRUE(list.ConstGetNestedAttributeList(7, &nested));
-  EXPECT_TRUE(nested.GetU8AttributeValue(1, &u8));
-  EXPECT_EQ(u8, 9);
+  EXPECT_THAT(list.Get<std::uint8_t>(1), Optional(0xc4));
+  EXPECT_THAT(list.Get<std::uint16_t>(2), Optional(0x1234));
+  EXPECT_THAT(list.Get<std::uint32_t>(3), Optional(0xdeadbeef));
+  EXPECT_THAT(list.Get<std::int32_t>(3), Optional(static_cast<std::int32_t>(0xdeadbeef)));
+  EXPECT_THAT(list.Get<std::uint64_t>(4), Optional(0x0123456789abcdefU));
+  EXPECT_TRUE(list.HasFlag(5));
+  EXPECT_THAT(list.Find(6).payload(), ElementsAre(1, 2, 3, 4, 5, 6));
+  EXPECT_THAT(AttributeList(list.Find(7)).Get<std::uint8_t>(1), Optional(9));
 }
 
-TEST(AttributeListTest, AbsentValuesReportFalseAndChangeNothing) {
+TEST(AttributeListTest, AbsentOnesHaveNoValue) {
   const auto bytes = AttributeBuilder().U32(1, 5).bytes();
   const AttributeList list{std::span(bytes)};
-  std::uint8_t u8 = 7;
-  std::uint16_t u16 = 7;
-  std::uint32_t u32 = 7;
-  std::uint64_t u64 = 7;
-  bool flag = true;
-  ByteString raw = ByteString::CreateFromHexString("07");
-  AttributeList nested(std::span{bytes});
-  EXPECT_FALSE(list.GetU8AttributeValue(2, &u8));
-  EXPECT_FALSE(list.GetU16AttributeValue(2, &u16));
-  EXPECT_FALSE(list.GetU32AttributeValue(2, &u32));
-  EXPECT_FALSE(list.GetU64AttributeValue(2, &u64));
-  EXPECT_FALSE(list.GetFlagAttributeValue(2, &flag));
-  EXPECT_FALSE(list.GetRawAttributeValue(2, &raw));
-  EXPECT_FALSE(list.ConstGetNestedAttributeList(2, &nested));
-  EXPECT_EQ(u8, 7);
-  EXPECT_EQ(u16, 7);
-  EXPECT_EQ(u32, 7U);
-  EXPECT_EQ(u64, 7U);
-  EXPECT_TRUE(flag);
-  EXPECT_EQ(raw.HexEncode(), "07");
-  EXPECT_THAT(TypesIn(nested), ElementsAre(1));
+  EXPECT_FALSE(list.Find(2));
+  EXPECT_EQ(list.Get<std::uint8_t>(2), std::nullopt);
+  EXPECT_EQ(list.Get<std::uint64_t>(2), std::nullopt);
+  EXPECT_FALSE(list.HasFlag(2));
+  EXPECT_THAT(list.Find(2).payload(), IsEmpty());
+  EXPECT_THAT(TypesIn(AttributeList(list.Find(2))), IsEmpty());
 }
 
-TEST(AttributeListTest, NumbersOfAnotherSizeReportFalse) {
+TEST(AttributeListTest, NumbersOfAnotherSizeAreNotRead) {
   for (std::size_t size = 0; size <= 10; ++size) {
     const std::vector<std::uint8_t> payload(size, 1);
     const ExactBytes bytes(AttributeBuilder().Raw(1, payload).bytes());
     const AttributeList list(bytes.span());
-    std::uint8_t u8 = 0;
-    std::uint16_t u16 = 0;
-    std::uint32_t u32 = 0;
-    std::uint64_t u64 = 0;
-    bool flag = false;
-    EXPECT_EQ(list.GetU8AttributeValue(1, &u8), size == 1) << size;
-    EXPECT_EQ(list.GetU16AttributeValue(1, &u16), size == 2) << size;
-    EXPECT_EQ(list.GetU32AttributeValue(1, &u32), size == 4) << size;
-    EXPECT_EQ(list.GetU64AttributeValue(1, &u64), size == 8) << size;
-    EXPECT_EQ(list.GetFlagAttributeValue(1, &flag), size == 0) << size;
-    ByteString raw;
-    EXPECT_TRUE(list.GetRawAttributeValue(1, &raw)) << size;
-    EXPECT_EQ(raw.GetLength(), size);
+    EXPECT_EQ(list.Get<std::uint8_t>(1).has_value(), size == 1) << size;
+    EXPECT_EQ(list.Get<std::uint16_t>(1).has_value(), size == 2) << size;
+    EXPECT_EQ(list.Get<std::uint32_t>(1).has_value(), size == 4) << size;
+    EXPECT_EQ(list.Get<std::uint64_t>(1).has_value(), size == 8) << size;
+    EXPECT_EQ(list.HasFlag(1), size == 0) << size;
+    EXPECT_TRUE(list.Find(1)) << size;
+    EXPECT_EQ(list.Find(1).payload().size(), size);
   }
 }
 
 TEST(AttributeListTest, TheFirstOfATypeCounts) {
   const auto bytes = AttributeBuilder().U8(1, 10).U8(1, 20).bytes();
-  std::uint8_t value = 0;
-  EXPECT_TRUE(AttributeList{std::span(bytes)}.GetU8AttributeValue(1, &value));
-  EXPECT_EQ(value, 10);
+  EXPECT_THAT(AttributeList{std::span(bytes)}.Get<std::uint8_t>(1), Optional(10));
 }
 
 TEST(AttributeListTest, TheBitsBesideTheTypeAreIgnored) {
@@ -136,9 +102,7 @@ TEST(AttributeListTest, TheBitsBesideTheTypeAreIgnored) {
                          .U8(4 | NLA_F_NET_BYTEORDER, 5)
                          .bytes();
   const AttributeList list{std::span(bytes)};
-  AttributeList nested;
-  EXPECT_TRUE(list.ConstGetNestedAttributeList(1, &nested));
-  EXPECT_THAT(TypesIn(nested), ElementsAre(2));
+  EXPECT_THAT(TypesIn(AttributeList(list.Find(1))), ElementsAre(2));
   EXPECT_THAT(TypesIn(list), ElementsAre(1, 4));
 }
 
@@ -168,7 +132,7 @@ TEST_P(BrokenTailTest, EndsTheListAtEveryLevel) {
     AttributeList list(exact.span());
     for (int depth = 0; depth <= level; ++depth) {
       ASSERT_THAT(TypesIn(list), ElementsAre(9));
-      ASSERT_TRUE(list.ConstGetNestedAttributeList(9, &list));
+      list = AttributeList(list.Find(9));
     }
     EXPECT_THAT(TypesIn(list), ElementsAre(1));
   }
@@ -190,9 +154,7 @@ INSTANTIATE_TEST_SUITE_P(Edges, BrokenTailTest,
 
 TEST(AttributeListTest, ThePaddingOfTheLastOneMayBeMissing) {
   const ExactBytes bytes(BytesBuilder().Value(nlattr{5, 1}).Value(std::uint8_t{42}).bytes());
-  std::uint8_t value = 0;
-  EXPECT_TRUE(AttributeList(bytes.span()).GetU8AttributeValue(1, &value));
-  EXPECT_EQ(value, 42);
+  EXPECT_THAT(AttributeList(bytes.span()).Get<std::uint8_t>(1), Optional(42));
   EXPECT_THAT(TypesIn(AttributeList(bytes.span())), ElementsAre(1));
 }
 
@@ -200,24 +162,21 @@ TEST(AttributeListTest, MisalignedBytesAreRead) {
   const auto aligned = AttributeBuilder().U8(9, 0).U64(1, 77).bytes();
   std::vector<std::uint8_t> bytes = {0};
   bytes.insert(bytes.end(), aligned.begin(), aligned.end());
-  std::uint64_t value = 0;
-  EXPECT_TRUE(AttributeList(std::span(bytes).subspan(1)).GetU64AttributeValue(1, &value));
-  EXPECT_EQ(value, 77U);
+  EXPECT_THAT(AttributeList(std::span(bytes).subspan(1)).Get<std::uint64_t>(1), Optional(77));
 }
 
 TEST(AttributeListTest, ANestThatIsLongerThanItsParentIsNotThere) {
   const auto nested = AttributeBuilder().U8(1, 1).bytes();
   const auto bytes = AttributeBuilder().Lying(2, NLA_HDRLEN + nested.size() + 4, nested).bytes();
-  AttributeList list;
-  EXPECT_FALSE(AttributeList{std::span(bytes)}.ConstGetNestedAttributeList(2, &list));
+  EXPECT_FALSE(AttributeList{std::span(bytes)}.Find(2));
 }
 
 TEST(AttributeListTest, ANestDoesNotReachIntoWhatFollowsIt) {
   const auto nested = AttributeBuilder().Lying(1, 12, {}).bytes();  // would swallow the next one
   const auto bytes = AttributeBuilder().Raw(2, nested).U32(3, 4).bytes();
-  AttributeList list;
-  ASSERT_TRUE(AttributeList{std::span(bytes)}.ConstGetNestedAttributeList(2, &list));
-  EXPECT_THAT(TypesIn(list), ElementsAre());
+  const Attribute nest = AttributeList{std::span(bytes)}.Find(2);
+  ASSERT_TRUE(nest);
+  EXPECT_THAT(TypesIn(AttributeList(nest)), IsEmpty());
 }
 
 }  // namespace

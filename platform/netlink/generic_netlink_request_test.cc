@@ -54,14 +54,10 @@ TEST(GenericNetlinkRequestTest, TakesAttributes) {
   EXPECT_TRUE(request.attributes().SetStringAttributeValue(2, "name"));
   const auto generic = GenericNetlinkMessage::From(Parse(request));
   ASSERT_TRUE(generic.has_value());
-  std::uint32_t number = 0;
-  EXPECT_TRUE(generic->const_attributes()->GetU32AttributeValue(3, &number));
-  EXPECT_EQ(number, 7U);
-  ByteString raw;
-  EXPECT_TRUE(generic->const_attributes()->GetRawAttributeValue(6, &raw));
-  EXPECT_EQ(raw.HexEncode(), "0a0b0c0d0e0f");
-  EXPECT_TRUE(generic->const_attributes()->GetRawAttributeValue(2, &raw));
-  EXPECT_EQ(raw.HexEncode(), "6e616d6500");
+  const AttributeList& attributes = *generic->const_attributes();
+  EXPECT_EQ(attributes.Get<std::uint32_t>(3), 7U);
+  EXPECT_EQ(ByteString(attributes.Find(6).payload()).HexEncode(), "0a0b0c0d0e0f");
+  EXPECT_EQ(ByteString(attributes.Find(2).payload()).HexEncode(), "6e616d6500");
 }
 
 TEST(GenericNetlinkRequestTest, IsFullWithItsLastByte) {

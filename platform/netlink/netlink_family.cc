@@ -42,11 +42,9 @@ std::optional<std::uint16_t> FindAnswer(std::span<const std::uint8_t> datagram,
     if (message->sequence() != kSequence || message->port() != port) continue;
     if (message->GetError() != 0) return 0;
     if (message->type() != GENL_ID_CTRL) continue;
-    std::uint16_t id = 0;
-    if (const auto reply = GenericNetlinkMessage::From(*message)) {
-      reply->const_attributes()->GetU16AttributeValue(CTRL_ATTR_FAMILY_ID, &id);
-    }
-    return id;
+    const auto reply = GenericNetlinkMessage::From(*message);
+    if (!reply) return 0;
+    return reply->const_attributes()->Get<std::uint16_t>(CTRL_ATTR_FAMILY_ID).value_or(0);
   }
   return std::nullopt;
 }

@@ -121,23 +121,22 @@ TEST_F(RealSocketTest, TheManagerRunsDumpsThatOverlap) {
   int ends = 0;
   std::set<std::uint16_t> families[2];
   for (auto& ids : families) {
-    manager.Send(request, {.on_message =
-                               [&ids](const GenericNetlinkMessage& message) {
-                                 std::uint16_t id = 0;
-                                 EXPECT_TRUE(message.const_attributes()->GetU16AttributeValue(
-                                     CTRL_ATTR_FAMILY_ID, &id));
-                                 ids.insert(id);
-                               },
-                           .on_acknowledgement =
-                               [](bool* /*remove_handlers*/) {
-                                 ADD_FAILURE() << "A dump is not acknowledged";
-                               },
-                           .on_auxiliary =
-                               [&](AuxiliaryKind kind, const NetlinkMessage* message) {
-                                 EXPECT_EQ(kind, AuxiliaryKind::kDone);
-                                 EXPECT_TRUE(message != nullptr && message->IsDone());
-                                 if (++ends == 2) loop.Quit(0);
-                               }});
+    manager.Send(
+        request,
+        {.on_message =
+             [&ids](const GenericNetlinkMessage& message) {
+               const auto id = message.const_attributes()->Get<std::uint16_t>(CTRL_ATTR_FAMILY_ID);
+               ASSERT_TRUE(id.has_value());
+               ids.insert(*id);
+             },
+         .on_acknowledgement =
+             [](bool* /*remove_handlers*/) { ADD_FAILURE() << "A dump is not acknowledged"; },
+         .on_auxiliary =
+             [&](AuxiliaryKind kind, const NetlinkMessage* message) {
+               EXPECT_EQ(kind, AuxiliaryKind::kDone);
+               EXPECT_TRUE(message != nullptr && message->IsDone());
+               if (++ends == 2) loop.Quit(0);
+             }});
   }
   EXPECT_EQ(loop.Run(), 0);
   EXPECT_TRUE(families[0].contains(GENL_ID_CTRL));

@@ -92,8 +92,8 @@ class NetlinkManagerTest : public testing::Test {
 };
 
 TEST(NetlinkManagerInstanceTest, IsOneForTheProcess) {
-  EXPECT_NE(NetlinkManager::GetInstance(), nullptr);
-  EXPECT_EQ(NetlinkManager::GetInstance(), NetlinkManager::GetInstance());
+  NetlinkManager::GetInstance()->SetNl80211MessageType(kFamily);
+  EXPECT_EQ(NetlinkManager::GetInstance()->nl80211_message_type(), kFamily);
 }
 
 TEST_F(NetlinkManagerTest, ResolvesAFamily) {

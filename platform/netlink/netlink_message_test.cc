@@ -176,9 +176,7 @@ TEST(GenericNetlinkMessageTest, HasACommandAndAttributes) {
   const auto message = GenericNetlinkMessage::From(Take(bytes));
   ASSERT_TRUE(message.has_value());
   EXPECT_EQ(message->command(), 17);
-  std::uint32_t value = 0;
-  EXPECT_TRUE(message->const_attributes()->GetU32AttributeValue(3, &value));
-  EXPECT_EQ(value, 9U);
+  EXPECT_EQ(message->const_attributes()->Get<std::uint32_t>(3), 9U);
 }
 
 TEST(GenericNetlinkMessageTest, IsNotTooShort) {
