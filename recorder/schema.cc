@@ -21,9 +21,6 @@ namespace {
 using access_infrastructure::proto::ClientEventInfo;
 using access_infrastructure::proto::ClientProbeRequestInfo;
 
-// "WavR"; says in the file's header whose database it is (PRAGMA application_id).
-constexpr int kApplicationId = 0x57617652;
-
 // How long somebody else who writes is waited for.
 constexpr int kBusyTimeoutMs = 2000;
 

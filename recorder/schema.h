@@ -22,6 +22,9 @@ struct DatabaseOptions {
 const MessageTable& ClientEventsTable();
 const MessageTable& ProbeReportsTable();
 
+// "WavR", in the header of the file: the database is the recorder's (PRAGMA application_id).
+inline constexpr int kApplicationId = 0x57617652;
+
 // The version of the tables and views that are not made from messages (PRAGMA user_version).
 inline constexpr int kSchemaVersion = 1;
 

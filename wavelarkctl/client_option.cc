@@ -1,0 +1,55 @@
+#include "wavelarkctl/client_option.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+
+#include "common/mac_address.h"
+#include "optimizer/station_id_generator.h"
+#include "wavelarkctl/command.h"
+
+namespace orvane::wavelarkctl {
+namespace {
+
+constexpr std::size_t kMostDigits = 64;
+
+bool IsIdentifier(const std::string& text) {
+  return !text.empty() && text.size() <= kMostDigits &&
+         std::ranges::all_of(text, [](unsigned char digit) { return std::isxdigit(digit) != 0; });
+}
+
+std::string UpperCase(std::string text) {
+  std::ranges::transform(text, text.begin(), [](unsigned char character) {
+    return static_cast<char>(std::toupper(character));
+  });
+  return text;
+}
+
+}  // namespace
+
+std::string ClientIdentifier(const std::string& text, const platform::FilePath& salt_file) {
+  if (IsIdentifier(text)) return UpperCase(text);
+  ap::MacAddress address;
+  if (!ap::MacAddress::ParseFromString(text, &address)) {
+    throw Failure(ExitStatus::kUsage,
+                  fmt::format("--client: \"{}\" is no address and no identifier", text));
+  }
+  // The generator logs that it can't read the salt, and does not say why.
+  if (!platform::ReadFileToString(salt_file)) {
+    throw Failure(ExitStatus::kUnavailable,
+                  fmt::format("{}: {}; run as root, or give --client the identifier that the "
+                              "events have",
+                              salt_file.native(), strerror(errno)));
+  }
+  std::string id;
+  if (!ap::StationIdGenerator(salt_file).GenerateId(address, &id)) {
+    throw Failure(ExitStatus::kUnavailable,
+                  fmt::format("{}: the salt can't be read", salt_file.native()));
+  }
+  return id;
+}
+
+}  // namespace orvane::wavelarkctl

@@ -1,0 +1,104 @@
+#include "wavelarkctl/time_text.h"
+
+#include <fmt/format.h>
+#include <time.h>
+
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <limits>
+#include <system_error>
+
+#include "wavelarkctl/command.h"
+
+namespace orvane::wavelarkctl {
+namespace {
+
+using platform::TimeSpan;
+using platform::WallTime;
+
+struct Unit {
+  std::string_view suffix;
+  std::chrono::seconds length;
+};
+
+constexpr auto kUnits = std::to_array<Unit>({{"s", std::chrono::seconds(1)},
+                                             {"m", std::chrono::minutes(1)},
+                                             {"h", std::chrono::hours(1)},
+                                             {"d", std::chrono::hours(24)}});
+
+constexpr auto kDateFormats = std::to_array<const char*>(
+    {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M", "%Y-%m-%dT%H:%M:%S"});
+
+// A hundred years, so that no sum overflows.
+constexpr std::int64_t kMostSeconds = std::int64_t{100} * 366 * 86'400;
+
+std::optional<TimeSpan> ParseSpan(std::string_view text) {
+  std::int64_t number = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || number < 0) return std::nullopt;
+  for (const Unit& unit : kUnits) {
+    if (unit.suffix != std::string_view(stop, end)) continue;
+    if (number > kMostSeconds / unit.length.count()) return std::nullopt;
+    return number * unit.length;
+  }
+  return std::nullopt;
+}
+
+// Returns nothing for a day that does not exist: mktime would make another one of it.
+std::optional<WallTime> ToTime(tm fields, bool is_utc) {
+  const int day = fields.tm_mday;
+  fields.tm_isdst = -1;
+  const time_t seconds = is_utc ? timegm(&fields) : mktime(&fields);
+  if (fields.tm_mday != day || seconds < 0 || seconds > kMostSeconds) return std::nullopt;
+  return WallTime(std::chrono::seconds(seconds));
+}
+
+std::optional<WallTime> ParseDate(std::string text) {
+  const bool is_utc = text.ends_with('Z');
+  if (is_utc) text.pop_back();
+  for (const char* format : kDateFormats) {
+    tm fields = {};
+    const char* end = strptime(text.c_str(), format, &fields);
+    if (end == text.c_str() + text.size()) return ToTime(fields, is_utc);
+  }
+  return std::nullopt;
+}
+
+std::string Format(WallTime time, bool is_utc, const char* format) {
+  const auto whole_seconds = std::chrono::floor<std::chrono::seconds>(time);
+  const auto milliseconds =
+      std::chrono::floor<std::chrono::milliseconds>(time - whole_seconds).count();
+  const time_t seconds = whole_seconds.time_since_epoch().count();
+  tm fields = {};
+  if ((is_utc ? gmtime_r(&seconds, &fields) : localtime_r(&seconds, &fields)) == nullptr) {
+    return fmt::format("@{}", seconds);
+  }
+  std::array<char, 64> text = {};
+  const std::size_t size = strftime(text.data(), text.size(), format, &fields);
+  return fmt::format("{}.{:03}{}", std::string_view(text.data(), size), milliseconds,
+                     is_utc ? "Z" : "");
+}
+
+}  // namespace
+
+std::optional<WallTime> ParseTime(const std::string& text, WallTime now) {
+  if (const auto span = ParseSpan(text)) return now - *span;
+  return ParseDate(text);
+}
+
+WallTime ParseTimeOption(std::string_view option, const std::string& text) {
+  if (const auto time = ParseTime(text, Now())) return *time;
+  throw Failure(
+      ExitStatus::kUsage,
+      fmt::format("{}: \"{}\" is no time, as 7d, 12h, 90m, 30s or 2026-11-22 08:00", option, text));
+}
+
+WallTime Now() { return std::chrono::time_point_cast<TimeSpan>(std::chrono::system_clock::now()); }
+
+std::string FormatTime(WallTime time) { return Format(time, false, "%Y-%m-%d %H:%M:%S"); }
+
+std::string FormatUtcTime(WallTime time) { return Format(time, true, "%Y-%m-%dT%H:%M:%S"); }
+
+}  // namespace orvane::wavelarkctl

@@ -1,0 +1,59 @@
+#include "wavelarkctl/time_text.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <time.h>
+
+#include <chrono>
+
+namespace orvane::wavelarkctl {
+namespace {
+
+using platform::WallTime;
+using std::chrono::hours;
+using std::chrono::seconds;
+
+class TimeTextTest : public testing::Test {
+ protected:
+  void SetUp() override { SetZone("CET-1CEST,M3.5.0,M10.5.0/3"); }
+  void TearDown() override { SetZone("UTC"); }
+  static void SetZone(const char* zone) {
+    setenv("TZ", zone, 1);
+    tzset();
+  }
+
+  static constexpr WallTime kNow{seconds(1'700'000'000)};  // 2023-11-14 22:13:20 UTC
+};
+
+TEST_F(TimeTextTest, ReadsHowLongAgo) {
+  EXPECT_EQ(ParseTime("7d", kNow), kNow - hours(7 * 24));
+  EXPECT_EQ(ParseTime("12h", kNow), kNow - hours(12));
+  EXPECT_EQ(ParseTime("90m", kNow), kNow - seconds(5400));
+  EXPECT_EQ(ParseTime("0s", kNow), kNow);
+}
+
+TEST_F(TimeTextTest, ReadsDates) {
+  EXPECT_EQ(ParseTime("2023-11-14 23:13:20", kNow), kNow);
+  EXPECT_EQ(ParseTime("2023-11-14T22:13:20Z", kNow), kNow);
+  EXPECT_EQ(ParseTime("2023-11-14 23:13", kNow), kNow - seconds(20));
+  EXPECT_EQ(ParseTime("2023-07-01", kNow), WallTime(seconds(1'688'162'400))) << "summer time";
+  EXPECT_EQ(ParseTime("2023-07-01Z", kNow), WallTime(seconds(1'688'169'600)));
+}
+
+TEST_F(TimeTextTest, RefusesOtherTexts) {
+  for (const char* text :
+       {"", "7", "d", "-7d", "7 d", "7w", "1.5h", "9223372036854775807d", "36601d", "2023-02-30",
+        "2023-11-14 25:00", "2023-11-14 ", "yesterday", "1969-12-31Z", "9999-01-01"}) {
+    EXPECT_EQ(ParseTime(text, kNow), std::nullopt) << text;
+  }
+}
+
+TEST_F(TimeTextTest, WritesTimes) {
+  EXPECT_EQ(FormatTime(kNow + std::chrono::microseconds(1'999)), "2023-11-14 23:13:20.001");
+  EXPECT_EQ(FormatUtcTime(kNow), "2023-11-14T22:13:20.000Z");
+  EXPECT_EQ(FormatUtcTime(WallTime(std::chrono::milliseconds(-1))), "1969-12-31T23:59:59.999Z");
+  EXPECT_EQ(FormatUtcTime(WallTime::max()), "294247-01-10T04:00:54.775Z");
+}
+
+}  // namespace
+}  // namespace orvane::wavelarkctl
