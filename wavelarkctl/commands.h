@@ -7,6 +7,7 @@ namespace orvane::wavelarkctl {
 
 // One function for each subcommand, in a file of its own.
 AddCommand AddEvents;
+AddCommand AddExplain;
 
 }  // namespace orvane::wavelarkctl
 

@@ -1,0 +1,465 @@
+// The subcommand "explain": what it prints, and its exit statuses.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "testbed/temporary_directory.h"
+#include "testbed/tool_test.h"
+
+namespace orvane::wavelarkctl {
+namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr char kPhone[] = "02:11:22:33:44:55";
+constexpr char kTablet[] = "02:11:22:33:44:66";
+constexpr char k2400[] = "wlan-2400mhz";
+constexpr char k5000[] = "wlan-5000mhz";
+
+// A log of the daemon on the first of February, with the default settings.
+class Log {
+ public:
+  // Begins at "10:00:00".
+  Log& Start() {
+    Info("10:00:00", "Starting the daemon");
+    return Info("10:00:00",
+                " Client Steer Started  lqm_floor=30 steer_interval=10m poll_interval=1m "
+                "lqm_hysteresis=15");
+  }
+  Log& Judged(const std::string& time, const std::string& client, int metric, int last,
+              const std::string& since) {
+    return Verbose(time, fmt::format("{} link_quality_metric {} last_steer_link_quality_metric {} "
+                                     "time since last steer {}",
+                                     client, metric, last, since));
+  }
+  Log& Steered(const std::string& time, const std::string& client, int metric, int last,
+               const std::string& interface) {
+    Info(time, fmt::format(" Steer Client {} link_quality_metric {} "
+                           "last_steer_link_quality_metric {}",
+                           client, metric, last));
+    return Verbose(time,
+                   fmt::format("{} Send Command : DISASSOCIATE {} reason=5", interface, client));
+  }
+  Log& Came(const std::string& time, const std::string& client, const std::string& interface) {
+    return Event(time, client, interface, "kStationConnected");
+  }
+  Log& Left(const std::string& time, const std::string& client, const std::string& interface) {
+    return Event(time, client, interface, "kStationDisconnected");
+  }
+  Log& Event(const std::string& time, const std::string& client, const std::string& interface,
+             const std::string& name) {
+    return Verbose(time,
+                   fmt::format("EventCallback: {} event: {} mac: {}", interface, name, client));
+  }
+  Log& Info(const std::string& time, const std::string& message) {
+    return Line(time, "INFO", message);
+  }
+  Log& Verbose(const std::string& time, const std::string& message) {
+    return Line(time, "VERBOSE1", message);
+  }
+  Log& Line(const std::string& time, const std::string& severity, const std::string& message) {
+    return Raw(fmt::format("2026-02-01 {}.000000 {} optimizer/client_steer.cc:12] {}\n", time,
+                           severity, message));
+  }
+  Log& Raw(const std::string& text) {
+    text_ += text;
+    return *this;
+  }
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+// A phone walks off at 2.4 GHz, is steered, and comes to 5 GHz. A tablet stays in the next room.
+Log Walk() {
+  return Log()
+      .Start()
+      .Came("10:00:10", kPhone, k2400)
+      .Judged("10:02:00", kPhone, 48, 0, "1m")
+      .Judged("10:02:00", kTablet, 36, 0, "1m")
+      .Judged("10:03:00", kPhone, 18, 0, "2m")
+      .Judged("10:03:00", kTablet, 33, 0, "2m")
+      .Judged("10:12:00", kPhone, 18, 0, "11m")
+      .Steered("10:12:00", kPhone, 18, 0, k2400)
+      .Judged("10:12:00", kTablet, 34, 0, "11m")
+      .Left("10:12:00", kPhone, k2400)
+      .Came("10:12:02", kPhone, k5000)
+      .Judged("10:14:00", kPhone, 50, 0, "1m");
+}
+
+class ExplainTest : public testbed::ToolTest {
+ protected:
+  // Explains a log in a file.
+  Outcome Explain(const Log& log, std::vector<std::string> options = {}) const {
+    const platform::FilePath path = directory_.path() / "daemon.log";
+    testbed::WriteFile(path, log.text());
+    options.insert(options.begin(), "explain");
+    options.push_back(path.native());
+    return Run(options);
+  }
+
+  void WriteBelow(const std::string& name, const std::string& text) const {
+    const platform::FilePath path = directory_.path() / name;
+    std::filesystem::create_directories(path.parent_path());
+    testbed::WriteFile(path, text);
+  }
+};
+
+constexpr char kSettings[] = R"(
+Assumed settings
+  floor           30   from the log of 2026-02-01 10:00:00
+  hysteresis      15   from the log of 2026-02-01 10:00:00
+  steer interval  10m  from the log of 2026-02-01 10:00:00
+  poll interval   1m   from the log of 2026-02-01 10:00:00
+)";
+
+TEST_F(ExplainTest, ShowsEachClientAndEachSteer) {
+  const Outcome outcome = Explain(Walk());
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.out,
+            std::string("2026-02-01 10:00:00 to 2026-02-01 10:14:00: 2 clients, 1 steer\n") +
+                kSettings + R"(
+Clients
+  CLIENT             INTERFACE     POLLS  SIGNAL (dBm)  CLOSEST TO A STEER
+  02:11:22:33:44:55  wlan-5000mhz      4  -82..-50      steered once
+  02:11:22:33:44:66  ?                 3  -67..-64      3 dB above the floor (10:03:00)
+
+Steers
+  TIME                 CLIENT             FROM          SIGNAL (dBm)         WHAT CAME OF IT
+  2026-02-01 10:12:00  02:11:22:33:44:55  wlan-2400mhz  -82 -> -50 (+32 dB)  went to wlan-5000mhz after 2s
+)");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(ExplainTest, ShowsTheConditionsOfOneClient) {
+  const Outcome outcome = Explain(Walk(), {"--client", kPhone});
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.out,
+            std::string("2026-02-01 10:00:00 to 2026-02-01 10:14:00: 1 client, 1 steer\n") +
+                kSettings + R"(
+02:11:22:33:44:55
+  TIME                 POLLS  INTERFACE     SIGNAL (dBm)  BELOW FLOOR  CHANGED  LONG ENOUGH  CLOSEST TO A STEER
+  2026-02-01 10:01:00      1  wlan-2400mhz                                                   it was new on the interface
+  2026-02-01 10:02:00      1  wlan-2400mhz  -52           no           yes      no           18 dB above the floor
+  2026-02-01 10:03:00      1  wlan-2400mhz  -82           yes          yes      no           too early by 8m
+  2026-02-01 10:12:00      1  wlan-2400mhz  -82           yes          yes      yes          STEERED
+  2026-02-01 10:13:00      1  wlan-5000mhz                                                   it was new on the interface
+  2026-02-01 10:14:00      1  wlan-5000mhz  -50           no           yes      no           20 dB above the floor
+
+Steers
+  TIME                 CLIENT             FROM          SIGNAL (dBm)         WHAT CAME OF IT
+  2026-02-01 10:12:00  02:11:22:33:44:55  wlan-2400mhz  -82 -> -50 (+32 dB)  went to wlan-5000mhz after 2s
+)");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(ExplainTest, PollsInARowWithTheSameReasonAreOneLine) {
+  const Outcome outcome = Explain(Log()
+                                      .Start()
+                                      .Judged("10:02:00", kPhone, 20, 18, "1m")
+                                      .Judged("10:03:00", kPhone, 29, 18, "2m")
+                                      .Judged("10:04:00", kPhone, 10, 18, "3m"),
+                                  {"--client", kPhone});
+  EXPECT_THAT(outcome.out,
+              HasSubstr("  2026-02-01 10:02:00 - 10:04:00      3  ?          -90..-71      yes"
+                        "          no       no           changed by 11 dB since its last steer, "
+                        "not by over 15\n"));
+}
+
+TEST_F(ExplainTest, PrintsAnObjectForEachClientAndPoll) {
+  const Outcome outcome = Explain(Walk(), {"--json", "--client", kPhone});
+  EXPECT_EQ(
+      outcome.out,
+      R"({"time":1769940060,"interface":"wlan-2400mhz","address":"02:11:22:33:44:55","metric":0,"last_metric":0,"since_last_steer":0,"steered":false,"why":"new"}
+{"time":1769940120,"interface":"wlan-2400mhz","address":"02:11:22:33:44:55","metric":48,"last_metric":0,"since_last_steer":60,"steered":false,"why":"not-below-floor"}
+{"time":1769940180,"interface":"wlan-2400mhz","address":"02:11:22:33:44:55","metric":18,"last_metric":0,"since_last_steer":120,"steered":false,"why":"too-early"}
+{"time":1769940720,"interface":"wlan-2400mhz","address":"02:11:22:33:44:55","metric":18,"last_metric":0,"since_last_steer":660,"steered":true,"why":"steered"}
+{"time":1769940780,"interface":"wlan-5000mhz","address":"02:11:22:33:44:55","metric":0,"last_metric":0,"since_last_steer":0,"steered":false,"why":"new"}
+{"time":1769940840,"interface":"wlan-5000mhz","address":"02:11:22:33:44:55","metric":50,"last_metric":0,"since_last_steer":60,"steered":false,"why":"not-below-floor"}
+)");
+  EXPECT_THAT(outcome.err, HasSubstr("wavelarkctl: assumed steer interval 10m from the log of "));
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(ExplainTest, SinceLeavesOutWhatIsOlder) {
+  const Outcome outcome = Explain(Walk(), {"--since", "2026-02-01 10:13"});
+  EXPECT_THAT(outcome.out, HasSubstr("1 client, 0 steers\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("02:11:22:33:44:55  wlan-5000mhz      1  -50 "));
+}
+
+// What became of a steer, after the line that begins with the signal.
+struct OutcomeCase {
+  const char* name;
+  Log log;
+  const char* text;
+  int status;
+};
+
+Log SteerAt2400() {
+  return Log()
+      .Start()
+      .Judged("10:12:00", kPhone, 18, 0, "11m")
+      .Steered("10:12:00", kPhone, 18, 0, k2400);
+}
+
+TEST_F(ExplainTest, SaysWhatCameOfASteer) {
+  const std::vector<OutcomeCase> cases = {
+      {"moved, without events", SteerAt2400().Judged("10:15:00", kPhone, 40, 0, "1m"),
+       "-82 -> -60 (+22 dB)  went to wlan-5000mhz by the poll after 2m", 0},
+      {"came back",
+       SteerAt2400()
+           .Left("10:12:00", kPhone, k2400)
+           .Came("10:12:01", kPhone, k2400)
+           .Judged("10:13:00", kPhone, 17, 18, "1m"),
+       "-82 -> -83 (-1 dB)  came back after 1s", 0},
+      {"came back or stayed", SteerAt2400().Judged("10:13:00", kPhone, 18, 18, "1m"),
+       "-82 -> -82 (+0 dB)  was there by the poll after 1m", 0},
+      {"stayed",
+       SteerAt2400().Came("10:12:30", kTablet, k2400).Judged("10:13:00", kPhone, 18, 18, "1m"),
+       "-82 -> -82 (+0 dB)  no effect: it did not leave", 1},
+      {"lost",
+       SteerAt2400()
+           .Line("10:12:01", "ERROR",
+                 "Send to hostapd failed: Resource temporarily unavailable (11)")
+           .Judged("10:13:00", kPhone, 18, 18, "1m"),
+       "-82 -> -82 (+0 dB)  no effect: the command could not be sent", 1},
+      {"gone", SteerAt2400().Left("10:12:00", kPhone, k2400), "-82           left, not seen again",
+       0},
+      {"the end of the log", SteerAt2400(), "-82           not seen again", 0},
+      {"a restart", SteerAt2400().Info("10:12:30", "Starting the daemon"),
+       "-82           unknown: steering was restarted", 0},
+  };
+  for (const OutcomeCase& item : cases) {
+    const Outcome outcome = Explain(item.log);
+    EXPECT_THAT(outcome.out, HasSubstr(fmt::format("wlan-2400mhz  {}\n", item.text))) << item.name;
+    EXPECT_EQ(outcome.status, item.status) << item.name << outcome.out;
+  }
+}
+
+TEST_F(ExplainTest, ACommandWithoutEffectNeedsAttention) {
+  const Outcome outcome = Explain(
+      SteerAt2400().Came("10:12:30", kTablet, k2400).Judged("10:13:00", kPhone, 18, 18, "1m"));
+  EXPECT_THAT(outcome.out,
+              EndsWith("\nNeeds attention\n  02:11:22:33:44:55: 1 command had no effect, the first "
+                       "at 2026-02-01 10:12:00. See whether hostapd accepts DISASSOCIATE: "
+                       "hostapd_cli -i wlan-2400mhz status\n"));
+}
+
+TEST_F(ExplainTest, AClientThatBouncesNeedsAttention) {
+  const Outcome outcome = Explain(SteerAt2400()
+                                      .Judged("10:23:00", kPhone, 1, 18, "11m")
+                                      .Steered("10:23:00", kPhone, 1, 18, k2400)
+                                      .Judged("10:34:00", kPhone, 20, 1, "11m")
+                                      .Steered("10:34:00", kPhone, 20, 1, k2400)
+                                      .Judged("11:04:00", kPhone, 1, 20, "30m")
+                                      .Steered("11:04:00", kPhone, 1, 20, k2400));
+  EXPECT_THAT(outcome.out, HasSubstr("02:11:22:33:44:55  wlan-2400mhz      4  -99..-80      "
+                                     "steered 4 times\n"));
+  EXPECT_THAT(outcome.out,
+              HasSubstr("Needs attention\n  02:11:22:33:44:55 bounces: it was steered 3 times in a "
+                        "row, each time within two steer intervals of the time before. "));
+  EXPECT_EQ(outcome.status, 1);
+}
+
+TEST_F(ExplainTest, PollsThatFailedNeedAttention) {
+  const Outcome outcome =
+      Explain(Walk()
+                  .Line("10:15:00", "WARNING", "Unable to get stations on interface: wlan-2400mhz")
+                  .Line("10:16:00", "WARNING", "Netlink error 2: Netlink response timeout"));
+  EXPECT_THAT(outcome.out, HasSubstr("Needs attention\n  2 polls of an interface failed. "));
+  EXPECT_EQ(outcome.status, 1);
+}
+
+TEST_F(ExplainTest, AClockThatIsSetBackNeedsAttention) {
+  const Outcome outcome = Explain(SteerAt2400().Judged("09:13:00", kPhone, 18, 18, "-59m"));
+  EXPECT_THAT(outcome.out, HasSubstr("was there after an unknown time\n"));
+  EXPECT_THAT(outcome.out,
+              HasSubstr("The clock was set back 1 time, first at 2026-02-01 10:12:00."));
+  EXPECT_EQ(outcome.status, 1);
+}
+
+TEST_F(ExplainTest, SettingsThatDoNotFitTheLogNeedAttention) {
+  const Log log = Log()
+                      .Start()
+                      .Judged("10:12:00", kPhone, 33, 0, "11m")
+                      .Steered("10:12:00", kPhone, 33, 0, k2400);
+  const Outcome outcome = Explain(log, {"--client", kPhone});
+  EXPECT_THAT(outcome.out, HasSubstr("STEERED, against the assumed settings\n"));
+  EXPECT_THAT(outcome.out,
+              HasSubstr("1 decision contradicts the assumed settings, the first at 2026-02-01 "
+                        "10:12:00: 02:11:22:33:44:55 was steered. "));
+  EXPECT_EQ(outcome.status, 1);
+
+  const Outcome with_floor = Explain(log, {"--set", "client_steering_root_lqm_floor=35"});
+  EXPECT_THAT(with_floor.out, HasSubstr("  floor           35   from --set\n"));
+  EXPECT_EQ(with_floor.status, 0);
+}
+
+TEST_F(ExplainTest, AssumesTheSettingsOfTheMachineBelowARoot) {
+  WriteBelow("root/etc/default/ap-wavelark",
+             "# Flags\nDAEMON_OPTS=\"--nois_root --client_steering_child_lqm_floor=20 "
+             "--client_steering_interval=300\"\n");
+  WriteBelow("root/etc/ap-wavelark/flags.d/50.conf",
+             "clientSteeringRootLqmFloor=50\nclientSteeringLqmHysteresis=270\n");
+  const Log log = Log().Judged("10:12:00", kPhone, 33, 0, "11m");
+  const std::string root = (directory_.path() / "root").native();
+  EXPECT_THAT(Explain(log, {"--root", root}).out, HasSubstr(R"(
+Assumed settings
+  floor           20  from /etc/default/ap-wavelark
+  hysteresis      15  from /etc/default/ap-wavelark
+  steer interval  5m  from /etc/default/ap-wavelark
+  poll interval   1m  from /etc/default/ap-wavelark
+)"));
+  // The files are good once the value is in range.
+  WriteBelow("root/etc/ap-wavelark/flags.d/50.conf",
+             "clientSteeringRootLqmFloor=50\nclientSteeringChildLqmFloor=25\n");
+  EXPECT_THAT(Explain(log, {"--root", root}).out,
+              HasSubstr("  floor           25  from clientSteeringChildLqmFloor in the flags "
+                        "files\n"));
+  EXPECT_THAT(Explain(log).out, HasSubstr("  floor           30   from the daemon's default\n"));
+}
+
+TEST_F(ExplainTest, AWrongCommandLineIsRefused) {
+  const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+      {{"--client", "nobody"}, "--client: nobody is no hardware address"},
+      {{"--since", "soon"},
+       "--since: \"soon\" is no time, as 7d, 12h, 90m, 30s or 2026-11-22 08:00"},
+      {{"--set", "floor=3"}, "--set: floor is no steering flag with a number"},
+      {{"--set", "client_steering_interval"}, "--set: client_steering_interval needs a value"},
+      {{"--set", "client_steering_interval=1h"},
+       "--set: the value of client_steering_interval is not an integer"},
+  };
+  for (const auto& [options, reason] : cases) {
+    const Outcome outcome = Explain(Walk(), options);
+    EXPECT_EQ(outcome.status, 64);
+    EXPECT_EQ(outcome.err, "wavelarkctl: " + reason + "\n");
+    EXPECT_EQ(outcome.out, "");
+  }
+}
+
+TEST_F(ExplainTest, ALogWithoutVerboseLinesHasSteersOnly) {
+  const Outcome outcome =
+      Explain(Log().Start().Info("10:12:00",
+                                 " Steer Client 02:11:22:33:44:55 link_quality_metric 18 "
+                                 "last_steer_link_quality_metric 0"));
+  EXPECT_EQ(outcome.status, 65);
+  EXPECT_THAT(outcome.out, HasSubstr("02:11:22:33:44:55  ?     -82           not seen again\n"));
+  EXPECT_EQ(outcome.err,
+            "wavelarkctl: the log was not written with --v=1: it has steers, but not why other "
+            "clients were not steered\n");
+}
+
+TEST_F(ExplainTest, ALogOfAnotherProgramIsRefused) {
+  const Outcome outcome = Explain(Log().Raw("one\ntwo\n").Raw(std::string(200'000, 'x')));
+  EXPECT_EQ(outcome.status, 65);
+  EXPECT_EQ(outcome.err, "wavelarkctl: no line of ap-wavelark's log among 3 lines\n");
+  EXPECT_EQ(outcome.out, "");
+}
+
+TEST_F(ExplainTest, AnUnknownClientIsRefused) {
+  const Outcome outcome = Explain(Walk(), {"--client", "02:00:00:00:00:01"});
+  EXPECT_EQ(outcome.status, 65);
+  EXPECT_EQ(outcome.err, "wavelarkctl: the log has no decision about 02:00:00:00:00:01\n");
+}
+
+TEST_F(ExplainTest, AFileThatCannotBeReadIsAnError) {
+  const Outcome missing = Run({"explain", "/nowhere/daemon.log"});
+  EXPECT_EQ(missing.status, 69);
+  EXPECT_EQ(missing.err, "wavelarkctl: /nowhere/daemon.log: No such file or directory (2)\n");
+  const Outcome directory = Run({"explain", directory_.path().native()});
+  EXPECT_EQ(directory.status, 69);
+  EXPECT_THAT(directory.err, EndsWith(": Is a directory (21)\n"));
+}
+
+// Lines of others, with or without a syslog's prefix, and cut ones, change nothing.
+TEST_F(ExplainTest, OtherLinesChangeNothing) {
+  const std::string clean = Walk().text();
+  Log noisy;
+  std::size_t begin = 0;
+  for (std::size_t end = clean.find('\n'); end != std::string::npos;
+       end = clean.find('\n', begin)) {
+    const std::string line = clean.substr(begin, end - begin);
+    noisy
+        .Raw(
+            "Feb  1 10:00:00 ap hostapd[7]: wlan0: STA 02:11:22:33:44:55 IEEE 802.11: associated\n")
+        .Raw("Feb  1 10:00:00 ap ap-wavelark[8]: " + line + "\n")
+        .Raw(line.substr(0, line.size() - 12) + "\n")
+        .Raw(std::string("\0\x1b[31m\xff\n", 8));
+    begin = end + 1;
+  }
+  EXPECT_EQ(Explain(noisy).out, Explain(Walk()).out);
+}
+
+// A stand-in for journalctl, in front of the real one.
+class JournalTest : public ExplainTest {
+ protected:
+  void SetUp() override {
+    const char* path = getenv("PATH");
+    path_ = path == nullptr ? "" : path;
+    setenv("PATH", (directory_.path().native() + ":" + path_).c_str(), 1);
+  }
+  void TearDown() override { setenv("PATH", path_.c_str(), 1); }
+
+  void Journal(const std::string& script) {
+    WriteBelow("journalctl", "#!/bin/sh\n" + script);
+    std::filesystem::permissions(directory_.path() / "journalctl",
+                                 std::filesystem::perms::owner_all);
+  }
+
+ private:
+  std::string path_;
+};
+
+TEST_F(JournalTest, TheJournalIsTheDefault) {
+  WriteBelow("text", Walk().text());
+  Journal(fmt::format("echo \"$*\" >>{0}/arguments; cat {0}/text", directory_.path().native()));
+  const Outcome outcome = Run({"explain", "--root", directory_.path().native()});
+  EXPECT_EQ(outcome.out, Explain(Walk()).out);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(platform::ReadFileToString(directory_.path() / "arguments"),
+            "--quiet --no-pager --output=cat --unit=ap-wavelark.service\n");
+}
+
+TEST_F(JournalTest, TheSettingsOfAnEarlierStartAreLookedUp) {
+  WriteBelow("start", Log().Start().text());
+  WriteBelow("rest", Log().Judged("10:14:00", kPhone, 50, 0, "1m").text());
+  Journal(
+      fmt::format("echo \"$*\" >>{0}/arguments\n"
+                  "case \"$*\" in *--grep*) cat {0}/start; exit 1 ;; *) cat {0}/rest ;; esac",
+                  directory_.path().native()));
+  const Outcome outcome =
+      Run({"explain", "--root", directory_.path().native(), "--since", "2026-02-01T10:13:00Z"});
+  EXPECT_THAT(outcome.out, HasSubstr(kSettings));
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(platform::ReadFileToString(directory_.path() / "arguments"),
+            "--quiet --no-pager --output=cat --unit=ap-wavelark.service --until=@1769940780 "
+            "--lines=1 --grep=Client Steer Started\n"
+            "--quiet --no-pager --output=cat --unit=ap-wavelark.service --since=@1769940780\n");
+}
+
+TEST_F(JournalTest, AJournalThatCannotBeReadIsAnError) {
+  Journal("exit 1");
+  const Outcome failed = Run({"explain", "--root", directory_.path().native()});
+  EXPECT_EQ(failed.status, 69);
+  EXPECT_EQ(failed.err, "wavelarkctl: journalctl failed\n");
+  Journal("exit 127");
+  const Outcome missing = Run({"explain", "--root", directory_.path().native()});
+  EXPECT_EQ(missing.err,
+            "wavelarkctl: there is no journalctl: give a log file, or - for standard input\n");
+  Journal("true");
+  EXPECT_EQ(Run({"explain", "--root", directory_.path().native()}).status, 65);
+}
+
+}  // namespace
+}  // namespace orvane::wavelarkctl
