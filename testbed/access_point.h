@@ -2,6 +2,7 @@
 #define TESTBED_ACCESS_POINT_H_
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/types.h>
 
 #include <chrono>
@@ -107,11 +108,17 @@ class AccessPoint {
   // Sends an event line that nobody knows, and waits until the daemon has told so: it has taken all
   // that was sent before.
   void Settle(Hostapd& hostapd);
-  // Signals it and expects it to end well, and soon.
+  // Stops the daemon's process and returns when it has stopped. After Release the daemon finds all
+  // that happened meanwhile at once. Start a Hostapd while the daemon is held if it must not be
+  // refused: the file of a socket exists a moment before the socket accepts connections.
+  void Hold();
+  void Release() { daemon().Signal(SIGCONT); }
+
+  // Signals it and expects a good end before a call on the bus could time out.
   void ExpectQuickExit(int signal_number);
   // Expects it to end by SIGABRT with this text on standard error.
   void ExpectAbort(std::string_view text);
-  void ExpectExit(int code);
+  void ExpectExit(int code, std::chrono::seconds patience = kPatience);
 
   // The daemon's log. A line is the same when all of its text is.
   std::vector<LogLine> Log() { return ParseLog(daemon().err().Text()); }

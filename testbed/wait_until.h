@@ -7,7 +7,7 @@
 namespace orvane::testbed {
 
 // Long enough for anything that is going to happen, also with sanitizers on a busy machine.
-inline constexpr std::chrono::seconds kPatience(20);
+inline constexpr std::chrono::seconds kPatience(60);
 
 // Whether `condition` comes true in time. Looks every two milliseconds. A test that has a loop of
 // its own serves it with RunUntil instead.

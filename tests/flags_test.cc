@@ -186,11 +186,13 @@ TEST_F(FlagsTest, ServiceThatIsRestartedIsReadAgain) {
 TEST_F(FlagsTest, SlowServiceHoldsNothingUp) {
   ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
-  ap_.StartFlags({{"connectionEventsUpload", "0"}}, {"--answer-delay", "700"});
+  ap_.StartFlags({{"connectionEventsUpload", "0"}});
+  ap_.flags_service().Signal(SIGSTOP);
   ap_.StartDaemon();
   wlan2400.Attach();
   ap_.Settle(wlan2400);
   EXPECT_EQ(ap_.LogCount("INFO", kEventsOff), 0U);
+  ap_.flags_service().Signal(SIGCONT);
   ap_.ExpectLogged("INFO", kEventsOff);
 }
 

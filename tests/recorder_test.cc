@@ -110,11 +110,14 @@ TEST_F(RecorderTest, SlowOneLosesNothing) {
   ap_.StartRecorder({"--delay", "2"});
   SendEvent(1);
   ExpectRecord(1, 1);
+  // It doesn't return while the recorder is stopped, however slow the test is.
+  ap_.recorder().Signal(SIGSTOP);
   for (int time = 2; time <= 6; ++time) SendEvent(time);
   // Nothing of it is taken in until the call has returned.
   wlan_->Send("<3>IN-THE-QUEUE");
   std::this_thread::sleep_for(milliseconds(500));
   EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: IN-THE-QUEUE"), 0U);
+  ap_.recorder().Signal(SIGCONT);
   ap_.ExpectLogged("INFO", "Received unknown event: IN-THE-QUEUE");
   const Record record = ap_.WaitForRecord(2);
   ASSERT_EQ(record.event.client_event_info_size(), 5);

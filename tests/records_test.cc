@@ -53,10 +53,12 @@ class RecordsTest : public AccessPointTest {
       std::initializer_list<std::pair<const char* /*attributes*/, const char* /*fields*/>> rows) {
     ap_.StartAll();
     std::vector<std::string> infos;
+    ap_.Hold();
     for (const auto& [attributes, fields] : rows) {
       SendEvent("AP-STA-CONNECT", attributes);
       infos.push_back(std::string("event_type: CONNECT ") + fields);
     }
+    ap_.Release();
     const Record record = ap_.WaitForRecord(1);
     EXPECT_EQ(record.type, kEventTypeUrl);
     EXPECT_THAT(record.event, EqualsProto(Expected("WLAN_5000MHZ", infos)));
@@ -73,6 +75,7 @@ TEST_F(RecordsTest, EventNames) {
        {"AP-STA-CONNECT", "event_type: CONNECT"},
        {"AP-STA-DISCONNECT", "event_type: DISCONNECT"}}};
   std::vector<std::string> infos;
+  ap_.Hold();
   for (const auto& [name, fields] : kRows) {
     SendEvent(name, "");
     infos.emplace_back(fields);
@@ -83,6 +86,7 @@ TEST_F(RecordsTest, EventNames) {
       SendEvent(ignored, "");
     }
   }
+  ap_.Release();
   EXPECT_THAT(ap_.WaitForRecord(1).event, EqualsProto(Expected("WLAN_5000MHZ", infos)));
 }
 
@@ -185,10 +189,12 @@ TEST_F(RecordsTest, WholeLines) {
 
 TEST_F(RecordsTest, TheMacOfAnAttributeReplacesTheFirst) {
   ap_.StartAll();
+  ap_.Hold();
   SendEvent("AP-STA-AUTH", "client_mac:aa:bb:cc:dd:ee:ff");
   SendEvent("AP-STA-AUTH", "client_mac:nonsense");
   ap_.wlan5000().Send("<3>AP-STA-AUTH nonsense timestamp:7");
   ap_.wlan5000().Send("<3>AP-STA-AUTH");
+  ap_.Release();
   const Event event = ap_.WaitForRecord(1).event;
   ASSERT_EQ(event.client_event_info_size(), 4);
   EXPECT_EQ(event.client_event_info(0).client_shmac(), Identifier(kSalt, "aabbccddeeff"));
@@ -217,6 +223,8 @@ TEST_F(RecordsTest, ProbeReports) {
       {" noColon nss:1", "number_of_spatial_streams: 1"},
   }};
   std::string expected = "interface: WLAN_2400MHZ\n";
+  ap_.Settle(wlan2400);
+  ap_.Hold();
   for (const auto& [attributes, capability] : kRows) {
     wlan2400.Send(fmt::format("<3>AP-MONITOR-STA-INFO {} frame_rssi:-80{}", kMac, attributes));
     expected += fmt::format(
@@ -225,6 +233,7 @@ TEST_F(RecordsTest, ProbeReports) {
         Identifier(kSalt, kMacDigits), capability);
   }
   wlan2400.Send("<3>AP-STA-AUTH 00:11:22:33:44:55");  // switched off
+  ap_.Release();
   EXPECT_THAT(ap_.WaitForRecord(1).event, EqualsProto(EventOf(expected)));
   ap_.ExpectLogged("INFO", "Invalid name:value pair: noColon");
 }

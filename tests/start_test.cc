@@ -6,7 +6,6 @@
 #include <systemd/sd-bus.h>
 
 #include <chrono>
-#include <iostream>
 #include <string>
 #include <vector>
 
@@ -79,19 +78,6 @@ TEST_F(StartTest, StartedIsToldBeforeTheAnswer) {
   ap_.StartDaemon({"--v=1"});
   wlan2400.ExpectCommand("ATTACH");
   ap_.ExpectLogged("VERBOSE1", "Callback: 0 mac: ");
-}
-
-TEST_F(StartTest, AttachesSoon) {
-  ap_.StartBus();
-  Hostapd wlan2400(kWlan2400);
-  Hostapd wlan5000(kWlan5000);
-  const auto begin = std::chrono::steady_clock::now();
-  ap_.LaunchDaemon();
-  const auto end = std::max(wlan2400.ExpectCommand("ATTACH"), wlan5000.ExpectCommand("ATTACH"));
-  const auto time = std::chrono::duration<double, std::milli>(end - begin).count();
-  std::cout << "start to attached: " << time << " ms\n";
-  RecordProperty("start_to_attached_ms", std::to_string(time));
-  EXPECT_LT(time, kIsSanitized ? 5000 : 500);
 }
 
 TEST_F(StartTest, ClaimsTheNameAndExportsNothingButAnEmptyObjectManager) {
@@ -222,7 +208,8 @@ TEST_P(EndTest, BeforeTheAnswer) {
   ap_.StartDaemon();
   wlan2400.ExpectCommand("ATTACH");
   ap_.ExpectQuickExit(GetParam());
-  wlan2400.ExpectSilence(milliseconds(0));
+  // Perhaps a second attempt, but no DETACH.
+  while (const auto command = wlan2400.Receive()) EXPECT_EQ(*command, "ATTACH");
 }
 
 TEST_P(EndTest, WhileHostapdHangs) {
