@@ -93,7 +93,7 @@ std::vector<Row> BatchRows() {
   return {{.name = "batch_1000",
            .what = "serialising and handing over 1,000 events",
            .unit = "us",
-           .reach = 1.5,
+           .goal = 1.5,
            .measure = MeasureBatch}};
 }
 

@@ -54,7 +54,7 @@ std::vector<Row> EventRows() {
   return {{.name = "event_library",
            .what = "an event, user-space part",
            .unit = "ns",
-           .reach = 2,
+           .goal = 1.65,
            .measure = MeasureEvents}};
 }
 

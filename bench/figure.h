@@ -30,7 +30,7 @@ struct Row {
   std::string what;
   std::string unit;
   // At most so many times the floor; without a floor, at most so much. Some only tell.
-  std::optional<double> reach;
+  std::optional<double> goal;
   // Nothing where this machine can't do it.
   std::function<std::optional<Measured>()> measure;
 };
@@ -39,9 +39,9 @@ struct Result {
   Row row;
   Measured measured;
 
-  // What the reach is for: the ratio to the floor, or the figure itself.
+  // What the goal is for: the ratio to the floor, or the figure itself.
   double Value() const;
-  bool IsReached() const { return !row.reach || Value() <= *row.reach; }
+  bool IsMet() const { return !row.goal || Value() <= *row.goal; }
 };
 
 }  // namespace orvane::bench

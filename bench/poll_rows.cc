@@ -35,7 +35,7 @@ SamplesOfRows Read(const std::string& text) {
   return rows;
 }
 
-Row PollRow(const std::string& stations, std::optional<double> reach,
+Row PollRow(const std::string& stations, std::optional<double> goal,
             const std::string& samples_file) {
   const std::string name = "poll_" + stations;
   const auto measure = [name, samples_file]() -> std::optional<Measured> {
@@ -47,7 +47,7 @@ Row PollRow(const std::string& stations, std::optional<double> reach,
   return {.name = name,
           .what = "a poll in the lab of " + stations + " of a kernel's stations",
           .unit = "us",
-          .reach = reach,
+          .goal = goal,
           .measure = measure};
 }
 

@@ -20,8 +20,8 @@ std::string Text(const Figure& figure) {
 }
 
 const char* Verdict(const Result& result) {
-  if (!result.row.reach) return "";
-  return result.IsReached() ? "ok" : "missed";
+  if (!result.row.goal) return "";
+  return result.IsMet() ? "ok" : "missed";
 }
 
 // Names and units are plain words: nothing in them needs an escape.
@@ -38,14 +38,14 @@ std::string JsonRow(const Result& result) {
     text += fmt::format(R"("floor": {}, "ratio": {:.4g}, )", JsonFigure(*measured.floor),
                         result.Value());
   }
-  if (row.reach) text += fmt::format(R"("reach": {}, )", *row.reach);
-  return text + fmt::format(R"("ok": {}}})", result.IsReached());
+  if (row.goal) text += fmt::format(R"("goal": {}, )", *row.goal);
+  return text + fmt::format(R"("ok": {}}})", result.IsMet());
 }
 
 }  // namespace
 
 std::string TableHead() {
-  return fmt::format(kColumns, "row", "ours (p20 - p80)", "floor (p20 - p80)", "ratio", "reach", "",
+  return fmt::format(kColumns, "row", "ours (p20 - p80)", "floor (p20 - p80)", "ratio", "goal", "",
                      "what");
 }
 
@@ -54,7 +54,7 @@ std::string TableLine(const Result& result) {
   const bool has_floor = measured.floor.has_value();
   return fmt::format(kColumns, row.name, Text(measured.ours),
                      has_floor ? Text(*measured.floor) : "-",
-                     has_floor ? Number(result.Value()) : "-", row.reach ? Number(*row.reach) : "-",
+                     has_floor ? Number(result.Value()) : "-", row.goal ? Number(*row.goal) : "-",
                      Verdict(result), row.what + ", " + row.unit);
 }
 

@@ -10,7 +10,7 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
 const Row kRow = {
-    .name = "event", .what = "an event", .unit = "ns", .reach = 1.5, .measure = nullptr};
+    .name = "event", .what = "an event", .unit = "ns", .goal = 1.5, .measure = nullptr};
 
 TEST(FigureTest, TakesTheMiddleOfUnsortedSamples) {
   const Figure figure = Summarize({9, 1, 5, 3, 7, 11});
@@ -29,14 +29,14 @@ TEST(FigureTest, OneSampleIsAll) {
 TEST(ResultTest, HoldsTheRatioAgainstTheReach) {
   Result result = {.row = kRow, .measured = {.ours = {3, 3, 3}, .floor = Figure{2, 2, 2}}};
   EXPECT_DOUBLE_EQ(result.Value(), 1.5);
-  EXPECT_TRUE(result.IsReached());
+  EXPECT_TRUE(result.IsMet());
   result.measured.ours.median = 3.1;
-  EXPECT_FALSE(result.IsReached());
+  EXPECT_FALSE(result.IsMet());
 }
 
 TEST(ResultTest, WithoutAFloorHoldsTheFigureItselfAgainstTheReach) {
-  EXPECT_TRUE((Result{.row = kRow, .measured = {.ours = {1.5, 1, 9}, .floor = {}}}.IsReached()));
-  EXPECT_FALSE((Result{.row = kRow, .measured = {.ours = {1.6, 1, 9}, .floor = {}}}.IsReached()));
+  EXPECT_TRUE((Result{.row = kRow, .measured = {.ours = {1.5, 1, 9}, .floor = {}}}.IsMet()));
+  EXPECT_FALSE((Result{.row = kRow, .measured = {.ours = {1.6, 1, 9}, .floor = {}}}.IsMet()));
 }
 
 TEST(ReportTest, TellsARowInOneLine) {
@@ -52,9 +52,9 @@ TEST(ReportTest, TellsARowInOneLine) {
 
 TEST(ReportTest, ARowWithoutAReachCannotMissIt) {
   Row row = kRow;
-  row.reach.reset();
+  row.goal.reset();
   const Result result = {.row = row, .measured = {.ours = {4, 4, 4}, .floor = Figure{2, 2, 2}}};
-  EXPECT_TRUE(result.IsReached());
+  EXPECT_TRUE(result.IsMet());
   EXPECT_THAT(TableLine(result), HasSubstr("2.00       -          an event"));
   EXPECT_THAT(Json({result}), HasSubstr(R"("ratio": 2, "ok": true})"));
 }
@@ -66,9 +66,9 @@ TEST(ReportTest, TellsRowsAsJson) {
   EXPECT_EQ(Json({with_floor, without}),
             R"({"rows": [
   {"row": "event", "what": "an event", "unit": "ns", "ours": {"median": 3, "p20": 2, "p80": 4}, )"
-            R"("floor": {"median": 2, "p20": 1, "p80": 3}, "ratio": 1.5, "reach": 1.5, "ok": true},
+            R"("floor": {"median": 2, "p20": 1, "p80": 3}, "ratio": 1.5, "goal": 1.5, "ok": true},
   {"row": "event", "what": "an event", "unit": "ns", "ours": {"median": 3, "p20": 2, "p80": 4}, )"
-            R"("reach": 1.5, "ok": false}
+            R"("goal": 1.5, "ok": false}
 ]}
 )");
 }
