@@ -7,7 +7,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <atomic>
 #include <fstream>
 #include <initializer_list>
 #include <string>
@@ -122,14 +122,14 @@ TEST_F(FilesTest, LeavesNoDescriptorOpen) {
   EXPECT_EQ(after.get(), next_fd);
 }
 
-volatile sig_atomic_t interruptions = 0;
+std::atomic<int> interruptions = 0;
 
 // Interrupts the system calls of the test's thread every millisecond.
 class Interrupter {
  public:
   Interrupter() {
     struct sigaction action = {};
-    action.sa_handler = [](int) { interruptions = interruptions + 1; };
+    action.sa_handler = [](int) { ++interruptions; };
     sigaction(SIGALRM, &action, &old_action_);
     constexpr itimerval kEachMillisecond = {{0, 1000}, {0, 1000}};
     setitimer(ITIMER_REAL, &kEachMillisecond, nullptr);
@@ -153,11 +153,16 @@ TEST_F(FilesTest, SurvivesInterruptions) {
   sigemptyset(&signals);
   sigaddset(&signals, SIGALRM);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  std::thread writer([&path] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  constexpr int kInterruptions = 5;
+  const auto wait_for_interruptions = [] {
+    const int before = interruptions;
+    while (interruptions < before + kInterruptions) std::this_thread::yield();
+  };
+  std::thread writer([&] {
+    wait_for_interruptions();
     std::ofstream pipe(path);
     pipe << "first" << std::flush;
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    wait_for_interruptions();
     pipe << "second";
   });
   pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
@@ -169,7 +174,6 @@ TEST_F(FilesTest, SurvivesInterruptions) {
   }
   writer.join();
   EXPECT_EQ(contents, "firstsecond");
-  EXPECT_GT(interruptions, 5);
 }
 
 TEST_F(FilesTest, TellsWhatExists) {
