@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 #include "platform/logging.h"
@@ -30,9 +31,30 @@ constexpr std::size_t kLargestRequest = 4096;
 // Not a message at all; stands for something that the peer doesn't get to see.
 constexpr std::uint8_t kPlaceholder = 0;
 
-std::uint8_t ReplyCommand(std::uint8_t request_command) {
-  return request_command == NL80211_CMD_GET_STATION ? NL80211_CMD_NEW_STATION
-                                                    : NL80211_CMD_NEW_MPATH;
+std::size_t SizeOfMessage(std::span<const std::uint8_t> messages) {
+  nlmsghdr header;
+  std::memcpy(&header, messages.data(), sizeof(header));
+  return NLMSG_ALIGN(header.nlmsg_len);
+}
+
+// The bytes of as many whole messages as the room has place for.
+std::size_t SizeOfPart(std::size_t room, std::span<const std::uint8_t> messages) {
+  std::size_t size = 0;
+  while (size < messages.size()) {
+    const std::size_t next = size + SizeOfMessage(messages.subspan(size));
+    if (next > room) break;
+    size = next;
+  }
+  return size;
+}
+
+// The bytes of the first so many messages, or of all.
+std::size_t SizeOfFirst(std::size_t count, std::span<const std::uint8_t> messages) {
+  std::size_t size = 0;
+  for (; count > 0 && size < messages.size(); --count) {
+    size += SizeOfMessage(messages.subspan(size));
+  }
+  return size;
 }
 
 AttributeList AttributesOf(const FakeKernel::Request& request) {
@@ -183,30 +205,37 @@ void FakeKernel::AnswerStation(const Request& request) {
   ReplyError(request, {ENOENT, ""});
 }
 
-std::vector<AttributeBuilder> FakeKernel::ListRecords(const Request& request,
-                                                      const std::string& interface) {
+std::vector<std::uint8_t> FakeKernel::ListMessages(const Request& request,
+                                                   const std::string& interface) {
   const std::uint32_t index = indexes_[interface];
-  std::vector<AttributeBuilder> records;
+  MessageHeader header = {kNl80211Family, NLM_F_MULTI, request.header.sequence,
+                          request.header.port};
+  if (is_dump_interrupted_) header.flags |= NLM_F_DUMP_INTR;
+  std::vector<std::uint8_t> messages;
+  const auto add = [&](std::span<const std::uint8_t> message) {
+    messages.insert(messages.end(), message.begin(), message.end());
+  };
   switch (request.command) {
-    case NL80211_CMD_GET_STATION:
-      for (const auto& station : stations_[interface]) {
-        records.push_back(MakeStationRecord(index, station));
-      }
+    case NL80211_CMD_GET_STATION: {
+      StationMessages station_messages(header, index);
+      for (const auto& station : stations_[interface]) add(station_messages.Make(station));
       break;
+    }
     case NL80211_CMD_GET_MPATH:
       for (const auto& path : mesh_paths_[interface]) {
-        records.push_back(MakeMeshPathRecord(index, path));
+        add(MakeGenericMessage(header, NL80211_CMD_NEW_MPATH, MakeMeshPathRecord(index, path)));
       }
       break;
     case NL80211_CMD_GET_MPP:
       for (const auto& path : mesh_proxy_paths_[interface]) {
-        records.push_back(MakeMeshProxyPathRecord(index, path));
+        add(MakeGenericMessage(header, NL80211_CMD_NEW_MPATH,
+                               MakeMeshProxyPathRecord(index, path)));
       }
       break;
     default:
       break;
   }
-  return records;
+  return messages;
 }
 
 void FakeKernel::StartDump(const Request& request) {
@@ -214,19 +243,14 @@ void FakeKernel::StartDump(const Request& request) {
   if (found == peers_.end()) return;
   Peer& peer = found->second;
   if (peer.dump) return ReplyError(request, {EBUSY, ""});
-  Dump& dump = peer.dump.emplace(Dump{request.header, {}, 0});
+  Dump& dump = peer.dump.emplace(Dump{request.header, {}, 0, 0});
   if (const std::optional<std::string> interface = FindInterface(AttributesOf(request))) {
-    MessageHeader header = {kNl80211Family, NLM_F_MULTI, request.header.sequence,
-                            request.header.port};
-    if (is_dump_interrupted_) header.flags |= NLM_F_DUMP_INTR;
-    for (const AttributeBuilder& record : ListRecords(request, *interface)) {
-      dump.messages.push_back(MakeGenericMessage(header, ReplyCommand(request.command), record));
-    }
+    dump.messages = ListMessages(request, *interface);
   } else {
     dump.result = -ENODEV;
   }
   if (const auto failure = std::exchange(next_dump_failure_, std::nullopt)) {
-    dump.messages.resize(std::min(failure->after, dump.messages.size()));
+    dump.messages.resize(SizeOfFirst(failure->after, dump.messages));
     dump.result = -failure->error_number;
   }
   ContinueDump(peer);
@@ -235,18 +259,17 @@ void FakeKernel::StartDump(const Request& request) {
 // One part, or the end, which gets a datagram of its own.
 void FakeKernel::ContinueDump(Peer& peer) {
   if (!peer.dump) return;
-  std::deque<std::vector<std::uint8_t>>& messages = peer.dump->messages;
-  if (messages.empty()) {
-    const Dump dump = *std::exchange(peer.dump, std::nullopt);
-    Push(peer, MakeDoneMessage(dump.header, dump.result), {ReceiveStatus::kDatagram, 0});
+  Dump& dump = *peer.dump;
+  const std::span rest = std::span(dump.messages).subspan(dump.sent);
+  if (rest.empty()) {
+    const std::vector<std::uint8_t> done = MakeDoneMessage(dump.header, dump.result);
+    peer.dump.reset();
+    Push(peer, done, {ReceiveStatus::kDatagram, 0});
     return;
   }
   const std::size_t room = std::clamp(peer.largest_buffer, kSmallestPart, kLargestPart);
-  std::vector<std::uint8_t> part;
-  while (!messages.empty() && part.size() + messages.front().size() <= room) {
-    part.insert(part.end(), messages.front().begin(), messages.front().end());
-    messages.pop_front();
-  }
+  const std::span<const std::uint8_t> part = rest.first(SizeOfPart(room, rest));
+  dump.sent += part.size();
   Push(
       peer, part,
       loses_parts_ ? Outcome{ReceiveStatus::kLost, ENOBUFS} : Outcome{ReceiveStatus::kDatagram, 0});

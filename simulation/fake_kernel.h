@@ -40,6 +40,8 @@ class FakeKernel : public platform::NetlinkKernel {
     std::optional<std::uint8_t> vht_mcs;
     std::optional<std::uint8_t> vht_nss;
     std::vector<int> flags;  // NL80211_RATE_INFO_...
+
+    friend bool operator==(const Rate&, const Rate&) = default;
   };
 
   struct Station {
@@ -49,7 +51,8 @@ class FakeKernel : public platform::NetlinkKernel {
     std::uint32_t flags = 1U << 1;  // one bit for each NL80211_STA_FLAG_...; authorized
     Rate tx_rate;
     Rate rx_rate;
-    bool has_rx_rate = true;  // false: the record lacks it
+    bool has_rx_rate = true;     // false: the record lacks it
+    bool has_statistics = true;  // false: it has only the average signal, the rates and the flags
   };
 
   struct MeshPath {
@@ -163,7 +166,8 @@ class FakeKernel : public platform::NetlinkKernel {
   // A dump under way.
   struct Dump {
     MessageHeader header;
-    std::deque<std::vector<std::uint8_t>> messages;
+    std::vector<std::uint8_t> messages;
+    std::size_t sent;  // bytes of them
     std::int32_t result;
   };
   // The kernel's end of a socket.
@@ -181,8 +185,8 @@ class FakeKernel : public platform::NetlinkKernel {
   void AnswerStation(const Request& request);
   void StartDump(const Request& request);
   void ContinueDump(Peer& peer);
-  // The records that a dump tells, each without its header.
-  std::vector<AttributeBuilder> ListRecords(const Request& request, const std::string& interface);
+  // The messages of a dump, one after the other.
+  std::vector<std::uint8_t> ListMessages(const Request& request, const std::string& interface);
   void ReplyAndAcknowledge(const Request& request, std::span<const std::uint8_t> reply);
   void ReplyError(const Request& request, const Failure& failure);
   void Reply(const MessageHeader& header, std::span<const std::uint8_t> datagram);
