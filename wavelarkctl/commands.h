@@ -8,6 +8,7 @@ namespace orvane::wavelarkctl {
 // One function for each subcommand, in a file of its own.
 AddCommand AddEvents;
 AddCommand AddExplain;
+AddCommand AddReplay;
 
 }  // namespace orvane::wavelarkctl
 

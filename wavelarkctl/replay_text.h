@@ -1,0 +1,30 @@
+#ifndef WAVELARKCTL_REPLAY_TEXT_H_
+#define WAVELARKCTL_REPLAY_TEXT_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "wavelarkctl/replay_summary.h"
+#include "wavelarkctl/replayer.h"
+#include "wavelarkctl/roster.h"
+#include "wavelarkctl/trace_survey.h"
+
+namespace orvane::wavelarkctl {
+
+// A replay that is over.
+struct ReplayOutcome {
+  std::string name;  // of its settings
+  ReplayOptions options;
+  std::uint64_t polls = 0;
+  const ReplaySummary* summary = nullptr;
+};
+
+// For people: the settings and their outcomes side by side, then the clients that were steered most
+// and the first steers, both with the first settings. There is at least one outcome.
+std::string ReplayText(const std::string& trace_name, const TraceSurvey& survey,
+                       const Roster& roster, const std::vector<ReplayOutcome>& outcomes);
+
+}  // namespace orvane::wavelarkctl
+
+#endif  // WAVELARKCTL_REPLAY_TEXT_H_

@@ -1,0 +1,147 @@
+#ifndef WAVELARKCTL_REPLAYER_H_
+#define WAVELARKCTL_REPLAYER_H_
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "optimizer/client_steer.h"
+#include "optimizer/hostapd_interface.h"
+#include "platform/manual_loop.h"
+#include "platform/netlink/netlink_manager.h"
+#include "platform/time.h"
+#include "simulation/fake_kernel.h"
+#include "wavelarkctl/roster.h"
+#include "wavelarkctl/steer_settings.h"
+
+namespace orvane::wavelarkctl {
+
+// What a client does when it is steered.
+enum class Returns : std::uint8_t {
+  kTrace,  // what its rows say
+  kSame,   // it comes back to the interface that it was steered from
+  kOther,  // it joins the next interface of the list; after the last comes the first
+};
+
+struct ReplayOptions {
+  SteerSettings settings = DefaultSteerSettings();
+  Returns returns = Returns::kTrace;
+  // A poll does not see a client whose last row is older.
+  platform::TimeSpan stale = std::chrono::seconds(10);
+};
+
+// A row of a trace, with the numbers of its names in the roster.
+struct Sighting {
+  platform::WallTime time;
+  std::uint32_t interface;
+  std::uint32_t client;
+  std::optional<std::int8_t> signal;
+  bool is_authorized;
+};
+
+// A client between one row and the next. If that does not come within the time that a row takes to
+// become stale and a poll interval, the client has gone when the row was stale.
+struct Stay {
+  std::uint32_t client;
+  std::uint32_t interface;  // after its steers, see Returns
+  std::uint8_t metric;
+  bool is_below_floor;
+  platform::WallTime begin;
+  platform::TimeSpan length;
+};
+
+// Follows a replay. `time` is the wall clock of the trace.
+class ReplayListener {
+ public:
+  virtual ~ReplayListener() = default;
+  // A poll has judged a client.
+  virtual void OnJudgement(platform::WallTime time, std::uint32_t client,
+                           const ap::StationJudgement& judgement) = 0;
+  virtual void OnStay(const Stay& stay) = 0;
+};
+
+// Runs the daemon's own steering service over the rows of a trace, in virtual time and on a kernel
+// that lists what the rows say. The service starts at the time of the first row. A poll comes after
+// the rows of its time, and sees each client at each interface of its last sample, unless that is
+// stale. The last poll is at the time of the last row at the latest.
+//
+// A time before that of the row before it is a clock that was set back: no time passes. A time
+// after it always passes, however long it takes.
+//
+// With kSame or kOther a client that was steered stays where the model has put it, at the signals
+// of its rows, until it has gone (see Stay).
+class Replayer {
+ public:
+  // The roster, whose interfaces are all that are polled, and the listener must outlive it.
+  Replayer(const ReplayOptions& options, Roster& roster, platform::WallTime start,
+           ReplayListener* listener);
+  Replayer(const Replayer&) = delete;
+  Replayer& operator=(const Replayer&) = delete;
+  ~Replayer();
+
+  // The rows in the order of the trace.
+  void Feed(const Sighting& sighting);
+  // After the last row.
+  void Finish();
+
+  std::uint64_t polls() const { return polls_; }
+
+ private:
+  class Kernel;
+  class Loop;
+
+  // One interface that lists a client.
+  struct Place {
+    std::uint32_t interface;
+    std::optional<std::int8_t> signal;
+    bool is_authorized;
+  };
+  struct Client {
+    std::uint64_t sample = 0;  // in which its places are; 0: none
+    platform::MonotonicTime seen;
+    platform::WallTime seen_wall;
+    bool is_listed = false;  // in `listed_`
+    std::optional<std::uint32_t> override_interface;
+    std::vector<Place> places;
+  };
+
+  void MoveTo(platform::WallTime time);
+  // The time of the row that is being fed.
+  platform::MonotonicTime Now() const;
+  // Lets the wall clock pass a time in which no client is there to be judged. Returns what is left
+  // of `span`. `behind_latest` is how far the clock was set back before it.
+  platform::TimeSpan SkipIdlePolls(platform::TimeSpan span, platform::TimeSpan behind_latest);
+  // Runs what is due before `time`, and leaves the loop just before it.
+  void RunUntil(platform::MonotonicTime time);
+  void EndStay(std::uint32_t number, Client& client, platform::TimeSpan length);
+  void OnPass();
+  void OnJudgement(const ap::StationJudgement& judgement);
+  void MoveSteered(Client& client, std::uint32_t interface) const;
+
+  ReplayOptions options_;
+  std::uint8_t floor_;
+  platform::TimeSpan poll_interval_;
+  Roster& roster_;
+  ReplayListener* listener_;
+  std::unique_ptr<Loop> loop_;
+  // How far the loop is behind the row that is being fed.
+  platform::TimeSpan behind_{};
+  platform::WallTime now_;
+  platform::WallTime latest_;
+  std::uint64_t sample_ = 1;
+  std::uint64_t polls_ = 0;
+  std::vector<Client> clients_;
+  // Those that a poll may see, in order of arrival.
+  std::vector<std::uint32_t> listed_;
+  std::unique_ptr<Kernel> kernel_;
+  std::unique_ptr<platform::NetlinkManager> netlink_;
+  std::unique_ptr<ap::HostapdInterface> hostapd_;
+  std::unique_ptr<ap::ClientSteer> steer_;
+};
+
+}  // namespace orvane::wavelarkctl
+
+#endif  // WAVELARKCTL_REPLAYER_H_

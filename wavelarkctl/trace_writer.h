@@ -1,0 +1,36 @@
+#ifndef WAVELARKCTL_TRACE_WRITER_H_
+#define WAVELARKCTL_TRACE_WRITER_H_
+
+#include <string>
+
+#include "platform/files.h"
+#include "wavelarkctl/trace_row.h"
+
+namespace orvane::wavelarkctl {
+
+// Writes a trace: the header at once, rows in blocks of whole lines. Throws a Failure
+// (kUnavailable) if it can't.
+class TraceWriter {
+ public:
+  // `name` is the file's in errors.
+  TraceWriter(platform::ScopedFd file, std::string name);
+  TraceWriter(const TraceWriter&) = delete;
+  TraceWriter& operator=(const TraceWriter&) = delete;
+  TraceWriter(TraceWriter&&) = default;
+
+  void Add(const TraceRow& row);
+  // Writes what is left. What has not been flushed is lost with the writer.
+  void Flush();
+
+ private:
+  platform::ScopedFd file_;
+  std::string name_;
+  std::string lines_;
+};
+
+// Makes a new file. Throws a Failure (kUnavailable) if there is one of that name already.
+TraceWriter CreateTrace(const platform::FilePath& path);
+
+}  // namespace orvane::wavelarkctl
+
+#endif  // WAVELARKCTL_TRACE_WRITER_H_

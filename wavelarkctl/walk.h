@@ -1,0 +1,24 @@
+#ifndef WAVELARKCTL_WALK_H_
+#define WAVELARKCTL_WALK_H_
+
+#include <cstdint>
+
+#include "wavelarkctl/trace_writer.h"
+
+namespace orvane::wavelarkctl {
+
+// Traces that are made up. They are the same in each run.
+enum class Walk : std::uint8_t {
+  kAway,   // a client walks off, stays away for half an hour, and comes back: 2 hours
+  kFloor,  // a client sits where its metric is about the default floor: 24 hours
+  kDips,   // a client is near, with a dip of some minutes now and then: 24 hours
+  kCrowd,  // clients wander on both bands, a row for each in every minute: 24 hours
+};
+
+// Writes the rows of a walk and flushes them. `clients` is the size of the crowd; the other walks
+// have one client.
+void WriteWalk(Walk walk, std::uint32_t clients, TraceWriter& writer);
+
+}  // namespace orvane::wavelarkctl
+
+#endif  // WAVELARKCTL_WALK_H_
