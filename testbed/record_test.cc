@@ -1,5 +1,6 @@
 #include "testbed/record.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <google/protobuf/struct.pb.h>
 #include <google/protobuf/util/json_util.h>
@@ -66,7 +67,7 @@ TEST_F(RecordTest, DescribesWhatItDoesNotKnow) {
             "00:00:00.001 RecordOfflineData other, 3 bytes");
   EXPECT_EQ(
       DescribeRecord(RecordOf(kEventType, "\xff")),
-      "00:00:00.001 RecordOfflineData " + std::string(kEventType) + ", 1 bytes: can't be decoded");
+      fmt::format("00:00:00.001 RecordOfflineData {}, 1 bytes: can't be decoded", kEventType));
 }
 
 TEST_F(RecordTest, SurvivesATimeThatNoCalendarHas) {

@@ -1,5 +1,6 @@
 // Attaching to hostapd and staying attached, whatever hostapd does.
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -245,14 +246,14 @@ TEST_F(AttachTest, OddDatagrams) {
   hostapd_->Send("<3>AP-STA-CONNECTED");
   hostapd_->Send("<3>AP-STA-CONNECTED  00:11:22:33:44:55\n");
   hostapd_->Send("<3>AP-STA-STEERING 00:11:22:33:44:55\n");
-  hostapd_->Send("<3>LONG-" + std::string(65536 - 8, 'x'));
+  const std::string long_name = fmt::format("LONG-{:x>{}}", "", 65536 - 8);
+  hostapd_->Send("<3>" + long_name);
   ap_.Settle(*hostapd_);
   EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: "), 1U);
   EXPECT_EQ(ap_.LogCount("VERBOSE1", "Callback: 1 mac: "), 2U);
   EXPECT_EQ(ap_.LogCount("VERBOSE1", "Callback: 3 mac: 00:11:22:33:44:55"), 1U);
   EXPECT_EQ(ap_.LogCount("VERBOSE1", "Callback: 1 mac: 00:11:22:33:44:55"), 0U);
-  EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: LONG-" + std::string(65536 - 8, 'x')),
-            1U);
+  EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: " + long_name), 1U);
   EXPECT_EQ(ap_.DescriptorCount(), descriptors);
 }
 
