@@ -19,7 +19,7 @@ constexpr std::size_t kHelpColumnWidth = 40;
 
 // In the order in which help lists them.
 const std::vector<AddCommand*>& Commands() {
-  static const std::vector<AddCommand*> kCommands = {AddEvents, AddExplain, AddReplay};
+  static const std::vector<AddCommand*> kCommands = {AddEvents, AddExplain, AddReplay, AddTrace};
   return kCommands;
 }
 

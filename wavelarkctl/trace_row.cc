@@ -31,13 +31,6 @@ bool ParseTime(std::string_view text, platform::WallTime* time) {
   return since_epoch->count() >= 0 && *time < kLastTime;
 }
 
-// Stricter than the kernel, so that a name needs no quotes.
-bool IsInterfaceName(std::string_view text) {
-  return !text.empty() && text.size() < IFNAMSIZ && std::ranges::all_of(text, [](char character) {
-    return character > ' ' && character <= '~' && character != '/' && character != ':';
-  });
-}
-
 bool ParseSignal(std::string_view text, std::optional<std::int8_t>* signal) {
   signal->reset();
   if (text.empty()) return true;
@@ -50,6 +43,14 @@ bool ParseSignal(std::string_view text, std::optional<std::int8_t>* signal) {
 }
 
 }  // namespace
+
+bool IsInterfaceName(std::string_view text) {
+  constexpr std::string_view kSeparators = ",\"/:";
+  return !text.empty() && text.size() < IFNAMSIZ && std::ranges::all_of(text, [&](char character) {
+    return character > ' ' && character <= '~' &&
+           kSeparators.find(character) == std::string_view::npos;
+  });
+}
 
 std::optional<Address> ParseAddress(std::string_view text) {
   if (text.size() != kAddressLength) return std::nullopt;

@@ -24,9 +24,13 @@ using Address = std::array<std::uint8_t, 6>;
 std::optional<Address> ParseAddress(std::string_view text);
 std::string FormatAddress(const Address& address);
 
+// Whether a trace can have an interface of this name. Stricter than the kernel, so that a name
+// needs no quotes: 1 to 15 printable characters other than ' ', ',', '"', '/' and ':'.
+bool IsInterfaceName(std::string_view text);
+
 struct TraceRow {
   platform::WallTime time;     // Unix seconds, up to six decimals
-  std::string_view interface;  // 1 to 15 printable characters other than ' ', ',', '/', ':'
+  std::string_view interface;  // see IsInterfaceName
   Address address = {};
   std::optional<std::int8_t> signal;  // on average, dBm; the field is empty if it is not known
   bool is_authorized = false;         // 1 or 0

@@ -27,7 +27,7 @@ TEST(TraceRowTest, WhatIsWrittenIsRead) {
   for (const std::string line :
        {"1700000000.25,wlan-2400mhz,02:00:00:00:0a:ff,-71,1", "0,a,00:00:00:00:00:00,,0",
         "253402300799.999999,123456789012345,ff:ff:ff:ff:ff:ff,127,1",
-        "1,w\"`',02:00:00:00:00:00,-128,0"}) {
+        "1,w`'$,02:00:00:00:00:00,-128,0"}) {
     TraceRow row;
     ASSERT_EQ(ParseTraceRow(line, &row), "") << line;
     EXPECT_EQ(FormatTraceRow(row), line + "\n");
@@ -64,6 +64,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"1,,02:00:00:00:00:01,-71,1", "interface"},
                       Case{"1,1234567890123456,02:00:00:00:00:01,-71,1", "interface"},
                       Case{"1,a b,02:00:00:00:00:01,-71,1", "interface"},
+                      Case{"1,a\"b,02:00:00:00:00:01,-71,1", "interface"},
                       Case{"1,a/b,02:00:00:00:00:01,-71,1", "interface"},
                       Case{"1,\xc3\xa4,02:00:00:00:00:01,-71,1", "interface"},
                       Case{"1,a,02:00:00:00:00:1,-71,1", "address"},
