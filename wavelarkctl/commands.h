@@ -9,6 +9,7 @@ namespace orvane::wavelarkctl {
 AddCommand AddEvents;
 AddCommand AddExplain;
 AddCommand AddReplay;
+AddCommand AddReport;
 AddCommand AddTrace;
 
 }  // namespace orvane::wavelarkctl

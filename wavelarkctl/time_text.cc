@@ -84,6 +84,7 @@ std::string Format(WallTime time, bool is_utc, const char* format) {
 }  // namespace
 
 std::optional<WallTime> ParseTime(const std::string& text, WallTime now) {
+  if (text == "now") return now;
   if (const auto span = ParseSpan(text)) return now - *span;
   return ParseDate(text);
 }

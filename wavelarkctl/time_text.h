@@ -9,9 +9,9 @@
 
 namespace orvane::wavelarkctl {
 
-// Reads a time: as long before `now` as "7d", "12h", "90m" or "30s" says, or a date with or without
-// a time of day, "2026-11-22", "2026-11-22 08:00" or "2026-11-22T08:00:30". It is local time unless
-// "Z" follows. Returns nothing for any other text.
+// Reads a time: "now", as long before `now` as "7d", "12h", "90m" or "30s" says, or a date with or
+// without a time of day, "2026-11-22", "2026-11-22 08:00" or "2026-11-22T08:00:30". It is local
+// time unless "Z" follows. Returns nothing for any other text.
 std::optional<platform::WallTime> ParseTime(const std::string& text, platform::WallTime now);
 
 // ParseTime with the clock's time. Throws a Failure of kUsage that names the option.

@@ -30,6 +30,7 @@ TEST_F(TimeTextTest, ReadsHowLongAgo) {
   EXPECT_EQ(ParseTime("12h", kNow), kNow - hours(12));
   EXPECT_EQ(ParseTime("90m", kNow), kNow - seconds(5400));
   EXPECT_EQ(ParseTime("0s", kNow), kNow);
+  EXPECT_EQ(ParseTime("now", kNow), kNow);
 }
 
 TEST_F(TimeTextTest, ReadsDates) {

@@ -1,0 +1,272 @@
+// wavelarkctl report: a page about a period.
+
+#include <fmt/format.h>
+#include <time.h>
+
+#include <CLI/App.hpp>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/files.h"
+#include "recorder/schema.h"
+#include "wavelarkctl/commands.h"
+#include "wavelarkctl/records.h"
+#include "wavelarkctl/report_data.h"
+#include "wavelarkctl/report_events.h"
+#include "wavelarkctl/report_levels.h"
+#include "wavelarkctl/report_page.h"
+#include "wavelarkctl/time_text.h"
+
+namespace orvane::wavelarkctl {
+namespace {
+
+using nlohmann::json;
+using platform::FilePath;
+using platform::WallTime;
+
+constexpr char kDescription[] = "Writes a page about service levels, joins, signals and steering";
+
+constexpr char kExamples[] =
+    "The page is one file that a browser shows without a network. It has the data of the period\n"
+    "and compares it with the period of the same length before. A summary is printed. The exit\n"
+    "status is 1 if a service level misses its goal.\n\n"
+    "Examples:\n"
+    "  wavelarkctl report\n"
+    "  wavelarkctl report --since 30d -o /srv/www/wifi.html --goal connects=98 --signal-limit -67\n"
+    "  wavelarkctl report --since 2026-11-02 --until 2026-11-09 --json | jq .levels";
+
+// Trends have a step for each hour of up to three days, else for each day.
+constexpr std::int64_t kHourMs = 3'600'000;
+constexpr std::int64_t kDayMs = 24 * kHourMs;
+constexpr std::int64_t kLongestByHour = 3 * kDayMs;
+
+// The longest period.
+constexpr std::int64_t kLongestMs = 400 * kDayMs;
+
+struct Options {
+  FilePath database = recorder::DatabaseOptions().path;
+  FilePath output = "report.html";
+  std::string since = "7d";
+  std::string until = "now";
+  std::vector<std::string> goals;
+  double time_limit = 2;   // seconds
+  int signal_limit = -70;  // dBm
+  bool is_json = false;
+};
+
+std::int64_t Milliseconds(WallTime time) {
+  return std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch()).count();
+}
+
+tm LocalFields(std::int64_t time_ms) {
+  const time_t seconds = time_ms / 1000;
+  tm fields = {};
+  localtime_r(&seconds, &fields);
+  return fields;
+}
+
+// The next full hour or midnight of local time.
+std::int64_t NextStep(std::int64_t time_ms, bool is_by_hour) {
+  if (is_by_hour) return (time_ms / kHourMs + 1) * kHourMs;
+  tm fields = LocalFields(time_ms);
+  fields.tm_sec = fields.tm_min = fields.tm_hour = 0;
+  ++fields.tm_mday;
+  fields.tm_isdst = -1;
+  return std::int64_t{mktime(&fields)} * 1000;
+}
+
+std::string StepLabel(std::int64_t time_ms, bool is_by_hour) {
+  const tm fields = LocalFields(time_ms);
+  std::array<char, 64> text = {};
+  const std::size_t size =
+      strftime(text.data(), text.size(), is_by_hour ? "%a %H:%M" : "%a %-d", &fields);
+  return {text.data(), size};
+}
+
+ReportScope ScopeOf(const Options& options) {
+  ReportScope scope;
+  scope.since_ms = Milliseconds(ParseTimeOption("--since", options.since));
+  scope.until_ms = Milliseconds(ParseTimeOption("--until", options.until));
+  if (scope.since_ms >= scope.until_ms) {
+    throw Failure(ExitStatus::kUsage, "--since must be before --until");
+  }
+  if (scope.until_ms - scope.since_ms > kLongestMs) {
+    throw Failure(ExitStatus::kUsage, "a report is about 400 days at most");
+  }
+  const bool is_by_hour = scope.until_ms - scope.since_ms <= kLongestByHour;
+  for (std::int64_t step = scope.since_ms; step < scope.until_ms;
+       step = NextStep(step, is_by_hour)) {
+    scope.steps.push_back(step);
+  }
+  scope.time_limit_ms = static_cast<std::int64_t>(options.time_limit * 1000);
+  scope.signal_limit_dbm = options.signal_limit;
+  return scope;
+}
+
+[[noreturn]] void RefuseGoal(const std::string& text) {
+  std::string names;
+  for (const LevelRow& level : kLevelRows) names += fmt::format(" {}", level.key);
+  throw Failure(ExitStatus::kUsage,
+                fmt::format("--goal: \"{}\" is not LEVEL=PERCENT; levels are{}", text, names));
+}
+
+std::array<double, kLevels> GoalsOf(const std::vector<std::string>& texts) {
+  std::array<double, kLevels> goals = {};
+  std::ranges::transform(kLevelRows, goals.begin(), &LevelRow::goal);
+  for (const std::string& text : texts) {
+    const std::size_t equals = text.find('=');
+    const auto level = std::ranges::find(kLevelRows, text.substr(0, equals), &LevelRow::key);
+    if (equals == std::string::npos || level == kLevelRows.end()) RefuseGoal(text);
+    double percent = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data() + equals + 1, end, percent);
+    if (error != std::errc() || stop != end || !(percent >= 0 && percent <= 100)) RefuseGoal(text);
+    goals[static_cast<std::size_t>(level - kLevelRows.begin())] = percent;
+  }
+  return goals;
+}
+
+void AddLabels(const ReportScope& scope, json* data) {
+  const bool is_by_hour = scope.until_ms - scope.since_ms <= kLongestByHour;
+  json labels = json::array();
+  for (const std::int64_t step : scope.steps) labels.push_back(StepLabel(step, is_by_hour));
+  json& period = (*data)["period"];
+  period["labels"] = std::move(labels);
+  period["steps"] = scope.steps;
+  period["step"] = is_by_hour ? "hour" : "day";
+  // The page shows the times of the access point, wherever its reader is.
+  period["offset"] = LocalFields(scope.until_ms - 1).tm_gmtoff;
+}
+
+json Collect(const Options& options, const ReportScope& scope) {
+  const std::array<double, kLevels> goals = GoalsOf(options.goals);
+  json data;
+  ReadRecords(options.database, [&](SQLite::Database& database) {
+    data = ReportData(ReadReportEvents(database, scope), goals);
+  });
+  AddLabels(scope, &data);
+  data["made"] = Milliseconds(Now());
+  data["database"] = options.database.native();
+  return data;
+}
+
+// What is not UTF-8 becomes U+FFFD. Without "<" no text can end the element that it is in.
+std::string TextForPage(const json& data) {
+  std::string text;
+  for (const char character : data.dump(-1, ' ', false, json::error_handler_t::replace)) {
+    if (character == '<') {
+      text += "\\u003c";
+    } else {
+      text += character;
+    }
+  }
+  return text;
+}
+
+void WritePage(const json& data, std::ostream& out) {
+  const std::size_t mark = kReportPage.find(kReportDataMark);
+  out << kReportPage.substr(0, mark) << TextForPage(data)
+      << kReportPage.substr(mark + kReportDataMark.size()) << std::flush;
+}
+
+void WritePage(const json& data, const FilePath& path) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  if (file) WritePage(data, file);
+  if (!file) {
+    throw Failure(ExitStatus::kUnavailable,
+                  fmt::format("{}: can't be written: {}", path.native(), strerror(errno)));
+  }
+}
+
+bool IsMissed(const json& level) {
+  const auto all = level["all"].get<double>();
+  return all > 0 && 100 * level["good"].get<double>() < level["goal"].get<double>() * all;
+}
+
+void PrintSummary(const json& data) {
+  for (const json& level : data["levels"]) {
+    const auto all = level["all"].get<std::int64_t>();
+    const std::string share = all == 0
+                                  ? "no data"
+                                  : fmt::format("{:5.1f} %", 100 * level["good"].get<double>() /
+                                                                 static_cast<double>(all));
+    std::cout << fmt::format("{:<20} {:>7}  goal {:g} %{}\n", level["title"].get<std::string>(),
+                             share, level["goal"].get<double>(), IsMissed(level) ? ", missed" : "");
+  }
+}
+
+ExitStatus Run(const Options& options) {
+  const json data = Collect(options, ScopeOf(options));
+  if (options.is_json) {
+    std::cout << data.dump(2, ' ', false, json::error_handler_t::replace) << '\n';
+  } else if (options.output == "-") {
+    WritePage(data, std::cout);
+  } else {
+    WritePage(data, options.output);
+    PrintSummary(data);
+    std::cout << fmt::format("{}: {} events of {} clients\n", options.output.native(),
+                             data["counts"]["events"].get<std::int64_t>(),
+                             data["counts"]["clients"].get<std::int64_t>());
+  }
+  return std::ranges::any_of(data["levels"], IsMissed) ? ExitStatus::kFound : ExitStatus::kOk;
+}
+
+void AddLimits(CLI::App* command, Options* options) {
+  std::string defaults;
+  for (const LevelRow& level : kLevelRows)
+    defaults += fmt::format(" {}={:g}", level.key, level.goal);
+  command
+      ->add_option(
+          "--goal", options->goals,
+          "The share that a service level is to reach; may be repeated. Default:" + defaults)
+      ->type_name("LEVEL=PERCENT")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command->add_option("--time-limit", options->time_limit, "A connect that takes longer is slow")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.0, 60.0))
+      ->capture_default_str();
+  command->add_option("--signal-limit", options->signal_limit, "A weaker signal is no coverage")
+      ->type_name("DBM")
+      ->check(CLI::Range(-100, 0))
+      ->capture_default_str();
+}
+
+}  // namespace
+
+void AddReport(CLI::App& app, Action* action) {
+  CLI::App* command = app.add_subcommand("report", kDescription);
+  command->footer(kExamples);
+  const auto options = std::make_shared<Options>();
+  command
+      ->add_option("--since", options->since,
+                   "The begin of the period: 7d, 12h, 90m, 30s ago, or a date with or without "
+                   "a time of day")
+      ->type_name("TIME")
+      ->capture_default_str();
+  command->add_option("--until", options->until, "Its end")
+      ->type_name("TIME")
+      ->capture_default_str();
+  command
+      ->add_option("-o,--output", options->output, "Where to write the page; - is standard output")
+      ->type_name("FILE")
+      ->default_str(options->output.native());
+  command->add_flag("--json", options->is_json, "Print the data of the page as JSON instead");
+  AddLimits(command, options.get());
+  command->add_option("--database", options->database, "The recorder's database")
+      ->type_name("FILE")
+      ->default_str(options->database.native());
+  command->callback([action, options] { *action = [options] { return Run(*options); }; });
+}
+
+}  // namespace orvane::wavelarkctl
