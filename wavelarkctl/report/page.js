@@ -137,7 +137,7 @@ const bottomLegend = () => ({position: 'bottom', align: 'start',
 
 // ---------------------------------------------------------------- service levels
 
-const limitTime = duration(data.limits.time);
+const limitTime = `${data.limits.time / 1000} s`;
 const limitSignal = dbm(data.limits.signal);
 
 // What a level counts: in a line, and in full.
@@ -200,7 +200,7 @@ function sinceBefore(level) {
   const points = shareOf(level) - 100 * good / all;
   if (Math.abs(points) < 0.05) return element('p', {}, 'as in the period before');
   return element('p', {}, element('span', {class: points > 0 ? 'better' : 'worse'},
-    `${points > 0 ? '▲ +' : '▼ −'}${Math.abs(points).toFixed(1)} points`), ' to the period before');
+    `${points > 0 ? '▲ +' : '▼ −'}${Math.abs(points).toFixed(1)} points`), ' since the period before');
 }
 
 function facts(level) {
