@@ -11,7 +11,7 @@
 namespace orvane::bridge {
 namespace {
 
-// Replaces a file in one step, so that nobody reads half of it.
+// Replaces a file atomically, so that nobody reads an incomplete one.
 bool ReplaceFile(const platform::FilePath& path, const std::string& contents) {
   platform::FilePath draft = path;
   draft += ".new";
@@ -50,7 +50,7 @@ void Bridge::Add(platform::Loop& loop, const Options& options, const InterfaceNa
                                   .on_hostapd_up = [this, entry] { OnHostapdUp(entry); }});
 }
 
-// A driver may have been loaded, and an interface made, since the last time.
+// The driver or the interface may be newer than the last attempt.
 void Bridge::OnHostapdUp(Entry* entry) {
   const std::string& name = entry->interface->names().hostapd;
   if (!nl80211_.Open()) {

@@ -17,18 +17,18 @@
 
 namespace orvane::bridge {
 
-// All interfaces, and what they share: the kernel's messages, the memory of steerings and moves,
+// All interfaces and their shared state: the kernel's messages, the recent steers and joins, and
 // the counters.
 class Bridge {
  public:
-  // How often the metrics file is written.
+  // Interval between writes of the metrics file.
   static constexpr platform::TimeSpan kMetricsInterval = std::chrono::seconds(15);
 
-  // Begins at once. The loop must outlive the bridge.
+  // Starts at once. The loop must outlive the bridge.
   Bridge(platform::Loop& loop, const Options& options);
   Bridge(const Bridge&) = delete;
   Bridge& operator=(const Bridge&) = delete;
-  // Writes the metrics a last time.
+  // Writes the metrics once more.
   ~Bridge();
 
   Counters counters() const;
@@ -37,7 +37,7 @@ class Bridge {
 
  private:
   struct Entry {
-    std::uint32_t index = 0;  // the kernel's; 0 while it is not known
+    std::uint32_t index = 0;  // the kernel's index; 0: unknown
     std::unique_ptr<BridgedInterface> interface;
   };
 

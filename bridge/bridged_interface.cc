@@ -20,13 +20,13 @@ constexpr std::string_view kDisassociate = "DISASSOCIATE";
 
 constexpr char kTrackedStations[] = "TRACK_STA_LIST";
 
-// The daemon logs and drops every other line of a stock hostapd.
+// The daemon logs and drops all other lines of a stock hostapd.
 bool IsPassedOn(const ControlEvent& event) {
   return std::holds_alternative<StationConnected>(event) ||
          std::holds_alternative<StationDisconnected>(event);
 }
 
-// Whether hostapd has just noted the signal of a frame that opens a line.
+// Returns whether hostapd has just stored the signal of a frame that opens a line.
 bool IsRequest(const ControlEvent& event) {
   const auto* received = std::get_if<FrameReceived>(&event);
   return received != nullptr && (received->frame.kind == FrameKind::kAuthentication ||
@@ -88,7 +88,7 @@ void BridgedInterface::OnDown() {
   absent_since_ = loop_.MonotonicNow();
 }
 
-// What the kernel sent before hostapd wrote this line has come by now, and is read first.
+// The kernel's messages from before this line have arrived by now, and are read first.
 void BridgedInterface::OnEvent(std::string_view line) {
   callbacks_.read_kernel();
   VLOG(1) << settings_.names.served << " from hostapd: " << line;
@@ -156,7 +156,7 @@ void BridgedInterface::RetryLater(platform::TimeSpan delay) {
   });
 }
 
-// Lines must not be settled before everything is read, so the alarm reads, too.
+// Lines must not be settled before everything is read, so the alarm reads first.
 void BridgedInterface::SetAlarm() {
   const auto deadline = tracker_.NextDeadline();
   if (!deadline.has_value()) return alarm_.Stop();

@@ -22,15 +22,15 @@
 
 namespace orvane::bridge {
 
-// What an interface is called: by the daemon, which is the name of the served socket, and by
-// hostapd and the kernel.
+// The names of one interface: `served` is the daemon's name for it and the name of the served
+// socket, `hostapd` is the name that hostapd and the kernel use.
 struct InterfaceNames {
   std::string served;
   std::string hostapd;
 };
 
-// One interface: the link to its hostapd, the stations, the served socket with its monitors. The
-// socket exists while hostapd answers.
+// One interface: the link to its hostapd, its stations, and the served socket with its monitors.
+// The socket exists while hostapd answers.
 class BridgedInterface {
  public:
   struct Settings {
@@ -40,19 +40,19 @@ class BridgedInterface {
     std::size_t queue_lines = 0;
   };
   struct Callbacks {
-    // Reads what the kernel has sent, before an event of hostapd is looked at.
+    // Reads the kernel's pending messages. Called before an event of hostapd is processed.
     std::function<void()> read_kernel;
     std::function<StationInfo(const ap::MacAddress& station)> read_station;
     std::function<void()> on_hostapd_up;
   };
 
-  // How long the served socket is away at least, so that everybody notices.
+  // Minimum time for which the served socket is removed, so that every client notices.
   static constexpr platform::TimeSpan kLeastAbsence = std::chrono::milliseconds(100);
-  // Between attempts to send to a monitor that does not read: at first, and doubled up to the
-  // longest.
+  // Delay between attempts to send to a monitor that does not read. It starts at kRetryDelay and
+  // doubles up to kLongestRetryDelay.
   static constexpr platform::TimeSpan kRetryDelay = std::chrono::milliseconds(10);
   static constexpr platform::TimeSpan kLongestRetryDelay = std::chrono::milliseconds(160);
-  // Commands that wait for hostapd's answer. One more is refused.
+  // Maximum number of commands that wait for hostapd's answer. A further command is refused.
   static constexpr std::size_t kMostCommands = 64;
 
   // `loop` and `shared` must outlive the interface.
@@ -66,7 +66,7 @@ class BridgedInterface {
 
   void OnNl80211Event(const Nl80211Event& event);
 
-  // Reads hostapd's events, writes the lines that are due, and sends what can be sent.
+  // Reads hostapd's events, writes the lines that are due, and sends as much as possible.
   void Pump();
 
   InterfaceCounters counters() const;
@@ -102,7 +102,7 @@ class BridgedInterface {
   platform::OneShotTimer serve_timer_;
   platform::OneShotTimer alarm_;
   platform::OneShotTimer retry_timer_;
-  HostapdLink link_;  // last: it calls back
+  HostapdLink link_;  // last member: it runs callbacks
 };
 
 }  // namespace orvane::bridge

@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::size_t kPriorityLength = 3;  // "<3>"
 
-// The value of "name=value" among fields that single spaces separate; nothing if it isn't there.
+// Returns the value of "name=value" in fields separated by single spaces, or nothing if there is
+// none.
 std::optional<std::string_view> FindField(std::string_view fields, std::string_view name) {
   while (!fields.empty()) {
     std::string_view field = TakeUntil(&fields, ' ');
@@ -28,7 +29,7 @@ std::optional<ap::MacAddress> ParseAddress(std::string_view text) {
   return address;
 }
 
-// The address that is the first field.
+// Returns the address in the first field.
 std::optional<ap::MacAddress> StationOf(std::string_view fields) {
   return ParseAddress(TakeUntil(&fields, ' '));
 }

@@ -31,7 +31,7 @@ struct StationDisconnected {
   ap::MacAddress station;
 };
 
-// A handshake failed as it does if the station has another passphrase.
+// A handshake failed, typically because the station has a wrong passphrase.
 struct PskMismatch {
   ap::MacAddress station;
 };
@@ -42,21 +42,21 @@ struct TransitionAnswered {
   bool is_accepted = false;
 };
 
-// An event of another name, or a received frame of another kind.
+// An event with another name, or a received frame of another kind.
 struct OtherEvent {};
 
-// An event with a known name whose fields can't be read.
+// An event with a known name but invalid fields.
 struct MalformedEvent {};
 
 using ControlEvent =
     std::variant<OtherEvent, MalformedEvent, FrameReceived, ProbeReceived, StationConnected,
                  StationDisconnected, PskMismatch, TransitionAnswered>;
 
-// Whether a datagram of a control socket is an event, "<3>NAME ...", and not an answer.
+// Returns whether a datagram of a control socket is an event, "<3>NAME ...", and not an answer.
 bool IsControlEvent(std::string_view datagram);
 
-// Reads an event, for example "<3>AP-STA-CONNECTED 02:00:00:00:02:00 keyid=guest". Fields that are
-// not needed are skipped.
+// Parses an event, for example "<3>AP-STA-CONNECTED 02:00:00:00:02:00 keyid=guest". Skips unneeded
+// fields.
 ControlEvent ParseControlEvent(std::string_view datagram);
 
 }  // namespace orvane::bridge

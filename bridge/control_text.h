@@ -7,14 +7,15 @@
 
 namespace orvane::bridge {
 
-// Takes the part before the next separator off the front of `*text`, and the separator with it.
+// Removes the first part of `*text` and the separator behind it. Returns that part.
 inline std::string_view TakeUntil(std::string_view* text, char separator) {
   const std::string_view taken = text->substr(0, text->find(separator));
   text->remove_prefix(taken.size() < text->size() ? taken.size() + 1 : taken.size());
   return taken;
 }
 
-// A whole decimal number, with a minus at most in front of it, that fits.
+// Parses a whole decimal number with an optional minus sign. Returns nothing if it is not a number
+// or does not fit.
 template <typename Number>
 std::optional<Number> ParseNumber(std::string_view text) {
   Number number = 0;
@@ -24,8 +25,8 @@ std::optional<Number> ParseNumber(std::string_view text) {
   return number;
 }
 
-// A signal in dBm as hostapd writes it. Nothing for 0, which is written where none is known, and
-// for what no radio measures.
+// Parses a signal in dBm as hostapd prints it. Returns nothing for 0, which hostapd prints for an
+// unknown signal, and for impossible values.
 inline std::optional<int> ParseSignal(std::string_view text) {
   constexpr int kWeakest = -128;
   constexpr int kStrongest = 127;

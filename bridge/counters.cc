@@ -23,7 +23,7 @@ std::uint64_t Sum(const std::array<std::uint64_t, size>& counts) {
   return std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
 }
 
-// One metric of each interface.
+// One metric with a value per interface.
 struct InterfaceMetric {
   std::string_view name;
   std::string_view type;
@@ -58,7 +58,7 @@ constexpr InterfaceMetric kInterfaceMetrics[] = {
      [](const InterfaceCounters& c) { return std::uint64_t{c.stations}; }},
 };
 
-// The text of a metrics file, built up metric by metric.
+// Builds the text of a metrics file, metric by metric.
 class MetricsText {
  public:
   void Begin(std::string_view name, std::string_view type, std::string_view help) {

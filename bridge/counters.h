@@ -12,24 +12,24 @@
 
 namespace orvane::bridge {
 
-// Events of hostapd by their kind, in the order of ControlEvent, and lines by theirs.
+// Number of kinds of hostapd's events (ControlEvent) and of lines.
 inline constexpr std::size_t kEventKinds = std::variant_size_v<ControlEvent>;
 inline constexpr std::size_t kLineKinds = 6;
-// Of a line that is passed on as hostapd wrote it.
+// Index of lines that are forwarded unchanged.
 inline constexpr std::size_t kPassedOn = kLineKinds - 1;
 
-// What one interface has seen so far.
+// The counters of one interface since the start.
 struct InterfaceCounters {
   std::string interface;
   std::array<std::uint64_t, kEventKinds> events{};  // by ControlEvent::index()
   std::array<std::uint64_t, kLineKinds> lines{};    // by LineKind, and kPassedOn
   std::uint64_t dropped_lines = 0;                  // a queue was full
-  std::uint64_t expired_lines = 0;                  // no daemon came for too long
-  std::uint64_t ignored_events = 0;                 // there were too many stations
-  std::uint64_t stray_answers = 0;                  // of hostapd, to no command
-  std::uint64_t commands = 0;                       // passed on
-  std::uint64_t refused_commands = 0;               // too long, or too many
-  std::uint64_t lost_answers = 0;                   // the client did not take them
+  std::uint64_t expired_lines = 0;                  // waited too long for the daemon
+  std::uint64_t ignored_events = 0;                 // too many stations
+  std::uint64_t stray_answers = 0;                  // answers of hostapd to no command
+  std::uint64_t commands = 0;                       // forwarded
+  std::uint64_t refused_commands = 0;               // too long, or too many pending
+  std::uint64_t lost_answers = 0;                   // the client did not read them
   std::uint64_t attaches = 0;                       // to hostapd
   bool is_attached = false;
   std::size_t waiting_lines = 0;
@@ -43,14 +43,14 @@ struct Counters {
   std::uint64_t netlink_losses = 0;
 };
 
-// Names for the labels of metrics.
+// Values of metric labels.
 std::string_view EventKindName(std::size_t index);
 std::string_view LineKindName(std::size_t index);
 
-// For the log: a line for each interface and one for the kernel's messages.
+// Returns one log line for each interface and one for the kernel's messages.
 std::vector<std::string> FormatForLog(const Counters& counters);
 
-// A whole file in the format of OpenMetrics.
+// Returns a whole file in OpenMetrics format.
 std::string FormatOpenMetrics(const Counters& counters);
 
 }  // namespace orvane::bridge

@@ -15,7 +15,7 @@ std::int64_t Milliseconds(platform::TimeSpan span) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(span).count();
 }
 
-// Appends " name:value" for each value that is there.
+// Appends " name:value" for each value that is present.
 class Attributes {
  public:
   explicit Attributes(std::string* line) : line_(*line) {}

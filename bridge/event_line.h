@@ -12,7 +12,7 @@
 
 namespace orvane::bridge {
 
-// The extended events that the bridge writes.
+// The kinds of extended events that the bridge writes.
 enum class LineKind : std::uint8_t {
   kAuthentication,
   kAssociation,
@@ -21,14 +21,14 @@ enum class LineKind : std::uint8_t {
   kProbe,
 };
 
-// The name of the event, such as "AP-STA-AUTH".
+// Returns the name of the event, such as "AP-STA-AUTH".
 std::string_view EventName(LineKind kind);
 
-// The attributes of an event. What is absent is left out of the line.
+// The attributes of an event. Absent ones are omitted from the line.
 struct LineAttributes {
   std::optional<platform::WallTime> time;
   std::optional<bool> success;
-  std::string_view event_reason;  // a word of the protocol, or empty; not owned
+  std::string_view event_reason;  // one of bridge/reasons.h, or empty; not owned
   std::optional<int> frame_status;
   std::optional<int> frame_rssi;  // dBm
   StationInfo station;
@@ -37,9 +37,8 @@ struct LineAttributes {
   std::optional<platform::TimeSpan> since_steering;
 };
 
-// One line of the control socket, without a line feed:
-// "<3>AP-STA-AUTH 02:00:00:00:02:00 timestamp:1700000000000 client_mac:02:00:00:00:02:00
-// success:1".
+// Returns one line of the control socket, without a line feed: "<3>AP-STA-AUTH 02:00:00:00:02:00
+// timestamp:1700000000000 client_mac:02:00:00:00:02:00 success:1".
 std::string FormatEventLine(LineKind kind, const ap::MacAddress& station,
                             const LineAttributes& attributes);
 

@@ -1,4 +1,4 @@
-// Replays what was recorded of four visits, and compares every line.
+// Replays a recording of four connections and compares every line.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -30,7 +30,7 @@ using platform::WallTime;
 using simulation::AttributeBuilder;
 using testing::ElementsAreArray;
 
-// Between two entries that are further apart nothing was left to read.
+// If two entries are further apart, everything was read in between.
 constexpr TimeSpan kQuiet = std::chrono::milliseconds(30);
 constexpr std::uint32_t kInterfaceIndex = 3;
 
@@ -142,27 +142,27 @@ TEST(FourVisitsTest, BecomeTheseLines) {
 
   const std::string accepted = "success:1 frame_status:0 frame_rssi:-50";
   const std::vector<std::string> expected = {
-      // The first client comes, and leaves.
+      // The first client connects and leaves.
       Probe(2),
       Line("AP-STA-AUTH", 2, "00655", accepted + " probe_delta_ms:118"),
       Line("AP-STA-ASSOC", 2, "00746", accepted + " probe_delta_ms:210"),
       Line("AP-STA-CONNECT", 2, "00855", "success:1"),
       Line("AP-STA-DISCONNECT", 2, "03138",
            "event_reason:deauth_cli avg_rssi:-50 last_rx_rssi:-50"),
-      // The second one has a wrong passphrase, which it tries four times.
+      // The second client has a wrong passphrase and tries four times.
       Probe(3),
       Line("AP-STA-AUTH", 3, "05783", accepted + " probe_delta_ms:50"),
       Line("AP-STA-ASSOC", 3, "05792", accepted + " probe_delta_ms:59"),
       Line("AP-STA-CONNECT", 3, "09875", "success:0 event_reason:psk_mismatch"),
       Probe(3),
-      // The first one comes back, and is sent off.
+      // The first client connects again and is disconnected by the access point.
       Probe(2),
       Line("AP-STA-AUTH", 2, "13986", accepted + " probe_delta_ms:41"),
       Line("AP-STA-ASSOC", 2, "13995", accepted + " probe_delta_ms:50"),
       Line("AP-STA-CONNECT", 2, "14053", "success:1"),
       Line("AP-STA-DISCONNECT", 2, "14155",
            "avg_rssi:-50 last_rx_rssi:-50 steering_reason:steered"),
-      // It is back 205 ms later.
+      // The client is back after 205 ms.
       Probe(2),
       Line("AP-STA-AUTH", 2, "14355",
            accepted + " steering_reason:steered probe_delta_ms:52 steer_delta_ms:205"),

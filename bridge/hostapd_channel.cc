@@ -13,10 +13,10 @@ namespace orvane::bridge {
 namespace {
 
 constexpr std::size_t kLargestDatagram = 64 * 1024;
-// Taken in one go before others have their turn.
+// Other descriptors are served after so many datagrams.
 constexpr int kDatagramsPerWakeUp = 64;
 
-// An abstract name that the kernel chooses, so that there is one to answer to.
+// Lets the kernel choose an abstract name, so that the peer has an address for its answers.
 bool BindToAnyName(int fd) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
@@ -119,14 +119,14 @@ void HostapdChannel::OnDatagram(std::string_view datagram) {
   SendFirst();
 }
 
-// Where something held this process, the answer may have been waiting for long.
+// If the process was blocked, the answer may already be in the queue.
 void HostapdChannel::OnTimeout() {
   ReadAll();
   if (!requests_.empty() && !timeout_.IsRunning()) Lose();
   callbacks_.on_quiet();
 }
 
-// What hostapd sent before can still be read.
+// Datagrams that hostapd sent earlier can still be read.
 void HostapdChannel::Lose() {
   if (std::exchange(is_lost_, true)) return;
   watch_.reset();

@@ -16,15 +16,15 @@
 
 namespace orvane::bridge {
 
-// A connection to a control socket of hostapd: commands, their answers, and events.
+// A connection to a control socket of hostapd, for commands, their answers, and events.
 //
-// Commands are sent one at a time, each when the one before it is answered, so that every answer
-// belongs to its command. An answer that nobody waits for is counted.
+// Commands are sent one at a time: each waits for the answer to the previous one, so that every
+// answer belongs to its command. Unexpected answers are counted.
 class HostapdChannel : private platform::FdWatcher {
  public:
-  // How long hostapd may take for a command. Those of long duration take about a second.
+  // Maximum time for an answer. Slow commands take about a second.
   static constexpr platform::TimeSpan kAnswerTimeout = std::chrono::seconds(5);
-  // Between attempts to send to a hostapd whose queue is full.
+  // Delay between attempts to send while hostapd's queue is full.
   static constexpr platform::TimeSpan kRetryDelay = std::chrono::milliseconds(20);
 
   using AnswerCallback = std::function<void(std::string_view answer)>;
@@ -32,9 +32,9 @@ class HostapdChannel : private platform::FdWatcher {
   // None of the callbacks may destroy the channel.
   struct Callbacks {
     std::function<void(std::string_view event)> on_event;
-    // Everything that had come has been read.
+    // All pending datagrams have been read.
     std::function<void()> on_quiet;
-    // hostapd doesn't answer, or is gone. The channel is of no use any more.
+    // hostapd does not answer or is gone. The channel is unusable from now on.
     std::function<void()> on_lost;
   };
 
@@ -43,22 +43,22 @@ class HostapdChannel : private platform::FdWatcher {
   HostapdChannel(const HostapdChannel&) = delete;
   HostapdChannel& operator=(const HostapdChannel&) = delete;
 
-  // Connects to a socket. False, with errno, if nobody is there. To be called once.
+  // Connects to a socket. Returns false, with errno set, on failure. Must be called once.
   bool Open(const platform::FilePath& path);
 
-  // The callback is not run if the channel is lost.
+  // Sends a command. `callback` does not run if the channel is lost.
   void Request(std::string command, AnswerCallback callback);
 
-  // Sends a command whose answer does not matter, without waiting for anything.
+  // Sends a command without blocking and ignores its answer.
   void SendOnly(std::string_view command);
 
-  // Commands without an answer so far.
+  // The number of commands without an answer.
   std::size_t waiting_count() const { return requests_.size(); }
 
-  // Reads what has come, without waiting for the loop to find it.
+  // Reads all pending datagrams, without waiting for the loop.
   void ReadAll();
 
-  // Answers that nobody waited for.
+  // The number of answers to no command.
   std::uint64_t stray_count() const { return stray_count_; }
 
  private:

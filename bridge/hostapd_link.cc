@@ -11,13 +11,13 @@ namespace {
 
 constexpr std::string_view kOk = "OK\n";
 
-// The first is unknown to a hostapd that can't report probe requests.
+// A hostapd that can't report probe requests rejects the first command.
 constexpr char kAttachWithProbes[] = "ATTACH probe_rx_events=1";
 constexpr char kAttach[] = "ATTACH";
 constexpr char kDetach[] = "DETACH";
 constexpr char kPing[] = "PING";
 
-// What hostapd has to do beyond its configuration.
+// Settings that hostapd's configuration file does not provide.
 constexpr const char* kPreparations[] = {"SET notify_mgmt_frames 1", "SET track_sta_max_num 100"};
 
 }  // namespace
@@ -110,7 +110,7 @@ void HostapdLink::GoDownSoon() {
 
 void HostapdLink::GoDown() {
   if (events_ == nullptr) return;
-  // What hostapd had to say before it went.
+  // Read hostapd's last events.
   events_->ReadAll();
   callbacks_.on_quiet();
   Close();

@@ -19,28 +19,28 @@
 
 namespace orvane::bridge {
 
-// Keeps connected to the hostapd of one interface, for as long as it answers, and has it report
-// what the bridge needs. Looks for it again and again while it isn't there: that also finds one
-// whose directory appears later, and notices one that was killed, which leaves its socket behind.
+// Keeps a connection to the hostapd of one interface and makes it report what the bridge needs.
+// While hostapd is absent it checks the path at intervals. This also finds a socket in a directory
+// that is created later, and detects a hostapd that was killed and left its socket behind.
 class HostapdLink {
  public:
-  // How often hostapd's socket is looked at.
+  // Interval between checks of hostapd's socket.
   static constexpr platform::TimeSpan kLookInterval = std::chrono::milliseconds(200);
-  // Every how many looks hostapd has to answer.
+  // Number of checks between two PINGs.
   static constexpr int kLooksPerPing = 5;
 
-  // None of them may destroy the link.
+  // The callbacks must not destroy the link.
   struct Callbacks {
-    // hostapd answers and reports. Until then there are no events.
+    // hostapd answers and will send events. There are no events before.
     std::function<void()> on_up;
-    // After on_up: it does so no longer.
+    // Called after on_up, when hostapd no longer answers.
     std::function<void()> on_down;
     std::function<void(std::string_view event)> on_event;
-    // All events that had come have been passed on.
+    // All pending events have been passed on.
     std::function<void()> on_quiet;
   };
 
-  // Begins at once. The loop must outlive the link.
+  // Starts at once. The loop must outlive the link.
   HostapdLink(platform::Loop& loop, platform::FilePath socket_path, Callbacks callbacks);
   HostapdLink(const HostapdLink&) = delete;
   HostapdLink& operator=(const HostapdLink&) = delete;
@@ -49,22 +49,22 @@ class HostapdLink {
 
   bool is_up() const { return is_up_; }
 
-  // Reads the events that have come.
+  // Reads the pending events.
   void ReadEvents();
 
-  // A command of the bridge's own, beside the events. Only while it is up; no callback if it goes
-  // down.
+  // Sends a command of the bridge itself, on the events connection. Must be called only while the
+  // link is up. `callback` does not run if the link goes down.
   void Ask(std::string command, HostapdChannel::AnswerCallback callback);
 
-  // A command of somebody else, in order of calls. The same holds.
+  // Forwards a command of a client, in order of calls. The rules of Ask apply.
   void Forward(std::string command, HostapdChannel::AnswerCallback callback);
-  std::size_t forwarded_count() const;  // without an answer so far
+  std::size_t forwarded_count() const;  // forwarded commands without an answer
 
-  // Answers to no command, since the beginning.
+  // The total number of answers to no command.
   std::uint64_t stray_count() const;
 
  private:
-  // Which file the path led to: a hostapd that was replaced has another one.
+  // Identifies the file at the path. A restarted hostapd has a new one.
   struct FileIdentity {
     dev_t device;
     ino_t inode;
@@ -92,7 +92,7 @@ class HostapdLink {
   bool is_attached_ = false;
   bool is_up_ = false;
   int looks_ = 0;
-  std::uint64_t stray_count_ = 0;  // of channels that are closed
+  std::uint64_t stray_count_ = 0;  // of closed channels
   platform::OneShotTimer look_timer_;
   platform::WeakPtrFactory<HostapdLink> weak_ptr_factory_{this};
 };

@@ -16,7 +16,7 @@ constexpr unsigned kVersionAndTypeMask = 0x0f;
 constexpr unsigned kManagementType = 0x00;
 constexpr unsigned kProtectedFlag = 0x40;  // in the second byte
 
-// Where the fixed fields of a body are, in bytes from the start of the body.
+// Offsets of the fixed fields, in bytes from the start of the frame body.
 struct BodyLayout {
   unsigned subtype;
   FrameKind kind;
@@ -27,7 +27,7 @@ struct BodyLayout {
 constexpr BodyLayout kBodyLayouts[] = {
     {0, FrameKind::kAssociationRequest, 4, std::nullopt},
     {1, FrameKind::kAssociationResponse, 6, 2},
-    {2, FrameKind::kAssociationRequest, 10, std::nullopt},  // has the current AP's address, too
+    {2, FrameKind::kAssociationRequest, 10, std::nullopt},  // also has the current AP's address
     {3, FrameKind::kAssociationResponse, 6, 2},
     {10, FrameKind::kDisassociation, 2, 0},
     {11, FrameKind::kAuthentication, 6, 4},
@@ -61,8 +61,8 @@ std::optional<FrameKind> FrameKindOf(std::span<const std::uint8_t> bytes) {
 std::optional<ManagementFrame> ParseManagementFrame(std::span<const std::uint8_t> bytes) {
   const BodyLayout* layout = FindLayout(bytes);
   if (layout == nullptr || bytes.size() < kBodyOffset + layout->length) return std::nullopt;
-  // The third frame of a shared-key authentication is encrypted. Protected deauthentications and
-  // disassociations have been decrypted by the kernel, which may leave the flag set.
+  // The third frame of a shared-key authentication is encrypted. The kernel has decrypted protected
+  // deauthentications and disassociations, but may leave the flag set.
   const bool is_protected = (bytes[1] & kProtectedFlag) != 0;
   if (is_protected && layout->kind == FrameKind::kAuthentication) return std::nullopt;
 

@@ -9,7 +9,7 @@
 
 namespace orvane::bridge {
 
-// The IEEE 802.11 management frames that make up a visit of a station.
+// The IEEE 802.11 management frames that begin and end a connection.
 enum class FrameKind : std::uint8_t {
   kAuthentication,
   kAssociationRequest,   // reassociation requests too
@@ -18,7 +18,7 @@ enum class FrameKind : std::uint8_t {
   kDisassociation,
 };
 
-// Algorithm numbers of authentication frames that matter here; every other number is possible.
+// The algorithm numbers of authentication frames that the bridge checks. Other values occur.
 inline constexpr std::uint16_t kSharedKeyAuthentication = 1;
 inline constexpr std::uint16_t kSaeAuthentication = 3;
 
@@ -27,20 +27,20 @@ struct ManagementFrame {
   FrameKind kind = FrameKind::kAuthentication;
   ap::MacAddress destination;
   ap::MacAddress source;
-  // The status of an authentication or an association response, the reason of a deauthentication
-  // or a disassociation; 0 for a request.
+  // The status code of an authentication or an association response, the reason code of a
+  // deauthentication or a disassociation, 0 for a request.
   std::uint16_t code = 0;
-  // Of an authentication: its algorithm and transaction number.
+  // Algorithm and transaction number of an authentication.
   std::uint16_t algorithm = 0;
   std::uint16_t transaction = 0;
 };
 
-// The kind of a frame; nothing for frames of other kinds and for no bytes.
+// Returns the kind of a frame, or nothing for other kinds and for empty input.
 std::optional<FrameKind> FrameKindOf(std::span<const std::uint8_t> bytes);
 
-// Reads a frame from its frame-control field on, in plaintext, without its check sequence. Nothing
-// for frames of other kinds, for encrypted authentications and for frames that are too short for
-// their fields. Elements behind the fixed fields are not read.
+// Parses a plaintext frame, from its frame control field, without its check sequence. Returns
+// nothing for other kinds, for encrypted authentications, and for frames that are too short for
+// their fixed fields. Elements behind the fixed fields are ignored.
 std::optional<ManagementFrame> ParseManagementFrame(std::span<const std::uint8_t> bytes);
 
 }  // namespace orvane::bridge

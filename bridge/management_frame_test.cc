@@ -13,7 +13,7 @@ namespace {
 
 using platform::ByteString;
 
-// Frames of a client (02:00:00:00:02:00) and an access point (02:00:00:00:00:00), as on the air.
+// Frames of a client (02:00:00:00:02:00) and an access point (02:00:00:00:00:00), as transmitted.
 constexpr std::string_view kAuthenticationRequest =
     "b0003a010200000000000200000002000200000000001000000001000000";
 constexpr std::string_view kAuthenticationResponse =
@@ -30,7 +30,7 @@ std::optional<ManagementFrame> Parse(std::string_view hex) {
   return ParseManagementFrame(ByteString::CreateFromHexString(hex).AsSpan());
 }
 
-// The frame with another byte at a place.
+// Replaces the byte at an offset.
 std::string WithByte(std::string_view hex, std::size_t offset, std::string_view byte) {
   return std::string(hex).replace(2 * offset, 2, byte);
 }
@@ -47,7 +47,7 @@ TEST(ManagementFrameTest, ReadsAnAuthenticationRequest) {
 }
 
 TEST(ManagementFrameTest, ReadsAnAuthenticationResponse) {
-  // SAE, confirmed, refused with status 15.
+  // An SAE confirm, rejected with status 15.
   std::string hex = WithByte(kAuthenticationResponse, 24, "03");
   hex = WithByte(hex, 28, "0f");
   const auto frame = Parse(hex);
@@ -62,7 +62,7 @@ TEST(ManagementFrameTest, ReadsAssociations) {
   const auto request = Parse(kAssociationRequest);
   ASSERT_TRUE(request.has_value());
   EXPECT_EQ(request->kind, FrameKind::kAssociationRequest);
-  EXPECT_EQ(request->code, 0);  // its capabilities, 0x0431, are no status
+  EXPECT_EQ(request->code, 0);  // its capabilities, 0x0431, are not a status
 
   const auto response = Parse(WithByte(kAssociationResponse, 27, "01"));
   ASSERT_TRUE(response.has_value());
@@ -106,7 +106,7 @@ TEST(ManagementFrameTest, IgnoresOtherFrames) {
   EXPECT_FALSE(Parse(WithByte(kAuthenticationRequest, 0, "b1")).has_value());  // version
 }
 
-// Each kind at the length of its fixed fields, and one byte short of it.
+// Tests each kind with exactly its fixed fields, and with one byte less.
 TEST(ManagementFrameTest, NeedsAllFixedFields) {
   struct Case {
     std::string_view subtype;

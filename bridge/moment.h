@@ -5,8 +5,7 @@
 
 namespace orvane::bridge {
 
-// A moment on both clocks. Spans are measured on the one that never jumps; timestamps come from the
-// calendar's.
+// A time on both clocks. Durations use the monotonic clock, timestamps the wall clock.
 struct Moment {
   platform::MonotonicTime monotonic;
   platform::WallTime wall;

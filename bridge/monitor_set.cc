@@ -23,7 +23,7 @@ bool MonitorSet::HasDaemon() const {
 
 bool MonitorSet::Attach(const UnixAddress& monitor, MonotonicTime now) {
   if (monitors_.contains(monitor)) return true;
-  // A daemon that was killed is found to be gone by this, and its lines are for the new one.
+  // Detaches a killed daemon, so that the new daemon gets its lines.
   Flush(now);
   if (monitors_.size() >= kMostMonitors) return false;
   Queue& queue = monitors_[monitor];
@@ -50,7 +50,7 @@ void MonitorSet::DetachAll(MonotonicTime now) {
   }
 }
 
-// Another daemon that is still there has had the same lines.
+// If another daemon is still attached, it has had the same lines.
 void MonitorSet::KeepLines(const UnixAddress& monitor, Queue* queue, MonotonicTime now) {
   if (!IsDaemon(monitor) || HasDaemon()) return;
   backlog_ = std::move(*queue);
@@ -92,7 +92,7 @@ void MonitorSet::Flush(MonotonicTime now) {
   }
 }
 
-// False if nobody is there.
+// Returns false if the monitor is gone.
 bool MonitorSet::SendLines(const UnixAddress& monitor, Queue* queue) {
   const bool is_daemon = IsDaemon(monitor);
   while (!queue->empty()) {

@@ -19,52 +19,53 @@ namespace orvane::bridge {
 enum class SendResult : std::uint8_t {
   kSent,
   kBusy,  // its queue in the kernel is full
-  kGone,  // nobody is there any more
+  kGone,  // its socket no longer exists
 };
 
-// Those who have attached to one served socket, and the lines that wait for each of them.
+// The monitors that are attached to one served socket, and the lines that wait for each of them.
 //
-// The daemon is the monitor whose name ends in "-wavelark-INTERFACE". Lines that it has not taken
-// when it leaves, and those that come while there is no daemon, are kept for a while, and are the
-// first that the next daemon gets. Other monitors get lines while they are attached.
+// The daemon is the monitor whose name ends in "-wavelark-INTERFACE". Lines that it has not
+// received when it detaches, and lines without an attached daemon, are kept for kBacklogLife. The
+// next daemon gets them first. Other monitors get lines only while they are attached.
 //
-// No descriptors and no clock: sending is a function that the caller gives.
+// This class uses no descriptors and no clock: the caller provides the function that sends.
 class MonitorSet {
  public:
   static constexpr platform::TimeSpan kBacklogLife = std::chrono::seconds(60);
-  // Nobody needs more monitors; one more is refused.
+  // A further monitor is refused.
   static constexpr std::size_t kMostMonitors = 64;
 
   using Sender =
       std::function<SendResult(const UnixAddress& to, bool is_daemon, std::string_view line)>;
 
-  // At most `capacity` lines wait for a monitor, and as many for a daemon that is away.
+  // `capacity` limits the lines that wait for each monitor, and those that wait for an absent
+  // daemon.
   MonitorSet(std::string_view interface, std::size_t capacity, Sender send);
   MonitorSet(const MonitorSet&) = delete;
   MonitorSet& operator=(const MonitorSet&) = delete;
 
-  // Whether it is attached now. One that is already keeps its lines.
+  // Returns whether the monitor is attached now. A monitor that already was keeps its lines.
   bool Attach(const UnixAddress& monitor, platform::MonotonicTime now);
 
-  // Whether it was attached.
+  // Returns whether the monitor was attached.
   bool Detach(const UnixAddress& monitor, platform::MonotonicTime now);
 
-  // Everybody is detached.
+  // Detaches all monitors.
   void DetachAll(platform::MonotonicTime now);
 
-  // Hands a line to everybody. To be followed by Flush.
+  // Queues a line for all monitors. Call Flush afterwards.
   void Push(std::string_view line, platform::MonotonicTime now);
 
-  // Sends what can be sent. Those who are gone are detached.
+  // Sends as much as possible. Detaches monitors that are gone.
   void Flush(platform::MonotonicTime now);
 
-  // Whether a monitor was too busy for some of its lines: Flush is to be called again.
+  // Returns whether a monitor was busy and has lines left, so that Flush must be called again.
   bool HasWaitingLines() const;
 
   std::size_t monitor_count() const { return monitors_.size(); }
-  // Lines that wait, for monitors and for a daemon that is away.
+  // The number of waiting lines, for monitors and for an absent daemon.
   std::size_t depth() const;
-  // Lines that were lost since a queue was full, and since no daemon came for too long.
+  // Lines dropped because a queue was full, and lines that waited too long for the daemon.
   std::uint64_t dropped_count() const { return dropped_count_; }
   std::uint64_t expired_count() const { return expired_count_; }
 

@@ -107,7 +107,7 @@ TEST_F(MonitorSetTest, DropsTheOldestLinesOfAFullQueue) {
   busy_.clear();
   monitors_.Flush(now_);
   EXPECT_THAT(Got(kOther), ElementsAre("c", "d", "e"));
-  // The backlog for a daemon is as large.
+  // The backlog for a daemon has the same limit.
   EXPECT_EQ(monitors_.depth(), 3U);
   EXPECT_EQ(monitors_.dropped_count(), 4U);
 }
@@ -204,7 +204,7 @@ TEST_F(MonitorSetTest, RefusesOneMonitorTooMany) {
   EXPECT_TRUE(Attach(Abstract("client 0")));
 }
 
-// The name of another interface, and of a client that only looks like the daemon.
+// One name belongs to another interface, one client only resembles the daemon.
 TEST_F(MonitorSetTest, KnowsTheDaemonByTheEndOfItsName) {
   Push("a");
   Attach(Abstract("1-wavelark-wlan1"));

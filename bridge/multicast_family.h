@@ -11,14 +11,14 @@
 
 namespace orvane::bridge {
 
-// The numbers that the kernel gave a family of generic netlink.
+// The numbers of a generic netlink family.
 struct MulticastFamily {
   std::uint16_t id = 0;
   std::map<std::string, std::uint32_t, std::less<>> groups;  // by name
 };
 
-// Reads the kernel's reply to CTRL_CMD_GETFAMILY. Nothing if it has no id; groups without a name
-// or a number are left out.
+// Parses the kernel's reply to CTRL_CMD_GETFAMILY. Returns nothing if it has no id. Skips groups
+// without a name or a number.
 std::optional<MulticastFamily> ParseMulticastFamily(const platform::GenericNetlinkMessage& message);
 
 }  // namespace orvane::bridge

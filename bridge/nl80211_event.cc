@@ -17,7 +17,7 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t kAddressLength = 6;
 
-// An EAPOL-Key frame behind its Ethernet header, by offsets from the start of that header.
+// Layout of an EAPOL-Key frame, as offsets from the start of its Ethernet header.
 constexpr std::size_t kEtherTypeOffset = 12;
 constexpr std::size_t kPacketTypeOffset = 15;
 constexpr std::size_t kKeyInformationOffset = 19;
@@ -26,7 +26,7 @@ constexpr unsigned kEtherTypeEapol = 0x888e;
 constexpr std::uint8_t kPacketTypeKey = 3;
 
 constexpr unsigned kKeyTypePairwise = 0x0008;
-constexpr unsigned kKeyAck = 0x0080;  // an authenticator's
+constexpr unsigned kKeyAck = 0x0080;  // set by the authenticator
 constexpr unsigned kKeyMic = 0x0100;
 
 std::optional<ap::MacAddress> ReadAddress(Bytes bytes) {

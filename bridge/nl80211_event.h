@@ -18,7 +18,7 @@ struct FrameSent {
   bool is_acknowledged = false;
 };
 
-// The messages of an authenticator that the bridge tells apart.
+// The authenticator's messages of the four-way handshake that the bridge distinguishes.
 enum class EapolMessage : std::uint8_t { kOther, kPairwise1, kPairwise3 };
 
 // The access point has sent an EAPOL frame to a station.
@@ -27,7 +27,7 @@ struct EapolSent {
   EapolMessage message = EapolMessage::kOther;
 };
 
-// The kernel has removed a station, and says what it last knew of it.
+// The kernel has removed a station; `info` is its last state.
 struct StationRemoved {
   ap::MacAddress station;
   StationInfo info;
@@ -39,7 +39,8 @@ struct Nl80211Event {
   std::variant<FrameSent, EapolSent, StationRemoved> content;
 };
 
-// Nothing for a message of no interest and for one that lacks what it must have.
+// Parses a message. Returns nothing for an irrelevant message or one that lacks a required
+// attribute.
 std::optional<Nl80211Event> ParseNl80211Event(const platform::GenericNetlinkMessage& message);
 
 }  // namespace orvane::bridge

@@ -67,7 +67,7 @@ TEST(Nl80211EventTest, TellsHandshakeMessagesApart) {
   EXPECT_EQ(MessageOf(kMessage2), EapolMessage::kOther);
   EXPECT_EQ(MessageOf(kMessage3), EapolMessage::kPairwise3);
   EXPECT_EQ(MessageOf(kGroupMessage1), EapolMessage::kOther);
-  // Not a key, and too short for one.
+  // Not a key frame; too short for a key frame.
   EXPECT_EQ(MessageOf("020000000200020000000000888e020000050102000501"), EapolMessage::kOther);
   EXPECT_EQ(MessageOf(kMessage1.substr(0, 40)), EapolMessage::kOther);
   EXPECT_EQ(MessageOf(kMessage1.substr(0, 42)), EapolMessage::kPairwise1);

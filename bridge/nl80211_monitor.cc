@@ -19,7 +19,7 @@ using platform::NetlinkMessage;
 using platform::ReceiveResult;
 using platform::ReceiveStatus;
 
-// More than the kernel puts into a datagram.
+// Larger than any datagram of the kernel.
 constexpr std::size_t kBufferSize = 64 * 1024;
 
 constexpr const char* kGroups[] = {NL80211_MULTICAST_GROUP_CONFIG, NL80211_MULTICAST_GROUP_MLME};
@@ -125,8 +125,7 @@ StationInfo Nl80211Monitor::ReadStation(std::uint32_t interface_index,
   return info;
 }
 
-// Reads up to the acknowledgement. Whatever is left over from an earlier question has another
-// sequence number.
+// Reads until the acknowledgement. Replies to earlier requests have other sequence numbers.
 void Nl80211Monitor::Ask(GenericNetlinkRequest* request, const ReplyCallback& on_reply) {
   request->SetSender(questions_->port(), ++sequence_);
   if (!questions_->Send(request->bytes())) return;

@@ -20,13 +20,13 @@
 
 namespace orvane::bridge {
 
-// What the kernel's nl80211 multicasts about all interfaces, and questions about stations.
+// Receives nl80211's multicast messages about all interfaces, and requests the state of stations.
 //
-// Questions are asked on a socket of their own and answered at once: the kernel handles a request
-// while it is being sent.
+// Requests use a socket of their own and are answered at once: the kernel handles a request during
+// the send.
 class Nl80211Monitor : private platform::FdWatcher {
  public:
-  // Runs when there is something to read.
+  // Runs when messages can be read.
   using ReadyCallback = std::function<void()>;
   using EventCallback = std::function<void(const Nl80211Event& event)>;
 
@@ -36,20 +36,21 @@ class Nl80211Monitor : private platform::FdWatcher {
   Nl80211Monitor(const Nl80211Monitor&) = delete;
   Nl80211Monitor& operator=(const Nl80211Monitor&) = delete;
 
-  // Joins the multicast groups, unless it has. False if the kernel has no nl80211 now.
+  // Joins the multicast groups, if not done yet. Returns false if the kernel has no nl80211 now.
   bool Open();
 
-  // Reads everything that has come.
+  // Reads all pending messages.
   void ReadAll(const EventCallback& on_event);
 
-  // What the kernel knows of a station; empty if it does not have it.
+  // Returns the kernel's information about a station; empty if the kernel does not know it.
   StationInfo ReadStation(std::uint32_t interface_index, const ap::MacAddress& station);
 
-  // The index of a network interface, also by one of its alternative names; 0 if there is none.
+  // Returns the index of a network interface by its name or an alternative name; 0 if there is
+  // none.
   std::uint32_t InterfaceIndex(const std::string& name);
 
   std::uint64_t message_count() const { return message_count_; }
-  // How many times the kernel had to drop messages because the queue was full.
+  // How often the kernel dropped messages because the queue was full.
   std::uint64_t loss_count() const { return loss_count_; }
 
  private:

@@ -22,7 +22,7 @@ bool IsInterfaceName(std::string_view name) {
          name.find_first_of("/ \t\n:") == std::string_view::npos;
 }
 
-// "NAME" or "NAME=HOSTAPD'S NAME".
+// Parses "NAME" or "NAME=HOSTAPD_NAME".
 std::string AddInterface(std::string_view text, std::vector<InterfaceNames>* interfaces) {
   std::string_view rest = text;
   const std::string_view served = TakeUntil(&rest, '=');

@@ -14,13 +14,13 @@ namespace orvane::bridge {
 struct Options {
   platform::FilePath hostapd_directory = "/run/hostapd";
   platform::FilePath directory = "/run/ap-wavelark/hostapd";
-  std::vector<InterfaceNames> interfaces;  // the daemon's two if none is given
+  std::vector<InterfaceNames> interfaces;  // default: the daemon's two
   std::size_t queue_lines = 4096;
   platform::FilePath metrics_file;  // empty: none
 };
 
-// Reads the command line into `*options` and sets the verbose level. Nothing when the bridge is to
-// start, otherwise the exit code of the process; see platform::CommandLine::Parse.
+// Parses the command line into `*options` and sets the verbose level. Returns nothing if the bridge
+// can start, otherwise the exit code; see platform::CommandLine::Parse.
 std::optional<int> ParseOptions(int argc, const char* const* argv, Options* options);
 
 }  // namespace orvane::bridge

@@ -35,7 +35,7 @@ constexpr WordRow kReasonWords[] = {
     {kReasonLowAck, "low_ack"},
 };
 
-// Those that mean a handshake only where there was one.
+// These reason codes mean a failed handshake only if a handshake had begun.
 constexpr WordRow kHandshakeWords[] = {
     {kReasonAuthenticationExpired, "wpa_auth"},
     {kReason8021xFailed, "wpa_auth"},

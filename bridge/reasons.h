@@ -17,15 +17,16 @@ inline constexpr std::string_view kReasonTransition = "bss_tm_cli";
 inline constexpr std::string_view kReasonClientDeauthentication = "deauth_cli";
 inline constexpr std::string_view kReasonClientDisassociation = "disassoc_cli";
 
-// Why the access point refused a station, from the status of its answer; empty for success and for
-// a status without a word of its own.
+// Returns why the access point refused a station, from the status code of its answer. Empty for
+// success and for other status codes.
 std::string_view ReasonOfStatus(std::uint16_t status);
 
-// Why the access point sent a station off, from the reason of its frame and the last message of a
-// pairwise handshake that it had sent, if there was one; empty for a reason without a word.
+// Returns why the access point disconnected a station, from the reason code of its frame and the
+// last message of the four-way handshake that it sent, if any. Empty for other reason codes.
 std::string_view ReasonOfNotice(std::uint16_t reason, std::optional<EapolMessage> last_message);
 
-// Whether the reason of the access point's frame leaves open that the station had simply moved.
+// Returns whether the reason code of the access point's frame allows that the station has moved to
+// another interface.
 bool MayHaveMoved(std::uint16_t reason);
 
 }  // namespace orvane::bridge

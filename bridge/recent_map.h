@@ -10,14 +10,14 @@
 
 namespace orvane::bridge {
 
-// A map with a capacity and a lifetime: entries expire some time after they were put, and the
-// oldest make room for new ones.
+// A map with a capacity and a lifetime. Entries expire `life` after their insertion. When the map
+// is full, the oldest entry is removed.
 template <typename Key, typename Value>
 class RecentMap {
  public:
   RecentMap(std::size_t capacity, platform::TimeSpan life) : capacity_(capacity), life_(life) {}
 
-  // Puts an entry, in the place of an earlier one with that key.
+  // Inserts or replaces an entry.
   void Put(const Key& key, Value value, platform::MonotonicTime now) {
     Erase(key);
     DropOld(now);
@@ -25,7 +25,7 @@ class RecentMap {
     index_.emplace(key, std::prev(entries_.end()));
   }
 
-  // The entry, or null. Valid until the map is changed.
+  // Returns the value, or null. It is valid until the map is changed.
   const Value* Find(const Key& key, platform::MonotonicTime now) const {
     const auto found = index_.find(key);
     if (found == index_.end() || now - found->second->put_at > life_) return nullptr;
@@ -48,7 +48,7 @@ class RecentMap {
     platform::MonotonicTime put_at;
   };
 
-  // Makes room for one more.
+  // Removes expired entries, and the oldest if there is no room for one more.
   void DropOld(platform::MonotonicTime now) {
     while (!entries_.empty() &&
            (entries_.size() >= capacity_ || now - entries_.front().put_at > life_)) {

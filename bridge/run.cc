@@ -17,7 +17,7 @@
 namespace orvane::bridge {
 namespace {
 
-// Where the package is not installed nobody else makes it.
+// Without the package nothing else creates the directory.
 bool MakeDirectory(const platform::FilePath& directory) {
   std::error_code error;
   std::filesystem::create_directories(directory, error);

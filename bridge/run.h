@@ -3,7 +3,7 @@
 
 namespace orvane::bridge {
 
-// The whole program. Returns its exit code.
+// Runs the program. Returns its exit code.
 int RunBridge(int argc, char** argv);
 
 }  // namespace orvane::bridge

@@ -16,10 +16,10 @@
 namespace orvane::bridge {
 namespace {
 
-// Taken in one go before others have their turn.
+// Other descriptors are served after so many datagrams.
 constexpr int kDatagramsPerWakeUp = 64;
 
-// For its owner and its group from the beginning: those who watch the directory come at once.
+// Sets the mode by umask: a client that watches the directory may connect before a later chmod.
 bool Bind(int fd, const platform::FilePath& path) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
@@ -60,7 +60,8 @@ ServedSocket::ServedSocket(platform::FilePath path, platform::ScopedFd fd, Recei
 
 ServedSocket::~ServedSocket() { unlink(path_.c_str()); }
 
-// Half of the buffer is for anybody, a quarter more for the daemon, and the rest for answers.
+// All datagrams can use half of the buffer, lines for the daemon three quarters, and answers all of
+// it.
 bool ServedSocket::HasRoom(Share share) const {
   int used = 0;
   if (share == Share::kAnswer || ioctl(fd_.get(), SIOCOUTQ, &used) != 0) return true;

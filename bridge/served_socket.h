@@ -15,28 +15,30 @@
 
 namespace orvane::bridge {
 
-// A control socket as hostapd has them: a datagram socket with a path, for owner and group. It
-// exists as long as this object.
+// A control socket like hostapd's: a datagram socket with a path, for owner and group. The
+// destructor removes it.
 //
-// What clients have not read yet counts against the one send buffer of this socket. So a client
-// that does not read must not use all of it: shares are kept for answers and for the daemon.
+// All datagrams that clients have not read yet use the one send buffer of this socket. So that a
+// client that does not read can't fill it, parts of it are reserved for answers and for the daemon.
 class ServedSocket : private platform::FdWatcher {
  public:
-  // The longest command that is accepted; hostapd's own limit.
+  // The longest accepted command, which is hostapd's own limit.
   static constexpr std::size_t kLongestCommand = 4095;
 
-  // A datagram, cut off behind kLongestCommand + 1 bytes. The callback may destroy the socket.
+  // Receives a datagram, truncated to kLongestCommand + 1 bytes. The callback may destroy the
+  // socket.
   using Receiver = std::function<void(const UnixAddress& sender, std::string_view datagram)>;
 
-  // Takes the place of what a process that was killed has left at the path. Null, with errno, if it
-  // can't be made. The loop must outlive the socket.
+  // Creates the socket. Replaces what a killed process has left at the path. Returns null, with
+  // errno set, on failure. The loop must outlive the socket.
   static std::unique_ptr<ServedSocket> Create(platform::Loop& loop, platform::FilePath path,
                                               Receiver receiver);
   ServedSocket(const ServedSocket&) = delete;
   ServedSocket& operator=(const ServedSocket&) = delete;
   ~ServedSocket() override;
 
-  // What a datagram is. Each may use its share of the send buffer, and those of the ones after it.
+  // The kind of a datagram. Each kind may use its own share of the send buffer and the shares of
+  // the kinds after it.
   enum class Share : std::uint8_t { kAnswer, kDaemonLine, kOtherLine };
 
   SendResult Send(const UnixAddress& to, Share share, std::string_view datagram);

@@ -7,7 +7,7 @@ namespace {
 
 using platform::AttributeList;
 
-// The kernel counts in steps of 100 kbit/s.
+// The kernel reports rates in units of 100 kbit/s.
 constexpr std::int64_t kKbpsPerStep = 100;
 
 struct WidthRow {
@@ -22,9 +22,9 @@ constexpr WidthRow kWidths[] = {
     {NL80211_RATE_INFO_160_MHZ_WIDTH, 160}, {NL80211_RATE_INFO_80P80_MHZ_WIDTH, 160},
     {NL80211_RATE_INFO_320_MHZ_WIDTH, 320},
 };
-constexpr int kDefaultWidthMhz = 20;  // of a rate without a flag
+constexpr int kDefaultWidthMhz = 20;  // for a rate without a width flag
 
-// Nothing where the access point gave the station only a part of the channel.
+// Returns nothing if the station used only a part of the channel.
 std::optional<int> ReadBandwidth(const AttributeList& rate) {
   if (rate.HasFlag(NL80211_RATE_INFO_HE_RU_ALLOC) || rate.HasFlag(NL80211_RATE_INFO_EHT_RU_ALLOC)) {
     return std::nullopt;
@@ -39,7 +39,7 @@ std::optional<std::int64_t> ReadKbps(const AttributeList& rate) {
   if (const auto steps = rate.Get<std::uint32_t>(NL80211_RATE_INFO_BITRATE32)) {
     return *steps * kKbpsPerStep;
   }
-  // Zero where the rate does not fit into 16 bits.
+  // Zero if the rate does not fit into 16 bits.
   const auto steps = rate.Get<std::uint16_t>(NL80211_RATE_INFO_BITRATE);
   if (!steps.has_value() || *steps == 0) return std::nullopt;
   return *steps * kKbpsPerStep;
@@ -48,7 +48,7 @@ std::optional<std::int64_t> ReadKbps(const AttributeList& rate) {
 TransmitRate ReadTransmitRate(const AttributeList& attributes) {
   TransmitRate rate;
   rate.kbps = ReadKbps(attributes);
-  // Without a rate the flags say nothing.
+  // Without a rate the flags are meaningless.
   if (!rate.kbps.has_value()) return rate;
   rate.bandwidth_mhz = ReadBandwidth(attributes);
   rate.ht_mcs = attributes.Get<std::uint8_t>(NL80211_RATE_INFO_MCS);

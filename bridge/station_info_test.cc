@@ -11,7 +11,7 @@ namespace {
 using platform::AttributeList;
 using simulation::AttributeBuilder;
 
-// The rate of a station about which nothing else is known.
+// Reads the rate of a station without other information.
 TransmitRate ReadRate(const AttributeBuilder& rate) {
   AttributeBuilder info;
   info.Nest(NL80211_STA_INFO_TX_BITRATE, rate);
@@ -74,7 +74,7 @@ TEST(StationInfoTest, ReadsAVhtRate) {
                                 .short_guard_interval = false}));
 }
 
-// A guard interval of 0.8, 1.6 or 3.2 us is neither of the two that have an attribute.
+// The guard intervals of 0.8, 1.6 and 3.2 us have no attribute.
 TEST(StationInfoTest, ReadsOnlySpeedAndWidthOfAnHeRate) {
   const TransmitRate rate = ReadRate(AttributeBuilder()
                                          .U32(NL80211_RATE_INFO_BITRATE32, 24'019)

@@ -11,11 +11,11 @@ namespace {
 using platform::MonotonicTime;
 using platform::TimeSpan;
 
-// Status codes of IEEE 802.11 that ask the station to go on with its authentication: with a token
-// against floods, or by another method of SAE.
+// Status codes of IEEE 802.11 that ask the station to continue its authentication: with an
+// anti-clogging token, or with another SAE method.
 constexpr std::uint16_t kGoingOn[] = {76, 126, 127};
 
-// The transaction number of the access point's last frame of an authentication.
+// Returns the transaction number of the access point's last authentication frame.
 std::uint16_t LastTransaction(std::uint16_t algorithm) {
   return algorithm == kSharedKeyAuthentication ? 4 : 2;
 }
@@ -36,12 +36,12 @@ std::optional<MonotonicTime> Earlier(std::optional<MonotonicTime> one, Monotonic
 
 }  // namespace
 
-// A client that gets no answer in time sends its request again.
+// A client that gets no answer in time repeats its request.
 bool StationMachine::IsRepetition(LineKind kind) const {
   return !steps_.empty() && steps_.back().kind == kind && steps_.back().awaits_answer;
 }
 
-// The visit goes on: what earlier lines wait for is there, is about to come, or is lost.
+// The station has moved on: what earlier lines wait for has arrived, arrives soon, or is lost.
 void StationMachine::OpenStep(const Step& step, MonotonicTime now) {
   for (Step& earlier : steps_) earlier.deadline = std::min(earlier.deadline, now + kLateWait);
   steps_.push_back(step);
@@ -64,10 +64,10 @@ void StationMachine::OpenRequest(LineKind kind, const Background& background, Mo
 
 void StationMachine::OnAuthenticationRequest(const ManagementFrame& frame,
                                              const Background& background, Moment now) {
-  // The later frames of an exchange are of no use without its beginning.
+  // Later frames of an exchange are ignored if its beginning was missed.
   if (frame.transaction != 1 && !IsRepetition(LineKind::kAuthentication)) return;
   CheckJoin(now);
-  // A client that starts over has given up.
+  // A client that starts over has given up its earlier attempt.
   if (has_psk_mismatch_) FailJoin(kReasonPskMismatch, now);
   joining_since_.reset();
   leave_frame_.reset();
@@ -116,7 +116,7 @@ void StationMachine::OnDisconnected(const StationInfo& info, bool has_moved, Mom
   TakeEvidence(now.monotonic);
 }
 
-// The reason that does not depend on the access point's frame.
+// Returns the reason that does not depend on the access point's frame.
 std::string_view StationMachine::ReasonOfLeaving(MonotonicTime now) const {
   if (IsWithin(transition_accepted_at_, kEffectWait, now)) return kReasonTransition;
   if (!leave_frame_.has_value()) return "";
@@ -141,7 +141,7 @@ void StationMachine::OnFrameSent(const FrameSent& sent, MonotonicTime now) {
     case FrameKind::kAuthentication:
     case FrameKind::kAssociationResponse: {
       const bool is_authentication = frame.kind == FrameKind::kAuthentication;
-      // Whatever handshake comes now belongs to this association.
+      // Later handshake messages belong to this association.
       last_message_.reset();
       AddEvidence(Answer{is_authentication ? LineKind::kAuthentication : LineKind::kAssociation,
                          frame.code, sent.is_acknowledged, IsFinal(frame)},
@@ -172,7 +172,7 @@ void StationMachine::AddEvidence(const std::variant<Answer, Notice, Removal>& co
   TakeEvidence(now);
 }
 
-// Gives evidence to the lines that wait for it, in order.
+// Gives evidence to the waiting lines, in order.
 void StationMachine::TakeEvidence(MonotonicTime now) {
   for (Step& step : steps_) {
     if (step.awaits_answer) TakeAnswer(&step, now);
@@ -180,8 +180,8 @@ void StationMachine::TakeEvidence(MonotonicTime now) {
   }
 }
 
-// Takes the first answer to a request, and drops what came before it: that belonged to an earlier
-// visit.
+// Takes the first answer to a request, and drops earlier evidence, which belongs to an earlier
+// connection.
 void StationMachine::TakeAnswer(Step* step, MonotonicTime now) {
   while (step->awaits_answer) {
     const auto found = std::ranges::find_if(evidence_, [step](const Evidence& evidence) {
@@ -215,7 +215,7 @@ void StationMachine::ApplyAnswer(const Answer& answer, Step* step, MonotonicTime
   }
 }
 
-// Takes notice and removal, up to the beginning of a later visit.
+// Takes notice and removal, up to the beginning of a later connection.
 void StationMachine::TakeLeave(Step* step) {
   while (!evidence_.empty() && (step->awaits_notice || step->awaits_removal)) {
     const auto& content = evidence_.front().content;
@@ -226,7 +226,7 @@ void StationMachine::TakeLeave(Step* step) {
     if (const Notice* notice = std::get_if<Notice>(&content)) {
       if (std::exchange(step->awaits_notice, false)) ApplyNotice(*notice, step);
     } else {
-      // A driver may remove a station without a word on it.
+      // A driver may report a removal without any station information.
       const auto& info = std::get<Removal>(content);
       if (info != StationInfo()) step->attributes.station = info;
       step->awaits_removal = false;
@@ -241,7 +241,7 @@ void StationMachine::ApplyNotice(const Notice& notice, Step* step) {
   step->attributes.event_reason = ReasonOfNotice(notice.reason, notice.last_message);
 }
 
-// A join that can't succeed any more becomes a CONNECT line that says so.
+// Turns a join that can no longer succeed into a CONNECT line with success:0.
 void StationMachine::CheckJoin(Moment now) {
   if (!joining_since_.has_value()) return;
   if (const auto reason = FindFailure()) {
@@ -252,10 +252,10 @@ void StationMachine::CheckJoin(Moment now) {
   }
 }
 
-// Why a join has failed; nothing if it has not.
+// Returns why a join has failed, or nothing if it has not.
 std::optional<std::string_view> StationMachine::FindFailure() {
   if (leave_frame_.has_value()) return ReasonOfLeaving(leave_frame_->at);
-  // What comes after an answer belongs to a later visit.
+  // Evidence after an answer belongs to a later connection.
   if (evidence_.empty() || std::holds_alternative<Answer>(evidence_.front().content)) {
     return std::nullopt;
   }
@@ -264,7 +264,7 @@ std::optional<std::string_view> StationMachine::FindFailure() {
   if (const Notice* notice = std::get_if<Notice>(&evidence.content)) {
     return ReasonOfNotice(notice->reason, notice->last_message);
   }
-  // hostapd also removes a station to add it again, when a client repeats its association.
+  // hostapd also removes and re-adds a station when the client repeats its association.
   return has_psk_mismatch_ ? std::optional(kReasonPskMismatch) : std::nullopt;
 }
 
@@ -300,8 +300,8 @@ void StationMachine::WriteFirstStep(std::vector<EventLine>* lines) {
   steps_.pop_front();
 }
 
-// hostapd reports a request before it answers it. So an answer that no line has taken by now is for
-// a request that was not reported, or was sent twice.
+// hostapd reports a request before it answers it. So an answer that no line has taken by now
+// belongs to an unreported request, or was sent twice.
 void StationMachine::DropEvidence(MonotonicTime now) {
   std::erase_if(evidence_, [](const Evidence& evidence) {
     return std::holds_alternative<Answer>(evidence.content);
@@ -318,7 +318,7 @@ std::optional<MonotonicTime> StationMachine::NextDeadline() const {
   if (!evidence_.empty()) deadline = Earlier(deadline, evidence_.front().at + kEvidenceLife);
   if (leave_frame_.has_value()) deadline = Earlier(deadline, leave_frame_->at + kEvidenceLife);
   if (joining_since_.has_value()) {
-    // One microsecond later, when the wait is over.
+    // One microsecond after the end of the wait.
     deadline = Earlier(deadline, *joining_since_ + kHandshakeWait + TimeSpan(1));
   }
   return deadline;

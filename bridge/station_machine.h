@@ -26,81 +26,83 @@ struct EventLine {
   std::string text;
 };
 
-// What happened to a station before a request of it or before it was connected.
+// What happened before a request of the station or before it was connected.
 struct Background {
   std::optional<platform::TimeSpan> since_probe;
   std::optional<platform::TimeSpan> since_steering;
 };
 
-// Combines what hostapd and the kernel report about one station of one interface into event lines.
+// Combines the reports of hostapd and the kernel about one station on one interface into event
+// lines.
 //
 // hostapd's control events drive it. A request opens an AUTH or ASSOC line, AP-STA-CONNECTED a
-// CONNECT line, AP-STA-DISCONNECTED a DISCONNECT line. The kernel's messages are kept as evidence
-// until a line takes them. A line waits for what belongs to it, within a bound; lines leave in the
-// order in which they were opened. Attributes that are still unknown then are left out.
+// CONNECT line, AP-STA-DISCONNECTED a DISCONNECT line. The kernel's messages are stored as evidence
+// until a line uses them. A line waits for its evidence, within a limit. Lines are written in the
+// order in which they were opened. Attributes that are unknown by then are omitted.
 //
-// No clock and no descriptors. The caller reads the netlink socket before it passes on a control
-// event, so that the kernel's messages which precede that event are known, and calls Settle when
-// nothing is left to read.
+// It uses no clock and no descriptors. The caller reads the netlink socket before it passes on a
+// control event, so that the kernel's earlier messages are known, and calls Settle when nothing is
+// left to read.
 class StationMachine {
  public:
-  // How long a line waits for the access point's answer, and for the station's next frame within
-  // an exchange of several authentication frames.
+  // Maximum time for the access point's answer, and for the station's next frame within an exchange
+  // of several authentication frames.
   static constexpr platform::TimeSpan kAnswerWait = std::chrono::seconds(1);
   static constexpr platform::TimeSpan kExchangeWait = std::chrono::seconds(5);
-  // How long the end of a visit waits for the kernel's part, and any line once the visit has gone
-  // on.
+  // Maximum time that a DISCONNECT line waits for the kernel's messages. Any line waits no longer
+  // than this once a later event shows that the station has moved on.
   static constexpr platform::TimeSpan kLateWait = std::chrono::milliseconds(200);
-  // How long an associated station may take to connect.
+  // Maximum time from association to connection.
   static constexpr platform::TimeSpan kHandshakeWait = std::chrono::seconds(30);
-  // How long evidence is kept for a line.
+  // How long evidence is kept.
   static constexpr platform::TimeSpan kEvidenceLife = std::chrono::seconds(1);
-  // How long after it agreed to move, or was steered, a station leaves because of that.
+  // If a station leaves within this time after it accepted a transition or was steered, that is the
+  // reason.
   static constexpr platform::TimeSpan kEffectWait = std::chrono::seconds(10);
 
-  // What is kept at most; the oldest goes first.
+  // Maximum number of pieces of evidence; the oldest is dropped first.
   static constexpr std::size_t kMostEvidence = 64;
 
   explicit StationMachine(const ap::MacAddress& mac) : mac_(mac) {}
 
-  // hostapd's events.
+  // Events of hostapd.
   void OnAuthenticationRequest(const ManagementFrame& frame, const Background& background,
                                Moment now);
   void OnAssociationRequest(const Background& background, Moment now);
   void OnLeaveFrame(FrameKind kind, platform::MonotonicTime now);
   void OnConnected(const StationInfo& info, const Background& background, Moment now);
-  // `has_moved`: it has joined another interface since it was connected. `info` is what the kernel
-  // knows of the station if it still has it.
+  // `has_moved`: the station has joined another interface since it was connected. `info` is the
+  // kernel's information about the station, if the kernel still has it.
   void OnDisconnected(const StationInfo& info, bool has_moved, Moment now);
   void OnPskMismatch() { has_psk_mismatch_ = joining_since_.has_value(); }
   void OnTransitionAccepted(platform::MonotonicTime now) { transition_accepted_at_ = now; }
 
-  // Whether a line waits for the signal of the frame that opened it.
+  // Returns whether a line waits for the signal of the frame that opened it.
   bool AwaitsSignal() const;
-  // The signal of the last frame; nothing if it is not known.
+  // Sets the signal of the last frame; nothing if it is unknown.
   void OnSignal(std::optional<int> signal);
 
-  // A DISASSOCIATE for the station has been passed on to hostapd.
+  // A DISASSOCIATE for the station has been forwarded to hostapd.
   void OnSteered(platform::MonotonicTime now) { steered_at_ = now; }
 
-  // The kernel's messages.
+  // Messages of the kernel.
   void OnFrameSent(const FrameSent& sent, platform::MonotonicTime now);
   void OnEapolSent(EapolMessage message);
   void OnRemoved(const StationInfo& info, platform::MonotonicTime now);
 
-  // Nothing is left to read. Appends the lines that need not wait any longer.
+  // Nothing is left to read. Appends the lines that are complete or due.
   void Settle(Moment now, std::vector<EventLine>* lines);
 
-  // hostapd is gone: appends all lines as they are.
+  // hostapd is gone. Appends all lines as they are.
   void Finish(std::vector<EventLine>* lines);
 
-  // When to call Settle at the latest.
+  // The latest time for the next Settle.
   std::optional<platform::MonotonicTime> NextDeadline() const;
 
-  // Whether nothing of it needs to be remembered.
+  // Returns whether there is nothing to remember.
   bool IsIdle() const;
 
-  // Nothing while it is not connected.
+  // Nothing unless the station is connected.
   std::optional<platform::MonotonicTime> connected_at() const { return connected_at_; }
 
  private:
@@ -109,9 +111,9 @@ class StationMachine {
     LineKind to;
     std::uint16_t status;
     bool is_acknowledged;
-    bool is_final;  // not one within an exchange
+    bool is_final;  // false within an exchange of several frames
   };
-  // The access point's frame that ends a visit.
+  // The access point's frame that ends a connection.
   struct Notice {
     std::uint16_t reason;
     std::optional<EapolMessage> last_message;
@@ -166,9 +168,9 @@ class StationMachine {
   ap::MacAddress mac_;
   std::deque<Step> steps_;
   std::deque<Evidence> evidence_;  // in order of arrival
-  // The last message of a pairwise handshake that was sent since the association.
+  // The last message of the four-way handshake since the association.
   std::optional<EapolMessage> last_message_;
-  // Set while it is associated and not connected.
+  // Set while the station is associated but not connected.
   std::optional<platform::MonotonicTime> joining_since_;
   bool has_psk_mismatch_ = false;
   std::optional<platform::MonotonicTime> connected_at_;

@@ -7,7 +7,7 @@ namespace {
 
 using platform::MonotonicTime;
 
-// A frame to all stations is about none in particular.
+// A frame to a group address concerns no particular station.
 bool IsGroupAddress(const ap::MacAddress& mac) {
   return (mac.ToByteString().GetConstData()[0] & 1) != 0;
 }
@@ -29,7 +29,7 @@ StationMachine* StationTracker::Find(const ap::MacAddress& mac) {
   return &found->second.machine;
 }
 
-// Null if there is no room.
+// Returns null if there is no room.
 StationMachine* StationTracker::FindOrAdd(const ap::MacAddress& mac) {
   if (StationMachine* machine = Find(mac)) return machine;
   if (stations_.size() >= kMostStations || IsGroupAddress(mac)) {
@@ -169,7 +169,7 @@ void StationTracker::SettleStation(const ap::MacAddress& mac, Moment now) {
   if (machine.IsIdle()) stations_.erase(found);
 }
 
-// An idle machine has no deadline, so that no entry is left behind for it.
+// An idle machine has no deadline, so no entry stays behind for it.
 void StationTracker::SetDeadline(const ap::MacAddress& mac, Entry* entry,
                                  std::optional<MonotonicTime> deadline) {
   if (entry->deadline == deadline) return;

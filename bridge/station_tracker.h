@@ -23,9 +23,9 @@
 
 namespace orvane::bridge {
 
-// What the trackers of an access point's interfaces share.
+// State shared by the trackers of all interfaces.
 struct SharedMemory {
-  // Where a station has authenticated.
+  // Where and when a station has authenticated.
   struct Join {
     const void* tracker;
     platform::MonotonicTime at;
@@ -33,22 +33,22 @@ struct SharedMemory {
 
   static constexpr std::size_t kCapacity = 4096;
 
-  // When a station was last steered. One that joins later than this has another reason.
+  // When a station was last steered. A join after this lifetime does not count as caused by it.
   RecentMap<ap::MacAddress, platform::MonotonicTime> steerings{kCapacity, std::chrono::minutes(1)};
-  // Kept for longer than the interface that a station left takes to notice.
+  // The lifetime exceeds the time after which hostapd notices that a station has left an interface.
   RecentMap<ap::MacAddress, Join> joins{kCapacity, std::chrono::minutes(15)};
 };
 
-// The stations of one interface: passes what is reported to the machine of the station that it is
-// about. No clock and no descriptors; see StationMachine for the order of calls.
+// The stations of one interface. Passes each report to the machine of its station. It uses no clock
+// and no descriptors; see StationMachine for the order of calls.
 class StationTracker {
  public:
-  // Stations of which something is remembered at a time. hostapd serves 2007 at most.
+  // Maximum number of stations with state. hostapd serves at most 2007.
   static constexpr std::size_t kMostStations = 4096;
-  // For how long a probe request counts as the beginning of a join.
+  // How long a probe request counts as the start of a join.
   static constexpr platform::TimeSpan kProbeLife = std::chrono::minutes(1);
 
-  // What the kernel knows of a station at the moment; empty if it does not have it.
+  // Returns the kernel's current information about a station; empty if the kernel does not have it.
   using StationReader = std::function<StationInfo(const ap::MacAddress& station)>;
 
   // `shared` must outlive the tracker.
@@ -59,26 +59,26 @@ class StationTracker {
   void OnControlEvent(const ControlEvent& event, Moment now);
   void OnNl80211Event(const Nl80211Event& event, Moment now);
 
-  // hostapd's answer to a TRACK_STA_LIST that was sent after the last frame received; empty if it
-  // failed.
+  // Handles hostapd's answer to a TRACK_STA_LIST that was sent after the last received frame; empty
+  // if it failed.
   void OnTrackedStations(std::span<const TrackedStation> tracked);
 
-  // A DISASSOCIATE for the station has been passed on to hostapd.
+  // A DISASSOCIATE for the station has been forwarded to hostapd.
   void OnSteered(const ap::MacAddress& station, Moment now);
 
-  // Nothing is left to read, or NextDeadline has come.
+  // Nothing is left to read, or NextDeadline has passed.
   void Settle(Moment now);
 
-  // hostapd is gone: lines that wait are written as they are, and the stations are forgotten.
+  // hostapd is gone: writes the waiting lines as they are, and removes the stations.
   void Reset();
 
   std::optional<platform::MonotonicTime> NextDeadline() const;
 
-  // The lines since the last call, in order.
+  // Returns the lines since the last call, in order.
   std::vector<EventLine> TakeLines() { return std::exchange(lines_, {}); }
 
   std::size_t station_count() const { return stations_.size(); }
-  // Events of stations for which there was no room.
+  // The number of events of stations that were ignored for lack of room.
   std::uint64_t ignored_count() const { return ignored_count_; }
 
  private:
@@ -86,7 +86,7 @@ class StationTracker {
     explicit Entry(const ap::MacAddress& mac) : machine(mac) {}
 
     StationMachine machine;
-    std::optional<platform::MonotonicTime> deadline;  // as it is in `deadlines_`
+    std::optional<platform::MonotonicTime> deadline;  // its key in `deadlines_`
   };
 
   StationMachine* Find(const ap::MacAddress& mac);
@@ -113,7 +113,7 @@ class StationTracker {
   SharedMemory& shared_;
   StationReader read_station_;
   std::map<ap::MacAddress, Entry> stations_;
-  std::set<ap::MacAddress> touched_;  // since Settle
+  std::set<ap::MacAddress> touched_;  // since the last Settle
   std::set<std::pair<platform::MonotonicTime, ap::MacAddress>> deadlines_;
   RecentMap<ap::MacAddress, platform::MonotonicTime> probes_{kMostStations, kProbeLife};
   std::vector<EventLine> lines_;

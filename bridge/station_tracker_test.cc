@@ -25,7 +25,7 @@ using testing::SizeIs;
 constexpr auto kDeauthentication = FrameKind::kDeauthentication;
 constexpr auto kDisassociation = FrameKind::kDisassociation;
 
-// A line of the usual station.
+// A line of the default station.
 std::string Line(std::string_view name, std::string_view attributes) {
   std::string line = std::string(name) + " 02:00:00:00:02:00";
   if (!attributes.empty()) line.append(" ").append(attributes);
@@ -144,7 +144,7 @@ TEST_F(StationTrackerTest, TakesARepeatedRequestForTheSame) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth(kAccepted), Assoc(kAccepted)));
 }
 
-// The answer to a repeated request is not that to a later one.
+// The answer to a repeated request must not be used for a later request.
 TEST_F(StationTrackerTest, DropsAnAnswerTooMany) {
   ap_.Authenticate();
   ap_.AnswerAuthentication();
@@ -180,7 +180,7 @@ TEST_F(StationTrackerTest, ReportsAnswersThatWereNotAcknowledged) {
   ap_.Associate();
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth("success:0 event_reason:no_ack frame_status:0"),
                                            Assoc("success:0 event_reason:no_ack frame_status:0")));
-  // It has not joined, so it has not failed to connect either.
+  // The station has not joined, so it has not failed to connect either.
   ap_.Acknowledge(true);
   ap_.SendOff(kDeauthentication, 2);
   ap_.Pass(minutes(1));
@@ -242,7 +242,7 @@ TEST_F(StationTrackerTest, DoesNotClaimSuccessForAnAbandonedExchange) {
   ap_.TellNoSignal();
   ap_.Pass(StationMachine::kExchangeWait);
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth("")));
-  // Its second half comes too late to be one of its own.
+  // The second frame arrives too late to open a line of its own.
   ap_.RequestAuthentication(2, kSaeAuthentication);
   ap_.Pass(minutes(1));
   EXPECT_THAT(ap_.TakeLines(), IsEmpty());
@@ -326,7 +326,7 @@ TEST_F(StationTrackerTest, NamesTheMessageThatWasNotAnswered) {
             Connect("success:0 event_reason:eapol_m1_timeout"));
   EXPECT_EQ(fail_after(EapolMessage::kPairwise3),
             Connect("success:0 event_reason:eapol_m3_timeout"));
-  // Whichever it was, its status was lost.
+  // The status is lost in either case.
   EXPECT_EQ(fail_after(std::nullopt), Connect("success:0"));
 }
 
@@ -338,7 +338,7 @@ TEST_F(StationTrackerTest, ReportsAClientThatGivesUp) {
                                            Connect("success:0 event_reason:disassoc_cli")));
 }
 
-// hostapd may have connected the station in the meantime: only Settle knows that nothing is left.
+// hostapd may have connected the station by now: only Settle knows that nothing is left to read.
 TEST_F(StationTrackerTest, DecidesOnAFailureOnlyWhenEverythingIsRead) {
   ap_.Authenticate();
   ap_.Associate();
@@ -369,7 +369,7 @@ TEST_F(StationTrackerTest, SaysNothingOfAJoinThatIsLeftOpen) {
   EXPECT_EQ(ap_.tracker().station_count(), 0U);
 }
 
-// --- Ends of visits ---
+// --- Ends of connections ---
 
 TEST_F(StationTrackerTest, NamesTheAccessPointsReason) {
   for (const auto& [reason, attributes] :
@@ -405,7 +405,7 @@ TEST_F(StationTrackerTest, HasWhatTheKernelLastKnew) {
   ap_.Remove(last);
   EXPECT_THAT(ap_.TakeLines(),
               ElementsAre(Disconnect("event_reason:inactivity avg_rssi:-78 last_rx_rssi:-80")));
-  // In the other order.
+  // The same in the other order.
   ap_.Join();
   ap_.SendOff(kDeauthentication, 4);
   ap_.Remove(last);
@@ -422,7 +422,7 @@ TEST_F(StationTrackerTest, HasWhatTheKernelKnowsAtTheConnect) {
   EXPECT_THAT(ap_.TakeLines(),
               ElementsAre(Connect("success:1 avg_rssi:-51 last_rx_rssi:-50 tx_rate_kbps:6500 "
                                   "tx_rate_bw:20 tx_rate_mcs:0")));
-  // Nothing better comes in time.
+  // No better information arrives in time.
   ap_.Disconnect();
   ap_.Pass(StationMachine::kLateWait);
   EXPECT_THAT(ap_.TakeLines(),
@@ -449,7 +449,7 @@ TEST_F(StationTrackerTest, GivesTheEndOfAVisitNothingOfTheNextOne) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect(""), Auth(kAccepted)));
 }
 
-// All that the kernel says of two visits is read before all that hostapd says of them.
+// All kernel messages of two connections are read before hostapd's events of them.
 TEST_F(StationTrackerTest, KeepsVisitsApartAfterAStall) {
   ap_.AnswerAuthentication();
   ap_.AnswerAssociation();
@@ -480,7 +480,7 @@ TEST_F(StationTrackerTest, ReportsAnAcceptedRequestToMove) {
   ap_.Disconnect();
   ap_.Remove();
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("event_reason:bss_tm_cli")));
-  // One that was refused, or is long past, has no part in it.
+  // A refused or expired transition has no effect.
   ap_.Join();
   ap_.AnswerTransition(true);
   ap_.Pass(StationMachine::kEffectWait + milliseconds(1));
@@ -519,7 +519,7 @@ TEST_F(StationTrackerTest, MarksASteeredStationUntilItIsBack) {
   EXPECT_THAT(ap_.TakeLines(),
               ElementsAre(Auth(back), Assoc(back),
                           Connect("success:1 steering_reason:steered steer_delta_ms:1750")));
-  // From then on it is a station like any other.
+  // From then on it is an ordinary station.
   ap_.RequestAssociation();
   ap_.TellNoSignal();
   ap_.AnswerAssociation();
@@ -600,7 +600,7 @@ TEST_F(StationTrackerTest, DoesNotTakeAFailedAuthenticationForAMove) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("event_reason:inactivity")));
 }
 
-// --- Few sources, and wrong ones ---
+// --- Missing or wrong reports ---
 
 TEST_F(StationTrackerTest, WritesConnectsAndDisconnectsWithoutFrames) {
   ap_.Connect();
@@ -635,7 +635,8 @@ TEST_F(StationTrackerTest, InventsNothingForAStationNobodyKnows) {
   EXPECT_EQ(ap_.tracker().station_count(), 0U);
 }
 
-// A client that lost its state comes again; hostapd does not report the end of its earlier visit.
+// A client that lost its state joins again. hostapd does not report the end of its earlier
+// connection.
 TEST_F(StationTrackerTest, InventsNoEndOfAVisit) {
   ap_.Join();
   ap_.RequestAuthentication();

@@ -8,15 +8,15 @@
 
 namespace orvane::bridge {
 
-// A station that hostapd has just heard.
+// A station that hostapd has just received a frame from.
 struct TrackedStation {
   ap::MacAddress station;
   int signal = 0;  // dBm, of the last frame
 };
 
-// Reads hostapd's answer to TRACK_STA_LIST, lines "MAC seconds-ago dBm" with the newest first. Left
-// out are stations that were last heard more than a second ago, those without a signal, and lines
-// that can't be read; "FAIL" gives none.
+// Parses hostapd's answer to TRACK_STA_LIST: lines "MAC seconds-ago dBm", newest first. Skips
+// stations that were last received more than a second ago, those without a signal, and invalid
+// lines. "FAIL" gives an empty list.
 std::vector<TrackedStation> ParseTrackedStations(std::string_view answer);
 
 }  // namespace orvane::bridge

@@ -11,33 +11,33 @@
 
 namespace orvane::bridge {
 
-// The address of a local socket with its exact length: for an abstract one every byte counts, the
-// zeros at the end too. Ordered and compared by all of it.
+// The address of a local socket with its exact length: every byte of an abstract name counts,
+// including trailing zeros. All bytes are compared.
 class UnixAddress {
  public:
-  // The address of a socket without a name. Nothing can be sent to it.
+  // The address of an unnamed socket. Nothing can be sent to it.
   UnixAddress() = default;
 
-  // As recvfrom gave it.
+  // Takes the result of recvfrom.
   UnixAddress(const sockaddr_un& address, socklen_t length);
 
   bool IsUnnamed() const { return bytes_.empty(); }
 
-  // For people, and for comparing the ends of names: without the zero in front of an abstract name
-  // and those behind any name.
+  // The name for people and for comparing suffixes: without the leading zero of an abstract name
+  // and without trailing zeros.
   std::string_view Name() const;
 
-  // For sendto; returns the length.
+  // Fills `*address` for sendto. Returns its length.
   socklen_t Write(sockaddr_un* address) const;
 
   friend auto operator<=>(const UnixAddress&, const UnixAddress&) = default;
 
  private:
-  std::string bytes_;  // behind the family
+  std::string bytes_;  // without the family
 };
 
-// Reads into `buffer` one datagram that waits, and where it came from. Its length, which is more
-// than the buffer's if it was cut off; -1 with errno where there is none.
+// Receives one pending datagram and its sender. Returns its full length, which exceeds `size` if it
+// was truncated; -1, with errno set, if there is none.
 ssize_t ReceiveFrom(int fd, char* buffer, std::size_t size, UnixAddress* sender);
 
 }  // namespace orvane::bridge
