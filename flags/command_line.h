@@ -9,13 +9,13 @@
 namespace orvane::flags {
 
 struct FlagsOptions {
-  // In this order; later ones win.
+  // Later directories override earlier ones.
   std::vector<platform::FilePath> directories;
   bool check = false;
 };
 
-// Reads the command line into `*options` and sets the verbose level. Nothing when the program is to
-// go on, otherwise its exit code; see platform::CommandLine::Parse.
+// Parses the command line into `*options` and sets the verbose level. Returns nothing if the
+// program can continue, otherwise its exit code; see platform::CommandLine::Parse.
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, FlagsOptions* options);
 
 }  // namespace orvane::flags

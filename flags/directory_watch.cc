@@ -22,7 +22,8 @@ FilePath Absolute(const FilePath& directory) {
   return path.has_filename() ? path : path.parent_path();
 }
 
-// Of a file that has just been created. Whoever did has it open, unless it is a link.
+// Returns whether a newly created file will be written. Its creator has it open, unless it is a
+// link.
 bool IsToBeWritten(const FilePath& file) {
   struct stat status = {};
   return lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
@@ -59,8 +60,8 @@ void DirectoryWatch::OnReadReady(int /*fd*/) {
   if (Poll()) on_change_();
 }
 
-// A watch stays with its folder when that moves. So all are looked for anew, and those that are not
-// found on the way any more are ended.
+// A watch follows its directory when that is renamed. So all paths are walked again, and watches
+// that are no longer on a path are removed.
 void DirectoryWatch::WatchAll() {
   std::map<int, Folder> folders;
   for (const FilePath& directory : directories_) WatchOne(directory, &folders);
@@ -71,7 +72,7 @@ void DirectoryWatch::WatchAll() {
   folders_ = std::move(folders);
 }
 
-// From the root on, so that a folder that comes meanwhile is noticed in the one before.
+// Starts at the root, so that a directory that is created during the walk is noticed in its parent.
 void DirectoryWatch::WatchOne(const FilePath& directory, std::map<int, Folder>* folders) {
   FilePath path;
   for (auto name = directory.begin(); name != directory.end(); ++name) {
@@ -95,7 +96,7 @@ void DirectoryWatch::WatchOne(const FilePath& directory, std::map<int, Folder>* 
 
 bool DirectoryWatch::Handle(int watch, std::uint32_t mask, std::string_view name) {
   if ((mask & IN_Q_OVERFLOW) != 0) {
-    // Notices are lost; the end of a writing may be among them.
+    // Events were lost; the end of a write may be among them.
     unfinished_.clear();
     is_path_changed_ = true;
     return true;

@@ -17,47 +17,47 @@
 
 namespace orvane::flags {
 
-// Notices changes of the flags files in some directories, also of directories that come, go or are
-// replaced, since each folder on the way to them is watched, too.
+// Watches the flags files of some directories. It also watches every parent directory, to notice
+// directories that are created, removed or replaced.
 //
-// A file that somebody writes counts as unfinished from the first change until it is closed. What
-// was opened before the watch began shows by its next change only.
+// A file counts as unfinished from the first write until it is closed. A file that was opened
+// before the watch began is noticed at its next change.
 class DirectoryWatch : public platform::FdWatcher {
  public:
-  // `on_change` runs on the loop when there may be something new to read. The loop must outlive
-  // this.
+  // `on_change` runs on the loop when there may be changes to read. The loop must outlive this
+  // object.
   DirectoryWatch(platform::Loop& loop, std::vector<platform::FilePath> directories,
                  std::function<void()> on_change);
   DirectoryWatch(const DirectoryWatch&) = delete;
   DirectoryWatch& operator=(const DirectoryWatch&) = delete;
 
-  // Takes what has happened so far, without running the callback. Whether anything has.
+  // Processes pending events without running the callback. Returns whether anything has changed.
   bool Poll();
 
-  // The name of a file that is being written; empty when there is none.
+  // Returns the name of a file that is being written, or an empty string.
   std::string UnfinishedFile() const;
 
   void OnReadReady(int fd) override;
   void OnWriteReady(int /*fd*/) override {}
 
  private:
-  // What is watched in one folder.
+  // What is watched in one directory.
   struct Folder {
     platform::FilePath path{};
-    bool has_flags = false;         // its flags files
-    std::set<std::string> names{};  // folders in it that are on the way
+    bool has_flags = false;         // it contains flags files
+    std::set<std::string> names{};  // subdirectories on the paths to flags directories
   };
 
   void WatchAll();
   void WatchOne(const platform::FilePath& directory, std::map<int, Folder>* folders);
-  // Whether anything has changed.
+  // Returns whether anything has changed.
   bool Handle(int watch, std::uint32_t mask, std::string_view name);
   void NoteFile(int watch, const Folder& folder, std::uint32_t mask, const std::string& name);
 
   std::vector<platform::FilePath> directories_;
   std::function<void()> on_change_;
   platform::Inotify inotify_;
-  std::map<int, Folder> folders_;  // by the number of the watch
+  std::map<int, Folder> folders_;  // by watch number
   std::set<std::pair<int, std::string>> unfinished_;
   bool is_path_changed_ = false;
   std::unique_ptr<platform::FdWatch> fd_watch_;

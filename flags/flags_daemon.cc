@@ -22,7 +22,7 @@ constexpr char kProperty[] = "Flags";
 FlagsDaemon::FlagsDaemon(std::vector<platform::FilePath> directories)
     : BusServiceDaemon(kServiceName, kObjectPath), directories_(std::move(directories)) {}
 
-// Calls that arrive once the name is ours wait for the loop, so they find the object.
+// Calls that arrive after the name is claimed wait for the loop, so they find the object.
 int FlagsDaemon::OnInit() {
   if (const int exit_code = BusServiceDaemon::OnInit(); exit_code != 0) return exit_code;
   publisher_.emplace(loop(), directories_, [this] {

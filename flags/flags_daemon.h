@@ -11,7 +11,7 @@
 
 namespace orvane::flags {
 
-// The flags service: publishes the flags of files as a property on the system bus.
+// The flags service: publishes the flags from files as a property on the system bus.
 class FlagsDaemon : public platform::bus::BusServiceDaemon {
  public:
   explicit FlagsDaemon(std::vector<platform::FilePath> directories);

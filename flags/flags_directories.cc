@@ -17,7 +17,7 @@ namespace {
 
 using platform::FilePath;
 
-// The flags files of a directory. What is wrong goes to `error`.
+// Returns the flags files of a directory, and a failure in `error`.
 std::vector<FilePath> ListFiles(const FilePath& directory, std::error_code* error) {
   std::vector<FilePath> files;
   std::filesystem::directory_iterator entry(directory, *error);
@@ -29,9 +29,10 @@ std::vector<FilePath> ListFiles(const FilePath& directory, std::error_code* erro
   return files;
 }
 
-// The contents, or nothing and what is wrong, which is nothing for a file that is gone.
+// Returns the contents. On failure returns nothing and sets `problem`, which stays empty if the
+// file no longer exists.
 std::optional<std::string> ReadFile(const FilePath& path, std::string* problem) {
-  // Not to be held up by a pipe of that name.
+  // O_NONBLOCK: a FIFO must not block.
   constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
   const platform::ScopedFd file(platform::RetryOnEintr([&] { return open(path.c_str(), kFlags); }));
   struct stat status = {};

@@ -9,17 +9,17 @@
 
 namespace orvane::flags {
 
-// Whether a file of this name has flags in it: it ends in ".conf" and is not hidden.
+// Returns whether a file of this name contains flags: it ends in ".conf" and is not hidden.
 bool IsFlagsFileName(std::string_view name);
 
 // Reads the flags files of all directories, in the order of the directories and, within each, in
-// the byte order of the names. A directory that does not exist has no files.
+// the byte order of the names. A missing directory counts as empty.
 //
-// Errors besides those of ReadFlags: a directory that can't be read, a file that can't be read, is
-// no regular file or has over kMaxFileSize bytes, and over kMaxFiles files.
+// Errors besides those of ReadFlags: a directory that can't be read; a file that can't be read, is
+// not a regular file or is larger than kMaxFileSize; more than kMaxFiles files.
 Reading ReadFlagsDirectories(const std::vector<platform::FilePath>& directories);
 
-// So that a map of all that is read fits into a message of the bus.
+// With these limits the map fits into a bus message.
 inline constexpr std::size_t kMaxFileSize = std::size_t{64} << 10;
 inline constexpr std::size_t kMaxFiles = 100;
 

@@ -25,7 +25,7 @@ class FlagsDirectoriesTest : public testing::Test {
 
   Reading Read() const { return ReadFlagsDirectories({first_, second_}); }
 
-  // The one error, behind the path of the file.
+  // Returns the only error, without the path of the file.
   std::string ErrorOf(const FilePath& file) const {
     const Reading reading = Read();
     EXPECT_EQ(reading.errors.size(), 1U);

@@ -10,14 +10,14 @@
 namespace orvane::flags {
 namespace {
 
-// How long changes are collected before the files are read.
+// Changes are collected for this time before the files are read.
 constexpr platform::TimeSpan kSettleTime = std::chrono::milliseconds(50);
 
-// How long nobody may have been noticed after that. A file that is emptied can be seen empty long
-// before the kernel gives notice of it: as long as the file system takes to write its journal.
+// After that, the files must stay unchanged for this time. A truncated file can be seen empty long
+// before the kernel reports the change: as long as the file system takes to write its journal.
 constexpr platform::TimeSpan kQuietTime = std::chrono::milliseconds(250);
 
-// How long a file may be written before a line in the log says what is waited for.
+// A file that is being written for longer than this is logged.
 constexpr platform::TimeSpan kPatience = std::chrono::seconds(10);
 
 }  // namespace
@@ -60,7 +60,7 @@ void FlagsPublisher::Take(Reading reading) {
   on_published_();
 }
 
-// The end of the writing is a change, which leads back to Update.
+// The end of the write is a change, which leads back to Update.
 bool FlagsPublisher::WaitForWriter() {
   if (watch_.UnfinishedFile().empty()) {
     patience_timer_.Stop();

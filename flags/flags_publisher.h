@@ -14,13 +14,12 @@
 
 namespace orvane::flags {
 
-// Keeps the map that is published: that of the files, once they have not changed for a moment, as
-// long as all of them are good and nobody is writing one; otherwise the last good one, which is
-// empty at first. What is wrong is logged once,
-// not each time that the files are read.
+// Holds the published map. It is the map of the files once they have not changed for a moment,
+// provided that all of them are valid and none is being written. Otherwise it is the last valid
+// map, which is initially empty. A problem is logged once, not at each reading.
 class FlagsPublisher {
  public:
-  // `on_published` runs on the loop whenever the map has changed. The loop must outlive this.
+  // `on_published` runs on the loop when the map has changed. The loop must outlive this object.
   FlagsPublisher(platform::Loop& loop, std::vector<platform::FilePath> directories,
                  std::function<void()> on_published);
 
@@ -36,13 +35,14 @@ class FlagsPublisher {
   std::vector<platform::FilePath> directories_;
   std::function<void()> on_published_;
   FlagMap flags_;
-  // What was wrong with the files when they were last read.
+  // The problems at the last reading.
   std::vector<std::string> errors_;
   std::vector<std::string> warnings_;
   platform::OneShotTimer settle_timer_;
   platform::OneShotTimer patience_timer_;
   DirectoryWatch watch_;
-  // As read once; taken when it is read again and nobody was noticed meanwhile.
+  // The first reading. It is published if a second one is equal and no write was noticed in
+  // between.
   std::optional<Reading> candidate_;
 };
 

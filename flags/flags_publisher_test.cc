@@ -26,7 +26,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Pair;
 
-// Somebody who has a file open for writing.
+// Has a file open for writing.
 class Writer {
  public:
   explicit Writer(const FilePath& path)
@@ -48,7 +48,7 @@ class FlagsPublisherTest : public testing::Test {
                                                   [this] { ++published_; });
   }
 
-  // Lets changes settle.
+  // Lets time pass until changes are published.
   void Settle() {
     loop_.RunUntilIdle();
     loop_.AdvanceBy(milliseconds(400));
@@ -69,7 +69,7 @@ class FlagsPublisherTest : public testing::Test {
   std::unique_ptr<FlagsPublisher> publisher_;
 };
 
-// With both directories.
+// A fixture with both directories.
 class FlagsFilesTest : public FlagsPublisherTest {
  protected:
   FlagsFilesTest() {
@@ -229,7 +229,7 @@ TEST_F(FlagsFilesTest, ADirectoryMayBecomeALink) {
 TEST_F(FlagsFilesTest, ManyChangesArePublishedWhenTheyAreOver) {
   for (int i = 1; i <= 1000; ++i) {
     testbed::ReplaceFile(file_, "a=" + std::to_string(i) + "\n");
-    if (i % 10 == 0) loop_.AdvanceBy(milliseconds(10));  // a second in all
+    if (i % 10 == 0) loop_.AdvanceBy(milliseconds(10));  // one second in total
   }
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1000")));
   EXPECT_EQ(published_, 1);
@@ -239,8 +239,8 @@ TEST_F(FlagsFilesTest, NoticesThatAreLostAreMadeUpFor) {
   testbed::WriteFile(etc_ / "b.conf", "b=1\n");
   testbed::WriteFile(etc_ / "c.conf", "c=1\n");
   Settle();
-  // More than the queue holds (fs.inotify.max_queued_events, 16384 unless somebody changed it);
-  // equal ones in a row count once.
+  // More events than the queue holds (fs.inotify.max_queued_events, 16384 by default). Equal
+  // consecutive events count once.
   for (int i = 0; i < 10'000; ++i) {
     for (const char* name : {"b.conf", "c.conf"}) {
       ASSERT_EQ(chmod((etc_ / name).c_str(), 0644), 0);

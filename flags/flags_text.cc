@@ -16,7 +16,7 @@ using ap::RunTimeFlag;
 
 bool IsText(char character) { return character == '\t' || (character >= ' ' && character <= '~'); }
 
-// Each of the following returns what is wrong, or an empty string.
+// Each of these returns the problem, or an empty string.
 
 std::string CheckNumber(const RunTimeFlag& flag, std::string_view value) {
   std::int32_t number = 0;
@@ -38,7 +38,7 @@ std::string CheckValue(const RunTimeFlag& flag, std::string_view value) {
   return flag.kind == RunTimeFlag::Kind::kSwitch ? CheckSwitch(value) : CheckNumber(flag, value);
 }
 
-// A line without blanks around it, and not empty.
+// Reads a line that is not empty and has no white space around it.
 std::string ReadLine(std::string_view line, Reading* reading, std::string* warning) {
   if (line.size() > kMaxLineLength) return fmt::format("over {} characters", kMaxLineLength);
   if (!std::ranges::all_of(line, IsText)) return "not printable ASCII";

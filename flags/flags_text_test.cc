@@ -21,7 +21,7 @@ Reading Read(std::string_view text) {
   return reading;
 }
 
-// The one error of a line.
+// Returns the only error of a line.
 std::string ErrorOf(const std::string& line) {
   const Reading reading = Read(line + "\n");
   EXPECT_THAT(reading.flags, IsEmpty()) << line;
@@ -84,7 +84,7 @@ TEST(FlagsTextTest, ASwitchHasTwoWords) {
   EXPECT_THAT(Read("connectionEvents=disabled\n").errors, IsEmpty());
 }
 
-// The daemon would end by each of the first and misread the others.
+// The first values would abort the daemon, and it would misread the others.
 TEST(FlagsTextTest, ANumberIsNothingBut) {
   for (const char* text : {"abc", "", "-", "60s", "0x3c", "6 0", "1.5", "+5", "٣"}) {
     const std::string line = std::string("connectionEventsUpload=") + text;
@@ -106,7 +106,7 @@ TEST(FlagsTextTest, ANumberThatTheDaemonWouldNotKeepIsRefused) {
             "f:1: the value of clientSteeringInterval is not within 1 and 2147483647 (seconds)");
 }
 
-// Whatever the table says, its bounds are taken and what is beyond them is not.
+// Values at the bounds of the table are accepted, values beyond them are not.
 TEST(FlagsTextTest, BoundsAreThoseOfTheTable) {
   for (const ap::RunTimeFlag& flag : ap::kRunTimeFlags) {
     if (flag.kind != ap::RunTimeFlag::Kind::kNumber) continue;

@@ -3,7 +3,7 @@
 
 namespace orvane::flags {
 
-// The whole program. Returns the exit code of the process.
+// Runs the program. Returns its exit code.
 int RunFlags(int argc, char** argv);
 
 }  // namespace orvane::flags

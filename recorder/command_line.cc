@@ -26,10 +26,10 @@ constexpr auto kSizeUnits =
 constexpr auto kTimeUnits = std::to_array<Unit>(
     {{"s", 1'000'000}, {"m", 60'000'000}, {"h", 3'600'000'000}, {"d", 86'400'000'000}});
 
-// A database without records has some pages already.
+// A database without records already has some pages.
 constexpr std::int64_t kLeastSize = 1 << 20;
 
-// A whole number and one of the units.
+// Parses a whole number and one of the units.
 std::optional<std::int64_t> ParseWithUnit(std::string_view text, std::span<const Unit> units) {
   std::int64_t number = 0;
   const char* end = text.data() + text.size();

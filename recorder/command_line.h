@@ -9,8 +9,8 @@
 
 namespace orvane::recorder {
 
-// Reads the command line into `*options` and sets the verbose level. Nothing when the program is to
-// go on, otherwise its exit code; see platform::CommandLine::Parse.
+// Parses the command line into `*options` and sets the verbose level. Returns nothing if the
+// program can continue, otherwise its exit code; see platform::CommandLine::Parse.
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, RecorderOptions* options);
 
 }  // namespace orvane::recorder

@@ -16,7 +16,7 @@ constexpr std::uint32_t EntryTag(int field_number) {
   return WireFormatLite::MakeTag(field_number, WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
 }
 
-// Takes the length and the bytes of an entry.
+// Reads the length and the bytes of an entry.
 bool TakeEntry(CodedInputStream& stream, Bytes bytes, std::vector<Bytes>* entries) {
   std::uint32_t size = 0;
   if (!stream.ReadVarint32(&size) || size > kMaxEntrySize) return false;

@@ -13,22 +13,22 @@ namespace orvane::recorder {
 
 using Bytes = std::span<const std::uint8_t>;
 
-// The bytes of an Event, cut at its entries. An Event as a whole takes up to a hundred times its
-// bytes in memory, one entry after the other takes nothing to speak of.
+// The bytes of an Event, split into its entries. A parsed Event takes up to a hundred times its
+// bytes in memory; parsing one entry at a time takes almost none.
 struct EventParts {
   access_infrastructure::proto::Event header;  // without entries
-  // The entries, not parsed yet; parts of the bytes that were given.
+  // The unparsed entries; views of the input.
   std::vector<Bytes> client_events;
   std::vector<Bytes> probe_reports;
 };
 
-// Nothing when the bytes are no Event, or one beyond the following limits.
+// Returns nothing if the bytes are not an Event or exceed the limits below.
 std::optional<EventParts> SplitEvent(Bytes bytes);
 
-// Entries of all kinds: more than the 32 MiB of a bus message hold of real ones.
+// Maximum number of entries of all kinds: more than a bus message of 32 MiB can hold in practice.
 inline constexpr std::size_t kMaxEntries = 300'000;
 inline constexpr std::size_t kMaxEntrySize = 4096;
-// Of the rest of an Event.
+// Limit for the rest of an Event.
 inline constexpr std::size_t kMaxHeaderSize = 4096;
 
 }  // namespace orvane::recorder

@@ -20,7 +20,7 @@ Event EventOf(const std::string& text) {
   return event;
 }
 
-// Puts the parts together again.
+// Rebuilds the Event from its parts.
 std::string Join(const EventParts& parts) {
   Event event = parts.header;
   for (const Bytes bytes : parts.client_events) {
@@ -72,7 +72,7 @@ TEST(EventPartsTest, WhatIsCutOffIsNone) {
       EventOf("interface: WLAN_5000MHZ client_event_info { client_shmac: 'ABCDEF' }")
           .SerializeAsString();
   for (std::size_t size = 1; size < bytes.size(); ++size) {
-    // Cut between the fields it is a shorter event.
+    // Bytes that end between two fields are a shorter, valid Event.
     if (size == 2) continue;
     EXPECT_FALSE(SplitEvent(BytesOf(bytes.substr(0, size))).has_value()) << size;
   }
@@ -81,10 +81,10 @@ TEST(EventPartsTest, WhatIsCutOffIsNone) {
 TEST(EventPartsTest, OtherBytesAreNone) {
   EXPECT_FALSE(SplitEvent(BytesOf("Not an event.")).has_value());
   EXPECT_FALSE(SplitEvent(BytesOf(std::string("\0", 1))).has_value());
-  EXPECT_FALSE(SplitEvent(BytesOf("\x0f")).has_value());  // a wire type that there is not
+  EXPECT_FALSE(SplitEvent(BytesOf("\x0f")).has_value());  // an invalid wire type
 }
 
-// Each would be many times as long in memory as it is in bytes.
+// Each of these would take many times its bytes in memory.
 TEST(EventPartsTest, WhatIsBeyondTheLimitsIsNone) {
   std::string many;
   for (std::size_t i = 0; i < kMaxEntries; ++i) many.append("\x22\x00", 2);

@@ -13,10 +13,10 @@ using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
 
-// The columns that do not come from the message.
+// Columns that are not derived from the message.
 constexpr int kOwnColumns = 2;
 
-// The affinity of a column.
+// Returns the SQL type of a column.
 const char* TypeOf(const FieldDescriptor& field) {
   switch (field.cpp_type()) {
     case FieldDescriptor::CPPTYPE_STRING:
@@ -35,7 +35,8 @@ std::string Definition(const MessageTable::Column& column) {
   return column.name + " " + TypeOf(*column.path.back());
 }
 
-// The message that the field of a column is in; null when one on the way to it is not set.
+// Returns the message that contains the column's field, or null if a message on the path is not
+// set.
 const Message* Find(const Message& message, const MessageTable::Column& column) {
   const Message* found = &message;
   for (std::size_t i = 0; i + 1 < column.path.size(); ++i) {
@@ -77,7 +78,7 @@ void BindField(const Message& message, const FieldDescriptor* field, int index,
       return BindText(text, index, statement);
     }
     case FieldDescriptor::CPPTYPE_MESSAGE:
-      return;  // has columns of its own
+      return;  // has its own columns
   }
 }
 

@@ -12,17 +12,17 @@
 
 namespace orvane::recorder {
 
-// A table with a row for each message of a type, made from the type's description: a column for
-// each field that is not repeated, under the field's name. Fields of a message in it have its name
-// and "_" before theirs. Enumerations are stored by their names, booleans as 0 and 1, unsigned
-// numbers of 64 bits as signed ones; a field that is not set is NULL.
+// A table with one row for each message of a type, derived from the type's descriptor. Each field
+// that is not repeated has a column with its name. For fields of a nested message, the column name
+// is prefixed with the outer field's name and "_". Enumerations are stored by name, booleans as 0
+// and 1, unsigned 64-bit numbers as signed ones. A field that is not set is NULL.
 //
-// Before these columns come record_id, the record that brought the row, and interface.
+// The first columns are record_id, the record that contained the message, and interface.
 class MessageTable {
  public:
   struct Column {
     std::string name;
-    // From the outermost message to the field.
+    // The fields from the outermost message to the column's field.
     std::vector<const google::protobuf::FieldDescriptor*> path;
   };
 
@@ -31,13 +31,13 @@ class MessageTable {
   const std::string& name() const { return name_; }
   const std::vector<Column>& columns() const { return columns_; }
 
-  // Statements of SQL. That of Insert has a parameter for each column, in order.
+  // SQL statements. Insert has a parameter for each column, in order.
   std::string Create() const;
   std::string AddColumn(const Column& column) const;
   std::string Insert() const;
 
-  // Binds the parameters of Insert. Message and interface must live until the statement has run;
-  // a null interface is NULL.
+  // Binds the parameters of Insert. `message` and `interface` must stay valid until the statement
+  // has run. A null interface is NULL.
   void Bind(std::int64_t record_id, const std::string* interface,
             const google::protobuf::Message& message, SQLite::Statement* insert) const;
 
@@ -48,7 +48,7 @@ class MessageTable {
   std::vector<Column> columns_;
 };
 
-// Whether a message has anything in it that a MessageTable has no column for.
+// Returns whether a message contains anything that has no column in a MessageTable.
 bool HasMoreThanColumns(const google::protobuf::Message& message);
 
 }  // namespace orvane::recorder

@@ -17,7 +17,7 @@ constexpr mode_t kMode = 0644;
 bool WriteWhole(const std::string& path, std::string_view text) {
   const platform::ScopedFd file(platform::RetryOnEintr(
       [&] { return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode); }));
-  // Whatever the mask of the process says.
+  // Not affected by the umask of the process.
   if (!file.is_valid() || fchmod(file.get(), kMode) != 0) return false;
   while (!text.empty()) {
     const ssize_t size =
@@ -31,7 +31,7 @@ bool WriteWhole(const std::string& path, std::string_view text) {
 }  // namespace
 
 std::string ReplaceFile(const platform::FilePath& path, std::string_view text) {
-  // In the same directory, under a name that no collector takes for metrics.
+  // In the same directory, with a name that collectors ignore.
   const std::string unfinished = path.native() + ".new";
   if (WriteWhole(unfinished, text) && rename(unfinished.c_str(), path.c_str()) == 0) return "";
   const int error = errno;

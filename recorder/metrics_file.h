@@ -8,8 +8,8 @@
 
 namespace orvane::recorder {
 
-// Replaces a file in one step, so that nobody reads half of it. Everybody may read it. Returns what
-// went wrong, or an empty string.
+// Replaces a file atomically, so that nobody reads an incomplete one. It is readable by everybody.
+// Returns the error, or an empty string.
 std::string ReplaceFile(const platform::FilePath& path, std::string_view text);
 
 }  // namespace orvane::recorder

@@ -16,7 +16,7 @@ struct Family {
   std::string_view name;
   std::string_view type;
   std::string_view help;
-  // Of the samples.
+  // Names of the samples.
   std::array<std::string_view, 3> names;
 };
 

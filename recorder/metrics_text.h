@@ -10,15 +10,15 @@
 
 namespace orvane::recorder {
 
-// What the metrics file says.
+// The contents of the metrics file.
 struct Metrics {
-  // Those of one name in the order in which they are to be written.
+  // Entries of one name are in output order.
   std::vector<std::pair<Tally::Key, std::int64_t>> counts;
-  // Since the Unix epoch; nothing when there is no record.
+  // Since the Unix epoch; nothing if there is no record.
   std::optional<std::int64_t> last_record_ms{};
 };
 
-// The text that node_exporter's textfile collector reads (Prometheus's text format, version 0.0.4).
+// Returns the text for node_exporter's textfile collector (Prometheus text format, version 0.0.4).
 std::string MetricsText(const Metrics& metrics);
 
 }  // namespace orvane::recorder

@@ -10,9 +10,9 @@
 
 namespace orvane::recorder {
 
-// A record of bytes.
+// A record of serialised data.
 struct DataRecord {
-  std::string type;  // what the bytes are; for a protobuf message it is a type URL
+  std::string type;  // the type of the data; for a protobuf message a type URL
   std::span<const std::uint8_t> data;
   std::int64_t received_ms = 0;  // since the Unix epoch
 };

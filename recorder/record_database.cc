@@ -21,14 +21,14 @@ using access_infrastructure::proto::ClientProbeRequestInfo;
 using access_infrastructure::proto::Event;
 using google::protobuf::FieldDescriptor;
 
-// The label "type" of records that are no Event.
+// Values of the label "type" for records that are not an Event.
 constexpr std::string_view kMetricType = "metric";
 constexpr std::string_view kOtherType = "other";
 
-// How many free pages are given back to the file system in a step.
+// Number of free pages that one step returns to the file system.
 constexpr int kPagesPerStep = 256;
 
-// Those with the rows of records.
+// The tables with the rows of records.
 constexpr std::array<const char*, 3> kRowTables = {"client_events", "probe_reports",
                                                    "metric_fields"};
 
@@ -40,13 +40,13 @@ bool IsEventType(std::string_view type) {
   return type == name || (type.ends_with(name) && type[type.size() - name.size() - 1] == '/');
 }
 
-// Runs a statement that has been bound, and leaves it ready to be bound again.
+// Runs a bound statement and resets it.
 void Run(SQLite::Statement& statement) {
   statement.exec();
   statement.reset();
 }
 
-// Whether the rows of an Event say all of its header.
+// Returns whether the rows of an Event contain all of its header.
 bool IsInRows(const Event& header) {
   if (HasMoreThanColumns(header)) return false;
   std::vector<const FieldDescriptor*> fields;
@@ -130,7 +130,7 @@ std::optional<std::int64_t> RecordDatabase::AddEvent(const DataRecord& record,
                                           &add_probe_report_, &tally, &is_more)) {
     return std::nullopt;
   }
-  // What has no column must not be lost.
+  // Fields without a column must not be lost.
   if (is_more) SetData(id, record.data);
   AddTally(tally);
   transaction.commit();
@@ -178,7 +178,7 @@ std::int64_t RecordDatabase::AddRecord(const std::string& type, std::int64_t rec
 }
 
 void RecordDatabase::SetData(std::int64_t record_id, Bytes data) {
-  // No bytes at all are not the same as no data.
+  // Empty data is not NULL.
   const void* bytes = data.empty() ? "" : static_cast<const void*>(data.data());
   set_data_.bindNoCopy(1, bytes, static_cast<int>(data.size()));
   set_data_.bind(2, record_id);
@@ -227,7 +227,7 @@ bool RecordDatabase::DeleteOldest(std::int64_t oldest_ms, std::int64_t rows) {
   return true;
 }
 
-// The file keeps what is free in it for later records, unless it is over the size itself.
+// Free pages stay in the file for later records, unless the file itself exceeds the size.
 bool RecordDatabase::Shrink() {
   pages_.executeStep();
   const bool is_needed =

@@ -17,35 +17,36 @@
 
 namespace orvane::recorder {
 
-// The open database; docs/recorder.md describes its tables. Each method, and opening it, throws a
-// SQLite::Exception when it fails; nothing has been stored then.
+// The open database; docs/recorder.md describes its tables. The constructor and each method throw a
+// SQLite::Exception on failure; nothing has been stored then.
 //
-// Others may read it meanwhile. Whoever writes to it holds each method up, for two seconds at most.
+// Other processes may read it at the same time. A process that writes to it blocks each method, for
+// two seconds at most.
 class RecordDatabase {
  public:
   explicit RecordDatabase(const DatabaseOptions& options);
   RecordDatabase(const RecordDatabase&) = delete;
   RecordDatabase& operator=(const RecordDatabase&) = delete;
 
-  // Each stores a record, and with it its own tally and `tally`, in one transaction. Returns the
-  // number of rows that came of it.
+  // Each stores a record, its own tally and `tally` in one transaction. Returns the number of new
+  // rows.
   std::int64_t AddData(const DataRecord& record, Tally tally);
   std::int64_t AddMetric(const MetricRecord& record, Tally tally);
 
-  // One step towards the maximum size, and towards a database without records of before
-  // `oldest_ms`: deletes up to `rows` of the oldest rows. Whether there was anything to do.
+  // Deletes up to `rows` of the oldest rows if records are older than `oldest_ms` or the database
+  // exceeds its maximum size. Returns whether there was anything to do.
   bool Prune(std::int64_t oldest_ms, std::int64_t rows);
 
-  // Moves what has been written so far from the log of the database to the database proper.
+  // Moves the contents of the write-ahead log into the database file.
   void Checkpoint();
 
-  // The size of that log as far as it is in use, in bytes.
+  // The used size of the write-ahead log, in bytes.
   std::int64_t log_size() const { return log_size_; }
 
   Metrics ReadMetrics();
 
  private:
-  // Nothing when an entry is none.
+  // Returns nothing if an entry is malformed.
   std::optional<std::int64_t> AddEvent(const DataRecord& record, const EventParts& parts,
                                        Tally tally);
   template <typename Entry>

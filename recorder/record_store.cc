@@ -22,7 +22,7 @@ namespace {
 using platform::Error;
 using platform::FilePath;
 
-// Rows that a step deletes, unless more have been added meanwhile.
+// Number of rows that a step deletes, or more if more have been added since.
 constexpr std::int64_t kRowsPerStep = 2000;
 
 constexpr char kIoError[] = "org.freedesktop.DBus.Error.IOError";
@@ -34,7 +34,7 @@ bool IsDamage(const SQLite::Exception& exception) {
   return exception.getErrorCode() == SQLITE_CORRUPT || exception.getErrorCode() == SQLITE_NOTADB;
 }
 
-// Renames a file, if it is there.
+// Renames a file, if it exists.
 void Move(const FilePath& from, const FilePath& to) {
   std::error_code error;
   std::filesystem::rename(from, to, error);
@@ -43,7 +43,7 @@ void Move(const FilePath& from, const FilePath& to) {
   }
 }
 
-// The names of databases that were put aside, the oldest first. Their logs are not among them.
+// Returns the names of damaged databases, oldest first, without their logs.
 std::vector<FilePath> ListDamaged(const FilePath& database) {
   const FilePath directory = std::filesystem::absolute(database).parent_path();
   const std::string prefix = database.filename().native() + kDamagedSuffix;
@@ -122,7 +122,7 @@ Metrics RecordStore::ReadMetrics() {
   return metrics;
 }
 
-// Closing it brings it into a defined state whatever has failed: the next one opens it anew.
+// After any failure the database is closed. The next call opens it again.
 bool RecordStore::Run(const std::function<void(RecordDatabase& database)>& work,
                       ErrorHolder error) {
   for (bool is_first = true;; is_first = false) {
@@ -145,7 +145,7 @@ bool RecordStore::Run(const std::function<void(RecordDatabase& database)>& work,
   }
 }
 
-// First the log: a new database must not find that of another.
+// The log is renamed first: a new database must not find the log of another one.
 void RecordStore::PutAside() {
   CountError(kDatabaseDamaged);
   const std::string path = options_.path.native();

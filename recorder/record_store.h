@@ -14,12 +14,12 @@
 
 namespace orvane::recorder {
 
-// Keeps records in a database that may fail. After a failure the database is opened anew for the
-// next record, so that one that works again is used at once. A damaged one is put aside, as
-// "NAME.damaged-YYYYMMDDTHHMMSSZ" with its log, and a new one begun; the last kKeptDamaged of
-// them are kept.
+// Stores records in a database that may fail. After a failure the next record opens the database
+// again, so that a repaired one is used at once. A damaged database and its log are renamed to
+// "NAME.damaged-YYYYMMDDTHHMMSSZ", and a new one is created. The last kKeptDamaged damaged ones are
+// kept.
 //
-// Errors are of the domain platform::kDBusErrorDomain.
+// Errors have the domain platform::kDBusErrorDomain.
 class RecordStore {
  public:
   using ErrorHolder = std::unique_ptr<platform::Error>*;
@@ -28,26 +28,27 @@ class RecordStore {
 
   explicit RecordStore(DatabaseOptions options) : options_(std::move(options)) {}
 
-  // Opens the database, which the first record would do otherwise.
+  // Opens the database. Without this call the first record opens it.
   bool Open(ErrorHolder error);
 
-  // True when the record is stored for good.
+  // Return true if the record is stored permanently.
   bool AddData(const DataRecord& record, ErrorHolder error);
   bool AddMetric(const MetricRecord& record, ErrorHolder error);
 
-  // Counts an error that has nothing to do with the database.
+  // Counts an error that does not concern the database.
   void CountError(std::string_view kind) { pending_.AddError(kind); }
 
-  // A piece of work that takes some milliseconds. Whether there may be more of it. Records of
-  // before `oldest_ms` are deleted, and those for which there is no room.
+  // Deletes records that are older than `oldest_ms` or exceed the maximum size. One call takes some
+  // milliseconds. Returns whether there may be more to delete.
   bool Prune(std::int64_t oldest_ms);
 
   void Checkpoint();
 
-  // The size of the log of the database, in bytes.
+  // The size of the write-ahead log, in bytes.
   std::int64_t log_size() const { return database_ ? database_->log_size() : 0; }
 
-  // What is in the database, or was when it could last be read, and what could not be put into it.
+  // Returns the metrics of the database, or those of the last successful reading, plus what is not
+  // stored yet.
   Metrics ReadMetrics();
 
  private:
@@ -57,9 +58,9 @@ class RecordStore {
 
   DatabaseOptions options_;
   std::optional<RecordDatabase> database_;
-  // What has not been stored yet.
+  // Counts that are not stored yet.
   Tally pending_;
-  // As last read.
+  // The metrics of the last successful reading.
   Metrics stored_;
   std::int64_t rows_since_prune_ = 0;
 };

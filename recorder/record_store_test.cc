@@ -35,7 +35,7 @@ std::string BytesOf(const std::string& text) {
   return event.SerializeAsString();
 }
 
-// A batch of so many events.
+// A batch of `size` events.
 std::string Batch(int size) {
   Event event;
   event.set_interface(access_infrastructure::proto::WLAN_5000MHZ);
@@ -64,7 +64,7 @@ class RecordStoreTest : public testing::Test {
         &error_);
   }
 
-  // The rows of a query, their values separated by "|"; NULL is "-".
+  // Returns the rows of a query with their values separated by "|"; NULL is "-".
   std::vector<std::string> Query(const std::string& sql) const {
     SQLite::Database database(path_.native());
     SQLite::Statement statement(database, sql);
@@ -126,7 +126,7 @@ TEST_F(RecordStoreTest, AnEventBecomesRows) {
   EXPECT_EQ(QueryOne("SELECT * FROM probe_reports"), "1|WLAN_5000MHZ|-|-61|-|-");
 }
 
-// The names of the columns are an interface: queries of users have them.
+// The names of the columns are an interface: users' queries contain them.
 TEST_F(RecordStoreTest, ColumnsAreNamedAsTheFields) {
   Open();
   ASSERT_TRUE(store_->Open(&error_));
@@ -163,7 +163,7 @@ TEST_F(RecordStoreTest, WhatHasNoColumnIsKeptRaw) {
 }
 
 TEST_F(RecordStoreTest, WhatIsNoEventIsStoredRaw) {
-  // The second entry is cut off within: the first must not stay.
+  // The second entry is truncated: the first one must not stay.
   const std::string half =
       BytesOf("client_event_info { event_type: CONNECT }") + std::string("\x22\x02\x0a\x05", 4);
   ASSERT_TRUE(Add(kEventType, "garbage"));
@@ -291,7 +291,7 @@ TEST_F(RecordStoreTest, ADamagedDatabaseIsPutAsideAndANewOneBegun) {
 TEST_F(RecordStoreTest, ADamageWithinIsNoticedAndTheRecordStored) {
   for (int i = 1; i <= 5; ++i) ASSERT_TRUE(Add(kEventType, Batch(1000)));
   store_.reset();
-  // Its pages but for the first, which has the schema.
+  // Overwrites all pages except the first, which has the schema.
   std::string bytes = *platform::ReadFileToString(path_);
   std::fill(bytes.begin() + 4096, bytes.end(), '\x55');
   testbed::WriteFile(path_, bytes);

@@ -13,14 +13,15 @@ namespace {
 using platform::Error;
 using platform::TimeSpan;
 
-// How often old records are looked for when no new ones come.
+// How often old records are deleted while no new ones arrive.
 constexpr TimeSpan kPrunePeriod = std::chrono::hours(1);
 
-// The log of the database is cleared once records have paused for so long, or it has become so big.
+// The write-ahead log is cleared when no record has arrived for this time, or when it has this
+// size.
 constexpr TimeSpan kCheckpointDelay = std::chrono::seconds(1);
 constexpr std::int64_t kMaxLogSize = std::int64_t{24} << 20;
 
-// How long after a record the metrics are written.
+// Delay from a record to the writing of the metrics.
 constexpr TimeSpan kMetricsDelay = std::chrono::seconds(5);
 
 std::int64_t Milliseconds(TimeSpan span) {
@@ -85,7 +86,7 @@ void Recorder::PruneLater() {
   loop_.PostTask(platform::BindWeak(weak_factory_.GetWeakPtr(), &Recorder::Prune));
 }
 
-// A step at a time, so that calls are served between two of them.
+// Works in steps, so that calls are served in between.
 void Recorder::Prune() {
   is_pruning_ = false;
   if (store_.Prune(NowMs() - Milliseconds(options_.max_age))) {
@@ -111,7 +112,7 @@ void Recorder::WriteMetrics() {
       ReplaceFile(*options_.metrics_file, MetricsText(store_.ReadMetrics()));
   const bool is_bad = !problem.empty();
   if (is_bad) store_.CountError(kMetricsFileFailed);
-  // Once, not every few seconds.
+  // Log the first failure only.
   if (is_bad && !is_metrics_file_bad_) LOG(ERROR) << "Failed to write the metrics: " << problem;
   is_metrics_file_bad_ = is_bad;
 }

@@ -24,22 +24,22 @@ struct RecorderOptions {
   std::optional<platform::FilePath> metrics_file;
 };
 
-// Stores records, and does afterwards what need not be done before a reply: deletes old ones,
-// clears the log of the database, and writes the metrics.
+// Stores records. After the reply it deletes old records, clears the write-ahead log, and writes
+// the metrics.
 class Recorder {
  public:
   using ErrorHolder = std::unique_ptr<platform::Error>*;
 
-  // The loop must outlive this.
+  // The loop must outlive this object.
   Recorder(platform::Loop& loop, RecorderOptions options);
 
-  // Opens the database. One that can't be opened is logged, and tried again with each record.
+  // Opens the database. A failure is logged, and each record tries again.
   void Start();
 
-  // Writes the metrics a last time.
+  // Writes the metrics once more.
   void Stop();
 
-  // True when the record is stored for good; otherwise a line is logged, too.
+  // Return true if the record is stored permanently. Otherwise log a line and add an error.
   bool RecordData(const std::string& type, Bytes data, ErrorHolder error);
   bool RecordMetric(const std::string& name, const std::map<std::string, std::string>& fields,
                     const platform::bus::Any& value, ErrorHolder error);

@@ -23,8 +23,8 @@ constexpr char kInterface[] = "org.velmora.ap.Quillary.Manager";
 RecorderDaemon::RecorderDaemon(RecorderOptions options)
     : BusServiceDaemon(kServiceName, kServicePath), options_(std::move(options)) {}
 
-// The name comes before the database, so that of two recorders only one opens it. Calls that arrive
-// once the name is ours wait for the loop, so they find the object.
+// The name is claimed before the database is opened, so that only one of two recorders opens it.
+// Calls that arrive after that wait for the loop, so they find the object.
 int RecorderDaemon::OnInit() {
   if (const int exit_code = BusServiceDaemon::OnInit(); exit_code != 0) return exit_code;
   recorder_.emplace(loop(), options_);
@@ -47,7 +47,7 @@ int RecorderDaemon::OnInit() {
 
 void RecorderDaemon::OnShutdown(int* /*exit_code*/) { recorder_->Stop(); }
 
-// The library has checked the types of the arguments, but for what is in the variant.
+// The library has checked the types of the arguments, except the contents of the variant.
 
 bool RecorderDaemon::OnData(bus::MessageReader& arguments, bus::ErrorHolder error) {
   const std::string type(arguments.PopString().value_or(""));

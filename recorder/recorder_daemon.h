@@ -10,7 +10,7 @@
 
 namespace orvane::recorder {
 
-// The metrics recorder: takes records on the system bus and stores them.
+// The metrics recorder: receives records on the system bus and stores them.
 class RecorderDaemon : public platform::bus::BusServiceDaemon {
  public:
   explicit RecorderDaemon(RecorderOptions options);

@@ -3,7 +3,7 @@
 
 namespace orvane::recorder {
 
-// The whole program. Returns the exit code of the process.
+// Runs the program. Returns its exit code.
 int RunRecorder(int argc, char** argv);
 
 }  // namespace orvane::recorder

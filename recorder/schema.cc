@@ -21,11 +21,11 @@ namespace {
 using access_infrastructure::proto::ClientEventInfo;
 using access_infrastructure::proto::ClientProbeRequestInfo;
 
-// How long somebody else who writes is waited for.
+// How long to wait for another writer.
 constexpr int kBusyTimeoutMs = 2000;
 
-// What takes a database from one version to the next; the first one makes it. Tables made from
-// messages come before it.
+// SQL that updates a database from each version to the next; the first one creates it. Tables
+// derived from messages are created before.
 constexpr std::array<const char*, kSchemaVersion> kMigrations = {R"(
   CREATE TABLE records (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -81,7 +81,7 @@ int Number(SQLite::Database& database, const char* query) {
   return database.execAndGet(query).getInt();
 }
 
-// The log stays behind, with something in it, when the one who wrote it was killed.
+// If the last writer was killed, the write-ahead log stays behind with contents.
 bool WasClosed(const platform::FilePath& path) {
   std::error_code error;
   const auto size = std::filesystem::file_size(path.native() + "-wal", error);
@@ -94,12 +94,12 @@ void Check(SQLite::Database& database) {
 }
 
 void Configure(SQLite::Database& database, bool is_synchronous_full) {
-  // Only before the first table is made.
+  // Takes effect only before the first table is created.
   database.exec("PRAGMA auto_vacuum = INCREMENTAL");
   const std::string mode = database.execAndGet("PRAGMA journal_mode = WAL").getString();
   if (mode != "wal") throw SQLite::Exception("no write-ahead log: " + mode, SQLITE_CANTOPEN);
   database.exec(is_synchronous_full ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
-  // Moving the log to the database takes too long to do it before a reply.
+  // A checkpoint takes too long to run before a reply.
   database.execAndGet("PRAGMA wal_autocheckpoint = 0");
   database.execAndGet(fmt::format("PRAGMA journal_size_limit = {}", 4 << 20));
   database.exec("PRAGMA cache_size = -1024");  // KiB

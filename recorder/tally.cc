@@ -27,7 +27,7 @@ std::string EventLabels(const std::string& interface, const ClientEventInfo& eve
                      event.has_is_event_success() ? success : "", reason);
 }
 
-// How well the client was heard; the view signal_distribution of the database says the same.
+// Returns the client's signal. The view signal_distribution of the database uses the same rule.
 std::optional<std::int32_t> SignalOf(const ClientEventInfo& event) {
   if (event.has_average_rssi_in_dbm()) return event.average_rssi_in_dbm();
   if (event.has_rssi_in_dbm()) return event.rssi_in_dbm();

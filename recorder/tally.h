@@ -14,10 +14,10 @@
 
 namespace orvane::recorder {
 
-// What can go wrong, as the label "kind" of kErrorsTotal.
+// Kinds of errors: values of the label "kind" of kErrorsTotal.
 inline constexpr char kStorageFailed[] = "storage_failed";      // a record could not be stored
-inline constexpr char kDatabaseDamaged[] = "database_damaged";  // it was put aside
-inline constexpr char kNotAnEvent[] = "not_an_event";           // stored raw instead
+inline constexpr char kDatabaseDamaged[] = "database_damaged";  // it was renamed
+inline constexpr char kNotAnEvent[] = "not_an_event";           // stored unparsed
 inline constexpr char kTooLarge[] = "too_large";                // a record was refused
 inline constexpr char kMetricsFileFailed[] = "metrics_file_failed";
 
@@ -28,11 +28,11 @@ inline constexpr std::array<std::string_view, 5> kErrorKinds = {
 inline constexpr std::array<int, 14> kSignalBounds = {-95, -90, -85, -80, -75, -70, -65,
                                                       -60, -55, -50, -45, -40, -35, -30};
 
-// What records add to the metrics, under the names and labels of the metrics file. No label has
-// anything in it that a record's sender can choose but the name of an enumerator.
+// The increments of the metrics, under the names and labels of the metrics file. A sender of
+// records can't choose the text of a label, except among names of enumerators.
 class Tally {
  public:
-  // Name and labels. The labels are as in the file, without braces; they may be empty.
+  // The name and the labels, formatted as in the file but without braces. Labels may be empty.
   using Key = std::pair<std::string, std::string>;
 
   void AddRecord(std::string_view type, std::size_t size);
@@ -45,12 +45,12 @@ class Tally {
 
   void Merge(const Tally& other);
 
-  // The increments. The buckets of an interface are cumulative, all there, and in order.
+  // Returns the increments. The buckets of an interface are cumulative, complete and in order.
   std::vector<std::pair<Key, std::int64_t>> Counts() const;
 
  private:
   struct Histogram {
-    std::array<std::int64_t, kSignalBounds.size() + 1> counts{};  // the last is beyond all bounds
+    std::array<std::int64_t, kSignalBounds.size() + 1> counts{};  // the last is above all bounds
     std::int64_t sum = 0;
   };
 
