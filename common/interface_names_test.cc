@@ -66,7 +66,7 @@ TEST(InterfaceNamesTest, NamesAreStoredInFieldsOfSixteenBytes) {
   EXPECT_STREQ(kWanInterface, "wan0");
 }
 
-// A directory such as the kernel's, with one interface in it.
+// A directory like the kernel's, with one interface.
 class PhyIndexTest : public testing::Test {
  protected:
   void WriteIndex(const std::string& contents) {

@@ -40,7 +40,7 @@ bool MacAddress::ParseFromString(std::string_view text, MacAddress* out) {
 
 bool MacAddress::ConvertHexStringToByteString(std::string_view text, ByteString* out) {
   if (out != nullptr) out->Clear();
-  // Every station event is parsed here, so the digits are collected without an allocation.
+  // Every station event is parsed here, so the digits are collected without allocation.
   std::array<char, kHexLength> digits;
   std::size_t count = 0;
   for (const char character : text) {
@@ -61,7 +61,7 @@ std::string MacAddress::ToHexString() const {
 
 std::string MacAddress::ToString() const {
   std::string text = ToHexString();
-  // From right to left: an insertion does not move the positions that follow.
+  // From right to left, so that an insertion does not move later positions.
   for (const std::size_t position : {10, 8, 6, 4, 2}) text.insert(position, 1, ':');
   return text;
 }

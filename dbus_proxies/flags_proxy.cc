@@ -31,7 +31,7 @@ const std::map<std::string, std::string>& FlagsProxy::flags() const {
 }
 
 void FlagsProxy::InitializeProperties(PropertyChangedCallback callback) {
-  // This proxy owns the set, and with it the callback.
+  // This proxy owns the set, and the set owns the callback.
   property_set_ = std::make_unique<PropertySet>(
       object_proxy_,
       [this, callback = std::move(callback)](const std::string& name) { callback(this, name); });

@@ -36,7 +36,7 @@ class FlagsProxyTest : public orvane::testbed::BusTest {
     };
   }
 
-  // Notes what the map is at each change.
+  // Stores the map at each change.
   void Initialize() {
     proxy_->InitializeProperties([this](FlagsProxyInterface* proxy, const std::string& name) {
       EXPECT_EQ(proxy, proxy_.get());

@@ -49,7 +49,7 @@ class ManagerProxyTest : public orvane::testbed::BusTest {
     });
   }
 
-  // What reached the recorder in the only call: "path interface method signature".
+  // Returns the only call that the recorder received: "path interface method signature".
   std::string OnlyCall() const {
     if (calls_.size() != 1) return std::to_string(calls_.size()) + " calls";
     sd_bus_message* call = calls_[0].get();
@@ -299,7 +299,8 @@ TEST_F(ManagerProxyTest, ACallThatCannotBePutTogetherIsAnError) {
                           "org.velmora.ap.Quillary.Manager.RecordMetric"));
 }
 
-// The bus would end the connection, and with it the daemon, over a message that is too large.
+// A bus ends the connection when it receives a message that is too large, which would end the
+// daemon.
 TEST_F(ManagerProxyTest, ARecordThatIsTooLargeIsAnErrorAndTheBusStays) {
   answer_ = [this](sd_bus_message* call) { recorder_.Reply(call, [](MessageWriter&) {}); };
   const PeerThread serving(recorder_);

@@ -97,7 +97,7 @@ void ClientSteer::OnStart() {
             << " lqm_hysteresis=" << lqm_hysteresis_;
 }
 
-// A pass that is under way runs to its end, but arms no other.
+// A running pass continues to its end, but schedules no other pass.
 void ClientSteer::OnStop() {
   poll_timer_.Stop();
   stations_.clear();
@@ -114,14 +114,14 @@ void ClientSteer::Configure(std::int32_t steer_interval_seconds, std::int32_t po
             << " poll_interval=" << poll_interval_seconds << " lqm_hysteresis=" << lqm_hysteresis;
 }
 
-// An interval of 0 would let a kernel that refuses every dump fill the log.
+// With an interval of 0, a kernel that refuses every dump would fill the log.
 void ClientSteer::StartPollTimer() {
   poll_timer_.Start(
       std::max(poll_interval_, kShortestPollInterval),
       platform::BindWeak(weak_ptr_factory_.GetWeakPtr(), &ClientSteer::CheckAndSteer));
 }
 
-// Armed again first: passes start every poll interval, however long they take.
+// The timer is re-armed first: passes start every poll interval, however long they take.
 void ClientSteer::CheckAndSteer() {
   StartPollTimer();
   poll_cursor_ = 0;
@@ -143,7 +143,7 @@ void ClientSteer::OnStation(const Nl80211Station& station) {
   CheckStation(station.GetMacAddress(), station.GetSignalAverage());
 }
 
-// A dump that failed doesn't end the pass.
+// A failed dump does not end the pass.
 void ClientSteer::OnPollComplete(const Nl80211Error* error) {
   Nl80211Manager::LogNl80211Error(error);
   ++poll_cursor_;
@@ -154,8 +154,8 @@ void ClientSteer::OnPollComplete(const Nl80211Error* error) {
   }
 }
 
-// Late replies of an earlier pass can find the cursor past the last interface. They place stations
-// there, too, which puts off their next steer; only a metric doesn't exist there.
+// A late reply of an earlier pass can find the cursor past the last interface. It places the
+// station there too, which delays its next steer. There is no metric for that position.
 void ClientSteer::CheckStation(const MacAddress& mac_address, std::int8_t signal_dbm) {
   StationSteerState& state = stations_[mac_address];
   const platform::WallTime now = loop_.Now();
@@ -170,7 +170,7 @@ void ClientSteer::CheckStation(const MacAddress& mac_address, std::int8_t signal
   if (verdict == SteerVerdict::kSteered) Steer(mac_address, inputs, state, now);
 }
 
-// Counts as a steer, so that a station is left alone for a whole steer interval after it has come.
+// Counts as a steer, so that a station is not steered within a steer interval after its arrival.
 void ClientSteer::PlaceStation(StationSteerState& state, platform::WallTime now) {
   if (state.interface_index == -1) {
     state.last_steer_link_quality_metric.resize(steer_interfaces_.size(), 0);

@@ -1,5 +1,5 @@
-// The steering policy against a model of it that was written apart from it, over long random
-// histories: the same steers, the same memory (as the verbose lines show it) and the same prunes.
+// Compares the steering policy with an independent model over long random histories: the steers,
+// the memory (from the verbose lines) and the prunes must be equal.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ using testbed::SteeringWorld;
 
 constexpr int kStations = 12;
 
-// A poll each. Sanitizers and emulators of another processor take their time.
+// One poll each. Fewer under sanitizers and emulators, which are slow.
 #if defined(__SANITIZE_ADDRESS__) || defined(WAVELARK_EMULATED)
 constexpr int kSteps = 15'000;
 #else
@@ -31,7 +31,8 @@ constexpr int kSteps = 50'000;
 
 constexpr std::array<const char*, 2> kInterfaces = {SteeringWorld::k2400, SteeringWorld::k5000};
 
-// Time in whole seconds, metrics as plain numbers, one flat table: unlike the policy on purpose.
+// Differs from the policy on purpose: time in whole seconds, metrics as plain integers, one flat
+// table.
 class Model {
  public:
   struct Settings {
@@ -40,7 +41,7 @@ class Model {
     int hysteresis = 15;
   };
 
-  // One station in a dump. The interface is the one at the cursor; 2 is past the last one.
+  // Handles one station of a dump. The interface is the one at the cursor; 2 is past the last one.
   void See(int interface, int number, int signal, std::int64_t now) {
     Memory& memory = table_[number];
     memory.seen = now;
@@ -100,7 +101,7 @@ class RandomHistory {
  public:
   explicit RandomHistory(std::uint32_t seed) : random_(seed) { world_.steer->Enable(); }
 
-  // A change in the world or of a flag, and then a pass, or two at once.
+  // Changes the world or a flag, then runs one pass, or two that overlap.
   void Step() {
     Change();
     world_.TakeLog();
@@ -130,8 +131,8 @@ class RandomHistory {
     model_.EndPass(now_);
   }
 
-  // The second pass begins before the kernel answers the first. The end of each dump moves the
-  // cursor that they share, so the third dump comes with the cursor past the last interface.
+  // The second pass starts before the kernel answers the first. The end of each dump moves the
+  // shared cursor, so the third dump arrives with the cursor past the last interface.
   void OverlappingPasses() {
     world_.kernel.SetHolding(true);
     world_.Pass(std::chrono::minutes(1));
@@ -146,7 +147,7 @@ class RandomHistory {
     ++overlaps;
   }
 
-  // The dump of an interface arrives.
+  // Handles the dump of an interface.
   void Dump(int interface, int cursor) {
     for (const auto& station : world_.kernel.Stations(kInterfaces[interface])) {
       if ((station.flags & 2U) == 0) continue;
@@ -226,7 +227,7 @@ TEST_P(ClientSteerModelTest, BehavesAsTheModelThroughMonthsOfPolls) {
     history.Compare();
     if (HasFatalFailure()) FAIL() << "seed " << GetParam() << ", step " << step;
   }
-  // Otherwise the histories would prove little.
+  // Checks that the histories contain enough of each case.
   EXPECT_GT(history.steers, kSteps / 100U);
   EXPECT_GT(history.prunes, kSteps / 100U);
   EXPECT_GT(history.overlaps, kSteps / 100U);

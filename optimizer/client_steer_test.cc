@@ -38,7 +38,7 @@ std::string Steered(const std::string& interface, int number) {
 
 class ClientSteerTest : public ::testing::Test {
  protected:
-  // Not further than the pass before: the next one comes a poll interval later.
+  // Runs no pass yet: the first one starts a poll interval later.
   void Start() {
     world_.steer->Enable();
     world_.TakeLog();
@@ -55,7 +55,7 @@ TEST_F(ClientSteerTest, IsNamedAndSwitchedByItsFlag) {
 TEST_F(ClientSteerTest, NothingHappensUntilItIsStarted) {
   world_.Join(k2400, 1, -90);
   world_.Pass(24h);
-  EXPECT_THAT(world_.kernel.requests(), SizeIs(1));  // the family
+  EXPECT_THAT(world_.kernel.requests(), SizeIs(1));  // the family request
 }
 
 TEST_F(ClientSteerTest, EachLineHasItsSeverity) {
@@ -124,7 +124,7 @@ TEST_F(ClientSteerTest, APassByHandStartsThePollIntervalOver) {
 TEST_F(ClientSteerTest, APoorStationIsSteeredAfterMoreThanOneInterval) {
   world_.Join(k2400, 1, -80);
   Start();
-  Passes(11);  // placed in the first; ten minutes later is not yet more than ten
+  Passes(11);  // placed in the first; ten minutes later is not more than ten minutes
   EXPECT_THAT(world_.TakeCommands(), IsEmpty());
   world_.TakeLog();
   Passes(1);
@@ -288,7 +288,7 @@ TEST_F(ClientSteerTest, PruningGoesInOrderOfAddresses) {
       ElementsAre("Prune Station " + Mac(1), "Prune Station " + Mac(2), "Prune Station " + Mac(3)));
 }
 
-// No clock gets past twice the longest interval, and none stays behind twice the shortest.
+// Twice the longest interval never passes. Twice the shortest one always has.
 TEST(ClientSteerPruneTest, TwiceTheIntervalDoesNotOverflow) {
   const struct {
     platform::TimeSpan interval;
@@ -368,7 +368,7 @@ TEST_F(ClientSteerTest, ASilentKernelCostsATimeOutForEachInterface) {
   EXPECT_THAT(world_.TakeLog("Netlink error"), IsEmpty());
 }
 
-// From the fifth second on each time-out moves the pass on to the second interface.
+// From the fifth second on, each time-out moves the pass to the second interface.
 TEST_F(ClientSteerTest, ASilentKernelGetsADumpInEachPollInterval) {
   world_.steer->OnFlagChanged("clientSteeringPollInterval", "1");
   Start();
@@ -422,7 +422,7 @@ TEST_F(ClientSteerTest, AnUnexpectedMessageDoesNotDelayTheNextPass) {
   EXPECT_EQ(world_.kernel.requests().size(), requests + 2);
 }
 
-// Whatever is logged for a pass, it is logged once a second.
+// Passes run once a second at most, so that their lines do not fill the log.
 TEST_F(ClientSteerTest, APollIntervalOfZeroOrLessIsOneSecond) {
   for (const char* interval : {"0", "-3"}) {
     world_.steer->OnFlagChanged("clientSteeringPollInterval", interval);
@@ -483,8 +483,8 @@ TEST_F(ClientSteerTest, AnOverlappingPassStartsOverAndBothAdvanceTheCursor) {
   world_.kernel.SetHolding(false);
   world_.Pass(0s);
   // The end of the earlier dump moves the cursor to the second interface, so the stations of the
-  // later dump are placed there; its end moves the cursor past the last interface, where the dump
-  // of the second interface then places its stations.
+  // later dump are placed there. Its end moves the cursor past the last interface, and the dump of
+  // the second interface places its stations there.
   EXPECT_THAT(world_.TakeLog(), IsEmpty());
   world_.Pass(2s);
   EXPECT_THAT(world_.TakeLog(), IsEmpty()) << "both stations are back";
@@ -506,7 +506,7 @@ TEST_F(ClientSteerTest, AStationThatIsOnlySeenLateIsTracked) {
   EXPECT_THAT(world_.TakeLog(), ElementsAre("Prune Station 02:00:00:00:00:02"));
 }
 
-// A late reply is an arrival, after which a station is left alone for a steer interval.
+// A late reply counts as an arrival, after which a station is not steered for a steer interval.
 TEST_F(ClientSteerTest, AStationThatIsSeenLateStartsItsIntervalAnew) {
   world_.Join(k5000, 2, -80);
   Start();
@@ -516,13 +516,13 @@ TEST_F(ClientSteerTest, AStationThatIsSeenLateStartsItsIntervalAnew) {
   world_.steer->CheckAndSteer();
   world_.kernel.SetHolding(false);
   world_.Pass(0s);
-  Passes(11);  // back at its interface in the first, in which it arrives again
+  Passes(11);  // back at its interface in the first pass, which counts as an arrival
   EXPECT_THAT(world_.TakeCommands(), IsEmpty());
   Passes(1);
   EXPECT_THAT(world_.TakeCommands(), ElementsAre(SteeringWorld::Steered(k5000, 2)));
 }
 
-// Twice in a row past the last interface: there is no metric for it to be judged by.
+// Placed past the last interface twice in a row: there is no metric for that position.
 TEST_F(ClientSteerTest, AStationPastTheLastInterfaceIsNeverSteeredThere) {
   world_.steer->OnFlagChanged("clientSteeringInterval", "40");
   world_.Join(k5000, 2, -80);
@@ -553,7 +553,7 @@ TEST_F(ClientSteerTest, LateStationsDisturbNoLaterPass) {
   EXPECT_THAT(world_.TakeLog("Netlink error"), IsEmpty());
 }
 
-// One line for each judgement: poll, interface, address, metrics, time, verdict.
+// Formats one judgement: poll, interface, address, metrics, time, verdict.
 std::string ToText(const StationJudgement& judgement, platform::WallTime now) {
   const SteerInputs& inputs = judgement.inputs;
   return fmt::format("{} {} {} {} {} {} {}", (now - platform::WallTime(1'000'000'000s)) / 1min,
@@ -597,7 +597,7 @@ TEST_F(ClientSteerTest, AnObserverThatEndsSeesNoMore) {
   EXPECT_THAT(world_.TakeCommands(), SizeIs(1));
 }
 
-// There is no interface to name.
+// These stations have no interface name.
 TEST_F(ClientSteerTest, AnObserverDoesNotSeeStationsPastTheLastInterface) {
   std::vector<std::string> interfaces;
   world_.steer->SetObserver(

@@ -26,7 +26,7 @@ const Row* FindRow(const std::array<Row, size>& table, std::string_view name) {
   return row == table.end() ? nullptr : row;
 }
 
-// Words for values of an enumeration.
+// A word and its value of an enumeration.
 
 template <typename Enum>
 struct WordRow {
@@ -40,7 +40,7 @@ Enum FindWord(const std::array<WordRow<Enum>, size>& table, std::string_view wor
   return row != nullptr ? row->value : unknown;
 }
 
-// No word stands for DISCONNECT_STEER_CLIENT.
+// No word means DISCONNECT_STEER_CLIENT.
 constexpr auto kEventReasons = std::to_array<WordRow<Info::ClientEventReason>>({
     {"reject_steer", Info::ASSOC_REJECT_STEER},
     {"from_client", Info::DISCONNECT_REQUEST_FROM_CLIENT},
@@ -82,8 +82,8 @@ constexpr auto kModes = std::to_array<WordRow<Capabilities::HtVhtCapability>>({
 
 // Conversions of a value.
 
-// Reads a plain number without a copy. Returns false for all else (a leading space or plus, out of
-// range, no number), which is left to the standard conversions.
+// Parses a plain number without copying. Returns false for all other texts (leading space or plus,
+// out of range, not a number), which the standard conversions handle.
 template <typename Number>
 bool ReadInPlace(std::string_view text, Number* number) {
   return std::from_chars(text.data(), text.data() + text.size(), *number).ec == std::errc();

@@ -28,10 +28,10 @@ using namespace std::string_view_literals;
 
 using Attributes = std::vector<std::string_view>;
 
-// Of "abc001a2b3c4d5e".
+// For the salt "abc" and the address 001a2b3c4d5e.
 constexpr char kId[] = "4441EFA3A13148B346D10F64AE6CD432EE98376E1ECF24B77F12B705A5B05502";
 
-// Exactly the fields that are set, in one line.
+// Returns exactly the fields that are set, in one line.
 std::string TextOf(const google::protobuf::Message& message) {
   google::protobuf::TextFormat::Printer printer;
   printer.SetSingleLineMode(true);

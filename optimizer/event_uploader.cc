@@ -31,7 +31,7 @@ struct EventTypeRow {
   ClientEventInfo::ClientEventType type;
 };
 
-// A request and its response have the same type.
+// A request and its response have the same record type.
 constexpr auto kEventTypes = std::to_array<EventTypeRow>({
     {HostapdEventType::kStationAuth, ClientEventInfo::AUTHENTICATE},
     {HostapdEventType::kStationAuthResponse, ClientEventInfo::AUTHENTICATE},
@@ -70,7 +70,7 @@ std::uint64_t MillisecondsSinceEpoch(platform::WallTime time) {
   return static_cast<std::uint64_t>(span.count());
 }
 
-// Unlike DebugString(), the same in every process and release of protobuf.
+// Unlike DebugString(), the text is the same in every process and release of protobuf.
 std::string TextOf(const google::protobuf::Message& message) {
   std::string text;
   google::protobuf::TextFormat::PrintToString(message, &text);

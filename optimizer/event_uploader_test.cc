@@ -41,7 +41,7 @@ using namespace std::chrono_literals;
 constexpr char kTypeUrl[] = "type." WAVELARK_TYPE_URL_DOMAIN "/access_infrastructure.proto.Event";
 constexpr char kMac[] = "00:1a:2b:3c:4d:5e";
 constexpr char kSalt[] = "a salt that is a secret";
-// Of the salt and "001a2b3c4d5e".
+// For the salt and the address 001a2b3c4d5e.
 constexpr char kId[] = "677EC655334E8B61149B5F0A937F9401CF22DE26A97F688B3BE46413244CF904";
 constexpr platform::TimeSpan kPeriod = 300s;
 
@@ -53,7 +53,7 @@ std::vector<Event> EventsOf(const FakeRecorder& recorder) {
   return events;
 }
 
-// Exactly the fields that are set, in one line.
+// Returns exactly the fields that are set, in one line.
 std::string TextOf(const google::protobuf::Message& message) {
   google::protobuf::TextFormat::Printer printer;
   printer.SetSingleLineMode(true);
@@ -80,7 +80,7 @@ class EventUploaderTest : public ::testing::Test {
     return uploader;
   }
 
-  // One event of the uploader's interfaces.
+  // Sends one event of an interface to the uploader.
   void Send(std::string_view interface_name, HostapdEventType kind, const Attributes& attributes,
             std::string_view mac = kMac) {
     uploader_->EventCallback(interface_name, kind, mac, attributes);
@@ -92,7 +92,7 @@ class EventUploaderTest : public ::testing::Test {
     Send("wlan-5000mhz", kStationMonitorInfo, attributes, mac);
   }
 
-  // The one event of the one record at the end of the period.
+  // Returns the only event of the only record at the end of the period.
   ClientEventInfo OnlyEvent() {
     loop_.AdvanceBy(kPeriod);
     const std::vector<Event> events = EventsOf(recorder_);
@@ -558,7 +558,7 @@ TEST_F(EventUploaderTest, AFailureWithoutAnErrorIsLoggedWithoutOne) {
                                std::string("Error recording offline data: ") + kTypeUrl + ": ")));
 }
 
-// From the datagram on, with a real control socket.
+// The whole path, starting with a datagram on a real control socket.
 TEST_F(EventUploaderTest, ListensToHostapdUntilItIsDestroyed) {
   testbed::Hostapd server(directory_.path() / "wlan-5000mhz");
   hostapd_.Init();

@@ -38,7 +38,7 @@ FileChangeMonitor::FileChangeMonitor(platform::Loop& loop, platform::FilePath fi
              "&watcher_, this)");
 }
 
-// Fails while the file does not exist. That is harmless: the directory's watch reports its
+// Fails while the file does not exist. This is harmless: the directory's watch reports its
 // creation.
 void FileChangeMonitor::WatchFile() {
   inotify_add_watch(inotify_fd_.get(), file_.c_str(), IN_MODIFY);

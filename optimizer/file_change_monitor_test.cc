@@ -34,7 +34,7 @@ class FileChangeMonitorTest : public ::testing::Test {
 
   static void Write(const platform::FilePath& path) { std::ofstream(path) << "text"; }
 
-  // The changes noticed since the last time.
+  // Returns the number of changes noticed since the last call.
   int Changes() {
     loop_.RunUntilIdle();
     return std::exchange(changes_, 0);
@@ -158,7 +158,7 @@ TEST_F(FileChangeMonitorTest, DestructionClosesTheDescriptor) {
   EXPECT_EQ(count(), before);
 }
 
-// What the handler makes of a descriptor that is no inotify one.
+// Tests the handler with a descriptor that is not inotify's.
 class FileChangeMonitorReadTest : public FileChangeMonitorTest {
  protected:
   FileChangeMonitorReadTest() {
@@ -193,7 +193,7 @@ TEST_F(FileChangeMonitorReadTest, AFailedSizeRequestIsLoggedAndTheBatchSkipped) 
 }
 
 TEST_F(FileChangeMonitorReadTest, AFailedReadIsLoggedAndTheBatchSkipped) {
-  // A pipe's write end tells a size, but can't be read.
+  // FIONREAD works on the write end of a pipe, but read(2) fails.
   WriteRecord(IN_CREATE, 0, "");
   monitor_->OnReadReady(write_end_.get());
   EXPECT_THAT(log_, ElementsAre("read() failed.  Returned: -1"));
@@ -248,7 +248,7 @@ TEST_F(FileChangeMonitorDeathTest, AHeaderCutShortIsFatal) {
 
 TEST_F(FileChangeMonitorDeathTest, WithoutADescriptorThereIsNothingToWatch) {
   const auto watch_without_descriptors = [this] {
-    // A sanitizer needs descriptors itself when it meets a type for the first time.
+    // A sanitizer needs descriptors itself when it checks a type for the first time.
     Watch();
     LOG(WARNING) << "The last descriptors";
     rlimit none = {};

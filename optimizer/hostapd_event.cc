@@ -16,8 +16,8 @@ struct EventNameRow {
   HostapdEventType kind;
 };
 
-// hostapd's event names. The receiver of the records counts association responses as authentication
-// responses, hence the two rows with the same kind.
+// hostapd's event names. The receiver of the records expects association responses as
+// authentication responses, so two rows have the same kind.
 constexpr std::array<EventNameRow, 12> kEventNames = {{
     {"AP-STA-CONNECTED", kStationConnected},
     {"AP-STA-DISCONNECTED", kStationDisconnected},
@@ -56,7 +56,7 @@ constexpr std::array<DisplayNameRow, 13> kDisplayNames = {{
 
 constexpr std::size_t kPriorityLength = 3;  // "<3>"
 
-// Splits at every space: two spaces in a row enclose an empty token.
+// Splits at every space: two consecutive spaces give an empty token.
 void SplitAtSpaces(std::string_view text, std::vector<std::string_view>& tokens) {
   tokens.clear();
   for (;;) {
@@ -80,8 +80,8 @@ void HostapdEventParser::Parse(std::string_view line, const HostapdLineCallback&
   if (!HasPriority(line)) return;
   SplitAtSpaces(line, tokens_);
   std::string_view name = tokens_.front();
-  // If the priority character is a space, the first token is shorter than a priority; the name is
-  // then empty, which no row has.
+  // If the priority character is a space, the first token is shorter than a priority. The name is
+  // then empty and matches no row.
   name.remove_prefix(std::min(name.size(), kPriorityLength));
   const std::string_view mac = tokens_.size() > 1 ? tokens_[1] : std::string_view();
   const HostapdAttributes attributes =

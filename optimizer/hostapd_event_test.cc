@@ -144,7 +144,7 @@ TEST_F(HostapdEventParserTest, ALineOfManyTokensLosesNone) {
   const std::vector<Parsed> events = Parse(line);
   ASSERT_EQ(events.at(0).attributes.size(), 10'000u);
   EXPECT_EQ(events.at(0).attributes.back(), "a:9999");
-  // What the line before it left behind doesn't show.
+  // Nothing of the previous line remains.
   EXPECT_THAT(Parse("<3>AP-STA-CONNECT m b:1").at(0).attributes, ElementsAre("b:1"));
 }
 

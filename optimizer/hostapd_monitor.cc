@@ -17,8 +17,8 @@ constexpr std::string_view kAttachCommand = "ATTACH";
 constexpr std::string_view kDetachCommand = "DETACH";
 constexpr std::string_view kOkAnswer = "OK\n";
 
-// Both addresses are passed whole, whatever the length of the name in them: for an abstract one the
-// zeros that follow are part of the name.
+// Both addresses are passed with full size, regardless of the name's length: the trailing zeros of
+// an abstract name are part of it.
 sockaddr_un EmptyAddress() {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
@@ -73,7 +73,7 @@ bool HostapdMonitorImpl::SendNow(std::string_view command) {
   return false;
 }
 
-// The socket is watched from the construction on, but it is Initialize that begins.
+// The socket's path is watched from construction on, but the monitor starts in Initialize.
 void HostapdMonitorImpl::CheckSocket() {
   if (!started_) return;
   if (platform::PathExists(socket_path_)) {
@@ -102,17 +102,17 @@ void HostapdMonitorImpl::Attach() {
     ResetAttachCallback(kRetryDelayMs);
     return;
   }
-  // Not waiting for the answer: this tells the services that hostapd is there (again).
+  // Sent before the answer: notifies the services that hostapd is available (again).
   event_callback_(HostapdEventType::kHostapdStarted, std::string_view(), HostapdAttributes());
   attach_timeout_.Start(kAttachTimeout, platform::BindWeak(weak_ptr_factory_.GetWeakPtr(),
                                                            &HostapdMonitorImpl::OnAttachTimeout));
 }
 
-// Not through the queue of commands: kHostapdStarted is to follow only if ATTACH was sent.
+// Bypasses the queue of commands: kHostapdStarted must follow only if ATTACH was sent.
 bool HostapdMonitorImpl::TryAttach() { return OpenSocket() && SendNow(kAttachCommand); }
 
 void HostapdMonitorImpl::OnAttachTimeout() {
-  // Where something held the process, the answer may have been waiting for long.
+  // If the process was blocked, the answer may already be in the queue.
   const platform::WeakPtr<HostapdMonitorImpl> alive = weak_ptr_factory_.GetWeakPtr();
   if (read_handler_ != nullptr) read_handler_->ReadNow();
   if (!alive || attached_) return;
@@ -120,7 +120,7 @@ void HostapdMonitorImpl::OnAttachTimeout() {
   ResetAttachCallback(kRetryDelayMs);
 }
 
-// On failure the descriptor stays in `hostapd_socket_`, for CloseSocket to release.
+// On failure the descriptor stays in `hostapd_socket_`, and CloseSocket closes it.
 bool HostapdMonitorImpl::OpenSocket() {
   CHECK(kInvalidSocket == hostapd_socket_);
   hostapd_socket_ = sockets_->Socket(AF_UNIX, SOCK_DGRAM, 0);

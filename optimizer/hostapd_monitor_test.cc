@@ -32,7 +32,7 @@ using namespace std::chrono_literals;
 
 constexpr char kInterface[] = "wlan-2400mhz";
 
-// Lines of the log.
+// Expected log lines.
 testbed::LogCapture::Line Error(std::string text) {
   return {platform::Severity::kError, std::move(text)};
 }
@@ -40,7 +40,7 @@ testbed::LogCapture::Line Warning(std::string text) {
   return {platform::Severity::kWarning, std::move(text)};
 }
 
-// Real sockets, of which single calls fail when they are told to, and whose calls are counted.
+// Real sockets that count their calls; single calls can be made to fail.
 class TestSockets : public platform::Sockets {
  public:
   struct State {
@@ -48,7 +48,7 @@ class TestSockets : public platform::Sockets {
     int failing_bind = 0;
     int failing_connect = 0;
     int failing_send = 0;
-    std::string bind_path;  // whole, its first byte included
+    std::string bind_path;  // whole, with the first byte
     socklen_t bind_length = 0;
     std::string connect_path;
     socklen_t connect_length = 0;
@@ -127,7 +127,7 @@ class HostapdMonitorTest : public ::testing::Test {
     loop_.RunUntilIdle();
   }
 
-  // A monitor that hostapd has answered.
+  // Starts a monitor that hostapd has answered.
   void StartAttached() {
     StartHostapd();
     StartMonitor();
@@ -213,7 +213,7 @@ TEST_F(HostapdMonitorTest, LongNamesAreCutAndStayTerminated) {
                              directory_.path(), long_name);
   monitor.Initialize();
   loop_.RunUntilIdle();
-  // In the abstract name the first byte is zero, too.
+  // The first byte of the abstract name is zero, too.
   const std::string name = std::string(1, '\0') + std::to_string(getpid()) + "-" + long_tag;
   EXPECT_EQ(sockets_.bind_path, name.substr(0, 107) + '\0');
   EXPECT_EQ(sockets_.connect_path, path.native().substr(0, 107) + '\0');
@@ -255,8 +255,8 @@ TEST_F(HostapdMonitorTest, WithoutAnAnswerItClosesAfterOneSecondAndTriesHalfASec
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-// As after a time in which nothing ran: the time is over, and the answer has been there all the
-// time.
+// Simulates a blocked process: the time-out has expired, but the answer has been in the queue all
+// along.
 TEST_F(HostapdMonitorTest, AnAnswerThatWaitsIsReadBeforeTheTimeIsUp) {
   StartHostapd();
   loop_.PostDelayedTask(
@@ -347,7 +347,7 @@ TEST_F(HostapdMonitorTest, AHostapdThatReadsGetsEveryCommandInOrder) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-// The number of commands that hostapd never reads. The queue holds the first of them.
+// hostapd never reads these commands. Its queue holds the first few.
 TEST_F(HostapdMonitorTest, AHungHostapdCostsALineForEachUndeliveredCommandAfterOneSecond) {
   constexpr int kCommands = 1'000;
   StartAttached();
@@ -375,7 +375,7 @@ TEST_F(HostapdMonitorTest, CommandsThatWaitWhenTheSocketClosesAreLoggedBeforeThe
   }
   Forget();
   monitor_.reset();
-  // The last command that was tried waits, and one more behind it.
+  // One command was tried and waits, and another one waits behind it.
   EXPECT_THAT(sockets_.sent, ElementsAre("DETACH"));
   const auto failed = Error("Send to hostapd failed: Resource temporarily unavailable (11)");
   EXPECT_THAT(log_.lines(), ElementsAre(failed, failed, failed));
@@ -396,8 +396,8 @@ TEST_F(HostapdMonitorTest, AfterTheSocketIsGoneItRestsUntilItIsBack) {
   EXPECT_THAT(events_, ElementsAre("kHostapdStarted()"));
 }
 
-// A bound socket keeps the file's inode in being, so the kernel tells of a deletion only when the
-// last one who has the socket is gone.
+// A bound socket keeps the file's inode alive, so the kernel reports the deletion only when the
+// last descriptor of the socket is closed.
 TEST_F(HostapdMonitorTest, DeletionUnderALivingHostapdIsNoticedWithItsEnd) {
   StartAttached();
   std::filesystem::remove(SocketPath());
@@ -483,7 +483,7 @@ TEST_F(HostapdMonitorTest, ANewAttemptHasAWholeSecondForItsAnswer) {
   EXPECT_EQ(sockets_.open, 0);
 }
 
-// The time-out of an attempt whose socket is gone puts off the retries of later ones.
+// The time-out of an attempt whose socket is gone delays the retries of later attempts.
 TEST_F(HostapdMonitorTest, ATimeoutThatIsLeftOverTakesThePlaceOfTheNextRetry) {
   StartHostapd();
   StartMonitor();
@@ -496,7 +496,8 @@ TEST_F(HostapdMonitorTest, ATimeoutThatIsLeftOverTakesThePlaceOfTheNextRetry) {
   const auto could_not = Warning("Could not attach to hostapd");
   EXPECT_THAT(log_.lines(), ElementsAre(failed, could_not, failed, could_not));
   log_.Clear();
-  // The second was at 800 ms. At 1 s comes the time-out, half a second before the third.
+  // The second attempt was at 800 ms. The time-out is at 1 s; the third attempt is half a second
+  // later.
   loop_.AdvanceBy(599'999us);
   EXPECT_THAT(log_.lines(), IsEmpty());
   loop_.AdvanceBy(1us);
@@ -510,7 +511,7 @@ TEST_F(HostapdMonitorTest, AnAnswerDoesNotEndAnAttemptThatIsToCome) {
   std::filesystem::remove(SocketPath());
   const std::unique_ptr<testbed::Hostapd> old_hostapd = std::move(hostapd_);
   StartHostapd();
-  // Read in the turn in which the new socket is noticed.
+  // Read in the same turn in which the new socket is noticed.
   EXPECT_TRUE(old_hostapd->Send("OK\n"));
   loop_.RunUntilIdle();
   EXPECT_THAT(log_.lines(), ElementsAre(Warning("Already attached, resetting state.")));
@@ -655,7 +656,7 @@ TEST_F(HostapdMonitorDeathTest, ASecondInitializeIsFatal) {
 TEST_F(HostapdMonitorDeathTest, ASecondAttachBeforeTheAnswerIsFatal) {
   StartHostapd();
   StartMonitor();
-  // hostapd makes its socket anew before it has answered.
+  // hostapd creates its socket again before it has answered.
   EXPECT_DEATH(
       {
         std::filesystem::remove(SocketPath());

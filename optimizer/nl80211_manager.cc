@@ -54,7 +54,7 @@ std::string StationAddressText(const GenericNetlinkMessage& message) {
   return MacAddress::ParseFromByteString(bytes, &address) ? address.ToString() : "without address";
 }
 
-// Stock kernels leave the rates out between authentication and the first data frame.
+// Stock kernels omit the rates between authentication and the first data frame.
 MessageHandler HandleCompleteStation(Nl80211Manager::StationCallback callback) {
   return [callback = std::move(callback)](const GenericNetlinkMessage& message) {
     if (Nl80211Station::IsComplete(message)) {

@@ -293,7 +293,7 @@ TEST_F(Nl80211ManagerTest, WithoutTheFamilyEveryRequestIsAnUnknownError) {
   EXPECT_THAT(events_, ElementsAre("Unknown Netlink error 1", "Unknown Netlink error 1"));
 }
 
-// A kind that comes without a message, from whatever netlink manager there is.
+// Covers the kinds without a message, whatever the netlink manager passes.
 TEST_F(Nl80211ManagerTest, EachKindWithoutAMessageHasItsText) {
   using Kind = platform::AuxiliaryKind;
   for (const Kind kind : {Kind::kDone, Kind::kKernelError, Kind::kTimeOut, Kind::kUnexpectedType}) {
@@ -312,7 +312,7 @@ TEST_F(Nl80211ManagerTest, LogsAnError) {
   EXPECT_THAT(log_, ElementsAre("W Netlink error 19: No such device (19)"));
 }
 
-// --- Requests that are full, and records that lack something ---
+// --- Full requests and incomplete records ---
 
 TEST_F(Nl80211ManagerTest, AnAddressThatDoesNotFitIsFatal) {
   const AttributeBuilder attributes =

@@ -16,12 +16,12 @@ using platform::ByteString;
 
 namespace {
 
-// The kernel counts in units of 100 kbit/s.
+// The kernel reports rates in units of 100 kbit/s.
 std::uint64_t GetBitrate(const AttributeList& rate) {
   return std::uint64_t{rate.Get<std::uint32_t>(NL80211_RATE_INFO_BITRATE32).value_or(0)} * 100;
 }
 
-// A rate has one of the two, or none.
+// A rate has at most one of the two attributes.
 std::uint8_t GetMcs(const AttributeList& rate) {
   return static_cast<std::uint8_t>(rate.Get<std::uint8_t>(NL80211_RATE_INFO_MCS).value_or(0) +
                                    rate.Get<std::uint8_t>(NL80211_RATE_INFO_VHT_MCS).value_or(0));
@@ -44,7 +44,7 @@ struct WidthRow {
   std::uint32_t width;
 };
 
-// The first flag that is set counts. 80+80 MHz has none of its own here, and shows as 20.
+// The first flag that is set counts. 80+80 MHz is not in the table and is reported as 20.
 constexpr WidthRow kWidths[] = {
     {NL80211_RATE_INFO_5_MHZ_WIDTH, 5},     {NL80211_RATE_INFO_10_MHZ_WIDTH, 10},
     {NL80211_RATE_INFO_40_MHZ_WIDTH, 40},   {NL80211_RATE_INFO_80_MHZ_WIDTH, 80},
@@ -59,7 +59,7 @@ std::uint32_t GetChannelWidth(const AttributeList& rate) {
   return kDefaultWidth;
 }
 
-// What the walks over the message and its station information look for.
+// The attributes that the walks over the message and its station information look for.
 struct StationAttributes {
   Attribute mac_address;
   Attribute station_information;
@@ -69,7 +69,7 @@ struct StationAttributes {
   Attribute signal_average;
 };
 
-// Where a type occurs twice the first one counts, as for every getter.
+// If a type is repeated, the first attribute counts, as in every getter.
 void Note(const Attribute& attribute, Attribute* found) {
   if (!*found) *found = attribute;
 }

@@ -26,7 +26,7 @@ class Reply : public Nl80211Reply {
       : Nl80211Reply(NL80211_CMD_NEW_STATION, attributes) {}
 };
 
-// What a station's reply is made of; tests change a piece.
+// The parts of a station's reply. Tests change one of them.
 struct StationReply {
   AttributeBuilder tx_rate;
   AttributeBuilder rx_rate;
@@ -100,7 +100,7 @@ constexpr char kNoFlags[] =
     "Check failed: station_information_->GetU64AttributeValue( NL80211_STA_INFO_STA_FLAGS, "
     "reinterpret_cast<uint64_t *>(&station_flags_))";
 
-// In the order in which they are looked for: each reply lacks its piece and all the later ones.
+// In the order of the checks: each reply lacks its own piece and all later ones.
 INSTANTIATE_TEST_SUITE_P(
     Pieces, MissingPieceTest,
     testing::Values(
@@ -221,8 +221,8 @@ TEST(Nl80211StationTest, ReadsEachValueFromItsAttribute) {
   EXPECT_EQ(station.GetSignalAverage(), -61);
 }
 
-// Some processors get an empty attribute before each number of 64 bits, and a kernel of tomorrow
-// has attributes of tomorrow.
+// Some processors get an empty attribute before each 64-bit number, and newer kernels add
+// attributes.
 TEST(Nl80211StationTest, NeitherOrderNorPaddingNorUnknownAttributesMatter) {
   constexpr std::uint16_t kUnknown = 0x3ffe;
   const AttributeBuilder rate = AttributeBuilder()
@@ -306,8 +306,8 @@ TEST(Nl80211StationTest, TheMaskOfTheFlagsIsNotLookedAt) {
 
 class RateTest : public testing::TestWithParam<bool> {
  protected:
-  // The same list in the direction under test; the other direction has all that could be mistaken
-  // for it.
+  // Builds the rate under test in one direction. The other direction has different values of
+  // everything.
   static AttributeBuilder Build(const AttributeBuilder& rate) {
     const AttributeBuilder other = AttributeBuilder()
                                        .U32(NL80211_RATE_INFO_BITRATE32, 1)
@@ -393,7 +393,7 @@ TEST_P(RateTest, TheFirstWidthOfTheTableCounts) {
   EXPECT_EQ(Width(AttributeBuilder().Flag(NL80211_RATE_INFO_40_MHZ_WIDTH)), 40U);
   EXPECT_EQ(Width(AttributeBuilder().Flag(NL80211_RATE_INFO_80_MHZ_WIDTH)), 80U);
   EXPECT_EQ(Width(AttributeBuilder().Flag(NL80211_RATE_INFO_160_MHZ_WIDTH)), 160U);
-  // Whatever their order in the message.
+  // Independent of their order in the message.
   EXPECT_EQ(Width(AttributeBuilder()
                       .Flag(NL80211_RATE_INFO_80_MHZ_WIDTH)
                       .Flag(NL80211_RATE_INFO_40_MHZ_WIDTH)),

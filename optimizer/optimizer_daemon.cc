@@ -32,11 +32,11 @@ OptimizerDaemon::OptimizerDaemon(const OptimizerFlags& flags)
       client_steering_lqm_hysteresis_(flags.client_steering_lqm_hysteresis),
       is_root_(flags.is_root) {}
 
-// Destroys the services in list order; the order in which a container does so is not defined.
+// Destroys the services in list order; the order in which a container destroys them is unspecified.
 OptimizerDaemon::~OptimizerDaemon() {
   weak_ptr_factory_.InvalidateWeakPtrs();
   while (!services_.empty()) services_.pop_front();
-  // It outlives the loop.
+  // The netlink manager outlives the loop.
   if (netlink_manager_ != nullptr) netlink_manager_->Stop();
 }
 
@@ -62,7 +62,7 @@ void OptimizerDaemon::StartNetlink() {
 }
 
 void OptimizerDaemon::CreateClientSteer() {
-  // Metrics are truncated to 8 bits; a larger number is no error.
+  // Metrics are truncated to 8 bits; a larger number is not an error.
   const ClientSteerSettings settings = {
       .steer_interval = platform::SecondsToTimeSpan(client_steering_interval_),
       .poll_interval = platform::SecondsToTimeSpan(client_steering_poll_interval_),
@@ -96,7 +96,7 @@ void OptimizerDaemon::FollowFlags() {
 void OptimizerDaemon::OnFlagsPropertyChanged(org::velmora::ap::FlagsProxyInterface* proxy,
                                              const std::string& property_name) {
   if (property_name != "Flags") return;
-  // A copy: a service may cause another reading while it handles a flag.
+  // A copy: a service may cause another reading of the map while it handles a flag.
   const FlagMap flags = proxy->flags();  // NOLINT(performance-unnecessary-copy-initialization)
   ApplyFlags(flags, services_);
 }

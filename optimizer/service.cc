@@ -7,7 +7,7 @@
 namespace orvane::ap {
 namespace {
 
-// Any other value leaves the service as it is.
+// Any other value leaves the service unchanged.
 void Switch(Service& service, std::string_view value) {
   if (value == kEnabledValue) service.Enable();
   if (value == kDisabledValue) service.Disable();

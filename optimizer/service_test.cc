@@ -12,7 +12,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// Writes what is asked of it into a journal that it shares with the other services.
+// Writes its calls into a journal that it shares with the other services.
 class JournalService : public Service {
  public:
   JournalService(std::string name, std::vector<std::string>* journal)
@@ -108,7 +108,7 @@ TEST_F(ServiceTest, OtherKeysAndAnEmptyMapChangeNothing) {
   EXPECT_THAT(journal_, IsEmpty());
 }
 
-// Looks at its own switch from inside the callbacks.
+// Changes its own switch from inside the callbacks.
 class SwitchingService : public Service {
  public:
   SwitchingService() : Service("switching") {}

@@ -21,7 +21,7 @@ using ::testing::MatchesRegex;
 constexpr char kMac[] = "00:1a:2b:3c:4d:5e";
 constexpr char kUntouched[] = "untouched";
 
-// Of "abc", "abc\n", "" and 100,000 times "x", each followed by "001a2b3c4d5e".
+// For the salts "abc", "abc\n", "" and 100,000 times "x", and the address 001a2b3c4d5e.
 constexpr char kIdWithAbc[] = "4441EFA3A13148B346D10F64AE6CD432EE98376E1ECF24B77F12B705A5B05502";
 constexpr char kIdWithAbcLine[] =
     "0794DAFEA9B9AB2E208AC13D755540075342F937FE820D5A4F1A46BE49CDF77D";
@@ -29,7 +29,7 @@ constexpr char kIdWithoutSalt[] =
     "5A777AB1F5DC193F889DCA9A2DE5C3CAE446D9B8AD6BA65769CF2F8AD60F495E";
 constexpr char kIdWithLongSalt[] =
     "E6A083DFEDE4ACDF1366FBCDBBFBCDB215016BCE88304E86D2367F15A5226594";
-// Of the bytes 00 ff 0a 00.
+// For the salt 00 ff 0a 00.
 constexpr char kIdWithBinarySalt[] =
     "3EBF6993B74DBD19737D350A336B6E691CB03046A329B6A25A19BCDC22AD22AD";
 
@@ -56,7 +56,7 @@ class StationIdGeneratorTest : public ::testing::Test {
     return IdOf(generator);
   }
 
-  // What a call that can't have the salt leaves in its output.
+  // Returns the output of a call that can't read the salt.
   static std::string FailedIdOf(StationIdGenerator& generator) {
     std::string id = kUntouched;
     EXPECT_FALSE(generator.GenerateId(MacAddress(kMac), &id));
@@ -88,7 +88,7 @@ TEST_F(StationIdGeneratorTest, TellsStationsApart) {
   StationIdGenerator generator(salt_file_);
   EXPECT_NE(IdOf(generator, "00:1a:2b:3c:4d:5f"), kIdWithAbc);
   EXPECT_THAT(IdOf(generator, "ff:ff:ff:ff:ff:ff"), MatchesRegex("[0-9A-F]{64}"));
-  // Nothing is left over from the identifiers before.
+  // Earlier identifiers have no effect.
   EXPECT_EQ(IdOf(generator), kIdWithAbc);
 }
 
