@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kHelpColumnWidth = 60;
 constexpr std::string_view kTwinPrefix = "no";
 
-// The library's own error forgets the names of hidden flags.
+// CLI11's own error lacks the names of hidden flags.
 class BadValue : public std::runtime_error {
  public:
   BadValue(const std::string& name, const std::string& text, const std::string& reason)
@@ -42,7 +42,7 @@ void CheckBool(const std::string& name, const std::string& text) {
   }
 }
 
-// Set as it is met on the command line, so that the last of a flag and its twin counts.
+// The value is set during parsing, so that the last of a flag and its opposite wins.
 CLI::Option* AddFlag(CLI::App& app, const std::string& name, const std::string& help,
                      std::function<void(bool)> set) {
   return app
@@ -55,8 +55,7 @@ CLI::Option* AddFlag(CLI::App& app, const std::string& name, const std::string& 
       ->trigger_on_parse();
 }
 
-// "--name=" and, of a boolean, "--name={}" are taken for "--name", by a library that can't tell
-// them apart.
+// CLI11 can't distinguish "--name=" and, for a boolean, "--name={}" from "--name".
 std::optional<std::string> FindLostValue(int argc, const char* const* argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string_view argument = argv[i];
@@ -120,11 +119,11 @@ std::optional<int> CommandLine::Parse(int argc, const char* const* argv) {
   const char* program = argc > 0 ? argv[0] : "";
   if (const auto error = FindLostValue(argc, argv)) return ReportUsageError(program, *error);
   try {
-    // The library takes a program's name for granted.
+    // CLI11 requires the program's name.
     if (argc > 0) app_->parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
     std::string help = app_->help();
-    help.erase(help.find_last_not_of('\n') + 1);  // hidden flags leave empty lines behind
+    help.erase(help.find_last_not_of('\n') + 1);  // hidden flags leave empty lines
     std::cout << help << '\n';
     return 0;
   } catch (const CLI::CallForVersion& version) {

@@ -12,16 +12,16 @@
 
 namespace orvane::platform {
 
-// Shared with the read that is running, since a callback may destroy the reader.
+// Shared with the running read, since a callback may destroy the reader.
 struct DatagramReader::State {
-  // Leaves the buffer as it is: no page of it takes memory before it is used.
+  // Does not initialise the buffer: its pages use no memory before the first read.
   State(int socket, DataCallback data_callback, ErrorCallback error_callback)
       : fd(socket), on_data(std::move(data_callback)), on_error(std::move(error_callback)) {}
 
   int fd;
   DataCallback on_data;
   ErrorCallback on_error;
-  std::unique_ptr<FdWatch> watch;  // null once reading has ended
+  std::unique_ptr<FdWatch> watch;  // null when reading has ended
   std::array<std::uint8_t, std::size_t{64} * 1024> buffer;
 };
 

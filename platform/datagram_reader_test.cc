@@ -36,7 +36,7 @@ class DatagramReaderTest : public BothLoopsTest {
               static_cast<ssize_t>(datagram.size()));
   }
 
-  // Notes what it reads.
+  // Stores what it reads.
   void Read(int fd) {
     reader_ = std::make_unique<DatagramReader>(
         loop(), fd,
@@ -125,7 +125,7 @@ TEST_P(DatagramReaderTest, KeepsEveryByteOfTheLargestDatagram) {
 }
 
 TEST_P(DatagramReaderTest, TakesABoundedNumberOfDatagramsForEachWakeUp) {
-  // The kernel queues only so many datagrams for one socket: the callback keeps the queue filled.
+  // The kernel limits the queue of a socket: the callback keeps it filled.
   int received = 0;
   reader_ = std::make_unique<DatagramReader>(
       loop(), socket_.get(),

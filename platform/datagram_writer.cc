@@ -8,8 +8,8 @@
 namespace orvane::platform {
 namespace {
 
-// One check would not be enough: if something else has held the loop for longer than kPatience, the
-// peer may be blocked sending to us, and reads again only once the loop has read.
+// One check is not enough: if the loop was blocked for longer than kPatience, the peer may be
+// blocked in a send to this process, and reads again only after the loop has read.
 constexpr int kIdleChecks = 2;
 
 }  // namespace
@@ -35,7 +35,7 @@ int DatagramWriter::TrySend(std::string_view datagram) {
   return sockets_.Send(fd_, datagram.data(), datagram.size(), 0) < 0 ? errno : 0;
 }
 
-// If there is no descriptor left to watch, the checks alone send what waits.
+// If no descriptor is left to watch, only the checks send the waiting datagrams.
 void DatagramWriter::StartWaiting() {
   watched_fd_ = ScopedFd(fcntl(fd_, F_DUPFD_CLOEXEC, 0));
   watch_ = loop_.WatchWritable(watched_fd_.get(), this);

@@ -26,8 +26,8 @@ using std::chrono::milliseconds;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// A socket with an address that the kernel chose. Its peers are not connected back, so what they
-// can send is limited by its queue, as it is with a server.
+// A socket with an address that the kernel chose. It is not connected to its peers, so its queue
+// limits what they can send, as with a server.
 class Server {
  public:
   Server() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
@@ -59,7 +59,7 @@ class Server {
   socklen_t length_ = sizeof(address_);
 };
 
-// Gives the process no further descriptor while it lives.
+// Uses up all descriptors of the process during its lifetime.
 class NoDescriptorLeft {
  public:
   NoDescriptorLeft() {
@@ -79,7 +79,7 @@ std::vector<std::string> Numbers(std::size_t count) {
   return numbers;
 }
 
-// What both fixtures have in common.
+// Shared by both fixtures.
 struct WriterWorld {
   explicit WriterWorld(Loop& loop)
       : writer(std::in_place, loop, sockets, client.get(),
@@ -89,7 +89,7 @@ struct WriterWorld {
     for (const std::string& number : Numbers(count)) EXPECT_TRUE(writer->Send(number));
   }
 
-  // Until one has to wait. How many fit into the queue.
+  // Sends until the queue is full. Returns the number of datagrams.
   std::size_t Fill() {
     std::size_t sent = 0;
     while (send(client.get(), "fill", 4, 0) == 4) ++sent;
@@ -137,7 +137,7 @@ TEST_P(DatagramWriterLoopTest, APeerThatReadsGetsAllInOrder) {
   EXPECT_THAT(world_.losses, IsEmpty());
 }
 
-// Between two of the peer's reads the loop waits, instead of running in vain.
+// Between two reads of the peer the loop sleeps.
 TEST_P(DatagramWriterLoopTest, AFullQueueKeepsNoLoopBusy) {
   world_.Fill();
   EXPECT_TRUE(world_.writer->Send("waits"));
@@ -196,7 +196,8 @@ TEST_F(DatagramWriterTest, APeerThatReadsAgainIsServedAgain) {
   EXPECT_THAT(world_.losses, SizeIs(1));
 }
 
-// As after a blocking call: the time is up, and the peer, which waited for us, reads just then.
+// Simulates a blocking call: the time has expired, and the peer, which was blocked by this process,
+// reads just then.
 TEST_F(DatagramWriterTest, ALoopThatWasHeldGivesThePeerTimeToRead) {
   world_.Fill();
   world_.SendNumbers(1);
@@ -213,7 +214,7 @@ TEST_F(DatagramWriterTest, APeerThatIsGoneLosesWhatWaitsAtOnce) {
   world_.server.Close();
   loop_.RunUntilIdle();
   EXPECT_EQ(world_.losses, std::vector<int>(20, ECONNREFUSED));
-  // The kernel has ended the connection.
+  // The kernel has disconnected the socket.
   EXPECT_FALSE(world_.writer->Send("more"));
   EXPECT_EQ(world_.losses.back(), ENOTCONN);
 }
@@ -236,7 +237,7 @@ TEST_F(DatagramWriterTest, ItsDestructionLosesWhatWaits) {
 }
 
 TEST_F(DatagramWriterTest, WithoutADescriptorToWatchAReadingPeerGetsAllTheSame) {
-  // UndefinedBehaviorSanitizer needs a descriptor when it meets a type for the first time.
+  // UndefinedBehaviorSanitizer needs a descriptor when it checks a type for the first time.
   world_.Fill();
   world_.SendNumbers(1);
   world_.Drain();
@@ -254,7 +255,7 @@ TEST_F(DatagramWriterTest, WithoutADescriptorToWatchAReadingPeerGetsAllTheSame) 
   EXPECT_THAT(world_.losses, IsEmpty());
 }
 
-// Its descriptor of its own is gone when nothing waits any more.
+// The duplicate descriptor is closed when no datagrams wait.
 TEST_F(DatagramWriterTest, HoldsADescriptorOnlyWhileDatagramsWait) {
   const auto next_descriptor = [] {
     const ScopedFd fd(open("/dev/null", O_RDONLY | O_CLOEXEC));

@@ -33,7 +33,7 @@ std::optional<std::string> ReadFileToString(const FilePath& path) {
   return ReadUpTo(file.get(), std::numeric_limits<std::size_t>::max());
 }
 
-// The kernel returns the lowest free number.
+// open(2) returns the lowest free number.
 void FillStandardDescriptors() {
   int fd = -1;
   do {

@@ -95,7 +95,7 @@ TEST_F(FilesTest, ReadsFilesOfAnySize) {
   }
 }
 
-// The files of procfs and sysfs have a size of 0, or of a page, whatever is in them.
+// Files of procfs and sysfs report a size of 0 or of a page, whatever they contain.
 TEST_F(FilesTest, ReadsMoreThanTheSizeThatTheFileClaims) {
   struct stat status = {};
   ASSERT_EQ(stat("/proc/self/status", &status), 0);
@@ -144,7 +144,7 @@ class Interrupter {
   struct sigaction old_action_ = {};
 };
 
-// A named pipe, since opening one and reading it really wait, and so are really interrupted.
+// Opening and reading a named pipe block, so they are really interrupted.
 TEST_F(FilesTest, SurvivesInterruptions) {
   const FilePath path = directory_.path() / "pipe";
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
@@ -193,8 +193,8 @@ TEST_F(FilesTest, FollowsLinksToTellWhatExists) {
   EXPECT_TRUE(PathExists(link));
 }
 
-// Exits with 0 if those descriptors are on /dev/null after they were closed and filled, and no
-// other one is left behind.
+// Exits with 0 if those descriptors lead to /dev/null after they were closed and filled, and no
+// other descriptor was opened.
 [[noreturn]] void CloseAndFill(std::initializer_list<int> closed) {
   const int next = OpenSomething();
   close(next);

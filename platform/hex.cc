@@ -5,7 +5,7 @@
 namespace orvane::platform {
 namespace {
 
-// -1 for a character that is no hexadecimal digit.
+// Returns -1 for a character that is not a hexadecimal digit.
 int DigitValue(char digit) {
   if (digit >= '0' && digit <= '9') return digit - '0';
   if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;

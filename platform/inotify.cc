@@ -19,7 +19,7 @@ int Inotify::Add(const FilePath& path, std::uint32_t mask) const {
 void Inotify::Remove(int watch) const { inotify_rm_watch(fd_.get(), watch); }
 
 void Inotify::Read(const Callback& callback) const {
-  // The kernel puts whole records into it, and has room for one with the longest name.
+  // The kernel returns whole records only. The buffer has room for one with the longest name.
   std::array<char, 4096> buffer;
   for (;;) {
     const ssize_t length =

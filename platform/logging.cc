@@ -32,7 +32,7 @@ constexpr std::array<SeverityRow, 5> kSeverities = {{
     {"FATAL", LOG_CRIT},
 }};
 
-// Where lines go. Never destroyed: lines may be logged after main has returned.
+// The destination of lines. Never destroyed, since lines may be logged after main.
 struct Output {
   unsigned options = kLogToStderr | kLogHeader;
   bool stderr_is_the_journal = false;
@@ -44,8 +44,8 @@ Output& CurrentOutput() {
   return output;
 }
 
-// systemd sets the variable to the file that it opened as standard error. That file may have been
-// replaced since.
+// systemd sets the variable to the file that it opened as standard error. Standard error may have
+// been replaced since.
 bool StderrIsTheJournal() {
   const char* journal = std::getenv("JOURNAL_STREAM");
   struct stat file = {};
@@ -53,7 +53,7 @@ bool StderrIsTheJournal() {
          fmt::format("{}:{}", file.st_dev, file.st_ino) == journal;
 }
 
-// "2026-01-31 23:59:59.000001", in local time.
+// Returns "2026-01-31 23:59:59.000001", in local time.
 std::string FormatTime(const timespec& time) {
   std::tm local = {};
   localtime_r(&time.tv_sec, &local);
@@ -68,7 +68,7 @@ std::string FormatHeader(const SeverityRow& severity, const char* file, int line
   return fmt::format("{} {} {}:{}] ", FormatTime(now), severity.name, file, line);
 }
 
-// Puts "<PRIORITY>" before each line of a text that ends with a line feed (sd-daemon(3)).
+// Adds "<PRIORITY>" before each line of a text that ends with a line feed (sd-daemon(3)).
 std::string AddJournalPriority(std::string_view text, int priority) {
   std::string result;
   while (!text.empty()) {
@@ -79,7 +79,7 @@ std::string AddJournalPriority(std::string_view text, int priority) {
   return result;
 }
 
-// A line that cannot be written is dropped: there is no other place to report that.
+// A line that can't be written is dropped: there is no other place to report it.
 void WriteToStderr(std::string_view text) {
   while (!text.empty()) {
     const ssize_t written =

@@ -169,7 +169,7 @@ TEST_F(LoggingTest, APassedCheckIsSilentAndEvaluatedOnce) {
   EXPECT_THAT(lines_, IsEmpty());
 }
 
-// With nothing after them, but for what an emulator of another processor says of the signal.
+// Nothing follows these lines, except an emulator's message about the signal.
 std::string LastWords(const std::string& expression) {
   return expression + "\n(qemu: uncaught target signal [^\n]*\n)?$";
 }
@@ -208,7 +208,7 @@ TEST_F(LoggingDeathTest, ListenersTakeTheFatalLineToo) {
       KilledBySignal(SIGABRT), "heard: Check failed: lines_.size\\(\\) == 1\n");
 }
 
-// What becomes of an exception that leaves a callback, which is entered from C.
+// An exception leaves a callback that C code has called.
 void ThrowInACallback(void (*callback)()) {
   InitLog(kLogToStderr | kLogHeader, "logging_test");
   SdEventLoop loop;
@@ -227,7 +227,7 @@ TEST_F(LoggingDeathTest, AnUncaughtExceptionGivesItsText) {
               LastWords("FATAL .*\\] Terminated without an exception"));
 }
 
-// As systemd does it where standard error is the journal.
+// Does what systemd does if standard error is the journal.
 void SetJournalStream(int fd) {
   struct stat file = {};
   fstat(fd, &file);

@@ -30,11 +30,11 @@ bool Loop::RunTurn() noexcept {
   const MonotonicTime now = MonotonicNow();
   const std::uint64_t first_of_next_turn = next_timer_number_;
   std::vector<PendingTask> tasks = std::exchange(posted_, {});
-  // Each task is destroyed as soon as it has run, like a timer, together with what it holds.
+  // Each task is destroyed right after it has run, with everything that it captured.
   for (PendingTask& pending : tasks) std::exchange(pending.task, nullptr)();
 
   bool has_run = !tasks.empty();
-  // Looked up anew each time: a task may disarm any other timer.
+  // The next timer is looked up each time: a task may disarm any timer.
   for (auto next = timers_.begin(); next != timers_.end() && next->first.first <= now;) {
     if (next->first.second >= first_of_next_turn) {
       ++next;

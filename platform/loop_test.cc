@@ -58,7 +58,7 @@ class CallbackWatcher : public FdWatcher {
 
 class LoopTest : public BothLoopsTest {
  protected:
-  // A task that notes that it ran.
+  // Returns a task that records its run.
   Loop::Task Note(const std::string& name) {
     return [this, name] { notes_.push_back(name); };
   }
@@ -124,7 +124,7 @@ TEST_P(LoopTest, WhatATaskPostsOrArmsWaitsForTheNextTurn) {
   EXPECT_THAT(notes_, ElementsAre("first", "second", "timer", "posted by first", "armed by first"));
 }
 
-// A task whose captured state tells when it is destroyed.
+// Captured by a task to record when the task is destroyed.
 struct Tracer {
   Tracer(std::vector<std::string>& notes, std::string name)
       : notes_(notes), name_(std::move(name)) {}
@@ -203,7 +203,7 @@ TEST_P(LoopTest, AWatchAndItsWatcherMayBeDestroyedInItsOwnCallback) {
   std::unique_ptr<FdWatch> watch;
   std::unique_ptr<CallbackWatcher> watcher;
   watcher = std::make_unique<CallbackWatcher>([&](int /*fd*/) {
-    int& counter = calls;  // what was captured goes with the watcher
+    int& counter = calls;  // the capture is destroyed with the watcher
     watch.reset();
     watcher.reset();
     ++counter;
@@ -219,7 +219,7 @@ TEST_P(LoopTest, OneWatcherMayEndTheWatchOfAnother) {
   const std::array<Pipe, 2> pipes;
   std::array<std::unique_ptr<FdWatch>, 2> watches;
   int calls = 0;
-  // Whichever is first ends both.
+  // The first callback ends both watches.
   CallbackWatcher watcher([&](int /*fd*/) {
     ++calls;
     for (auto& watch : watches) watch.reset();
@@ -232,7 +232,7 @@ TEST_P(LoopTest, OneWatcherMayEndTheWatchOfAnother) {
   EXPECT_EQ(calls, 1);
 }
 
-// The new watch has every chance to lie in memory where the one lay that it replaces.
+// The new watch is likely to have the address of the watch that it replaces.
 TEST_P(LoopTest, AWatchBegunInACallbackIsNotTakenForTheOneItReplaces) {
   const std::array<Pipe, 2> pipes;
   const Pipe quiet;
@@ -317,8 +317,8 @@ TEST_P(LoopTest, NothingElseCanBeWatchedForWriting) {
   EXPECT_EQ(loop().WatchWritable(-1, &watcher), nullptr);
 }
 
-// A task that posts itself, a timer that re-arms itself with no delay and a descriptor that is
-// always readable: each is served as often as the others, more or less.
+// A task that posts itself, a timer that re-arms itself with no delay, and a descriptor that is
+// always readable: each is served about equally often.
 TEST_P(LoopTest, NothingThatIsAlwaysReadyStarvesTheRest) {
   std::map<std::string, int> counts;
   const Pipe pipe;
@@ -358,7 +358,7 @@ INSTANTIATE_TEST_SUITE_P(Loops, LoopDeathTest, BothLoops(), LoopName);
 
 [[noreturn]] void Throw() { throw std::runtime_error("nobody catches this"); }
 
-// The loop is made in the process that is to die: sd-event refuses to work on in a fork.
+// The loop is created in the child process: sd-event refuses to work after a fork.
 TEST_P(LoopDeathTest, AnExceptionThatLeavesATaskEndsTheProcess) {
   EXPECT_DEATH(
       {

@@ -49,7 +49,7 @@ std::unique_ptr<FdWatch> ManualLoop::AddWatch(int fd, std::int16_t events, FdWat
   return std::make_unique<Watch>(*this, fd, events, watcher);
 }
 
-// Refuses what epoll, and so SdEventLoop, refuses: files, directories, and a second watch on a
+// Refuses what epoll, and so SdEventLoop, refuses: files, directories, and a second watch on one
 // descriptor.
 bool ManualLoop::CanBeWatched(int fd) const {
   struct stat status;

@@ -24,9 +24,9 @@ class OneShotTimerTest : public BothLoopsTest {
     return [this, name] { notes_.push_back(name); };
   }
 
-  // Runs whatever is due at once or soon, and what that starts. Timers fire in the order of their
-  // deadlines, so a timer that is started in one round fires before the end of the next one,
-  // however busy the machine is.
+  // Runs everything that is due soon, and what that starts. Timers fire in the order of their
+  // deadlines, so a timer that starts in one round fires before the end of the next round, even on
+  // a busy machine.
   void RunShortly() {
     constexpr int kRounds = 3;
     for (int i = 0; i < kRounds; ++i) {
@@ -161,7 +161,7 @@ TEST_P(OneShotTimerTest, APostedTaskMayStopATimerThatIsDueInTheSameTurn) {
   EXPECT_THAT(notes_, IsEmpty());
 }
 
-// As a service does whose period is set to nothing at run time.
+// Like a service whose period is set to 0 at run time.
 TEST_P(OneShotTimerTest, ATimerThatRestartsItselfWithNoDelayLeavesTheOthersTheirTurn) {
   int fired = 0;
   const Loop::Task again = [&] {

@@ -13,7 +13,7 @@
 namespace orvane::platform {
 namespace {
 
-// How late sd-event may wake us in order to save wake-ups; its own choice would be 250 ms.
+// How late sd-event may wake the loop in order to save wake-ups; its default is 250 ms.
 constexpr std::uint64_t kTimerAccuracyUsec = 1000;
 
 template <typename Clock>
@@ -103,8 +103,8 @@ void SdEventLoop::EnableWatchdog() {
 
 WallTime SdEventLoop::Now() const { return WallTime(SinceEpoch<std::chrono::system_clock>()); }
 
-// Asked for afresh each time: sd-event's own idea of now is as old as the turn, and a blocking call
-// may have taken half a minute of it.
+// Read from the clock each time: sd-event's time is that of the start of the turn, and a blocking
+// call may have taken half a minute since.
 MonotonicTime SdEventLoop::MonotonicNow() const {
   return MonotonicTime(SinceEpoch<std::chrono::steady_clock>());
 }

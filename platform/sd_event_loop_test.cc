@@ -27,7 +27,7 @@ using std::chrono::steady_clock;
 using testing::Ge;
 using testing::Lt;
 
-// How late a task may be on a busy machine; sd-event's own accuracy would be 250 ms.
+// How late a task may be on a busy machine; sd-event's default accuracy is 250 ms.
 constexpr milliseconds kTolerance(100);
 
 steady_clock::duration MeasureDelay(milliseconds delay) {
@@ -122,7 +122,7 @@ TEST(SdEventLoopTest, ATimerMayDieWithALoopThatStillHasItArmed) {
   EXPECT_TRUE(timer.IsRunning());
 }
 
-// In processes of their own, for what becomes of their signals.
+// Each case runs in its own process, because of the signals.
 using SdEventLoopDeathTest = testing::Test;
 
 [[noreturn]] void CountSignals() {
@@ -181,7 +181,7 @@ class WatchdogTest : public testing::Test {
     for (const char* name : {"NOTIFY_SOCKET", "WATCHDOG_PID", "WATCHDOG_USEC"}) unsetenv(name);
   }
 
-  // How many notices come within 50 milliseconds.
+  // Returns the number of notices within 50 milliseconds.
   int CountNotices() {
     SdEventLoop loop;
     loop.EnableWatchdog();

@@ -22,7 +22,7 @@ ssize_t Sockets::Send(int fd, const void* data, std::size_t length, int flags) {
   return RetryOnEintr([&] { return send(fd, data, length, flags); });
 }
 
-// Not repeated after EINTR: Linux has closed the descriptor by then.
+// Not repeated after EINTR: Linux has closed the descriptor already.
 int Sockets::Close(int fd) { return close(fd); }
 
 }  // namespace orvane::platform

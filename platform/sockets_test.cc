@@ -14,7 +14,7 @@
 namespace orvane::platform {
 namespace {
 
-// An abstract address of this process, whole: every byte of the field counts.
+// Returns an abstract address of this process with full size: every byte counts.
 sockaddr_un MakeAddress(const std::string& name) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;

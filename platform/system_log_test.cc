@@ -1,5 +1,5 @@
-// The system log's side of logging. Each case runs in a child process with a /dev of its own, in
-// which it is the system log itself.
+// Tests the output to the system log. Each case runs in a child process with its own /dev, and acts
+// as the system log itself.
 
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -27,7 +27,7 @@ bool WriteFile(const char* path, const std::string& contents) {
   return static_cast<bool>(std::ofstream(path) << contents << std::flush);
 }
 
-// As root of a namespace of one's own, which every user may be.
+// Makes the process root of its own user namespace, which every user may do.
 bool EnterPrivateDev() {
   const std::string user_map = fmt::format("0 {} 1", geteuid());
   const std::string group_map = fmt::format("0 {} 1", getegid());
@@ -52,7 +52,7 @@ class SystemLog {
     EXPECT_EQ(bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
   }
 
-  // Repeats on standard error what the system log was sent.
+  // Copies the lines that the system log received to standard error.
   void Show() {
     std::array<char, 1024> buffer;
     ssize_t length = 0;
@@ -85,7 +85,7 @@ class SystemLogDeathTest : public testing::Test {
   std::exit(0);
 }
 
-// 24 is the facility of daemons; 3 an error, 4 a warning, 6 information, 7 for debugging.
+// 24 is the facility "daemon"; 3 is error, 4 warning, 6 information, 7 debug.
 TEST_F(SystemLogDeathTest, SendsNameProcessAndPriority) {
   EXPECT_EXIT(LogOneLineOfEachSeverity(), ExitedWithCode(0),
               "^system log: <30>.* wavelark-test\\[[0-9]+\\]: [-0-9]+ [:.0-9]+ INFO "

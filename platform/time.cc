@@ -9,7 +9,7 @@ constexpr std::uint64_t kUsecPerSecond = 1'000'000;
 constexpr std::uint64_t kUsecPerMinute = 60 * kUsecPerSecond;
 constexpr std::uint64_t kUsecPerHour = 60 * kUsecPerMinute;
 
-// With as many decimals as it takes.
+// With as many decimals as needed.
 std::string FormatSeconds(std::uint64_t usec) {
   std::string text = fmt::format("{}.{:06}", usec / kUsecPerSecond, usec % kUsecPerSecond);
   text.erase(text.find_last_not_of('0') + 1);

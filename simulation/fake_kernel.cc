@@ -23,12 +23,12 @@ using platform::ReceiveResult;
 using platform::ReceiveStatus;
 using platform::ScopedFd;
 
-// What the kernel takes for a part before it knows a larger buffer, and what it never exceeds.
+// Size of a part before the kernel knows a larger buffer, and the maximum size.
 constexpr std::size_t kSmallestPart = 4096;
 constexpr std::size_t kLargestPart = 32 * 1024;
 constexpr std::size_t kLargestRequest = 4096;
 
-// Not a message at all; stands for something that the peer doesn't get to see.
+// Sent in place of a message that the peer must not see.
 constexpr std::uint8_t kPlaceholder = 0;
 
 std::size_t SizeOfMessage(std::span<const std::uint8_t> messages) {
@@ -37,7 +37,7 @@ std::size_t SizeOfMessage(std::span<const std::uint8_t> messages) {
   return NLMSG_ALIGN(header.nlmsg_len);
 }
 
-// The bytes of as many whole messages as the room has place for.
+// Returns the size of as many whole messages as fit into `room`.
 std::size_t SizeOfPart(std::size_t room, std::span<const std::uint8_t> messages) {
   std::size_t size = 0;
   while (size < messages.size()) {
@@ -48,7 +48,7 @@ std::size_t SizeOfPart(std::size_t room, std::span<const std::uint8_t> messages)
   return size;
 }
 
-// The bytes of the first so many messages, or of all.
+// Returns the size of the first `count` messages, or of all.
 std::size_t SizeOfFirst(std::size_t count, std::span<const std::uint8_t> messages) {
   std::size_t size = 0;
   for (; count > 0 && size < messages.size(); --count) {
@@ -256,7 +256,7 @@ void FakeKernel::StartDump(const Request& request) {
   ContinueDump(peer);
 }
 
-// One part, or the end, which gets a datagram of its own.
+// Sends one part, or the end as a separate datagram.
 void FakeKernel::ContinueDump(Peer& peer) {
   if (!peer.dump) return;
   Dump& dump = *peer.dump;
@@ -301,7 +301,7 @@ void FakeKernel::DeliverFailure(ReceiveStatus status, int error_number) {
 }
 
 void FakeKernel::Push(Peer& peer, std::span<const std::uint8_t> datagram, const Outcome& outcome) {
-  // A peer that is gone gets nothing.
+  // A peer that has closed its socket gets nothing.
   const ssize_t sent =
       send(peer.fd.get(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
   if (sent < 0) return;

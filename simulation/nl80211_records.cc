@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint32_t kGeneration = 7;
 constexpr std::uint32_t kKnownFlags = 0xfe;
-// With one for frames that have none.
+// Including the one for frames without an identifier.
 constexpr int kTrafficIdentifiers = 17;
 
 AttributeBuilder MakeRate(const FakeKernel::Rate& rate) {
@@ -32,7 +32,7 @@ AttributeBuilder MakeChainSignals(std::int8_t signal) {
       .U8(1, static_cast<std::uint8_t>(signal));
 }
 
-// The larger part of a record.
+// These are the larger part of a record.
 AttributeBuilder MakeTrafficIdentifierStatistics() {
   AttributeBuilder attributes;
   for (int number = 1; number <= kTrafficIdentifiers; ++number) {
@@ -100,7 +100,7 @@ AttributeBuilder MakeStationInformation(const FakeKernel::Station& station) {
   return attributes;
 }
 
-// The first byte of an attribute that is in the message.
+// Returns the offset of the attribute's payload in the message.
 std::size_t OffsetOf(const platform::Attribute& attribute, std::span<const std::uint8_t> message) {
   return attribute ? static_cast<std::size_t>(attribute.payload().data() - message.data()) : 0;
 }
@@ -163,7 +163,7 @@ AttributeBuilder MakeMeshPathRecord(std::uint32_t interface_index,
                 .U8(NL80211_MPATH_INFO_FLAGS, path.flags));
 }
 
-// It has nothing to tell but the two addresses; the nest is there all the same.
+// The nest is empty, since a proxy path has only its two addresses.
 AttributeBuilder MakeMeshProxyPathRecord(std::uint32_t interface_index,
                                          const FakeKernel::MeshProxyPath& path) {
   return AttributeBuilder()

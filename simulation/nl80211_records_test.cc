@@ -34,7 +34,7 @@ std::vector<FakeKernel::Station> MakeStations() {
   return stations;
 }
 
-// Whatever has changed since the station before it.
+// Whatever differs from the previous station.
 TEST(StationMessagesTest, EachMessageIsThatOfItsStation) {
   StationMessages messages(kHeader, kIndex);
   for (const FakeKernel::Station& station : MakeStations()) {

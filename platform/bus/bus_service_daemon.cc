@@ -17,11 +17,11 @@ namespace {
 
 constexpr int kEndingSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
-// An eventfd that the loop reads; -1 as long as there is nothing to clean up.
+// An eventfd that the loop reads; -1 while there is nothing to clean up.
 volatile sig_atomic_t end_fd = -1;
 
-// Not a source of the loop: a blocking call may hold the loop for long, and signals that wait for
-// it are merged, so that it would never see the second one.
+// Not an event source of the loop: a blocking call may hold the loop for long, and pending signals
+// are merged, so the loop would never see the second one.
 void OnEndingSignal(int /*number*/) {
   if (end_fd < 0) _exit(0);
   for (const int number : kEndingSignals) signal(number, SIG_DFL);

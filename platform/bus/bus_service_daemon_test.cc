@@ -32,7 +32,7 @@ using testing::ElementsAre;
 constexpr char kName[] = "a.test.Daemon";
 constexpr char kPath[] = "/a/test/Daemon";
 
-// A service manager as far as notices go.
+// Receives the notices to the service manager.
 class NoticeSocket {
  public:
   NoticeSocket() {
@@ -98,7 +98,7 @@ class TestDaemon : public BusServiceDaemon {
 class BusServiceDaemonTest : public testing::Test {
  protected:
   ~BusServiceDaemonTest() override {
-    // The next test starts afresh.
+    // Restores the defaults for the next test.
     for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGPIPE}) signal(number, SIG_DFL);
     sigset_t signals;
     sigfillset(&signals);
@@ -165,7 +165,7 @@ TEST_F(BusServiceDaemonTest, ABlockingCallEndsBeforeTheFirstSignalIsHandled) {
   EXPECT_EQ(daemon_.shutdowns, 1);
 }
 
-// In processes of their own, with loops of their own.
+// Each case runs in a process and a loop of its own.
 class BusServiceDaemonDeathTest : public BusServiceDaemonTest {
  protected:
   static void RunNewDaemon(const std::vector<int>& signals,

@@ -22,7 +22,7 @@ std::shared_ptr<Connection> Connection::OpenSystemBus(SdEventLoop& loop, ErrorHo
   sd_bus* opened = nullptr;
   if (!Succeeded(sd_bus_open_system(&opened), error)) return nullptr;
   BusPtr bus(opened);
-  // Opening only begins the conversation. Asking for our own name waits for the end of it.
+  // Opening only starts the handshake. Asking for the unique name blocks until it is complete.
   const char* unique_name = nullptr;
   if (!Succeeded(sd_bus_get_unique_name(opened, &unique_name), error)) return nullptr;
 
@@ -36,10 +36,10 @@ Connection::Connection(BusPtr bus, SdEventLoop& loop) : loop_(loop), bus_(std::m
 Connection::~Connection() = default;
 
 bool Connection::Attach(ErrorHolder error) {
-  // The loop ends before the objects that use the bus do, and they may have something to say yet.
+  // The loop ends before the objects that use the bus, and these may still send messages.
   if (!Succeeded(sd_bus_set_close_on_exit(bus_.get(), 0), error)) return false;
   sd_bus_slot* slot = nullptr;
-  // The library itself sends this signal, when the connection is gone.
+  // The library itself sends this signal when the connection is lost.
   if (!Succeeded(sd_bus_match_signal(bus_.get(), &slot, kLocalInterface, kLocalPath,
                                      kLocalInterface, "Disconnected", &OnDisconnected, this),
                  error)) {

@@ -56,7 +56,7 @@ TEST_F(ConnectionTest, ANameIsOursUntilTheConnectionIsGone) {
 
 TEST_F(ConnectionTest, ANameOfSomebodyElseIsNeitherTakenNorWaitedFor) {
   TestPeer peer;
-  // The owner would let it go; we don't take it all the same.
+  // The owner allows replacement, but RequestName does not ask for it.
   ASSERT_GE(sd_bus_request_name(peer.bus(), kName, SD_BUS_NAME_ALLOW_REPLACEMENT), 0);
   std::unique_ptr<Error> error;
   EXPECT_FALSE(connection_->RequestName(kName, &error));
@@ -136,14 +136,14 @@ TEST_F(ConnectionTest, TheExitCodeOfAnEarlierQuitStays) {
   EXPECT_TRUE(log_.empty());
 }
 
-// What was said before the end is heard.
+// Messages from before the end are delivered.
 TEST_F(ConnectionTest, WhatIsQueuedIsSentBeforeItIsClosed) {
   TestPeer peer;
   int calls = 0;
   peer.HandleCalls([&](sd_bus_message*) { return ++calls > 0; });
   const ObjectProxy* proxy = connection_->GetObjectProxy(peer.unique_name(), "/c");
   MethodCall call = proxy->NewMethodCall("a.b", "C");
-  // More than the socket takes at once.
+  // More than the socket accepts at once.
   call.writer().AppendBytes(std::vector<std::uint8_t>(std::size_t{8} << 20));
   auto pending = proxy->CallAsync(std::move(call), kDefaultTimeoutMs, [](auto*, auto*) {});
   pending.reset();
@@ -179,7 +179,7 @@ TEST(NoBusTest, IsAnErrorAtOnce) {
   EXPECT_EQ(error->message(), "No such file or directory");
 }
 
-// A server that takes the connection and closes it, instead of letting us in.
+// A server that accepts the connection and closes it.
 TEST(RefusingBusTest, IsAnError) {
   const testbed::TemporaryDirectory directory;
   const std::string path = directory.path() / "bus";

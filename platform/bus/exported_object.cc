@@ -21,7 +21,8 @@ ExportedObject::ExportedObject(Connection& connection, std::string path, std::st
 void ExportedObject::AddMethod(const std::string& name, const char* arguments,
                                MethodHandler handler) {
   const auto& [key, kept] = *methods_.insert_or_assign(name, std::move(handler)).first;
-  // Who may call is the bus policy's business; the library would ask for a privilege besides.
+  // The bus policy decides who may call. Without this flag the library would also require a
+  // privilege.
   table_.push_back(SD_BUS_METHOD(key.c_str(), arguments, kNoResult, &ExportedObject::OnCall,
                                  SD_BUS_VTABLE_UNPRIVILEGED));
 }

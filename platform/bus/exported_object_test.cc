@@ -19,7 +19,7 @@ using testbed::BusTest;
 constexpr char kPath[] = "/an/object";
 constexpr char kInterface[] = "an.Interface";
 
-// The copy that somebody else keeps of our property.
+// A client's copy of the exported properties.
 class Follower : public PropertySet {
  public:
   Follower(ObjectProxy* object, ChangedCallback callback)
@@ -32,7 +32,7 @@ class Follower : public PropertySet {
   StringMapProperty map;
 };
 
-// The caller has a connection of its own, on the same loop.
+// The caller has its own connection on the same loop.
 class ExportedObjectTest : public BusTest {
  protected:
   ExportedObjectTest() {
@@ -56,7 +56,7 @@ class ExportedObjectTest : public BusTest {
     return proxy_->NewMethodCall(kInterface, member);
   }
 
-  // Sends the call, and serves it. How it ended: "", or the name and the text of the error.
+  // Sends and serves the call. Returns "", or the name and the text of the error.
   std::string Call(MethodCall call) {
     std::string outcome = "no answer";
     const auto pending = proxy_->CallAsync(

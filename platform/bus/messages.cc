@@ -9,7 +9,7 @@
 namespace orvane::platform::bus {
 namespace {
 
-// The bus types of Any's alternatives, in their order.
+// The bus types of Any's alternatives, in the same order.
 constexpr std::string_view kAnyTypes = "bynqiuxtds";
 static_assert(kAnyTypes.size() == std::variant_size_v<Any>);
 
@@ -17,7 +17,7 @@ using AnyReader = bool (*)(sd_bus_message* message, char type, Any* value);
 
 template <typename T>
 bool ReadBasic(sd_bus_message* message, char type, Any* value) {
-  // What the library reads booleans and strings into.
+  // The C type that the library uses for this value.
   using Read = std::conditional_t<std::is_same_v<T, bool>, int,
                                   std::conditional_t<std::is_same_v<T, std::string>, char*, T>>;
   Read read{};
@@ -34,8 +34,8 @@ constexpr auto AnyReaders(std::index_sequence<kIndex...>) {
 }
 constexpr auto kAnyReaders = AnyReaders(std::make_index_sequence<std::variant_size_v<Any>>());
 
-// A system bus takes messages of 32 MiB unless it is configured otherwise. The library would send
-// more, and the bus end the connection for it. The rest is for what else the message has in it.
+// By default a system bus accepts messages up to 32 MiB. The library would send larger ones, and
+// the bus would close the connection. The difference is room for the rest of the message.
 constexpr std::size_t kMaxArrayBytes = (std::size_t{32} << 20) - (std::size_t{64} << 10);
 
 std::string OrEmpty(const char* text) { return text == nullptr ? "" : text; }
@@ -58,7 +58,7 @@ void MessageWriter::AppendBasic(char type, const void* value) {
 }
 
 void MessageWriter::AppendString(const std::string& value) {
-  // A C string ends at the first null character: the rest would be lost in silence.
+  // A C string ends at the first null character: the rest would be lost silently.
   if (value.find('\0') != std::string::npos) ok_ = false;
   AppendBasic(SD_BUS_TYPE_STRING, value.c_str());
 }
@@ -89,7 +89,7 @@ void MessageWriter::AppendVariant(const Any& value) {
         if constexpr (std::is_same_v<T, std::string>) {
           AppendString(held);
         } else if constexpr (std::is_same_v<T, bool>) {
-          const int as_int = held;  // what the library takes a boolean from
+          const int as_int = held;  // the library's type for a boolean
           AppendBasic(type, &as_int);
         } else {
           AppendBasic(type, &held);

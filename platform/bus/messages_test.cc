@@ -162,7 +162,7 @@ TEST_F(MessagesTest, AScopeSkipsWhatWasNotRead) {
     EXPECT_EQ(reader_.PopString(), "a");
   }
   {
-    // Left without reading what is in it.
+    // Left without reading its contents.
     const ReadScope variant(reader_, SD_BUS_TYPE_VARIANT, nullptr);
   }
   EXPECT_EQ(reader_.PopString(), "behind");

@@ -11,7 +11,7 @@
 namespace orvane::platform::bus {
 namespace {
 
-// The library's time-outs are in microseconds, and no time at all stands for its default.
+// The library's time-outs are in microseconds, and 0 selects its default.
 std::uint64_t TimeoutUsec(int timeout_ms) {
   if (timeout_ms < 0) return 0;
   return timeout_ms == 0 ? 1 : static_cast<std::uint64_t>(timeout_ms) * 1000;
@@ -27,7 +27,7 @@ class PendingCallImpl : public PendingCall {
  public:
   explicit PendingCallImpl(ObjectProxy::ReplyCallback callback) : callback_(std::move(callback)) {}
 
-  // Whether the call is on its way.
+  // Returns whether the call was sent.
   bool Send(sd_bus* bus, sd_bus_message* message, int timeout_ms) {
     sd_bus_slot* slot = nullptr;
     const int result =
@@ -55,7 +55,7 @@ class PendingCallImpl : public PendingCall {
     return 0;
   }
 
-  // The callback may destroy this call, and must survive that itself.
+  // The callback may destroy this call, so a copy of the callback runs.
   void Finish(sd_bus_message* reply, const Error* error) {
     const ObjectProxy::ReplyCallback callback = std::move(callback_);
     callback(reply, error);
@@ -93,9 +93,9 @@ class SignalSubscriptionImpl : public SignalSubscription {
 
   static int OnSignal(sd_bus_message* signal, void* subscription,
                       sd_bus_error* /*error*/) noexcept {
-    // Nobody has checked who sent it.
+    // Nothing guarantees the sender of a unicast signal.
     if (sd_bus_message_get_destination(signal) != nullptr) return 0;
-    // The callback may destroy the subscription, and must survive that itself.
+    // The callback may destroy the subscription, so a copy of the callback runs.
     const auto callback = static_cast<SignalSubscriptionImpl*>(subscription)->callback_;
     (*callback)(signal);
     return 0;

@@ -23,7 +23,7 @@ using testing::HasSubstr;
 
 constexpr char kName[] = "a.test.Service";
 
-// The peer echoes a string, answers with an error, or keeps silent, by the method's name.
+// Depending on the method, the peer echoes a string, returns an error, or never answers.
 class ObjectProxyTest : public BusTest {
  protected:
   ObjectProxyTest() {
@@ -45,7 +45,7 @@ class ObjectProxyTest : public BusTest {
     return call;
   }
 
-  // Makes the call without waiting, and notes how it ended.
+  // Makes the call without blocking, and stores its result.
   std::unique_ptr<PendingCall> CallAsync(MethodCall call, int timeout_ms) {
     return proxy_->CallAsync(
         std::move(call), timeout_ms, [this](sd_bus_message* reply, const Error* error) {

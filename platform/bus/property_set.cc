@@ -54,7 +54,7 @@ void PropertySet::OnGetAllReply(sd_bus_message* reply, const Error* error) {
   UpdateAll(reader);
 }
 
-// The arguments are the name, its old owner, and its new one, which is empty if there is none.
+// The arguments are the name, its old owner and its new owner, which is empty if there is none.
 void PropertySet::OnOwnerChanged(sd_bus_message* signal) {
   MessageReader reader(signal);
   reader.PopString();
@@ -68,11 +68,11 @@ void PropertySet::OnPropertiesChanged(sd_bus_message* signal) {
     return;
   }
   MessageReader reader(signal);
-  reader.PopString();  // the interface: we have subscribed for ours only
+  reader.PopString();  // the interface, which the subscription has matched
   if (UpdateAll(reader) && HasInvalidatedProperty(reader)) GetAll();
 }
 
-// Whether the set is still there: a callback may have destroyed it.
+// Returns whether the set still exists: a callback may have destroyed it.
 bool PropertySet::UpdateAll(MessageReader& reader) {
   const auto weak = weak_ptr_factory_.GetWeakPtr();
   const ReadScope properties(reader, SD_BUS_TYPE_ARRAY, "{sv}");
@@ -92,7 +92,7 @@ void PropertySet::UpdateOne(const std::string& name, MessageReader& reader) {
     LogFailure("the value of " + name + " is malformed");
     return;
   }
-  const ChangedCallback callback = callback_;  // outlives the set if it destroys it
+  const ChangedCallback callback = callback_;  // a copy: the callback may destroy the set
   callback(name);
 }
 

@@ -51,7 +51,7 @@ class PropertySetTest : public BusTest {
     };
   }
 
-  // A set that has read the service's properties once.
+  // Starts a set that has read the service's properties once.
   void StartWith(Properties properties) {
     service_.AnswerWith(Filled(std::move(properties)));
     service_.peer().RequestName(kName);
@@ -75,7 +75,7 @@ class PropertySetTest : public BusTest {
     service_.SignalChange("", kInterface, Filled(std::move(properties)), invalidated);
   }
 
-  // A change that counts, to see that nothing before it did.
+  // Sends a change that takes effect, to show that earlier ones did not.
   void SignalLastChange() {
     SignalChange({{"Two", {{"last", "1"}}}});
     EXPECT_TRUE(RunUntil([this] { return set_->two.value().contains("last"); }));
@@ -165,8 +165,8 @@ TEST_F(PropertySetTest, OnlyTheRightSignalOfTheServiceItselfCounts) {
   EXPECT_TRUE(log_.empty());
 }
 
-// The bus that does not let us ask who owns a name stands for one that answers too late, too: we do
-// not ask.
+// This bus refuses look-ups of name owners. It also stands for a bus that answers them too late:
+// the set must not use them.
 class NoLookUpTest : public PropertySetTest {
  protected:
   NoLookUpTest()
@@ -187,7 +187,8 @@ TEST_F(NoLookUpTest, NoChangeIsLost) {
   EXPECT_TRUE(log_.empty());
 }
 
-// Signals to us alone bypass the matching of the bus, and the library does not know owners.
+// Signals addressed to this process bypass the matching of the bus, and the library does not check
+// their sender.
 TEST_F(PropertySetTest, AForgedChangeOfOwnerIsIgnored) {
   StartWith({});
   FakePropertyService stranger(loop_, kPath, kInterface);
@@ -251,7 +252,7 @@ TEST_F(PropertySetTest, AServiceThatComesAgainIsReadAgain) {
   service_.peer().ReleaseName(kName);
   Settle();
   EXPECT_THAT(changed_, IsEmpty());
-  SignalChange({{"One", {{"nobody", "1"}}}});  // not the owner any more
+  SignalChange({{"One", {{"nobody", "1"}}}});  // no longer the owner
   service_.Sync();
   Settle();
   EXPECT_EQ(set_->one.value(), (StringMap{{"a", "1"}}));

@@ -28,8 +28,8 @@ void AppendEntries(MessageWriter& writer, const Entries& entries) {
 
 class StringMapPropertyTest : public testing::Test {
  protected:
-  // Feeds it a variant of this signature with those contents; nothing when the place is not right
-  // behind the variant afterwards.
+  // Passes a variant with this signature and contents to PopValue. Returns nothing if the position
+  // afterwards is not behind the variant.
   std::optional<bool> Pop(const char* contents, const std::function<void(MessageWriter&)>& fill) {
     const MessagePtr message = messages_.New();
     MessageWriter writer(message.get());
@@ -140,7 +140,8 @@ TEST_F(StringMapPropertyTest, EntriesOfOtherTypesAreAFailureOfAnEmptiedMap) {
   EXPECT_EQ(property_.value(), StringMap{});
 }
 
-// The writer above would refuse it and the bus would too, but the reader does not rely on that.
+// Neither the writer above nor the bus accepts such a message, but the reader does not rely on
+// that.
 TEST_F(StringMapPropertyTest, TheEntriesBeforeAMalformedOneStay) {
   const MessagePtr message = messages_.New();
   MessageWriter writer(message.get());
@@ -155,7 +156,7 @@ TEST_F(StringMapPropertyTest, TheEntriesBeforeAMalformedOneStay) {
     const ReadScope variant(reader, SD_BUS_TYPE_VARIANT, "a{ss}");
     const ReadScope array(reader, SD_BUS_TYPE_ARRAY, "{ss}");
     {
-      // Left without reading what is in it.
+      // Left without reading its contents.
       const ReadScope first(reader, SD_BUS_TYPE_DICT_ENTRY, "ss");
     }
     const ReadScope second(reader, SD_BUS_TYPE_DICT_ENTRY, "ss");

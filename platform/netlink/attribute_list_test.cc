@@ -23,7 +23,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;
 
-// Bytes in a block of just their size, so that AddressSanitizer sees a step over the end.
+// Bytes in an allocation of exactly their size, so that AddressSanitizer detects a read beyond
+// them.
 class ExactBytes {
  public:
   explicit ExactBytes(std::span<const std::uint8_t> bytes)
@@ -112,8 +113,8 @@ TEST(AttributeListTest, AnEmptyListHasNothing) {
   EXPECT_THAT(TypesIn(AttributeList(Attribute())), ElementsAre());
 }
 
-// What stands before a broken attribute is read, and nothing from it on; also inside a nest, and in
-// a nest of a nest.
+// Attributes before a broken one are read, the broken one and later ones are not. This also holds
+// inside nests.
 class BrokenTailTest : public testing::TestWithParam<std::vector<std::uint8_t>> {};
 
 TEST_P(BrokenTailTest, EndsTheListAtEveryLevel) {
@@ -123,7 +124,7 @@ TEST_P(BrokenTailTest, EndsTheListAtEveryLevel) {
 
   std::vector<std::uint8_t> bytes = inner.bytes();
   for (int level = 0; level < 2; ++level) {
-    // Unpadded, so that what follows the nest is out of bounds.
+    // Unpadded, so that everything behind the nest is out of bounds.
     bytes = BytesBuilder()
                 .Value(nlattr{static_cast<std::uint16_t>(NLA_HDRLEN + bytes.size()), 9})
                 .Append(bytes)
@@ -143,14 +144,14 @@ std::vector<std::uint8_t> Header(std::uint16_t length) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Edges, BrokenTailTest,
-                         testing::Values(std::vector<std::uint8_t>{},   // nothing at all
+                         testing::Values(std::vector<std::uint8_t>{},   // empty
                                          std::vector<std::uint8_t>{8},  // too short for a header
                                          std::vector<std::uint8_t>{8, 0, 5},  //
                                          Header(0), Header(3),  // length below the header's
                                          Header(5), Header(8),
                                          Header(0xffff),                    // length beyond the end
-                                         std::vector<std::uint8_t>(64, 0),  // zeroes
-                                         std::vector<std::uint8_t>(61, 0xff)));  // and ones
+                                         std::vector<std::uint8_t>(64, 0),  // zeros
+                                         std::vector<std::uint8_t>(61, 0xff)));  // all ones
 
 TEST(AttributeListTest, ThePaddingOfTheLastOneMayBeMissing) {
   const ExactBytes bytes(BytesBuilder().Value(nlattr{5, 1}).Value(std::uint8_t{42}).bytes());
@@ -172,7 +173,7 @@ TEST(AttributeListTest, ANestThatIsLongerThanItsParentIsNotThere) {
 }
 
 TEST(AttributeListTest, ANestDoesNotReachIntoWhatFollowsIt) {
-  const auto nested = AttributeBuilder().Lying(1, 12, {}).bytes();  // would swallow the next one
+  const auto nested = AttributeBuilder().Lying(1, 12, {}).bytes();  // would include the next one
   const auto bytes = AttributeBuilder().Raw(2, nested).U32(3, 4).bytes();
   const Attribute nest = AttributeList{std::span(bytes)}.Find(2);
   ASSERT_TRUE(nest);

@@ -9,8 +9,8 @@
 namespace orvane::platform {
 namespace {
 
-// One for all connections: there is one thread, and a datagram is done with before the next one is
-// received.
+// Shared by all connections: there is one thread, and a datagram is processed before the next one
+// is received.
 std::span<std::uint8_t> ReceiveBuffer() {
   static std::array<std::uint8_t, NetlinkConnection::kReceiveBufferSize> buffer;
   return buffer;
@@ -49,7 +49,7 @@ void NetlinkConnection::ArmDeadline() {
 
 void NetlinkConnection::OnDeadline() {
   const std::shared_ptr<Request> request = request_;
-  // If something kept the loop busy all the time, the reply may have been waiting for long.
+  // If the loop was blocked, the reply may already be in the queue.
   ReadDatagrams();
   if (request->phase == Phase::kEnded) return;
   if (has_heard_since_armed_) return ArmDeadline();
@@ -62,12 +62,12 @@ void NetlinkConnection::ReadDatagrams() {
   const std::shared_ptr<Request> request = request_;
   for (int i = 0; i < kDatagramsPerWakeUp; ++i) {
     if (!ReadDatagram(request.get())) return;
-    // Nothing more is expected. A look for more would cost a system call.
+    // Nothing more is expected. Another receive would cost a system call.
     if (request != nullptr && request->phase == Phase::kEnded) return;
   }
 }
 
-// Whether there may be more to read.
+// Returns whether there may be more to read.
 bool NetlinkConnection::ReadDatagram(Request* request) {
   const ReceiveResult result = socket_->Receive(ReceiveBuffer());
   switch (result.status) {
@@ -152,7 +152,7 @@ void NetlinkConnection::OnAcknowledgement(Request& request) {
   if (request.phase == Phase::kSent && !request.is_dump) request.phase = Phase::kAcknowledged;
 }
 
-// The connection is ready for the next request, which the handler may send, before the call.
+// The connection is idle before the call, so that the handler can send the next request.
 void NetlinkConnection::End(AuxiliaryKind kind, const NetlinkMessage* message) {
   const std::shared_ptr<Request> request = request_;
   const bool is_reported = request->phase != Phase::kBrokenOff;

@@ -64,8 +64,8 @@ class NetlinkConnectionTest : public testing::Test {
     }
   }
 
-  // Sends a request whose events are noted as "NAME:event". `held_` shows whether its handlers
-  // live.
+  // Sends a request and records its events as "NAME:event". `held_` shows whether its handlers are
+  // alive.
   void Send(const GenericNetlinkRequest& request, const std::string& name) {
     NetlinkHandlers handlers = {
         .on_message = [this, name,
@@ -102,10 +102,10 @@ class NetlinkConnectionTest : public testing::Test {
     if (on_event_) on_event_(event);
   }
 
-  // Whether the handlers of a request are still there.
+  // Returns whether the handlers of a request are alive.
   bool HasHandlers() const { return held_.use_count() > 1; }
 
-  // Answers to the request that was sent last.
+  // Returns the header of the last request.
   MessageHeader LastRequest() const { return kernel_.requests().back().header; }
   static std::vector<std::uint8_t> Reply(const MessageHeader& to) {
     return MakeGenericMessage({kFamily, 0, to.sequence, to.port}, NL80211_CMD_NEW_STATION,
@@ -153,7 +153,7 @@ TEST_F(NetlinkConnectionTest, ADumpReportsItsRecordsAndItsEnd) {
   EXPECT_THAT(log_, IsEmpty());
 }
 
-// The first part is small: the kernel has not seen the buffer yet.
+// The first part is small: the kernel does not know the buffer size yet.
 TEST_F(NetlinkConnectionTest, ALongDumpComesInLargeParts) {
   AddStations(999);
   SendDump("a");
@@ -280,7 +280,7 @@ TEST_F(NetlinkConnectionTest, SilenceEndsARequestAtItsDeadline) {
   EXPECT_FALSE(HasHandlers());
 }
 
-// Whatever the kernel still sends goes nowhere.
+// Later messages of the kernel are not received.
 TEST_F(NetlinkConnectionTest, ATimeOutClosesTheSocket) {
   kernel_.SetSilent(true);
   SendDump("a");
@@ -302,7 +302,7 @@ TEST_F(NetlinkConnectionTest, ProgressPutsTheDeadlineOff) {
   EXPECT_THAT(events_, ElementsAre("a:message", "a:aux2"));
 }
 
-// It is the reply that counts.
+// A request ends with kTimeOut only if the reply is missing.
 TEST_F(NetlinkConnectionTest, HalfAnAnswerTimesOutIfTheReplyIsMissing) {
   kernel_.SetSilent(true);
   SendSingle("a");
@@ -318,7 +318,7 @@ TEST_F(NetlinkConnectionTest, HalfAnAnswerTimesOutIfTheReplyIsMissing) {
   EXPECT_THAT(events_, ElementsAre("a:message", "b:ack", "b:aux2"));
 }
 
-// A loop takes its timers before its descriptors: the reply has been there all the time.
+// A loop serves timers before descriptors: the reply has been in the queue all along.
 TEST_F(NetlinkConnectionTest, AWaitingReplyIsReadBeforeTheTimeOut) {
   kernel_.SetHolding(true);
   loop_.PostDelayedTask([this] { kernel_.SetHolding(false); }, kDeadline);
@@ -328,7 +328,7 @@ TEST_F(NetlinkConnectionTest, AWaitingReplyIsReadBeforeTheTimeOut) {
   EXPECT_TRUE(connection_->IsIdle());
 }
 
-// As above, and then there is more to come.
+// The same as above, with more messages to follow.
 TEST_F(NetlinkConnectionTest, AWaitingPartPutsTheDeadlineOff) {
   kernel_.SetSilent(true);
   loop_.PostDelayedTask([this] { kernel_.Deliver(Reply(LastRequest())); }, kDeadline);
@@ -339,7 +339,7 @@ TEST_F(NetlinkConnectionTest, AWaitingPartPutsTheDeadlineOff) {
   EXPECT_THAT(events_, ElementsAre("a:message", "a:aux2"));
 }
 
-// --- Messages that do not belong here ---
+// --- Unexpected messages ---
 
 TEST_F(NetlinkConnectionTest, ForeignSequencesAndPortsAreIgnored) {
   kernel_.SetSilent(true);
@@ -354,7 +354,7 @@ TEST_F(NetlinkConnectionTest, ForeignSequencesAndPortsAreIgnored) {
   EXPECT_EQ(log_.size(), 4U);
 }
 
-// Its replies still count, its end is not reported.
+// Later replies still reach the handler; the end is not reported.
 TEST_F(NetlinkConnectionTest, AnUnexpectedTypeBreaksTheAnswerOff) {
   kernel_.SetSilent(true);
   for (const char* name : {"done", "error", "silence"}) {
@@ -418,7 +418,7 @@ TEST_F(NetlinkConnectionTest, AnInterruptedDumpIsLogged) {
               ElementsAre("V A netlink dump was interrupted by a change and may be inconsistent"));
 }
 
-// --- Sockets that fail ---
+// --- Failing sockets ---
 
 TEST_F(NetlinkConnectionTest, LostMessagesAreLoggedAndReadingGoesOn) {
   kernel_.SetSilent(true);
@@ -499,7 +499,7 @@ TEST_F(NetlinkConnectionTest, ASocketThatCannotBeWatchedIsClosed) {
   EXPECT_THAT(log_, ElementsAre("Failed to watch the netlink socket"));
 }
 
-// --- Handlers that change the world ---
+// --- Handlers with side effects ---
 
 TEST_F(NetlinkConnectionTest, TheHandlerOfTheEndMaySendTheNextRequest) {
   on_event_ = [this](const std::string& event) {
@@ -525,7 +525,7 @@ TEST_F(NetlinkConnectionTest, DestructionDropsTheRequest) {
 class NetlinkConnectionDestructionTest : public NetlinkConnectionTest,
                                          public testing::WithParamInterface<std::string> {
  protected:
-  // Answers with an event of each kind.
+  // Delivers a message for each kind of event.
   void DeliverEverything(const std::string& last) {
     const MessageHeader to = LastRequest();
     Deliver({MakeErrorMessage(to, 0), Reply(to), last == "a:aux3m" ? Odd(to) : Reply(to),
@@ -533,7 +533,7 @@ class NetlinkConnectionDestructionTest : public NetlinkConnectionTest,
   }
 };
 
-// In the middle of a datagram, or at the deadline.
+// In the middle of a datagram, and at the deadline.
 TEST_P(NetlinkConnectionDestructionTest, EndsTheWalk) {
   kernel_.SetSilent(true);
   SendDump("a");

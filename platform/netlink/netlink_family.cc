@@ -18,7 +18,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t kSequence = 1;
-// The kernel makes the answer no longer than two pages, of 4 KiB on most machines.
+// The kernel's answer is at most two pages long; most machines have pages of 4 KiB.
 constexpr std::size_t kLongestAnswer = 16 * 1024;
 
 bool SendQuestion(NetlinkSocket& socket, const std::string& name) {
@@ -35,7 +35,8 @@ bool WaitForDatagram(const NetlinkSocket& socket, Clock::time_point deadline) {
   return RetryOnEintr([&] { return poll(&descriptor, 1, static_cast<int>(rest.count())); }) > 0;
 }
 
-// The id in the answer, 0 for a refusal. Nothing if the answer is not in these bytes.
+// Returns the id, or 0 if the kernel refuses. Returns nothing if these bytes do not contain the
+// answer.
 std::optional<std::uint16_t> FindAnswer(std::span<const std::uint8_t> datagram,
                                         std::uint32_t port) {
   while (const std::optional<NetlinkMessage> message = NetlinkMessage::TakeFrom(&datagram)) {

@@ -68,7 +68,7 @@ TEST_F(NetlinkFamilyTest, IsZeroIfTheQuestionCannotBeSent) {
   EXPECT_EQ(Resolve(), 0);
 }
 
-// All of these come before the answer.
+// All of these precede the answer.
 TEST_F(NetlinkFamilyTest, ForeignMessagesAreIgnored) {
   socket_->Send(GenericNetlinkRequest(0, 0).bytes());
   const std::uint32_t port = socket_->port();

@@ -26,15 +26,15 @@ class KernelSocket final : public NetlinkSocket {
   MnlSocket socket_;
 };
 
-// The socket works without any of these, so failures are ignored: the kernel may be too old for the
-// last two, and only root may exceed the system's limit of the queue.
+// The socket works without these options, so failures are ignored: older kernels lack the last two,
+// and only root may exceed the system's queue limit.
 void SetOptions(const mnl_socket* socket) {
   const int fd = mnl_socket_get_fd(socket);
   const int size = NetlinkKernel::kQueueSize;
   if (setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof(size)) != 0) {
     setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof(size));
   }
-  // Errors then come with a text, and without a copy of the whole request.
+  // Errors then have a text, and do not copy the whole request.
   int enabled = 1;
   mnl_socket_setsockopt(socket, NETLINK_EXT_ACK, &enabled, sizeof(enabled));
   mnl_socket_setsockopt(socket, NETLINK_CAP_ACK, &enabled, sizeof(enabled));

@@ -45,7 +45,7 @@ TEST(NetlinkKernelTest, OpensNoSocketWithoutADescriptor) {
   rlimit limit;
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   const rlimit none = {.rlim_cur = 0, .rlim_max = limit.rlim_max};
-  // A sanitizer needs descriptors itself when it meets a type for the first time.
+  // A sanitizer needs descriptors itself when it checks a type for the first time.
   std::ignore = NetlinkKernel().OpenSocket();
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
   const std::unique_ptr<NetlinkSocket> socket = NetlinkKernel().OpenSocket();
@@ -73,7 +73,7 @@ TEST_F(RealSocketTest, IsNonBlockingAndClosesOnExec) {
   EXPECT_EQ(socket_->Receive(buffer_).status, ReceiveStatus::kNothing);
 }
 
-// The kernel gives to everybody up to net.core.rmem_max, and counts it double.
+// Without privileges the kernel allows net.core.rmem_max, and doubles it.
 bool HasALongQueueAsNobody() {
   constexpr uid_t kNobody = 65534;
   const int most = std::stoi(ReadFileToString("/proc/sys/net/core/rmem_max").value());
@@ -87,7 +87,7 @@ bool HasALongQueueAsNobody() {
 }
 
 TEST_F(RealSocketDeathTest, AsksForALongQueueWithoutPrivilegesToo) {
-  // A sanitizer could not look for leaks as nobody.
+  // LeakSanitizer can't run as nobody.
   EXPECT_EXIT(_exit(HasALongQueueAsNobody() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
@@ -143,7 +143,7 @@ TEST_F(RealSocketTest, TheManagerRunsDumpsThatOverlap) {
   EXPECT_EQ(families[0], families[1]);
 }
 
-// --- One dump per socket, on the real kernel and on the fake one ---
+// --- One dump per socket, on the real and the simulated kernel ---
 
 struct DumpOutcome {
   std::vector<std::int32_t> errors;

@@ -44,11 +44,11 @@ void NetlinkManager::Stop() {
 
 void NetlinkManager::Send(const GenericNetlinkRequest& request, NetlinkHandlers handlers) {
   CHECK(loop_ != nullptr) << "No loop to wait for the reply on";
-  // Type 0 is an unknown family. The kernel would take it for a control message.
+  // Type 0 is an unknown family. The kernel would treat the message as a control message.
   NetlinkConnection* const connection = request.message_type() == 0 ? nullptr : FindConnection();
   if (connection != nullptr && connection->Send(request, NextSequence(), &handlers)) return;
-  // A timer, not a task: after a task the loop's next turn begins at once, and a caller that asks
-  // again at each failure would keep the processor busy.
+  // A timer, not a task: after a task the next turn starts at once, and a caller that retries at
+  // each failure would keep the processor busy.
   loop_->PostDelayedTask(
       [weak = weak_ptr_factory_.GetWeakPtr(), fail = std::move(handlers.on_auxiliary)] {
         if (weak) fail(AuxiliaryKind::kKernelError, nullptr);
@@ -57,7 +57,7 @@ void NetlinkManager::Send(const GenericNetlinkRequest& request, NetlinkHandlers 
 }
 
 NetlinkConnection* NetlinkManager::FindConnection() {
-  // Of the idle ones the first is kept: a burst of requests leaves many.
+  // Keeps only the first idle connection: a burst of requests leaves many.
   bool has_idle = false;
   std::erase_if(connections_, [&has_idle](const auto& connection) {
     return !connection->IsOpen() || (connection->IsIdle() && std::exchange(has_idle, true));
@@ -84,7 +84,7 @@ std::unique_ptr<NetlinkSocket> NetlinkManager::OpenSocket() {
   return socket;
 }
 
-// 0 is in messages of the kernel that answer no request.
+// Skips 0: messages of the kernel that answer no request have it.
 std::uint32_t NetlinkManager::NextSequence() {
   if (++last_sequence_ == 0) ++last_sequence_;
   return last_sequence_;

@@ -50,8 +50,8 @@ class NetlinkManagerTest : public testing::Test {
   }
   ~NetlinkManagerTest() override { SetVerboseLevel(0); }
 
-  // Sends a request whose calls of the auxiliary handler are noted as NAME and the kind. `held_`
-  // shows whether its handlers live.
+  // Sends a request and records its calls of the auxiliary handler as NAME and the kind. `held_`
+  // shows whether its handlers are alive.
   void Send(const std::string& name, std::uint16_t flags, std::uint16_t family = kFamily) {
     GenericNetlinkRequest request(family, NL80211_CMD_GET_STATION);
     EXPECT_TRUE(request.attributes().SetU32AttributeValue(NL80211_ATTR_IFINDEX, kIndex));
@@ -72,7 +72,7 @@ class NetlinkManagerTest : public testing::Test {
 
   bool HasHandlers() const { return held_.use_count() > 1; }
 
-  // The sockets over which the requests so far have come.
+  // Returns the ports of the sockets of all requests so far.
   std::set<std::uint32_t> Ports() const {
     std::set<std::uint32_t> ports;
     for (const auto& request : kernel_.requests()) ports.insert(request.header.port);
@@ -271,7 +271,7 @@ TEST_F(NetlinkManagerTest, AnUnknownFamilyIsAnErrorForItsRequests) {
   EXPECT_THAT(ends_, ElementsAre("a1"));
 }
 
-// A request that can't be sent is gone in the next turn.
+// A request that can't be sent is removed in the next turn.
 TEST_F(NetlinkManagerTest, AskingOnAndOnWithoutAKernelKeepsABoundedNumberOfRequests) {
   kernel_.FailSends(EPERM);
   std::int64_t most = 0;
@@ -289,7 +289,7 @@ TEST_F(NetlinkManagerTest, RequestsNeedALoop) {
   EXPECT_DEATH(SendSingle("a"), "Check failed: loop_ != nullptr");
 }
 
-// --- Handlers that change the world ---
+// --- Handlers with side effects ---
 
 TEST_F(NetlinkManagerTest, HandlersMaySendRequests) {
   on_end_ = [this](const std::string& end) {
@@ -326,7 +326,7 @@ class NetlinkManagerDestructionTest
     : public NetlinkManagerTest,
       public testing::WithParamInterface<std::tuple<std::string, bool>> {};
 
-// At each kind of end the manager is stopped, or destroyed, while another request is under way.
+// At each kind of end the manager is stopped or destroyed while another request is pending.
 TEST_P(NetlinkManagerDestructionTest, DropsAllRequests) {
   const auto& [at, is_destroyed] = GetParam();
   kernel_.SetHolding(true);

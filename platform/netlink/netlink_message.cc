@@ -12,7 +12,7 @@
 namespace orvane::platform {
 namespace {
 
-// The result that an error or a done message begins with.
+// An error or a done message begins with its result.
 constexpr std::size_t kResultLength = sizeof(std::int32_t);
 
 std::span<const std::uint8_t> SkipBytes(std::span<const std::uint8_t> bytes, std::size_t count) {
@@ -34,7 +34,7 @@ std::optional<NetlinkMessage> NetlinkMessage::TakeFrom(std::span<const std::uint
   if (header.nlmsg_len < sizeof(header) || header.nlmsg_len > bytes->size()) return std::nullopt;
 
   const auto payload = bytes->subspan(sizeof(header), header.nlmsg_len - sizeof(header));
-  // The last one's padding may be missing.
+  // The last message may lack its padding.
   *bytes = SkipBytes(*bytes, NLMSG_ALIGN(std::size_t{header.nlmsg_len}));
   return NetlinkMessage(header, payload);
 }
@@ -55,7 +55,7 @@ std::int32_t NetlinkMessage::GetError() const {
   return result;
 }
 
-// The smallest number has no opposite, and stays what it is.
+// The smallest number has no opposite and stays unchanged.
 std::int32_t NetlinkMessage::GetErrno() const {
   return static_cast<std::int32_t>(-std::int64_t{GetError()});
 }
@@ -67,8 +67,8 @@ std::string NetlinkMessage::GetErrorText() const {
   return text;
 }
 
-// Behind the result a done message has its attributes. An error message first gives back the
-// request, of which NLM_F_CAPPED leaves only the header.
+// In a done message the attributes follow the result. An error message contains the request in
+// between; with NLM_F_CAPPED only the request's header.
 AttributeList NetlinkMessage::GetExtendedAcknowledgement() const {
   if ((flags() & NLM_F_ACK_TLVS) == 0) return AttributeList();
   const std::span<const std::uint8_t> rest = SkipBytes(payload_, kResultLength);

@@ -151,7 +151,7 @@ TEST(NetlinkMessageTest, ATextThatLiesIsLeftOut) {
   }
   const Bytes no_request = MakeNetlinkMessage({NLMSG_ERROR, NLM_F_ACK_TLVS}, error);
   EXPECT_EQ(Take(no_request).GetErrorText(), "Operation not permitted (1)");
-  // No zero byte at its end.
+  // Without a terminating null byte.
   const Bytes payload = BytesBuilder()
                             .Append(error)
                             .Append(Bytes(NLMSG_HDRLEN))

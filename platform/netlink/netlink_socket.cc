@@ -14,7 +14,7 @@ ReceiveStatus StatusOfError(int error_number) {
   switch (error_number) {
     case EAGAIN:
       return ReceiveStatus::kNothing;
-    // A dump that could not be continued is an error of the receiving call, too.
+    // A dump that can't continue also reports an error in this call.
     case ENOBUFS:
     case ENOMEM:
       return ReceiveStatus::kLost;
@@ -26,7 +26,7 @@ ReceiveStatus StatusOfError(int error_number) {
 }  // namespace
 
 bool NetlinkSocket::Send(std::span<const std::uint8_t> datagram) {
-  // A netlink socket that is not connected sends to the kernel.
+  // An unconnected netlink socket sends to the kernel.
   const ssize_t sent = RetryOnEintr(
       [&] { return send(fd(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL); });
   return sent >= 0;
