@@ -17,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include "optimizer/station_id_generator.h"
 #include "platform/files.h"
 #include "recorder/schema.h"
 #include "wavelarkctl/commands.h"
@@ -24,6 +25,7 @@
 #include "wavelarkctl/report_data.h"
 #include "wavelarkctl/report_events.h"
 #include "wavelarkctl/report_levels.h"
+#include "wavelarkctl/report_log.h"
 #include "wavelarkctl/report_page.h"
 #include "wavelarkctl/time_text.h"
 
@@ -43,6 +45,7 @@ constexpr char kExamples[] =
     "Examples:\n"
     "  wavelarkctl report\n"
     "  wavelarkctl report --since 30d -o /srv/www/wifi.html --goal connects=98 --signal-limit -67\n"
+    "  journalctl -u ap-wavelark --since -7d | wavelarkctl report --log -\n"
     "  wavelarkctl report --since 2026-11-02 --until 2026-11-09 --json | jq .levels";
 
 // Trends have a step for each hour of up to three days, else for each day.
@@ -59,6 +62,8 @@ struct Options {
   std::string since = "7d";
   std::string until = "now";
   std::vector<std::string> goals;
+  std::vector<std::string> logs;
+  FilePath salt = ap::StationIdGenerator::kSaltFile;
   double time_limit = 2;   // seconds
   int signal_limit = -70;  // dBm
   bool is_json = false;
@@ -150,10 +155,15 @@ void AddLabels(const ReportScope& scope, json* data) {
 
 json Collect(const Options& options, const ReportScope& scope) {
   const std::array<double, kLevels> goals = GoalsOf(options.goals);
-  json data;
-  ReadRecords(options.database, [&](SQLite::Database& database) {
-    data = ReportData(ReadReportEvents(database, scope), goals);
-  });
+  const std::vector<LoggedSteer> steers = ReadLoggedSteers(options.logs, options.salt);
+  ReportEvents events;
+  ReadRecords(options.database,
+              [&](SQLite::Database& database) { events = ReadReportEvents(database, scope); });
+  const LoggedSteerCounts counts = MarkLoggedSteers(steers, &events);
+  json data = ReportData(events, goals);
+  if (!options.logs.empty()) {
+    data["log"] = {{"steers", counts.steers}, {"without_disconnect", counts.without_disconnect}};
+  }
   AddLabels(scope, &data);
   data["made"] = Milliseconds(Now());
   data["database"] = options.database.native();
@@ -262,6 +272,16 @@ void AddReport(CLI::App& app, Action* action) {
       ->type_name("FILE")
       ->default_str(options->output.native());
   command->add_flag("--json", options->is_json, "Print the data of the page as JSON instead");
+  command
+      ->add_option("--log", options->logs,
+                   "A log of the daemon, for steers that the database does not show; - is standard "
+                   "input; may be repeated")
+      ->type_name("FILE")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command->add_option("--salt", options->salt, "The salt of the identifiers, for --log")
+      ->type_name("FILE")
+      ->default_str(options->salt.native());
   AddLimits(command, options.get());
   command->add_option("--database", options->database, "The recorder's database")
       ->type_name("FILE")

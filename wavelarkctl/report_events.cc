@@ -80,6 +80,11 @@ std::int32_t TextNumbers::NumberOf(const char* text) {
   return found->second;
 }
 
+std::int32_t TextNumbers::Find(const std::string& text) const {
+  const auto found = numbers_.find(text);
+  return found != numbers_.end() ? found->second : kNone;
+}
+
 const std::string& TextNumbers::TextOf(std::int32_t number) const {
   static const std::string kNothing;
   return number == kNone ? kNothing : texts_[static_cast<std::size_t>(number)];

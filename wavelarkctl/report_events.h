@@ -35,6 +35,8 @@ class TextNumbers {
 
   // kNone for null.
   std::int32_t NumberOf(const char* text);
+  // kNone for a text without a number.
+  [[nodiscard]] std::int32_t Find(const std::string& text) const;
   // The empty text for kNone.
   [[nodiscard]] const std::string& TextOf(std::int32_t number) const;
   [[nodiscard]] std::size_t size() const { return texts_.size(); }

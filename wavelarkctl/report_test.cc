@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "optimizer/station_id_generator.h"
 #include "platform/files.h"
 #include "testbed/tool_test.h"
 #include "wavelarkctl/report_levels.h"
@@ -294,6 +295,36 @@ TEST_F(ReportTest, CausesOfSlowness) {
   EXPECT_EQ(level["causes"], json::parse(R"([
       ["after a failed association: status 30", 1], ["association not recorded", 1],
       ["authenticated more than once", 1], ["slow association", 1], ["slow key handshake", 1]])"));
+}
+
+TEST_F(ReportTest, ALogHasSteersThatTheDatabaseDoesNotShow) {
+  const platform::FilePath salt = directory_.path() / "salt";
+  const platform::FilePath log = directory_.path() / "daemon.log";
+  testbed::WriteFile(salt, "secret");
+  std::string id;
+  ASSERT_TRUE(ap::StationIdGenerator(salt).GenerateIdFromText("02:00:00:00:00:01", &id));
+  for (const std::int64_t ms : {0, 9'950, 40'000, 70'001}) {
+    Add(ms, id, WLAN_5000MHZ, "event_type: DISCONNECT rssi_in_dbm: -80");
+  }
+  Store(events_);
+  const std::string steer =
+      ".000000 INFO optimizer/client_steer.cc:1] Steer Client 02:00:00:00:00:01 "
+      "link_quality_metric 20 last_steer_link_quality_metric 0\n";
+  testbed::WriteFile(log, "2026-03-09 00:00:00" + steer + "2026-03-09 00:00:30" + steer +
+                              "2026-03-09 00:01:00" + steer + "2026-03-13 00:00:00" + steer +
+                              "2026-03-09 00:02:00.000000 INFO optimizer/cl");
+  const json data = Data({"--log", log.native(), "--salt", salt.native()});
+  EXPECT_EQ(data["log"], json::parse(R"({"steers": 3, "without_disconnect": 1})"));
+  EXPECT_EQ(data["steers"]["outcomes"], json::parse(R"([["gone", 0, 2]])"));
+  EXPECT_EQ(Data()["steers"]["outcomes"], json::array());
+
+  const Outcome no_salt = ReportPeriod({"--log", log.native(), "--salt", "/nonexistent"});
+  EXPECT_EQ(no_salt.status, 69);
+  testbed::WriteFile(log, "Mar 09 00:00:00 host sshd[1]: hello\n");
+  const Outcome other = ReportPeriod({"--log", log.native(), "--salt", salt.native()});
+  EXPECT_EQ(other.status, 65);
+  EXPECT_EQ(other.err, fmt::format("wavelarkctl: {}: no line of the daemon\n", log.native()));
+  EXPECT_EQ(ReportPeriod({"--log", "/nonexistent"}).status, 69);
 }
 
 TEST_F(ReportTest, BouncesAndMoves) {

@@ -446,6 +446,10 @@ const outcomes = new Map([['better', ['better off', 'green']],
 
 function showSteers() {
   const {outcomes: rows, list} = data.steers;
+  if (data.log) {
+    byId('steers-about').textContent += ` The log has ${plural(data.log.steers, 'steer')}; ` +
+      `${number(data.log.without_disconnect)} had no effect: no disconnect is recorded within 10 s.`;
+  }
   const parent = byId('steers-chart');
   if (!rows.length) {
     parent.append(element('p', {class: 'empty'}, 'No steer is recorded.'));
