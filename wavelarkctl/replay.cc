@@ -19,7 +19,9 @@
 #include "wavelarkctl/commands.h"
 #include "wavelarkctl/decision.h"
 #include "wavelarkctl/human_text.h"
+#include "wavelarkctl/plot_writer.h"
 #include "wavelarkctl/progress.h"
+#include "wavelarkctl/replay_run.h"
 #include "wavelarkctl/replay_summary.h"
 #include "wavelarkctl/replay_text.h"
 #include "wavelarkctl/replayer.h"
@@ -107,36 +109,12 @@ ReplayOptions MakeReplayOptions(const CommandOptions& options) {
 
 void Warn(const std::string& text) { std::cerr << "wavelarkctl: " << text << '\n'; }
 
-// One setting over the trace.
-struct Run {
-  Run(std::string run_name, const ReplayOptions& replay_options)
-      : name(std::move(run_name)), options(replay_options) {}
-
-  std::string name;
-  ReplayOptions options;
-  ReplaySummary summary;
-  std::unique_ptr<Replayer> replayer;
-};
-
-using Runs = std::vector<std::unique_ptr<Run>>;
-
-Runs MakeRuns(const CommandOptions& options) {
-  Runs runs;
-  const ReplayOptions first = MakeReplayOptions(options);
-  runs.push_back(std::make_unique<Run>(options.settings.empty() ? "the defaults" : "--set", first));
-  for (const std::string& file : options.compared_files) {
-    ReplayOptions compared = first;
-    for (const std::string& line : ApplyFlagsFile(file, &compared.settings)) Warn(line);
-    runs.push_back(std::make_unique<Run>(file, compared));
-  }
-  return runs;
-}
-
-// Prints each decision.
-class DecisionPrinter : public ReplayListener {
+// Prints each decision, besides counting them.
+class DecisionPrinter : public ReplaySummary {
  public:
-  void OnJudgement(platform::WallTime time, std::uint32_t /*client*/,
+  void OnJudgement(platform::WallTime time, std::uint32_t client,
                    const ap::StationJudgement& judgement) override {
+    ReplaySummary::OnJudgement(time, client, judgement);
     const ap::SteerInputs& inputs = judgement.inputs;
     std::cout << JsonLine({.time = time,
                            .interface = judgement.interface,
@@ -148,24 +126,28 @@ class DecisionPrinter : public ReplayListener {
                            .why = judgement.verdict})
               << '\n';
   }
-  void OnStay(const Stay& /*stay*/) override {}
 };
 
-void FeedAll(TraceReader& reader, const std::optional<Address>& client, Roster& roster,
-             const std::vector<Replayer*>& replayers) {
-  Progress progress("rows replayed");
-  TraceRow row;
-  while (reader.Next(&row)) {
-    progress.Add();
-    if (client && row.address != *client) continue;
-    const Sighting sighting = {.time = row.time,
-                               .interface = roster.InterfaceNumber(row.interface),
-                               .client = roster.ClientNumber(row.address),
-                               .signal = row.signal,
-                               .is_authorized = row.is_authorized};
-    for (Replayer* replayer : replayers) replayer->Feed(sighting);
+ReplayRun MakeRun(const CommandOptions& options, std::string name, const ReplayOptions& replay) {
+  ReplayRun run = {std::move(name), replay, nullptr, 0};
+  if (options.json) {
+    run.summary = std::make_unique<DecisionPrinter>();
+  } else {
+    run.summary = std::make_unique<ReplaySummary>();
   }
-  for (Replayer* replayer : replayers) replayer->Finish();
+  return run;
+}
+
+std::vector<ReplayRun> MakeRuns(const CommandOptions& options) {
+  std::vector<ReplayRun> runs;
+  const ReplayOptions first = MakeReplayOptions(options);
+  runs.push_back(MakeRun(options, options.settings.empty() ? "the defaults" : "--set", first));
+  for (const std::string& file : options.compared_files) {
+    ReplayOptions compared = first;
+    for (const std::string& line : ApplyFlagsFile(file, &compared.settings)) Warn(line);
+    runs.push_back(MakeRun(options, file, compared));
+  }
+  return runs;
 }
 
 TraceSurvey Survey(TraceReader& reader, const std::optional<Address>& client) {
@@ -182,27 +164,18 @@ ExitStatus Replay(const CommandOptions& options) {
   // The service's own lines are not part of the output.
   platform::InitLog(0, "");
   const std::optional<Address> client = FindClient(options);
-  Runs runs = MakeRuns(options);
+  std::vector<ReplayRun> runs = MakeRuns(options);
   TraceReader reader = OpenTrace(options);
   const TraceSurvey survey = Survey(reader, client);
   Roster roster;
   for (const std::string& interface : survey.interfaces) roster.InterfaceNumber(interface);
-
-  DecisionPrinter printer;
-  std::vector<Replayer*> replayers;
-  for (const auto& run : runs) {
-    ReplayListener* listener = &run->summary;
-    if (options.json) listener = &printer;
-    run->replayer = std::make_unique<Replayer>(run->options, roster, survey.begin, listener);
-    replayers.push_back(run->replayer.get());
-  }
-  FeedAll(reader, client, roster, replayers);
-  if (options.json) return ExitStatus::kOk;
-  std::vector<ReplayOutcome> outcomes;
-  for (const auto& run : runs) {
-    outcomes.push_back({run->name, run->options, run->replayer->polls(), &run->summary});
-  }
-  std::cout << ReplayText(reader.name(), survey, roster, outcomes);
+  std::vector<ReplayListener*> listeners;
+  for (const ReplayRun& run : runs) listeners.push_back(run.summary.get());
+  const ClientFilter filter = client ? ClientFilter{*client} : ClientFilter();
+  const auto polls = ReplayTrace(reader, survey, filter, runs, listeners, roster);
+  for (std::size_t i = 0; i < runs.size(); ++i) runs[i].polls = polls[i];
+  if (!options.plot.empty()) WritePlot(options.plot, reader, survey, runs, client, roster);
+  if (!options.json) std::cout << ReplayText(reader.name(), survey, roster, runs);
   return ExitStatus::kOk;
 }
 
@@ -215,6 +188,8 @@ constexpr char kExamples[] = R"(Examples:
       the defaults and two flags files side by side
   wavelarkctl replay --json office.csv | jq -r 'select(.steered) | .address'
       the addresses of the clients that would have been steered
+  wavelarkctl replay --client 02:00:00:00:00:01 --plot client.svg office.csv
+      a picture of one client; without --client, of those that were steered most
   wavelarkctl replay --walk dips --returns other
       a client that was made up, and that joins the other band when it is steered
 
@@ -254,6 +229,10 @@ void AddOptions(CLI::App& command, CommandOptions& options) {
       ->option_text("COUNT")
       ->check(CLI::Range(1U, 1'000'000U))
       ->needs(walk);
+  command
+      .add_option("--plot", options.plot,
+                  "Draw signal, floor, hysteresis and steers over time, by gnuplot")
+      ->option_text("FILE.svg");
   command.add_flag("--json", options.json, "Print a JSON object for each client and poll")
       ->excludes(compare)
       ->option_text(" ");

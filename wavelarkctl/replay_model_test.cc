@@ -62,9 +62,13 @@ void SortPolls(Lines& lines) {
   }
 }
 
+struct Row : Sighting {
+  WallTime time;
+};
+
 struct Trace {
   ReplayOptions options;
-  std::vector<Sighting> rows;
+  std::vector<Row> rows;
 };
 
 class TraceMaker {
@@ -117,12 +121,13 @@ class TraceMaker {
     }
   }
 
-  Sighting MakeRow(WallTime time) {
-    Sighting row = {.time = time,
-                    .interface = static_cast<std::uint32_t>(Roll(0, 9) / 6),
-                    .client = static_cast<std::uint32_t>(Roll(0, 5)),
-                    .signal = static_cast<std::int8_t>(Roll(-110, -20)),
-                    .is_authorized = Roll(0, 9) > 0};
+  Row MakeRow(WallTime time) {
+    Row row;
+    row.time = time;
+    row.interface = static_cast<std::uint32_t>(Roll(0, 9) / 6);
+    row.client = static_cast<std::uint32_t>(Roll(0, 5));
+    row.signal = static_cast<std::int8_t>(Roll(-110, -20));
+    row.is_authorized = Roll(0, 9) > 0;
     if (Roll(0, 30) == 0) row.signal.reset();
     return row;
   }
@@ -220,7 +225,10 @@ Outcome Replay(const Trace& trace) {
   for (std::uint8_t number = 0; number < 6; ++number) roster.ClientNumber({2, 0, 0, 0, 0, number});
   Journal journal;
   Replayer replayer(trace.options, roster, trace.rows.front().time, &journal);
-  for (const Sighting& row : trace.rows) replayer.Feed(row);
+  for (const Row& row : trace.rows) {
+    replayer.MoveTo(row.time);
+    replayer.Feed(row);
+  }
   replayer.Finish();
   return journal.outcome;
 }

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "platform/files.h"
 #include "testbed/temporary_directory.h"
 #include "testbed/tool_test.h"
 #include "wavelarkctl/trace_row.h"
@@ -156,6 +158,69 @@ TEST_F(ReplayTest, ATimeThatGoesBackIsReported) {
   EXPECT_EQ(outcome.status, 0);
   EXPECT_THAT(outcome.err, StartsWith("wavelarkctl: " + back + ":18: the time goes back"));
   EXPECT_THAT(Squeeze(outcome.out), HasSubstr("\n polls 16\n"));
+}
+
+class PlotTest : public ReplayTest {
+ protected:
+  void SetUp() override {
+    if (std::system("gnuplot --version >/dev/null") != 0) GTEST_SKIP() << "gnuplot is missing";
+  }
+  static std::ptrdiff_t CountOf(const std::string& text, const std::string& word) {
+    std::ptrdiff_t count = 0;
+    for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) {
+      ++count;
+    }
+    return count;
+  }
+
+  const std::string plot_ = (directory_.path() / "plot.svg").native();
+};
+
+TEST_F(PlotTest, AClientIsDrawnForEachSetting) {
+  const std::string low = Write("low.conf", "clientSteeringRootLqmFloor=10\n");
+  const Outcome outcome = Run({"replay", "--compare", low, "--plot", plot_, trace_});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.out, Run({"replay", "--compare", low, trace_}).out);
+  const std::string svg = *platform::ReadFileToString(plot_);
+  EXPECT_THAT(svg,
+              AllOf(HasSubstr("<svg"), HasSubstr("</svg>"), HasSubstr("average signal (dBm)")));
+  EXPECT_THAT(svg, HasSubstr("02:00:00:00:00:01, the defaults: 1 steer<"));
+  EXPECT_THAT(svg, HasSubstr("02:00:00:00:00:01, " + low + ": 0 steers<"));
+}
+
+TEST_F(PlotTest, ThoseThatWereSteeredMostAreDrawn) {
+  const Outcome outcome = Run({"replay", "--walk", "crowd", "--crowd", "60", "--plot", plot_});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  const std::string svg = *platform::ReadFileToString(plot_);
+  EXPECT_EQ(CountOf(svg, " steers<") + CountOf(svg, " steer<"), 24);
+  // The first row of the table of clients.
+  const std::size_t first = outcome.out.find("02:00:");
+  EXPECT_THAT(svg, HasSubstr(outcome.out.substr(first, 17) + ": "));
+}
+
+TEST_F(PlotTest, JsonIsPrintedBesides) {
+  const Outcome outcome = Run({"replay", "--json", "--plot", plot_, trace_});
+  EXPECT_EQ(outcome.out, Run({"replay", "--json", trace_}).out);
+  EXPECT_THAT(*platform::ReadFileToString(plot_), HasSubstr(": 1 steer<"));
+}
+
+TEST_F(PlotTest, AFileThatCannotBeWrittenIsReported) {
+  const Outcome outcome = Run({"replay", "--plot", "/nowhere/plot.svg", trace_});
+  EXPECT_EQ(outcome.status, 69);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_THAT(outcome.err, HasSubstr("/nowhere/plot.svg: No such file"));
+}
+
+TEST_F(ReplayTest, APlotNeedsGnuplot) {
+  const std::string path = getenv("PATH");
+  setenv("PATH", directory_.path().c_str(), 1);
+  const Outcome outcome = Run({"replay", "--plot", (directory_.path() / "p.svg").native(), trace_});
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_EQ(outcome.status, 69);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, "wavelarkctl: gnuplot: not found; the package is gnuplot-nox\n");
+  EXPECT_FALSE(platform::PathExists(directory_.path() / "p.svg"));
 }
 
 struct Mistake {

@@ -49,77 +49,72 @@ std::string ReturnsText(Returns returns) {
 // One line of the comparison.
 struct Line {
   std::string name;
-  std::function<std::string(const ReplayOutcome& outcome)> text;
+  std::function<std::string(const ReplayRun& run)> text;
 };
 
 const std::vector<Line>& SettingLines() {
   static const std::vector<Line> lines = {
       {"steering",
-       [](const ReplayOutcome& outcome) {
-         return std::string(outcome.options.settings.is_enabled ? "enabled" : "disabled");
+       [](const ReplayRun& run) {
+         return std::string(run.options.settings.is_enabled ? "enabled" : "disabled");
        }},
       {"floor",
-       [](const ReplayOutcome& outcome) {
-         return fmt::to_string(LimitsOf(outcome.options.settings.policy).lqm_floor);
+       [](const ReplayRun& run) {
+         return fmt::to_string(LimitsOf(run.options.settings.policy).lqm_floor);
        }},
       {"hysteresis",
-       [](const ReplayOutcome& outcome) {
-         return fmt::to_string(outcome.options.settings.policy.lqm_hysteresis);
+       [](const ReplayRun& run) {
+         return fmt::to_string(run.options.settings.policy.lqm_hysteresis);
        }},
       {"steer interval",
-       [](const ReplayOutcome& outcome) {
-         return platform::FormatTimeSpan(outcome.options.settings.policy.steer_interval);
+       [](const ReplayRun& run) {
+         return platform::FormatTimeSpan(run.options.settings.policy.steer_interval);
        }},
       {"poll interval",
-       [](const ReplayOutcome& outcome) {
-         return platform::FormatTimeSpan(outcome.options.settings.policy.poll_interval);
+       [](const ReplayRun& run) {
+         return platform::FormatTimeSpan(run.options.settings.policy.poll_interval);
        }},
-      {"returns",
-       [](const ReplayOutcome& outcome) { return ReturnsText(outcome.options.returns); }},
+      {"returns", [](const ReplayRun& run) { return ReturnsText(run.options.returns); }},
   };
   return lines;
 }
 
 std::vector<Line> OutcomeLines() {
   std::vector<Line> lines = {
-      {"polls", [](const ReplayOutcome& outcome) { return fmt::to_string(outcome.polls); }},
-      {"decisions",
-       [](const ReplayOutcome& outcome) { return fmt::to_string(outcome.summary->judgements()); }},
+      {"polls", [](const ReplayRun& run) { return fmt::to_string(run.polls); }},
+      {"decisions", [](const ReplayRun& run) { return fmt::to_string(run.summary->judgements()); }},
   };
   for (const SteerVerdict verdict : kVerdicts) {
-    lines.push_back(
-        {fmt::format("  {}", WhyText(verdict)), [verdict](const ReplayOutcome& outcome) {
-           return fmt::to_string(outcome.summary->CountOf(verdict));
-         }});
+    lines.push_back({fmt::format("  {}", WhyText(verdict)), [verdict](const ReplayRun& run) {
+                       return fmt::to_string(run.summary->CountOf(verdict));
+                     }});
   }
-  lines.insert(lines.end(),
-               {{"clients steered",
-                 [](const ReplayOutcome& outcome) {
-                   return fmt::to_string(outcome.summary->SteeredClients());
-                 }},
-                {"steers per client and hour",
-                 [](const ReplayOutcome& outcome) { return RateText(outcome.summary->Total()); }},
-                {"time below the floor",
-                 [](const ReplayOutcome& outcome) {
-                   const ClientSummary total = outcome.summary->Total();
-                   return ShareText(total.below_floor, total.present);
-                 }},
-                {"longest chain of steers", [](const ReplayOutcome& outcome) {
-                   return fmt::to_string(outcome.summary->Total().longest_chain);
-                 }}});
+  lines.insert(
+      lines.end(),
+      {{"clients steered",
+        [](const ReplayRun& run) { return fmt::to_string(run.summary->SteeredClients()); }},
+       {"steers per client and hour",
+        [](const ReplayRun& run) { return RateText(run.summary->Total()); }},
+       {"time below the floor",
+        [](const ReplayRun& run) {
+          const ClientSummary total = run.summary->Total();
+          return ShareText(total.below_floor, total.present);
+        }},
+       {"longest chain of steers",
+        [](const ReplayRun& run) { return fmt::to_string(run.summary->Total().longest_chain); }}});
   return lines;
 }
 
-std::string ComparisonText(const std::vector<ReplayOutcome>& outcomes) {
+std::string ComparisonText(const std::vector<ReplayRun>& runs) {
   Rows rows = {{"SETTINGS"}};
   std::vector<std::size_t> right;
-  for (const ReplayOutcome& outcome : outcomes) {
+  for (const ReplayRun& run : runs) {
     right.push_back(rows.front().size());
-    rows.front().push_back(outcome.name);
+    rows.front().push_back(run.name);
   }
   const auto add = [&](const Line& line) {
     rows.push_back({line.name});
-    for (const ReplayOutcome& outcome : outcomes) rows.back().push_back(line.text(outcome));
+    for (const ReplayRun& run : runs) rows.back().push_back(line.text(run));
   };
   for (const Line& line : SettingLines()) add(line);
   rows.push_back({"OUTCOME"});
@@ -158,14 +153,14 @@ std::string SteersText(const ReplaySummary& summary, const Roster& roster) {
 }  // namespace
 
 std::string ReplayText(const std::string& trace_name, const TraceSurvey& survey,
-                       const Roster& roster, const std::vector<ReplayOutcome>& outcomes) {
+                       const Roster& roster, const std::vector<ReplayRun>& runs) {
   std::string text =
       fmt::format("{}: {} of {}, {} to {}\n\n{}", trace_name, Count(survey.rows, "row"),
                   Count(survey.clients, "client"), FormatLocalSeconds(survey.begin),
-                  FormatLocalSeconds(survey.end), ComparisonText(outcomes));
-  const ReplaySummary& first = *outcomes.front().summary;
+                  FormatLocalSeconds(survey.end), ComparisonText(runs));
+  const ReplaySummary& first = *runs.front().summary;
   if (first.CountOf(SteerVerdict::kSteered) == 0) return text;
-  if (outcomes.size() > 1) text += fmt::format("\nWith {}:\n", outcomes.front().name);
+  if (runs.size() > 1) text += fmt::format("\nWith {}:\n", runs.front().name);
   text += fmt::format("\n{}\n{}", ClientsText(first, roster), SteersText(first, roster));
   return text;
 }

@@ -5,25 +5,16 @@
 #include <string>
 #include <vector>
 
-#include "wavelarkctl/replay_summary.h"
-#include "wavelarkctl/replayer.h"
+#include "wavelarkctl/replay_run.h"
 #include "wavelarkctl/roster.h"
 #include "wavelarkctl/trace_survey.h"
 
 namespace orvane::wavelarkctl {
 
-// A replay that is over.
-struct ReplayOutcome {
-  std::string name;  // of its settings
-  ReplayOptions options;
-  std::uint64_t polls = 0;
-  const ReplaySummary* summary = nullptr;
-};
-
 // For people: the settings and their outcomes side by side, then the clients that were steered most
-// and the first steers, both with the first settings. There is at least one outcome.
+// and the first steers, both with the first settings. There is at least one run.
 std::string ReplayText(const std::string& trace_name, const TraceSurvey& survey,
-                       const Roster& roster, const std::vector<ReplayOutcome>& outcomes);
+                       const Roster& roster, const std::vector<ReplayRun>& runs);
 
 }  // namespace orvane::wavelarkctl
 

@@ -90,7 +90,6 @@ Replayer::Replayer(const ReplayOptions& options, Roster& roster, WallTime start,
 Replayer::~Replayer() = default;
 
 void Replayer::Feed(const Sighting& sighting) {
-  MoveTo(sighting.time);
   if (sighting.client >= clients_.size()) clients_.resize(sighting.client + 1);
   Client& client = clients_[sighting.client];
   if (client.sample != sample_) {

@@ -35,7 +35,6 @@ struct ReplayOptions {
 
 // A row of a trace, with the numbers of its names in the roster.
 struct Sighting {
-  platform::WallTime time;
   std::uint32_t interface;
   std::uint32_t client;
   std::optional<std::int8_t> signal;
@@ -82,7 +81,8 @@ class Replayer {
   Replayer& operator=(const Replayer&) = delete;
   ~Replayer();
 
-  // The rows in the order of the trace.
+  // Each row of the trace, in its order: first its time, then the row unless it is left out.
+  void MoveTo(platform::WallTime time);
   void Feed(const Sighting& sighting);
   // After the last row.
   void Finish();
@@ -108,7 +108,6 @@ class Replayer {
     std::vector<Place> places;
   };
 
-  void MoveTo(platform::WallTime time);
   // The time of the row that is being fed.
   platform::MonotonicTime Now() const;
   // Lets the wall clock pass a time in which no client is there to be judged. Returns what is left

@@ -64,8 +64,8 @@ class ReplayerTest : public ::testing::Test {
     while (roster_.clients().size() <= client) {
       roster_.ClientNumber({2, 0, 0, 0, 0, static_cast<std::uint8_t>(roster_.clients().size())});
     }
-    replayer().Feed(
-        {kStart + time, interface, client, static_cast<std::int8_t>(signal), is_authorized});
+    replayer().MoveTo(kStart + time);
+    replayer().Feed({interface, client, static_cast<std::int8_t>(signal), is_authorized});
   }
 
   // A row in every ten seconds, from `begin` to `end`.
@@ -140,7 +140,8 @@ TEST_F(ReplayerTest, WhoIsNotAuthorizedIsNotJudged) {
 
 TEST_F(ReplayerTest, ARowWithoutASignalHasTheBestMetric) {
   See(0s, -50);
-  replayer().Feed({kStart + 60s, 0, 0, std::nullopt, true});
+  replayer().MoveTo(kStart + 60s);
+  replayer().Feed({0, 0, std::nullopt, true});
   EXPECT_THAT(Decisions(), ElementsAre("1m 0 a 100 new"));
 }
 

@@ -1,0 +1,24 @@
+#ifndef WAVELARKCTL_PLOT_WRITER_H_
+#define WAVELARKCTL_PLOT_WRITER_H_
+
+#include <optional>
+#include <vector>
+
+#include "platform/files.h"
+#include "wavelarkctl/replay_run.h"
+#include "wavelarkctl/roster.h"
+#include "wavelarkctl/trace_reader.h"
+#include "wavelarkctl/trace_survey.h"
+
+namespace orvane::wavelarkctl {
+
+// Draws a client over time, or if there is none the clients that were steered most, with the
+// settings of each run. Replays their rows once more for that. The runs have their summaries.
+// Throws a Failure (kUnavailable) if gnuplot is missing, or the file can't be written.
+void WritePlot(const platform::FilePath& file, TraceReader& reader, const TraceSurvey& survey,
+               const std::vector<ReplayRun>& runs, const std::optional<Address>& client,
+               Roster& roster);
+
+}  // namespace orvane::wavelarkctl
+
+#endif  // WAVELARKCTL_PLOT_WRITER_H_

@@ -1,0 +1,39 @@
+#ifndef WAVELARKCTL_REPLAY_RUN_H_
+#define WAVELARKCTL_REPLAY_RUN_H_
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "wavelarkctl/replay_summary.h"
+#include "wavelarkctl/replayer.h"
+#include "wavelarkctl/roster.h"
+#include "wavelarkctl/trace_reader.h"
+#include "wavelarkctl/trace_survey.h"
+
+namespace orvane::wavelarkctl {
+
+// One of the settings with which a trace is replayed, and what came of it.
+struct ReplayRun {
+  std::string name;
+  ReplayOptions options;
+  std::unique_ptr<ReplaySummary> summary;
+  std::uint64_t polls = 0;
+};
+
+// The clients whose rows are replayed; if empty, all.
+using ClientFilter = std::set<Address>;
+
+// Replays the rest of a trace with the settings of each run, and tells the listener of the same
+// number. Returns the polls of each. The roster begins with the interfaces of the survey.
+std::vector<std::uint64_t> ReplayTrace(TraceReader& reader, const TraceSurvey& survey,
+                                       const ClientFilter& filter,
+                                       const std::vector<ReplayRun>& runs,
+                                       const std::vector<ReplayListener*>& listeners,
+                                       Roster& roster);
+
+}  // namespace orvane::wavelarkctl
+
+#endif  // WAVELARKCTL_REPLAY_RUN_H_
