@@ -27,7 +27,7 @@ std::string FlagsText(const FlagMap& flags) {
   return text;
 }
 
-// The number behind `key` in the `index`-th line of the recorder's output that is a record.
+// Returns the number behind `key` in record line `index` of the recorder's output.
 std::int64_t NumberInRecordLine(const std::string& output, std::size_t index,
                                 std::string_view key) {
   std::size_t at = 0;
@@ -42,7 +42,7 @@ std::int64_t NumberInRecordLine(const std::string& output, std::size_t index,
 }  // namespace
 
 AccessPoint::AccessPoint() {
-  // A test without a bus must not find the machine's.
+  // A test without a bus must not reach the machine's bus.
   setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/run/no-bus", /*replace=*/1);
   const Failure failure = notify_socket_.Open();
   CHECK(!failure.has_value()) << *failure;
@@ -53,7 +53,7 @@ AccessPoint::~AccessPoint() {
     std::cerr << "--- the daemon's log\n" << daemon_->err().Text() << "---\n";
   }
   daemon_.reset();
-  // The namespace outlives the test when several run in one process.
+  // Several tests in one process share the namespace.
   std::error_code ignored;
   std::filesystem::remove_all(kControlDirectory, ignored);
   std::filesystem::remove_all("/var/lib/ap", ignored);
@@ -69,7 +69,7 @@ std::string AccessPoint::NextNotice(Milliseconds timeout) {
 void AccessPoint::StartBus() { bus_.emplace(); }
 
 void AccessPoint::StartFlags(const FlagMap& flags, const Arguments& options) {
-  // One that still runs would signal what its successor is to publish.
+  // The earlier service would signal the flags of the new one.
   flags_.reset();
   const platform::FilePath file = directory() / "flags";
   WriteFile(file, FlagsText(flags));

@@ -23,7 +23,7 @@ using platform::ScopedFd;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-// How often captured output is looked at: nobody tells us of a write to it.
+// Interval between reads of captured output, since a write to it causes no event.
 constexpr milliseconds kPollInterval(2);
 
 milliseconds TimeLeft(Clock::time_point deadline) {
@@ -31,13 +31,13 @@ milliseconds TimeLeft(Clock::time_point deadline) {
   return std::max(left, milliseconds(0));
 }
 
-// Whether the process ends within `timeout`. A pidfd is readable once it has.
+// Returns whether the process ends within `timeout`. A pidfd is readable once it has ended.
 bool WaitForPidfd(int pidfd, milliseconds timeout) {
   pollfd watched = {.fd = pidfd, .events = POLLIN, .revents = 0};
   return poll(&watched, 1, static_cast<int>(timeout.count())) > 0;
 }
 
-// The process's own variables with `changes` on top, each as "name=value".
+// Returns this process's variables with `changes` added, each as "name=value".
 std::vector<std::string> MergeEnvironment(const ChildProcess::Environment& changes) {
   std::vector<std::string> merged;
   for (char** variable = environ; *variable != nullptr; ++variable) {
@@ -48,7 +48,7 @@ std::vector<std::string> MergeEnvironment(const ChildProcess::Environment& chang
   return merged;
 }
 
-// As exec wants them; valid as long as `texts`.
+// Returns the arguments for exec, valid as long as `texts`.
 std::vector<const char*> Pointers(const std::vector<std::string>& texts) {
   std::vector<const char*> pointers;
   for (const std::string& text : texts) pointers.push_back(text.c_str());
@@ -73,7 +73,7 @@ void CapturedOutput::ReadMore() {
   }
 }
 
-// Looks at the whole lines from `*searched` on, and moves it past those that don't match.
+// Searches the whole lines from `*searched` on, and moves it past those that don't match.
 std::optional<std::string> CapturedOutput::TakeLine(std::string_view text, std::size_t* searched) {
   for (;;) {
     const std::size_t end = text_.find('\n', *searched);
@@ -92,7 +92,7 @@ std::optional<std::string> CapturedOutput::WaitForLine(std::string_view text,
   const Clock::time_point deadline = Clock::now() + timeout;
   std::size_t searched = next_line_;
   for (;;) {
-    // Asked before reading, so that a child's last words are not missed.
+    // Checked before reading, so that the child's last lines are not missed.
     const bool ended = WaitForPidfd(pidfd_, milliseconds(0));
     ReadMore();
     if (std::optional<std::string> line = TakeLine(text, &searched)) return line;
@@ -118,7 +118,7 @@ std::size_t CapturedOutput::Count(std::string_view text) {
 std::unique_ptr<ChildProcess> ChildProcess::Start(const Arguments& arguments,
                                                   const Environment& environment,
                                                   std::string* error) {
-  // Between fork and exec nothing may allocate, so all is laid out before.
+  // Nothing may allocate between fork and exec, so everything is prepared before.
   const std::vector<std::string> variables = MergeEnvironment(environment);
   const std::vector<const char*> argument_pointers = Pointers(arguments);
   const std::vector<const char*> variable_pointers = Pointers(variables);
@@ -148,11 +148,11 @@ std::unique_ptr<ChildProcess> ChildProcess::Start(const Arguments& arguments,
   return nullptr;
 }
 
-// In the child. Doesn't return.
+// Runs in the child. Never returns.
 void ChildProcess::Exec(const char* const* arguments, const char* const* environment, pid_t parent,
                         int error_pipe) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != parent) _exit(EXIT_FAILURE);  // it died before we asked
+  if (getppid() != parent) _exit(EXIT_FAILURE);  // the parent died before prctl
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);

@@ -45,7 +45,7 @@ TEST(ChildProcessTest, WaitsForLinesInOrder) {
   auto child = StartShell("echo a 1; echo b; sleep 0.05; echo a 2; printf 'a 3'; exec sleep 100");
   EXPECT_EQ(child->out().WaitForLine("a", kLongEnough), "a 1");
   EXPECT_EQ(child->out().WaitForLine("a", kLongEnough), "a 2");
-  // A line that has not ended is not one yet.
+  // Text without a line end is not a line yet.
   EXPECT_EQ(child->out().WaitForLine("a", kShort), std::nullopt);
   EXPECT_EQ(child->out().Count("a"), 3U);
 }
@@ -84,7 +84,7 @@ TEST(ChildProcessTest, BeginsWithNoSignalBlocked) {
   sigemptyset(&blocked);
   sigaddset(&blocked, SIGUSR1);
   sigprocmask(SIG_BLOCK, &blocked, &before);
-  // Without a shell, which would have a mask of its own.
+  // Without a shell, which sets its own signal mask.
   std::string error;
   auto child = ChildProcess::Start({"grep", "SigBlk", "/proc/self/status"}, {}, &error);
   sigprocmask(SIG_SETMASK, &before, nullptr);
@@ -121,7 +121,7 @@ TEST(ChildProcessTest, ChildEndsWithItsParent) {
   ASSERT_EQ(waitpid(parent, &status, 0), parent);
   const int child = std::stoi(platform::ReadFileToString(pid_file).value_or("0"));
   ASSERT_GT(child, 1);
-  // A dead orphan that init has not reaped yet still has a number, but no program any more.
+  // A dead orphan that init has not reaped yet still has a pid, but no program.
   const platform::FilePath program = "/proc/" + std::to_string(child) + "/exe";
   const auto is_running = [&] {
     std::error_code error;

@@ -44,7 +44,7 @@ std::string PeerAddress::Bytes() const {
 std::string PeerAddress::Text() const {
   if (!has_name()) return "nobody";
   std::string name = Bytes();
-  if (name.front() != '\0') return name.c_str();  // a path ends at its zero byte
+  if (name.front() != '\0') return name.c_str();  // a path ends at its null byte
   name.front() = '@';
   return name.substr(0, name.find_last_not_of('\0') + 1);
 }
@@ -75,7 +75,7 @@ Failure ControlSocket::Open() {
   return std::nullopt;
 }
 
-// For the owner and the group, whatever the umask, as hostapd has it.
+// For owner and group, whatever the umask, like hostapd.
 bool ControlSocket::Bind() {
   const sockaddr_un address = UnixAddress(path_.native());
   return bind(fd(), Generic(address), sizeof(address)) == 0 &&

@@ -6,7 +6,7 @@
 namespace orvane::testbed {
 namespace {
 
-// "DATE TIME SEVERITY SOURCE] TEXT"
+// Parses "DATE TIME SEVERITY SOURCE] TEXT".
 LogLine ParseLine(std::string_view line) {
   constexpr std::size_t kDateLength = sizeof("2000-01-01 00:00:00.000000 ") - 1;
   constexpr std::size_t kDotAt = sizeof("2000-01-01 00:00:00") - 1;

@@ -1,5 +1,5 @@
-// The daemon, whole, on a kernel that is played: it sees the wireless interfaces and stations that
-// a file tells.
+// Runs the whole daemon on a simulated kernel, whose wireless interfaces and stations come from a
+// file.
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -26,13 +26,14 @@
 namespace orvane::testbed {
 namespace {
 
-// The fake kernel, with the contents of a file. The file is read whenever the index of an interface
-// is looked up. Every poll of an interface begins so, hence a poll never shows an older file.
+// The simulated kernel with the contents of a file. The file is read at every look-up of an
+// interface's index. Every poll of an interface starts with one, so a poll never uses an older
+// file.
 class StationsFileKernel : public platform::NetlinkKernel {
  public:
   explicit StationsFileKernel(platform::FilePath file) : file_(std::move(file)) {}
 
-  // After a failure all is as it was before.
+  // A failure leaves everything unchanged.
   Failure Load() {
     const std::optional<std::string> text = platform::ReadFileToString(file_);
     if (!text) return "Can't read " + file_.native();
@@ -54,7 +55,7 @@ class StationsFileKernel : public platform::NetlinkKernel {
   }
 
  private:
-  // Those that the kernel has had since the last time.
+  // Logs the kernel's requests since the last call.
   void LogRequests() {
     for (const auto& request : kernel_.requests()) {
       VLOG(1) << "Netlink request " << request.header.sequence << " on socket "
@@ -74,7 +75,7 @@ class StationsFileKernel : public platform::NetlinkKernel {
   }
 
   void Apply(KernelFaults faults) {
-    // Setting it ends a dump that is under way.
+    // Changing it ends a running dump.
     if (faults.is_silent != faults_.is_silent) kernel_.SetSilent(faults.is_silent);
     kernel_.SetDumpInterrupted(faults.interrupts_dumps);
     kernel_.SetLosingParts(faults.loses_parts);

@@ -20,10 +20,10 @@ constexpr std::array<std::string_view, 6> kStations = {
     "dc:a6:32:10:20:04", "00:1e:42:10:20:05", "8e:41:9a:10:20:06",
 };
 
-// What the last station is known by elsewhere: its hardware address, while it uses a random one.
+// The hardware address of the last station, which uses a random address.
 constexpr std::string_view kKnownAs = " client_mac:8c:85:90:10:20:06";
 
-// One visit for each way to leave. The status is that of the association.
+// One visit for each way to leave. `status` is the status code of the association.
 struct Departure {
   std::string_view reason;
   bool associated;
@@ -71,7 +71,7 @@ auto Cycle(const Table& table, std::size_t index) {
   return table[index % table.size()];
 }
 
-// Writes the lines of one station's visit, one after the other.
+// Writes the lines of one station's visit in order.
 class Visit {
  public:
   Visit(std::size_t number, platform::WallTime start, std::vector<TimedLine>* lines)
@@ -131,7 +131,7 @@ class Visit {
 
   void Wait(int pause_ms) { time_ += milliseconds(pause_ms); }
 
-  // `attributes` begins with a blank, or is empty.
+  // `attributes` begins with a space, or is empty.
   void Say(std::string_view name, std::string_view attributes) {
     lines_->push_back({.at = time_, .line = fmt::format("<3>{} {}{}", name, station_, attributes)});
   }

@@ -16,7 +16,8 @@ using ::testing::IsSupersetOf;
 
 constexpr platform::WallTime kStart(std::chrono::seconds(1'700'000'000));
 
-// The values of each attribute in the lines of events with this name; all events when it is empty.
+// Returns the values of each attribute in the lines of this event, or of all events if `event` is
+// empty.
 std::multimap<std::string, std::string> Attributes(std::string_view event) {
   std::multimap<std::string, std::string> attributes;
   for (const TimedLine& timed : EventDay(kStart)) {

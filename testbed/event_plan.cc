@@ -31,7 +31,7 @@ bool ParseSeconds(std::string_view word, TimeSpan* at) {
   return true;
 }
 
-// What is wrong with the line; nothing when it has been taken.
+// Returns the problem, or nothing if the line was added.
 Failure TakeScriptLine(std::string_view text, const std::vector<std::string>& interfaces,
                        Script* script) {
   TimedLine line;
@@ -112,7 +112,7 @@ Failure ParseScript(std::string_view text, const std::vector<std::string>& inter
     if (line.ends_with('\r')) line.remove_suffix(1);
     const std::string_view trimmed = TrimBlanks(line);
     if (trimmed.empty() || trimmed.front() == '#') continue;
-    // Blanks at the end belong to the event line.
+    // Trailing spaces belong to the event line.
     line.remove_prefix(static_cast<std::size_t>(trimmed.data() - line.data()));
     if (const Failure failure = TakeScriptLine(line, interfaces, script)) {
       return fmt::format("line {}: {}", number, *failure);

@@ -8,7 +8,7 @@ namespace {
 
 using platform::TimeSpan;
 
-// After these many lines commands and signals have their turn.
+// Commands and signals are served after so many lines.
 constexpr int kLinesPerTurn = 64;
 
 }  // namespace
@@ -36,8 +36,8 @@ bool EventPlayer::Detach(const PeerAddress& listener) {
 
 void EventPlayer::PlayDueLines() {
   for (int played = 0; played < kLinesPerTurn; ++played) {
-    if (plan_.waits_for_listener && listeners_.empty()) return;  // Attach goes on
-    if (!IsDue()) return;                                        // and so does the timer
+    if (plan_.waits_for_listener && listeners_.empty()) return;  // Attach continues
+    if (!IsDue()) return;                                        // the timer continues
     if (!PlayLine()) break;
     if (next_ == plan_.count) {
       on_done_();
@@ -47,7 +47,7 @@ void EventPlayer::PlayDueLines() {
   timer_.Start(TimeSpan(0), [this] { PlayDueLines(); });
 }
 
-// Whether the next line is due; otherwise the timer waits for it.
+// Returns whether the next line is due. Otherwise starts the timer for it.
 bool EventPlayer::IsDue() {
   if (!line_) line_ = plan_.line(next_);
   const TimeSpan left = std::chrono::ceil<TimeSpan>(*started_at_ + line_->at - Clock::now());
@@ -56,12 +56,12 @@ bool EventPlayer::IsDue() {
   return false;
 }
 
-// Whether everybody has had the line, so that the next one can come.
+// Returns whether every listener has received the line.
 bool EventPlayer::PlayLine() {
   if (!waiting_) waiting_ = listeners_;
   if (!SendToWaiting()) return false;
   waiting_.reset();
-  // The last listener may have gone while it was sent to: the line then waits for another.
+  // The last listener may have disappeared during the send: the line then waits for another one.
   if (plan_.waits_for_listener && listeners_.empty()) return false;
   line_.reset();
   ++next_;

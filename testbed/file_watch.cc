@@ -20,8 +20,8 @@ FileWatch::FileWatch(platform::Loop& loop, const platform::FilePath& file,
 
 Failure FileWatch::Start() {
   inotify_ = platform::ScopedFd(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-  // The directory is watched, since a watch on the file would be lost with the file. That it has
-  // been created is no news yet: it still has to be written.
+  // Watches the directory, since a watch on the file would be lost with the file. Creation alone is
+  // not reported: the file still has to be written.
   constexpr std::uint32_t kChanges = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE;
   if (inotify_add_watch(inotify_.get(), directory_.c_str(), kChanges | IN_ONLYDIR) < 0) {
     return "Can't watch " + directory_.native() + ": " + platform::SystemErrorText(errno);

@@ -7,7 +7,7 @@
 namespace orvane::testbed {
 namespace {
 
-// What is wrong with the line; empty when it has been taken.
+// Returns the problem, or an empty text if the line was added.
 std::string TakeLine(std::string_view line, FlagMap* flags) {
   if (!IsBusString(line)) return "not UTF-8";
   const std::size_t separator = line.find('=');

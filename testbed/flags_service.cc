@@ -17,7 +17,7 @@ constexpr char kProperty[] = "Flags";
 constexpr char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
 constexpr char kGetAll[] = "GetAll";
 
-// The member, when the call reads our property: Get for it or GetAll for its interface.
+// Returns the member if the call reads the flags: Get of the property, or GetAll of its interface.
 std::optional<std::string> ReadingMember(sd_bus_message* call) {
   const char* interface = nullptr;
   const char* property = nullptr;
@@ -53,8 +53,9 @@ Failure FlagsService::Start() {
   if (Failure failure = watch_.Start()) return failure;
   ReadFile();
   if (Failure failure = peer_.Connect()) return failure;
-  // sd-bus answers Get and GetAll from the vtable, always properly. To be able to answer late or
-  // wrongly we see these calls before it does; the rest of the object stays its business.
+  // sd-bus answers Get and GetAll from the vtable, always at once and correctly. This handler gets
+  // these calls first, so that answers can be late or wrong. sd-bus handles all other calls of the
+  // object.
   sd_bus_slot* slot = nullptr;
   MustSucceed(sd_bus_add_object(peer_.bus(), &slot, kPath, &OnPropertiesCall, this));
   object_slot_.reset(slot);
@@ -90,7 +91,7 @@ int FlagsService::OnPropertiesCall(sd_bus_message* call, void* self,
   const std::optional<std::string> member = ReadingMember(call);
   if (!member) {
     MustSucceed(sd_bus_message_rewind(call, 1));
-    return 0;  // not ours: goes on to sd-bus
+    return 0;  // not ours: sd-bus continues
   }
   const char* sender = sd_bus_message_get_sender(call);
   service->tell_(fmt::format("asked by {}: {}", sender == nullptr ? "a peer" : sender, *member));
@@ -98,7 +99,7 @@ int FlagsService::OnPropertiesCall(sd_bus_message* call, void* self,
   return 1;
 }
 
-// For whoever asks for the properties of all interfaces at once.
+// For clients that request the properties of all interfaces at once.
 int FlagsService::OnGetProperty(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
                                 const char* /*property*/, sd_bus_message* reply, void* self,
                                 sd_bus_error* /*error*/) noexcept {

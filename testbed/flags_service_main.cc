@@ -1,4 +1,4 @@
-// Serves the run-time switches of the access point from a text file.
+// Publishes the run-time switches of the access point from a text file.
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>

@@ -25,10 +25,11 @@ constexpr char kName[] = "org.velmora.ap.Flags";
 constexpr char kPath[] = "/org/velmora/ap/Flags";
 constexpr char kProperties[] = "org.freedesktop.DBus.Properties";
 
-// What a message says about the property "Flags".
+// The property "Flags" in a message.
 struct Value {
-  std::string error;      // the name of the error, in place of everything else
-  std::string signature;  // of what is in the property's variant; "v" and that of the inner one
+  std::string error;      // name of the error, if the message is one
+  std::string signature;  // of the contents of the property's variant; "v" and the inner one's for
+                          // a nested variant
   Pairs pairs;            // if it is a map of strings
 };
 
@@ -110,7 +111,7 @@ class FlagsServiceTest : public ::testing::Test {
     return 0;
   }
 
-  // The value of the next signal.
+  // Returns the value in the next signal.
   Value NextChange() {
     const auto deadline = std::chrono::steady_clock::now() + kLongEnough;
     while (changes_.empty() && std::chrono::steady_clock::now() < deadline) {
@@ -160,7 +161,7 @@ TEST_F(FlagsServiceTest, TheRestOfTheObjectIsAsUsual) {
   MustSucceed(sd_bus_message_read(reply, "s", &xml));
   EXPECT_THAT(xml, ::testing::HasSubstr(R"(<property name="Flags" type="a{ss}")"));
   sd_bus_message_unref(reply);
-  // All interfaces at once.
+  // Requests all interfaces at once.
   MustSucceed(sd_bus_call_method(client_.get(), kName, kPath, kProperties, "GetAll", nullptr,
                                  &reply, "s", ""));
   EXPECT_THAT(ReadDictionary(reply).pairs, ElementsAre(Pair("a", "1"), Pair("b", "2")));
@@ -210,7 +211,7 @@ TEST_F(FlagsServiceTest, Late) {
   const auto start = std::chrono::steady_clock::now();
   auto service = Start({"--late", "0.3"}, "read 2 flags");
   EXPECT_EQ(GetAll().error, SD_BUS_ERROR_SERVICE_UNKNOWN);
-  // Nobody could know whose signal this is.
+  // A client could not know the sender of a signal.
   SubscribeToChanges();
   WriteFile(file_, "a=3\n");
   EXPECT_TRUE(service->out().WaitForLine("read 1 flags", kLongEnough));

@@ -42,7 +42,7 @@ void Hostapd::Kill(std::unique_ptr<Hostapd> hostapd) {
   const platform::FilePath path = hostapd->path();
   const platform::FilePath aside = path.native() + ".aside";
   std::filesystem::rename(path, aside);
-  hostapd.reset();  // which removes its file only where it finds it
+  hostapd.reset();  // removes its file only at its original path
   std::filesystem::rename(aside, path);
 }
 
@@ -99,7 +99,7 @@ Hostapd::Clock::time_point Hostapd::Attach() {
   do {
     time = ExpectCommand("ATTACH");
     // A slow test may have missed an attempt. The daemon waits for the answer to the last one, or
-    // is about to make another.
+    // makes another one soon.
     while (Receive().has_value()) {
     }
   } while (TrySend("OK\n") != ControlSocket::SendResult::kSent && !::testing::Test::HasFailure());

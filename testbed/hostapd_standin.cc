@@ -26,14 +26,14 @@ constexpr std::string_view kUnknown = "UNKNOWN COMMAND\n";
 
 constexpr int kCommandsPerWakeUp = 64;
 
-// On one line, whatever has been sent.
+// Replaces unprintable characters, so that the text is one line.
 std::string Printable(std::string text) {
   std::replace_if(
       text.begin(), text.end(), [](unsigned char c) { return std::isprint(c) == 0; }, '?');
   return text;
 }
 
-// Commands about a station are taken whether or not there is such a station.
+// Commands about a station succeed even if the station does not exist.
 std::string_view AnswerTo(std::string_view command) {
   const std::string_view name = TakeWord(&command);
   if (name == "ATTACH") return kOk;
@@ -102,7 +102,7 @@ class HostapdStandin::Interface : public platform::FdWatcher {
       Tell("lost " + command.sender.Text());
       return;
     }
-    // After the answer, which has to come before the first event.
+    // After the answer, which must precede the first event.
     if (command.text == "ATTACH") player_.Attach(command.sender);
   }
 

@@ -17,7 +17,7 @@
 namespace orvane::testbed {
 namespace {
 
-// What to play, as the command line has it.
+// What to play, from the command line.
 struct PlayOptions {
   std::optional<std::string> script;
   bool day = false;

@@ -33,7 +33,7 @@ sockaddr_un Address(const std::string& name) {
   return address;
 }
 
-// A client of a control socket. A name that begins with a zero byte is an abstract one.
+// A client of a control socket. A name that begins with a null byte is abstract.
 class Client {
  public:
   Client(const platform::FilePath& server, const std::string& name)
@@ -53,7 +53,7 @@ class Client {
     EXPECT_EQ(send(socket_.get(), text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
   }
 
-  // The next datagram; "(nothing)" when none comes.
+  // Returns the next datagram, or "(nothing)" after `timeout`.
   std::string Receive(milliseconds timeout = kLongEnough) {
     pollfd watched = {.fd = socket_.get(), .events = POLLIN, .revents = 0};
     if (poll(&watched, 1, static_cast<int>(timeout.count())) <= 0) return "(nothing)";
@@ -83,7 +83,7 @@ class HostapdStandinTest : public ::testing::Test {
     return directory_.path() / "hostapd" / interface;
   }
 
-  // With an abstract name that is unique to the process and the interface, as the daemon does it.
+  // With an abstract name that is unique to the process and the interface, like the daemon's.
   std::unique_ptr<Client> Connect(const std::string& interface, const std::string& tag = "test") {
     auto client = std::make_unique<Client>(
         Socket(interface), std::string(1, '\0') + std::to_string(getpid()) + tag + interface);
@@ -138,7 +138,7 @@ TEST_F(HostapdStandinTest, SurvivesOddClients) {
   EXPECT_EQ(client->Ask(""), "UNKNOWN COMMAND\n");
   EXPECT_EQ(client->Ask(std::string("A\n\0B", 4)), "UNKNOWN COMMAND\n");
   EXPECT_TRUE(standin->out().WaitForLine("A??B from", kLongEnough));
-  // Its answer finds nobody.
+  // The answer has no receiver.
   standin->Signal(SIGSTOP);
   client->Send("PING");
   client.reset();
@@ -158,7 +158,7 @@ TEST_F(HostapdStandinTest, RemovesItsSockets) {
   EXPECT_TRUE(platform::PathExists(Socket("a")));
   EXPECT_TRUE(platform::PathExists(Socket("b")));
   EXPECT_FALSE(platform::PathExists(Socket(k2400)));
-  // Somebody else has taken the place of one.
+  // Another file has replaced one socket.
   std::filesystem::remove(Socket("b"));
   WriteFile(Socket("b"), "");
   standin->Signal(SIGTERM);
@@ -203,7 +203,7 @@ TEST_F(HostapdStandinTest, PlaysAScriptFromTheFirstAttachOn) {
                         ScriptFile("0.3 wlan-2400mhz <3>SECOND  x\n"
                                    "0.1 wlan-2400mhz <3>FIRST\n"
                                    "0 wlan-5000mhz <3>OTHER\n")});
-  usleep(200'000);  // which must not count
+  usleep(200'000);  // must not count
   auto client = Connect(k2400);
   EXPECT_EQ(client->Ask("ATTACH"), "OK\n");
   const auto attached = Clock::now();
@@ -261,7 +261,7 @@ TEST_F(HostapdStandinTest, EveryListenerHearsEverything) {
                                    "0 wlan-2400mhz <3>C\n")});
   auto first = Connect(k2400, "first");
   auto second = Connect(k2400, "second");
-  standin->Signal(SIGSTOP);  // so that both are there from the start
+  standin->Signal(SIGSTOP);  // both must be attached before the first line
   first->Send("ATTACH");
   second->Send("ATTACH");
   standin->Signal(SIGCONT);
@@ -275,7 +275,7 @@ TEST_F(HostapdStandinTest, AFloodLosesNothingToASlowListener) {
   auto standin = Start({"--interface", k2400, "--count", std::to_string(kCount)});
   auto client = Connect(k2400);
   EXPECT_EQ(client->Ask("ATTACH"), "OK\n");
-  usleep(100'000);  // the queue is full long before
+  usleep(100'000);  // enough to fill the queue
   const EventPlan plan = FloodPlan(kCount);
   for (std::size_t i = 0; i < kCount; ++i) {
     ASSERT_EQ(client->Receive(), plan.line(i).line);

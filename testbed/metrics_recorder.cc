@@ -86,7 +86,7 @@ std::int64_t NowInMilliseconds(const platform::Loop& loop) {
 
 }  // namespace
 
-// sd-bus lets no reply pass that is not of the type it was promised.
+// sd-bus checks replies against the declared type.
 MetricsRecorder::Vtable MetricsRecorder::MakeVtable(const char* reply_type) {
   return {{
       SD_BUS_VTABLE_START(0),

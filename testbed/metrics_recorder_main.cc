@@ -1,4 +1,4 @@
-// Takes records in place of the metrics recorder, and shows them.
+// Receives records in place of the metrics recorder, and prints them.
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>

@@ -23,7 +23,7 @@ constexpr char kInterface[] = "org.velmora.ap.Quillary.Manager";
 constexpr char kEventType[] = "type.velmora.org/access_infrastructure.proto.Event";
 
 struct Answer {
-  std::string error;      // its name; empty: a reply
+  std::string error;      // name of the error; empty: a reply
   std::string signature;  // of the reply
 };
 

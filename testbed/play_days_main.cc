@@ -1,4 +1,5 @@
-// Writes a database as the recorder has it after some days: for the browser test, and to measure.
+// Writes a recorder's database with several days of events, for the browser test and for
+// measurements.
 
 #include <fmt/format.h>
 

@@ -32,12 +32,12 @@ std::int64_t Milliseconds(platform::WallTime time) {
   return std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch()).count();
 }
 
-// The distributions of the standard library differ from one library to the next.
+// The distributions of the standard library differ between implementations.
 class Dice {
  public:
   explicit Dice(std::uint64_t seed) : engine_(seed) {}
 
-  // From 0 to below 1.
+  // Returns a number from 0 to less than 1.
   double Roll() { return static_cast<double>(engine_() >> 11) * 0x1p-53; }
   bool Chance(double probability) { return Roll() < probability; }
   double Between(double from, double to) { return from + Roll() * (to - from); }
@@ -68,9 +68,9 @@ constexpr auto kReasonsToLeave = std::to_array<std::pair<Info::ClientEventReason
 
 struct Client {
   std::string id;
-  double signal_5ghz;       // dBm, where it usually is; 2.4 GHz is heard better
-  double restlessness = 0;  // chance to come back at once
-  double failing = 0.02;    // chance that a join fails
+  double signal_5ghz;       // dBm, typical; 2.4 GHz is stronger
+  double restlessness = 0;  // probability of an immediate return
+  double failing = 0.02;    // probability that a join fails
   Info::ClientEventReason failure = Info::DISCONNECT_EAPOL_M3_TIMEOUT;
 };
 
@@ -111,7 +111,7 @@ class Player {
       const int visits = dice_.Whole(static_cast<int>(plan_.visits_per_day * 0.5),
                                      static_cast<int>(plan_.visits_per_day * 1.5));
       std::vector<double> hours;
-      // Most come by day: the sum of two rolls has its peak in the middle.
+      // Most visits are by day: the sum of two rolls has its peak in the middle.
       for (int i = 0; i < visits; ++i) hours.push_back(dice_.Between(3, 12) + dice_.Between(3, 12));
       std::ranges::sort(hours);
       for (const double hour : hours) {
@@ -124,7 +124,7 @@ class Player {
     now_of_client_ = 0;
   }
 
-  // One visit, and those that follow at once.
+  // Adds one visit and those that follow at once.
   void Visit(const Client& client) {
     bool is_5ghz = dice_.Chance(client.signal_5ghz > -66 ? 0.85 : 0.5);
     for (int round = 0; round < 6; ++round) {
@@ -199,7 +199,7 @@ class Player {
     return true;
   }
 
-  // Whether it was steered at its end.
+  // Adds a stay. Returns whether it ends by a steer.
   bool Stay(const Client& client, bool is_5ghz) {
     const double signal = SignalAt(client, is_5ghz) - dice_.Between(0, 8);
     const bool is_steered = signal < kWeakSignal && dice_.Chance(0.6);

@@ -18,7 +18,7 @@ PrivateBus::PrivateBus(const std::string& rules) {
   Start();
 }
 
-// What it wrote is kept, and with it the descriptors: tests count those of their process.
+// Keeps the process's output and descriptors: tests count the descriptors of this process.
 void PrivateBus::Kill() {
   process_->Signal(SIGKILL);
   CHECK(process_->WaitForExit(kPatience).has_value());
@@ -28,7 +28,7 @@ void PrivateBus::Start() {
   process_ = StartProcess({"dbus-daemon", "--nofork", "--nopidfile", "--nosyslog",
                            "--config-file=" + (directory_.path() / "bus.conf").native(),
                            "--address=" + address_, "--print-address"});
-  // It prints its address when it listens.
+  // It prints its address when it accepts connections.
   CHECK(process_->out().WaitForLine("unix:", kPatience)) << process_->err().Text();
 }
 

@@ -37,8 +37,8 @@ Failure WriteWhole(const char* path, const std::string& text) {
   return std::nullopt;
 }
 
-// The kernel lets an unprivileged process map its own user and group only, and the group only once
-// it has given up setting supplementary groups.
+// The kernel lets an unprivileged process map only its own user and group, and the group only after
+// the process has given up setgroups.
 Failure EnterUserNamespace() {
   const uid_t user = geteuid();
   const gid_t group = getegid();
@@ -82,8 +82,8 @@ Failure MakeDirectory(const FilePath& path) {
   return std::nullopt;
 }
 
-// Makes what is at `original` also be at `copy`. Device nodes can't be made in a user namespace,
-// but they can be bound. An original that does not exist has no copy.
+// Makes `original` also available at `copy`. Device nodes can't be created in a user namespace, but
+// can be bind-mounted. A missing original is skipped.
 Failure Bind(const FilePath& original, const FilePath& copy) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(original, error);
@@ -114,7 +114,7 @@ Failure FillDev(const FilePath& dev) {
   return std::nullopt;
 }
 
-// Built aside and then moved over /dev, since its nodes come from the /dev that it hides.
+// Built elsewhere and then moved to /dev, since its nodes come from the /dev that it hides.
 Failure MountPrivateDev() {
   const FilePath aside = "/run/private-dev";
   Failure failure = MakeDirectory(aside);
@@ -132,7 +132,7 @@ Failure MountPrivateDev() {
 
 Failure EnterPrivateNamespace(const PrivateNamespaceOptions& options) {
   if (Failure failure = EnterNamespace()) return failure;
-  // Otherwise our mounts would travel to the namespace that we came from.
+  // Otherwise the mounts would propagate to the original namespace.
   if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) < 0) {
     return SystemFailure("Can't make mounts private below", "/");
   }

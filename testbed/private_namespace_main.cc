@@ -1,4 +1,4 @@
-// Runs a command in a private namespace: lab/tour_without_radios uses it.
+// Runs a command in a private namespace. lab/tour_without_radios uses it.
 
 #include <unistd.h>
 

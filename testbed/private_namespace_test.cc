@@ -22,13 +22,13 @@ constexpr char kLibMarker[] = "/var/lib/lab-private-namespace-test";
 
 constexpr uid_t kNobody = 65534;
 
-// Gives up being root, which a process does with a user namespace in mind.
+// Drops root, to test the user namespace.
 void BecomeNobody() {
   if (geteuid() != 0) return;
   if (setresgid(kNobody, kNobody, kNobody) < 0 || setresuid(kNobody, kNobody, kNobody) < 0) {
     _exit(2);
   }
-  // Lost with root; without it the process's own files below /proc are not its own.
+  // Dropping root clears this flag; without it the process can't access its own files below /proc.
   prctl(PR_SET_DUMPABLE, 1);
 }
 

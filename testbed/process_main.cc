@@ -1,5 +1,5 @@
 // Runs the cases of a test program in a private namespace, in which the daemon's fixed paths are
-// free: /run, /var/lib and /dev/log are the test's own, and nothing reaches the machine's services.
+// free: /run, /var/lib and /dev/log belong to the test, and nothing reaches the machine's services.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 
 int main(int argc, char** argv) {
   ::testing::InitGoogleMock(&argc, argv);
-  // Some cases make the daemon abort, which is not worth a core file.
+  // Some cases make the daemon abort; no core file is needed.
   const rlimit no_core = {.rlim_cur = 0, .rlim_max = 0};
   setrlimit(RLIMIT_CORE, &no_core);
   if (!GTEST_FLAG_GET(list_tests)) {

@@ -15,7 +15,7 @@ namespace {
 
 using platform::TimeSpan;
 
-// Long enough for anybody, short enough to be counted in microseconds.
+// Long enough, and short enough to be counted in microseconds.
 constexpr double kLongestSeconds = 1e9;
 
 template <typename Unit>
@@ -32,7 +32,7 @@ void AddTimeOption(CLI::App& app, const std::string& name, TimeSpan* value, cons
 }  // namespace
 
 void PrintLine(std::string_view line) {
-  std::cout << line << std::endl;  // flushed: somebody waits for it
+  std::cout << line << std::endl;  // flushed: readers wait for it
 }
 
 void AddSecondsOption(CLI::App& app, const std::string& name, TimeSpan* value,
@@ -46,7 +46,7 @@ void AddMillisecondsOption(CLI::App& app, const std::string& name, TimeSpan* val
 }
 
 CLI::Validator BusErrorName() {
-  // Error names follow the rules of interface names.
+  // D-Bus error names follow the rules of interface names.
   return {[](std::string& name) {
             const bool good = sd_bus_interface_name_is_valid(name.c_str()) > 0;
             return good ? std::string() : "not a D-Bus error name: " + name;

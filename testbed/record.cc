@@ -23,7 +23,7 @@ using access_infrastructure::proto::ClientProbeRequestInfo;
 using access_infrastructure::proto::Event;
 using google::protobuf::Message;
 
-// Enough of a salted identifier to tell stations apart by eye.
+// Number of shown digits of an identifier, enough to distinguish stations.
 constexpr std::size_t kShownIdentifier = 12;
 
 bool IsEventType(std::string_view type) {
@@ -44,7 +44,7 @@ std::string TimeOfDay(std::uint64_t milliseconds) {
                      milliseconds % 1000);
 }
 
-// Every field that is set, on one line.
+// Returns every field that is set, on one line.
 std::string FieldsOf(const Message& message) {
   google::protobuf::TextFormat::Printer printer;
   printer.SetSingleLineMode(true);
@@ -58,7 +58,7 @@ std::string StationOf(const std::string& identifier) {
 }
 
 std::string DescribeClientEvent(const ClientEventInfo& info) {
-  // What stands in front is not said again.
+  // Fields that are printed before are not repeated.
   ClientEventInfo rest = info;
   rest.clear_client_shmac();
   rest.clear_event_time_in_milliseconds();

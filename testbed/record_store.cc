@@ -10,7 +10,7 @@
 namespace orvane::testbed {
 namespace {
 
-// The number that a file's name begins with; 0 when it begins with none.
+// Returns the number at the beginning of a file's name, or 0.
 unsigned NumberOf(const std::string& name) {
   unsigned number = 0;
   std::from_chars(name.data(), name.data() + name.size(), number);

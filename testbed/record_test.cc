@@ -78,7 +78,7 @@ TEST_F(RecordTest, SurvivesATimeThatNoCalendarHas) {
               ::testing::HasSubstr("UNKNOWN_CLIENT_EVENT_TYPE unknown"));
 }
 
-// The line, read back as JSON.
+// Parses the line as JSON.
 google::protobuf::Struct Parse(const std::string& line) {
   EXPECT_EQ(line.find('\n'), std::string::npos);
   google::protobuf::Struct object;

@@ -49,7 +49,7 @@ Failure TakeMark(std::string_view name, Station* station) {
   return fmt::format("no mark is called \"{}\"", name);
 }
 
-// `text` is what stands behind the interface.
+// `text` is the rest of the line behind the interface.
 Failure TakeStation(std::string_view text, Station* station) {
   const std::string_view address = TakeWord(&text);
   if (!TakeAddress(address, &station->address)) return fmt::format("no address: \"{}\"", address);
@@ -62,7 +62,7 @@ Failure TakeStation(std::string_view text, Station* station) {
   return std::nullopt;
 }
 
-// Of a fault that takes nothing more.
+// Sets a fault that has no arguments.
 template <auto kFault>
 bool Begin(std::string_view rest, KernelFaults* faults) {
   faults->*kFault = true;
@@ -71,7 +71,7 @@ bool Begin(std::string_view rest, KernelFaults* faults) {
 
 struct Fault {
   std::string_view name;
-  // Whether the rest of the line is what it takes.
+  // Returns whether the rest of the line is valid.
   bool (*apply)(std::string_view rest, KernelFaults* faults);
 };
 constexpr Fault kFaults[] = {
@@ -91,7 +91,7 @@ constexpr Fault kFaults[] = {
      }},
 };
 
-// `text` is what stands behind the "!".
+// `text` is the rest of the line behind the "!".
 Failure TakeFault(std::string_view text, KernelFaults* faults) {
   text = TrimBlanks(text);
   const std::string_view name = TakeWord(&text);

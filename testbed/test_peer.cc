@@ -5,7 +5,7 @@
 namespace orvane::testbed {
 namespace {
 
-// How often a thread that serves a peer looks whether it should end.
+// How often a PeerThread checks whether it must end.
 constexpr std::uint64_t kWaitUsec = 10'000;
 
 void FillAndSend(platform::bus::MessagePtr message, const TestPeer::Filler& fill) {
@@ -89,7 +89,7 @@ PeerThread::~PeerThread() {
 void PeerThread::Serve() {
   while (!stopping_) {
     const int result = sd_bus_process(peer_.bus(), nullptr);
-    if (result < 0) return;  // the bus is gone
+    if (result < 0) return;  // the bus is lost
     if (result == 0) sd_bus_wait(peer_.bus(), kWaitUsec);
   }
 }

@@ -9,8 +9,8 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-// The forms of a UTF-8 sequence: the bits that mark its first byte, and the least code point that
-// may be written that long.
+// The forms of a UTF-8 sequence: the bits that mark its first byte, and the smallest code point of
+// that length.
 struct SequenceForm {
   std::uint8_t mask;
   std::uint8_t mark;
@@ -28,7 +28,7 @@ constexpr std::uint32_t kLastCodePoint = 0x10ffff;
 
 bool IsSurrogate(std::uint32_t code_point) { return (code_point >> 11) == 0x1b; }
 
-// The length of the sequence that `text` begins with; 0 when it is none.
+// Returns the length of the UTF-8 sequence at the start of `text`, or 0 if it is invalid.
 std::size_t SequenceLength(std::string_view text) {
   const auto first = static_cast<std::uint8_t>(text[0]);
   const auto* form = std::find_if(kSequenceForms.begin(), kSequenceForms.end(),
