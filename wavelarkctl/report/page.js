@@ -225,8 +225,7 @@ function trendChart(level) {
     type: 'line',
     data: {labels: stepLabels, datasets: [
       {label: level.title, data: shares, borderColor: colour('blue'), backgroundColor: colour('blue'),
-        borderWidth: 2, pointRadius: shares.length > 31 ? 0 : 3, pointHoverRadius: 5, tension: 0.2,
-        spanGaps: true},
+        borderWidth: 2, pointRadius: shares.length > 31 ? 1.5 : 3, pointHoverRadius: 5},
       {label: 'Goal', data: steps.map(() => level.goal), borderColor: colour('grey'),
         borderDash: [4, 4], borderWidth: 1, pointRadius: 0, pointHoverRadius: 0}]},
     options: options({
@@ -235,7 +234,7 @@ function trendChart(level) {
         const [good, all] = level.trend[item.dataIndex];
         return `${percent(good, all)}: ${number(good)} of ${number(all)}`;
       }})},
-      scales: {x: category({ticks: {maxRotation: 0, autoSkipPadding: 8, maxTicksLimit: 8}}),
+      scales: {x: category({ticks: {maxRotation: 0, autoSkipPadding: 8, maxTicksLimit: 7}}),
         y: {min: Math.max(0, Math.floor(lowest / stepSize) * stepSize), max: 100, border: {display: false},
           ticks: {stepSize, maxTicksLimit: 6, callback: (value) => `${value} %`}}}})};
 }
