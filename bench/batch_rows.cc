@@ -35,7 +35,7 @@ std::unique_ptr<testbed::ChildProcess> StartRecorder() {
   return recorder;
 }
 
-// One method call that carries the batch, and its reply.
+// Sends one method call with the batch and receives its reply.
 void HandOver(sd_bus* bus, const std::string& type, const Event& event) {
   std::string bytes;
   CHECK(event.SerializeToString(&bytes));
@@ -50,7 +50,7 @@ void HandOver(sd_bus* bus, const std::string& type, const Event& event) {
   sd_bus_message_unref(call);
 }
 
-// What the uploader hands over for the lines.
+// Returns what the uploader passes to the recorder for these lines.
 testbed::FakeRecorder::Record RecordOf(const std::vector<std::string>& lines) {
   testbed::FakeRecorder recorder;
   FullUploader uploader(&recorder);
@@ -74,7 +74,7 @@ Measured MeasureBatch() {
     return CpuTimeOfWork([&] { uploader.Upload(); });
   };
 
-  // Made afresh each time, as ours is: a batch that lies in the cache isn't the same work.
+  // Created for each run, as in our measurement: a batch in the cache would be different work.
   const testbed::FakeRecorder::Record record = RecordOf(lines);
   sd_bus* opened = nullptr;
   MustSucceed(sd_bus_open_system(&opened));

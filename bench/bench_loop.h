@@ -8,9 +8,8 @@
 
 namespace orvane::bench {
 
-// A loop for measuring what runs on it: it costs next to nothing itself, but tells the time as the
-// real one does. It watches one descriptor at a time and never looks at it; the benchmark says when
-// it is ready.
+// A loop for benchmarks: it costs almost nothing, but returns the real time. It watches one
+// descriptor at a time and never polls it; the benchmark calls the watcher.
 class BenchLoop : public platform::ManualLoop {
  public:
   platform::WallTime Now() const override {

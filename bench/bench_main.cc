@@ -32,7 +32,8 @@ std::vector<Row> AllRows(const std::string& polls) {
   return all;
 }
 
-// The rows that are asked for, all where none is. A name may be the beginning of several.
+// Returns the requested rows, or all if none is requested. A name selects all rows that begin with
+// it.
 std::optional<std::vector<Row>> Choose(const std::vector<Row>& all,
                                        const std::vector<std::string>& names, std::string* error) {
   if (names.empty()) return all;
@@ -77,7 +78,7 @@ int Main(int argc, char** argv) {
     std::cerr << app.get_name() << ": " << *failure << "\n";
     return testbed::kExitFailure;
   }
-  // What the measured parts have to tell of their state has no place in a table.
+  // Only warnings of the measured parts are printed, beside the table.
   platform::InitLog(0, app.get_name());
   const platform::LogListener listener([](platform::Severity severity, std::string_view text) {
     if (severity >= platform::Severity::kWarning) std::cerr << text << "\n";
@@ -94,7 +95,7 @@ int Main(int argc, char** argv) {
     std::cout << TableLine(results.back()) << std::flush;
   }
   if (!json.empty()) testbed::WriteFile(json, Json(results));
-  // What the testbed expected and did not find has been printed.
+  // The testbed has printed its failed expectations.
   return ::testing::Test::HasFailure() ? testbed::kExitFailure : testbed::kExitOk;
 }
 

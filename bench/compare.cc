@@ -15,7 +15,7 @@ constexpr double kSecondsPerRepetition = 0.05;
 constexpr char kOurs[] = "ours";
 constexpr char kFloor[] = "floor";
 
-// Keeps what each repetition took, in nanoseconds a piece.
+// Collects the time of each repetition, in nanoseconds per item.
 class Collector : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context& /*context*/) override { return true; }

@@ -9,12 +9,11 @@
 
 namespace orvane::bench {
 
-// Does a piece of work, and says how many nanoseconds of processor time the part of it took that is
-// to be measured.
+// Does one piece of work. Returns the processor time of the measured part in nanoseconds.
 using Piece = std::function<std::int64_t()>;
 
-// Google Benchmark runs both, turn and turn about in a random order, so that what the machine does
-// meanwhile meets both alike. `divisor` is how many of what is counted are in a piece.
+// Google Benchmark runs both alternately in random order, so that other load affects both equally.
+// `divisor` is the number of counted items in a piece.
 Measured Compare(const Piece& ours, const Piece& floor, double divisor);
 
 template <typename Work>

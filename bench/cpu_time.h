@@ -8,7 +8,7 @@
 
 namespace orvane::bench {
 
-// Nanoseconds of processor time that this thread, or another process, has used so far.
+// Return the processor time in nanoseconds that this thread, or another process, has used so far.
 std::int64_t ThreadCpuTime();
 std::int64_t CpuTimeOf(pid_t pid);
 

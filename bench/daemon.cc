@@ -12,7 +12,8 @@
 namespace orvane::bench {
 namespace {
 
-// 'S' for a process that sleeps, 'T' for one that is stopped. The name before it may hold anything.
+// Returns 'S' for a sleeping process and 'T' for a stopped one. The name before it may contain
+// anything.
 char StateOf(pid_t pid) {
   const std::string text =
       platform::ReadFileToString("/proc/" + std::to_string(pid) + "/stat").value_or("");

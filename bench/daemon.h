@@ -10,23 +10,23 @@
 
 namespace orvane::bench {
 
-// A process by its number, seen from outside. That it does not get there is fatal.
+// Waits until the process sleeps. Aborts if it does not.
 
 void AwaitAsleep(pid_t pid);
-void Stop(pid_t pid);    // returns when it is stopped
+void Stop(pid_t pid);    // returns when the process is stopped
 void Resume(pid_t pid);  // returns at once
 
-// Waits until the peer has taken all that was sent.
+// Waits until the peer has read everything that was sent.
 void AwaitTaken(const testbed::Hostapd& hostapd);
 
-// The real daemon, on a bus of its own, attached to both control sockets, asleep.
+// The real daemon on its own bus, attached to both control sockets, asleep.
 class Daemon {
  public:
   explicit Daemon(const testbed::Arguments& arguments = {});
 
   pid_t pid() { return access_point_.daemon().pid(); }
   testbed::Hostapd& hostapd() { return access_point_.wlan2400(); }
-  // From before its start to the second ATTACH.
+  // From the start of the process to the second ATTACH.
   std::chrono::nanoseconds start_time() const { return start_time_; }
 
  private:

@@ -14,7 +14,7 @@ using Info = access_infrastructure::proto::ClientEventInfo;
 constexpr std::size_t kPriorityLength = 3;  // "<3>"
 constexpr std::size_t kAddressDigits = 12;
 
-// What stands before the separator; the text goes on behind it.
+// Removes and returns the part before the separator.
 std::string_view TakeUntil(char separator, std::string_view* text) {
   const std::size_t end = text->find(separator);
   const std::string_view token = text->substr(0, end);
@@ -32,7 +32,7 @@ Number ToNumber(std::string_view text) {
 std::int32_t Int32(std::string_view text) { return ToNumber<std::int32_t>(text); }
 std::int64_t Int64(std::string_view text) { return ToNumber<std::int64_t>(text); }
 
-char LowerCase(char letter) { return static_cast<char>(letter | 0x20); }  // digits stay
+char LowerCase(char letter) { return static_cast<char>(letter | 0x20); }  // digits stay unchanged
 
 void ApplyDataRate(std::string_view name, std::string_view value, Info* info) {
   auto* rate = info->mutable_data_rate();
@@ -44,7 +44,7 @@ void ApplyDataRate(std::string_view name, std::string_view value, Info* info) {
   if (name == "tx_rate_vht_nss") return rate->set_number_of_spatial_streams(Int32(value));
 }
 
-// The attributes of the events that are measured.
+// Handles the attributes of the measured events.
 void Apply(std::string_view name, std::string_view value, Info* info) {
   if (name.starts_with("tx_rate_")) return ApplyDataRate(name, value, info);
   if (name == "timestamp") {

@@ -9,16 +9,16 @@
 
 namespace orvane::bench {
 
-// The least that a station event asks for: the line is split, the address hashed with the salt, and
-// the entry of the batch filled. No services, no switches, no logs; an attribute is found by plain
-// comparisons, and what is wrong is not looked for.
+// The minimum work for a station event: split the line, hash the address with the salt, and fill
+// the entry of the batch. It has no services, switches or logs, finds attributes by plain
+// comparisons, and does not check for errors.
 class EventFloor {
  public:
   using Event = access_infrastructure::proto::Event;
 
   explicit EventFloor(std::string_view salt);
 
-  // One event line, appended to the batch.
+  // Parses one event line and appends it to the batch.
   void Take(std::string_view line, Event* batch) const;
 
  private:

@@ -1,5 +1,5 @@
-// Attaches to a control socket and takes the events that come, as EventFloor does: what an event
-// costs a process at the least. usage: event_floor SOCKET
+// Attaches to a control socket and handles the events like EventFloor: the minimum cost of an event
+// for a process. usage: event_floor SOCKET
 
 #include <sys/epoll.h>
 #include <sys/socket.h>

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kEvents = 1000;
 
-// The batch that the floor makes of the lines is the one that the daemon makes of them.
+// Checks that the floor and the daemon make the same batch from these lines.
 void CheckSameBatch(const std::string& record, const EventFloor::Event& batch) {
   EventFloor::Event ours;
   CHECK(ours.ParseFromString(record));
@@ -24,7 +24,7 @@ void CheckSameBatch(const std::string& record, const EventFloor::Event& batch) {
   }
 }
 
-// From the line to the entry in the batch. Each piece begins a new batch.
+// Measures from the line to the entry in the batch. Each piece starts a new batch.
 Measured MeasureEvents() {
   const std::vector<std::string> lines = EventLines(kEvents);
   testbed::FakeRecorder recorder;

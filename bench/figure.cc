@@ -12,7 +12,7 @@ namespace {
 constexpr double kLowShare = 0.2;
 constexpr double kHighShare = 0.8;
 
-// Between two samples, in proportion to how near they are.
+// Interpolates linearly between two samples.
 double Quantile(const std::vector<double>& sorted, double share) {
   const double position = share * static_cast<double>(sorted.size() - 1);
   const double below = std::floor(position);

@@ -8,30 +8,31 @@
 
 namespace orvane::bench {
 
-// What several runs gave: the median, and between which values the middle three fifths of them lie.
+// The result of several runs: the median, and the range of the middle three fifths.
 struct Figure {
   double median = 0;
   double low = 0;
   double high = 0;
 };
 
-// There must be at least one sample.
+// `samples` must not be empty.
 Figure Summarize(std::vector<double> samples);
 
-// What measuring a row gave: ours, and where there is one, the floor of the same work.
+// The measurement of a row: ours and, if there is one, the floor of the same work.
 struct Measured {
   Figure ours;
   std::optional<Figure> floor;
 };
 
-// One line of the table.
+// A row of the table.
 struct Row {
   std::string name;  // one word
   std::string what;
   std::string unit;
-  // At most so many times the floor; without a floor, at most so much. Some only tell.
+  // The maximum ratio to the floor or, without a floor, the maximum value. Rows without a goal are
+  // informational.
   std::optional<double> goal;
-  // Nothing where this machine can't do it.
+  // Returns nothing if this machine can't measure it.
   std::function<std::optional<Measured>()> measure;
 };
 
@@ -39,7 +40,7 @@ struct Result {
   Row row;
   Measured measured;
 
-  // What the goal is for: the ratio to the floor, or the figure itself.
+  // The value that the goal limits: the ratio to the floor, or the value itself.
   double Value() const;
   bool IsMet() const { return !row.goal || Value() <= *row.goal; }
 };

@@ -18,7 +18,7 @@ namespace orvane::bench {
 
 inline constexpr char kSalt[] = "a salt of the benchmark's";
 
-// Lines of about 220 bytes with 13 attributes each.
+// Returns lines of about 220 bytes with 13 attributes each.
 inline std::vector<std::string> EventLines(std::size_t count) {
   std::vector<std::string> lines;
   const testbed::EventPlan plan = testbed::FloodPlan(count);
@@ -26,7 +26,7 @@ inline std::vector<std::string> EventLines(std::size_t count) {
   return lines;
 }
 
-// The uploader of the daemon, fed with event lines.
+// The daemon's uploader, fed with event lines.
 class FullUploader {
  public:
   explicit FullUploader(org::velmora::ap::Quillary::ManagerProxyInterface* recorder)
@@ -35,12 +35,12 @@ class FullUploader {
     uploader_.Enable();
   }
 
-  // Each line becomes an entry of the batch.
+  // Adds an entry to the batch for each line.
   void Take(const std::vector<std::string>& lines) {
     for (const std::string& line : lines) parser_.Parse(line, callback_);
   }
 
-  // Hands the batch to the recorder.
+  // Passes the batch to the recorder.
   void Upload() { loop_.AdvanceBy(kPeriod); }
 
  private:

@@ -16,10 +16,10 @@ struct Samples {
   std::vector<double> ours;
   std::vector<double> floor;
 };
-// By the name of the row.
+// By row name.
 using SamplesOfRows = std::map<std::string, Samples>;
 
-// What the scenario tells: lines of a name and two times.
+// Parses the output of the scenario: lines of a name and two times.
 SamplesOfRows Read(const std::string& text) {
   SamplesOfRows rows;
   std::istringstream lines(text);

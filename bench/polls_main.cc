@@ -1,5 +1,5 @@
-// Measures polls of a daemon that runs already, each beside one dump of the same stations that does
-// nothing else. Runs in the virtual machine, where there are radios; prints a line for each.
+// Measures polls of a running daemon, each beside one plain dump of the same stations. Runs in the
+// virtual machine, which has radios, and prints a line for each poll.
 
 #include <fmt/format.h>
 #include <libmnl/libmnl.h>
@@ -37,8 +37,8 @@ struct Options {
 
 void MustSucceed(const testbed::Failure& failure) { CHECK(!failure.has_value()) << *failure; }
 
-// A process that sleeps until it is woken up, as the daemon does, looks up the interface's index
-// and takes one dump.
+// A process that sleeps until it is woken up, like the daemon, then looks up the interface's index
+// and makes one dump.
 class DumpProcess {
  public:
   explicit DumpProcess(const std::string& interface) : pid_(fork()) {
@@ -77,13 +77,14 @@ class DumpProcess {
 
 // --- Both ---
 
-// How often the time is looked at that a process has used, and for how long it stays the same when
-// what it does is over. Polls are a second apart.
+// Interval between reads of a process's time, and the number of equal reads after which its work
+// counts as finished. Polls are a second apart.
 constexpr std::chrono::milliseconds kGlance(20);
 constexpr int kGlancesUntilOver = 10;
 constexpr int kGlancesUntilLate = 500;
 
-// Processor time of what a process does next; it has not begun yet, or `begin` makes it begin.
+// Returns the processor time of the next work of a process. That work has not started yet, or
+// `begin` starts it.
 template <typename Begin>
 std::int64_t TimeOfNext(pid_t pid, Begin begin) {
   const std::int64_t before = CpuTimeOf(pid);
@@ -104,7 +105,7 @@ void Measure(const Options& options) {
   const DumpProcess floor(options.interface);
   const auto take_poll = [&] { return TimeOfNext(options.pid, [] {}); };
   const auto take_dump = [&] { return TimeOfNext(floor.pid(), [&] { floor.WakeUp(); }); };
-  // Of the first ones a part is memory that is touched for the first time, and stations placed.
+  // The first polls include page faults of new memory and the placement of stations.
   constexpr int kWarmUp = 2;
   for (int i = 0; i < options.polls + kWarmUp; ++i) {
     const std::int64_t poll = take_poll();

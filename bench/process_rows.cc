@@ -20,14 +20,14 @@ namespace {
 
 constexpr int kRuns = 15;
 constexpr int kStarts = 9;
-// Nearly as many as hostapd can send to somebody who doesn't read, with a buffer of the usual size.
+// Almost as many as hostapd can send to a client that does not read, with a default buffer.
 constexpr std::size_t kBurst = 160;
 constexpr std::size_t kBurstsPerRun = 12;
 constexpr std::size_t kPendingEvents = 1000;
 constexpr std::size_t kStations = 200;
 constexpr std::chrono::seconds kIdleTime(10);
 
-// Takes samples of ours.
+// Takes `count` samples of ours.
 Measured Sample(int count, const std::function<double()>& measure) {
   std::vector<double> samples(static_cast<std::size_t>(count));
   std::generate(samples.begin(), samples.end(), measure);
@@ -36,7 +36,7 @@ Measured Sample(int count, const std::function<double()>& measure) {
 
 // --- Events ---
 
-// Nanoseconds for each event of bursts that wait when the process wakes up.
+// Returns nanoseconds per event of bursts that are queued when the process wakes up.
 double TakeBursts(pid_t pid, testbed::Hostapd& hostapd, const std::vector<std::string>& lines) {
   std::int64_t time = 0;
   for (std::size_t i = 0; i < kBurstsPerRun; ++i) {
@@ -62,7 +62,7 @@ Measured MeasureEventRoad() {
 
   std::vector<double> ours;
   std::vector<double> floor;
-  // Of the first run the pages of memory that are touched for the first time are a part.
+  // The first run includes page faults of new memory.
   for (int i = 0; i <= kRuns; ++i) {
     const double our_time = TakeBursts(daemon.pid(), daemon.hostapd(), lines);
     const double floor_time = TakeBursts(floor_process->pid(), floor_hostapd, lines);
@@ -75,7 +75,7 @@ Measured MeasureEventRoad() {
 
 // --- Memory and size ---
 
-// What /proc calls a kB has 1,024 bytes.
+// A kB of /proc has 1,024 bytes.
 double Megabytes(Daemon& daemon, std::string_view key) {
   return static_cast<double>(testbed::ProcessFile(daemon.pid(), "smaps_rollup").Figure(key)) *
          1024 / 1'000'000;
@@ -95,8 +95,8 @@ Measured MeasureResidentSize() {
   });
 }
 
-// The stations are not the process's own, since it takes a kernel with radios to have some: what
-// they take is measured beside it, and added.
+// The stations are not in the process, since that needs a kernel with radios: their memory is
+// measured separately and added.
 Measured MeasureLoadedMemory() {
   const std::vector<std::string> lines = EventLines(kPendingEvents);
   return Sample(kStarts, [&] {
@@ -131,7 +131,7 @@ Measured MeasureStart() {
 
 double WakeUpsPerMinute(Daemon& daemon) {
   constexpr char kSwitches[] = "voluntary_ctxt_switches";
-  // The last deadline of attaching is a second away, and is noticed also when it doesn't count.
+  // The last attach deadline is a second away, and wakes the daemon even if it has no effect.
   std::this_thread::sleep_for(std::chrono::seconds(3));
   const std::int64_t begin = testbed::ProcessFile(daemon.pid(), "status").Figure(kSwitches);
   std::this_thread::sleep_for(kIdleTime);
@@ -146,7 +146,7 @@ Measured MeasureIdleWakeUps() {
   });
 }
 
-// With one event in the batch and steering on, one timer is far off and the other fires each
+// With one event in the batch and steering on, one timer is far away and the other fires each
 // second.
 Measured MeasureTimerWakeUps() {
   return Sample(1, [] {

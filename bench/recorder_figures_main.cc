@@ -1,5 +1,5 @@
-// What the recorder costs: how long it takes to start and to reply, its memory, and the size of its
-// database. On a private bus, with records of 1,000 events.
+// Measures the cost of the recorder: start and reply times, memory, and database size. It runs on a
+// private bus, with records of 1,000 events.
 
 #include <fmt/format.h>
 #include <signal.h>

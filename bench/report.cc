@@ -7,7 +7,7 @@ namespace {
 
 constexpr char kColumns[] = "{:<15} {:>22} {:>22} {:>7} {:>7}  {:<7} {}\n";
 
-// With as many digits as say something.
+// Larger values need fewer decimals.
 std::string Number(double value) {
   if (value >= 100) return fmt::format("{:.0f}", value);
   if (value >= 10) return fmt::format("{:.1f}", value);
@@ -24,7 +24,7 @@ const char* Verdict(const Result& result) {
   return result.IsMet() ? "ok" : "missed";
 }
 
-// Names and units are plain words: nothing in them needs an escape.
+// Names and units are plain words, so nothing needs escaping.
 std::string JsonFigure(const Figure& figure) {
   return fmt::format(R"({{"median": {:.4g}, "p20": {:.4g}, "p80": {:.4g}}})", figure.median,
                      figure.low, figure.high);

@@ -8,11 +8,12 @@
 
 namespace orvane::bench {
 
-// The head of the table and a line of it, each with its line end. A line fits the width of a page.
+// Return the head of the table, or one line of it, with the line end. A line fits the width of a
+// page.
 std::string TableHead();
 std::string TableLine(const Result& result);
 
-// All rows, with all that is known of them, as one JSON object.
+// Returns all rows with all their values as one JSON object.
 std::string Json(const std::vector<Result>& results);
 
 }  // namespace orvane::bench

@@ -9,15 +9,15 @@
 
 namespace orvane::bench {
 
-// The rows of the table by what they look at. docs/performance.md explains each.
+// The rows of the table by topic. docs/performance.md explains each of them.
 std::vector<Row> EventRows();
 std::vector<Row> StationRows();
 std::vector<Row> BatchRows();
 std::vector<Row> ProcessRows();
-// From what the scenario `polls` of the virtual machine has printed into that file.
+// Rows from the output of the virtual machine's scenario `polls` in that file.
 std::vector<Row> PollRows(const std::string& samples_file);
 
-// Bytes of memory that the steering service takes to remember so many stations.
+// Returns the memory in bytes that the steering service uses for `count` stations.
 std::size_t MemoryOfStations(std::size_t count);
 
 }  // namespace orvane::bench

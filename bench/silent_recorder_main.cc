@@ -1,4 +1,4 @@
-// A metrics recorder that answers every call at once and keeps nothing.
+// A metrics recorder that answers every call at once and stores nothing.
 
 #include <systemd/sd-bus.h>
 

@@ -8,15 +8,14 @@
 
 namespace orvane::bench {
 
-// The least that a station of a dump asks for: a walk over the bytes to the attributes that are
-// wanted, one update of an ordered map, and the comparison that decides. Bounds are checked, the
-// clock is not asked.
+// The minimum work for a station in a dump: find the needed attributes in the bytes, update an
+// ordered map once, and compare. It checks bounds, but reads no clock.
 class StationFloor {
  public:
-  // A datagram of the kernel's: messages, one for each station.
+  // Handles a datagram of the kernel: messages, one for each station.
   void Take(std::span<const std::uint8_t> datagram);
 
-  // How many stations were poor; keeps the work from being optimised away.
+  // The number of poor stations. Keeps the compiler from optimising the work away.
   std::uint64_t poor() const { return poor_; }
 
  private:

@@ -13,7 +13,7 @@
 namespace orvane::bench {
 namespace {
 
-// A piece is never less than this, so that reading the clock doesn't count.
+// The minimum size of a piece, so that reading the clock does not count.
 constexpr std::size_t kStationsPerPiece = 2000;
 
 template <std::size_t count>

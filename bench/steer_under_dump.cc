@@ -37,7 +37,7 @@ FakeKernel::Station MakeStation(const FakeKernel::Address& address) {
 
 }  // namespace
 
-// Its one socket has the parts ready. Receiving one costs a copy, but no system call.
+// Its only socket has the parts ready. Receiving one costs a copy, but no system call.
 class SteerUnderDump::ReadyKernel : public platform::NetlinkKernel {
  public:
   std::unique_ptr<platform::NetlinkSocket> OpenSocket() override {

@@ -16,21 +16,19 @@ namespace orvane::bench {
 
 using Datagram = std::vector<std::uint8_t>;
 
-// The parts of a dump are no larger than this: what the kernel makes of them once it has seen a
-// large buffer.
+// The size limit of the parts of a dump: the kernel's, once it has seen a large buffer.
 inline constexpr std::size_t kPartSize = 32 * 1024;
 
-// The steering service in the middle of a dump that never ends, on a kernel that has its answers
-// ready.
+// The steering service in the middle of an endless dump, on a kernel with prepared answers.
 class SteerUnderDump {
  public:
   SteerUnderDump();
   ~SteerUnderDump();
 
-  // The parts of a dump of so many stations, in an order that is not the one of their addresses.
+  // Returns the parts of a dump of `stations`, not in the order of their addresses.
   std::vector<Datagram> MakeDump(std::size_t stations) const;
 
-  // Receives the parts and decides on each station.
+  // Receives the parts and decides about each station.
   void Take(const std::vector<Datagram>& parts);
 
  private:
