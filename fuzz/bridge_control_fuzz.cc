@@ -1,4 +1,4 @@
-// What a control socket of hostapd sends, as one datagram: an event or an answer.
+// A datagram of hostapd's control socket: an event or an answer.
 
 #include <cstdint>
 #include <span>
@@ -41,7 +41,7 @@ void FuzzOneInput(std::span<const std::uint8_t> bytes) {
   for (const bridge::TrackedStation& tracked : bridge::ParseTrackedStations(text)) {
     CHECK(tracked.station.ToString().size() == 17 && IsSignal(tracked.signal));
   }
-  // The same bytes as a frame on the air.
+  // The same bytes as an 802.11 frame.
   const auto frame = bridge::ParseManagementFrame(bytes);
   if (frame.has_value()) CHECK(bridge::FrameKindOf(bytes) == frame->kind);
 }

@@ -1,6 +1,6 @@
-// What hostapd and the kernel report about stations, to the lines of the bridge, which the daemon
-// then reads: it must know each of them and be able to convert every number. The input is reports:
-// a byte for the source, two for the length, the bytes.
+// From reports of hostapd and the kernel about stations, through the bridge's lines, to the
+// daemon's parser: it must know each line and convert every number. The input is a sequence of
+// reports: a byte for the source, two for the length, the bytes.
 
 #include <linux/nl80211.h>
 
@@ -32,7 +32,7 @@ using bridge::StationTracker;
 using platform::GenericNetlinkMessage;
 using platform::NetlinkMessage;
 
-// The sources of reports; every other byte lets as many tenths of a second pass.
+// The sources of reports. With any other byte, that number of tenths of a second passes.
 enum Source : std::uint8_t { kControl, kNetlink, kTracked, kSteered, kReset, kClock, kSources };
 
 void ReadDatagram(std::span<const std::uint8_t> bytes, StationTracker* tracker, Moment now) {
@@ -51,7 +51,7 @@ void Steer(std::string_view text, StationTracker* tracker, Moment now) {
   if (ap::MacAddress::ParseFromString(text, &mac)) tracker->OnSteered(mac, now);
 }
 
-// A number that can't be converted throws, which nobody catches.
+// An invalid number throws, which nothing catches.
 void CheckLine(const bridge::EventLine& line) {
   static ap::StationIdGenerator ids("/dev/null");
   ap::HostapdEventParser parser;
@@ -100,7 +100,7 @@ class World {
     Settle();
   }
 
-  // Whatever waited has been written, and only connected stations are left.
+  // All waiting lines are written, and only connected stations are left.
   void Finish() {
     Pass(std::chrono::minutes(2));
     const auto deadline = tracker_.NextDeadline();

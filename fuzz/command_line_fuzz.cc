@@ -16,8 +16,7 @@
 namespace orvane {
 namespace {
 
-// The texts for people go to standard output and standard error, which the fuzzer needs for its
-// own.
+// Redirects the texts for people: the fuzzer itself uses standard output and standard error.
 class Quiet {
  public:
   Quiet() {
@@ -40,7 +39,7 @@ class Quiet {
 }  // namespace
 
 void FuzzOneInput(std::span<const std::uint8_t> bytes) {
-  // An argument has no zero in it.
+  // An argument can't contain a null byte.
   std::vector<std::string> arguments = {"ap-wavelark"};
   for (fuzz::Input input(bytes); !input.IsEmpty();) {
     arguments.emplace_back(std::string(input.TakeUntil('\n')).c_str());
@@ -57,7 +56,7 @@ void FuzzOneInput(std::span<const std::uint8_t> bytes) {
     exit_code = ap::ParseCommandLine(static_cast<int>(arguments.size()), argv.data(), &flags);
   }
   CHECK(!exit_code || *exit_code == 0 || *exit_code == 64) << *exit_code;
-  // Without arguments there is nothing to be wrong.
+  // A command line without arguments is valid.
   CHECK(arguments.size() > 1 || !exit_code);
 }
 

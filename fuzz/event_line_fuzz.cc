@@ -1,5 +1,4 @@
-// What hostapd sends, to the record as it goes to the recorder. The input is lines, each a
-// datagram.
+// From hostapd's lines to the serialised record. The input is lines, each of them a datagram.
 
 #include <fmt/format.h>
 #include <sys/mman.h>
@@ -31,7 +30,7 @@ using access_infrastructure::proto::Event;
 
 constexpr platform::TimeSpan kPeriod = std::chrono::seconds(1);
 
-// Reads what it is given, as the recorder's own receiver will.
+// Parses the records, like their receiver.
 class Recorder : public testbed::FakeRecorder {
  public:
   bool RecordOfflineData(const std::string& data_type, Bytes data, ErrorHolder /*error*/,
@@ -49,7 +48,7 @@ class Recorder : public testbed::FakeRecorder {
   int entries() const { return entries_; }
 
  private:
-  // Nothing but an identifier may stand where an address would be.
+  // The field must contain an identifier, never an address.
   static void CheckId(const std::string& id) {
     CHECK(id.empty() ||
           (id.size() == 64 && id.find_first_not_of("0123456789ABCDEF") == std::string::npos))
@@ -60,7 +59,7 @@ class Recorder : public testbed::FakeRecorder {
   std::string path_ = "/";
 };
 
-// Reads its salt once, from a file without a name that goes with the process.
+// Reads the salt once, from an anonymous file.
 ap::StationIdGenerator MakeStationIds() {
   constexpr std::string_view kSalt = "a salt";
   const platform::ScopedFd salt_file(memfd_create("salt", MFD_CLOEXEC));
@@ -73,7 +72,8 @@ const ap::StationIdGenerator& StationIds() {
   return ids;
 }
 
-// A number that is none ends the daemon, by the exception of the conversion, and only by that.
+// An invalid number ends the daemon by design, with the exception of the conversion. No other
+// exception is allowed.
 bool IsByDesign(const std::exception& exception) {
   const std::string_view text = exception.what();
   return text == "stoi" || text == "stoll";

@@ -1,5 +1,5 @@
-// A property as a D-Bus message, of whatever types, to the services. The input is instructions to
-// build the message: a byte that says what comes, and its value.
+// A property in a D-Bus message, of any type, passed to the services. The input is instructions to
+// build the message: a byte for the kind of value, then the value.
 
 #include <systemd/sd-bus.h>
 
@@ -31,7 +31,7 @@ using platform::bus::MessageReader;
 
 constexpr int kDeepest = 8;
 
-// What a container may hold, tried in turn by the input.
+// Contents of containers, chosen by the input.
 constexpr auto kContents = std::to_array<const char*>(
     {"{ss}", "{sv}", "s", "v", "a{ss}", "y", "{su}", "(ss)", "i", "as", "{os}"});
 
@@ -39,13 +39,14 @@ void AppendValues(sd_bus_message* message, fuzz::Input* input, int depth);
 
 void AppendContainer(sd_bus_message* message, fuzz::Input* input, int depth, char type) {
   const std::string_view contents = kContents[input->TakeByte() % kContents.size()];
-  // Entries and structs are opened by what they hold, without the braces.
+  // Entries and structs are opened by their contents' signature, without the braces.
   const bool is_pair = type == SD_BUS_TYPE_DICT_ENTRY || type == SD_BUS_TYPE_STRUCT;
   const std::string signature(
       is_pair && contents.size() > 2 ? contents.substr(1, contents.size() - 2) : contents);
   if (sd_bus_message_open_container(message, type, signature.c_str()) < 0) return;
   AppendValues(message, input, depth + 1);
-  // A container that was left incomplete can't be closed, nor the message sealed: it is dropped.
+  // An incomplete container can't be closed, and its message can't be sealed: the message is
+  // dropped.
   static_cast<void>(sd_bus_message_close_container(message));
 }
 
@@ -54,7 +55,7 @@ void AppendText(sd_bus_message* message, char type, std::string_view text) {
   static_cast<void>(sd_bus_message_append_basic(message, type, terminated.c_str()));
 }
 
-// Until the input ends this container.
+// Appends values until the input ends this container.
 void AppendValues(sd_bus_message* message, fuzz::Input* input, int depth) {
   while (!input->IsEmpty()) {
     switch (const char what = static_cast<char>(input->TakeByte()); what) {
@@ -85,7 +86,7 @@ void AppendValues(sd_bus_message* message, fuzz::Input* input, int depth) {
   }
 }
 
-// The services themselves, which never get to do anything but take flags.
+// The real services, which only receive flags here.
 ap::ServiceList MakeServices() {
   static platform::ManualLoop loop;
   static ap::HostapdInterface hostapd(loop, "/nowhere");
@@ -103,12 +104,12 @@ void Apply(const platform::bus::StringMap& flags) {
   try {
     ap::ApplyFlags(flags, services);
   } catch (const std::logic_error& exception) {
-    // A text where a number belongs ends the daemon, and nothing else does.
+    // By design only a non-numeric value ends the daemon.
     if (std::string_view(exception.what()) != "stoi") throw;
   }
 }
 
-// The map that was read can be written, and read again.
+// A map that was read can be written and read again.
 void CheckRoundTrip(testbed::OfflineMessages& messages, const platform::bus::StringMap& flags) {
   const platform::bus::MessagePtr message = messages.New();
   platform::bus::StringMapProperty property;
@@ -134,7 +135,7 @@ void FuzzOneInput(std::span<const std::uint8_t> bytes) {
 
   platform::bus::StringMapProperty property;
   MessageReader reader(message.get());
-  // Value after value, as long as each can be read; one that can't be is where a reader gives up.
+  // Reads values until one can't be read, like a real reader.
   while (reader.HasMore() && property.PopValue(reader)) {
   }
   Apply(property.value());

@@ -1,4 +1,5 @@
-// Files of flags. What is taken is something that the daemon can read, and reads back as it was.
+// Files of flags. The daemon must be able to use each accepted value, and the accepted map must
+// survive a round trip.
 
 #include <algorithm>
 #include <cstdint>
@@ -13,7 +14,7 @@
 namespace orvane {
 namespace {
 
-// As the daemon does, whose conversion throws.
+// Converts like the daemon, whose conversion throws.
 void ReadAsTheDaemon(const ap::RunTimeFlag& flag, const std::string& value) {
   if (flag.kind == ap::RunTimeFlag::Kind::kSwitch) {
     CHECK(value == ap::kEnabledValue || value == ap::kDisabledValue);
@@ -41,7 +42,7 @@ void FuzzOneInput(std::span<const std::uint8_t> bytes) {
   }
   flags::Reading again;
   flags::ReadFlags("file", text, &again);
-  // A key that begins with "#" would be a comment, and is none here.
+  // A key that begins with "#" would be a comment; there is no such key here.
   CHECK(again.errors.empty() && again.flags == reading.flags);
 }
 

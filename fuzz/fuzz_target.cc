@@ -9,7 +9,7 @@ namespace orvane::fuzz {
 
 void SilenceLog() {
   platform::InitLog(/*options=*/0, "fuzz");
-  // Verbose lines are written too: what they format is part of the code.
+  // Verbose lines are formatted too, so that the formatting is tested.
   platform::SetVerboseLevel(1);
   static const platform::LogListener listener(
       [](platform::Severity severity, std::string_view message) {

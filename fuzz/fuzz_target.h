@@ -8,8 +8,8 @@
 
 namespace orvane {
 
-// The one function of a fuzz target: takes an input apart and feeds it to the code. Whatever it
-// does wrong ends the process; what ends the process by design it leaves out, or catches.
+// Each fuzz target implements this function, which parses an input and passes it to the code. A
+// defect ends the process. The target avoids or catches aborts by design.
 void FuzzOneInput(std::span<const std::uint8_t> input);
 
 namespace fuzz {
@@ -19,7 +19,7 @@ inline std::string_view AsText(std::span<const std::uint8_t> input) {
   return {reinterpret_cast<const char*>(input.data()), input.size()};
 }
 
-// Cuts values off the front of an input. Past its end everything is zero and empty.
+// Takes values from the front of an input. Past its end all values are zero or empty.
 class Input {
  public:
   explicit Input(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
@@ -36,20 +36,20 @@ class Input {
     return static_cast<std::uint16_t>(high << 8 | TakeByte());
   }
 
-  // At most so many.
+  // Takes at most `count` bytes.
   std::span<const std::uint8_t> TakeBytes(std::size_t count) {
     const auto taken = bytes_.first(std::min(count, bytes_.size()));
     bytes_ = bytes_.subspan(taken.size());
     return taken;
   }
 
-  // A text with its length, up to 255, in front.
+  // Takes a text after a byte with its length.
   std::string_view TakeText() {
     const std::size_t length = TakeByte();
     return AsText(TakeBytes(length));
   }
 
-  // What stands before the next separator, or the end.
+  // Takes the text before the next separator or the end.
   std::string_view TakeUntil(char separator) {
     const std::string_view text = AsText(bytes_);
     const std::string_view taken = text.substr(0, text.find(separator));
@@ -61,8 +61,7 @@ class Input {
   std::span<const std::uint8_t> bytes_;
 };
 
-// Keeps the log of a target off standard error, so that it costs no time; a line that ends the
-// process still gets out.
+// Keeps log lines off standard error to save time, except a line that ends the process.
 void SilenceLog();
 
 }  // namespace fuzz

@@ -15,7 +15,7 @@
 namespace orvane {
 namespace {
 
-// The same, told in another way: what is left without colons and dashes has to be twelve digits.
+// An independent implementation: without colons and dashes there must be twelve digits.
 std::optional<std::string> DigitsOf(std::string_view text) {
   std::string digits;
   for (const char c : text) {

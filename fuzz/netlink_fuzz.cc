@@ -1,7 +1,7 @@
-// Everything that the kernel sends, through the manager to the records. The input is datagrams,
-// each after its length of two bytes, the high one first. A length of zero lets a second pass. A
-// datagram arrives on the socket that its first message answers, by sequence number: 1 to 4 at
-// first.
+// All messages of the kernel, through the manager to the record views. The input is datagrams, each
+// after its length of two bytes, high byte first. A length of zero lets a second pass. A datagram
+// arrives on the socket of the request that its first message answers, by sequence number:
+// initially 1 to 4.
 
 #include <linux/nl80211.h>
 #include <sys/eventfd.h>
@@ -47,7 +47,7 @@ std::uint32_t SequenceOf(std::span<const std::uint8_t> datagram) {
   return header.nlmsg_seq;
 }
 
-// Its sockets receive what it is given to deliver.
+// Its sockets receive the datagrams of the input.
 class InputKernel : public platform::NetlinkKernel {
  public:
   std::unique_ptr<platform::NetlinkSocket> OpenSocket() override {
@@ -55,7 +55,7 @@ class InputKernel : public platform::NetlinkKernel {
   }
   std::uint32_t GetInterfaceIndex(const std::string& /*name*/) override { return 1; }
 
-  // Datagrams that answer no request go to the socket of the first one, while that is open.
+  // Datagrams that answer no request go to the socket of the first one, while it is open.
   void Deliver(std::span<const std::uint8_t> datagram) {
     if (sockets_.empty()) return;
     const auto found = sockets_.find(SequenceOf(datagram));
@@ -85,7 +85,7 @@ class InputKernel : public platform::NetlinkKernel {
 
     ReceiveResult Receive(std::span<std::uint8_t> buffer) override {
       if (datagrams_.empty()) {
-        // May be so already: before a request times out its socket is read once more.
+        // May be zero already: before a request times out, its socket is read once more.
         eventfd_t count = 0;
         static_cast<void>(eventfd_read(fd_.get(), &count));
         return {ReceiveStatus::kNothing};
@@ -103,12 +103,12 @@ class InputKernel : public platform::NetlinkKernel {
     std::deque<std::span<const std::uint8_t>> datagrams_;
   };
 
-  // By the sequence number of the last request.
+  // By sequence number of the last request.
   std::map<std::uint32_t, Socket*> sockets_;
 };
 
-// A record without what it must have ends the process, by design. The same conditions, told apart
-// from the records' own checks.
+// A record without a required attribute aborts by design. This checks the same conditions
+// independently of the records.
 bool HasAddress(const AttributeList& list, int type) {
   return list.Find(type).payload().size() == 6;
 }
@@ -119,7 +119,7 @@ bool IsWholeStation(const AttributeList& list) {
          info.Get<std::uint64_t>(NL80211_STA_INFO_STA_FLAGS);
 }
 
-// Keeps the compiler from leaving out what was read.
+// Keeps the compiler from removing the reads.
 volatile std::uint64_t used;
 template <typename... Values>
 void Use(Values... values) {
@@ -132,7 +132,7 @@ void ReadBytesOfStation(const AttributeList& list, const ap::Nl80211Station& sta
   if (info.Get<std::uint64_t>(NL80211_STA_INFO_RX_BYTES64)) Use(station.GetRxBytes());
 }
 
-// Everything that can be asked of it.
+// Calls all getters.
 void ReadStation(const GenericNetlinkMessage& message) {
   const AttributeList& list = *message.const_attributes();
   if (!IsWholeStation(list)) return;
@@ -168,11 +168,11 @@ void ReadMeshPath(const GenericNetlinkMessage& message) {
   Use(path.IsActive(), path.IsResolving(), path.IsSnValid(), path.IsFixed(), path.IsResolved());
 }
 
-// The ends of one request.
+// The reported ends of one request.
 struct Ends {
   bool is_dump = false;
   int count = 0;
-  bool has_broken_off = false;  // There must be none afterwards.
+  bool has_broken_off = false;  // no other end may follow
 };
 
 void Request(NetlinkManager* netlink, std::uint8_t command, bool is_dump,
@@ -204,7 +204,7 @@ void FuzzOneInput(std::span<const std::uint8_t> bytes) {
   InputKernel kernel;
   NetlinkManager netlink(kernel);
   netlink.Start(loop);
-  // In order of their sequence numbers, from 1.
+  // In the order of sequence numbers, which start at 1.
   std::array<Ends, 8> ends;
   Request(&netlink, NL80211_CMD_GET_STATION, /*is_dump=*/true, &ReadStation, &ends[0]);
   Request(&netlink, NL80211_CMD_GET_STATION, /*is_dump=*/false, &ReadStation, &ends[1]);
@@ -217,7 +217,7 @@ void FuzzOneInput(std::span<const std::uint8_t> bytes) {
       continue;
     }
     loop.AdvanceBy(std::chrono::seconds(1));
-    // Where an answer is complete, its socket is used again.
+    // After a complete answer the socket is reused.
     if (requests < ends.size()) {
       Request(&netlink, NL80211_CMD_GET_STATION, /*is_dump=*/true, &ReadStation, &ends[requests++]);
     }
@@ -225,7 +225,7 @@ void FuzzOneInput(std::span<const std::uint8_t> bytes) {
   loop.AdvanceBy(2 * platform::NetlinkConnection::kResponseDeadline);
   for (const Ends& end : std::span(ends).first(requests)) {
     CHECK(end.count <= (end.has_broken_off ? 0 : 1)) << end.count;
-    // A request for one record may have had its reply, which is not reported as an end.
+    // A request for a single record may have its reply, which is not reported as an end.
     CHECK(end.count == 1 || end.has_broken_off || !end.is_dump);
   }
 }

@@ -1,4 +1,5 @@
-// Records that may be an Event, cut at their entries: the same as the library makes of the whole.
+// Records that may be an Event, split into entries: the result must equal protobuf's parse of the
+// whole.
 
 #include <cstdint>
 #include <span>
@@ -19,7 +20,7 @@ namespace {
 using access_infrastructure::proto::Event;
 using recorder::Bytes;
 
-// Parses the entries into the event. Whether all are good.
+// Parses the entries into the event. Returns whether all are valid.
 template <typename Add>
 bool AddEntries(const std::vector<Bytes>& entries, Add add) {
   for (const Bytes bytes : entries) {
@@ -28,7 +29,7 @@ bool AddEntries(const std::vector<Bytes>& entries, Add add) {
   return true;
 }
 
-// Whatever is in a record, each line of the metrics is one.
+// Whatever a record contains, each line of the metrics must be valid.
 void CheckMetrics(const Event& event) {
   recorder::Tally tally;
   for (const auto& entry : event.client_event_info()) tally.AddEntry("WLAN_5000MHZ", entry);
@@ -46,7 +47,7 @@ void FuzzOneInput(std::span<const std::uint8_t> bytes) {
   const bool is_event = whole.ParseFromArray(bytes.data(), static_cast<int>(bytes.size()));
   auto parts = recorder::SplitEvent(bytes);
   if (!parts) {
-    // Either it is none, or it is beyond a limit.
+    // Either it is not an Event, or it exceeds a limit.
     CHECK(!is_event || bytes.size() > recorder::kMaxEntrySize);
     return;
   }

@@ -1,5 +1,5 @@
-// Feeds the inputs in archives to a fuzz target, one after the other. A target is linked with this
-// where the compiler has no fuzzer.
+// Passes the inputs in archives to a fuzz target, one by one. Targets are linked with this if the
+// compiler has no fuzzer.
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -30,7 +30,7 @@ ArchivePtr Open(const char* path) {
   return opened;
 }
 
-// The contents of the current entry. Sets `*failed` when it can't be read to its end.
+// Returns the contents of the current entry. Sets `*failed` if it can't be read completely.
 std::vector<std::uint8_t> ReadEntry(archive* opened, bool* failed) {
   std::vector<std::uint8_t> contents;
   std::array<std::uint8_t, 4096> buffer;
@@ -42,7 +42,7 @@ std::vector<std::uint8_t> ReadEntry(archive* opened, bool* failed) {
   return contents;
 }
 
-// Returns the number of inputs; 0 for an archive that can't be read to its end.
+// Returns the number of inputs, or 0 for an archive that can't be read completely.
 std::size_t Replay(const char* path) {
   const ArchivePtr opened = Open(path);
   if (opened == nullptr) return 0;
@@ -52,7 +52,7 @@ std::size_t Replay(const char* path) {
   int result = ARCHIVE_OK;
   while ((result = archive_read_next_header(opened.get(), &entry)) == ARCHIVE_OK && !failed) {
     if (archive_entry_filetype(entry) != AE_IFREG) continue;
-    // Printed first, so that the last line names the input that ended the process.
+    // Printed before the run, so that the last line names the input that ended the process.
     std::cout << archive_entry_pathname(entry) << std::endl;
     FuzzOneInput(ReadEntry(opened.get(), &failed));
     ++count;
@@ -65,7 +65,7 @@ int Main(std::span<char*> archives) {
   std::size_t total = 0;
   for (const char* path : archives) {
     const std::size_t count = Replay(path);
-    // Without inputs the test would pass whatever the code does.
+    // Without inputs the test would always pass.
     if (count == 0) {
       std::cout << path << ": no archive with inputs" << std::endl;
       return 1;
