@@ -1,4 +1,4 @@
-// Attaching to hostapd and staying attached, whatever hostapd does.
+// Attaching to hostapd and staying attached.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -25,7 +25,7 @@ constexpr char kRefused[] = "Failed to connect: Connection refused (111)";
 
 class AttachTest : public AccessPointTest {
  protected:
-  // A daemon with hostapd attached on one interface.
+  // Starts a daemon with hostapd attached on one interface.
   void StartAttached() {
     ap_.StartBus();
     hostapd_.emplace(kWlan2400);
@@ -34,7 +34,7 @@ class AttachTest : public AccessPointTest {
     ap_.Settle(*hostapd_);
   }
 
-  // The number of times that hostapd was told to have started.
+  // Returns how often the daemon has sent kHostapdStarted.
   std::size_t StartedCount() { return ap_.LogCount("VERBOSE1", "Callback: 0 mac: "); }
 
   std::optional<Hostapd> hostapd_;
@@ -44,7 +44,7 @@ TEST_F(AttachTest, StoppedAndStarted) {
   StartAttached();
   for (std::size_t i = 2; i < 5; ++i) {
     hostapd_.reset();
-    // The old end is gone, so taking leave fails.
+    // The old socket is not served any more, so sending DETACH fails.
     ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)", i - 1);
     ap_.Hold();
     hostapd_.emplace(kWlan2400);
@@ -79,7 +79,7 @@ TEST_F(AttachTest, StartsBeforeHostapd) {
   EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
-// As between the moment when hostapd's bind() creates the file and the one when it is served.
+// Simulates the time between hostapd's bind() and the first read of its socket.
 TEST_F(AttachTest, SocketFileIsThereBeforeItIsServed) {
   ap_.StartBus();
   LeaveSocketFile("guest-2400mhz");
@@ -94,13 +94,13 @@ TEST_F(AttachTest, SocketFileIsThereBeforeItIsServed) {
   EXPECT_THAT(ap_.LogTexts("ERROR"), ::testing::Each(kRefused));
 }
 
-// Without the directory there is nothing to watch.
+// A missing directory can't be watched.
 TEST_F(AttachTest, ControlDirectoryIsMissing) {
   ap_.StartBus();
   WriteSalt(kSalt);
   ap_.StartFlags({{"connectionEventsUpload", "1"}});
   ap_.StartDaemon();
-  // By then it has looked for the socket.
+  // The daemon has looked for the socket before this line.
   ap_.ExpectLogged("INFO", "Set connection_event_upload to 1");
   Hostapd wlan2400(kWlan2400);
   wlan2400.ExpectSilence(milliseconds(700));
@@ -108,19 +108,19 @@ TEST_F(AttachTest, ControlDirectoryIsMissing) {
   EXPECT_THAT(ap_.LogTexts("WARNING"), IsEmpty());
   ap_.ExpectQuickExit(SIGTERM);
   EXPECT_EQ(ap_.NextNotice(), "STOPPING=1");
-  // Started again it finds what is there now.
+  // A restarted daemon finds the sockets.
   ap_.StartDaemon();
   wlan2400.Attach();
   ap_.Settle(wlan2400);
 }
 
-// What was watched is gone then, and a new one of the same name is not noticed.
+// The watch ends with the directory, and a new directory of the same name is not noticed.
 TEST_F(AttachTest, ControlDirectoryGoesAway) {
   StartAttached();
   hostapd_.reset();
   std::filesystem::remove(kControlDirectory);
   ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
-  // Nothing shows that it has heard of the directory's end too.
+  // Nothing shows that the daemon has noticed the removal of the directory, too.
   std::this_thread::sleep_for(milliseconds(200));
   hostapd_.emplace(kWlan2400);
   hostapd_->ExpectSilence(milliseconds(700));
@@ -149,7 +149,7 @@ TEST_F(AttachTest, AnswerNeverComes) {
   hostapd.ExpectCommand("ATTACH");
   const std::size_t descriptors = ap_.DescriptorCount();
   for (std::size_t i = 2; i < 4; ++i) {
-    // One second for the answer, half a second until the next attempt. Nobody takes leave.
+    // One second for the answer, half a second until the next attempt. There is no DETACH.
     const auto time = hostapd.ExpectCommand("ATTACH");
     EXPECT_GE(time - begin, (i - 1) * milliseconds(1500));
     ap_.ExpectLogged("VERBOSE1", "Callback: 0 mac: ", i);
@@ -171,8 +171,8 @@ TEST_F(AttachTest, ALaterAnswerChangesNothing) {
   EXPECT_EQ(StartedCount(), 1U);
 }
 
-// The kernel tells of the end of a socket file only once nobody serves it any more, so that the
-// deletion alone goes unnoticed.
+// The kernel reports the end of a socket file only when nobody serves it any more, so the deletion
+// alone is not noticed.
 TEST_F(AttachTest, SocketIsDeletedUnderHostapdAndMadeAgain) {
   StartAttached();
   std::filesystem::remove(hostapd_->path());
@@ -209,7 +209,7 @@ TEST_F(AttachTest, FullQueueDoesNotBlock) {
   ap_.ExpectLogged("ERROR", kFull, 2);
   ap_.ExpectLogged("WARNING", kCouldNot, 2);
   ap_.Settle(wlan5000);
-  // One more than there are half seconds.
+  // One more than the number of half seconds.
   const std::size_t lines = ap_.LogCount("ERROR", kFull);
   const auto time = std::chrono::steady_clock::now() - begin;
   EXPECT_LE(lines, static_cast<std::size_t>(time / milliseconds(500)) + 1);

@@ -1,4 +1,4 @@
-// When records are uploaded, how they are batched, and what stations are called in them.
+// When records are uploaded, how they are batched, and how stations are identified in them.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -35,7 +35,7 @@ class BatchTest : public AccessPointTest {
 TEST_F(BatchTest, UploadIsOnePeriodAfterTheFirstEvent) {
   ap_.StartAll();
   for (std::size_t batch = 1; batch <= 2; ++batch) {
-    // The later events don't put the upload off, or it would never come.
+    // Later events do not delay the upload, otherwise it would never come.
     EXPECT_TRUE(WaitUntil([&] {
       ap_.wlan5000().Send(kLine);
       std::this_thread::sleep_for(milliseconds(200));
@@ -43,7 +43,8 @@ TEST_F(BatchTest, UploadIsOnePeriodAfterTheFirstEvent) {
     }));
     const std::int64_t time = ap_.ReceivedMs(batch) - FirstTime(ap_.WaitForRecord(batch).event);
     RecordProperty("first_event_to_upload_ms", std::to_string(time));
-    EXPECT_GE(time, 999);  // the event's time is cut to whole milliseconds, the timer's is not
+    EXPECT_GE(time,
+              999);  // the event's time is truncated to whole milliseconds, the timer's is not
   }
 }
 
@@ -80,7 +81,7 @@ TEST_F(BatchTest, OneRecordForEachInterfaceInTheOrderOfTheirNames) {
   EXPECT_THAT(first.event, EqualsProto(EventOf("interface: WLAN_2400MHZ " + info + "2 }")));
   EXPECT_THAT(second.event,
               EqualsProto(EventOf("interface: WLAN_5000MHZ " + info + "1 } " + info + "3 }")));
-  // Both went with the one timer that the first event started, and nothing is left to upload.
+  // One timer, started by the first event, has uploaded both, and nothing is left.
   std::this_thread::sleep_for(milliseconds(1200));
   EXPECT_EQ(ap_.RecordCount(), 2U);
 }
@@ -136,7 +137,7 @@ TEST_F(BatchTest, PendingEventsAreNotUploadedAtTheEnd) {
   EXPECT_EQ(ap_.RecordCount(), 0U);
 }
 
-// The salt file.
+// Tests of the salt file.
 
 class SaltTest : public AccessPointTest {
  protected:
@@ -148,7 +149,7 @@ class SaltTest : public AccessPointTest {
     wlan_->Attach();
   }
 
-  // The identifier in the record of this number, after another event.
+  // Sends another event. Returns the identifier in record `number`.
   std::string NextIdentifier(std::size_t number) {
     wlan_->Send(kLine);
     return ap_.WaitForRecord(number).event.client_event_info(0).client_shmac();
@@ -180,7 +181,7 @@ TEST_F(SaltTest, MissingAndAppearingLater) {
   EXPECT_GT(ap_.LogCount("WARNING", kNoSalt), 1U);
   WriteSalt("late");
   EXPECT_EQ(NextIdentifier(2), Identifier("late", kDigits));
-  // Once there is one, it stays.
+  // A non-empty salt never changes.
   WriteSalt("other");
   EXPECT_EQ(NextIdentifier(3), Identifier("late", kDigits));
 }

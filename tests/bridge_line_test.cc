@@ -1,4 +1,4 @@
-// The lines of the bridge, as the daemon reads them.
+// The daemon reads the lines of the bridge.
 
 #include <gtest/gtest.h>
 
@@ -113,7 +113,7 @@ TEST(BridgeLineTest, HasNumbersThatTheDaemonCanReadAtTheirLimits) {
   }
 }
 
-// Every word that the bridge may write.
+// All reasons that the bridge can write.
 TEST(BridgeLineTest, HasReasonsThatTheDaemonKnows) {
   std::vector<std::string_view> words = {kReasonNoAck,
                                          kReasonPskMismatch,

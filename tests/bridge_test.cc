@@ -1,5 +1,5 @@
 // The bridge as a process: between the distribution's hostapd and the daemon, and between a hostapd
-// that does what a test wants and clients of all kinds.
+// under the test's control and clients of all kinds.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -35,12 +35,12 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-// hostapd is here, and the bridge serves where the daemon looks.
+// The directory of hostapd. The bridge serves the daemon's directory.
 constexpr char kHostapdDirectory[] = "/run/real-hostapd";
 constexpr char kHostapdName[] = "wlan1";
 constexpr char kMac[] = "02:00:00:00:02:00";
 
-// Whether somebody is behind a socket file, which one that was killed leaves.
+// Returns whether a process serves a socket file. A killed process leaves the file.
 bool IsServed(const platform::FilePath& path) {
   const platform::ScopedFd client(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   sockaddr_un address = {};
@@ -49,8 +49,8 @@ bool IsServed(const platform::FilePath& path) {
   return connect(client.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
 }
 
-// A client of a control socket, with an abstract name that ends in `name`. Other tests, which run
-// at the same time, see the same abstract names.
+// A client of a control socket, with an abstract name that ends in `name`. The names must be
+// unique, since tests that run at the same time share the abstract namespace.
 class Client {
  public:
   explicit Client(const std::string& name, const platform::FilePath& server)
@@ -69,7 +69,7 @@ class Client {
     CHECK(send(socket_.get(), command.data(), command.size(), 0) >= 0);
   }
 
-  // Empty if nothing comes in time.
+  // Returns an empty text if nothing arrives in time.
   std::string Receive(milliseconds timeout = kPatience) {
     pollfd watched = {.fd = socket_.get(), .events = POLLIN, .revents = 0};
     if (poll(&watched, 1, static_cast<int>(timeout.count())) <= 0) return "";
@@ -115,7 +115,7 @@ class BridgeTest : public AccessPointTest {
     ASSERT_NE(bridge_, nullptr) << error;
   }
 
-  // A hostapd that answers, and the bridge attached to it.
+  // Starts a hostapd that answers, and the bridge attached to it.
   void StartAnswering(const Arguments& arguments = {}) {
     hostapd_.emplace(HostapdPath());
     StartBridge(arguments);
@@ -131,7 +131,7 @@ class BridgeTest : public AccessPointTest {
 
   AnsweringHostapd& hostapd() { return *hostapd_; }
 
-  // A figure of the bridge's counters now.
+  // Returns the current value of a counter of the bridge.
   int Counter(const std::string& name) {
     bridge_->Signal(SIGUSR1);
     const auto line = bridge_->err().WaitForLine(std::string(kWlan5000) + ": ", kPatience);
@@ -140,7 +140,7 @@ class BridgeTest : public AccessPointTest {
     return at == std::string::npos ? -1 : std::stoi(line->substr(at + name.size() + 1));
   }
 
-  // An event of which a number can be read.
+  // Returns an event that contains a number.
   static std::string Probe(unsigned number) {
     return fmt::format("<3>RX-PROBE-REQUEST sa=02:00:00:00:{:02x}:{:02x} signal=-50", number >> 8U,
                        number & 255U);
@@ -154,7 +154,7 @@ class BridgeTest : public AccessPointTest {
   std::unique_ptr<ChildProcess> bridge_;
 };
 
-// The daemon's name for itself, as far as the bridge cares.
+// Returns a name that the bridge accepts as the daemon's.
 std::string DaemonName(int pid) { return fmt::format("{}-wavelark-{}", pid, kWlan5000); }
 
 // --- The distribution's hostapd, and the daemon ---
@@ -184,7 +184,7 @@ class BridgeWithRealHostapdTest : public BridgeTest {
 
   std::size_t StartedCount() { return ap_.LogCount("VERBOSE1", "Callback: 0 mac: "); }
 
-  // The daemon hears a station come and go, `visits` times in all.
+  // Expects the daemon's events of a station that joins and leaves, `visits` times in total.
   void ExpectVisit(std::size_t visits) {
     CommandHostapd("new_sta", kMac);
     CommandHostapd("deauthenticate", kMac);
@@ -235,7 +235,7 @@ TEST_F(BridgeWithRealHostapdTest, ServesOtherClients) {
   EXPECT_EQ(Command(kControlDirectory, kWlan5000, "raw", "NO-SUCH-COMMAND"), "UNKNOWN COMMAND\n");
 }
 
-// --- A hostapd that does what the test wants ---
+// --- A hostapd under the test's control ---
 
 TEST_F(BridgeTest, AsksHostapdForReports) {
   StartAnswering();
@@ -257,7 +257,7 @@ TEST_F(BridgeTest, ServesNothingForAHostapdThatIsSilent) {
   hostapd_.emplace(HostapdPath());
   hostapd().SetAnswers("ATTACH probe_rx_events=1", {});
   StartBridge();
-  // It gives up, and tries again.
+  // The bridge gives up and tries again.
   EXPECT_TRUE(WaitUntil([this] { return hostapd().Count("ATTACH probe_rx_events=1") == 2; }));
   EXPECT_FALSE(platform::PathExists(ServedPath()));
 }
@@ -367,7 +367,7 @@ TEST_F(BridgeTest, AttachesAMonitorOnce) {
   EXPECT_EQ(client.Ask("DETACH"), "FAIL\n");
 }
 
-// Names that differ only behind their text are two monitors.
+// Names that differ only in trailing bytes belong to two monitors.
 TEST_F(BridgeTest, TellsMonitorsApartByTheirWholeAddress) {
   StartAnswering();
   Client one("same", ServedPath());
@@ -385,7 +385,7 @@ TEST_F(BridgeTest, TellsMonitorsApartByTheirWholeAddress) {
   EXPECT_TRUE(WaitUntil([this] { return Counter("monitors") == 2; }));
 }
 
-// It neither costs the daemon a line nor a client its answers.
+// It costs neither the daemon a line nor another client an answer.
 TEST_F(BridgeTest, DropsTheOldestLinesOfAMonitorThatNeverReads) {
   StartAnswering({"--queue-lines=50"});
   Client deaf("deaf", ServedPath());
@@ -398,7 +398,7 @@ TEST_F(BridgeTest, DropsTheOldestLinesOfAMonitorThatNeverReads) {
     ASSERT_EQ(reader.Receive(), ProbeLine(i));
   }
   EXPECT_EQ(Client("client", ServedPath()).Ask("STATUS"), "OK\n");
-  // The queue of the kernel, and that of the bridge; what is left are the first lines and the last.
+  // The first lines are in the kernel's queue, the last ones in the bridge's.
   std::vector<std::string> lines;
   for (std::string line; !(line = deaf.Receive(milliseconds(500))).empty();) lines.push_back(line);
   ASSERT_GT(lines.size(), 50U);
@@ -408,7 +408,7 @@ TEST_F(BridgeTest, DropsTheOldestLinesOfAMonitorThatNeverReads) {
   EXPECT_EQ(Counter("dropped_lines"), static_cast<int>(kLines - lines.size()));
 }
 
-// --- The daemon's lines ---
+// --- Lines for the daemon ---
 
 TEST_F(BridgeTest, KeepsLinesForTheNextDaemon) {
   StartAnswering();

@@ -1,4 +1,4 @@
-// The command line of the real program: what it prints, how it ends, and that nothing is started.
+// The command line of the real program: its output, its exit code, and that nothing is started.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ using ::testing::Not;
 
 class CommandLineProcessTest : public AccessPointTest {
  protected:
-  // Runs the daemon where it could start if it wanted to.
+  // Runs the daemon in an environment in which it could start.
   void Run(const Arguments& arguments, int code) {
     ap_.StartBus();
     Hostapd wlan2400(kWlan2400);

@@ -41,7 +41,7 @@ class CompanionsTest : public AccessPointTest {
     recorder_ = StartProcess({AP_WAVELARK_RECORDER_PATH, "--v=1", "--database=" + path_.native()});
   }
 
-  // Waits until the result of a query is this.
+  // Waits until the query has this result.
   void ExpectRow(const std::string& sql, const std::string& expected) {
     std::string row;
     EXPECT_TRUE(WaitUntil([&] {
@@ -50,7 +50,7 @@ class CompanionsTest : public AccessPointTest {
     })) << row;
   }
 
-  // The first column of the first row. What went wrong, while there is no such table.
+  // Returns the first column of the first row, or the error while there is no such table.
   std::string Query(const std::string& sql) const {
     constexpr int kBusyTimeoutMs = 5000;
     try {
@@ -89,7 +89,7 @@ TEST_F(CompanionsTest, ARecorderThatIsKilledAndStartedGoesOn) {
   ap_.wlan5000().Send(kConnect);
   EXPECT_TRUE(ap_.daemon().err().WaitForLine("Error recording offline data", kPatience));
   StartRecorder();
-  // Its name is there once a record reaches it.
+  // The recorder owns its name when the first record arrives.
   EXPECT_TRUE(WaitUntil([this] {
     ap_.wlan5000().Send(kConnect);
     return Query("SELECT count(*) > 1 FROM records") == "1";

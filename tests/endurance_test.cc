@@ -1,4 +1,4 @@
-// What lasts: many restarts of hostapd and many events cost neither descriptors nor memory.
+// Many restarts of hostapd and many events leak neither descriptors nor memory.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -32,7 +32,7 @@ class EnduranceTest : public AccessPointTest {
     return footprint;
   }
 
-  // Sanitizers keep what is freed.
+  // Sanitizers do not release freed memory.
   static void ExpectNoGrowth(const Footprint& before, const Footprint& after,
                              std::int64_t kilobytes) {
     EXPECT_EQ(after.descriptors, before.descriptors);
@@ -50,7 +50,7 @@ TEST_F(EnduranceTest, ThousandRestartsOfHostapd) {
   hostapd->Attach();
   ap_.Settle(*hostapd);
   const Footprint before = Measure("before");
-  // By its next line, since the log becomes long.
+  // Waits for the next such line only, since the log becomes long.
   const auto expect_line = [this](const char* text) {
     EXPECT_TRUE(ap_.daemon().err().WaitForLine(text, kPatience).has_value()) << text;
   };
@@ -73,8 +73,8 @@ class FloodTest : public EnduranceTest {
  protected:
   static constexpr int kEventsPerInterface = kIsSanitized ? 10'000 : 50'000;
 
-  // Has a hostapd with two interfaces play its events, and waits until all are in records. (What is
-  // still in the daemon's queue when hostapd ends is lost, so it ends only then.)
+  // Plays the events of a hostapd with two interfaces, and waits until all are in records. hostapd
+  // ends only then, since lines in the daemon's queue are lost when it ends.
   void Flood() {
     ap_.Hold();
     const auto hostapd =
@@ -110,8 +110,8 @@ TEST_F(FloodTest, HundredThousandEvents) {
   const Footprint after = Measure("after the first flood");
   EXPECT_EQ(after.descriptors, before.descriptors);
   Flood();
-  // The allocator keeps what the largest batch has needed, which differs by some megabytes. A leak
-  // of a hundred bytes for each event would show.
+  // The allocator keeps the memory of the largest batch, which differs by some megabytes. A leak of
+  // a hundred bytes per event would exceed the limit.
   ExpectNoGrowth(after, Measure("after the second flood"), 100 * 2 * kEventsPerInterface / 1024);
   EXPECT_EQ(ap_.LogTexts("ERROR").size(), flood_count_);
   EXPECT_THAT(ap_.LogTexts("WARNING"), ::testing::IsEmpty());

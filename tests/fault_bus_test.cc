@@ -1,4 +1,4 @@
-// The bus and the services on it at their worst.
+// Faults of the bus and the services on it.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -43,7 +43,7 @@ TEST_F(BusFault, RestartedBusTakesARestartOfTheDaemon) {
   EXPECT_EQ(ap_.NextNotice(), "STOPPING=1");
   EXPECT_THAT(ap_.LogTexts("ERROR"),
               ::testing::ElementsAre("Lost the connection to the system bus"));
-  // The service manager's attempts, as long as there is none.
+  // Like restarts by the service manager while there is no bus.
   ap_.LaunchDaemon();
   ap_.ExpectExit(69);
   ap_.bus().Start();
@@ -51,7 +51,7 @@ TEST_F(BusFault, RestartedBusTakesARestartOfTheDaemon) {
   ap_.StartDaemon({"--connection_event_upload_period=1"});
   ap_.wlan5000().Attach();
   ap_.wlan5000().Send(kEvent);
-  // What was in the batch is lost, and nothing else.
+  // Only the batch was lost.
   EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info_size(), 1);
   EXPECT_EQ(ap_.RecordCount(), 1U);
 }
@@ -60,9 +60,9 @@ TEST_F(BusFault, SlowBusHoldsARecordAndLosesNothing) {
   ap_.StartAll();
   StopBus();
   ap_.wlan5000().Send(kEvent);
-  // Whatever asks nothing of the bus goes on.
+  // Everything that does not need the bus continues.
   ap_.Settle(ap_.wlan5000());
-  // So do further lines, until the call for the record: then one has to wait.
+  // Further lines are handled until the daemon calls the recorder: from then on a line waits.
   std::size_t lines = 0;
   const auto waiting = [&] { return fmt::format("Received unknown event: LINE-{}", lines); };
   do {
@@ -94,17 +94,17 @@ TEST_F(BusFault, HungBusAtTheStartHoldsNoSignal) {
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
     ap_.LaunchDaemon();
     EXPECT_TRUE(ap_.daemon().err().WaitForLine("Starting the daemon", kPatience));
-    ap_.DescriptorCount();  // does not change any more once it waits for the bus
+    ap_.DescriptorCount();  // constant once the daemon waits for the bus
     ap_.ExpectQuickExit(number);
     EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
   }
   ContinueBus();
 }
 
-// A recorder that answers when the test says so.
+// A recorder that answers when the test requests it.
 class RecorderFault : public AccessPointTest {
  protected:
-  // Returns once the daemon waits for the answer.
+  // Returns when the daemon waits for the answer.
   void StartInACall() {
     ap_.StartBus();
     WriteSalt(kSalt);
@@ -129,7 +129,7 @@ class RecorderFault : public AccessPointTest {
   std::optional<Hostapd> wlan5000_;
 };
 
-// A signal interrupts the call with libsystemd 252; later releases go on with it.
+// A signal interrupts the call with libsystemd 252; later releases continue the call.
 
 TEST_F(RecorderFault, SignalDuringACallEndsTheDaemonAfterTheReplyAtTheLatest) {
   StartInACall();
@@ -153,8 +153,8 @@ TEST_F(RecorderFault, SecondSignalDuringACallEndsTheDaemonWithoutAReply) {
 
 class FlagsServiceFault : public AccessPointTest {};
 
-// The name comes and goes a thousand times. Each time its flags are asked for, and each failure is
-// a line, whether it refuses or is gone before it has answered.
+// The name appears and disappears a thousand times. The daemon requests the flags each time, and
+// each failure logs a line, whether the service refuses or ends before its answer.
 TEST_F(FlagsServiceFault, FlapsAThousandTimes) {
   constexpr std::size_t kTimes = 1000;
   constexpr std::uint64_t kPatienceUsec = std::chrono::microseconds(kPatience).count();
@@ -176,7 +176,7 @@ TEST_F(FlagsServiceFault, FlapsAThousandTimes) {
       ASSERT_GT(sd_bus_wait(service.bus(), kPatienceUsec), 0) << "not asked, time " << i;
     }
   }
-  // The one that stays is read.
+  // The last service stays, and its flags are read.
   ap_.StartFlags({{"connectionEventsUpload", "0"}});
   ap_.ExpectLogged("INFO", kEventsOff);
   EXPECT_EQ(asked, kTimes);
@@ -211,7 +211,7 @@ TEST_F(FlagsServiceFault, ValueOfAMegabyte) {
   ap_.StartDaemon();
   ap_.ExpectLogged("INFO", kEventsOff);
   EXPECT_THAT(ap_.LogTexts("WARNING"), IsEmpty());
-  // Where a number belongs, that is none.
+  // An invalid number.
   ap_.SetFlags({{"connectionEventsUpload", std::string(1 << 20, '7')}});
   ap_.ExpectAbort("Uncaught exception: stoi");
 }

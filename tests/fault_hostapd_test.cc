@@ -1,4 +1,4 @@
-// hostapd at its worst: what is lost, what is logged, and what becomes of the daemon.
+// Faults of hostapd: which events are lost, what is logged, and how the daemon continues.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -37,7 +37,7 @@ TEST_F(HostapdFault, BytesThatAreNoTextReachNoRecord) {
   ap_.StartAll();
   ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}});
   ap_.ExpectLogged("INFO", "Set probe_req_event_upload to 1");
-  const std::string odd("\xff\xc0\x80\0\xed\xa0\x80", 7);  // no UTF-8, with a zero byte in it
+  const std::string odd("\xff\xc0\x80\0\xed\xa0\x80", 7);  // invalid UTF-8 with a null byte
   ap_.wlan5000().Send("<3>AP-STA-AUTH " + odd + " timestamp:1");
   ap_.wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:2 client_mac:" + odd +
                       " event_reason:" + odd + " " + odd + ":1 steering_reason:" + odd);
@@ -65,10 +65,10 @@ TEST_F(HostapdFault, DatagramsOfNothing) {
   const std::size_t lines = ap_.Log().size();
   for (int i = 0; i < 1000; ++i) ap_.wlan5000().Send("");
   ap_.Settle(ap_.wlan5000());
-  EXPECT_EQ(ap_.Log().size(), lines + 1);  // the one that Settle has asked for
+  EXPECT_EQ(ap_.Log().size(), lines + 1);  // the line of Settle
 }
 
-// What is longer than 64 KiB is taken to end there.
+// A datagram over 64 KiB is truncated.
 TEST_F(HostapdFault, DatagramOver64KiBIsCut) {
   constexpr std::size_t kLargest = 65536;
   ap_.StartAll();
@@ -92,7 +92,7 @@ TEST_F(HostapdFault, AnswersNobodyAskedFor) {
   EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info_size(), 1);
 }
 
-// The daemon's end is connected to hostapd, and takes nothing from anybody else.
+// The daemon's socket is connected to hostapd, and receives from no other socket.
 TEST_F(HostapdFault, StrangersAreNotHeard) {
   ap_.StartAll();
   const std::string name = ap_.wlan5000().SenderName();
@@ -108,14 +108,14 @@ TEST_F(HostapdFault, StrangersAreNotHeard) {
   EXPECT_EQ(errno, EPERM);
 }
 
-// One that hangs in its start and is replaced before a second is over: the daemon sees the new
-// socket while it still waits for the old one's answer. It ends, and starts afresh.
+// hostapd hangs at its start and is replaced within a second: the daemon sees the new socket while
+// it still waits for the old one's answer. It aborts and is restarted.
 TEST_F(HostapdFault, ReplacedBeforeItHasAnsweredEndsTheDaemon) {
   ap_.StartBus();
   std::optional<Hostapd> hostapd(kWlan2400);
   ap_.StartDaemon();
   hostapd->ExpectCommand("ATTACH");
-  // So that it hears of both, the end and the beginning, at once.
+  // The daemon sees both changes at once.
   ap_.Hold();
   hostapd.reset();
   hostapd.emplace(kWlan2400);
@@ -126,7 +126,7 @@ TEST_F(HostapdFault, ReplacedBeforeItHasAnsweredEndsTheDaemon) {
   ap_.Settle(*hostapd);
 }
 
-// What still waits for the daemon when hostapd ends is read as long as nobody has taken its place.
+// Lines in the queue are read when hostapd ends, as long as no other hostapd has replaced it.
 TEST_F(HostapdFault, KilledOneIsReadToItsEnd) {
   constexpr int kLines = 100;
   ap_.StartBus();
@@ -142,8 +142,8 @@ TEST_F(HostapdFault, KilledOneIsReadToItsEnd) {
   EXPECT_EQ(ap_.daemon().err().Count("LAST-"), static_cast<std::size_t>(kLines));
 }
 
-// One that has taken its place is what counts, and the connection to the old one goes with what
-// waits there. What was read is what came first.
+// The new hostapd counts: the connection to the old one is closed, and its queue is lost. Lines
+// that were read are the first ones.
 TEST_F(HostapdFault, KilledAndReplacedOneLosesWhatWaitsInTheQueue) {
   constexpr std::size_t kLines = 250;
   ap_.StartBus();
@@ -170,9 +170,9 @@ TEST_F(HostapdFault, KilledAndReplacedOneLosesWhatWaitsInTheQueue) {
   EXPECT_EQ(ap_.LogCount("WARNING", "Could not attach to hostapd"), 0U);
 }
 
-// So many lines of a length find room, and then hostapd waits. It goes by the memory that the
-// kernel takes for each line, and by what the kernel lets a sender have on its way.
-// net.unix.max_dgram_qlen does not limit this direction: the receiver is connected to the sender.
+// The number of lines that fit before hostapd blocks depends on the memory that the kernel uses for
+// each line, and on the sender's buffer limit. net.unix.max_dgram_qlen does not limit this
+// direction: the receiver is connected to the sender.
 TEST_F(HostapdFault, DaemonThatIsHeldFillsItsQueueAndLosesNothing) {
   constexpr std::size_t kSmallestDatagram = 512;
   constexpr std::size_t kLargestDatagram = 2048;
@@ -201,8 +201,8 @@ class RealHostapdFault : public AccessPointTest {
   RealHostapd hostapd_{ap_.directory()};
 };
 
-// The directory goes with the last socket, and the watch with the directory. What comes in its
-// place is not the same one.
+// The directory is removed with the last socket, and the watch with the directory. A new directory
+// is not watched.
 TEST_F(RealHostapdFault, TakesTheControlDirectoryWithItAndIsNotHeardAgain) {
   ap_.StartBus();
   hostapd_.Start();
@@ -217,12 +217,12 @@ TEST_F(RealHostapdFault, TakesTheControlDirectoryWithItAndIsNotHeardAgain) {
   EXPECT_EQ(ap_.Log().size(), lines);
   ap_.ExpectQuickExit(SIGTERM);
   EXPECT_EQ(ap_.NextNotice(), "STOPPING=1");
-  // That is what a restart of the daemon is for.
+  // A restarted daemon finds it.
   ap_.StartDaemon();
   EXPECT_TRUE(hostapd_.IsAttached());
 }
 
-// As the package keeps it.
+// The package keeps a file in the directory.
 TEST_F(RealHostapdFault, ControlDirectoryWithAFileInItStaysAndHostapdIsHeardAgain) {
   ap_.StartBus();
   std::filesystem::create_directories(kControlDirectory);
@@ -237,7 +237,7 @@ TEST_F(RealHostapdFault, ControlDirectoryWithAFileInItStaysAndHostapdIsHeardAgai
   }
 }
 
-// It serves nobody until the daemon reads again; then all that it had to tell comes in.
+// hostapd serves no client until the daemon reads again; then all its events arrive.
 TEST_F(RealHostapdFault, WaitsForADaemonThatDoesNotRead) {
   ap_.StartBus();
   hostapd_.Start();
@@ -250,7 +250,7 @@ TEST_F(RealHostapdFault, WaitsForADaemonThatDoesNotRead) {
   ControlSocketPath(kWlan5000).native().copy(hostapd.address.sun_path,
                                              sizeof(hostapd.address.sun_path) - 1);
   hostapd.length = sizeof(hostapd.address);
-  // Whether it has taken a new station, of which it tells the daemon in a line.
+  // Returns whether hostapd has added a station, which it reports to the daemon.
   const auto takes_station = [&](int number) {
     const std::string command =
         fmt::format("NEW_STA 02:00:00:00:{:02x}:{:02x}", number / 256, number % 256);
@@ -265,7 +265,7 @@ TEST_F(RealHostapdFault, WaitsForADaemonThatDoesNotRead) {
   RecordProperty("lines", std::to_string(count));
   EXPECT_LT(count, 1000);
   ap_.Release();
-  // The one in which it waited, too.
+  // Including the line during which it was blocked.
   const std::size_t expected = static_cast<std::size_t>(count) + 1;
   EXPECT_TRUE(WaitUntil([&] { return ap_.daemon().err().Count("Callback: 1 mac: ") >= expected; }));
   pollfd answer = {.fd = client.fd(), .events = POLLIN, .revents = 0};
@@ -274,8 +274,8 @@ TEST_F(RealHostapdFault, WaitsForADaemonThatDoesNotRead) {
 
 class SteeringFault : public SteeringAccessPointTest {};
 
-// The command is lost with a line, and not repeated: to the daemon the station has been steered.
-// It is asked again once its metric has moved.
+// The command is lost, with a log line, and not repeated: the daemon counts the station as steered.
+// It steers the station again once its metric has changed.
 TEST_F(SteeringFault, HungHostapdMissesACommand) {
   constexpr char kFull[] = "Send to hostapd failed: Resource temporarily unavailable (11)";
   constexpr char kPoor[] = "02:00:00:00:00:01 link_quality_metric 18 ";
@@ -286,7 +286,7 @@ TEST_F(SteeringFault, HungHostapdMissesACommand) {
   FillQueue(kWlan2400);
   ap_.SetStations({"wlan-2400mhz 02:00:00:00:00:01 -82"});
   ap_.ExpectLogged("ERROR", kFull);
-  // It reads again, and its queue has room.
+  // hostapd reads again, and its queue has room.
   while (const auto command = ap_.wlan2400().WaitForCommand(milliseconds(100))) {
     EXPECT_EQ(command->text, "PING");
   }
@@ -301,8 +301,8 @@ TEST_F(SteeringFault, HungHostapdMissesACommand) {
 class EventsAmidAllElseFault : public SteeringAccessPointTest {};
 
 // Events on both interfaces at full speed, while clients are steered, the kernel marks dumps as
-// interrupted, flags change, their service starts anew, the recorder is slow, and a hostapd that is
-// no concern of the daemon's comes and goes.
+// interrupted, flags change, their service restarts, the recorder is slow, and a hostapd of another
+// interface starts and ends.
 TEST_F(EventsAmidAllElseFault, AreAllRecordedAndAllElseGoesOn) {
   constexpr int kEvents = kIsSanitized ? 2'000 : 20'000;
   constexpr char kApplied[] = "Set connection_event_upload to 1";
@@ -324,7 +324,7 @@ TEST_F(EventsAmidAllElseFault, AreAllRecordedAndAllElseGoesOn) {
     const FlagMap flags = {{"connectionEventsUpload", "1"}, {"change", std::to_string(++changes)}};
     const std::size_t applied = ap_.LogCount("INFO", kApplied);
     is_odd ? ap_.SetFlags(flags) : ap_.StartFlags(flags);
-    // A service that goes before it has answered would be a warning.
+    // A service that ends before its answer would cause a warning.
     ap_.ExpectLogged("INFO", kApplied, applied + 1);
     ap_.SetStations({kPoor, is_odd ? "! interrupted" : ""});
     const Hostapd guest("guest-2400mhz");

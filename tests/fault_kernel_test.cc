@@ -1,4 +1,4 @@
-// A kernel that answers badly, late or not at all: what steering makes of it.
+// Steering on a kernel that answers wrongly, late or not at all.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,10 +25,10 @@ constexpr char kFirst[] = "02:00:00:00:00:01 link_quality_metric 50 ";
 constexpr char kSecond[] = "02:00:00:00:00:02 link_quality_metric 50 ";
 constexpr char kThird[] = "02:00:00:00:00:03 link_quality_metric 50 ";
 
-// The kernel has had a request.
+// Logged for each request to the kernel.
 constexpr char kRequest[] = "Netlink request ";
 
-// A dump with the kernel's mark that it was interrupted.
+// Marks a dump as interrupted.
 constexpr char kMarked[] = "! interrupted";
 constexpr char kMark[] = "A netlink dump was interrupted by a change and may be inconsistent";
 
@@ -36,7 +36,7 @@ class KernelFault : public SteeringAccessPointTest {
  protected:
   using Clock = std::chrono::steady_clock;
 
-  // Three stations, all of which are polled.
+  // Starts with three stations that are polled.
   void Begin() {
     EndFault();
     WriteSalt(kSalt);
@@ -60,7 +60,7 @@ class KernelFault : public SteeringAccessPointTest {
 
   std::size_t Polls(const std::string& station) { return ap_.LogTextsWith(station).size(); }
 
-  // It is there again and again, but not more often than once in each poll of an interface.
+  // Expects the warning repeatedly, but at most once per poll of an interface.
   void ExpectWarnings(const std::string& text, std::size_t count) {
     ap_.ExpectLogged("WARNING", text, count);
     const std::size_t warnings = ap_.LogCount("WARNING", text);
@@ -68,7 +68,7 @@ class KernelFault : public SteeringAccessPointTest {
     EXPECT_LE(warnings, 2 * static_cast<std::size_t>(seconds + 1));
   }
 
-  // It has been there all the time, and does all it did.
+  // The daemon has run all the time and works as before.
   void ExpectAllAsBefore() {
     EndFault();
     ExpectPolls({kFirst, kSecond, kThird});
@@ -81,7 +81,7 @@ class KernelFault : public SteeringAccessPointTest {
   Clock::time_point begin_;
 };
 
-// What it tells counts all the same.
+// The stations of an interrupted dump count.
 TEST_F(KernelFault, DumpIsInterrupted) {
   Begin();
   ap_.SetStations({kAt2400, kAlsoAt2400, kAt5000, kMarked});
@@ -97,7 +97,7 @@ TEST_F(KernelFault, DumpIsRefused) {
   ExpectAllAsBefore();
 }
 
-// What came before counts.
+// Stations before the failure count.
 TEST_F(KernelFault, InterfaceGoesInMidDump) {
   Begin();
   SetFault("failing 1 19");
@@ -108,7 +108,7 @@ TEST_F(KernelFault, InterfaceGoesInMidDump) {
   ExpectAllAsBefore();
 }
 
-// The end comes, so that the poll goes on with the other interface.
+// The end of the dump arrives, so the poll continues with the other interface.
 TEST_F(KernelFault, MessagesAreLost) {
   constexpr char kLost[] = "Netlink messages are lost: No buffer space available (105)";
   Begin();
@@ -121,7 +121,8 @@ TEST_F(KernelFault, MessagesAreLost) {
   ExpectAllAsBefore();
 }
 
-// Each request ends after five seconds, and no request waits for another one. All else goes on.
+// Each request ends after five seconds, and no request waits for another one. Everything else
+// continues.
 TEST_F(KernelFault, Silence) {
   constexpr char kTimeOut[] = "Netlink error 2: Netlink response timeout";
   Begin();
@@ -135,13 +136,13 @@ TEST_F(KernelFault, Silence) {
   ExpectAllAsBefore();
 }
 
-// The stations of one interface pass for those of the other: they have always just come there, and
-// so they are left alone, however poor. Those that are not told of any more are not polled.
+// The stations of one interface count as those of the other. They appear as new there in each pass,
+// so they are never steered. Stations that are no longer reported are not polled.
 TEST_F(KernelFault, IndexIsReused) {
   constexpr char kPoor[] = "wlan-5000mhz 02:00:00:00:00:03 -82";
   constexpr std::size_t kPollsInTwoSteerIntervals = 2 * 4;
   Begin();
-  // Marked, so that each poll shows, if only by the mark of its one station.
+  // Marked, so that each poll is visible, if only by the mark of its station.
   ap_.SetStations({kAt2400, kAlsoAt2400, kPoor, "! reusing wlan-2400mhz wlan-5000mhz", kMarked});
   ap_.ExpectLoggedWith(kMark, 2);
   const std::size_t polls = Polls(kFirst);

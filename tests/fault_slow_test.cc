@@ -1,5 +1,5 @@
-// Faults that take as long as they take: the bus's time-out, and a minute. Skipped unless
-// WAVELARK_SLOW_TESTS is in the environment; script/test --slow puts it there.
+// Slow faults: they wait for the bus's time-out, or a minute. Skipped unless WAVELARK_SLOW_TESTS is
+// set, which script/test --slow does.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -27,10 +27,10 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr char kEvent[] = "<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e";
-// The bus library's own time-out, and what comes on top of it on a busy machine.
+// The bus library's default time-out, and the additional time on a busy machine.
 constexpr seconds kBusTimeout(25);
 constexpr seconds kBusPatience(40);
-// As long as those that are common in the field.
+// With the length of typical events.
 const std::string kLongEvent = std::string(kEvent) + " x:" + std::string(225 - 35, 'x');
 
 class SlowFault : public SteeringAccessPointTest {
@@ -46,14 +46,14 @@ class SlowFault : public SteeringAccessPointTest {
   }
 };
 
-// The call takes as long as the bus gives it, and the batch is lost. What hostapd says meanwhile
-// waits in the queue, which takes so much and no more; none of that is lost.
+// The call takes until the bus's time-out, and the batch is lost. Meanwhile hostapd's events wait
+// in the queue, which has a limit; none of them is lost.
 TEST_F(SlowFault, RecorderHangsForTheTimeOutOfTheBus) {
   ap_.StartAll();
   ap_.recorder().Signal(SIGSTOP);
   ap_.wlan5000().Send(kEvent);
   ap_.Settle(ap_.wlan5000());
-  // The call begins a second after the event.
+  // The call starts a second after the event.
   std::this_thread::sleep_for(seconds(2));
   const auto begin = std::chrono::steady_clock::now();
   int queued = 0;
@@ -67,7 +67,7 @@ TEST_F(SlowFault, RecorderHangsForTheTimeOutOfTheBus) {
             << " s, " << queued / static_cast<double>(kBusTimeout.count()) << " a second\n";
   RecordProperty("queued", std::to_string(queued));
   EXPECT_GT(queued, 0);
-  // The first record is the one that was given up: it is on its way since, and comes late.
+  // The first record is the one that timed out: its message was sent and arrives late.
   EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info_size(), 1);
   EXPECT_EQ(ap_.WaitForRecord(2).event.client_event_info_size(), queued);
   EXPECT_EQ(FailureCount(), 1U);
@@ -75,7 +75,7 @@ TEST_F(SlowFault, RecorderHangsForTheTimeOutOfTheBus) {
   ap_.ExpectQuickExit(SIGTERM);
 }
 
-// A call for each interface that has a batch, one after the other, and each takes its time.
+// One call after the other for each interface with a batch, and each times out.
 TEST_F(SlowFault, RecorderHangsWithABatchOfEachInterface) {
   ap_.StartAll();
   ap_.recorder().Signal(SIGSTOP);
@@ -106,7 +106,7 @@ TEST_F(SlowFault, RecorderRepliesAfterTheTimeOutOfTheBus) {
   wlan5000.Attach();
   wlan5000.Send(kEvent);
   EXPECT_TRUE(IsFailureLogged(1));
-  // The reply that comes then answers nothing.
+  // The late reply has no call.
   std::this_thread::sleep_for(seconds(4));
   ap_.Settle(wlan5000);
   EXPECT_EQ(FailureCount(), 1U);

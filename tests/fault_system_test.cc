@@ -1,4 +1,4 @@
-// A system that is at its limits, or loses its log: what is lost, and what becomes of the daemon.
+// A system at its limits or without its log: what is lost, and how the daemon continues.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -35,7 +35,7 @@ constexpr char kEvent[] = "<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e";
 
 class SystemFault : public AccessPointTest {
  protected:
-  // Runs the daemon by a line for the shell, in which it is "$@".
+  // Runs the daemon by a shell command that contains it as "$@".
   void RunByShell(const std::string& line) {
     ap_.set_daemon_command({"/bin/sh", "-c", line, "sh", AP_WAVELARK_PATH});
   }
@@ -47,15 +47,15 @@ class SystemFault : public AccessPointTest {
     ASSERT_EQ(prlimit(ap_.daemon().pid(), resource, &limits, nullptr), 0);
   }
 
-  // What /proc tells of a descriptor of the daemon's.
+  // Returns the target of one of the daemon's descriptors.
   std::string DescriptorOf(int number) {
     std::error_code error;
     return std::filesystem::read_symlink(fmt::format("/proc/{}/fd/{}", ap_.daemon().pid(), number),
                                          error);
   }
 
-  // hostapd on both interfaces, recorder and bus, and the daemon without anything on standard error
-  // to read.
+  // Starts hostapd on both interfaces, recorder, bus, and the daemon without a readable standard
+  // error.
   void StartUnheard() {
     ap_.StartBus();
     ap_.StartRecorder();
@@ -67,7 +67,7 @@ class SystemFault : public AccessPointTest {
     wlan5000_->Attach();
   }
 
-  // Nothing of what is logged goes to the wrong place, and the work is done.
+  // Log lines go to no wrong descriptor, and the daemon works.
   void ExpectDoesItsWork() {
     for (int i = 0; i < 20; ++i) wlan5000_->Send("<3>NOBODY-KNOWS");
     wlan5000_->Send(kEvent);
@@ -81,8 +81,8 @@ class SystemFault : public AccessPointTest {
   std::optional<Hostapd> wlan5000_;
 };
 
-// It goes on with what it has. A hostapd that restarts meanwhile is attached to once there are
-// descriptors again.
+// The daemon continues with its open descriptors. It attaches to a restarted hostapd when
+// descriptors are available again.
 TEST_F(SystemFault, DescriptorsAreExhausted) {
   if (kIsSanitized) GTEST_SKIP() << "the sanitizer opens a pipe to look at what it doubts";
   constexpr char kFailed[] = "Failed to open hostapd socket: Too many open files (24)";
@@ -106,7 +106,7 @@ TEST_F(SystemFault, DescriptorsAreExhausted) {
   EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info(0).client_shmac(),
             Identifier(kSalt, "001a2b3c4d5e"));
   std::this_thread::sleep_for(milliseconds(2000));
-  // One attempt in half a second, and one that was due.
+  // One attempt each half second, and one that was due.
   const std::size_t attempts = ap_.LogCount("ERROR", kFailed) - before;
   const auto time = std::chrono::steady_clock::now() - begin;
   EXPECT_LE(attempts, static_cast<std::size_t>(time / milliseconds(500)) + 1);
@@ -116,10 +116,10 @@ TEST_F(SystemFault, DescriptorsAreExhausted) {
   ap_.ExpectQuickExit(SIGTERM);
 }
 
-// With whatever number it may open: it runs, or says why not and ends.
+// With each limit the daemon either runs, or logs the reason and ends.
 TEST_F(SystemFault, DescriptorsAreExhaustedAtTheStart) {
   if (kIsSanitized) GTEST_SKIP() << "a sanitized program takes descriptors of its own";
-  // Without flags to read there is a line once the loop runs.
+  // Without a flags service it logs this line once the loop runs.
   constexpr char kRunning[] = "Failed to read the properties ";
   constexpr int kFewest = 5;
   constexpr int kMost = 20;
@@ -136,7 +136,7 @@ TEST_F(SystemFault, DescriptorsAreExhaustedAtTheStart) {
     })) << limit;
     if (!status.has_value()) {
       ap_.ExpectQuickExit(SIGTERM);
-      // Nobody waits to tell it.
+      // Discards the notices.
       while (!ap_.NextNotice(milliseconds(0)).empty()) {
       }
       continue;
@@ -162,14 +162,14 @@ TEST_F(SystemFault, MemoryIsExhausted) {
   constexpr std::int64_t kRoomKilobytes = 8 * 1024;
   const std::int64_t limit = ap_.StatusKilobytes("VmSize") + kRoomKilobytes;
   SetLimit(RLIMIT_AS, static_cast<rlim_t>(limit) * 1024);
-  // They are collected for five minutes, and there are more of them than there is room.
+  // They are collected for five minutes, and exceed the memory limit.
   ap_.Hold();
   const auto hostapd = StartProcess({HOSTAPD_STANDIN_PATH, "--count", "100000"});
   ASSERT_TRUE(hostapd->out().WaitForLine("ready", kPatience));
   ap_.Release();
   ap_.ExpectAbort("Uncaught exception: std::bad_alloc");
   EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
-  // Started again, it has the memory that it needs.
+  // The restarted daemon has enough memory.
   ap_.StartDaemon();
   EXPECT_TRUE(hostapd->out().WaitForLine("wlan-5000mhz ATTACH", kPatience));
 }
@@ -181,7 +181,7 @@ TEST_F(SystemFault, StandardErrorIsClosed) {
   ExpectDoesItsWork();
 }
 
-// Whoever read it has gone before the first line.
+// The reader has closed the pipe before the first line.
 TEST_F(SystemFault, NobodyReadsStandardError) {
   ap_.set_daemon_command(
       {"/bin/bash", "-c", "exec 2> >(:) && wait $! && exec \"$@\"", "bash", AP_WAVELARK_PATH});
@@ -190,7 +190,7 @@ TEST_F(SystemFault, NobodyReadsStandardError) {
   ExpectDoesItsWork();
 }
 
-// Whoever starts it so: what it opens first must not pass for one of them.
+// The first opened files must not get these numbers.
 TEST_F(SystemFault, AllStandardDescriptorsAreClosed) {
   RunByShell("exec \"$@\" 0<&- 1>&- 2>&-");
   StartUnheard();
@@ -198,7 +198,7 @@ TEST_F(SystemFault, AllStandardDescriptorsAreClosed) {
   ExpectDoesItsWork();
 }
 
-// As on a file system that is full: the daemon's only writing is its log.
+// Like a full file system: the daemon writes only its log.
 TEST_F(SystemFault, DiskIsFull) {
   RunByShell("exec \"$@\" 2>/dev/full");
   StartUnheard();
@@ -225,8 +225,8 @@ TEST_F(SystemFault, SystemLogGoesAndComesBack) {
   }));
 }
 
-// A system log that takes lines and doesn't read them holds whoever logs, as it does every program:
-// the daemon goes on where it was once it is read.
+// A system log that accepts lines but does not read them blocks every program that logs. The daemon
+// continues when it is read.
 TEST_F(SystemFault, SystemLogThatDoesNotReadHoldsTheDaemon) {
   constexpr int kLines = 600;
   ControlSocket system_log("/dev/log");
@@ -236,7 +236,7 @@ TEST_F(SystemFault, SystemLogThatDoesNotReadHoldsTheDaemon) {
   ap_.StartDaemon();
   wlan5000.Attach();
   int sent = 0;
-  // Until it takes no more because it is held, and not because it is slow.
+  // Continues until the daemon is blocked, not just slow.
   for (std::size_t lines = 0; ap_.Log().size() > lines;) {
     lines = ap_.Log().size();
     while (sent < kLines && wlan5000.TrySend(fmt::format("<3>LINE-{}", sent)) == SendResult::kSent)
@@ -257,15 +257,15 @@ TEST_F(SystemFault, SystemLogThatDoesNotReadHoldsTheDaemon) {
 
 class HeldFault : public AccessPointTest {};
 
-// The answer has come while the daemon was held for longer than it waits for one, and so have an
-// event and much else: whatever it finds first, it is attached and has the event.
+// The answer arrived while the daemon was stopped for longer than the attach time-out, and so did
+// an event and other messages. In any order of reading, the daemon is attached and has the event.
 TEST_F(HeldFault, AnswerThatWaitsForTheDaemonIsInTime) {
   ap_.StartBus();
   ap_.StartFlags({});
   Hostapd wlan2400(kWlan2400);
   Hostapd wlan5000(kWlan5000);
   ap_.LaunchDaemon();
-  // The second of the two. It waits for the answer for a second from then on.
+  // The second of the two. Its attach time-out of a second starts now.
   wlan5000.ExpectCommand("ATTACH");
   ap_.Hold();
   wlan2400.Attach();
@@ -298,8 +298,8 @@ TEST_F(SystemFault, SaltIsReplacedWhileItRuns) {
 
 class StoppedForAWhileFault : public SteeringAccessPointTest {};
 
-// What has come in meanwhile is told to have come when it is read; a period that is over is over
-// once, and polls that were missed are not made up for.
+// Events that arrived meanwhile have the time at which they are read. An expired upload period
+// expires once, and missed polls are not made up for.
 TEST_F(StoppedForAWhileFault, LosesNothingAndMakesUpForNoPolls) {
   ExpectNothingIsLostByAStop(ap_, std::chrono::seconds(5));
 }

@@ -1,4 +1,4 @@
-// The flags service as a process, with the daemon beside it: what is bad is never on the bus.
+// The flags service as a process, with the daemon: invalid flags are never published.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -27,7 +27,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Pair;
 
-// The service and somebody who follows its map.
+// The service, and a client that follows its map.
 class FlagsServiceTest : public AccessPointTest {
  protected:
   FlagsServiceTest() {
@@ -45,18 +45,18 @@ class FlagsServiceTest : public AccessPointTest {
     ASSERT_TRUE(RunUntil(loop_, [this] { return !seen_.empty(); }));
   }
 
-  // Waits until the map is this.
+  // Waits until the map is equal to `flags`.
   void Expect(const FlagMap& flags) {
     EXPECT_TRUE(RunUntil(loop_, [&] { return seen_.back() == flags; }));
   }
 
-  // Writes what the service must refuse, and waits until it has.
+  // Writes invalid flags and waits until the service has rejected them.
   void WriteBad(const std::string& text) {
     const std::size_t refused = service_->err().Count("stay in force");
     WriteFile(file_, text);
     EXPECT_TRUE(WaitUntil([&] { return service_->err().Count("stay in force") > refused; }))
         << text;
-    // So that the same again is news.
+    // Publishes a valid change, so that the same error is logged again.
     const std::size_t read = seen_.size();
     WriteFile(file_, "clientSteeringInterval=" + std::to_string(++good_) + "\n");
     EXPECT_TRUE(RunUntil(loop_, [&] { return seen_.size() > read; }));
@@ -103,7 +103,7 @@ TEST_F(FlagsServiceTest, BadFlagsNeverReachTheDaemon) {
   EXPECT_THAT(ap_.LogTexts("FATAL"), IsEmpty());
 }
 
-// Each map that is seen is one that was whole: both keys, with the same value.
+// Each published map is complete: both keys have the same value.
 TEST_F(FlagsServiceTest, ManyChangesAreSeenWholeOrNotAtAll) {
   WriteFile(file_, "clientSteeringInterval=1\nclientSteeringPollInterval=1\n");
   Start();

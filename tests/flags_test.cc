@@ -1,4 +1,4 @@
-// What the daemon does with the map that the flags service publishes.
+// How the daemon uses the map of the flags service.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -32,7 +32,7 @@ class FlagsTest : public AccessPointTest {
     ap_.StartDaemon();
   }
 
-  // The WARNING that reading the map failed, with this reason.
+  // Expects the WARNING of a failed reading with this reason.
   void ExpectReadFailure(const std::string& reason) {
     ap_.ExpectLogged(
         "WARNING",
@@ -60,7 +60,7 @@ TEST_F(FlagsTest, AreAppliedWheneverTheyChange) {
   ap_.ExpectLogged("INFO", kEventsOn, 2);
   ap_.SetFlags({{"connectionEvents", "enabled"}, {"connectionEventsProbeReqUpload", "0"}});
   ap_.ExpectLogged("INFO", kProbesOff);
-  // Switching happens only where the state changes, setting with every map.
+  // Services switch only if their state changes; values are set with every map.
   EXPECT_THAT(ap_.LogTexts("INFO"),
               ElementsAre(kStarting, kOn, kEventsOn, kOff, kEventsOff, kEventsOn, kOn, kProbesOff));
 }
@@ -78,7 +78,7 @@ TEST_F(FlagsTest, TheUploaderCanBeSwitchedOnLater) {
   ap_.Settle(ap_.wlan2400());
   ap_.StartFlags({{"connectionEvents", "enabled"}});
   ap_.ExpectLogged("INFO", kOn);
-  // It has been listening to hostapd all the time.
+  // It has received events all the time.
   ap_.wlan2400().Send("<3>AP-STA-AUTH late");
   EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info_size(), 1);
   EXPECT_EQ(ap_.LogCount("VERBOSE1", std::string(kHeard) + "early"), 0U);
@@ -133,7 +133,7 @@ TEST_F(FlagsTest, ExtraVariantIsOpened) {
   ap_.ExpectLogged("INFO", kEventsOn);
 }
 
-// The second value of each key is no number, which would end the process.
+// The second value of each key is not a number, which would abort the daemon.
 TEST_F(FlagsTest, FirstOfDuplicateKeysWins) {
   StartWith({{"connectionEventsUpload", "0"}, {"connectionEventsProbeReqUpload", "1"}},
             {"--duplicate-keys"});
@@ -149,7 +149,7 @@ TEST_P(WrongTypeTest, IsNotApplied) {
   ap_.SetFlags({{"connectionEventsUpload", "1"}});
   WaitUntil([&] { return ap_.LogTexts("WARNING").size() >= 2; });
   EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn));
-  // The next good value replaces what is there.
+  // The next valid value replaces the map.
   ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}});
   ap_.ExpectLogged("INFO", kProbesOn);
   EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn, kProbesOn));
@@ -200,12 +200,12 @@ TEST_F(FlagsTest, ServiceThatAnswersAnErrorChangesNothing) {
   StartWith({{"connectionEventsUpload", "0"}}, {"--error", "org.velmora.Error.Test"});
   ExpectReadFailure("org.velmora.Error.Test: As asked for");
   EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn));
-  // Its signals count all the same.
+  // Its signals are still used.
   ap_.SetFlags({{"connectionEventsUpload", "1"}});
   ap_.ExpectLogged("INFO", kEventsOn);
 }
 
-// A change signal in the words of the flags service's own; to everybody without a destination.
+// Emits a change signal like the flags service's own, as a broadcast if there is no destination.
 void EmitChange(TestPeer& peer, const char* interface, const char* path,
                 const char* destination = nullptr) {
   sd_bus_message* signal = nullptr;
@@ -229,7 +229,7 @@ TEST_F(FlagsTest, StrangersSignalsChangeNothing) {
   TestPeer stranger;
   EmitChange(stranger, "org.velmora.ap.Flags", "/org/velmora/ap/Flags");
   EmitChange(stranger, "org.velmora.ap.Other", "/org/velmora/ap/Flags");
-  // The bus holds broadcasts of others back, but not what is sent to the daemon itself.
+  // The bus filters broadcasts of other senders, but not messages to the daemon itself.
   EmitChange(stranger, "org.velmora.ap.Flags", "/org/velmora/ap/Flags", "org.velmora.ap.Wavelark");
   ap_.SetFlags({{"connectionEventsUpload", "0"}});
   ap_.ExpectLogged("INFO", kEventsOff);
@@ -237,7 +237,7 @@ TEST_F(FlagsTest, StrangersSignalsChangeNothing) {
 
 TEST_F(FlagsTest, OtherSignalsOfTheServiceChangeNothing) {
   ap_.StartBus();
-  TestPeer service;  // has nothing to answer, only signals
+  TestPeer service;  // only signals, has no answers
   service.RequestName("org.velmora.ap.Flags");
   Hostapd wlan2400(kWlan2400);
   ap_.StartDaemon();

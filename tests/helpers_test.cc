@@ -1,4 +1,4 @@
-// What the other tests rely on: the helpers fail when they should.
+// The helpers of the other tests fail when they should.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>

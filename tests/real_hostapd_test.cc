@@ -1,4 +1,4 @@
-// The daemon with the distribution's hostapd, which needs no radio for its control sockets.
+// The daemon with the distribution's hostapd, whose control sockets need no radio.
 
 #include "testbed/real_hostapd.h"
 
@@ -21,7 +21,7 @@ constexpr char kMac[] = "00:11:22:33:44:55";
 
 class RealHostapdTest : public AccessPointTest {
  protected:
-  // The daemon attaches, and then hears events.
+  // The daemon attaches and then receives events.
   void ExpectAttached() {
     EXPECT_TRUE(hostapd_.IsAttached());
     const std::string event = "Received unknown event: AP-ENABLED";
@@ -46,7 +46,7 @@ TEST_F(RealHostapdTest, EventsComeIn) {
   EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
-// One that stops takes its control directory with it, unless there is something else in it.
+// A hostapd that stops removes its control directory, unless it contains other files.
 TEST_F(RealHostapdTest, StoppedAndStarted) {
   ap_.StartBus();
   const Hostapd wlan2400(kWlan2400);
@@ -61,7 +61,7 @@ TEST_F(RealHostapdTest, StoppedAndStarted) {
   EXPECT_EQ(ap_.LogCount("WARNING", "Already attached, resetting state."), 0U);
 }
 
-// It leaves its socket file behind, and makes a new one on starting.
+// A killed hostapd leaves its socket file behind, and replaces it at its start.
 TEST_F(RealHostapdTest, KilledAndStarted) {
   ap_.StartBus();
   hostapd_.Start();
@@ -101,7 +101,7 @@ TEST_F(RealHostapdTest, HungOneHoldsNothingUp) {
   wlan2400.Attach();
   ExpectAttached();
   hostapd_.process().Signal(SIGSTOP);
-  // Its queue takes no more: not even the leave-taking.
+  // Its queue is full, so even DETACH can't be sent.
   FillQueue(kWlan5000);
   ap_.Settle(wlan2400);
   ap_.ExpectQuickExit(SIGTERM);

@@ -1,4 +1,4 @@
-// The recorder as a process: what it answers is stored, whatever happens to it.
+// The recorder as a process: every acknowledged record is stored, even after crashes.
 
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
@@ -39,7 +39,7 @@ using testing::HasSubstr;
 constexpr char kName[] = "org.velmora.ap.Quillary";
 constexpr milliseconds kLongEnough(20'000);
 
-// A batch of so many events, the time of each being `number`.
+// A batch of `size` events, all with the time `number`.
 std::string Batch(int size, std::uint64_t number) {
   Event event;
   event.set_interface(access_infrastructure::proto::WLAN_5000MHZ);
@@ -63,7 +63,7 @@ class RecorderServiceTest : public testbed::BusTest {
     return testbed::StartProcess(arguments);
   }
 
-  // Launches it and waits until it has its name.
+  // Launches the recorder and waits until it owns its name.
   void Start(const std::vector<std::string>& options = {}) {
     recorder_ = Launch(options);
     ASSERT_TRUE(testbed::WaitUntil(
@@ -92,7 +92,7 @@ class RecorderServiceTest : public testbed::BusTest {
     ASSERT_TRUE(recorder_->WaitForExit(kLongEnough).has_value());
   }
 
-  // The first column of a query.
+  // Returns the first column of a query.
   std::vector<std::string> Query(const std::string& sql) const {
     SQLite::Database database(path_.native(), SQLite::OPEN_READWRITE, 5000);
     SQLite::Statement statement(database, sql);
@@ -151,7 +151,7 @@ TEST_F(RecorderServiceTest, MetricsFollowARecordAndAreTheSumsOfTheDatabase) {
       HasSubstr("{interface=\"WLAN_5000MHZ\",type=\"CONNECT\",success=\"true\",reason=\"\"} " +
                 QueryOne("SELECT count(*) FROM client_events") + "\n"));
   EXPECT_EQ(QueryOne("SELECT count(*) FROM client_events"), "7");
-  // Neither an identifier nor anything that a sender wrote.
+  // No identifier and no text of a sender may appear.
   for (const std::string& secret : {fmt::format("{:064X}", 3), std::string("no event")}) {
     EXPECT_EQ(text().find(secret), std::string::npos);
     EXPECT_EQ(recorder_->err().Text().find(secret), std::string::npos);
@@ -167,7 +167,7 @@ TEST_F(RecorderServiceTest, OfTwoAtOnceTheSecondEnds) {
   EXPECT_TRUE(Record(Batch(1, 1)));
 }
 
-// As many kills as WAVELARK_KILLS says, 20 if nothing.
+// Kills the recorder WAVELARK_KILLS times, by default 20.
 TEST_F(RecorderServiceTest, WhatWasAnsweredSurvivesAKillAtAnyMoment) {
   const char* kills = std::getenv("WAVELARK_KILLS");
   const int rounds = kills == nullptr ? 20 : std::atoi(kills);
@@ -201,7 +201,7 @@ TEST_F(RecorderServiceTest, WhatWasAnsweredSurvivesAKillAtAnyMoment) {
   EXPECT_EQ(QueryOne("PRAGMA integrity_check"), "ok");
 }
 
-// A small file system of its own, which can be full or read-only.
+// A small file system that can be full or read-only.
 class SmallDiskTest : public RecorderServiceTest {
  protected:
   SmallDiskTest() {
@@ -255,7 +255,8 @@ TEST_F(RecorderServiceTest, ADamagedDatabaseIsPutAside) {
   EXPECT_EQ(QueryOne("SELECT count(*) FROM client_events"), "1");
 }
 
-// The longest that the bus takes: one of bytes, and one of the shortest entries there are.
+// The largest messages that the bus accepts: one of plain bytes, and one of the shortest possible
+// entries.
 TEST_F(RecorderServiceTest, ARecordOf32MebibytesIsStored) {
   constexpr std::size_t kSize = (std::size_t{32} << 20) - (std::size_t{64} << 10);
   Start();

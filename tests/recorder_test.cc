@@ -1,4 +1,4 @@
-// A metrics recorder that is absent or misbehaves: the batch is lost, the daemon is not.
+// A metrics recorder that is absent or misbehaves: the batch is lost, the daemon continues.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -23,7 +23,7 @@ constexpr char kAbsent[] =
 
 class RecorderTest : public AccessPointTest {
  protected:
-  // No recorder yet.
+  // Starts without a recorder.
   void Begin() {
     ap_.StartBus();
     wlan_.emplace(kWlan5000);
@@ -33,8 +33,7 @@ class RecorderTest : public AccessPointTest {
 
   void SendEvent(int time) { wlan_->Send(fmt::format("<3>AP-STA-AUTH nobody timestamp:{}", time)); }
 
-  // Waits until so many lines about failed record calls are there, all with this reason, and no
-  // more.
+  // Waits for `count` lines about failed record calls, all with this reason, and expects no more.
   void ExpectFailures(const std::string& reason, std::size_t count) {
     ap_.ExpectLogged("WARNING",
                      fmt::format("Error recording offline data: {}: {}", kEventTypeUrl, reason),
@@ -47,7 +46,7 @@ class RecorderTest : public AccessPointTest {
     EXPECT_EQ(ap_.daemon().err().Count("Error recording offline data: "), count);
   }
 
-  // The record of this number holds one event of this time.
+  // Expects that record `number` has one event with this time.
   void ExpectRecord(std::size_t number, int time) {
     EXPECT_THAT(ap_.WaitForRecord(number).event,
                 EqualsProto(EventOf(fmt::format(
@@ -63,7 +62,7 @@ TEST_F(RecorderTest, MissingAndAppearingLater) {
   Begin();
   SendEvent(1);
   ExpectFailures(kAbsent, 1);
-  // The batch is gone, and a new one begins with the next event.
+  // The batch is lost, and the next event starts a new one.
   ap_.StartRecorder();
   SendEvent(2);
   ExpectRecord(1, 2);
@@ -104,16 +103,16 @@ TEST_F(RecorderTest, DyingInTheCall) {
   ExpectFailureCount(1);
 }
 
-// The call holds the daemon, but not its sockets: what comes in meanwhile waits in their queues.
+// The call blocks the daemon, but not its sockets: events wait in their queues.
 TEST_F(RecorderTest, SlowOneLosesNothing) {
   Begin();
   ap_.StartRecorder({"--delay", "2"});
   SendEvent(1);
   ExpectRecord(1, 1);
-  // It doesn't return while the recorder is stopped, however slow the test is.
+  // The call doesn't return while the recorder is stopped, however slow the test is.
   ap_.recorder().Signal(SIGSTOP);
   for (int time = 2; time <= 6; ++time) SendEvent(time);
-  // Nothing of it is taken in until the call has returned.
+  // The line is not read until the call has returned.
   wlan_->Send("<3>IN-THE-QUEUE");
   std::this_thread::sleep_for(milliseconds(500));
   EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: IN-THE-QUEUE"), 0U);

@@ -1,4 +1,4 @@
-// What becomes of hostapd's event lines: whole records, compared field by field.
+// From hostapd's event lines to records: whole records, compared field by field.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -29,8 +29,8 @@ constexpr char kMacDigits[] = "001a2b3c4d5e";
 
 class RecordsTest : public AccessPointTest {
  protected:
-  // The event of an interface with one entry for each text of its fields; the station and, unless
-  // the text has one, the time are put in.
+  // Returns the Event of an interface with one entry for each text of fields. Adds the station and,
+  // unless the text has one, the time.
   static Event Expected(const char* interface, const std::vector<std::string>& infos) {
     std::string text = fmt::format("interface: {}\n", interface);
     const std::string shmac = Identifier(kSalt, kMacDigits);
@@ -42,13 +42,13 @@ class RecordsTest : public AccessPointTest {
     return EventOf(text);
   }
 
-  // An event line of the station at time 7.
+  // Sends an event line of the station at time 7.
   void SendEvent(const std::string& name, const std::string& attributes) {
     ap_.wlan5000().Send("<3>" + name + " " + kMac + " timestamp:7" +
                         (attributes.empty() ? "" : " " + attributes));
   }
 
-  // Sends a connect event with each attribute text, and expects the fields beside it.
+  // Sends a connect event for each row's attributes, and expects the row's fields.
   void ExpectAttributes(
       std::initializer_list<std::pair<const char* /*attributes*/, const char* /*fields*/>> rows) {
     ap_.StartAll();
@@ -79,7 +79,7 @@ TEST_F(RecordsTest, EventNames) {
   for (const auto& [name, fields] : kRows) {
     SendEvent(name, "");
     infos.emplace_back(fields);
-    // These are no events of a connection; the probe report is switched off.
+    // These are not connection events, and probe reports are switched off.
     for (const char* ignored :
          {"AP-STA-CONNECTED", "AP-STA-DISCONNECTED", "AP-STA-STEERING", "AP-STA-NO-STEERING",
           "AP-STA-TAXONOMY", "AP-MONITOR-STA-INFO", "AP-ENABLED"}) {
@@ -251,7 +251,7 @@ TEST_F(RecordsTest, AProbeReportOfNobodyLeavesAnEmptyRecord) {
   EXPECT_THAT(ap_.WaitForRecord(1).event, EqualsProto(EventOf("interface: WLAN_2400MHZ")));
 }
 
-// The address of a station, in every form that it could have.
+// The address of a station, in every possible form.
 TEST_F(RecordsTest, NoAddressIsInARecordAndNoSaltInTheLog) {
   ap_.StartAll();
   SendEvent("AP-STA-CONNECT", std::string("client_mac:") + kMac);
@@ -264,7 +264,7 @@ TEST_F(RecordsTest, NoAddressIsInARecordAndNoSaltInTheLog) {
   EXPECT_THAT(ap_.daemon().err().Text(), Not(HasSubstr(kSalt)));
 }
 
-// A line that ends the process, and the standard conversion that does it.
+// A line that aborts the daemon, and the conversion that throws.
 struct Garbage {
   const char* line;
   const char* conversion;

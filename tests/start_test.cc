@@ -29,7 +29,8 @@ constexpr char kPath[] = "/org/velmora/ap/Wavelark";
 
 class StartTest : public AccessPointTest {
  protected:
-  // Calls a method without arguments of the daemon. The reply, or null with the error's name.
+  // Calls a method of the daemon without arguments. Returns the reply, or null and the error's
+  // name.
   static sd_bus_message* Call(TestPeer& peer, const char* path, const char* interface,
                               const char* method, std::string* error_name = nullptr) {
     sd_bus_error error = SD_BUS_ERROR_NULL;
@@ -130,7 +131,7 @@ TEST_F(StartTest, WorksWithoutAServiceManager) {
   EXPECT_EQ(ap_.NextNotice(milliseconds(0)), "");
 }
 
-// Whoever stops it at once, after its first line, ends it as well as later.
+// A signal right after its first line ends the daemon as cleanly as a later one.
 TEST_F(StartTest, StoppedAtItsFirstLineItEndsWell) {
   ap_.StartBus();
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
@@ -140,7 +141,7 @@ TEST_F(StartTest, StoppedAtItsFirstLineItEndsWell) {
       ap_.daemon().Signal(number);
       ap_.ExpectExit(0);
       EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
-      // It ends at once until it has claimed its name, and in order afterwards.
+      // Before it has claimed its name it ends at once, afterwards in order.
       const std::string notice = ap_.NextNotice(milliseconds(0));
       if (notice.empty()) continue;
       EXPECT_EQ(notice, "READY=1");
@@ -184,7 +185,7 @@ TEST_F(StartTest, BusGoesAway) {
   ap_.wlan5000().ExpectCommand("DETACH");
 }
 
-// A termination signal in every state that the daemon can be in.
+// A termination signal in each state of the daemon.
 class EndTest : public AccessPointTest, public ::testing::WithParamInterface<int> {};
 
 TEST_P(EndTest, WhileAttached) {
@@ -208,7 +209,7 @@ TEST_P(EndTest, BeforeTheAnswer) {
   ap_.StartDaemon();
   wlan2400.ExpectCommand("ATTACH");
   ap_.ExpectQuickExit(GetParam());
-  // Perhaps a second attempt, but no DETACH.
+  // There may be a second attempt, but no DETACH.
   while (const auto command = wlan2400.Receive()) EXPECT_EQ(*command, "ATTACH");
 }
 
@@ -226,7 +227,7 @@ INSTANTIATE_TEST_SUITE_P(Signal, EndTest, ::testing::Values(SIGTERM, SIGINT, SIG
                            return sigabbrev_np(param_info.param);
                          });
 
-// The system log.
+// Tests of the system log.
 
 class SystemLogTest : public AccessPointTest {};
 
@@ -254,13 +255,13 @@ TEST_F(SystemLogTest, LinesGoThereToo) {
   ap_.StartDaemon();
   const auto line = system_log.Receive();
   ASSERT_TRUE(line.has_value());
-  // Facility daemon (3), severity info (6); time and tag are the C library's.
+  // Facility daemon (3), severity info (6); the C library adds time and tag.
   const std::string tag = "<30>[A-Z][a-z]{2} [ 0-9][0-9] [0-9:]{8} ap-wavelark\\[" +
                           std::to_string(ap_.daemon().pid()) + "\\]: ";
   EXPECT_THAT(line->text, MatchesRegex(tag + kFirstLine));
 }
 
-// Its first line waits for somebody who reads.
+// The daemon blocks at its first line until somebody reads.
 TEST_F(SystemLogTest, FullStandardErrorHoldsNoSignal) {
   constexpr char kFillPipe[] =
       "mkfifo \"$0\" && exec 2<>\"$0\" && head -c 65536 /dev/zero >&2 && exec \"$@\"";

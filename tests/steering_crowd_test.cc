@@ -1,4 +1,4 @@
-// Many clients steered in one pass: more commands than hostapd's queue holds.
+// Many clients are steered in one pass: more commands than hostapd's queue holds.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ using ::testing::IsEmpty;
 
 constexpr char kUndelivered[] = "Send to hostapd failed: Resource temporarily unavailable (11)";
 
-// A pass comes well before or well after the end of the stations' steer interval, never in between.
+// A pass is either well before or well after the end of the stations' steer interval.
 const std::vector<std::string> kSteerAllInTheSecondPass = {"--enable_client_steering",
                                                            "--client_steering_interval=1",
                                                            "--client_steering_poll_interval=2"};
@@ -39,14 +39,14 @@ std::vector<std::string> Macs(std::size_t count) {
   return macs;
 }
 
-// All of them are to be steered, in the same pass.
+// Returns stations that must all be steered in the same pass.
 std::vector<std::string> Crowd(const std::string& interface, std::size_t count) {
   std::vector<std::string> stations;
   for (const std::string& mac : Macs(count)) stations.push_back(interface + " " + mac + " -82");
   return stations;
 }
 
-// The addresses that come behind `key` in a text, in order.
+// Returns the addresses behind `key` in a text, in order.
 std::vector<std::string> MacsBehind(std::string_view key, std::string_view text) {
   constexpr std::size_t kLength = 17;
   std::vector<std::string> macs;
@@ -101,7 +101,7 @@ class SteeringCrowdTest : public SteeringAccessPointTest {
   bool IsCrowdSteered() { return ap_.daemon().err().Count(" Steer Client ") >= kClients; }
 };
 
-// Half a second for all of them, on top of what reading and answering takes.
+// Half a second for all commands, plus the time for reading and answering.
 TEST_F(SteeringCrowdTest, HostapdThatTakesAMillisecondForEachGetsEveryCommand) {
   StartWithCrowd();
   for (const std::string& mac : Macs(kClients)) {
@@ -115,8 +115,8 @@ TEST_F(SteeringCrowdTest, HostapdThatTakesAMillisecondForEachGetsEveryCommand) {
 
 using SteeringCrowdFault = SteeringCrowdTest;
 
-// The other hostapd is heard as ever, also between the pass and the moment in which the commands
-// are given up.
+// Events of the other hostapd are handled all the time, even between the pass and the loss of the
+// commands.
 TEST_F(SteeringCrowdFault, HungHostapdHoldsNothingUp) {
   StartWithCrowd();
   EXPECT_TRUE(WaitUntil([&] { return IsCrowdSteered(); }));
@@ -128,7 +128,7 @@ TEST_F(SteeringCrowdFault, HungHostapdHoldsNothingUp) {
   }
   std::cout << "longest answer: " << std::chrono::duration_cast<milliseconds>(longest).count()
             << " ms\n";
-  // The queue keeps what it has taken; all else is lost, with a line for each.
+  // The queue keeps the first commands. All others are lost, with a line for each.
   std::size_t received = 0;
   for (const std::string& mac : Macs(kClients)) {
     const auto command = ap_.wlan2400().WaitForCommand(milliseconds(0));
@@ -141,11 +141,11 @@ TEST_F(SteeringCrowdFault, HungHostapdHoldsNothingUp) {
   const std::vector<std::string> errors = ap_.LogTexts("ERROR");
   EXPECT_EQ(errors.size(), kClients - received);
   EXPECT_THAT(errors, Each(kUndelivered));
-  // An event was taken after the pass and before the first loss.
+  // An event was handled after the pass and before the first loss.
   const std::string log = ap_.daemon().err().Text();
   const std::size_t last_steer = log.rfind(" Steer Client ");
   EXPECT_LT(log.find("SETTLE-", last_steer), log.find(kUndelivered));
-  // It reads again, and is still attached.
+  // hostapd reads again and is still attached.
   ap_.ExpectQuickExit(SIGTERM);
   ap_.wlan2400().ExpectCommand("DETACH");
 }

@@ -1,4 +1,4 @@
-// Client steering by the whole daemon, on a kernel whose stations the test moves.
+// Client steering by the whole daemon, on a kernel whose stations the test controls.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,15 +28,15 @@ constexpr char kStopped[] = " Client Steer Stopped ";
 constexpr char kWeakSteered[] =
     " Steer Client 02:00:00:00:00:01 link_quality_metric 18 last_steer_link_quality_metric 0";
 constexpr char kWeakCommand[] = "DISASSOCIATE 02:00:00:00:00:01 reason=5";
-// A link quality of 18, which is below every floor that is used.
+// A link quality of 18, below every floor in these tests.
 constexpr char kWeakAt2400[] = "wlan-2400mhz 02:00:00:00:00:01 -82";
 
-// Two polls and some.
+// A little more than two polls.
 constexpr milliseconds kSomePolls(2500);
 
 class SteeringTest : public SteeringAccessPointTest {
  protected:
-  // How long ago the last steer was, in seconds, in each poll of a station so far.
+  // Returns the time since the last steer, in seconds, in each poll of a station so far.
   std::vector<double> TimesSinceLastSteer(const std::string& mac) {
     constexpr std::string_view kKey = " time since last steer ";
     std::vector<double> times;
@@ -47,7 +47,7 @@ class SteeringTest : public SteeringAccessPointTest {
     return times;
   }
 
-  // Waits for a poll of the first station more than so many seconds after the last steer.
+  // Waits for a poll of the first station more than `seconds` after the last steer.
   void ExpectPolledAfter(double seconds) {
     EXPECT_TRUE(WaitUntil([&] {
       const std::vector<double> times = TimesSinceLastSteer("02:00:00:00:00:01");
@@ -61,7 +61,7 @@ TEST_F(SteeringTest, WeakStationIsSteeredInTheFirstPollAfterTheInterval) {
   ap_.Start();
   ap_.wlan2400().ExpectCommand(kWeakCommand);
   ap_.ExpectLogged("INFO", kWeakSteered);
-  // In the poll that steered, and in those before it.
+  // In the poll that steered, and in the earlier ones.
   std::vector<double> times = TimesSinceLastSteer("02:00:00:00:00:01");
   const std::vector<std::string> texts = ap_.LogTextsWith("02:00:00:00:00:01 link_quality_metric ");
   const auto steered = std::find(texts.begin(), texts.end(), kWeakSteered);
@@ -73,12 +73,12 @@ TEST_F(SteeringTest, WeakStationIsSteeredInTheFirstPollAfterTheInterval) {
   ap_.wlan5000().ExpectSilence(milliseconds(0));
 }
 
-// Its metric is still the one with which it was steered.
+// Its metric is the same as at the last steer.
 TEST_F(SteeringTest, StationThatIsAsWeakAsBeforeIsLeft) {
   ap_.SetStations({kWeakAt2400});
   ap_.Start();
   ap_.wlan2400().ExpectCommand(kWeakCommand);
-  // Time counts from that steer now.
+  // Time counts from that steer.
   const std::size_t polls = TimesSinceLastSteer("02:00:00:00:00:01").size();
   EXPECT_TRUE(WaitUntil([&] { return TimesSinceLastSteer("02:00:00:00:00:01").size() > polls; }));
   ExpectPolledAfter(2);
@@ -91,12 +91,12 @@ TEST_F(SteeringTest, OthersAreLeft) {
       "wlan-2400mhz 02:00:00:00:00:0a -50",                    // strong
       "wlan-2400mhz 02:00:00:00:00:0b -70",                    // at the floor
       "wlan-2400mhz 02:00:00:00:00:0c -85",                    // not above the hysteresis
-      "wlan-2400mhz 02:00:00:00:00:0d -100",                   // neither, and worse
+      "wlan-2400mhz 02:00:00:00:00:0d -100",                   // not above the hysteresis either
       "wlan-2400mhz 02:00:00:00:00:0e -82 unauthorized",       //
       "wlan-2400mhz 02:00:00:00:00:0f -82 no-signal-average",  // counts as 100
-      "wlan-2400mhz 02:00:00:00:00:10 -84",                    // poor enough
+      "wlan-2400mhz 02:00:00:00:00:10 -84",                    // weak enough
       "wlan-5000mhz 02:00:00:00:00:1a -50", "wlan-5000mhz 02:00:00:00:00:1b -85",
-      "wlan-5000mhz 02:00:00:00:00:1c -71",  // poor enough
+      "wlan-5000mhz 02:00:00:00:00:1c -71",  // weak enough
   });
   ap_.Start();
   ap_.wlan2400().ExpectCommand("DISASSOCIATE 02:00:00:00:00:10 reason=5");
@@ -158,7 +158,7 @@ TEST_F(SteeringTest, UnknownInterfaceEndsThePass) {
   ap_.Start();
   ap_.ExpectLogged("WARNING", "Unable to get stations on interface: wlan-2400mhz", 4);
   EXPECT_THAT(ap_.LogTextsWith("02:00:00:00:00:01"), IsEmpty());
-  // There it is, and all goes on.
+  // The interface exists now, and steering continues.
   ap_.SetStations({"wlan-5000mhz 02:00:00:00:00:01 -82"});
   ap_.wlan5000().ExpectCommand(kWeakCommand);
 }
@@ -171,7 +171,7 @@ TEST_F(SteeringTest, UnknownSecondInterfaceLeavesTheFirst) {
   EXPECT_EQ(ap_.LogCount("WARNING", "Unable to get stations on interface: wlan-2400mhz"), 0U);
 }
 
-// Steering comes before the upload. The end switches neither of them off.
+// Steering starts before the upload. The end switches neither of them off.
 TEST_F(SteeringTest, StartsInOrderAndEndsWithoutAWord) {
   ap_.SetStations({});
   ap_.Start();
@@ -207,7 +207,7 @@ class SteeringFlagsTest : public SteeringTest {
 TEST_F(SteeringFlagsTest, SwitchItOnAndOff) {
   ap_.SetStations({kWeakAt2400});
   StartWith({{"clientSteering", "disabled"}, {"connectionEventsProbeReqUpload", "0"}});
-  // It has read them. A change before that would be read twice.
+  // It has read the flags. An earlier change would be read twice.
   ap_.ExpectLogged("INFO", "Set probe_req_event_upload to 0");
   ap_.SetFlags({{"clientSteering", "Enabled"}, {"connectionEventsUpload", "1"}});
   ap_.ExpectLogged("INFO", "Set connection_event_upload to 1");
@@ -218,9 +218,9 @@ TEST_F(SteeringFlagsTest, SwitchItOnAndOff) {
   ap_.ExpectLogged("INFO", kStopped);
   const std::size_t polls = TimesSinceLastSteer("02:00:00:00:00:01").size();
   ap_.wlan2400().ExpectSilence(kSomePolls);
-  // A pass that was under way when it was switched off comes to its end.
+  // A pass that was running when the service was switched off ends normally.
   EXPECT_LE(TimesSinceLastSteer("02:00:00:00:00:01").size(), polls + 1);
-  // It has forgotten the station, which so is steered once more.
+  // It has forgotten the station, so it steers it once more.
   ap_.SetFlags({{"clientSteering", "enabled"}});
   ap_.wlan2400().ExpectCommand(kWeakCommand);
   EXPECT_THAT(ap_.LogTexts("INFO"),
@@ -254,14 +254,14 @@ TEST_F(SteeringFlagsTest, SetTheIntervals) {
   EXPECT_THAT(ap_.LogTextsWith(" Steer Client "), IsEmpty());
   ap_.SetFlags({{"clientSteeringInterval", "1"}, {"clientSteeringPollInterval", "600"}});
   ap_.wlan2400().ExpectCommand(kWeakCommand);
-  // The poll that steered was the last one for ten minutes, or the next is.
+  // Either the poll that steered or the next one is the last for ten minutes.
   EXPECT_TRUE(WaitUntil([&] { return ap_.LogCount("INFO", kWeakSteered) == 1; }));
   const std::size_t polls = TimesSinceLastSteer("02:00:00:00:00:01").size();
   ap_.wlan2400().ExpectSilence(kSomePolls);
   EXPECT_LE(TimesSinceLastSteer("02:00:00:00:00:01").size(), polls + 1);
 }
 
-// Without verbose lines, of which each pass would make one.
+// Without verbose lines: each pass would log some.
 TEST_F(SteeringFlagsTest, NegativePollIntervalStarvesNobody) {
   ap_.SetStations({kWeakAt2400});
   StartWith({}, {"--enable_client_steering", "--client_steering_poll_interval=-1", "--v=0"});
@@ -285,7 +285,7 @@ struct NotANumber {
 class MalformedSteeringFlagTest : public SteeringFlagsTest,
                                   public ::testing::WithParamInterface<NotANumber> {};
 
-// Also while steering is off.
+// Even while steering is off.
 TEST_P(MalformedSteeringFlagTest, EndsTheProcess) {
   ap_.SetStations({});
   ap_.StartBus();

@@ -56,12 +56,12 @@ void ExpectNothingIsLostByAStop(SteeringAccessPoint& ap, std::chrono::seconds le
     }
   }
   EXPECT_EQ(std::ssize(times), events);
-  // All but the first have come while it was stopped.
+  // All but the first arrived while it was stopped.
   EXPECT_LT(times.front(), continued_ms);
   for (std::size_t i = 1; i < times.size(); ++i) EXPECT_GE(times[i], continued_ms) << i;
   EXPECT_LE(times.back(), MillisecondsNow());
   ap.ExpectLoggedWith(kPoll, polls + 2);
-  // One that was due, and one a second.
+  // One poll that was due, and one per second.
   const std::size_t polls_now = ap.LogTextsWith(kPoll).size();
   const auto seconds = std::chrono::ceil<std::chrono::seconds>(Clock::now() - begin).count();
   EXPECT_LE(polls_now, polls + 1 + static_cast<std::size_t>(seconds));

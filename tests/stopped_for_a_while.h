@@ -7,8 +7,9 @@
 
 namespace orvane::testbed {
 
-// Starts the daemon and stops it for so long, as SIGSTOP or a suspended machine does, while events
-// come in, as many as its queue takes. Expects that it loses none, and makes up for no poll.
+// Starts the daemon and stops it for `length` by SIGSTOP, like a suspended machine, while as many
+// events arrive as its queue holds. Expects that it loses none of them and does not make up for
+// missed polls.
 void ExpectNothingIsLostByAStop(SteeringAccessPoint& ap, std::chrono::seconds length);
 
 }  // namespace orvane::testbed

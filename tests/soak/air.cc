@@ -15,7 +15,7 @@ using std::chrono::seconds;
 
 constexpr std::array<const char*, 2> kInterfaces = {testbed::kWlan2400, testbed::kWlan5000};
 
-// Metrics count from -100 dBm.
+// The metric is 0 at -100 dBm.
 constexpr int kZero = -100;
 constexpr int kPoorest = kZero + Air::kHighestHysteresis + 1;
 constexpr int kPoor = kZero + Air::kLowestFloor - 1;

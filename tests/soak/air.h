@@ -13,40 +13,40 @@ namespace orvane::soak {
 
 // The stations of an access point with two interfaces.
 //
-// Residents stay for good. Their signal changes and they change the interface, but none is to be
-// asked to leave: they are heard well, or hardly, or are not authorized, or nothing is known of
-// their signal. Guests come where they are heard poorly, and are to be asked exactly once, however
-// long that takes; then they go to the other interface, where they are heard well, and soon leave.
+// Residents never leave. Their signal changes and they change the interface, but none may be
+// steered: each has a strong or a very weak signal, is not authorized, or has no average signal.
+// Guests arrive with a weak signal and must be steered exactly once, however long that takes. Then
+// they move to the other interface, where their signal is strong, and leave soon after.
 class Air {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // What the flags may say, so that all this is true of them.
+  // Limits of the flags under which this holds.
   static constexpr int kLowestFloor = 26;
   static constexpr int kHighestFloor = 45;
   static constexpr int kHighestHysteresis = 18;
 
   explicit Air(std::uint32_t seed);
 
-  // Some time passes: residents move, guests leave, and now and then one comes.
+  // Moves residents, removes guests, and sometimes adds a guest.
   void Move(Clock::time_point now, bool may_come);
 
-  // Somebody was found to be poorly heard, and is asked to leave.
+  // The daemon has steered the station.
   void OnAsked(const std::string& address, Clock::time_point now);
 
-  // As a stations file.
+  // Returns the contents of a stations file.
   std::string Text() const;
 
   std::size_t guest_count() const { return guest_count_; }
   std::size_t waiting_count() const;
-  // What must not be: for people.
+  // Violations, for people.
   const std::vector<std::string>& mistakes() const { return mistakes_; }
 
  private:
   struct Resident {
     std::string address;
     const char* mark;
-    int lowest;  // of the signal
+    int lowest;  // limits of the signal
     int highest;
     std::size_t interface;
     int signal;

@@ -15,10 +15,9 @@
 
 namespace orvane::soak {
 
-// What the parts of a soak share: the access point, what is done to it when, and what it is held
-// against.
+// Shared by the parts of a soak: the access point, the scheduled actions, and the expectations.
 struct Course {
-  // One of several kinds of trouble, and how often it is that one.
+  // A kind of fault and its share.
   struct Trouble {
     int percent;
     std::function<void()> begin;
@@ -28,7 +27,7 @@ struct Course {
 
   void BeginOneOf(const std::vector<Trouble>& troubles);
 
-  // A deed that has been done.
+  // Counts an action.
   void Count(const std::string& deed) { ++deeds[deed]; }
   std::size_t Deeds(const std::string& deed) const;
 

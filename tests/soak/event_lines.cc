@@ -15,7 +15,7 @@ struct NameRow {
   std::string_view name;
   LineKind kind;
 };
-// Those that batches report.
+// Events that batches report.
 constexpr NameRow kNames[] = {
     {"<3>AP-STA-AUTH ", LineKind::kConnection},    {"<3>AP-STA-AUTH-RESP ", LineKind::kConnection},
     {"<3>AP-STA-ASSOC ", LineKind::kConnection},   {"<3>AP-STA-ASSOC-RESP ", LineKind::kConnection},
@@ -30,7 +30,7 @@ LineKind KindOf(std::string_view line) {
   return LineKind::kOther;
 }
 
-// The last attribute of a name counts.
+// The last attribute with a name counts.
 std::string NumberFor(LineKind kind, std::uint64_t serial) {
   switch (kind) {
     case LineKind::kConnection:

@@ -8,7 +8,7 @@
 
 namespace orvane::soak {
 
-// What a line is about: something that batches report, or not.
+// Whether batches report the line, and as what.
 enum class LineKind { kConnection, kProbe, kOther, kUnknown };
 
 struct EventLine {
@@ -16,12 +16,12 @@ struct EventLine {
   std::string text;
 };
 
-// Lines of hostapd's, of every kind and with every attribute, in no particular order.
+// Lines of hostapd of every kind and with every attribute, in random order.
 class EventLines {
  public:
   explicit EventLines(std::uint32_t seed);
 
-  // A line that carries the number where a batch shows it.
+  // Returns a line that contains `serial` in a field that batches report.
   EventLine Next(std::uint64_t serial);
 
  private:

@@ -49,7 +49,7 @@ testbed::FlagMap RandomFlags(Schedule& schedule) {
            std::to_string(schedule.Random(10, Air::kHighestHysteresis))}};
 }
 
-// The flags that decide what is recorded.
+// Compares the flags that decide what is recorded.
 bool RecordAlike(const testbed::FlagMap& a, const testbed::FlagMap& b) {
   return std::ranges::all_of(std::array{kUploader, kEventSwitch, kProbeSwitch},
                              [&](const char* key) { return a.at(key) == b.at(key); });
@@ -97,7 +97,7 @@ void FlagsPeer::Restart(const testbed::Arguments& options) {
   has_trouble_ = is_away_ = false;
 }
 
-// Here a change may be under way.
+// A change may be in progress here.
 void FlagsPeer::Hang() {
   course_.Count("flags service hung");
   ap_.flags_service().Signal(SIGSTOP);

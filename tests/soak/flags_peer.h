@@ -12,35 +12,35 @@
 
 namespace orvane::soak {
 
-// The flags service of a soak, which is killed, hangs and answers errors, and what it publishes.
-// Each change and each start must be read once by the daemon.
+// The flags service of a soak, with its published flags. It is killed, hangs and returns errors.
+// The daemon must read each change and each restart once.
 class FlagsPeer {
  public:
-  // `course` must outlive it.
+  // `course` must outlive this object.
   explicit FlagsPeer(Course& course);
 
-  // Starts the service with the flags of times of rest.
+  // Starts the service with the flags for rest.
   void Start();
 
-  // What is to be published as soon as that can be done.
+  // Select the next flags, which are published as soon as possible.
   void ChangeToCalm();
   void ChangeAtRandom();
   bool has_change() const { return next_flags_.has_value(); }
 
-  // Begins a trouble, which ends by itself, unless one or a reading is under way.
+  // Starts a fault, which ends by itself, unless a fault or a reading is in progress.
   void Trouble();
   bool has_trouble() const { return has_trouble_; }
 
-  // Has a turn. A change of what is recorded waits until all lines sent so far have been taken.
+  // Runs regularly. A change of what is recorded waits until the daemon has read all sent lines.
   void Serve(bool are_lines_taken);
 
-  // A line of the daemon's log.
+  // Handles a line of the daemon's log.
   void OnLogText(std::string_view text);
   bool AreRead() const { return readings_seen_ >= readings_expected_; }
 
-  // Whether the daemon records lines of this kind, which are about a station.
+  // Returns whether the daemon records station lines of this kind.
   bool IsRecorded(LineKind kind) const;
-  // Whether it is about to change what it records.
+  // Returns whether what is recorded is about to change.
   bool IsSwitching() const;
 
   Check JudgeReadings() const;
@@ -54,11 +54,11 @@ class FlagsPeer {
 
   Course& course_;
   testbed::AccessPoint& ap_;
-  testbed::FlagMap flags_;                      // as the service has them
-  std::optional<testbed::FlagMap> next_flags_;  // to be had
+  testbed::FlagMap flags_;                      // published now
+  std::optional<testbed::FlagMap> next_flags_;  // to be published
   bool has_trouble_ = false;
   bool is_away_ = false;
-  bool is_switching_ = false;  // what is recorded changes with the reading that is awaited
+  bool is_switching_ = false;  // the awaited reading changes what is recorded
   std::size_t readings_seen_ = 0;
   std::size_t readings_expected_ = 0;
 };

@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// As hostapd's peers have it: a send waits when some ten lines have not been taken.
+// A send blocks when about ten lines are unread.
 constexpr int kLinesPerTurn = 8;
 constexpr int kBurst = 1000;
 
@@ -58,7 +58,7 @@ void HostapdPeer::Silence(Radio& radio) {
   course_.schedule.After({500ms, 4s}, [&radio] { radio.WakeUp(); });
 }
 
-// Now and then it hangs at once.
+// Sometimes it hangs at once.
 void HostapdPeer::StartLater(Radio& radio) {
   course_.schedule.After({0ms, 3s}, [this, &radio] {
     StartRadio(radio);
@@ -74,12 +74,12 @@ void HostapdPeer::StartRadio(Radio& radio) {
   course_.log.Allow("WARNING", "Already attached, resetting state.", 1);
 }
 
-// As if a file system came and went; the directory stays what it is.
+// Like a file system that is unmounted and mounted again; the directory keeps its identity.
 void HostapdPeer::MoveDirectory() {
   if (!AreAll(&Radio::is_up)) return;
   course_.Count("control directory moved away and back");
   const auto move_away = [this] {
-    if (!AreAll(&Radio::is_down)) return;  // for the second to do
+    if (!AreAll(&Radio::is_down)) return;  // the second radio does it
     const platform::FilePath aside = std::string(testbed::kControlDirectory) + ".aside";
     std::filesystem::rename(testbed::kControlDirectory, aside);
     course_.schedule.After({100ms, 2s}, [this, aside] {

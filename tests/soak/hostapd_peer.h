@@ -15,42 +15,42 @@
 
 namespace orvane::soak {
 
-// hostapd of a soak, with two radios that are killed, stop and hang, alone or with their directory.
-// It sends numbered lines, and takes commands.
+// hostapd of a soak, with two radios that are killed, stop and hang, alone or together with their
+// directory. It sends numbered lines and receives commands.
 class HostapdPeer {
  public:
-  // What becomes of a line that is about a station.
+  // Returns the expected fate of a line about a station.
   using FateOf = std::function<Fate(LineKind kind)>;
 
   static constexpr std::size_t kRadios = 2;
   static constexpr char kKilled[] = "hostapd killed and started";
   static constexpr char kSendFailed[] = "Send to hostapd failed: ";
 
-  // `course` must outlive it.
+  // `course` must outlive this object.
   HostapdPeer(Course& course, std::uint32_t seed) : course_(course), lines_(seed) {}
 
   // Starts all radios.
   void Start();
   void Stop();
 
-  // Begins a trouble, which ends by itself.
+  // Starts a fault, which ends by itself.
   void Trouble(std::size_t index);
   void MoveDirectory();
-  // Many lines come, as quickly as they are taken.
+  // Sends many lines without delays.
   void Burst(std::size_t index);
 
-  // Has a turn.
+  // Runs regularly.
   void Serve();
-  // Sends lines on the radios that are up and have had theirs taken.
+  // Sends lines on the radios that are up and whose lines have been read.
   void SendLines(const FateOf& fate_of);
 
   bool AreAll(bool (Radio::*is_so)() const) const;
 
-  // The daemon logs that it asks a station to leave.
+  // The daemon has logged a steer.
   void OnSteered();
-  // Requests to leave that have not come in so far.
+  // The number of steer commands that have not arrived yet.
   std::int64_t undelivered() const { return undelivered_; }
-  // Lines sent.
+  // The number of lines sent.
   std::uint64_t line_count() const { return last_number_; }
 
  private:
@@ -64,7 +64,7 @@ class HostapdPeer {
 
   Course& course_;
   std::array<Radio, kRadios> radios_ = {Radio(testbed::kWlan2400), Radio(testbed::kWlan5000)};
-  std::array<int, kRadios> bursts_{};  // lines yet to be sent
+  std::array<int, kRadios> bursts_{};  // number of lines still to send
   EventLines lines_;
   std::uint64_t last_number_ = 0;
   std::int64_t undelivered_ = 0;

@@ -11,18 +11,18 @@
 
 namespace orvane::soak {
 
-// Holds the daemon's log against what is done to it: each deed allows the lines that it may cause.
+// Compares the daemon's log with the actions: each action allows the lines that it may cause.
 class LogBook {
  public:
-  // So many more lines of this severity whose text begins so.
+  // Allows `count` more lines of this severity whose text begins with `beginning`.
   void Allow(const std::string& severity, const std::string& beginning, std::size_t count);
 
   void Take(const testbed::LogLine& line);
 
-  // The lines that have begun so, as it was allowed.
+  // Returns the number of lines for an allowed beginning.
   std::size_t Count(const std::string& beginning) const;
 
-  // No line but those allowed.
+  // Checks that there are only allowed lines.
   Check Judge() const;
 
  private:
@@ -32,7 +32,7 @@ class LogBook {
     std::size_t seen = 0;
   };
 
-  std::map<std::string, Entry> entries_;  // by the beginning
+  std::map<std::string, Entry> entries_;  // by the beginning of the text
   std::vector<std::string> strange_;
   std::size_t lines_ = 0;
 };

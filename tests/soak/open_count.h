@@ -8,13 +8,12 @@
 
 namespace orvane::soak {
 
-// How often a file is opened, by whomever. It may be replaced meanwhile. Its directory must be
-// there.
+// Counts how often any process opens a file. The file may be replaced. Its directory must exist.
 class OpenCount {
  public:
   explicit OpenCount(const platform::FilePath& file);
 
-  // So far. To be asked often enough for the kernel's queue, which takes thousands.
+  // Returns the count so far. Call it before the kernel's queue of thousands of events is full.
   std::int64_t Get();
 
  private:

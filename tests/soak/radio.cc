@@ -7,7 +7,7 @@ namespace {
 
 using SendResult = testbed::ControlSocket::SendResult;
 
-// An attempt to attach that has failed is followed by another within this time.
+// After a failed attempt to attach the next one follows within this time.
 constexpr std::chrono::milliseconds kAttachRetry(700);
 
 }  // namespace

@@ -13,9 +13,9 @@
 
 namespace orvane::soak {
 
-// hostapd's part of one interface, which comes, goes and hangs. It is up once the daemon is
-// attached for sure: what is done to it while an attempt to attach is under way may end the daemon,
-// which takes two notices in quick succession for a mistake.
+// hostapd's part of one interface, which starts, ends and hangs. It counts as up only when the
+// daemon is certainly attached: a change during an attempt to attach may end the daemon, which
+// aborts on two changes in quick succession.
 class Radio {
  public:
   using Clock = std::chrono::steady_clock;
@@ -25,24 +25,24 @@ class Radio {
   const std::string& name() const { return name_; }
   bool is_up() const { return state_ == State::kUp; }
   bool is_down() const { return state_ == State::kDown; }
-  // Nothing waits in the daemon's queue.
+  // Returns whether the daemon has read everything.
   bool is_taken() const { return !hostapd_ || hostapd_->IsTaken(); }
-  // The number of the last line that the daemon has taken.
+  // The number of the last line that the daemon has read.
   std::uint64_t last_taken() const { return last_taken_; }
 
   void Start();
-  // In the middle of whatever goes on.
+  // Ends at any time.
   void Kill();
-  // Once all that was sent has been taken.
+  // Ends when everything sent has been read.
   void Stop(std::function<void()> on_stopped);
-  // It neither reads, answers nor tells anything until it is woken up.
+  // Neither receives nor sends until WakeUp.
   void Silence() { state_ = State::kSilent; }
   void WakeUp() { state_ = State::kStarting; }
 
-  // Has a turn. What comes in and isn't about attaching is told.
+  // Runs regularly. Calls `on_command` for commands other than ATTACH.
   void Serve(const std::function<void(std::string_view command)>& on_command);
 
-  // To be called while it is up. False when it can't be sent.
+  // Must be called while it is up. Returns false if the line can't be sent.
   bool Send(std::uint64_t number, std::string_view line);
 
  private:
@@ -55,7 +55,7 @@ class Radio {
   State state_ = State::kDown;
   std::unique_ptr<testbed::Hostapd> hostapd_;
   bool is_attached_ = false;
-  Clock::time_point up_at_{};  // unless another attempt to attach comes in
+  Clock::time_point up_at_{};  // when it counts as up, unless another ATTACH arrives
   std::uint64_t last_sent_ = 0;
   std::uint64_t last_taken_ = 0;
   std::function<void()> on_stopped_;

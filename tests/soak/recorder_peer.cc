@@ -28,7 +28,7 @@ void RecorderPeer::Trouble() {
                       {5, [&] { Outwait(); }}});
 }
 
-// In the middle of whatever goes on, or when it has all that it is to have.
+// At any time, or when all sent lines are recorded.
 void RecorderPeer::Kill() {
   if (course_.schedule.Chance(50)) return WhenRecorded([this] { KillNow(); });
   KillNow();
@@ -67,7 +67,7 @@ void RecorderPeer::DoWhenRecorded() {
   std::exchange(when_recorded_, nullptr)();
 }
 
-// What it is given meanwhile it takes later.
+// Calls during that time are handled later.
 void RecorderPeer::Hang(const std::string& deed, Schedule::Range range) {
   course_.Count(deed);
   ap_.recorder().Signal(SIGSTOP);
@@ -77,7 +77,7 @@ void RecorderPeer::Hang(const std::string& deed, Schedule::Range range) {
   });
 }
 
-// The daemon gives up on a call, but the call isn't lost.
+// The daemon's call times out, but its message is handled later.
 void RecorderPeer::Outwait() {
   course_.log.Allow("WARNING", kUploadFailed, 2);
   Hang("recorder hung for longer than a call waits", {26s, 30s});

@@ -12,25 +12,25 @@
 
 namespace orvane::soak {
 
-// The metrics recorder of a soak, which is killed, hangs and answers errors. The batches that it
-// gets go to the ledger.
+// The metrics recorder of a soak. It is killed, hangs and returns errors. The ledger gets its
+// batches.
 class RecorderPeer {
  public:
   static constexpr std::chrono::seconds kUploadPeriod{2};
 
-  // `course` must outlive it.
+  // `course` must outlive this object.
   explicit RecorderPeer(Course& course) : course_(course), ap_(course.access_point) {}
 
-  // Begins a trouble, which ends by itself, unless one is under way.
+  // Starts a fault, which ends by itself, unless one is in progress.
   void Trouble();
   bool has_trouble() const { return has_trouble_; }
-  // False while it is killed: what is sent then is uncertain.
+  // False while it is killed: lines sent during that time are uncertain.
   bool is_there() const { return is_there_; }
 
-  // A trouble waits until all lines sent so far are recorded; no others should be sent meanwhile.
+  // A fault is waiting until all sent lines are recorded. Send no others until then.
   bool awaits_records() const { return when_recorded_ != nullptr; }
 
-  // Has a turn: reads the batches that have come, and begins a trouble that has waited for them.
+  // Runs regularly: reads new batches, and starts a fault that was waiting for them.
   void ReadBatches();
   void DoWhenRecorded();
 

@@ -8,23 +8,23 @@
 
 namespace orvane::soak {
 
-// The process at one moment, and the work that it had been given by then.
+// The state of the process at one time, and the work so far.
 struct Sample {
-  double seconds = 0;  // since the first one
+  double seconds = 0;  // since the first sample
   std::int64_t anonymous_kb = 0;
   std::int64_t resident_kb = 0;
   std::int64_t descriptors = 0;
   double cpu_seconds = 0;
   std::int64_t events = 0;
-  std::int64_t polls = 0;  // of an interface
+  std::int64_t polls = 0;  // polls of an interface
 
   friend bool operator==(const Sample&, const Sample&) = default;
 };
 
-// What /proc tells of the process, which has to be there; all that it doesn't tell is 0.
+// Reads /proc of the process, which must exist. Fields from other sources stay 0.
 Sample TakeSample(pid_t pid);
 
-// The head of the table and a line of it, each with its line end.
+// Return the head of the table, or one line of it, with the line end.
 std::string CsvHead();
 std::string CsvLine(const Sample& sample);
 

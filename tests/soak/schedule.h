@@ -9,7 +9,7 @@
 
 namespace orvane::soak {
 
-// What is to be done when, drawn from a seed.
+// Random actions and their times, derived from a seed.
 class Schedule {
  public:
   using Clock = std::chrono::steady_clock;
@@ -27,7 +27,7 @@ class Schedule {
 
   void After(Range range, std::function<void()> deed);
 
-  // Again and again, after a pause each time. While there is rest, nothing is done.
+  // Repeats an action, each time after a random pause. During rest the action is skipped.
   void Repeat(Range pause, std::function<void()> deed);
   void set_rest(bool is_rest) { is_rest_ = is_rest; }
   bool is_rest() const { return is_rest_; }

@@ -22,15 +22,15 @@ using std::chrono::seconds;
 
 using namespace std::chrono_literals;
 
-// How often everybody has a turn.
+// Interval of Pump's steps.
 constexpr milliseconds kTurn(10);
 constexpr milliseconds kSamplePeriod(1000);
 constexpr milliseconds kStationPeriod(500);
-// Far more than the daemon takes to come back from the longest trouble.
+// Far longer than the daemon needs after the longest fault.
 constexpr seconds kRestPatience(180);
 constexpr seconds kLongestRound(60);
 constexpr int kRoundsAtLeast = 6;
-// Minutes from which on the quarters of the time are alike.
+// The minimum length in minutes for comparing quarters.
 constexpr double kShortestJudged = 10;
 
 constexpr char kSteered[] = " Steer Client ";
@@ -86,7 +86,8 @@ void Soak::Begin() {
   std::filesystem::create_directories(testbed::kControlDirectory);
   course_.log.Allow("INFO", "Starting the daemon", 1);
   course_.log.Allow("INFO", " Connection event upload enabled ", 1);
-  // Steering is switched on before it is told its intervals: those of the flags come after it.
+  // The command line sets the intervals, since flags switch steering on before they set its
+  // intervals.
   ap_.StartDaemon(
       {fmt::format("--connection_event_upload_period={}", RecorderPeer::kUploadPeriod.count()),
        "--client_steering_interval=2", "--client_steering_poll_interval=1"});
@@ -110,7 +111,7 @@ void Soak::ScheduleDeeds() {
   schedule.Repeat({10s, 50s}, [this] { hostapd_.MoveDirectory(); });
 }
 
-// All trouble ends by itself; none begins.
+// All faults end by themselves, and none starts.
 void Soak::Rest() {
   course_.schedule.set_rest(true);
   flags_.ChangeToCalm();
@@ -119,7 +120,7 @@ void Soak::Rest() {
            !flags_.has_change() && flags_.AreRead();
   });
   if (!is_calm) course_.mistakes.push_back("no rest after all trouble is over");
-  // What is uncertain comes by the next upload, if at all.
+  // Uncertain lines arrive with the next upload, or never.
   PumpFor(2 * RecorderPeer::kUploadPeriod);
   PumpUntil([this] { return course_.ledger.AwaitedCount() == 0 && air_.waiting_count() == 0; });
   course_.ledger.Close();
@@ -128,7 +129,7 @@ void Soak::Rest() {
   course_.schedule.set_rest(false);
 }
 
-// Which makes it deaf: it has to be started again then. It runs on nevertheless.
+// The daemon receives no more events until it is restarted, but it keeps running.
 void Soak::RemoveDirectory() {
   course_.schedule.set_rest(true);
   hostapd_.Stop();
@@ -192,7 +193,7 @@ void Soak::SampleIfDue() {
 
 // --- Lines ---
 
-// None while it could not be said what is to become of them.
+// No lines are sent while their fate can't be determined.
 void Soak::SendLines() {
   if (course_.schedule.is_rest() || recorder_.awaits_records() || flags_.IsSwitching()) return;
   hostapd_.SendLines([this](LineKind kind) {
@@ -258,7 +259,7 @@ Check Soak::JudgeLines() const {
   return check;
 }
 
-// Requests get lost with a hostapd, and no other way.
+// Commands may be lost only with a hostapd.
 Check Soak::JudgeSteering() const {
   const std::size_t asked = course_.log.Count(kSteered);
   const auto excusable = static_cast<std::int64_t>(course_.log.Count(HostapdPeer::kSendFailed) +
@@ -273,7 +274,7 @@ Check Soak::JudgeSteering() const {
   return check;
 }
 
-// Two interfaces, at least every two seconds; less while steering is off and the daemon waits.
+// Two interfaces, at least every two seconds; fewer while steering is off or the daemon is blocked.
 Check Soak::JudgePolls() {
   const double seconds = samples_.empty() ? 0 : samples_.back().seconds;
   const std::int64_t polls = PollCount();
@@ -298,8 +299,8 @@ bool Soak::Judge() {
                                JudgeLines(),       JudgeSteering(),
                                JudgePolls(),       flags_.JudgeReadings(),
                                course_.log.Judge()};
-  // Sanitizers and valgrind keep what is freed, and take their time. A quarter of a short time
-  // tells what happened to be done in it.
+  // Sanitizers and valgrind do not release freed memory and are slow. In a short run a quarter
+  // depends on the actions in it.
   if (!testbed::kIsSanitized && !options_.valgrind && options_.minutes >= kShortestJudged) {
     checks.push_back(JudgeMemory(samples_, {}));
     checks.push_back(JudgeCpu(samples_, {}));

@@ -29,19 +29,19 @@ struct SoakOptions {
   double minutes = 60;
   std::uint32_t seed = 1;
   bool valgrind = false;
-  platform::FilePath directory = ".";  // for what comes out
+  platform::FilePath directory = ".";  // for the results
 };
 
-// The daemon for a long time in real time, with everything around it moving at once. What is done
-// comes from a seed; when exactly it takes effect does not.
+// Runs the daemon for a long time in real time, while everything around it changes. A seed
+// determines the actions, but not when exactly they take effect.
 //
-// Rounds of a minute at most end with rest: all trouble is over, and each line that was sent is
+// Each round of at most a minute ends with rest: all faults are over, and every sent line is
 // accounted for.
 class Soak {
  public:
   explicit Soak(SoakOptions options);
 
-  // Runs the daemon for that time, and prints the verdict. Whether it is a good one.
+  // Runs for that time and prints the verdict. Returns whether all checks hold.
   bool Run();
 
  private:
@@ -54,8 +54,8 @@ class Soak {
   void RemoveDirectory();
   void End();
 
-  // Everything goes on, once, for so long, or until something is true. False when it isn't in time,
-  // or the daemon has gone.
+  // Run everything once, for `span`, or until a condition is true. PumpUntil returns false if the
+  // time is over or the daemon has ended.
   void Pump();
   void PumpFor(Span span);
   bool PumpUntil(const std::function<bool()>& condition);
@@ -90,7 +90,7 @@ class Soak {
   Clock::time_point next_move_ = begin_;
   std::optional<OpenCount> poll_count_;
 
-  std::size_t log_read_ = 0;  // bytes
+  std::size_t log_read_ = 0;  // bytes read so far
   std::ofstream log_file_;
   std::ofstream csv_;
   std::vector<Sample> samples_;

@@ -1,4 +1,4 @@
-// Runs the daemon for a long time among peers that come and go; script/soak calls it.
+// Runs the daemon for a long time among unreliable peers. script/soak calls it.
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>

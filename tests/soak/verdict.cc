@@ -11,7 +11,7 @@ namespace {
 
 using Samples = std::span<const Sample>;
 
-// Of the four quarters, by number from 0. Nothing where there are too few samples.
+// Returns one of the four quarters, numbered from 0; empty if there are too few samples.
 Samples Quarter(const std::vector<Sample>& samples, std::size_t number) {
   const std::size_t length = samples.size() / 4;
   return Samples(samples).subspan(number * length, length);
@@ -25,7 +25,7 @@ std::int64_t MedianOfMemory(Samples samples) {
   return *middle;
 }
 
-// Microseconds of the processor for each event and each poll of an interface.
+// Returns processor microseconds per event and poll of an interface.
 double CostOfWork(Samples samples) {
   const Sample& begin = samples.front();
   const Sample& end = samples.back();

@@ -9,7 +9,7 @@
 
 namespace orvane::soak {
 
-// One thing that must hold, and what was found, for people.
+// A check and its finding, for people.
 struct Check {
   std::string name;
   bool holds = false;
@@ -20,19 +20,19 @@ struct Check {
 // up.)
 struct Bounds {
   std::int64_t growth_kb = 256;  // of anonymous memory, by the medians
-  double cpu_ratio = 1.5;        // of processor time for each event and each poll
+  double cpu_ratio = 1.5;        // of processor time per event and poll
 };
 
-// Memory keeps its size, by the medians of the two quarters.
+// Memory does not grow, by the medians of the two quarters.
 Check JudgeMemory(const std::vector<Sample>& samples, const Bounds& bounds);
 
-// So does the cost of what is done.
+// The cost of work does not grow.
 Check JudgeCpu(const std::vector<Sample>& samples, const Bounds& bounds);
 
-// Each count, taken when nothing went on, is the same.
+// All counts, taken during rest, are equal.
 Check JudgeDescriptors(const std::vector<std::int64_t>& counts_at_rest);
 
-// Each check in a line, and above them whether all hold.
+// Returns the overall verdict and a line for each check.
 std::string VerdictText(const std::vector<Check>& checks);
 
 }  // namespace orvane::soak

@@ -10,7 +10,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-// An hour, a sample each second, each of which is then changed.
+// Returns an hour of samples, one per second, each modified by `change`.
 std::vector<Sample> Hour(const std::function<void(Sample& sample)>& change = nullptr) {
   std::vector<Sample> samples;
   for (int second = 0; second < 3600; ++second) {
