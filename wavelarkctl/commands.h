@@ -6,6 +6,7 @@
 namespace orvane::wavelarkctl {
 
 // One function for each subcommand, in a file of its own.
+AddCommand AddCheck;
 AddCommand AddEvents;
 AddCommand AddExplain;
 AddCommand AddReplay;

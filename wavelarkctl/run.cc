@@ -19,8 +19,8 @@ constexpr std::size_t kHelpColumnWidth = 40;
 
 // In the order in which help lists them.
 const std::vector<AddCommand*>& Commands() {
-  static const std::vector<AddCommand*> kCommands = {AddEvents, AddExplain, AddReplay, AddReport,
-                                                     AddTrace};
+  static const std::vector<AddCommand*> kCommands = {AddCheck,  AddEvents, AddExplain,
+                                                     AddReplay, AddReport, AddTrace};
   return kCommands;
 }
 

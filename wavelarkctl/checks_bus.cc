@@ -1,0 +1,104 @@
+// The checks of the system bus and of the two services on it.
+
+#include <fmt/format.h>
+
+#include <array>
+#include <string>
+#include <string_view>
+
+#include "flags/flags_directories.h"
+#include "wavelarkctl/checks.h"
+
+namespace orvane::wavelarkctl {
+namespace {
+
+constexpr char kDaemonName[] = "org.velmora.ap.Wavelark";
+constexpr char kFlagsName[] = "org.velmora.ap.Flags";
+constexpr char kRecorderName[] = "org.velmora.ap.Quillary";
+constexpr std::array<std::string_view, 2> kPolicyDirectories = {"/usr/share/dbus-1/system.d",
+                                                                "/etc/dbus-1/system.d"};
+
+bool HasPolicy(const Machine& machine) {
+  for (const std::string_view directory : kPolicyDirectories) {
+    for (const std::string& file : machine.ListConfigurations(directory)) {
+      const auto text = platform::ReadFileToString(machine.At(file));
+      if (text && text->find(fmt::format("own=\"{}\"", kDaemonName)) != std::string::npos) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+Finding CheckDaemonName(Machine& machine) {
+  const auto owner = machine.bus().FindOwner(kDaemonName);
+  if (!owner) {
+    return {Level::kFailure, fmt::format("nobody owns {}: the daemon does not run", kDaemonName),
+            "systemctl start ap-wavelark"};
+  }
+  const auto account = machine.FindAccount(kDaemonUser);
+  if (account && owner->uid != account->uid) {
+    return {Level::kWarning,
+            fmt::format("{} belongs to process {} of the user with number {}", kDaemonName,
+                        owner->pid, owner->uid),
+            "end it, and start the daemon by its unit"};
+  }
+  return {Level::kOk, fmt::format("{} belongs to process {}", kDaemonName, owner->pid)};
+}
+
+// A service that the daemon calls: it runs, or the bus starts it, or neither.
+Finding CheckService(Machine& machine, const std::string& name, const std::string& consequence,
+                     const std::string& package) {
+  if (!machine.bus().error().empty()) {
+    return {Level::kWarning, "can't be seen without the bus", "see the line of the bus"};
+  }
+  if (const auto owner = machine.bus().FindOwner(name)) {
+    return {Level::kOk, fmt::format("{} belongs to process {}", name, owner->pid)};
+  }
+  if (machine.bus().IsActivatable(name)) {
+    return {Level::kOk, fmt::format("the bus starts {} when it is called", name)};
+  }
+  return {Level::kWarning, fmt::format("nobody owns {}: {}", name, consequence),
+          "apt install " + package};
+}
+
+}  // namespace
+
+Findings CheckBus(Machine& machine) {
+  if (!machine.bus().error().empty()) {
+    return {{Level::kFailure, "the system bus: " + machine.bus().error(),
+             "systemctl restart dbus.socket dbus"}};
+  }
+  Findings findings = {{Level::kOk, "the system bus answers"}, CheckDaemonName(machine)};
+  if (!HasPolicy(machine)) {
+    findings.push_back({Level::kFailure,
+                        fmt::format("no policy lets {} own {}", kDaemonUser, kDaemonName),
+                        "install the package again, then systemctl reload dbus"});
+  }
+  return findings;
+}
+
+Findings CheckFlagsService(Machine& machine) {
+  Findings findings = {CheckService(machine, kFlagsName, "settings can't be changed at run time",
+                                    "ap-wavelark-flags")};
+  std::string problem;
+  if (machine.bus().FindOwner(kFlagsName) && !machine.bus().ReadFlags(&problem)) {
+    findings.push_back(
+        {Level::kWarning, "its settings can't be read: " + problem,
+         machine.is_root_user ? "systemctl restart ap-wavelark-flags" : "run the check as root"});
+  }
+  const flags::Reading reading = flags::ReadFlagsDirectories(
+      {machine.At("/etc/ap-wavelark/flags.d"), machine.At("/run/ap-wavelark/flags.d")});
+  for (const std::string& error : reading.errors) {
+    findings.push_back(
+        {Level::kFailure, error, "correct it: until then the last good settings stay in force"});
+  }
+  return findings;
+}
+
+Findings CheckRecorder(Machine& machine) {
+  return {CheckService(machine, kRecorderName, "each batch of events is dropped",
+                       "ap-wavelark-recorder")};
+}
+
+}  // namespace orvane::wavelarkctl

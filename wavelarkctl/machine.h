@@ -1,0 +1,78 @@
+#ifndef WAVELARKCTL_MACHINE_H_
+#define WAVELARKCTL_MACHINE_H_
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/files.h"
+#include "wavelarkctl/bus_probe.h"
+
+namespace orvane::wavelarkctl {
+
+// A user with its groups.
+struct Account {
+  uid_t uid = 0;
+  std::vector<gid_t> groups;
+};
+
+// What a path is, or why that can't be seen.
+struct PathState {
+  int error = 0;  // errno, 0 if the status is there
+  struct stat status {};
+
+  bool IsThere() const { return error == 0; }
+};
+
+// The user that the daemon's unit runs it as.
+inline constexpr char kDaemonUser[] = "ap-wavelark";
+
+// The machine that is checked. Each part can be replaced by a test.
+class Machine {
+ public:
+  // This machine.
+  Machine();
+
+  // The system bus; DBUS_SYSTEM_BUS_ADDRESS names another one. Connects on first use.
+  BusProbe& bus();
+
+  // A path of the machine, such as "/etc/passwd", as this process opens it.
+  platform::FilePath At(std::string_view path) const;
+  PathState Look(std::string_view path) const;
+  // Files of a directory that end in ".conf", in the order of their names, as paths of the machine.
+  std::vector<std::string> ListConfigurations(std::string_view directory) const;
+
+  // From the password and group files. Nothing if there is no such user.
+  std::optional<Account> FindAccount(const std::string& name) const;
+  std::string GroupName(gid_t gid) const;
+
+  // Whether a user may read (4), write (2) or search (1) a path. Returns an empty string if so,
+  // else the path that is in the way: the path itself, or a directory above it. Access control
+  // lists do not count.
+  std::string FindObstacle(const Account& account, std::string_view path, unsigned access) const;
+
+  platform::FilePath root = "/";
+  // The kernel's index of an interface by its name or an alternative name; 0 if there is none.
+  std::function<unsigned(const std::string& name)> interface_index;
+  // The name of the interface of an index.
+  std::function<std::string(unsigned index)> interface_name;
+  std::function<bool()> has_nl80211;
+  std::function<bool()> is_clock_synchronized;
+  // Nothing if nobody on the bus knows units.
+  std::function<std::optional<UnitState>(BusProbe& bus)> unit;
+  bool is_root_user;  // of whom this process is
+
+ private:
+  std::unique_ptr<BusProbe> bus_;
+};
+
+}  // namespace orvane::wavelarkctl
+
+#endif  // WAVELARKCTL_MACHINE_H_
