@@ -176,7 +176,10 @@ void BridgedInterface::OnDatagram(const UnixAddress& sender, std::string_view da
   std::string_view rest = datagram;
   const std::string_view word = TakeUntil(&rest, ' ');
   if (word == kAttach) {
-    Answer(sender, monitors_.Attach(sender, loop_.MonotonicNow()) ? kOk : kFail);
+    const bool is_attached = monitors_.Attach(sender, loop_.MonotonicNow());
+    VLOG(1) << settings_.names.served << (is_attached ? " attaches " : " refuses ")
+            << sender.Name();
+    Answer(sender, is_attached ? kOk : kFail);
     FlushMonitors();
   } else if (word == kDetach) {
     Answer(sender, monitors_.Detach(sender, loop_.MonotonicNow()) ? kOk : kFail);
