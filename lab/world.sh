@@ -141,6 +141,63 @@ start_bus() {
   export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$scratch/bus"
 }
 
+# --- The daemon's services ---
+
+# Whether somebody owns a name on the bus.
+is_on_bus() {
+  dbus-send --system --print-reply=literal --dest=org.freedesktop.DBus / \
+    org.freedesktop.DBus.GetNameOwner "string:$1" >/dev/null 2>&1
+}
+
+# Sets what the flags service publishes: a line `key=value` an argument. Waits until it has done so, if
+# it is running; they must be others than before.
+set_flags() {
+  local published
+  mkdir -p "$scratch/flags.d"
+  [[ ! -v 'pids[flags]' ]] || published="$(count_told flags "$publication")"
+  printf '%s\n' "$@" | write "$scratch/flags.d/lab.conf"
+  [[ ! -v 'pids[flags]' ]] ||
+    expect "the flags service publishes $*" told flags "$publication" $((published + 1))
+}
+
+readonly publication='Publishing [0-9]+ flags$'
+
+start_flags() {
+  mkdir -p "$scratch/flags.d"
+  start flags "$build/flags/ap-wavelark-flags" --v=1 --directory="$scratch/flags.d"
+  expect "the flags service is on the bus" is_on_bus org.velmora.ap.Flags
+}
+
+# Starts the recorder, with the records that it had before.
+start_recorder() {
+  start recorder "$build/recorder/ap-wavelark-recorder" --v=1 --database="$database" \
+    --metrics-file="$scratch/metrics.prom"
+  expect "the recorder is on the bus" is_on_bus org.velmora.ap.Quillary
+}
+
+database="$scratch/records.db"
+
+# Asks the recorder's database.
+query() { sqlite3 -readonly -batch "$database" "$@"; }
+
+# How many rows of a table, or of a table and a WHERE, the database has.
+count_rows() { query "SELECT count(*) FROM $1"; }
+
+has_rows() { (("$(count_rows "$1")" >= ${2:-1})); }
+
+# Waits until the database has such a row, or `count` of them.
+expect_rows() { expect "the recorder stores $1" has_rows "$@"; }
+
+# Prints the answer to a query as a table, with the names of its columns.
+show_query() { sqlite3 -readonly -batch -header -column "$database" "$1" | show; }
+
+# Writes all that the database has to database.sql as text, bytes in hexadecimal: any small address is
+# somewhere among the bytes of the database itself.
+dump_database() {
+  query .dump >"$scratch/database.sql" || give_up "the database can be read"
+  grep -q 'INSERT INTO client_events' "$scratch/database.sql" || give_up "the database has events"
+}
+
 make_salt() {
   mkdir -p /var/lib/ap/monitor
   head -c 32 /dev/urandom >/var/lib/ap/monitor/station_id_salt

@@ -7,21 +7,39 @@ readonly -A channels=([2400mhz]=6 [5000mhz]=36) modes=([2400mhz]=g [5000mhz]=a)
 readonly -A frequencies=([2400mhz]=2437 [5000mhz]=5180)
 readonly -A networks=([2400mhz]=0 [5000mhz]=1)
 readonly network_key=000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f
+# shellcheck disable=SC2034 # scenarios read it
+readonly wrong_key="${network_key/000102/ffffff}"
 # What an access point says to be open, or not, and what its clients say.
 readonly -A access_point_keys=(
   [secured]="wpa=2
 wpa_key_mgmt=WPA-PSK
 rsn_pairwise=CCMP
 wpa_psk=$network_key"
+  [protected]="wpa=2
+wpa_key_mgmt=WPA-PSK-SHA256
+rsn_pairwise=CCMP
+ieee80211w=2
+wpa_psk=$network_key"
+  [sae]="wpa=2
+wpa_key_mgmt=SAE
+rsn_pairwise=CCMP
+ieee80211w=2
+sae_password=laboratory"
   [open]=''
 )
 readonly -A client_keys=(
   [secured]="key_mgmt=WPA-PSK psk=$network_key"
+  [protected]="key_mgmt=WPA-PSK-SHA256 ieee80211w=2 psk=$network_key"
+  [sae]='key_mgmt=SAE ieee80211w=2 sae_password="laboratory"'
   [open]='key_mgmt=NONE'
 )
-# A scenario may say `open` before it starts anything.
+# A scenario may choose another one before it starts anything: `protected` requires protected
+# management frames.
 network=secured
-readonly control_directory=/var/run/hostapd
+# Where the daemon looks for hostapd, and where hostapd serves its own sockets.
+control_directory=/var/run/hostapd
+hostapd_directory="$control_directory"
+[[ "$bridged" == no ]] || hostapd_directory=/run/stock-hostapd
 readonly clients_directory=/run/clients
 
 # --- Radios ---
@@ -45,6 +63,11 @@ radio_of() { cat "/sys/class/net/$1/phy80211/name"; }
 
 address_of() { printf '%s' "$(<"/sys/class/net/$1/address")"; }
 
+# Radios hear each other where their groups have a bit in common; at first each has the first bit.
+set_group() {
+  printf '%u' "$2" >"/sys/kernel/debug/ieee80211/$(radio_of "$1")/hwsim/group"
+}
+
 # How strongly a client is heard, in dBm, -100 to -1. The knob takes no sign.
 set_signal() {
   printf '%u' "$2" >"/sys/kernel/debug/ieee80211/$(radio_of "$1")/hwsim/rx_rssi"
@@ -56,22 +79,40 @@ start_traffic() {
   start traffic "$vm_programs/traffic" --rate "$1" "${@:2}"
 }
 
+# Makes a client's radio a monitor on the channel of a band, through which any frames can be sent.
+start_monitor() {
+  busybox ip link set "$1" down
+  iw dev "$1" set type monitor
+  busybox ip link set "$1" up
+  iw dev "$1" set freq "${frequencies[$2]}"
+}
+
 # --- hostapd ---
 
 # With a file in it hostapd leaves the directory where it is when it ends; a daemon that watches it does
 # not lose it.
 make_control_directory() {
-  mkdir -p "$control_directory"
-  touch "$control_directory/.keep"
+  mkdir -p "$control_directory" "$hostapd_directory"
+  touch "$hostapd_directory/.keep"
 }
 
+# Starts hostapd on a band, behind the bridge if there is to be one.
 start_hostapd() {
-  local band="$1"
   make_control_directory
+  if [[ "$bridged" == no ]]; then
+    run_hostapd "$1"
+  else
+    start_bridge
+    bridge_hostapd "$1"
+  fi
+}
+
+run_hostapd() {
+  local band="$1"
   write "$scratch/hostapd-$band.conf" <<CONFIG
 interface=wlan-$band
 driver=nl80211
-ctrl_interface=$control_directory
+ctrl_interface=$hostapd_directory
 ssid=lab
 country_code=US
 hw_mode=${modes[$band]}
@@ -86,7 +127,46 @@ CONFIG
 }
 
 # Asks a running hostapd.
-ask_hostapd() { hostapd_cli -p "$control_directory" -i "wlan-$1" "${@:2}"; }
+ask_hostapd() { hostapd_cli -p "$hostapd_directory" -i "wlan-$1" "${@:2}"; }
+
+# --- The bridge ---
+
+# Starts the bridge between hostapd's directory and the daemon's, unless it is running.
+start_bridge() {
+  [[ ! -v 'pids[bridge]' ]] || return 0
+  start bridge "$bridge" --v=1 --hostapd-directory="$hostapd_directory" \
+    --directory="$control_directory" --metrics-file="$scratch/bridge.prom"
+}
+
+# How often the daemon had attached to a band when the hostapd behind the bridge was last started.
+declare -A earlier_attaches=()
+
+# Starts hostapd on a band, and waits until the bridge serves that band.
+bridge_hostapd() {
+  local serves
+  serves="$(count_serves "$1")"
+  earlier_attaches[$1]="$(count_attached "$1")"
+  run_hostapd "$1"
+  expect "the bridge serves wlan-$1" serves_again "$1" "$serves"
+}
+
+# How often the bridge has attached to the hostapd of a band.
+count_serves() { count_told bridge "Attached to hostapd at $hostapd_directory/wlan-$1\$"; }
+
+serves_again() { (("$(count_serves "$1")" > $2)) && [[ -S "$control_directory/wlan-$1" ]]; }
+
+# What the bridge writes of a client on a band: an expression for an event and its attributes.
+line_pattern() {
+  printf 'wlan-%s writes: <3>AP-STA-%s %s .*%s' "$1" "$2" "$(address_of "$3")" "${4:-}"
+}
+
+count_lines() { count_told bridge "$(line_pattern "$@")"; }
+
+# Waits for such a line, the `count`-th one.
+expect_line() {
+  expect "the bridge writes AP-STA-$2 of $3 on wlan-$1 ${4:-}" \
+    told bridge "$(line_pattern "$1" "$2" "$3" "${4:-}")" "${5:-1}"
+}
 
 # --- Clients ---
 
@@ -101,17 +181,20 @@ write_client() {
   done
 }
 
-# Starts the clients, one program for all. They join nothing yet.
+# More options of theirs. With -t they log times.
+client_options=()
+
+# Starts the clients, or the first `count` of them, one program for all. They join nothing yet.
 start_clients() {
-  local number arguments=()
+  local number count="${1:-$client_count}" arguments=("${client_options[@]}")
   write_client | write "$scratch/client.conf"
-  for ((number = 1; number <= client_count; ++number)); do
+  for ((number = 1; number <= count; ++number)); do
     ((number == 1)) || arguments+=(-N)
     arguments+=(-i "client$number" -D nl80211 -c "$scratch/client.conf")
   done
   start clients wpa_supplicant "${arguments[@]}"
   # The last one answers once all are there. A socket alone may not take commands yet.
-  expect "the clients start" client_answers "client$client_count"
+  expect "the clients start" client_answers "client$count"
 }
 
 ask_client() { wpa_cli -p "$clients_directory" -i "$1" "${@:2}"; }
@@ -120,6 +203,9 @@ client_answers() { [[ "$(ask_client "$1" ping 2>/dev/null)" == PONG ]]; }
 
 # Gives a command that a client cannot refuse.
 command_client() { [[ "$(ask_client "$@")" == OK ]] || give_up "$1 takes the command ${*:2}"; }
+
+# Gives a client another key for 2.4 GHz.
+set_key() { command_client "$1" set_network "${networks[2400mhz]}" psk "$2"; }
 
 # Takes a client off its network, or off the way to it. Nothing that it knew of an access point counts
 # any more.
@@ -133,7 +219,7 @@ client_is_away() { [[ "$(ask_client "$1" status)" == *wpa_state=@(DISCONNECTED|I
 # How often a client had joined when it last began to.
 declare -A earlier_joins=()
 
-count_joins() { count_told clients "^$1: CTRL-EVENT-CONNECTED "; }
+count_joins() { count_told clients "^([0-9.]+: )?$1: CTRL-EVENT-CONNECTED "; }
 
 # Makes a client look for the network of a band, and for no other. It leaves first: a client that has
 # not noticed yet that its access point went away takes itself for connected, and does nothing.
@@ -193,21 +279,15 @@ signal_is() {
 
 # --- The daemon, and the services it talks to ---
 
-# Sets what the flags service publishes: a line `key=value` an argument.
-set_flags() { printf '%s\n' "$@" | write "$scratch/flags"; }
-
 # A bus, the flags service and the recorder.
 start_services() {
   start_bus
   make_salt
-  [[ -f "$scratch/flags" ]] || : >"$scratch/flags"
-  start flags "$programs/flags_service" "$scratch/flags"
-  start recorder "$programs/metrics_recorder" --keep "$scratch/records"
-  expect "the flags service starts" told flags '^started as'
-  expect "the recorder starts" told recorder '^started as'
+  start_flags
+  start_recorder
 }
 
-# Starts the daemon, and waits until hostapd has it as a listener where hostapd is running.
+# Starts the daemon, and waits until it is attached where hostapd is running.
 start_daemon() {
   local band
   start daemon "$daemon" --v=1 "$@"
@@ -216,9 +296,20 @@ start_daemon() {
   done
 }
 
-# Waits until the hostapd of a band says that somebody listens to it.
+# How often the daemon has attached to a band: to the bridge since that was started, or to hostapd.
+count_attached() {
+  if [[ "$bridged" == no ]]; then
+    count_told "hostapd-$1" 'CTRL_IFACE monitor attached'
+  else
+    count_told bridge "wlan-$1 attaches .*-wavelark-wlan-$1\$"
+  fi
+}
+
+has_attached() { (("$(count_attached "$1")" >= $2)); }
+
+# Waits until the daemon has attached to a band since its hostapd was started.
 expect_attached() {
-  expect "the daemon attaches to hostapd on wlan-$1" told "hostapd-$1" 'CTRL_IFACE monitor attached'
+  expect "the daemon attaches to wlan-$1" has_attached "$1" $((${earlier_attaches[$1]:-0} + 1))
 }
 
 # Waits until the daemon has heard of an event on a band, `count` times in all.

@@ -12,15 +12,18 @@ source script/lib.sh
   read -r client_count
   read -r rounds
   read -r build
+  read -r bridged
 } </run/results/request
 
 # shellcheck disable=SC2034 # scenarios read it
-readonly scenario client_count rounds
+readonly scenario client_count rounds bridged
 caller="${scenario:-lab}"
 readonly scratch=/run/lab
+# shellcheck disable=SC2034 # scenarios read it
 readonly programs="$build/testbed"
 readonly vm_programs="$build/lab/vm"
 readonly daemon="$build/optimizer/ap-wavelark"
+readonly bridge="$build/bridge/ap-wavelark-bridge"
 mkdir -p "$scratch"
 
 source lab/world.sh

@@ -3,24 +3,20 @@
 
 #include <libmnl/libmnl.h>
 #include <linux/if_ether.h>
-#include <linux/if_packet.h>
 #include <linux/nl80211.h>
 #include <net/if.h>
-#include <sys/socket.h>
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <CLI/Validators.hpp>
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <iostream>
 #include <optional>
 #include <string>
 
-#include "common/mac_address.h"
-#include "platform/files.h"
+#include "lab/vm/air.h"
 #include "testbed/failure.h"
 #include "testbed/nl80211_socket.h"
 #include "testbed/program.h"
@@ -33,9 +29,6 @@ using testbed::kExitFailure;
 using testbed::kExitOk;
 using testbed::Nl80211Socket;
 using testbed::ParseCommandLine;
-using testbed::SystemFailure;
-
-using Address = std::array<std::uint8_t, ETH_ALEN>;
 
 struct Options {
   std::string interface;  // the access point's
@@ -75,53 +68,9 @@ Failure AddStation(Nl80211Socket* kernel, unsigned interface_index, int number) 
 
 // --- What is on the air ---
 
-// Data without any, which is the least that gives a station a rate. Before it stands what tells the
-// monitor's driver how to send: nothing in particular.
-struct Frame {
-  std::array<std::uint8_t, 8> radiotap = {0, 0, 8, 0, 0, 0, 0, 0};
-  std::array<std::uint8_t, 2> control = {0x48, 0x01};  // null data, to an access point
-  std::array<std::uint8_t, 2> duration = {};
-  Address receiver = {};
-  Address sender = {};
-  Address network = {};
-  std::array<std::uint8_t, 2> sequence = {};
-};
-static_assert(sizeof(Frame) == 8 + 24);
-
-class Air {
- public:
-  [[nodiscard]] Failure Open(const std::string& monitor) {
-    socket_ = platform::ScopedFd(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, /*protocol=*/0));
-    sockaddr_ll address = {};
-    address.sll_family = AF_PACKET;
-    address.sll_ifindex = static_cast<int>(if_nametoindex(monitor.c_str()));
-    if (bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-      return SystemFailure(monitor);
-    }
-    return std::nullopt;
-  }
-
-  [[nodiscard]] Failure Send(const Address& from, const Address& to) const {
-    Frame frame;
-    frame.receiver = frame.network = to;
-    frame.sender = from;
-    if (send(socket_.get(), &frame, sizeof(frame), 0) < 0) return SystemFailure("send a frame");
-    return std::nullopt;
-  }
-
- private:
-  platform::ScopedFd socket_;
-};
-
-Failure AddressOfInterface(const std::string& interface, Address* address) {
-  const std::string text =
-      platform::ReadFileToString("/sys/class/net/" + interface + "/address").value_or("");
-  ap::MacAddress parsed;
-  if (!ap::MacAddress::ParseFromString(text.substr(0, text.find('\n')), &parsed)) {
-    return "no interface " + interface;
-  }
-  std::copy_n(parsed.ToByteString().GetConstData(), ETH_ALEN, address->begin());
-  return std::nullopt;
+// Data without any, which is the least that gives a station a rate.
+FrameHeader NullData(const Address& from, const Address& to) {
+  return {.control = {0x48, 0x01}, .receiver = to, .sender = from, .network = to};
 }
 
 Failure AddStations(const Options& options) {
@@ -134,7 +83,7 @@ Failure AddStations(const Options& options) {
   if (Failure failure = air.Open(options.monitor)) return failure;
   for (int number = options.first; number < options.first + options.count; ++number) {
     if (Failure failure = AddStation(&kernel, interface_index, number)) return failure;
-    if (Failure failure = air.Send(AddressOf(number), access_point)) return failure;
+    if (Failure failure = air.Send(NullData(AddressOf(number), access_point), {})) return failure;
   }
   return std::nullopt;
 }

@@ -22,19 +22,17 @@ expect_goes_on() {
   local line polls records
   line="$(poll_line "$@")"
   polls="$(count_told daemon "$line")"
-  records="$(count_told recorder RecordOfflineData)"
+  records="$(count_rows records)"
   expect "polls go on" told daemon "$line" $((polls + 3))
-  expect "records go on" told recorder RecordOfflineData $((records + 3))
+  expect_rows records $((records + 3))
   grep -E "$line" "$scratch/daemon.log" | tail -n 1 | show
-  expect "events have the time that it is" newest_event_is_of_now
+  expect_rows "$newest_event_is_of_now"
 }
 
-# To the minute, which may just have ended.
-newest_event_is_of_now() {
-  local newest
-  newest="$(grep -E '^  [0-9:.]{12} ' "$scratch/recorder.log" | tail -n 1)"
-  [[ "$newest" == "  $(date +%H:%M):"* || "$newest" == "  $(date --date='-1 minute' +%H:%M):"* ]]
-}
+# To the minute.
+readonly newest_event_is_of_now="client_events
+  WHERE rowid = (SELECT max(rowid) FROM client_events)
+    AND abs(event_time_in_milliseconds / 1000 - strftime('%s', 'now')) < 60"
 
 set_clock() {
   date --set="$1" | show

@@ -7,13 +7,6 @@ readonly crowded=2400mhz
 readonly monitor=client1
 stations=0
 
-start_monitor() {
-  busybox ip link set "$monitor" down
-  iw dev "$monitor" set type monitor
-  busybox ip link set "$monitor" up
-  iw dev "$monitor" set freq "${frequencies[$crowded]}"
-}
-
 have_spoken() { [[ "$(iw dev "wlan-$crowded" station dump | grep -c 'rx bitrate:')" == "$1" ]]; }
 
 # Has so many stations on one band.
@@ -36,7 +29,7 @@ measure_polls() {
 start_services
 start_hostapd 2400mhz
 start_hostapd 5000mhz
-start_monitor
+start_monitor "$monitor" "$crowded"
 for count in 1 50 200; do
   fill_band "$count"
   measure_polls

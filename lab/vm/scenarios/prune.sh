@@ -2,6 +2,7 @@
 # A client that was sent off and stays away is forgotten after two steer intervals. One that comes back
 # in time is not.
 # Clients: 3
+# Bridge: yes
 
 stays=client1
 returns=client2

@@ -2,6 +2,7 @@
 # A client moves between the bands. What the daemon knows of it on each band stays; coming to a band
 # counts like being sent off there.
 # Clients: 2
+# Bridge: yes
 
 mover=client1
 stays=client2

@@ -1,6 +1,7 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
 # A client walks away, is sent off, comes back, and is judged again.
 # Clients: 2
+# Bridge: yes
 
 walker=client1
 near=client2

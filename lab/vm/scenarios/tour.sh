@@ -1,6 +1,7 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
 # What the daemon is for, step by step, for somebody who sees it for the first time.
 # Clients: 2
+# Bridge: yes
 
 walker=client1
 neighbour=client2
@@ -8,11 +9,12 @@ readonly steer_interval=3
 
 show_access_point() {
   step "An access point: Linux $(uname -r), $(hostapd -v 2>&1 | head -n 1), two simulated radios."
-  make_control_directory
   start_hostapd 2400mhz
   start_hostapd 5000mhz
   iw dev | awk '/Interface wlan/ { name = $2 } /channel/ && name { print name ": channel " $2; name = "" }' |
     sort | show
+  step "The bridge stands between it and the daemon, for what Debian's hostapd does not report."
+  grep -h 'Attached to hostapd' "$scratch/bridge.log" | show
 }
 
 show_clients() {
@@ -27,7 +29,7 @@ show_clients() {
 }
 
 show_daemon() {
-  step "The daemon starts, steering: below a metric of 30, that is -70 dBm, a client has to go."
+  step "The recorder, the flags service and the daemon start. It steers: below a metric of 30, that is -70 dBm, a client has to go."
   set_flags connectionEvents=enabled
   start_services
   start_daemon --enable_client_steering --client_steering_interval="$steer_interval" \
@@ -76,31 +78,24 @@ show_flags() {
   grep 'Client Steer Stopped' "$scratch/daemon.log" | show
 }
 
-# What an access point's hostapd writes of a client that joins; Debian's leaves out most of it.
-extended_events() {
-  local address
-  address="$(address_of "$1")"
-  cat <<EVENTS
-0.0 wlan-5000mhz <3>AP-STA-AUTH $address success:1 frame_rssi:-52 probe_delta_ms:310
-0.0 wlan-5000mhz <3>AP-STA-ASSOC $address success:1 frame_rssi:-51 steering_reason:new-station
-0.0 wlan-5000mhz <3>AP-STA-CONNECT $address success:1 last_rx_rssi:-50 avg_rssi:-50 tx_rate_vht_mcs:8 tx_rate_bw:80
-EVENTS
-}
+# What the recorder has stored of the client that was last seen at 5 GHz: one row an event.
+readonly time_line="SELECT substr(time, 12) AS time, interface, event_type AS event,
+  signal_dbm AS dBm, coalesce(event_reason, steering_reason, '') AS reason
+  FROM timeline WHERE client_shmac =
+    (SELECT client_shmac FROM client_events WHERE interface = 'WLAN_5000MHZ' ORDER BY record_id LIMIT 1)"
 
 show_records() {
-  local heard records
-  step "A stand-in takes hostapd's place at 5 GHz, to tell more of a join than Debian's does. The batch:"
-  stop hostapd-5000mhz || give_up "hostapd ends well"
-  extended_events "$walker" | write "$scratch/events"
-  start standin "$programs/hostapd_standin" --interface wlan-5000mhz --script "$scratch/events"
-  expect "a batch with three events is uploaded" \
-    told recorder 'RecordOfflineData .* WLAN_5000MHZ, 3 client events'
-  grep -A9 'RecordOfflineData' "$scratch/recorder.log" | show
+  local heard
+  step "What happened is uploaded in batches. The recorder's database about the one that walked off:"
+  expect_rows "client_events WHERE interface = 'WLAN_5000MHZ' AND event_type = 'CONNECT'"
+  expect_rows "client_events WHERE interface = 'WLAN_2400MHZ' AND event_type = 'DISCONNECT'" 2
+  show_query "$time_line"
   heard="$(address_of "$walker")"
-  records=("$scratch"/records/??????)
   (("$(count_addresses "$scratch/daemon.log" <<<"$heard")" == 1)) ||
     give_up "the log has the address"
-  (("$(count_addresses "${records[@]}" <<<"$heard")" == 0)) || give_up "no address is in a record"
+  dump_database
+  (("$(count_addresses "$scratch"/{database.sql,metrics.prom} <<<"$heard")" == 0)) ||
+    give_up "no address is in the database"
 }
 
 show_access_point
@@ -110,6 +105,7 @@ show_steering
 show_return
 show_flags
 show_records
-step "Told to end, the daemon leaves hostapd and ends with exit status 0."
+step "Told to end, the daemon and the bridge end with exit status 0."
 stop daemon || give_up "the daemon ends with exit status 0"
-expect "the daemon leaves hostapd" told hostapd-2400mhz 'monitor detached'
+stop bridge || give_up "the bridge ends with exit status 0"
+expect "the bridge leaves hostapd" told hostapd-2400mhz 'monitor detached'
