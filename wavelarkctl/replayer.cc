@@ -127,15 +127,13 @@ void Replayer::Finish() {
 void Replayer::MoveTo(WallTime time) {
   if (time == now_) return;
   ++sample_;
-  latest_ = std::max(latest_, now_);
-  const TimeSpan behind_latest = latest_ - now_;
   TimeSpan span = time - std::exchange(now_, time);
   if (span < TimeSpan::zero()) {
     loop_->AdvanceBy(std::exchange(behind_, TimeSpan::zero()));
     loop_->SetWallTime(time);
     return;
   }
-  span = SkipIdlePolls(span, behind_latest);
+  span = SkipIdlePolls(span);
   RunUntil(Now() + span);
 }
 
@@ -149,16 +147,13 @@ void Replayer::RunUntil(MonotonicTime time) {
   behind_ = time - loop_->MonotonicNow();
 }
 
-// After this long without a row, all clients are stale and the service has forgotten them, also
-// those that it saw before the clock was set back. The polls that follow find nothing, and a whole
-// number of them can be left out.
-TimeSpan Replayer::SkipIdlePolls(TimeSpan span, TimeSpan behind_latest) {
-  const TimeSpan steer_interval = std::max(options_.settings.policy.steer_interval, TimeSpan());
-  const TimeSpan idle_after =
-      behind_latest + options_.stale + 2 * steer_interval + 3 * poll_interval_;
-  if (span <= idle_after) return span;
+// Once all clients are stale, polls find nobody. They only forget clients, and the last one forgets
+// all that those before it would have. So the others can be left out.
+TimeSpan Replayer::SkipIdlePolls(TimeSpan span) {
+  const TimeSpan idle_after = options_.stale + poll_interval_;
+  const std::int64_t idle_polls = (span - idle_after) / poll_interval_ - 1;
+  if (idle_polls <= 0) return span;
   RunUntil(Now() + idle_after);
-  const std::int64_t idle_polls = (span - idle_after) / poll_interval_;
   loop_->SetWallTime(loop_->Now() + idle_polls * poll_interval_);
   if (options_.settings.is_enabled) polls_ += static_cast<std::uint64_t>(idle_polls);
   return span - idle_after - idle_polls * poll_interval_;

@@ -111,8 +111,8 @@ class Replayer {
   // The time of the row that is being fed.
   platform::MonotonicTime Now() const;
   // Lets the wall clock pass a time in which no client is there to be judged. Returns what is left
-  // of `span`. `behind_latest` is how far the clock was set back before it.
-  platform::TimeSpan SkipIdlePolls(platform::TimeSpan span, platform::TimeSpan behind_latest);
+  // of `span`.
+  platform::TimeSpan SkipIdlePolls(platform::TimeSpan span);
   // Runs what is due before `time`, and leaves the loop just before it.
   void RunUntil(platform::MonotonicTime time);
   void EndStay(std::uint32_t number, Client& client, platform::TimeSpan length);
@@ -129,7 +129,6 @@ class Replayer {
   // How far the loop is behind the row that is being fed.
   platform::TimeSpan behind_{};
   platform::WallTime now_;
-  platform::WallTime latest_;
   std::uint64_t sample_ = 1;
   std::uint64_t polls_ = 0;
   std::vector<Client> clients_;

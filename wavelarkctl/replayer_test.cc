@@ -220,5 +220,17 @@ TEST_F(ReplayerTest, AYearWithoutRowsTakesNoTime) {
   EXPECT_EQ(replayer().polls(), 365U * 24 * 60 + 3);
 }
 
+// What the service remembers from the later time is forgotten only when that time is over.
+TEST_F(ReplayerTest, NeitherDoesAYearByWhichTheClockWasSetBack) {
+  constexpr TimeSpan kYear = 365 * 24h;
+  SeeFrom(kYear, kYear + 180s, -80);
+  See(0s, -50, 0, 1);
+  See(kYear + 350s, -80);
+  See(kYear + 360s, -50, 0, 1);
+  EXPECT_THAT(Decisions(), ElementsAre("8760h 0 a 20 new", "8760h1m 0 a 20 too-early",
+                                       "8760h2m 0 a 20 steered", "8760h3m 0 a 20 within-hysteresis",
+                                       "8760h6m 0 a 20 within-hysteresis", "8760h6m 1 a 50 new"));
+}
+
 }  // namespace
 }  // namespace orvane::wavelarkctl
