@@ -125,6 +125,16 @@ TEST_F(ReplayTest, OneClientCanBeChosen) {
   EXPECT_THAT(Squeeze(chosen.out), HasSubstr("\n decisions 1\n"));
 }
 
+// Its polls go on while there are only rows of others.
+TEST_F(ReplayTest, TimePassesWithTheRowsOfAllClients) {
+  std::string text = Rows(-80);
+  text.insert(kTraceHeader.size() + 1, "1700000000,wlan-2400mhz,02:00:00:00:00:02,-80,1\n");
+  const std::string both = Write("both.csv", text);
+  const Outcome outcome = Run({"replay", "--client", "02:00:00:00:00:02", "--stale", "600", both});
+  EXPECT_THAT(Squeeze(outcome.out),
+              AllOf(HasSubstr("\n polls 15\n"), HasSubstr("\n decisions 10\n")));
+}
+
 // The daemon's own two, unless the trace has others.
 TEST_F(ReplayTest, InterfacesAreThoseOfTheTrace) {
   const std::string other = Write("other.csv", Rows(-80, "ap0"));

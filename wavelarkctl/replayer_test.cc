@@ -18,6 +18,7 @@ using namespace std::chrono_literals;
 
 using platform::TimeSpan;
 using platform::WallTime;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
@@ -184,6 +185,14 @@ TEST_F(ReplayerTest, ASteeredClientMayJoinTheOtherInterface) {
                           "4m 0 b 20 new", "5m 0 b 20 too-early", "6m 0 b 20 steered",
                           "7m 0 a 20 new", "8m 0 a 20 within-hysteresis",
                           "9m 0 a 20 within-hysteresis", "10m 0 a 20 within-hysteresis"));
+}
+
+TEST_F(ReplayerTest, ASteeredClientMovesWithoutAnotherRow) {
+  options_.returns = Returns::kOther;
+  options_.stale = 120s;
+  SeeFrom(0s, 180s, -80);
+  See(240s, -50, 0, 1);
+  EXPECT_THAT(Decisions(), Contains("4m 0 b 20 new"));
 }
 
 TEST_F(ReplayerTest, AClientThatWasGoneIsWhereItsRowsSay) {
