@@ -1,12 +1,12 @@
 # shellcheck shell=bash
-# Fresh Debian systems in folders, for scripts that source this after script/lib.sh. Needs root, and the
-# packages of the group `fresh-root`.
+# Creates fresh Debian systems in folders. Source it after script/lib.sh. Needs root and the packages of the
+# group `fresh-root`.
 
 # The process that `isolate` started and `await_isolated` waits for.
 isolated=
 
-# Starts a command in a mount and a process namespace of its own: all that it mounts and starts ends with
-# it, and with us. Bash would have a program in the background ignore SIGINT.
+# Starts a command in its own mount and process namespace: its mounts and processes end with it, and with
+# this script. Without --default-signal, Bash makes a background program ignore SIGINT.
 isolate() {
   setpriv --pdeathsig KILL env --default-signal=INT,QUIT \
     unshare --mount --pid --fork --kill-child --mount-proc "$@" <&0 &
@@ -21,14 +21,14 @@ await_isolated() {
   return "$status"
 }
 
-# Ends the first process of the namespace, and so all of them; `unshare` ends after them.
+# Kills the first process of the namespace, which ends all others. `unshare` ends after them.
 end_isolated() {
   [[ -n "$isolated" ]] || return 0
   pkill -KILL --parent "$isolated" || kill -KILL "$isolated" 2>/dev/null || true
   await_isolated 2>/dev/null || true
 }
 
-# Prints the Debian sources of this machine's apt as lines of sources.list, for the release SUITE.
+# Prints the Debian sources of this machine's apt for the release SUITE, as lines of sources.list.
 debian_sources() {
   local suite="$1" own
   own="$(source /etc/os-release && printf '%s' "${VERSION_CODENAME:-}")"
@@ -39,16 +39,16 @@ debian_sources() {
       '$1 == "Debian" { sub(own, suite, $3); print "deb", $2, $3, $4 }' | sort -u
 }
 
-# make_root SUITE DIRECTORY [PACKAGE...]: the least Debian of that release that has these packages. Its apt
-# reaches the mirror as this machine's does.
+# make_root SUITE DIRECTORY [PACKAGE...]: creates a minimal Debian of that release with these packages. Its
+# apt uses the mirror and the proxy settings of this machine.
 make_root() {
   local suite="$1" root="$2" mirror include
   shift 2
-  [[ -e "/usr/share/debootstrap/scripts/$suite" ]] || fail "debootstrap knows no release $suite"
+  [[ -e "/usr/share/debootstrap/scripts/$suite" ]] || fail "debootstrap does not know the release $suite"
   mirror="$(debian_sources "$suite" | awk -v suite="$suite" '$3 == suite { print $2; exit }')"
-  [[ -n "$mirror" ]] || fail "apt has no source of Debian here (apt-get update)"
+  [[ -n "$mirror" ]] || fail "apt has no Debian source; run apt-get update"
   include="$(IFS=, && printf '%s' "$*")"
-  say "Making a fresh $suite"
+  say "Creating a fresh $suite"
   isolate debootstrap --variant=minbase ${include:+--include="$include"} "$suite" "$root" "$mirror" \
     </dev/null >"$root.log"
   await_isolated || { tail "$root.log" >&2 && fail "debootstrap failed"; }

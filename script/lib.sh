@@ -1,6 +1,5 @@
 # shellcheck shell=bash
-# What the scripts share; each sources it first. Afterwards the working directory is the project's
-# root, wherever the script was called from.
+# Common functions. Each script sources this file first, which changes to the project's root.
 
 set -euo pipefail
 
@@ -13,29 +12,29 @@ fail() {
   exit 1
 }
 
-# For the end of what a script understands of its arguments: fails if there is one more.
+# Fails if there is an argument left.
 no_more_arguments() {
-  (($# == 0)) || fail "what is $1? --help tells what there is"
+  (($# == 0)) || fail "unknown argument: $1; see --help"
 }
 
-# The whole path of a file that the caller of the script has named, from where it was called.
+# Prints the absolute path of a file argument, relative to the directory of the call.
 path_of_caller() {
   (cd "$called_from" && realpath --canonicalize-missing --no-symlinks -- "$1")
 }
 
-# A package as the caller of the script has named it: a file has a path, one of Debian's only a name.
+# Prints a package argument: a file with its absolute path, or the name of a Debian package.
 package_of_caller() {
   if [[ "$1" == *.deb ]]; then path_of_caller "$1"; else printf '%s' "$1"; fi
 }
 
-# Prints the comment that a script begins with and ends, if its first argument is --help.
+# If the first argument is --help, prints the comment at the top of the script and exits.
 help_if_asked() {
   [[ "${1:-}" == --help ]] || return 0
   (cd "$called_from" && sed -n '2,/^$/ s/^# \{0,1\}//p' "$0")
   exit
 }
 
-# Says what is about to be done.
+# Prints the next step.
 say() {
   printf '== %s\n' "$*"
 }
@@ -48,13 +47,13 @@ run() {
   "$@"
 }
 
-# Configures build/PRESET where that is missing or older than the presets.
+# Configures build/PRESET if it is missing or older than the presets.
 configure() {
   local preset="$1"
   [[ "build/$preset/build.ninja" -nt CMakePresets.json ]] || run cmake --preset "$preset"
 }
 
-# Builds PRESET, everything or only the targets that follow.
+# build PRESET [TARGET...]: builds these targets, or everything.
 build() {
   local preset="$1"
   shift
@@ -62,14 +61,14 @@ build() {
   run cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
-# Runs the tests of PRESET as many at a time as there are processors; the rest goes to ctest.
+# run_tests PRESET [CTEST-ARGUMENT...]: runs as many tests at a time as there are processors.
 run_tests() {
   local preset="$1"
   shift
   run ctest --preset "$preset" --parallel "$(nproc)" "$@"
 }
 
-# Every file of the project itself whose name matches one of the patterns, NUL-separated.
+# Prints the files of the project that match one of the patterns, NUL-separated.
 project_files() {
   local -a names=(-name "$1")
   shift

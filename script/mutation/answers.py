@@ -1,4 +1,4 @@
-"""The survivors that somebody has answered, with the reason why no test can tell them."""
+"""The accepted survivors, with the reason why no test can detect them."""
 
 from dataclasses import dataclass
 
@@ -14,7 +14,7 @@ class Answer:
 
 
 def parse(text):
-    """Blocks between empty lines: the file, lines with `-`, those with `+` if any, the reason."""
+    """Parses blocks between empty lines: the file, lines with `-`, lines with `+` if any, the reason."""
     answers = []
     for block in text.split("\n\n"):
         lines = [line for line in block.splitlines() if line and not line.startswith("#")]
@@ -42,6 +42,6 @@ def find(answers, mutant):
 
 
 def find_stale(answers, mutants):
-    """The answers for which the sources have no mutant any more."""
+    """Returns the answers without a mutant in the sources."""
     known = {(mutant.path, *mutant.change) for mutant in mutants}
     return [each for each in answers if (each.path, each.before, each.after) not in known]

@@ -1,9 +1,9 @@
-"""Changes the code in small ways, one at a time, and tells which changes the tests notice.
+"""Changes the code in small ways, one at a time, and reports which changes the tests detect.
 
-It works in a copy of the tree, build/mutate. Of each mutant it builds and runs the unit tests that
-have the mutant in them, those beside the source first, and then the whole-process tests. A mutant
-that lives is one that a test is missing for, or one that does the same as the code; the latter are
-listed with their reasons in script/mutation/answers. The exit code is 1 where a survivor is not.
+It works in a copy of the tree, build/mutate. For each mutant it builds and runs the unit tests that
+link it, those beside the source first, and then the whole-process tests. A surviving mutant
+indicates a missing test, or is equivalent to the code. The latter are listed with their reasons in
+script/mutation/answers. The exit code is 1 if a survivor is not listed there.
 """
 
 import argparse
@@ -37,21 +37,21 @@ def _parse_arguments():
         description=__doc__,
         formatter_class=argparse.RawDescriptionHelpFormatter,
     )
-    parser.add_argument("--list", action="store_true", help="only say which mutants there would be")
+    parser.add_argument("--list", action="store_true", help="only list the mutants")
     parser.add_argument("--only", action="append", metavar="N|FILE", default=[],
-                        help="the mutant of this number, or those of this file; more than once")
+                        help="only this number, or the mutants of this file; may be repeated")
     parser.add_argument("--seed", default="1", metavar="S",
-                        help="chooses among mutants; 1 by default")
+                        help="seed of the selection; 1 by default")
     parser.add_argument("--count", type=int, default=120, metavar="N",
-                        help="how many; 120 by default")
+                        help="number of mutants; 120 by default")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), metavar="N",
-                        help="for the build and for the whole-process tests; as many as processors "
-                             "by default")  # fmt: skip
+                        help="parallel jobs of builds and whole-process tests; the number of "
+                             "processors by default")  # fmt: skip
     return parser.parse_args()
 
 
 def _chosen(slots, only):
-    """Those that --only names, by number or by file."""
+    """Returns the mutants that --only selects, by number or by file."""
     return [
         (number, slot)
         for number, slot in slots
@@ -76,7 +76,7 @@ def _list(slots):
 
 
 def _try_slot(workshop, slot):
-    """The first of the alternatives that the compiler takes, and how it went; or nothing."""
+    """Returns the first alternative that compiles and its outcome, or None."""
     for mutant in slot:
         try:
             return mutant, workshop.try_mutant(mutant)
@@ -96,7 +96,7 @@ def _try_all(workshop, slots, known):
         mutant, outcome = tried
         result = Result(number, mutant, outcome, answers.find(known, mutant))
         results.append(result)
-        how = "lives" if outcome.how == "survived" else f"dies ({outcome.how}: {outcome.by})"
+        how = "survived" if outcome.how == "survived" else f"killed ({outcome.how}: {outcome.by})"
         print(f"{_describe(number, mutant)} {how}, {time.monotonic() - began:.0f} s", flush=True)
         if outcome.how == "survived":
             _print_change(mutant)
@@ -105,7 +105,7 @@ def _try_all(workshop, slots, known):
 
 
 def _print_table(title, results, key):
-    """How the mutants ended, by what `key` tells of each."""
+    """Prints the outcomes of the mutants, grouped by `key`."""
     counts = Counter((key(each), each.outcome.how) for each in results)
     print(f"| {title} | mutants | by unit tests | by process tests | by time | alive | answered |")
     print("|---|---|---|---|---|---|---|")
@@ -126,10 +126,10 @@ def _report(results):
     alive = [each for each in results if each.outcome.how == "survived"]
     for each in alive:
         if each.answer is not None:
-            print(f"{_describe(each.number, each.mutant)} lives: {each.answer.reason}")
+            print(f"{_describe(each.number, each.mutant)} survived: {each.answer.reason}")
     unanswered = [each for each in alive if each.answer is None]
     if unanswered:
-        print(f"Survivors without an answer: {len(unanswered)}. Each wants a test, or a reason in")
+        print(f"Survivors without an answer: {len(unanswered)}. Each needs a test, or a reason in")
         print(f"{answers.PATH}:")
     for each in unanswered:
         print(f"\n{answers.format_change(each.mutant)}")
@@ -140,7 +140,7 @@ def _check_answers(known, sources):
     mutants = [mutant for each in sources for mutant in plan.find_mutants(each)]
     stale = answers.find_stale(known, mutants)
     for each in stale:
-        text = f"{answers.PATH}: {each.path} has no such mutant any more: {each.before[0]}"
+        text = f"{answers.PATH}: {each.path} no longer has this mutant: {each.before[0]}"
         print(text, file=sys.stderr)
     return not stale
 
@@ -154,13 +154,13 @@ def main():
     slots = list(enumerate(plan.make_plan(sources, arguments.count, arguments.seed), start=1))
     slots = _chosen(slots, arguments.only)
     if not slots:
-        print("script/mutate: --only names no mutant", file=sys.stderr)
+        print("script/mutate: --only selects no mutant", file=sys.stderr)
         return 1
     if arguments.list:
         _list(slots)
         return 0
     workshop = Workshop(ROOT, arguments.jobs)
-    print(f"== {len(slots)} mutants; first the code as it is, in {workshop.copy}", flush=True)
+    print(f"== {len(slots)} mutants; testing the unchanged code first, in {workshop.copy}", flush=True)
     try:
         workshop.prepare()
     except UnfitTree as unfit:

@@ -1,4 +1,4 @@
-"""Shows what script/mutate makes of code, and that it chooses the same each time."""
+"""Tests the mutations of script/mutate, and that a seed always selects the same ones."""
 
 import sys
 import unittest
@@ -17,7 +17,7 @@ def in_function(code):
 
 
 def changes(kind, code):
-    """What a kind of mutation makes of the code of a function."""
+    """Returns the results of one kind of mutation on the code of a function."""
     source = Source("optimizer/a.cc", in_function(code))
     texts = [plan.Mutant(kind, source, edit).text for edit in OPERATORS[kind](source)]
     return [text[len("void F() {\n  ") : -len("\n}\n")] for text in texts]

@@ -1,11 +1,11 @@
-"""The mutations, as a table: a kind, and what finds the places of that kind in a source."""
+"""The table of mutations: each kind, and a function that finds its edits in a source."""
 
 from dataclasses import dataclass
 
 
 @dataclass(frozen=True)
 class Edit:
-    """Puts a text in the place of another one."""
+    """Replaces a range of the source by a text."""
 
     start: int
     end: int
@@ -17,7 +17,7 @@ def _replace(token, text):
 
 
 def _exchange(source, one, other):
-    """Lets two stretches of tokens change places."""
+    """Exchanges two ranges of tokens."""
     between = source.text[source.tokens[one[1]].end : source.tokens[other[0]].start]
     return Edit(
         source.tokens[one[0]].start,
@@ -27,7 +27,7 @@ def _exchange(source, one, other):
 
 
 def _operators(table):
-    """Finds binary operators, each of which becomes those that the table has for it."""
+    """Replaces binary operators according to the table."""
 
     def find(source):
         for i, token in source.live():
@@ -38,7 +38,7 @@ def _operators(table):
 
 
 def _words(table):
-    """Finds words, each of which becomes the one that the table has for it."""
+    """Replaces words according to the table."""
 
     def find(source):
         for _, token in source.live():
@@ -67,7 +67,7 @@ def _arithmetic(source):
 
 
 def _conditions(source):
-    """What decides by an expression alone, not by what it declares."""
+    """Finds the conditions that are plain expressions without a declaration."""
     for first, last in source.headers("if", "while"):
         if not any(source.text_at(i) in ("=", ";") for i in range(first, last)):
             yield first, last
@@ -79,7 +79,7 @@ def _negations(source):
             yield _replace(token, "")
     for first, last in _conditions(source):
         words = {source.text_at(i) for i in range(first, last + 1)}
-        # Of the others another mutation makes the same.
+        # For all others another mutation has the same effect.
         if words & {"&&", "||"} or not words & {"!", "==", "!=", "<", "<=", ">", ">="}:
             inside = source.text_of(first, last)
             yield Edit(source.tokens[first].start, source.tokens[last].end, f"!({inside})")
@@ -132,7 +132,7 @@ def _exchanged_statements(source):
     ends = {first: (first, last) for first, last in source.statements}
     for one in source.statements:
         other = ends.get(one[1] + 1)
-        # What an `if` decides upon stays with it.
+        # The statement of an `if` stays with it.
         if other is None or source.text_at(one[0] - 1) in (")", "else"):
             continue
         if source.text_of(*one) != source.text_of(*other):
@@ -140,7 +140,7 @@ def _exchanged_statements(source):
 
 
 def _holds_arguments(source, i):
-    """Whether a bracket begins the arguments of a call or the elements of a value."""
+    """Returns whether a bracket opens the arguments of a call or the elements of a value."""
     if i in source.code_braces or not source.is_in_code(i):
         return False
     text = source.text_at(i)
@@ -159,7 +159,7 @@ def _exchanged_arguments(source):
 
 
 def _exchanged_choices(source):
-    """Those of `condition ? one : other`."""
+    """Exchanges the alternatives of `condition ? one : other`."""
     for i, token in source.live():
         if token.text != "?":
             continue
@@ -178,7 +178,7 @@ def _orders(source):
     yield from _exchanged_choices(source)
 
 
-# What an empty result is the same as, or what another kind takes care of.
+# Results that equal an empty result, or that another kind mutates.
 _EMPTY_RESULTS = {";", "{};", "nullptr;", "false;", "true;", "0;", "std::nullopt;"}
 
 
@@ -191,7 +191,7 @@ def _returns(source):
 
 
 def _rows(source):
-    """Drops a row of a table: the inner braces of `{{...}, {...}}` outside of functions."""
+    """Drops a row of a table: an inner brace of `{{...}, {...}}` outside functions."""
     for i, token in source.live():
         if token.text != "{" or source.is_in_code(i):
             continue

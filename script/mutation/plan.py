@@ -1,4 +1,4 @@
-"""Which mutants there are, and which of them a run makes."""
+"""Finds the mutants and selects those of a run."""
 
 import random
 import re
@@ -33,13 +33,13 @@ class Mutant:
 
     @property
     def text(self):
-        """The whole source, mutated."""
+        """The whole mutated source."""
         text = self.source.text
         return text[: self.edit.start] + self.edit.text + text[self.edit.end :]
 
     @cached_property
     def change(self):
-        """The lines that change, before and after, without the lines around them that don't."""
+        """The changed lines before and after."""
         text = self.source.text
         first = text.rfind("\n", 0, self.edit.start) + 1
         last = text.find("\n", self.edit.end)
@@ -66,7 +66,7 @@ def read_sources(root):
 
 
 def find_mutants(source):
-    """Every mutant of a source, once each, by its place."""
+    """Returns the mutants of a source without duplicates, in order of position."""
     found = {}
     for kind, find in OPERATORS.items():
         for edit in find(source):
@@ -75,7 +75,7 @@ def find_mutants(source):
 
 
 def _quotas(sizes, sources, count):
-    """How many mutants each source gives: by its lines that have any; one at least of a .cc."""
+    """Returns the number of mutants per source, by its lines with mutants; at least 1 for a .cc."""
     least = [
         1 if source.path.endswith(".cc") and size else 0 for source, size in zip(sources, sizes)
     ]
@@ -89,10 +89,10 @@ def _quotas(sizes, sources, count):
 
 
 def make_plan(sources, count, seed):
-    """A list of alternatives for each mutant to make: the first one that compiles is the mutant.
+    """Returns a list of alternatives for each mutant: the first one that compiles is used.
 
-    The lines of a source that have mutants are cut into as many pieces as the source is to give
-    mutants, and each piece gives one, of the kind that there are the fewest of so far.
+    The lines with mutants of a source are divided into as many pieces as its quota. Each piece
+    gives one mutant, of the least used kind so far.
     """
     mutants = {source.path: find_mutants(source) for source in sources}
     lines = {path: sorted({mutant.line for mutant in each}) for path, each in mutants.items()}

@@ -1,7 +1,7 @@
-"""A C++ source as tokens, with what a mutation has to know of them.
+"""A C++ source as tokens, with the structure that mutations need.
 
-This is no parser. It relies on how clang-format lays the tree out: a binary operator stands between
-spaces, a bracket of a template doesn't.
+This is not a full parser. It relies on the layout of clang-format: a binary operator is between
+spaces, a bracket of a template is not.
 """
 
 import re
@@ -24,16 +24,16 @@ _TOKEN = re.compile(
 _CLOSING = {"(": ")", "[": "]", "{": "}"}
 _LOGS = {"LOG", "PLOG", "VLOG"}
 _CHECKS = {"CHECK", "CHECK_TEXT"}
-# What begins something that isn't run, up to a semicolon, or up to the end of its brackets.
+# Words that begin code that does not run, up to a semicolon or the end of the brackets.
 _DECLARATIONS = {"using", "static_assert", "friend"}
-# What a brace that opens code stands behind, besides `;`, `{`, `}` and `:` in the middle of code.
+# Tokens before a brace that opens code, besides `;`, `{`, `}` and `:` within code.
 _BEFORE_CODE = {")", "]", "const", "noexcept", "override", "else", "do", "mutable"}
 _HEADERS = {"if", "for", "while", "switch"}
 _NO_EXPRESSION = _LOGS | _HEADERS | {
     "return", "const", "constexpr", "static", "auto", "using", "struct", "enum", "case", "default",
     "else", "do", "public", "private", "template", "typename", "friend",
 }  # fmt: skip
-# A type, then a name: no expression begins so.
+# A type, then a name: this can't begin an expression.
 _DECLARATION = re.compile(r"[\w:]+(?:<.*>)?(?:\s+|[*&]+\s*|\s*[*&]+)\w+\s*[=;({\[]", re.DOTALL)
 
 
@@ -61,7 +61,7 @@ class Source:
         self._silence()
 
     def _pair_brackets(self):
-        """Finds each bracket's partner, and the bracket around each token."""
+        """Finds each bracket's partner, and the innermost bracket around each token."""
         self.partner = {}
         self.around = []
         open_brackets = []
@@ -74,7 +74,7 @@ class Source:
                 open_brackets.append(i)
 
     def _silence(self):
-        """Notes the tokens that no mutation touches."""
+        """Marks the tokens that no mutation may change."""
         self.silent = set()
         for i, token in enumerate(self.tokens):
             if token.text in _LOGS | _DECLARATIONS:
@@ -89,7 +89,7 @@ class Source:
                 self.silent.add(i + 1)  # a pure virtual function
 
     def _silence_check(self, i):
-        """Of a check only the condition counts."""
+        """Marks everything in a check except the condition."""
         closing = self.partner[i + 1]
         self.silent.update(range(closing + 1, self.end_of_statement(i)))
         self.silent.update(j for j in range(i, closing) if self.tokens[j].kind == "text")
@@ -112,7 +112,7 @@ class Source:
         return self.text.count("\n", 0, position) + 1
 
     def live(self):
-        """The tokens that a mutation may touch, each with its number."""
+        """Returns the tokens that a mutation may change, each with its index."""
         return ((i, token) for i, token in enumerate(self.tokens) if i not in self.silent)
 
     def is_between_spaces(self, i):
@@ -121,7 +121,7 @@ class Source:
 
     @cached_property
     def code_braces(self):
-        """The braces that have statements in them."""
+        """The braces that contain statements."""
         braces = set()
         for i, token in enumerate(self.tokens):
             if token.text != "{" or token.kind != "mark":
@@ -139,7 +139,7 @@ class Source:
         return False
 
     def end_of_statement(self, i):
-        """The number of the semicolon that ends what begins here, or of the bracket around it."""
+        """Returns the index of the semicolon or closing bracket that ends the statement at `i`."""
         while i < len(self.tokens) - 1 and self.tokens[i].text not in (";", *_CLOSING.values()):
             i = self.partner.get(i, i) + 1
         return i
@@ -154,7 +154,7 @@ class Source:
 
     @cached_property
     def statements(self):
-        """First and last token of each statement that is one expression, or a jump."""
+        """First and last token of each statement that is a single expression or a jump."""
         found = []
         for i, token in self.live():
             if not self._begins_statement(i) or token.text in "{};":
@@ -167,13 +167,13 @@ class Source:
         return found
 
     def headers(self, *words):
-        """First and last token between the brackets of each `if (...)`, or of another word."""
+        """Yields the first and last token in the brackets behind each of these words."""
         for i, token in self.live():
             if token.text in words and self.text_at(i + 1) == "(":
                 yield i + 2, self.partner[i + 1] - 1
 
     def elements(self, opening):
-        """First and last token of each element between a bracket and its partner."""
+        """Returns the first and last token of each element in a bracket."""
         found = []
         first = i = opening + 1
         closing = self.partner[opening]

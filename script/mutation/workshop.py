@@ -1,4 +1,4 @@
-"""A copy of the tree with a build of its own, where mutants are built and tested."""
+"""A copy of the tree with its own build, where mutants are built and tested."""
 
 import hashlib
 import json
@@ -15,10 +15,10 @@ from pathlib import Path
 
 from plan import FOLDERS
 
-# A mutant may allocate or write without end.
+# A mutant may allocate or write without limit.
 _MEMORY_LIMIT = 4 << 30
 _FILE_LIMIT = 256 << 20
-# How much longer than the code a mutant may take.
+# Time limit of a mutant, relative to the unchanged code.
 _PATIENCE_FACTOR = 5
 _PATIENCE_SECONDS = 15
 # The whole-process tests mostly wait.
@@ -28,11 +28,11 @@ _PROCESS_TESTS = "the whole-process tests"
 
 
 class UnfitTree(Exception):
-    """The code as it is doesn't build, or its tests fail."""
+    """The unchanged code does not build, or its tests fail."""
 
 
 class Unbuildable(Exception):
-    """The compiler refuses a mutant."""
+    """A mutant does not compile."""
 
 
 @dataclass(frozen=True)
@@ -83,7 +83,7 @@ class Workshop:
     # Preparation.
 
     def prepare(self):
-        """Builds the code as it is, and runs its tests unless the same code has passed before."""
+        """Builds the unchanged code, and runs its tests unless it has passed before."""
         fingerprint = self._copy_tree()
         self._configure()
         if self._run(["ninja", "-j", str(self.jobs)], self.build).returncode != 0:
@@ -102,7 +102,7 @@ class Workshop:
         return passed.get("seconds") if passed.get("code") == fingerprint else None
 
     def _run_all_tests(self):
-        """How long each program took, and all whole-process tests together."""
+        """Returns the time of each program, and of all whole-process tests together."""
         runs = {
             program.path: partial(self._run, program.command, program.folder, limited=True)
             for program in self.programs
@@ -116,7 +116,7 @@ class Workshop:
         return time.monotonic() - began
 
     def _copy_tree(self):
-        """Makes the copy what the tree is, touching only what differs; returns a fingerprint."""
+        """Copies the tree, changing only what differs. Returns a fingerprint."""
         listing = ["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"]
         names = _output_of(listing, self.root).split("\0")
         wanted = {name for name in names if name and (self.root / name).is_file()}
@@ -139,8 +139,8 @@ class Workshop:
 
     def _configure(self):
         self.log.parent.mkdir(parents=True, exist_ok=True)
-        # Tests take a tenth of the time that they take without optimisation, and compiling takes
-        # no longer. A mutant that the compiler warns of is to be made, so it is told not to.
+        # With -O1 tests take a tenth of the time without optimisation, and compiling takes no
+        # longer. -w: a mutant with a warning must still be built.
         configure = [
             "cmake", "-S", ".", "-B", self.build, "-G", "Ninja",
             "-DCMAKE_BUILD_TYPE=RelWithDebInfo", "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -w",
@@ -149,7 +149,7 @@ class Workshop:
             raise UnfitTree(f"the code can't be configured, see {self.log}")
 
     def _list_tests(self):
-        """The unit tests' programs that have anything of the folders in them."""
+        """Finds the unit test programs that link sources of the mutated folders."""
         listing = ["ctest", "--show-only=json-v1", "--label-regex", "^unit$"]
         programs = {}
         for test in json.loads(_output_of(listing, self.build))["tests"]:
@@ -180,14 +180,14 @@ class Workshop:
     # A mutant.
 
     def try_mutant(self, mutant):
-        """Builds a mutant and runs the tests; raises Unbuildable where it can't be built."""
+        """Builds a mutant and runs the tests. Raises Unbuildable if it does not compile."""
         self._write(mutant)
         own = Path(mutant.path).with_suffix("")
         own_test = f"{own}_test.cc"
         own_programs = [each for each in self.programs if own_test in self.sources[each.path]]
         others = [each for each in self.programs if each not in own_programs]
         try:
-            # Most mutants die by the tests that stand beside them, so the rest isn't even linked.
+            # The tests beside the source kill most mutants, so the other programs are linked later.
             for programs in (own_programs, others):
                 self._test_programs(programs)
             self._test_processes()
@@ -196,7 +196,7 @@ class Workshop:
         return Outcome("survived", "")
 
     def _write(self, mutant):
-        """Only where the file before was another one it is to be compiled twice."""
+        """Writes the mutant. Restores the previous source only if it is another file."""
         if self.dirty is not None and self.dirty.path != mutant.path:
             self.restore()
         (self.copy / mutant.path).write_text(mutant.text)
@@ -212,7 +212,7 @@ class Workshop:
         if result.returncode == 0:
             return
         output = self.log.read_text(errors="replace")
-        # CMake asks a program for its cases as soon as it is linked: that is a run, too.
+        # CMake runs a program after linking it, to list its tests.
         if "Error running test executable" not in output:
             raise Unbuildable
         raise _Killed(how, "the listing of the tests")
@@ -222,7 +222,7 @@ class Workshop:
             return
         self._build([program.path for program in programs], "unit")
         for program in programs:
-            # What came out as it was has nothing of the mutant in it.
+            # An unchanged program does not contain the mutant.
             if self._digest(program) != program.digest:
                 self._test_program(program)
 
@@ -234,9 +234,9 @@ class Workshop:
             raise _Killed("unit", self._last_case() or program.path)
 
     def _last_case(self):
-        """The case that failed, or that was running when all ended."""
+        """Returns the case that failed, or that ran when the program ended."""
         output = self.log.read_text(errors="replace")
-        # What comes after a failure is begun and skipped.
+        # Cases after a failure are started and skipped.
         cases = re.findall(r"^\[  FAILED  \] ([^\s,]+)", output, re.MULTILINE)[:1] or re.findall(
             r"^\[ RUN      \] (\S+)", output, re.MULTILINE
         )
@@ -257,7 +257,7 @@ class Workshop:
         raise _Killed("time" if reason == "Timeout" else "process", name)
 
     def _run_process_tests(self, patience=None):
-        # What a busy machine makes late is tried again, and kills no mutant.
+        # A test that is late on a busy machine is repeated, and kills no mutant.
         return self._run(
             ["ctest", "--label-regex", "^process$", "--stop-on-failure", "--repeat", "until-pass:2",
              "--parallel", str(self.jobs * _WAITING_FOR_EACH_JOB)],
@@ -282,7 +282,7 @@ class Workshop:
 
 
 def _end_group(process):
-    """Ends what a command has left, and the command itself where it was too slow."""
+    """Kills the remaining processes of a command, and the command if it timed out."""
     try:
         os.killpg(process.pid, signal.SIGKILL)
     except ProcessLookupError:
