@@ -1,4 +1,4 @@
-# Puts the parts of the report's page together, and writes them as a source file that defines the page.
+# Joins the parts of the report's page and writes a source file that defines the page.
 # Run as a script: cmake -D SOURCE=wavelarkctl/report -D CHART=chart.min.js -D OUTPUT=report_page.cc -P ...
 
 cmake_minimum_required(VERSION 3.25)

@@ -1,30 +1,30 @@
-# What every target of the project shares: language level, warnings, hardening, and the two
-# functions that declare a layer's library and a test program.
+# Common settings of all targets: language level, warnings, hardening, and the two functions that
+# declare a layer's library and a test program.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-# All of it ends in programs, where nobody else can replace a function: this lets the compiler know.
+# All code is linked into programs, so no function can be replaced at run time: the compiler may use that.
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
-# Errors only with CMAKE_COMPILE_WARNING_AS_ERROR, as the preset `strict` has it: another compiler than
-# ours may warn of something else.
+# Warnings are errors only with CMAKE_COMPILE_WARNING_AS_ERROR, as in the preset `strict`: other compilers
+# may have other warnings.
 add_compile_options(-Wall -Wextra -Wconversion -Wshadow
                     -fstack-protector-strong -ffunction-sections -fdata-sections)
-# Changes of sign, which g++ doesn't count under -Wconversion in C++.
+# In C++, g++ does not include -Wsign-conversion in -Wconversion. Clang does.
 add_compile_options($<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>)
-# g++ takes the unused alternatives of a std::variant for uninitialised ones. Clang and the sanitizers
-# find those that are.
+# g++ warns falsely about unused alternatives of a std::variant. Clang and the sanitizers find real uses
+# of uninitialised values.
 add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
-# Log lines and assertions name a source file by its path in the project, wherever it was built.
+# Log lines and assertions show source paths relative to the project, wherever it was built.
 add_compile_options("-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
-# With a base_dir ccache gives the compiler paths from the folder of the build.
+# With a base_dir, ccache passes paths relative to the build directory to the compiler.
 if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "ccache")
   file(RELATIVE_PATH from_build "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}/cmake")
   cmake_path(GET from_build PARENT_PATH from_build)
@@ -42,13 +42,13 @@ if(WAVELARK_BUILD_TESTS)
   include(GoogleTest)
 endif()
 
-# How what only tests use is compiled: under the sanitizers without optimisation, which takes 0.57
-# of the time, and in a release with less debug information, which takes 0.74. There it is optimised
-# as what is shipped, since some warnings take that, and g++ 12 warns falsely at -O1.
+# Options of code that only tests use: no optimisation under the sanitizers, which takes 0.57 of the
+# compile time, and less debug information in a release, which takes 0.74. A release optimises it like the
+# product: some warnings need optimisation, and g++ 12 has false warnings at -O1.
 set(WAVELARK_TEST_OPTIONS $<$<CONFIG:Debug>:-O0> $<$<CONFIG:Release>:-g1>)
 
-# Brings a test to 0.51 of the time under the sanitizers, and to 0.6 in a release. ccache keeps
-# nothing that is compiled with a precompiled header, and saves more.
+# A precompiled header reduces the compile time of a test to 0.51 under the sanitizers and to 0.6 in a
+# release. ccache saves more, but does not cache sources with a precompiled header.
 if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "ccache")
   set(precompile_headers OFF)
 else()
@@ -58,8 +58,8 @@ option(WAVELARK_PRECOMPILE_HEADERS "Read what most tests include once for all te
        ${precompile_headers})
 
 if(WAVELARK_BUILD_TESTS AND WAVELARK_PRECOMPILE_HEADERS)
-  # Has a precompiled header and nothing else. It fits where it was compiled as the tests are: as
-  # part of a program, and with the definitions that the headers ask for.
+  # Contains only a precompiled header. The header must be compiled with the options of the tests: those
+  # of a program, and the definitions that the included headers need.
   file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/test_headers.cc" CONTENT "")
   add_library(wavelark_test_headers OBJECT "${PROJECT_BINARY_DIR}/test_headers.cc")
   set_target_properties(wavelark_test_headers PROPERTIES POSITION_INDEPENDENT_CODE OFF)

@@ -1,5 +1,5 @@
-# Builds for 64-bit Arm with the distribution's cross compiler and its libraries of that architecture.
-# Programs that the build itself runs, protoc among them, are this machine's.
+# Builds for 64-bit Arm with the distribution's cross compiler and Arm libraries.
+# Programs that the build runs, such as protoc, are for this machine.
 
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
