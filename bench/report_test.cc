@@ -26,7 +26,7 @@ TEST(FigureTest, OneSampleIsAll) {
   EXPECT_DOUBLE_EQ(figure.high, 4);
 }
 
-TEST(ResultTest, HoldsTheRatioAgainstTheReach) {
+TEST(ResultTest, ComparesTheRatioWithTheGoal) {
   Result result = {.row = kRow, .measured = {.ours = {3, 3, 3}, .floor = Figure{2, 2, 2}}};
   EXPECT_DOUBLE_EQ(result.Value(), 1.5);
   EXPECT_TRUE(result.IsMet());
@@ -34,12 +34,12 @@ TEST(ResultTest, HoldsTheRatioAgainstTheReach) {
   EXPECT_FALSE(result.IsMet());
 }
 
-TEST(ResultTest, WithoutAFloorHoldsTheFigureItselfAgainstTheReach) {
+TEST(ResultTest, WithoutAFloorComparesTheFigureItself) {
   EXPECT_TRUE((Result{.row = kRow, .measured = {.ours = {1.5, 1, 9}, .floor = {}}}.IsMet()));
   EXPECT_FALSE((Result{.row = kRow, .measured = {.ours = {1.6, 1, 9}, .floor = {}}}.IsMet()));
 }
 
-TEST(ReportTest, TellsARowInOneLine) {
+TEST(ReportTest, FormatsARowAsOneLine) {
   const Result result = {
       .row = kRow, .measured = {.ours = {1234, 1200, 1300}, .floor = Figure{45.25, 9.999, 50}}};
   const std::string line = TableLine(result);
@@ -50,7 +50,7 @@ TEST(ReportTest, TellsARowInOneLine) {
   EXPECT_THAT(line, EndsWith(" an event, ns\n"));
 }
 
-TEST(ReportTest, ARowWithoutAReachCannotMissIt) {
+TEST(ReportTest, ARowWithoutAGoalCannotMissIt) {
   Row row = kRow;
   row.goal.reset();
   const Result result = {.row = row, .measured = {.ours = {4, 4, 4}, .floor = Figure{2, 2, 2}}};
@@ -59,7 +59,7 @@ TEST(ReportTest, ARowWithoutAReachCannotMissIt) {
   EXPECT_THAT(Json({result}), HasSubstr(R"("ratio": 2, "ok": true})"));
 }
 
-TEST(ReportTest, TellsRowsAsJson) {
+TEST(ReportTest, FormatsRowsAsJson) {
   const Result with_floor = {.row = kRow,
                              .measured = {.ours = {3, 2, 4}, .floor = Figure{2, 1, 3}}};
   const Result without = {.row = kRow, .measured = {.ours = {3, 2, 4}, .floor = {}}};

@@ -22,7 +22,7 @@ std::optional<Event> Parse(std::string_view datagram) {
 bool IsMalformed(std::string_view datagram) { return Parse<MalformedEvent>(datagram).has_value(); }
 bool IsOther(std::string_view datagram) { return Parse<OtherEvent>(datagram).has_value(); }
 
-TEST(ControlEventTest, TellsEventsFromAnswers) {
+TEST(ControlEventTest, DistinguishesEventsFromAnswers) {
   EXPECT_TRUE(IsControlEvent("<3>AP-STA-CONNECTED"));
   EXPECT_TRUE(IsControlEvent("<3>"));
   EXPECT_FALSE(IsControlEvent("<3"));
@@ -57,7 +57,7 @@ TEST(ControlEventTest, ReadsAProbeRequest) {
   EXPECT_EQ(probe->signal, -50);
 }
 
-TEST(ControlEventTest, LeavesOutASignalThatIsNone) {
+TEST(ControlEventTest, OmitsAnInvalidSignal) {
   const std::string probe = "<3>RX-PROBE-REQUEST sa=02:00:00:00:02:00";
   for (const std::string_view signal :
        {"", " signal=", " signal=0", " signal=-129", " signal=128", " signal=-50dBm", " signal=x",
@@ -71,7 +71,7 @@ TEST(ControlEventTest, LeavesOutASignalThatIsNone) {
   EXPECT_EQ(Parse<ProbeReceived>(probe + " buf=00 signal=-3")->signal, -3);
 }
 
-TEST(ControlEventTest, RefusesAProbeOfNobody) {
+TEST(ControlEventTest, RejectsAProbeWithoutAStation) {
   EXPECT_TRUE(IsMalformed("<3>RX-PROBE-REQUEST"));
   EXPECT_TRUE(IsMalformed("<3>RX-PROBE-REQUEST sa=02:00:00:00:02 signal=-50"));
 }
@@ -88,7 +88,7 @@ TEST(ControlEventTest, ReadsTheEventsOfAStation) {
       "02:00:00:00:02:00");
 }
 
-TEST(ControlEventTest, RefusesAnEventOfNobody) {
+TEST(ControlEventTest, RejectsAnEventWithoutAStation) {
   for (const std::string name :
        {"AP-STA-CONNECTED", "AP-STA-DISCONNECTED", "AP-STA-POSSIBLE-PSK-MISMATCH"}) {
     EXPECT_TRUE(IsMalformed("<3>" + name)) << name;

@@ -81,7 +81,7 @@ TEST_F(MonitorSetTest, AttachesOnce) {
   EXPECT_EQ(monitors_.monitor_count(), 1U);
 }
 
-TEST_F(MonitorSetTest, TellsAddressesApartByTheirLength) {
+TEST_F(MonitorSetTest, DistinguishesAddressesByTheirLength) {
   const UnixAddress shorter = Abstract("wavelark-wlan0-cli", 30);
   EXPECT_TRUE(Attach(kOther));
   EXPECT_TRUE(Attach(shorter));

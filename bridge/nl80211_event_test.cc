@@ -62,7 +62,7 @@ TEST(Nl80211EventTest, ReadsASentFrameWithoutAcknowledgement) {
   EXPECT_FALSE(std::get<FrameSent>(event->content).is_acknowledged);
 }
 
-TEST(Nl80211EventTest, TellsHandshakeMessagesApart) {
+TEST(Nl80211EventTest, DistinguishesHandshakeMessages) {
   EXPECT_EQ(MessageOf(kMessage1), EapolMessage::kPairwise1);
   EXPECT_EQ(MessageOf(kMessage2), EapolMessage::kOther);
   EXPECT_EQ(MessageOf(kMessage3), EapolMessage::kPairwise3);
@@ -97,7 +97,7 @@ TEST(Nl80211EventTest, ReadsARemovedStation) {
   EXPECT_EQ(removed.info.signal, -50);
 }
 
-TEST(Nl80211EventTest, ReadsARemovedStationOfWhichNothingIsKnown) {
+TEST(Nl80211EventTest, ReadsARemovedStationWithoutInformation) {
   AttributeBuilder attributes;
   attributes.U32(NL80211_ATTR_IFINDEX, 3).Raw(NL80211_ATTR_MAC, {2, 0, 0, 0, 2, 0});
   const auto event = Parse(NL80211_CMD_DEL_STATION, attributes);

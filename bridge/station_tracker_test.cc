@@ -129,7 +129,7 @@ TEST_F(StationTrackerTest, TakesALateAnswer) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth(kAccepted), Assoc(kAccepted)));
 }
 
-TEST_F(StationTrackerTest, TakesARepeatedRequestForTheSame) {
+TEST_F(StationTrackerTest, TreatsARepeatedRequestAsTheSame) {
   ap_.RequestAuthentication();
   ap_.Pass(milliseconds(900));
   ap_.RequestAuthentication();
@@ -145,7 +145,7 @@ TEST_F(StationTrackerTest, TakesARepeatedRequestForTheSame) {
 }
 
 // The answer to a repeated request must not be used for a later request.
-TEST_F(StationTrackerTest, DropsAnAnswerTooMany) {
+TEST_F(StationTrackerTest, DropsASurplusAnswer) {
   ap_.Authenticate();
   ap_.AnswerAuthentication();
   ap_.TakeLines();
@@ -360,7 +360,7 @@ TEST_F(StationTrackerTest, DoesNotTakeTheRemovalOfAStationForAFailure) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Connect("success:1")));
 }
 
-TEST_F(StationTrackerTest, SaysNothingOfAJoinThatIsLeftOpen) {
+TEST_F(StationTrackerTest, WritesNothingForAnUnfinishedJoin) {
   ap_.Authenticate();
   ap_.Associate();
   ap_.TakeLines();
@@ -396,7 +396,7 @@ TEST_F(StationTrackerTest, DoesNotSuspectAHandshakeWhereThereWasNone) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("")));
 }
 
-TEST_F(StationTrackerTest, HasWhatTheKernelLastKnew) {
+TEST_F(StationTrackerTest, UsesTheKernelsLastInformation) {
   const StationInfo last = {.signal = -80, .signal_average = -78, .transmit_rate = {}};
   ap_.Join();
   ap_.SendOff(kDeauthentication, 4);
@@ -414,7 +414,7 @@ TEST_F(StationTrackerTest, HasWhatTheKernelLastKnew) {
               ElementsAre(Disconnect("event_reason:inactivity avg_rssi:-78 last_rx_rssi:-80")));
 }
 
-TEST_F(StationTrackerTest, HasWhatTheKernelKnowsAtTheConnect) {
+TEST_F(StationTrackerTest, UsesTheKernelsInformationAtTheConnect) {
   ap_.KernelKnows({.signal = -50,
                    .signal_average = -51,
                    .transmit_rate = {.kbps = 6'500, .bandwidth_mhz = 20, .ht_mcs = 0}});
@@ -439,7 +439,7 @@ TEST_F(StationTrackerTest, WaitsForTheKernelsPartWithinABound) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("")));
 }
 
-TEST_F(StationTrackerTest, GivesTheEndOfAVisitNothingOfTheNextOne) {
+TEST_F(StationTrackerTest, DoesNotMixConsecutiveVisits) {
   ap_.Join();
   ap_.Disconnect();
   ap_.RequestAuthentication();
@@ -618,7 +618,7 @@ TEST_F(StationTrackerTest, WritesTheEndOfAStationThatItNeverSaw) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("event_reason:disassoc_cli")));
 }
 
-TEST_F(StationTrackerTest, InventsNothingForAStationNobodyKnows) {
+TEST_F(StationTrackerTest, WritesNothingForAnUnknownStation) {
   ap_.AnswerAuthentication();
   ap_.AnswerAssociation();
   ap_.SendMessage(EapolMessage::kPairwise1);
@@ -637,7 +637,7 @@ TEST_F(StationTrackerTest, InventsNothingForAStationNobodyKnows) {
 
 // A client that lost its state joins again. hostapd does not report the end of its earlier
 // connection.
-TEST_F(StationTrackerTest, InventsNoEndOfAVisit) {
+TEST_F(StationTrackerTest, WritesNoDisconnectThatHostapdDoesNotReport) {
   ap_.Join();
   ap_.RequestAuthentication();
   ap_.Remove({.signal = -50, .signal_average = std::nullopt, .transmit_rate = {}});

@@ -37,7 +37,7 @@ TEST(InterfaceNamesTest, OtherNamesHaveNoBand) {
   }
 }
 
-TEST(InterfaceNamesTest, TellsGuestInterfaces) {
+TEST(InterfaceNamesTest, DetectsGuestInterfaces) {
   EXPECT_TRUE(IsGuestInterface("guest-2400mhz"));
   EXPECT_TRUE(IsGuestInterface("guest-5000mhz"));
   for (const char* name : {"", "guest", "Guest-2400mhz", "br-guest", "wlan-2400mhz", "mesh-2400mhz",

@@ -82,7 +82,7 @@ TEST(MacAddressTest, ParsesSixBytesOnly) {
   }
 }
 
-TEST(MacAddressTest, TellsLocallyAdministeredAddresses) {
+TEST(MacAddressTest, DetectsLocallyAdministeredAddresses) {
   EXPECT_FALSE(MacAddress("00:1a:2b:3c:4d:5e").IsLocallyAdministered());
   EXPECT_FALSE(MacAddress("fd:ff:ff:ff:ff:ff").IsLocallyAdministered());
   EXPECT_TRUE(MacAddress("02:00:00:00:00:00").IsLocallyAdministered());

@@ -118,7 +118,7 @@ TEST_F(FlagsFilesTest, ALinkCounts) {
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1"), Pair("b", "3")));
 }
 
-TEST_F(FlagsFilesTest, TheSameMapIsNoNews) {
+TEST_F(FlagsFilesTest, AnUnchangedMapIsNotPublished) {
   testbed::WriteFile(file_, "# the same\na=1\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1")));
   EXPECT_EQ(published_, 0);
@@ -235,7 +235,7 @@ TEST_F(FlagsFilesTest, ManyChangesArePublishedWhenTheyAreOver) {
   EXPECT_EQ(published_, 1);
 }
 
-TEST_F(FlagsFilesTest, NoticesThatAreLostAreMadeUpFor) {
+TEST_F(FlagsFilesTest, LostFileEventsCauseAReading) {
   testbed::WriteFile(etc_ / "b.conf", "b=1\n");
   testbed::WriteFile(etc_ / "c.conf", "c=1\n");
   Settle();

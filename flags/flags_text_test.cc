@@ -68,7 +68,7 @@ TEST(FlagsTextTest, ALastLineWithoutAnEndMayBeHalfOfOne) {
   EXPECT_THAT(Read("clientSteeringInterval=60\n# done").errors, IsEmpty());
 }
 
-TEST(FlagsTextTest, WhatTheBusOrALogCannotTakeIsRefused) {
+TEST(FlagsTextTest, UnprintableOrOverlongTextIsRejected) {
   EXPECT_EQ(ErrorOf("key=\xff"), "f:1: not printable ASCII");
   EXPECT_EQ(ErrorOf("key=\x1b[2J"), "f:1: not printable ASCII");
   EXPECT_EQ(ErrorOf(std::string("key=a\0b", 7)), "f:1: not printable ASCII");
@@ -85,7 +85,7 @@ TEST(FlagsTextTest, ASwitchHasTwoWords) {
 }
 
 // The first values would abort the daemon, and it would misread the others.
-TEST(FlagsTextTest, ANumberIsNothingBut) {
+TEST(FlagsTextTest, NonNumericValuesAreRejected) {
   for (const char* text : {"abc", "", "-", "60s", "0x3c", "6 0", "1.5", "+5", "٣"}) {
     const std::string line = std::string("connectionEventsUpload=") + text;
     const std::string reason = text == std::string("٣") ? "not printable ASCII"
@@ -107,7 +107,7 @@ TEST(FlagsTextTest, ANumberThatTheDaemonWouldNotKeepIsRefused) {
 }
 
 // Values at the bounds of the table are accepted, values beyond them are not.
-TEST(FlagsTextTest, BoundsAreThoseOfTheTable) {
+TEST(FlagsTextTest, BoundsComeFromTheTable) {
   for (const ap::RunTimeFlag& flag : ap::kRunTimeFlags) {
     if (flag.kind != ap::RunTimeFlag::Kind::kNumber) continue;
     const std::string key = std::string(flag.key) + "=";

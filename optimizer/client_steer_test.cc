@@ -338,7 +338,7 @@ TEST_F(ClientSteerTest, AFailedDumpIsLoggedAndThePassGoesOn) {
   EXPECT_THAT(world_.TakeCommands(), ElementsAre(Steered(k5000, 1)));
 }
 
-TEST_F(ClientSteerTest, ADumpThatFailsHalfWayCountsForWhatItTold) {
+TEST_F(ClientSteerTest, StationsBeforeADumpFailureCount) {
   for (int number = 1; number <= 3; ++number) world_.Join(k2400, number, -80);
   world_.Join(k5000, 4, -80);
   Start();
@@ -718,7 +718,7 @@ TEST(ClientSteerChildTest, OnAChildTheChildFloorIsInForce) {
   EXPECT_THAT(world.TakeLog().back(), ::testing::HasSubstr(" lqm_floor=41 "));
 }
 
-TEST_F(ClientSteerTest, WhatIsNoNumberThrowsAndSetsNothing) {
+TEST_F(ClientSteerTest, ANonNumericValueThrowsAndSetsNothing) {
   const struct {
     const char* value;
     bool is_out_of_range;
@@ -758,7 +758,7 @@ TEST_F(ClientSteerTest, ConfigureLeavesWhatIsZeroAsItIs) {
                           "poll_interval=1m lqm_hysteresis=15"));
 }
 
-TEST_F(ClientSteerTest, APassWithoutAnIntervalLeavesTheLoopItsTurn) {
+TEST_F(ClientSteerTest, AZeroPollIntervalDoesNotStarveTheLoop) {
   for (const char* interval : {"0", "-60"}) {
     world_.steer->OnFlagChanged("clientSteeringPollInterval", interval);
     world_.steer->Enable();

@@ -232,7 +232,7 @@ TEST_F(EventUploaderTest, EachInterfaceHasItsOwnRecordInOrderOfNames) {
                           "UNKNOWN 12", "WLAN_2400MHZ 12", "WLAN_5000MHZ 12"));
 }
 
-TEST_F(EventUploaderTest, EventsStandInOrderOfArrival) {
+TEST_F(EventUploaderTest, EventsAreInOrderOfArrival) {
   for (int i = 0; i < 1000; ++i) {
     const std::string attribute = "frame_status:" + std::to_string(i);
     Connect({attribute});
@@ -479,7 +479,7 @@ TEST_F(EventUploaderTest, OtherFlagsAreIgnored) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(EventUploaderTest, VerboseLinesTellOfEachEventAndUpload) {
+TEST_F(EventUploaderTest, VerboseLinesLogEachEventAndUpload) {
   platform::SetVerboseLevel(1);
   recorder_.OnRecord([] { LOG(INFO) << "recorded"; });
   Connect({"timestamp:7", "client_mac:001a2b3c4d5e"}, "nonsense");
@@ -506,7 +506,7 @@ TEST_F(EventUploaderTest, VerboseLinesTellOfEachEventAndUpload) {
                                        "'<end>'\n")));
 }
 
-TEST_F(EventUploaderTest, VerboseLinesTellOfEventsThatAreNotCollectedToo) {
+TEST_F(EventUploaderTest, VerboseLinesAlsoLogEventsThatAreNotCollected) {
   uploader_->OnFlagChanged("connectionEventsUpload", "0");
   platform::SetVerboseLevel(1);
   log_.Clear();

@@ -94,7 +94,7 @@ TEST_F(HostapdInterfaceTest, EveryEventIsLoggedVerboselyAlsoWithoutListeners) {
   EXPECT_THAT(log_, ElementsAre("Callback: 7 mac: aa:bb:cc:dd:ee:ff", "Callback: 12 mac: "));
 }
 
-TEST_F(HostapdInterfaceTest, EachVerboseLineComesBeforeWhatItTellsOf) {
+TEST_F(HostapdInterfaceTest, EachVerboseLinePrecedesItsEvent) {
   interface_.AddEventCallback([](const std::string& interface_name, HostapdEventType,
                                  std::string_view,
                                  HostapdAttributes) { LOG(INFO) << interface_name; });

@@ -177,7 +177,7 @@ TEST_F(HostapdMonitorTest, ASocketThatAppearsBeforeInitializeIsAttachedToOnceByI
   EXPECT_THAT(events_, ElementsAre("kHostapdStarted()"));
 }
 
-TEST_F(HostapdMonitorTest, AttachesAtOnceAndTellsBeforeTheAnswer) {
+TEST_F(HostapdMonitorTest, AttachesAtOnceAndReportsTheStartBeforeTheAnswer) {
   StartHostapd();
   StartMonitor();
   EXPECT_THAT(hostapd_->Receive(), Optional(std::string("ATTACH")));
@@ -319,7 +319,7 @@ TEST_F(HostapdMonitorTest, ALateOkToACommandAttachesAsWell) {
   EXPECT_EQ(sockets_.open, 1);
 }
 
-TEST_F(HostapdMonitorTest, ACommandIsOneDatagramAsItStands) {
+TEST_F(HostapdMonitorTest, ACommandIsOneUnchangedDatagram) {
   StartAttached();
   const std::string_view command("DISASSOCIATE 00:11:22:33:44:55 reason=5");
   EXPECT_TRUE(monitor_->SendCommand(command.data(), command.size()));
@@ -381,7 +381,7 @@ TEST_F(HostapdMonitorTest, CommandsThatWaitWhenTheSocketClosesAreLoggedBeforeThe
   EXPECT_THAT(log_.lines(), ElementsAre(failed, failed, failed));
 }
 
-TEST_F(HostapdMonitorTest, AfterTheSocketIsGoneItRestsUntilItIsBack) {
+TEST_F(HostapdMonitorTest, WithoutTheSocketItIsIdleUntilTheSocketIsBack) {
   StartAttached();
   StopHostapd();
   loop_.RunUntilIdle();
@@ -484,7 +484,7 @@ TEST_F(HostapdMonitorTest, ANewAttemptHasAWholeSecondForItsAnswer) {
 }
 
 // The time-out of an attempt whose socket is gone delays the retries of later attempts.
-TEST_F(HostapdMonitorTest, ATimeoutThatIsLeftOverTakesThePlaceOfTheNextRetry) {
+TEST_F(HostapdMonitorTest, ALeftoverTimeoutDelaysTheNextRetry) {
   StartHostapd();
   StartMonitor();
   StopHostapd();
@@ -504,7 +504,7 @@ TEST_F(HostapdMonitorTest, ATimeoutThatIsLeftOverTakesThePlaceOfTheNextRetry) {
   EXPECT_THAT(log_.lines(), ElementsAre(failed, could_not));
 }
 
-TEST_F(HostapdMonitorTest, AnAnswerDoesNotEndAnAttemptThatIsToCome) {
+TEST_F(HostapdMonitorTest, AnAnswerDoesNotCancelAPendingAttempt) {
   StartHostapd();
   StartMonitor();
   ASSERT_TRUE(hostapd_->Receive().has_value());

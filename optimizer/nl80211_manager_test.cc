@@ -100,7 +100,7 @@ TEST_F(Nl80211ManagerTest, AnIncompleteStationIsFatal) {
                                                "&rx_rate_information_)"));
 }
 
-TEST_F(Nl80211ManagerTest, OrItIsSkippedAndTheOthersAreNot) {
+TEST_F(Nl80211ManagerTest, AnIncompleteStationCanBeSkipped) {
   manager_ = Nl80211Manager(/*skip_incomplete_stations=*/true);
   kernel_.Stations("wlan-2400mhz").front().has_rx_rate = false;
   GetStations();
@@ -109,7 +109,7 @@ TEST_F(Nl80211ManagerTest, OrItIsSkippedAndTheOthersAreNot) {
   EXPECT_THAT(log_, ElementsAre("V Skip incomplete station 00:00:00:00:00:01"));
 }
 
-TEST_F(Nl80211ManagerTest, TellsEachStationAndThenTheEnd) {
+TEST_F(Nl80211ManagerTest, ReportsEachStationAndThenTheEnd) {
   EXPECT_TRUE(GetStations());
   EXPECT_THAT(events_, IsEmpty());
   loop_.RunUntilIdle();
@@ -144,7 +144,7 @@ TEST_F(Nl80211ManagerTest, AnUnknownInterfaceIsRefused) {
   EXPECT_EQ(kernel_.requests().size(), count);
 }
 
-TEST_F(Nl80211ManagerTest, TellsMeshPaths) {
+TEST_F(Nl80211ManagerTest, ReportsMeshPaths) {
   kernel_.MeshPaths("wlan-2400mhz") = {{.destination = {1}, .next_hop = {2}, .metric = 30}};
   std::vector<std::string> paths;
   EXPECT_TRUE(manager_.GetMeshPaths(
@@ -161,7 +161,7 @@ TEST_F(Nl80211ManagerTest, TellsMeshPaths) {
   EXPECT_THAT(events_, ElementsAre("complete"));
 }
 
-TEST_F(Nl80211ManagerTest, TellsMeshProxyPaths) {
+TEST_F(Nl80211ManagerTest, ReportsMeshProxyPaths) {
   kernel_.MeshProxyPaths("wlan-2400mhz") = {{.destination = {1}, .proxy = {2}}};
   std::vector<std::string> paths;
   EXPECT_TRUE(manager_.GetMeshProxyPaths(

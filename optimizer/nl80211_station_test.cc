@@ -298,7 +298,7 @@ TEST(Nl80211StationTest, EachFlagIsABitOfTheSetWord) {
   EXPECT_EQ(FlagsOf(0, ~0x5eU), (std::vector<bool>{false, false, false, false, false}));
 }
 
-TEST(Nl80211StationTest, TheMaskOfTheFlagsIsNotLookedAt) {
+TEST(Nl80211StationTest, TheMaskOfTheFlagsIsIgnored) {
   EXPECT_EQ(FlagsOf(~0U, 0), (std::vector<bool>{false, false, false, false, false}));
 }
 

@@ -126,7 +126,7 @@ class SwitchingService : public Service {
   std::vector<std::string> journal;
 };
 
-TEST(ServiceSwitchTest, TheStateHasChangedWhenTheServiceIsTold) {
+TEST(ServiceSwitchTest, TheStateChangesBeforeTheCallback) {
   SwitchingService service;
   service.Enable();
   service.Disable();

@@ -83,7 +83,7 @@ TEST_F(StationIdGeneratorTest, KeepsEveryByteOfTheSalt) {
   EXPECT_EQ(IdWithSalt(std::string(100'000, 'x')), kIdWithLongSalt);
 }
 
-TEST_F(StationIdGeneratorTest, TellsStationsApart) {
+TEST_F(StationIdGeneratorTest, DistinguishesStations) {
   WriteSalt("abc");
   StationIdGenerator generator(salt_file_);
   EXPECT_NE(IdOf(generator, "00:1a:2b:3c:4d:5f"), kIdWithAbc);

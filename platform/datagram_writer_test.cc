@@ -219,7 +219,7 @@ TEST_F(DatagramWriterTest, APeerThatIsGoneLosesWhatWaitsAtOnce) {
   EXPECT_EQ(world_.losses.back(), ENOTCONN);
 }
 
-TEST_F(DatagramWriterTest, OnlySoManyWait) {
+TEST_F(DatagramWriterTest, TheNumberOfWaitingDatagramsIsLimited) {
   world_.Fill();
   world_.SendNumbers(DatagramWriter::kMaxWaiting);
   EXPECT_THAT(world_.losses, IsEmpty());
@@ -236,7 +236,7 @@ TEST_F(DatagramWriterTest, ItsDestructionLosesWhatWaits) {
   EXPECT_THAT(world_.losses, SizeIs(3));
 }
 
-TEST_F(DatagramWriterTest, WithoutADescriptorToWatchAReadingPeerGetsAllTheSame) {
+TEST_F(DatagramWriterTest, WithoutADescriptorToWatchAReadingPeerStillGetsAll) {
   // UndefinedBehaviorSanitizer needs a descriptor when it checks a type for the first time.
   world_.Fill();
   world_.SendNumbers(1);

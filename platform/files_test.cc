@@ -176,7 +176,7 @@ TEST_F(FilesTest, SurvivesInterruptions) {
   EXPECT_EQ(contents, "firstsecond");
 }
 
-TEST_F(FilesTest, TellsWhatExists) {
+TEST_F(FilesTest, ReportsExistingPaths) {
   EXPECT_TRUE(PathExists(directory_.path()));
   EXPECT_FALSE(PathExists(directory_.path() / "file"));
   const FilePath file = Write("");
@@ -185,7 +185,7 @@ TEST_F(FilesTest, TellsWhatExists) {
   EXPECT_FALSE(PathExists(""));
 }
 
-TEST_F(FilesTest, FollowsLinksToTellWhatExists) {
+TEST_F(FilesTest, FollowsLinks) {
   const FilePath link = directory_.path() / "link";
   std::filesystem::create_symlink("file", link);
   EXPECT_FALSE(PathExists(link));

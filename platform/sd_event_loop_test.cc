@@ -69,7 +69,7 @@ TEST(SdEventLoopTest, ACloserDeadlineWakesTheLoopEarlier) {
   EXPECT_EQ(loop.Run(), 2);
 }
 
-TEST(SdEventLoopTest, TellsTheCalendarsTime) {
+TEST(SdEventLoopTest, ReadsTheWallClock) {
   const SdEventLoop loop;
   const auto before = std::chrono::system_clock::now();
   const WallTime now = loop.Now();

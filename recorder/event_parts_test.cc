@@ -34,7 +34,7 @@ std::string Join(const EventParts& parts) {
   return event.SerializeAsString();
 }
 
-TEST(EventPartsTest, ThePartsAreTheWhole) {
+TEST(EventPartsTest, ThePartsEqualTheWhole) {
   const std::string bytes =
       EventOf(
           "group_id: 'g' interface: WLAN_5000MHZ frequency_in_mhz: 5180 "
@@ -61,13 +61,13 @@ TEST(EventPartsTest, FieldsMayComeInAnyOrderAndBeUnknown) {
   EXPECT_EQ(parts->header.SerializeAsString(), header + unknown);
 }
 
-TEST(EventPartsTest, NoBytesAreAnEventWithoutAnything) {
+TEST(EventPartsTest, NoBytesAreAnEmptyEvent) {
   const auto parts = SplitEvent({});
   ASSERT_TRUE(parts.has_value());
   EXPECT_TRUE(parts->client_events.empty());
 }
 
-TEST(EventPartsTest, WhatIsCutOffIsNone) {
+TEST(EventPartsTest, ATruncatedEventIsRejected) {
   const std::string bytes =
       EventOf("interface: WLAN_5000MHZ client_event_info { client_shmac: 'ABCDEF' }")
           .SerializeAsString();
@@ -78,14 +78,14 @@ TEST(EventPartsTest, WhatIsCutOffIsNone) {
   }
 }
 
-TEST(EventPartsTest, OtherBytesAreNone) {
+TEST(EventPartsTest, OtherBytesAreRejected) {
   EXPECT_FALSE(SplitEvent(BytesOf("Not an event.")).has_value());
   EXPECT_FALSE(SplitEvent(BytesOf(std::string("\0", 1))).has_value());
   EXPECT_FALSE(SplitEvent(BytesOf("\x0f")).has_value());  // an invalid wire type
 }
 
 // Each of these would take many times its bytes in memory.
-TEST(EventPartsTest, WhatIsBeyondTheLimitsIsNone) {
+TEST(EventPartsTest, AnEventBeyondTheLimitsIsRejected) {
   std::string many;
   for (std::size_t i = 0; i < kMaxEntries; ++i) many.append("\x22\x00", 2);
   EXPECT_TRUE(SplitEvent(BytesOf(many)).has_value());

@@ -257,7 +257,7 @@ TEST_F(RecordStoreTest, ARecordThatCannotFitIsRefused) {
   EXPECT_EQ(error_->code(), "org.freedesktop.DBus.Error.LimitsExceeded");
 }
 
-TEST_F(RecordStoreTest, APlaceThatCannotBeUsedIsAnErrorUntilItCan) {
+TEST_F(RecordStoreTest, AnUnusablePathIsAnErrorUntilItIsUsable) {
   path_ = directory_.path() / "later/records.db";
   EXPECT_FALSE(Add("type", "data"));
   EXPECT_EQ(error_->code(), "org.freedesktop.DBus.Error.IOError");

@@ -35,7 +35,7 @@ std::vector<FakeKernel::Station> MakeStations() {
 }
 
 // Whatever differs from the previous station.
-TEST(StationMessagesTest, EachMessageIsThatOfItsStation) {
+TEST(StationMessagesTest, EachMessageDescribesItsStation) {
   StationMessages messages(kHeader, kIndex);
   for (const FakeKernel::Station& station : MakeStations()) {
     EXPECT_THAT(messages.Make(station),

@@ -33,7 +33,7 @@ TEST(ChildProcessTest, CapturesBothStreamsApart) {
   EXPECT_EQ(child->err().Text(), "two\n");
 }
 
-TEST(ChildProcessTest, TellsExitCodeAndSignal) {
+TEST(ChildProcessTest, ReportsExitCodeAndSignal) {
   EXPECT_EQ(StartShell("exit 64")->WaitForExit(kLongEnough), ExitStatus{.code = 64});
   auto child = StartShell("exec sleep 100");
   EXPECT_EQ(child->WaitForExit(kShort), std::nullopt);
@@ -50,7 +50,7 @@ TEST(ChildProcessTest, WaitsForLinesInOrder) {
   EXPECT_EQ(child->out().Count("a"), 3U);
 }
 
-TEST(ChildProcessTest, AWaitInVainPassesNothingOver) {
+TEST(ChildProcessTest, AFailedWaitSkipsNoLines) {
   auto child = StartShell("echo a; echo b; exec sleep 100");
   EXPECT_EQ(child->out().WaitForLine("c", milliseconds(200)), std::nullopt);
   EXPECT_EQ(child->out().WaitForLine("a", kLongEnough), "a");

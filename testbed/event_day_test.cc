@@ -91,7 +91,7 @@ TEST(EventDayTest, HasEveryKindOfEvent) {
                                    "AP-STA-CONNECT", "AP-STA-DISCONNECT", "AP-MONITOR-STA-INFO"}));
 }
 
-TEST(EventDayTest, TimesAreInOrderAndTold) {
+TEST(EventDayTest, TimesAreInOrderAndInTimestamps) {
   const std::vector<TimedLine> lines = EventDay(kStart);
   EXPECT_TRUE(std::is_sorted(lines.begin(), lines.end(),
                              [](const auto& a, const auto& b) { return a.at < b.at; }));

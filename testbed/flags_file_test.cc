@@ -25,7 +25,7 @@ TEST(FlagsFileTest, ReadsKeysAndValues) {
   EXPECT_THAT(file.problems, IsEmpty());
 }
 
-TEST(FlagsFileTest, SkipsBadLinesAndTellsTheirNumbers) {
+TEST(FlagsFileTest, SkipsBadLinesAndReportsTheirNumbers) {
   const FlagsFile file = ParseFlagsFile(
       "a=1\n"
       "\n"

@@ -200,7 +200,7 @@ TEST_F(FlagsServiceTest, NoDirectoryIsAFailure) {
   EXPECT_EQ(service->WaitForExit(kLongEnough), ExitStatus{.code = kExitFailure});
 }
 
-TEST_F(FlagsServiceTest, TellsBadLines) {
+TEST_F(FlagsServiceTest, ReportsBadLines) {
   WriteFile(file_, "a=1\nnonsense\n");
   auto service = Start({}, file_.native() + R"( line 2: no "=" in "nonsense")");
   EXPECT_TRUE(service->out().WaitForLine("started", kLongEnough));

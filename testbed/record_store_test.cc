@@ -49,7 +49,7 @@ TEST(RecordStoreTest, GoesOnAfterWhatIsThere) {
   EXPECT_EQ(ReadFileToString(directory.path() / "000042"), "d");
 }
 
-TEST(RecordStoreTest, TellsWhatItCanNotDo) {
+TEST(RecordStoreTest, ReportsFailures) {
   TemporaryDirectory directory;
   WriteFile(directory.path() / "file", "");
   EXPECT_NE(RecordStore(directory.path() / "file").Open(), std::nullopt);

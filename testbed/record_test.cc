@@ -110,7 +110,7 @@ TEST_F(RecordTest, JsonOfUnknownBytesIsHexadecimal) {
             R"("data_hex":"00ff"})");
 }
 
-TEST_F(RecordTest, TellsMetrics) {
+TEST_F(RecordTest, DescribesMetrics) {
   const MetricRecord metric = {.method = "RecordMetric",
                                .name = "uptime",
                                .fields = {{"unit", "s"}},

@@ -65,7 +65,7 @@ TEST(StationsFileTest, Faults) {
   EXPECT_EQ(ParseFile("! reusing a  b").faults.reused_indexes.at("a"), "b");
 }
 
-TEST(StationsFileTest, BadLinesAreToldWithTheirNumber) {
+TEST(StationsFileTest, BadLinesAreReportedWithTheirNumber) {
   EXPECT_EQ(FailureOf("a\na 02:00:00:00:00 -50"), "line 2: no address: \"02:00:00:00:00\"");
   EXPECT_EQ(FailureOf("a 02:00:00:00:00:0g -50"), "line 1: no address: \"02:00:00:00:00:0g\"");
   EXPECT_EQ(FailureOf("\na 02:00:00:00:00:01"), "line 2: no signal: \"\"");

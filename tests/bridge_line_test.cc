@@ -80,7 +80,7 @@ TEST(BridgeLineTest, IsKnownToTheDaemon) {
   }
 }
 
-TEST(BridgeLineTest, IsReadByTheDaemonAsItIsMeant) {
+TEST(BridgeLineTest, IsReadCorrectlyByTheDaemon) {
   const ClientEventInfo info =
       Read(FormatEventLine(LineKind::kConnect, kStation, AllAttributes())).info;
   EXPECT_EQ(info.event_time_in_milliseconds(), 1'700'000'000'123U);

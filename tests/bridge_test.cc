@@ -368,7 +368,7 @@ TEST_F(BridgeTest, AttachesAMonitorOnce) {
 }
 
 // Names that differ only in trailing bytes belong to two monitors.
-TEST_F(BridgeTest, TellsMonitorsApartByTheirWholeAddress) {
+TEST_F(BridgeTest, DistinguishesMonitorsByTheirWholeAddress) {
   StartAnswering();
   Client one("same", ServedPath());
   const platform::ScopedFd other(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
@@ -431,7 +431,7 @@ TEST_F(BridgeTest, KeepsLinesForTheNextDaemon) {
   EXPECT_EQ(second.Receive(), ProbeLine(4));
 }
 
-TEST_F(BridgeTest, NoticesADaemonThatIsGoneWithoutAWord) {
+TEST_F(BridgeTest, NoticesADaemonThatIsGoneWithoutDetaching) {
   StartAnswering();
   auto first = std::make_unique<Client>(DaemonName(1), ServedPath());
   ASSERT_EQ(first->Ask("ATTACH"), "OK\n");

@@ -102,7 +102,7 @@ TEST_F(TwinProcessTest, TheLastOneWins) {
 
 class VerboseLevelTest : public AccessPointTest, public ::testing::WithParamInterface<bool> {};
 
-TEST_P(VerboseLevelTest, TellsOfEachEventOnlyWhenAskedTo) {
+TEST_P(VerboseLevelTest, LogsEachEventOnlyWhenEnabled) {
   ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
   ap_.StartDaemon(GetParam() ? Arguments{"--v=1"} : Arguments{});

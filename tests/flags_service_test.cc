@@ -137,7 +137,7 @@ TEST_F(FlagsServiceTest, AReplacedDirectoryIsFollowed) {
   Expect({{"a", "2"}});
 }
 
-TEST_F(FlagsServiceTest, CheckTellsWhatIsWrong) {
+TEST_F(FlagsServiceTest, CheckReportsErrors) {
   WriteFile(file_, "clientSteering=enabled\nb=2\n");
   EXPECT_EQ(OutputOf({AP_WAVELARK_FLAGS_PATH, "--check", "--directory", flags_d_.native()}),
             "b=2\nclientSteering=enabled\n");

@@ -158,7 +158,7 @@ TEST_F(RecorderServiceTest, MetricsFollowARecordAndAreTheSumsOfTheDatabase) {
   }
 }
 
-TEST_F(RecorderServiceTest, OfTwoAtOnceTheSecondEnds) {
+TEST_F(RecorderServiceTest, ASecondInstanceEnds) {
   Start();
   const auto first = std::move(recorder_);
   recorder_ = Launch();

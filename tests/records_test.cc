@@ -238,7 +238,7 @@ TEST_F(RecordsTest, ProbeReports) {
   ap_.ExpectLogged("INFO", "Invalid name:value pair: noColon");
 }
 
-TEST_F(RecordsTest, AProbeReportOfNobodyLeavesAnEmptyRecord) {
+TEST_F(RecordsTest, AProbeReportWithoutAStationLeavesAnEmptyRecord) {
   ap_.StartBus();
   ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}});
   ap_.StartRecorder();

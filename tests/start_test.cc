@@ -73,7 +73,7 @@ TEST_F(StartTest, AttachesToBothInterfaces) {
   EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
-TEST_F(StartTest, StartedIsToldBeforeTheAnswer) {
+TEST_F(StartTest, StartedIsReportedBeforeTheAnswer) {
   ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
   ap_.StartDaemon({"--v=1"});
@@ -100,7 +100,7 @@ TEST_F(StartTest, ClaimsTheNameAndExportsNothingButAnEmptyObjectManager) {
   EXPECT_THAT(error, StartsWith("org.freedesktop.DBus.Error.Unknown"));
 }
 
-TEST_F(StartTest, TellsTheServiceManager) {
+TEST_F(StartTest, NotifiesTheServiceManager) {
   ap_.StartBus();
   ap_.LaunchDaemon();
   EXPECT_EQ(ap_.NextNotice(), "READY=1");
@@ -132,7 +132,7 @@ TEST_F(StartTest, WorksWithoutAServiceManager) {
 }
 
 // A signal right after its first line ends the daemon as cleanly as a later one.
-TEST_F(StartTest, StoppedAtItsFirstLineItEndsWell) {
+TEST_F(StartTest, SignalAfterItsFirstLineEndsItCleanly) {
   ap_.StartBus();
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
     for (int i = 0; i < 10; ++i) {

@@ -74,7 +74,7 @@ TEST_F(SteeringTest, WeakStationIsSteeredInTheFirstPollAfterTheInterval) {
 }
 
 // Its metric is the same as at the last steer.
-TEST_F(SteeringTest, StationThatIsAsWeakAsBeforeIsLeft) {
+TEST_F(SteeringTest, StationWithAnUnchangedMetricIsNotSteeredAgain) {
   ap_.SetStations({kWeakAt2400});
   ap_.Start();
   ap_.wlan2400().ExpectCommand(kWeakCommand);
@@ -86,7 +86,7 @@ TEST_F(SteeringTest, StationThatIsAsWeakAsBeforeIsLeft) {
   ap_.wlan2400().ExpectSilence(milliseconds(0));
 }
 
-TEST_F(SteeringTest, OthersAreLeft) {
+TEST_F(SteeringTest, OtherStationsAreNotSteered) {
   ap_.SetStations({
       "wlan-2400mhz 02:00:00:00:00:0a -50",                    // strong
       "wlan-2400mhz 02:00:00:00:00:0b -70",                    // at the floor
@@ -172,7 +172,7 @@ TEST_F(SteeringTest, UnknownSecondInterfaceLeavesTheFirst) {
 }
 
 // Steering starts before the upload. The end switches neither of them off.
-TEST_F(SteeringTest, StartsInOrderAndEndsWithoutAWord) {
+TEST_F(SteeringTest, StartsInOrderAndEndsSilently) {
   ap_.SetStations({});
   ap_.Start();
   ap_.Settle(ap_.wlan2400());

@@ -197,7 +197,7 @@ TEST_F(BusServiceDaemonDeathTest, ASignalBeforeTheNameIsClaimedEndsTheProcess) {
   }
 }
 
-TEST_F(BusServiceDaemonTest, ShutdownHasTheBusAndTheLastWord) {
+TEST_F(BusServiceDaemonTest, ShutdownHasTheBusAndSetsTheExitCode) {
   daemon_.on_shutdown = [this](int* exit_code) {
     EXPECT_EQ(*exit_code, 0);
     EXPECT_TRUE(daemon_.bus()->RequestName("a.test.Late", nullptr));
@@ -259,7 +259,7 @@ TEST_F(BusServiceDaemonTest, ALostBusEndsItWithAFailure) {
   EXPECT_THAT(log_.Lines(Severity::kError), ElementsAre("Lost the connection to the system bus"));
 }
 
-TEST_F(BusServiceDaemonTest, TheServiceManagerIsToldOfReadinessAndStopping) {
+TEST_F(BusServiceDaemonTest, TheServiceManagerIsNotifiedOfReadinessAndStopping) {
   const NoticeSocket notices;
   daemon_.on_init = [this, &notices] {
     EXPECT_THAT(notices.Take(), ElementsAre());

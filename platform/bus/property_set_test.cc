@@ -98,7 +98,7 @@ TEST_F(PropertySetTest, GetAllReadsWhatIsRegistered) {
   EXPECT_TRUE(log_.empty());
 }
 
-TEST_F(PropertySetTest, ASignalChangesWhatItNames) {
+TEST_F(PropertySetTest, ASignalChangesTheNamedProperties) {
   StartWith({{"One", {{"a", "1"}}}, {"Two", {{"b", "2"}}}});
   SignalChange({{"Unknown", {}}, {"One", {{"a", "3"}}}});
   EXPECT_TRUE(RunUntil([this] { return !changed_.empty(); }));
@@ -265,7 +265,7 @@ TEST_F(PropertySetTest, AServiceThatComesAgainIsReadAgain) {
   EXPECT_TRUE(log_.empty());
 }
 
-TEST_F(PropertySetTest, AnOlderAnswerThatIsStillToComeIsDropped) {
+TEST_F(PropertySetTest, APendingOlderAnswerIsDropped) {
   StartWith({});
   service_.AnswerWith(Filled({{"One", {{"a", "1"}}}}));
   service_.HoldAnswers();
@@ -278,7 +278,7 @@ TEST_F(PropertySetTest, AnOlderAnswerThatIsStillToComeIsDropped) {
   EXPECT_THAT(changed_, ElementsAre("One"));
 }
 
-TEST_F(PropertySetTest, AnAnswerOfTheOwnerBeforeIsDropped) {
+TEST_F(PropertySetTest, AnAnswerOfThePreviousOwnerIsDropped) {
   StartWith({});
   service_.AnswerWith(Filled({{"One", {{"old", "1"}}}}));
   service_.HoldAnswers();

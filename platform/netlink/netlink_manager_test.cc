@@ -272,7 +272,7 @@ TEST_F(NetlinkManagerTest, AnUnknownFamilyIsAnErrorForItsRequests) {
 }
 
 // A request that can't be sent is removed in the next turn.
-TEST_F(NetlinkManagerTest, AskingOnAndOnWithoutAKernelKeepsABoundedNumberOfRequests) {
+TEST_F(NetlinkManagerTest, RepeatedFailingRequestsAreBounded) {
   kernel_.FailSends(EPERM);
   std::int64_t most = 0;
   for (int turn = 0; turn < 1000; ++turn) {

@@ -73,7 +73,7 @@ TEST(NetlinkMessageTest, ThePaddingOfTheLastOneMayBeMissing) {
   EXPECT_TRUE(rest.empty());
 }
 
-TEST(NetlinkMessageTest, TellsTheKindsApart) {
+TEST(NetlinkMessageTest, DistinguishesTheKinds) {
   const Bytes done = MakeDoneMessage({});
   EXPECT_TRUE(Take(done).IsDone());
   EXPECT_FALSE(Take(done).IsError());
@@ -111,14 +111,14 @@ TEST(NetlinkMessageTest, AResultMayBeMissing) {
   EXPECT_EQ(Take(error).GetError(), 0);
 }
 
-TEST(NetlinkMessageTest, TheTextTellsTheErrorAndWhatTheKernelSays) {
+TEST(NetlinkMessageTest, TheTextHasTheErrorAndTheKernelsMessage) {
   EXPECT_EQ(Take(MakeErrorMessage({}, -EPERM)).GetErrorText(), "Operation not permitted (1)");
   const Bytes bytes = MakeErrorMessage({}, -EINVAL, "Attribute failed policy validation");
   EXPECT_EQ(Take(bytes).GetErrorText(),
             "Invalid argument (22): Attribute failed policy validation");
 }
 
-TEST(NetlinkMessageTest, TheTextStandsBehindARequestThatIsGivenBack) {
+TEST(NetlinkMessageTest, TheTextIsReadBehindTheCopiedRequest) {
   const Bytes payload = BytesBuilder()
                             .Value(std::int32_t{-EBUSY})
                             .Value(nlmsghdr{NLMSG_HDRLEN + 5, 28, 0, 0, 0})
@@ -138,7 +138,7 @@ TEST(NetlinkMessageTest, ADoneMessageMayHaveATextToo) {
   EXPECT_EQ(Take(bytes).GetErrorText(), "Device or resource busy (16): later");
 }
 
-TEST(NetlinkMessageTest, ATextThatLiesIsLeftOut) {
+TEST(NetlinkMessageTest, AMalformedTextIsIgnored) {
   const Bytes error = BytesBuilder().Value(std::int32_t{-EPERM}).bytes();
   for (const std::uint32_t length : {0U, 15U, 17U, 4000U, 0xffffffffU}) {
     for (const int capped : {0, NLM_F_CAPPED}) {

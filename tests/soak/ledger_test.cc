@@ -20,7 +20,7 @@ Event BatchOf(std::initializer_list<std::uint64_t> serials) {
   return batch;
 }
 
-TEST(LedgerTest, WhatIsSentAndRecordedIsWell) {
+TEST(LedgerTest, SentAndRecordedLinesAreCorrect) {
   Ledger ledger;
   for (const std::uint64_t serial : {1, 2, 3}) ledger.Sent(1, serial, Fate::kRecorded);
   Event batch = BatchOf({1, 3});
@@ -33,7 +33,7 @@ TEST(LedgerTest, WhatIsSentAndRecordedIsWell) {
   EXPECT_EQ(ledger.totals().recorded, 3U);
 }
 
-TEST(LedgerTest, WhatIsMissingIsTold) {
+TEST(LedgerTest, MissingLinesAreReported) {
   Ledger ledger;
   ledger.Sent(0, 1, Fate::kRecorded);
   ledger.Sent(0, 2, Fate::kRecorded);
@@ -43,7 +43,7 @@ TEST(LedgerTest, WhatIsMissingIsTold) {
   EXPECT_EQ(ledger.totals().missing, 1U);
 }
 
-TEST(LedgerTest, WhatIsUncertainMayBeLost) {
+TEST(LedgerTest, UncertainLinesMayBeLost) {
   Ledger ledger;
   ledger.Sent(0, 1, Fate::kRecorded);
   ledger.Sent(0, 2, Fate::kRecorded);
@@ -60,7 +60,7 @@ TEST(LedgerTest, WhatIsUncertainMayBeLost) {
   EXPECT_EQ(ledger.totals().uncertain_lost, 2U);
 }
 
-TEST(LedgerTest, WhatIsOffMustNotCome) {
+TEST(LedgerTest, DroppedLinesMustNotBeRecorded) {
   Ledger ledger;
   ledger.Sent(0, 1, Fate::kDropped);
   ledger.Sent(0, 2, Fate::kDropped);
@@ -69,7 +69,7 @@ TEST(LedgerTest, WhatIsOffMustNotCome) {
   EXPECT_THAT(ledger.mistakes(), ElementsAre("2 is recorded while that is off"));
 }
 
-TEST(LedgerTest, TwiceOutOfOrderAndElsewhereAreTold) {
+TEST(LedgerTest, DuplicateMisorderedAndMisplacedLinesAreReported) {
   Ledger ledger;
   for (const std::uint64_t serial : {1, 2, 3}) ledger.Sent(0, serial, Fate::kRecorded);
   ledger.Received(0, BatchOf({2, 1, 2}));

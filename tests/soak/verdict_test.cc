@@ -62,7 +62,7 @@ TEST(VerdictTest, MemoryThatCouldNotBeReadIsBad) {
   EXPECT_FALSE(JudgeMemory(Hour([](Sample& sample) { sample.anonymous_kb = 0; }), {}).holds);
 }
 
-TEST(VerdictTest, WorkThatBecomesDearerIsSeen) {
+TEST(VerdictTest, RisingCostIsDetected) {
   const auto slower = Hour([](Sample& sample) { sample.cpu_seconds *= sample.seconds; });
   EXPECT_FALSE(JudgeCpu(slower, {}).holds);
 }
@@ -83,7 +83,7 @@ TEST(VerdictTest, OneDescriptorMoreIsSeen) {
   EXPECT_FALSE(JudgeDescriptors({}).holds);
 }
 
-TEST(VerdictTest, TextTellsWhatDoesNotHold) {
+TEST(VerdictTest, TextNamesFailedChecks) {
   const Check well = {.name = "one", .holds = true, .finding = "1"};
   const Check bad = {.name = "two", .holds = false, .finding = "3"};
   EXPECT_EQ(VerdictText({well}), "good\nok   one: 1\n");
