@@ -1,5 +1,5 @@
-// Rows of the recorder's database with any values in any column, as `events` and `report` read
-// them.
+// Rows of the recorder's database with any values in any column, read like `events` and `report`
+// do.
 
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
@@ -30,7 +30,7 @@ constexpr std::int64_t kSince = 1'000'000;
 constexpr std::int64_t kUntil = 2'000'000;
 constexpr int kMostRows = 64;
 
-// A directory with an empty database, removed at the end.
+// An empty database in a temporary directory.
 class Place {
  public:
   Place() : path_(mkdtemp(name_.data())) {}
@@ -54,7 +54,7 @@ SQLite::Database& Database() {
   return database;
 }
 
-// Names that mean something, so that they need not be found.
+// Valid names, so that the fuzzer need not find them.
 const std::string& NameOf(std::uint8_t number) {
   static const auto kNames =
       std::to_array<std::string>({"AUTHENTICATE", "ASSOCIATE", "CONNECT", "DISCONNECT", "STEER",
@@ -84,7 +84,7 @@ void BindValue(fuzz::Input* input, int index, SQLite::Statement* insert) {
   }
 }
 
-// Each row has some columns set, each by its place in the table.
+// Inserts rows with some columns set. The input selects each column by number.
 void InsertRows(fuzz::Input* input, SQLite::Database& database) {
   const auto& table = recorder::ClientEventsTable();
   SQLite::Statement insert(database, table.Insert());
@@ -130,7 +130,7 @@ void ReadReport(SQLite::Database& database) {
   for (const json& line : data["timelines"]) {
     for (const json& visit : line["visits"]) CHECK(visit[0] <= visit[1]);
   }
-  // Whatever the texts are, they can be written.
+  // The result must be valid JSON, whatever the texts are.
   const std::string text = data.dump(-1, ' ', false, json::error_handler_t::replace);
   CHECK(json::accept(text));
 }

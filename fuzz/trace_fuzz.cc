@@ -1,4 +1,4 @@
-// A trace file: its rows, and their replay.
+// A trace file: its rows and their replay.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -30,7 +30,7 @@ TraceReader MakeReader(std::span<const std::uint8_t> bytes) {
   return {std::move(file), "trace"};
 }
 
-// What has been read is written as it was, or in the shorter of two ways.
+// A row that was read must be written unchanged, or in its shorter form.
 void CheckRows(TraceReader& reader) {
   TraceRow row;
   while (reader.Next(&row)) {

@@ -10,7 +10,7 @@
 #include "proto/event.pb.h"
 #include "proto/wifi_client_stats.pb.h"
 
-// The receiver of the records has its own copy of the schema: what stands here is what was agreed.
+// The receiver of the records has its own copy of the schema, which must be equal to this one.
 
 namespace access_infrastructure::proto {
 namespace {
@@ -37,7 +37,7 @@ std::string TypeOf(const FieldDescriptor& field) {
   return field.type_name();
 }
 
-// One line a field: number, name, label and type.
+// Returns a line for each field: number, name, label and type.
 Lines FieldsOf(const Descriptor& message) {
   Lines lines;
   for (int i = 0; i < message.field_count(); ++i) {
@@ -48,7 +48,7 @@ Lines FieldsOf(const Descriptor& message) {
   return lines;
 }
 
-// One line an enumerator: number and name.
+// Returns a line for each enumerator: number and name.
 Lines ValuesOf(const EnumDescriptor& enumeration) {
   Lines lines;
   for (int i = 0; i < enumeration.value_count(); ++i) {
@@ -60,7 +60,7 @@ Lines ValuesOf(const EnumDescriptor& enumeration) {
 
 std::string Bytes(std::string_view bytes) { return std::string(bytes); }
 
-// No labels, defaults, options or reservations beyond what FieldsOf shows.
+// Checks that there are no labels, defaults, options or reservations that FieldsOf does not show.
 void ExpectPlain(const Descriptor& message) {
   EXPECT_EQ(message.extension_range_count(), 0) << message.full_name();
   EXPECT_EQ(message.extension_count(), 0) << message.full_name();
@@ -230,7 +230,7 @@ TEST(EventSchemaTest, CarriedFields) {
           "2 generic_wifi_stats optional access_infrastructure.proto.GenericWifiClientStats",
           "3 mcs_histogram_stats repeated access_infrastructure.proto.McsHistogramStats",
           "4 throughput optional access_infrastructure.proto.WifiClientThroughputReport"));
-  // Packing would be an option, and would change the bytes.
+  // Packing is an option that changes the encoding.
   EXPECT_FALSE(WifiClientThroughputReport::descriptor()->field(1)->is_packed());
 }
 

@@ -4,7 +4,7 @@ set datafile separator ","
 set terminal svg size 900,760 font "sans-serif,12" background "white"
 set output svg
 
-# A point each quarter of a minute or so keeps the file small.
+# About 240 points keep the file small.
 stats csv using 1 nooutput
 every = ceil(STATS_records / 240.0)
 minutes(seconds) = seconds / 60.0
