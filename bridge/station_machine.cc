@@ -41,7 +41,7 @@ bool StationMachine::IsRepetition(LineKind kind) const {
   return !steps_.empty() && steps_.back().kind == kind && steps_.back().awaits_answer;
 }
 
-// The station has moved on: what earlier lines wait for has arrived, arrives soon, or is lost.
+// The station has progressed: what earlier lines wait for has arrived, arrives soon, or is lost.
 void StationMachine::OpenStep(const Step& step, MonotonicTime now) {
   for (Step& earlier : steps_) earlier.deadline = std::min(earlier.deadline, now + kLateWait);
   steps_.push_back(step);

@@ -49,8 +49,8 @@ class StationMachine {
   // of several authentication frames.
   static constexpr platform::TimeSpan kAnswerWait = std::chrono::seconds(1);
   static constexpr platform::TimeSpan kExchangeWait = std::chrono::seconds(5);
-  // Maximum time that a DISCONNECT line waits for the kernel's messages. Any line waits no longer
-  // than this once a later event shows that the station has moved on.
+  // Maximum time that a DISCONNECT line waits for the kernel's messages, and that any line waits
+  // once a later line has been opened.
   static constexpr platform::TimeSpan kLateWait = std::chrono::milliseconds(200);
   // Maximum time from association to connection.
   static constexpr platform::TimeSpan kHandshakeWait = std::chrono::seconds(30);

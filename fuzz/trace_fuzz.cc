@@ -30,7 +30,7 @@ TraceReader MakeReader(std::span<const std::uint8_t> bytes) {
   return {std::move(file), "trace"};
 }
 
-// A row that was read must be written unchanged, or in its shorter form.
+// A formatted row must give the same text when it is parsed and formatted again.
 void CheckRows(TraceReader& reader) {
   TraceRow row;
   while (reader.Next(&row)) {
