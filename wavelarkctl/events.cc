@@ -36,6 +36,9 @@ constexpr int kFirstEvents = 10;
 // How often --follow looks for more.
 constexpr int kPollMs = 500;
 
+// How often --follow tries to read a database that has replaced another one.
+constexpr int kMostFailures = 20;
+
 constexpr char kDescription[] = "Shows the recorded events of clients";
 
 constexpr char kExamples[] =
@@ -113,15 +116,23 @@ bool Follow(EventReader* reader, const Options& options, const platform::ScopedF
 
 void FollowAll(const Options& options, const EventFilter& filter) {
   const platform::ScopedFd end_signals = OpenEndSignals();
-  bool is_first = true;
+  std::optional<FileIdentity> followed;
   bool is_over = false;
+  int failures = 0;
   while (!is_over) {
-    ReadRecords(options.database, [&](SQLite::Database& database) {
-      EventReader reader(database, filter);
-      if (is_first && options.since.empty()) reader.SkipToLast(kFirstEvents);
-      is_first = false;
-      is_over = Follow(&reader, options, end_signals);
-    });
+    try {
+      ReadRecords(options.database, [&](SQLite::Database& database) {
+        EventReader reader(database, filter);
+        if (!followed.has_value() && options.since.empty()) reader.SkipToLast(kFirstEvents);
+        followed = IdentityOf(options.database);
+        is_over = Follow(&reader, options, end_signals);
+      });
+    } catch (const Failure&) {
+      // The recorder may still be making the database that replaces the one before.
+      const bool is_replaced = followed.has_value() && IdentityOf(options.database) != followed;
+      if (!is_replaced || ++failures == kMostFailures) throw;
+      is_over = !WaitForMore(end_signals);
+    }
   }
 }
 
