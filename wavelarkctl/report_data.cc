@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -307,27 +308,28 @@ class DataMaker {
 
   // Visits are rows of begin, end and interface, marks of time and kind.
   json Timeline(std::int32_t client) {
-    const auto events = std::ranges::equal_range(report_.events, client, {}, &ReportEvent::client);
     json visits = json::array();
     json marks = json::array();
-    for (auto event = events.begin(); event != events.end(); ++event) {
-      if (!event->is_now) continue;
-      if (IsConnected(*event) && visits.size() < kVisits) {
-        visits.push_back({event->t, EndOfVisit(&*event, events), Interface(*event)});
+    const std::span<const ReportEvent> events = report_.Of(client);
+    for (std::size_t i = 0; i < events.size(); ++i) {
+      const ReportEvent& event = events[i];
+      if (!event.is_now) continue;
+      if (IsConnected(event) && visits.size() < kVisits) {
+        visits.push_back({event.t, EndOfVisit(event, events.subspan(i + 1)), Interface(event)});
       }
       if (marks.size() == kVisits) continue;
-      if (IsFailedJoin(*event)) marks.push_back({event->t, "failure"});
-      if (IsDisconnect(*event) && IsSteered(*event)) marks.push_back({event->t, "steer"});
+      if (IsFailedJoin(event)) marks.push_back({event.t, "failure"});
+      if (IsDisconnect(event) && IsSteered(event)) marks.push_back({event.t, "steer"});
     }
     return {{"client", Name(client)}, {"visits", visits}, {"marks", marks}};
   }
 
   // A visit lasts until the client leaves that interface or connects to another, or until now.
-  template <typename Events>
-  [[nodiscard]] std::int64_t EndOfVisit(const ReportEvent* connect, const Events& events) const {
-    for (const ReportEvent* event = connect + 1; event < std::to_address(events.end()); ++event) {
-      if (IsConnected(*event)) return event->t;
-      if (IsDisconnect(*event) && event->interface == connect->interface) return event->t;
+  [[nodiscard]] std::int64_t EndOfVisit(const ReportEvent& connect,
+                                        std::span<const ReportEvent> later) const {
+    for (const ReportEvent& event : later) {
+      if (IsConnected(event)) return event.t;
+      if (IsDisconnect(event) && event.interface == connect.interface) return event.t;
     }
     return report_.scope.until_ms;
   }

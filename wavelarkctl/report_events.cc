@@ -90,14 +90,16 @@ const std::string& TextNumbers::TextOf(std::int32_t number) const {
   return number == kNone ? kNothing : texts_[static_cast<std::size_t>(number)];
 }
 
+std::span<const ReportEvent> ReportEvents::Of(std::int32_t client) const {
+  const auto begin = std::ranges::lower_bound(events, client, {}, &ReportEvent::client);
+  return {begin, std::ranges::upper_bound(begin, events.end(), client, {}, &ReportEvent::client)};
+}
+
 std::vector<std::span<const ReportEvent>> ReportEvents::ByClient() const {
   std::vector<std::span<const ReportEvent>> groups;
-  auto begin = std::ranges::lower_bound(events, 0, {}, &ReportEvent::client);
-  while (begin != events.end()) {
-    const auto end =
-        std::ranges::upper_bound(begin, events.end(), begin->client, {}, &ReportEvent::client);
-    groups.emplace_back(begin, end);
-    begin = end;
+  for (std::size_t client = 0; client < clients.size(); ++client) {
+    const auto group = Of(static_cast<std::int32_t>(client));
+    if (!group.empty()) groups.push_back(group);
   }
   return groups;
 }

@@ -78,6 +78,8 @@ struct ReportEvents {
   TextNumbers interfaces;
   std::int64_t first_ms = 0;  // when the recorder took its first record; 0 if there is none
 
+  // The events of a client.
+  [[nodiscard]] std::span<const ReportEvent> Of(std::int32_t client) const;
   // The events of each known client.
   [[nodiscard]] std::vector<std::span<const ReportEvent>> ByClient() const;
 };

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <ranges>
 #include <span>
 
 #include "proto/event.pb.h"
@@ -73,10 +72,10 @@ SteerResult ResultOf(const ReportEvent& steer, const ReportEvent* next) {
 void FindSteers(Client client, std::vector<RecordedSteer>* steers) {
   const ReportEvent* next = nullptr;
   const auto begin = static_cast<std::ptrdiff_t>(steers->size());
-  for (const ReportEvent& event : std::views::reverse(client)) {
-    if (IsConnected(event)) next = &event;
-    if (IsDisconnect(event) && IsSteered(event)) {
-      steers->push_back({&event, next, ResultOf(event, next)});
+  for (auto event = client.rbegin(); event != client.rend(); ++event) {
+    if (IsConnected(*event)) next = &*event;
+    if (IsDisconnect(*event) && IsSteered(*event)) {
+      steers->push_back({&*event, next, ResultOf(*event, next)});
     }
   }
   std::reverse(steers->begin() + begin, steers->end());
