@@ -17,7 +17,7 @@ constexpr char kAttach[] = "ATTACH";
 constexpr char kDetach[] = "DETACH";
 constexpr char kPing[] = "PING";
 
-// Settings that hostapd's configuration file does not provide.
+// Settings that the bridge needs, whatever hostapd's configuration has.
 constexpr const char* kPreparations[] = {"SET notify_mgmt_frames 1", "SET track_sta_max_num 100"};
 
 }  // namespace
