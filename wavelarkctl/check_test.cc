@@ -12,6 +12,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -26,6 +27,7 @@
 #include "testbed/child_process.h"
 #include "testbed/hostapd.h"
 #include "testbed/temporary_directory.h"
+#include "testbed/test_peer.h"
 #include "testbed/wait_until.h"
 #include "wavelarkctl/checks.h"
 
@@ -297,6 +299,68 @@ TEST_F(MachineOnBusTest, AServiceThatHangsIsNotWaitedForForLong) {
               ElementsAre(fmt::format("ok: org.velmora.ap.Flags belongs to process {}", getpid()),
                           "warning: its settings can't be read: no answer within 2 s"));
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+}
+
+// systemd, as far as it knows one unit.
+class FakeSystemd {
+ public:
+  FakeSystemd() {
+    peer_.RequestName("org.freedesktop.systemd1");
+    peer_.HandleCalls([](sd_bus_message* call) { return Answer(call); });
+  }
+
+ private:
+  static bool Answer(sd_bus_message* call) {
+    const char* interface = nullptr;
+    const char* name = nullptr;
+    if (sd_bus_message_is_method_call(call, "org.freedesktop.systemd1.Manager", "LoadUnit") > 0) {
+      EXPECT_GT(sd_bus_message_read(call, "s", &name), 0);
+      EXPECT_STREQ(name, "ap-wavelark.service");
+      return sd_bus_reply_method_return(call, "o", "/unit") >= 0;
+    }
+    if (sd_bus_message_is_method_call(call, "org.freedesktop.DBus.Properties", "Get") <= 0) {
+      return false;
+    }
+    EXPECT_GT(sd_bus_message_read(call, "ss", &interface, &name), 0);
+    EXPECT_STREQ(sd_bus_message_get_path(call), "/unit");
+    return Reply(call, std::string(interface) + "." + name) >= 0;
+  }
+
+  static int Reply(sd_bus_message* call, const std::string& property) {
+    const std::string prefix = "org.freedesktop.systemd1.";
+    if (property == prefix + "Unit.LoadState") {
+      return sd_bus_reply_method_return(call, "v", "s", "loaded");
+    }
+    if (property == prefix + "Unit.ActiveState") {
+      return sd_bus_reply_method_return(call, "v", "s", "failed");
+    }
+    if (property == prefix + "Service.Result") {
+      return sd_bus_reply_method_return(call, "v", "s", "watchdog");
+    }
+    if (property == prefix + "Service.NRestarts") {
+      return sd_bus_reply_method_return(call, "v", "u", 7);
+    }
+    if (property == prefix + "Unit.NeedDaemonReload") {
+      return sd_bus_reply_method_return(call, "v", "b", 1);
+    }
+    return -ENOENT;
+  }
+
+  testbed::TestPeer peer_;
+  testbed::PeerThread thread_{peer_};
+};
+
+TEST_F(MachineOnBusTest, TheUnitIsReadFromSystemd) {
+  EXPECT_FALSE(BusProbe().FindUnit("ap-wavelark.service").has_value());
+  const FakeSystemd systemd;
+  BusProbe bus;
+  const auto unit = bus.FindUnit("ap-wavelark.service");
+  ASSERT_TRUE(unit.has_value());
+  EXPECT_EQ(unit->load, "loaded");
+  EXPECT_EQ(unit->active, "failed");
+  EXPECT_EQ(unit->result, "watchdog");
+  EXPECT_EQ(unit->restarts, 7u);
+  EXPECT_TRUE(unit->needs_reload);
 }
 
 // A flags service that publishes any map, and misbehaves on demand.
