@@ -26,7 +26,7 @@ namespace {
 std::vector<Row> AllRows(const std::string& polls) {
   std::vector<Row> all;
   for (const auto& rows :
-       {ProcessRows(), EventRows(), StationRows(), BatchRows(), PollRows(polls)}) {
+       {ProcessRows(), EventRows(), StationRows(), BatchRows(), ToolRows(), PollRows(polls)}) {
     all.insert(all.end(), rows.begin(), rows.end());
   }
   return all;

@@ -14,6 +14,7 @@ std::vector<Row> EventRows();
 std::vector<Row> StationRows();
 std::vector<Row> BatchRows();
 std::vector<Row> ProcessRows();
+std::vector<Row> ToolRows();
 // Rows from the output of the virtual machine's scenario `polls` in that file.
 std::vector<Row> PollRows(const std::string& samples_file);
 
