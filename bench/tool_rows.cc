@@ -21,15 +21,15 @@ constexpr int kDay = 1000;  // clients
 constexpr int kCrowd = 10'000;
 
 struct Cost {
-  double seconds;    // of the processor
-  double megabytes;  // at most
+  double seconds;    // processor time
+  double megabytes;  // maximum resident size
 };
 
 double Seconds(const timeval& time) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
 
-// Runs the tool to its end.
+// Runs the tool and waits for its end.
 Cost RunTool(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), WAVELARKCTL_PATH);
   std::vector<char*> pointers;
@@ -48,7 +48,7 @@ Cost RunTool(std::vector<std::string> arguments) {
           static_cast<double>(usage.ru_maxrss) * 1024 / 1'000'000};
 }
 
-// Replays a day of so many clients, with a row for each in every minute.
+// Replays a day of `clients`, with a row per client and minute.
 std::vector<Cost> ReplayDay(int clients, int runs) {
   const testbed::TemporaryDirectory directory;
   const std::string trace = (directory.path() / "trace.csv").native();

@@ -1,4 +1,4 @@
-// The daemon's log as wavelarkctl explains it. The input is a log of any program, lines and all.
+// The daemon's log, explained by wavelarkctl. The input is a log of any program.
 
 #include <stdlib.h>
 #include <time.h>
@@ -21,13 +21,13 @@ using wavelarkctl::ExplainedDecision;
 using wavelarkctl::Explainer;
 using wavelarkctl::ExplainFilter;
 
-// With an hour that comes twice a year.
+// In this time zone an hour occurs twice a year.
 void SetZone() {
   setenv("TZ", "Europe/Berlin", 1);
   tzset();
 }
 
-// What is printed for a terminal cannot control it.
+// Printed text must not contain control characters.
 void CheckText(std::string_view text) {
   for (const char character : text) {
     CHECK(character == '\n' || (character >= ' ' && character != '\x7f'));
@@ -44,7 +44,7 @@ void Explain(std::span<const std::uint8_t> bytes, const ExplainFilter& filter) {
   });
   for (fuzz::Input input(bytes); !input.IsEmpty();) explainer.AddLine(input.TakeUntil('\n'));
   explainer.Finish();
-  // Each line is at most the decision that a client is new, and one on that client.
+  // Each line gives at most two decisions: that a client is new, and one about that client.
   CHECK(decisions <= 2 * explainer.summary().daemon_lines);
   if (explainer.summary().daemon_lines == 0) return;
   CheckText(wavelarkctl::ExplainText(explainer, filter.keep_runs, false));
