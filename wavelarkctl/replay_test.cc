@@ -160,6 +160,15 @@ TEST_F(ReplayTest, ATraceWithoutRowsHasNoTime) {
   EXPECT_EQ(outcome.err, "wavelarkctl: " + empty + ": no rows\n");
 }
 
+TEST_F(ReplayTest, ATraceHasALimitedNumberOfInterfaces) {
+  std::string rows = std::string(kTraceHeader) + "\n";
+  for (int i = 0; i < 65; ++i) rows += "1,ap" + std::to_string(i) + ",02:00:00:00:00:01,-80,1\n";
+  const std::string many = Write("many.csv", rows);
+  const Outcome outcome = Run({"replay", many});
+  EXPECT_EQ(outcome.status, 65);
+  EXPECT_EQ(outcome.err, "wavelarkctl: " + many + ":66: over 64 interfaces\n");
+}
+
 TEST_F(ReplayTest, ATimeThatGoesBackIsReported) {
   const std::string back =
       Write("back.csv", Rows(-80) + "1699999000,wlan-2400mhz,02:00:00:00:00:01,-80,1\n" +

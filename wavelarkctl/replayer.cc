@@ -208,7 +208,8 @@ void Replayer::MoveSteered(Client& client, std::uint32_t interface) const {
       client.override_interface = (interface + 1) % count;
       break;
   }
-  // The rows of this sample move, too: the next poll sees the client where it has gone.
+  // The rows of this sample move, too: the next poll sees the client where it has gone. The place
+  // is there, since a pass steers a client once at most: at a second interface the client is new.
   Place place = *std::ranges::find(client.places, interface, &Place::interface);
   place.interface = *client.override_interface;
   client.places.assign(1, place);

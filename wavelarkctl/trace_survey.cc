@@ -1,5 +1,7 @@
 #include "wavelarkctl/trace_survey.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "common/interface_names.h"
@@ -33,6 +35,10 @@ TraceSurvey SurveyTrace(TraceReader& reader, const std::optional<Address>& clien
     }
     survey.end = row.time;
     roster.InterfaceNumber(row.interface);
+    if (roster.interfaces().size() > kMaxInterfaces) {
+      throw Failure(ExitStatus::kData, fmt::format("{}:{}: over {} interfaces", reader.name(),
+                                                   reader.line_number(), kMaxInterfaces));
+    }
     roster.ClientNumber(row.address);
     has_client = has_client || row.address == client;
   }

@@ -1,6 +1,7 @@
 #ifndef WAVELARKCTL_TRACE_SURVEY_H_
 #define WAVELARKCTL_TRACE_SURVEY_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -12,6 +13,9 @@
 #include "wavelarkctl/trace_row.h"
 
 namespace orvane::wavelarkctl {
+
+// Each poll asks for all of them.
+inline constexpr std::size_t kMaxInterfaces = 64;
 
 // What a replay has to know of a trace before its first row.
 struct TraceSurvey {
@@ -28,8 +32,8 @@ struct TraceSurvey {
 };
 
 // Reads a whole trace, so that nothing is done with one that is wrong, and goes back to its first
-// row. Throws a Failure as the reader does, and for a trace without rows (kData) or of a client
-// that is not in it, if `client` is given.
+// row. Throws a Failure as the reader does, and for a trace without rows, with over kMaxInterfaces,
+// or without `client`, if one is given (kData).
 TraceSurvey SurveyTrace(TraceReader& reader, const std::optional<Address>& client,
                         Progress& progress);
 
