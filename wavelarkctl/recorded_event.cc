@@ -7,6 +7,7 @@
 #include <array>
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "platform/time.h"
 #include "proto/event.pb.h"
@@ -237,8 +238,8 @@ std::string EventJson(const RecordedEvent& event) {
   return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-EventReader::EventReader(SQLite::Database& database, const EventFilter& filter)
-    : filter_(filter), next_(database, NextQuery()), last_(database, LastQuery()) {}
+EventReader::EventReader(SQLite::Database& database, EventFilter filter)
+    : filter_(std::move(filter)), next_(database, NextQuery()), last_(database, LastQuery()) {}
 
 void EventReader::Bind(SQLite::Statement* statement) const {
   statement->bind(1, filter_.client);

@@ -50,7 +50,7 @@ struct EventFilter {
 // Reads events as they came, some at a time, and holds no lock on the database in between.
 class EventReader {
  public:
-  EventReader(SQLite::Database& database, const EventFilter& filter);
+  EventReader(SQLite::Database& database, EventFilter filter);
 
   // The next events that fit; none once the end is reached, until more are recorded.
   const std::vector<RecordedEvent>& ReadSome();
