@@ -26,7 +26,7 @@ constexpr int kDefaultWidthMhz = 20;  // for a rate without a width flag
 
 // Returns nothing if the station used only a part of the channel.
 std::optional<int> ReadBandwidth(const AttributeList& rate) {
-  if (rate.HasFlag(NL80211_RATE_INFO_HE_RU_ALLOC) || rate.HasFlag(NL80211_RATE_INFO_EHT_RU_ALLOC)) {
+  if (rate.Find(NL80211_RATE_INFO_HE_RU_ALLOC) || rate.Find(NL80211_RATE_INFO_EHT_RU_ALLOC)) {
     return std::nullopt;
   }
   for (const WidthRow& row : kWidths) {

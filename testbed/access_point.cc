@@ -27,15 +27,12 @@ std::string FlagsText(const FlagMap& flags) {
   return text;
 }
 
-// Returns the number behind `key` in record line `index` of the recorder's output.
-std::int64_t NumberInRecordLine(const std::string& output, std::size_t index,
-                                std::string_view key) {
-  std::size_t at = 0;
-  for (std::size_t i = 0; i <= index; ++i) at = output.find("{\"method\":", at + (i > 0 ? 1 : 0));
-  at = output.find(key, at);
-  CHECK(at != std::string::npos) << output;
+// The number behind `key` in a text that has it.
+std::int64_t NumberBehind(const std::string& key, std::string_view text) {
+  const std::size_t at = text.find(key);
+  CHECK(at != std::string_view::npos) << text;
   std::int64_t number = 0;
-  std::from_chars(output.data() + at + key.size(), output.data() + output.size(), number);
+  std::from_chars(text.data() + at + key.size(), text.data() + text.size(), number);
   return number;
 }
 
@@ -85,7 +82,7 @@ void AccessPoint::SetFlags(const FlagMap& flags) {
 }
 
 void AccessPoint::StartRecorder(const Arguments& options) {
-  Arguments arguments = {METRICS_RECORDER_PATH, "--json", "--keep", directory() / "records"};
+  Arguments arguments = {METRICS_RECORDER_PATH, "--keep", directory() / "records"};
   arguments.insert(arguments.end(), options.begin(), options.end());
   recorder_.reset();
   recorder_ = StartProcess(arguments);
@@ -120,7 +117,7 @@ Record AccessPoint::WaitForRecord(std::size_t number) {
 }
 
 std::int64_t AccessPoint::ReceivedMs(std::size_t number) {
-  return NumberInRecordLine(recorder_->out().Text(), number - 1, "\"received_ms\":");
+  return NumberBehind(fmt::format("record {} at ", number), recorder_->out().Text());
 }
 
 void WriteSalt(std::string_view salt) {

@@ -81,7 +81,8 @@ class AccessPoint {
   ChildProcess& recorder() { return *recorder_; }
   // The record of this number, counted from 1.
   Record WaitForRecord(std::size_t number);
-  // When it came, in milliseconds since the Unix epoch.
+  // When the recorder that runs got its record of this number, in milliseconds since the Unix
+  // epoch.
   std::int64_t ReceivedMs(std::size_t number);
   bool HasRecord(std::size_t number) const;
   std::size_t RecordCount() const;

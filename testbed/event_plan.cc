@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/text.h"
 #include "testbed/text.h"
 
 namespace orvane::testbed {
@@ -110,7 +111,7 @@ Failure ParseScript(std::string_view text, const std::vector<std::string>& inter
   for (std::string_view line : SplitLines(text)) {
     ++number;
     if (line.ends_with('\r')) line.remove_suffix(1);
-    const std::string_view trimmed = TrimBlanks(line);
+    const std::string_view trimmed = platform::TrimWhitespace(line);
     if (trimmed.empty() || trimmed.front() == '#') continue;
     // Trailing spaces belong to the event line.
     line.remove_prefix(static_cast<std::size_t>(trimmed.data() - line.data()));

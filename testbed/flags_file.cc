@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "platform/text.h"
 #include "testbed/text.h"
 
 namespace orvane::testbed {
@@ -12,9 +13,9 @@ std::string TakeLine(std::string_view line, FlagMap* flags) {
   if (!IsBusString(line)) return "not UTF-8";
   const std::size_t separator = line.find('=');
   if (separator == std::string_view::npos) return fmt::format(R"(no "=" in "{}")", line);
-  const std::string_view key = TrimBlanks(line.substr(0, separator));
+  const std::string_view key = platform::TrimWhitespace(line.substr(0, separator));
   if (key.empty()) return "no key before \"=\"";
-  const std::string_view value = TrimBlanks(line.substr(separator + 1));
+  const std::string_view value = platform::TrimWhitespace(line.substr(separator + 1));
   if (!flags->emplace(key, value).second) return fmt::format("the key \"{}\" again", key);
   return {};
 }
@@ -26,7 +27,7 @@ FlagsFile ParseFlagsFile(std::string_view text) {
   int number = 0;
   for (const std::string_view untrimmed : SplitLines(text)) {
     ++number;
-    const std::string_view line = TrimBlanks(untrimmed);
+    const std::string_view line = platform::TrimWhitespace(untrimmed);
     if (line.empty() || line.front() == '#') continue;
     const std::string problem = TakeLine(line, &file.flags);
     if (!problem.empty()) file.problems.push_back(fmt::format("line {}: {}", number, problem));

@@ -17,84 +17,13 @@ constexpr char kName[] = "org.velmora.ap.Quillary";
 constexpr char kPath[] = "/org/velmora/ap/Quillary/Manager";
 constexpr char kInterface[] = "org.velmora.ap.Quillary.Manager";
 
-template <typename T>
-std::string ReadNumber(sd_bus_message* message, char type) {
-  T value{};
-  MustSucceed(sd_bus_message_read_basic(message, type, &value));
-  return fmt::format("{}", value);
-}
-
-std::string ReadBoolean(sd_bus_message* message, char type) {
-  int value = 0;
-  MustSucceed(sd_bus_message_read_basic(message, type, &value));
-  return value != 0 ? "true" : "false";
-}
-
-std::string ReadText(sd_bus_message* message, char type) {
-  const char* value = nullptr;
-  MustSucceed(sd_bus_message_read_basic(message, type, &value));
-  return value;
-}
-
-struct BasicType {
-  std::string_view signature;
-  std::string (*read)(sd_bus_message* message, char type);
-};
-constexpr std::array<BasicType, 12> kBasicTypes = {{
-    {"y", &ReadNumber<std::uint8_t>},
-    {"b", &ReadBoolean},
-    {"n", &ReadNumber<std::int16_t>},
-    {"q", &ReadNumber<std::uint16_t>},
-    {"i", &ReadNumber<std::int32_t>},
-    {"u", &ReadNumber<std::uint32_t>},
-    {"x", &ReadNumber<std::int64_t>},
-    {"t", &ReadNumber<std::uint64_t>},
-    {"d", &ReadNumber<double>},
-    {"s", &ReadText},
-    {"o", &ReadText},
-    {"g", &ReadText},
-}};
-
-void ReadFields(sd_bus_message* message, std::map<std::string, std::string>* fields) {
-  MustSucceed(sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{ss}"));
-  const char* key = nullptr;
-  const char* value = nullptr;
-  for (;;) {
-    const int result = sd_bus_message_read(message, "{ss}", &key, &value);
-    MustSucceed(result);
-    if (result == 0) break;
-    fields->emplace(key, value);
-  }
-  MustSucceed(sd_bus_message_exit_container(message));
-}
-
-void ReadValue(sd_bus_message* message, MetricRecord* record) {
-  const char* contents = nullptr;
-  MustSucceed(sd_bus_message_peek_type(message, nullptr, &contents));
-  record->signature = contents;
-  for (const BasicType& type : kBasicTypes) {
-    if (type.signature != record->signature) continue;
-    MustSucceed(sd_bus_message_enter_container(message, SD_BUS_TYPE_VARIANT, contents));
-    record->value = type.read(message, type.signature.front());
-    MustSucceed(sd_bus_message_exit_container(message));
-  }
-}
-
-std::int64_t NowInMilliseconds(const platform::Loop& loop) {
-  return std::chrono::floor<std::chrono::milliseconds>(loop.Now().time_since_epoch()).count();
-}
-
 }  // namespace
 
-// sd-bus checks replies against the declared type.
+// sd-bus sends no reply that is not of the type that the method promises.
 MetricsRecorder::Vtable MetricsRecorder::MakeVtable(const char* reply_type) {
   return {{
       SD_BUS_VTABLE_START(0),
-      SD_BUS_METHOD("RecordMetric", "sa{ss}v", reply_type, &MetricsRecorder::OnRecordMetric,
-                    SD_BUS_VTABLE_UNPRIVILEGED),
-      SD_BUS_METHOD("RecordOfflineData", "say", reply_type, &MetricsRecorder::OnRecordData,
-                    SD_BUS_VTABLE_UNPRIVILEGED),
-      SD_BUS_METHOD("RecordStructuredData", "say", reply_type, &MetricsRecorder::OnRecordData,
+      SD_BUS_METHOD("RecordOfflineData", "say", reply_type, &MetricsRecorder::OnRecord,
                     SD_BUS_VTABLE_UNPRIVILEGED),
       SD_BUS_VTABLE_END,
   }};
@@ -119,38 +48,17 @@ Failure MetricsRecorder::Start() {
   MustSucceed(
       sd_bus_add_object_vtable(peer_.bus(), &slot, kPath, kInterface, vtable_.data(), this));
   vtable_slot_.reset(slot);
-  return peer_.Claim(options_.late, [this] { TellStatus(fmt::format("started as {}", kName)); });
-}
-
-void MetricsRecorder::TellStatus(const std::string& text) {
-  tell_(options_.json ? fmt::format(R"({{"status":"{}"}})", text) : text);
+  return peer_.Claim(platform::TimeSpan::zero(),
+                     [this] { tell_(fmt::format("started as {}", kName)); });
 }
 
 void MetricsRecorder::DieIfDue() {
   if (++calls_ != options_.die_in_call) return;
-  TellStatus(fmt::format("dying in call {}", calls_));
+  tell_(fmt::format("dying in call {}", calls_));
   std::_Exit(kExitFailure);
 }
 
-int MetricsRecorder::OnRecordMetric(sd_bus_message* call, void* self,
-                                    sd_bus_error* /*error*/) noexcept {
-  auto* recorder = static_cast<MetricsRecorder*>(self);
-  recorder->DieIfDue();
-  MetricRecord record;
-  record.method = sd_bus_message_get_member(call);
-  record.received_ms = NowInMilliseconds(recorder->loop_);
-  const char* name = nullptr;
-  MustSucceed(sd_bus_message_read(call, "s", &name));
-  record.name = name;
-  ReadFields(call, &record.fields);
-  ReadValue(call, &record);
-  recorder->tell_(recorder->options_.json ? RecordToJson(record) : DescribeRecord(record));
-  recorder->ReplyLater(call);
-  return 1;
-}
-
-int MetricsRecorder::OnRecordData(sd_bus_message* call, void* self,
-                                  sd_bus_error* /*error*/) noexcept {
+int MetricsRecorder::OnRecord(sd_bus_message* call, void* self, sd_bus_error* /*error*/) noexcept {
   auto* recorder = static_cast<MetricsRecorder*>(self);
   recorder->DieIfDue();
   const char* type = nullptr;
@@ -158,16 +66,16 @@ int MetricsRecorder::OnRecordData(sd_bus_message* call, void* self,
   std::size_t length = 0;
   MustSucceed(sd_bus_message_read(call, "s", &type));
   MustSucceed(sd_bus_message_read_array(call, SD_BUS_TYPE_BYTE, &bytes, &length));
-  recorder->Take({.method = sd_bus_message_get_member(call),
-                  .type = type,
-                  .data = std::string(static_cast<const char*>(bytes), length),
-                  .received_ms = NowInMilliseconds(recorder->loop_)});
+  recorder->Take({.type = type, .data = std::string(static_cast<const char*>(bytes), length)});
   recorder->ReplyLater(call);
   return 1;
 }
 
 void MetricsRecorder::Take(const DataRecord& record) {
-  tell_(options_.json ? RecordToJson(record) : DescribeRecord(record));
+  const auto now =
+      std::chrono::floor<std::chrono::milliseconds>(loop_.Now().time_since_epoch()).count();
+  tell_(fmt::format("record {} at {} ms: {} bytes of {}", calls_, now, record.data.size(),
+                    record.type));
   if (!store_) return;
   if (const Failure failure = store_->Keep(record)) LOG(ERROR) << *failure;
 }

@@ -14,26 +14,25 @@
 #include "testbed/bus_peer.h"
 #include "testbed/failure.h"
 #include "testbed/program.h"
-#include "testbed/record.h"
 #include "testbed/record_store.h"
 
 namespace orvane::testbed {
 
 struct MetricsRecorderOptions {
-  bool json = false;                       // tell records as JSON lines
   std::optional<platform::FilePath> keep;  // a directory for the bytes of records
 
   // Misbehaviour.
-  platform::TimeSpan late{0};   // before the name is claimed
   platform::TimeSpan delay{0};  // of every reply
   std::string error;            // the name of the error that is every reply; empty: none
   bool extra_data = false;      // replies carry a string
   int die_in_call = 0;          // the process ends in the call of this number; 0: none
 };
 
-// The service that takes metrics and records, and tells each (see record.h).
+// A metrics recorder that shows what the daemon gave it, byte for byte, and can misbehave. It has
+// the one method that the daemon calls.
 //
-// Also tells, in JSON mode as {"status":"..."}: "started as NAME", "dying in call N".
+// Writes the lines "started as NAME", "dying in call N", and for each record, counted from 1,
+// "record N at T ms: SIZE bytes of TYPE", where T is the time since the Unix epoch.
 class MetricsRecorder {
  public:
   MetricsRecorder(platform::SdEventLoop& loop, MetricsRecorderOptions options, LineSink tell);
@@ -41,13 +40,11 @@ class MetricsRecorder {
   [[nodiscard]] Failure Start();
 
  private:
-  using Vtable = std::array<sd_bus_vtable, 5>;
+  using Vtable = std::array<sd_bus_vtable, 3>;
 
   static Vtable MakeVtable(const char* reply_type);
-  static int OnRecordMetric(sd_bus_message* call, void* self, sd_bus_error* error) noexcept;
-  static int OnRecordData(sd_bus_message* call, void* self, sd_bus_error* error) noexcept;
+  static int OnRecord(sd_bus_message* call, void* self, sd_bus_error* error) noexcept;
 
-  void TellStatus(const std::string& text);
   void DieIfDue();
   void Take(const DataRecord& record);
   void ReplyLater(sd_bus_message* call);

@@ -14,13 +14,11 @@ namespace orvane::testbed {
 namespace {
 
 void DescribeOptions(CLI::App& app, MetricsRecorderOptions* options) {
-  app.add_flag("--json", options->json, "Print a line of JSON for each record");
   app.add_option(
          "--keep", options->keep,
          "Keep the bytes of each record in DIR as 000001, 000002 ..., and their type beside "
          "them in 000001.type ...")
       ->type_name("DIR");
-  AddSecondsOption(app, "--late", &options->late, "Claim the name only after this long");
   AddSecondsOption(app, "--delay", &options->delay, "Reply to each call only after this long");
   app.add_option("--error", options->error, "Reply with the D-Bus error of this name")
       ->type_name("NAME")
@@ -29,7 +27,7 @@ void DescribeOptions(CLI::App& app, MetricsRecorderOptions* options) {
   app.add_option("--die-in-call", options->die_in_call, "Exit in the N-th call, without a reply")
       ->type_name("N")
       ->check(CLI::Range(1, std::numeric_limits<int>::max()));
-  GroupMisbehaviour(app, {"--late", "--delay", "--error", "--extra-data", "--die-in-call"});
+  GroupMisbehaviour(app, {"--delay", "--error", "--extra-data", "--die-in-call"});
 }
 
 int Main(int argc, char** argv) {

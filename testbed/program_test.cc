@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <fstream>
+
 #include "testbed/private_bus.h"
 #include "testbed/program_under_test.h"
 #include "testbed/temporary_directory.h"
@@ -86,7 +88,11 @@ TEST(ProgramTest, ATakenNameIsAFailure) {
   auto second = StartTestbedProgram("metrics_recorder", {});
   EXPECT_EQ(second->WaitForExit(kLongEnough), ExitStatus{.code = kExitFailure});
   EXPECT_THAT(second->err().Text(), HasSubstr("Can't claim the name org.velmora.ap.Quillary: "));
-  auto later = StartTestbedProgram("metrics_recorder", {"--late", "0.05"});
+  const TemporaryDirectory directory;
+  const std::string file = directory.path() / "flags";
+  std::ofstream(file) << "key=value\n";
+  auto flags = StartTestbedProgramUntil("started", "flags_service", {file});
+  auto later = StartTestbedProgram("flags_service", {file, "--late", "0.05"});
   EXPECT_EQ(later->WaitForExit(kLongEnough), ExitStatus{.code = kExitFailure});
 }
 

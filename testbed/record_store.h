@@ -6,9 +6,14 @@
 
 #include "platform/files.h"
 #include "testbed/failure.h"
-#include "testbed/record.h"
 
 namespace orvane::testbed {
+
+// A record as the metrics recorder was given it.
+struct DataRecord {
+  std::string type;  // what the bytes are; for a protobuf message it is a type URL
+  std::string data;
+};
 
 // Keeps records in a directory: the bytes as they are in a file named by a number of six digits
 // ("000001" and so on, going on after what is there), their type beside it in NUMBER.type. A file

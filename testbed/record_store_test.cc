@@ -21,7 +21,7 @@ std::set<std::string> FilesIn(const platform::FilePath& directory) {
 }
 
 DataRecord RecordOf(const std::string& type, const std::string& data) {
-  return {.method = "RecordOfflineData", .type = type, .data = data};
+  return {.type = type, .data = data};
 }
 
 TEST(RecordStoreTest, KeepsBytesAndTypeUnderANumber) {

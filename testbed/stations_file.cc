@@ -8,6 +8,7 @@
 
 #include "common/mac_address.h"
 #include "platform/byte_string.h"
+#include "platform/text.h"
 #include "testbed/text.h"
 
 namespace orvane::testbed {
@@ -93,7 +94,7 @@ constexpr Fault kFaults[] = {
 
 // `text` is the rest of the line behind the "!".
 Failure TakeFault(std::string_view text, KernelFaults* faults) {
-  text = TrimBlanks(text);
+  text = platform::TrimWhitespace(text);
   const std::string_view name = TakeWord(&text);
   for (const Fault& fault : kFaults) {
     if (fault.name == name && fault.apply(text, faults)) return std::nullopt;
@@ -112,7 +113,7 @@ Failure ParseStationsFile(std::string_view text, StationsFile* file) {
   int number = 0;
   for (const std::string_view untrimmed : SplitLines(text)) {
     ++number;
-    const std::string_view line = TrimBlanks(untrimmed);
+    const std::string_view line = platform::TrimWhitespace(untrimmed);
     if (line.empty() || line.front() == '#') continue;
     const Failure failure = line.front() == '!' ? TakeFault(line.substr(1), &file->faults)
                                                 : TakeInterface(line, &file->stations);

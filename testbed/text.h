@@ -6,9 +6,6 @@
 
 namespace orvane::testbed {
 
-// Without the blanks, tabs and line ends at both ends.
-std::string_view TrimBlanks(std::string_view text);
-
 // The lines without their line ends; a last line needs none.
 std::vector<std::string_view> SplitLines(std::string_view text);
 

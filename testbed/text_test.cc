@@ -11,12 +11,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-TEST(TextTest, Trims) {
-  EXPECT_EQ(TrimBlanks(" \ta b\r\n"), "a b");
-  EXPECT_EQ(TrimBlanks(" \t "), "");
-  EXPECT_EQ(TrimBlanks(""), "");
-}
-
 TEST(TextTest, SplitsLines) {
   EXPECT_THAT(SplitLines("a\n\nb"), ElementsAre("a", "", "b"));
   EXPECT_THAT(SplitLines("a\n"), ElementsAre("a"));

@@ -27,6 +27,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Pair;
 
+constexpr char kName[] = "org.velmora.ap.Flags";
+
 // The service, and a client that follows its map.
 class FlagsServiceTest : public AccessPointTest {
  protected:
@@ -38,7 +40,11 @@ class FlagsServiceTest : public AccessPointTest {
   void Start() {
     service_ = StartProcess({AP_WAVELARK_FLAGS_PATH, "--directory=" + flags_d_.native()});
     bus_connection_ = platform::bus::Connection::OpenSystemBus(loop_, nullptr);
-    proxy_ = std::make_unique<FlagsProxy>(bus_connection_, "org.velmora.ap.Flags");
+    // Otherwise the first map that is seen is the empty one of a failed reading.
+    ASSERT_TRUE(WaitUntil([this] {
+      return sd_bus_get_name_creds(bus_connection_->bus(), kName, 0, nullptr) >= 0;
+    })) << service_->err().Text();
+    proxy_ = std::make_unique<FlagsProxy>(bus_connection_, kName);
     proxy_->InitializeProperties([this](FlagsProxyInterface* proxy, const std::string& /*name*/) {
       seen_.push_back(proxy->flags());
     });
