@@ -97,11 +97,15 @@ void PrintRemarks(const Explainer& explainer) {
   }
 }
 
-void CheckLog(const Explainer& explainer, const ExplainFilter& filter) {
+void CheckLog(const Explainer& explainer, const ExplainFilter& filter, bool is_journal) {
   const LogSummary& summary = explainer.summary();
   if (summary.daemon_lines == 0) {
-    throw Failure(ExitStatus::kData, fmt::format("no line of ap-wavelark's log among {}",
-                                                 Count(summary.lines, "line")));
+    throw Failure(
+        ExitStatus::kData,
+        is_journal
+            ? "the journal shows no line of ap-wavelark.service: run it as root, or "
+              "give a log file"
+            : fmt::format("no line of ap-wavelark's log among {}", Count(summary.lines, "line")));
   }
   if (filter.client && explainer.clients().empty() && summary.is_verbose) {
     throw Failure(ExitStatus::kData, "the log has no decision about " + filter.client->ToString());
@@ -118,7 +122,7 @@ ExitStatus Explain(const ExplainOptions& options) {
   }
   Explainer explainer(MakeSettings(options), filter, std::move(sink));
   ReadAll(options, filter.since, &explainer);
-  CheckLog(explainer, filter);
+  CheckLog(explainer, filter, options.files.empty());
   if (options.json) {
     PrintRemarks(explainer);
   } else {

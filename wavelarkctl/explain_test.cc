@@ -194,8 +194,15 @@ TEST_F(ExplainTest, PrintsAnObjectForEachClientAndPoll) {
 
 TEST_F(ExplainTest, SinceLeavesOutWhatIsOlder) {
   const Outcome outcome = Explain(Walk(), {"--since", "2026-02-01 10:13"});
-  EXPECT_THAT(outcome.out, HasSubstr("1 client, 0 steers\n"));
+  EXPECT_THAT(outcome.out,
+              StartsWith("2026-02-01 10:14:00 to 2026-02-01 10:14:00: 1 client, 0 steers\n"));
   EXPECT_THAT(outcome.out, HasSubstr("02:11:22:33:44:55  wlan-5000mhz      1  -50 "));
+}
+
+TEST_F(ExplainTest, NothingSinceATimeIsNoError) {
+  const Outcome outcome = Explain(Walk(), {"--since", "2026-02-01 11:00"});
+  EXPECT_THAT(outcome.out, HasSubstr(": 0 clients, 0 steers\n"));
+  EXPECT_EQ(outcome.status, 0);
 }
 
 // What became of a steer, after the line that begins with the signal.
@@ -458,7 +465,12 @@ TEST_F(JournalTest, AJournalThatCannotBeReadIsAnError) {
   EXPECT_EQ(missing.err,
             "wavelarkctl: there is no journalctl: give a log file, or - for standard input\n");
   Journal("true");
-  EXPECT_EQ(Run({"explain", "--root", directory_.path().native()}).status, 65);
+  const Outcome empty = Run({"explain", "--root", directory_.path().native()});
+  EXPECT_EQ(empty.status, 65);
+  EXPECT_EQ(
+      empty.err,
+      "wavelarkctl: the journal shows no line of ap-wavelark.service: run it as root, or give "
+      "a log file\n");
 }
 
 }  // namespace

@@ -227,7 +227,7 @@ std::string SummaryText(const Explainer& explainer) {
   const LogSummary& summary = explainer.summary();
   std::size_t steers = 0;
   for (const auto& [address, history] : explainer.clients()) steers += history.steers.size();
-  return fmt::format("{} to {}: {}, {}\n", FormatLocalSeconds(*summary.first),
+  return fmt::format("{} to {}: {}, {}\n", FormatLocalSeconds(summary.first.value_or(summary.last)),
                      FormatLocalSeconds(summary.last), Count(explainer.clients().size(), "client"),
                      Count(steers, "steer"));
 }

@@ -93,11 +93,11 @@ void Explainer::AddLine(std::string_view line) {
 void Explainer::Finish() { FlushPending(); }
 
 void Explainer::NoteTime(WallTime time) {
-  if (!summary_.first) {
-    summary_.first = time;
-  } else if (summary_.last - time > kLogDelay && summary_.clock_setbacks++ == 0) {
+  const bool is_set_back = summary_.daemon_lines > 1 && summary_.last - time > kLogDelay;
+  if (is_set_back && summary_.last >= filter_.since && summary_.clock_setbacks++ == 0) {
     summary_.first_setback = summary_.last;
   }
+  if (!summary_.first && time >= filter_.since) summary_.first = time;
   summary_.last = time;
 }
 
@@ -115,7 +115,6 @@ void Explainer::On(WallTime /*time*/, const SteeringStopped& /*event*/) { Forget
 
 void Explainer::On(WallTime time, const SteeringStarted& event) {
   ForgetClients();
-  summary_.has_steering_start = true;
   settings_.TakeLog(event, time);
 }
 

@@ -54,8 +54,7 @@ struct LogSummary {
   std::size_t lines = 0;
   std::size_t daemon_lines = 0;
   bool is_verbose = false;  // there are lines of --v=1
-  bool has_steering_start = false;
-  std::optional<platform::WallTime> first;
+  std::optional<platform::WallTime> first;  // of those that are not left out
   platform::WallTime last;
   std::size_t failed_polls = 0;
   std::size_t clock_setbacks = 0;
