@@ -53,7 +53,7 @@ struct ClientHistory {
 struct LogSummary {
   std::size_t lines = 0;
   std::size_t daemon_lines = 0;
-  bool is_verbose = false;  // there are lines of --v=1
+  bool is_verbose = false;                  // there are lines of --v=1
   std::optional<platform::WallTime> first;  // of those that are not left out
   platform::WallTime last;
   std::size_t failed_polls = 0;
