@@ -109,6 +109,16 @@ TEST_F(EventsTest, AnEventWithoutFieldsIsALineToo) {
   EXPECT_EQ(Lines({"--json"}), "{\"time\":\"2023-11-14T22:13:20.000Z\"}\n");
 }
 
+TEST_F(EventsTest, TimesBeyondTheCalendarAreLinesToo) {
+  Execute(
+      "INSERT INTO records (id, received_ms, type) VALUES (1, 0, 'x');"
+      "INSERT INTO client_events (record_id, event_type, event_time_in_milliseconds) VALUES"
+      " (1, 'CONNECT', 9223372036854775807), (1, 'CONNECT', -9223372036854775808)");
+  EXPECT_EQ(Lines(),
+            "287168-08-24 16:00:00.000  -              -         connect\n"
+            "-283229-05-10 08:00:00.000  -              -         connect\n");
+}
+
 TEST_F(EventsTest, TextOfStrangersIsHarmless) {
   Execute(
       "INSERT INTO records (id, received_ms, type) VALUES (1, 1700000000000, 'x');"

@@ -72,9 +72,11 @@ std::string TextIn(const RecordedEvent& event, std::size_t column) {
   return TextOf(event.values[column]);
 }
 
+// A time beyond what a WallTime holds becomes one of the year 287,000 or so.
 platform::WallTime TimeOf(const RecordedEvent& event) {
-  return platform::WallTime(
-      std::chrono::milliseconds(NumberIn(event, ShownColumns().time).value_or(event.received_ms)));
+  constexpr std::int64_t kFarthestMs = 9'000'000'000'000'000;
+  const std::int64_t time = NumberIn(event, ShownColumns().time).value_or(event.received_ms);
+  return platform::WallTime(std::chrono::milliseconds(std::clamp(time, -kFarthestMs, kFarthestMs)));
 }
 
 // The word for a type of event that succeeded, that failed, and where it is not known.

@@ -8,6 +8,7 @@ With a DIRECTORY it also leaves screenshots there. The exit status is 77 if ther
 
 import json
 import os
+import shutil
 import sqlite3
 import subprocess
 import sys
@@ -257,6 +258,7 @@ class ReportInBrowser(unittest.TestCase):
         self.assertEqual(self.value("document.querySelectorAll('canvas').length"), 0)
 
 
+@unittest.skipUnless(shutil.which("tidy"), "there is no tidy")
 class Markup(unittest.TestCase):
     def test_the_checker_finds_no_fault(self):
         with tempfile.TemporaryDirectory() as directory:
