@@ -28,7 +28,7 @@ inline constexpr InterfaceNameField kWlan5000MhzInterface = "wlan-5000mhz";
 inline constexpr std::array<const char*, 2> kMainInterfaces = {kWlan2400MhzInterface,
                                                                kWlan5000MhzInterface};
 
-// The other interfaces of the device.
+// The device's other interfaces.
 inline constexpr InterfaceNameField kSwitchInterface = "switch0";
 inline constexpr InterfaceNameField kSetupMeshBridgeInterface = "br-setup-mesh";
 inline constexpr InterfaceNameField kStationModeBridgeInterface = "br-station-mode";
@@ -51,7 +51,8 @@ bool IsGuestInterface(std::string_view name);
 void GetAllInterfaces(std::vector<std::string>* names);
 
 // Returns the kernel's index of the interface's radio as decimal text. Logs an error and returns an
-// empty string if the index can't be read. `net_class_directory` is sysfs's list of interfaces.
+// empty string if the index can't be read. `net_class_directory` is the interface directory of
+// sysfs.
 std::string GetPhyIndexForInterface(
     std::string_view name, const platform::FilePath& net_class_directory = "/sys/class/net");
 

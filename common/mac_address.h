@@ -23,14 +23,14 @@ class MacAddress {
   explicit MacAddress(const platform::ByteString& mac_address);
   explicit MacAddress(std::string_view mac_address);
 
-  // Returns false and leaves `out` alone unless there are six bytes.
+  // Returns false and leaves `out` unchanged unless `bytes` has six bytes.
   static bool ParseFromByteString(const platform::ByteString& bytes, MacAddress* out);
 
   // Like ConvertHexStringToByteString.
   static bool ParseFromString(std::string_view text, MacAddress* out);
 
-  // Accepts twelve hexadecimal digits of either case, with any number of ":" and "-" between or
-  // around them. Sets `out`, which may be null, to the six bytes; on failure empties it.
+  // Accepts twelve hexadecimal digits in either case, with any number of ":" and "-" between or
+  // around them. Sets `out`, which may be null, to the six bytes. On failure clears it.
   static bool ConvertHexStringToByteString(std::string_view text, platform::ByteString* out);
 
   // Twelve lower-case digits: "001a2b3c4d5e". The address must not be empty.
@@ -39,11 +39,12 @@ class MacAddress {
   // Lower-case, with colons: "00:1a:2b:3c:4d:5e". The address must not be empty.
   std::string ToString() const;
 
-  // Whether the address was not assigned by the vendor, for example a client's random address. The
+  // Returns whether the locally administered bit is set, as in a client's random address. The
   // address must not be empty.
   bool IsLocallyAdministered() const;
 
-  // Whether the address begins with these bytes, for example a vendor's. The empty prefix matches.
+  // Returns whether the address begins with `prefix`, for example a vendor's. The empty prefix
+  // matches.
   bool HasPrefix(const platform::ByteString& prefix) const;
 
   const platform::ByteString& ToByteString() const { return address_; }
@@ -57,7 +58,7 @@ class MacAddress {
   }
 
  private:
-  // Steering looks up each station of each poll. Comparing numbers takes half the time of a memcmp.
+  // Steering looks up every station in every poll. Comparing numbers takes half the time of memcmp.
   std::uint64_t ToNumber() const {
     if (address_.IsEmpty()) return 0;
     std::uint32_t high;

@@ -8,7 +8,7 @@
 
 namespace orvane::ap {
 
-// The keys of the flags service's map that the daemon acts on.
+// The keys of the flags service's map that the daemon reads.
 inline constexpr char kClientSteeringFlag[] = "clientSteering";
 inline constexpr char kClientSteeringIntervalFlag[] = "clientSteeringInterval";
 inline constexpr char kClientSteeringPollIntervalFlag[] = "clientSteeringPollInterval";
@@ -19,12 +19,12 @@ inline constexpr char kConnectionEventsFlag[] = "connectionEvents";
 inline constexpr char kConnectionEventsUploadFlag[] = "connectionEventsUpload";
 inline constexpr char kConnectionEventsProbeReqUploadFlag[] = "connectionEventsProbeReqUpload";
 
-// The values that switch a service on and off; the daemon ignores any other.
+// The values that switch a service on and off. The daemon ignores any other value.
 inline constexpr char kEnabledValue[] = "enabled";
 inline constexpr char kDisabledValue[] = "disabled";
 
-// The values of a flag that make sense to the daemon. It aborts on a number that is none, and
-// truncates a metric to 8 bits.
+// One flag and its useful values. The daemon does not check the range: it aborts on a non-numeric
+// value and truncates a metric to 8 bits.
 struct RunTimeFlag {
   enum class Kind : std::uint8_t {
     kSwitch,  // kEnabledValue or kDisabledValue
@@ -33,7 +33,7 @@ struct RunTimeFlag {
 
   std::string_view key;
   Kind kind = Kind::kSwitch;
-  // Of a number.
+  // Bounds of a number, inclusive.
   std::int32_t least = 0;
   std::int32_t greatest = 0;
   std::string_view unit{};
@@ -50,7 +50,7 @@ constexpr RunTimeFlag Metric(std::string_view key) {
           "link quality metric"};
 }
 
-// Anything but 0 is yes.
+// 0 means no, any other number means yes.
 constexpr RunTimeFlag YesOrNo(std::string_view key) {
   return {key, RunTimeFlag::Kind::kNumber, std::numeric_limits<std::int32_t>::min(),
           std::numeric_limits<std::int32_t>::max(), "0 for no"};

@@ -14,7 +14,7 @@ namespace org::velmora::ap {
 // The flags service, which publishes run-time switches as a map of strings to strings.
 class FlagsProxyInterface {
  public:
-  // Called with the name of a property each time that it was read.
+  // Called with the name of a property after each reading of that property.
   using PropertyChangedCallback =
       std::function<void(FlagsProxyInterface* proxy, const std::string& property_name)>;
 

@@ -4,8 +4,7 @@
 namespace orvane::ap {
 
 // The CMake option WAVELARK_SKIP_INCOMPLETE_STATIONS: whether a poll skips a station entry that
-// lacks an attribute, instead of aborting. A program that links a definition of its own takes that
-// one.
+// lacks an attribute, instead of aborting. A program can override it by its own definition.
 extern const bool kSkipIncompleteStations;
 
 }  // namespace orvane::ap

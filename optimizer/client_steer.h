@@ -23,75 +23,75 @@
 
 namespace orvane::ap {
 
-// The start values of the steering policy.
+// The initial settings of the steering policy.
 struct ClientSteerSettings {
-  platform::TimeSpan steer_interval;  // at least so long between two steers of a station
+  platform::TimeSpan steer_interval;  // minimum time between two steers of a station
   platform::TimeSpan poll_interval;   // from the start of a pass to the start of the next one
-  std::uint8_t lqm_hysteresis;        // the metric must move by more between two steers
-  bool is_root;                       // chooses the floor
+  std::uint8_t lqm_hysteresis;  // a station is steered again only if its metric has changed by more
+  bool is_root;                 // chooses the floor
   std::uint8_t root_lqm_floor;
   std::uint8_t child_lqm_floor;
 };
 
-// One station as a poll has judged it.
+// One station and the result of a poll for it.
 struct StationJudgement {
   const std::string& interface;
   const MacAddress& mac_address;
-  const SteerInputs& inputs;  // if it is new, the time since its last steer is 0
+  const SteerInputs& inputs;  // for a new station, the time since the last steer is 0
   SteerVerdict verdict;
 };
 
-// Pushes poorly connected stations off an access-point interface, so that they join again on a
-// better one. A pass asks the kernel for the stations of each interface in turn, lets hostapd
-// disassociate those that qualify, and forgets those that have not been seen for two steer
+// Disassociates poorly connected stations from an access-point interface, so that they join a
+// better one. A pass requests the stations of each interface in turn, sends hostapd a command to
+// disassociate those that qualify, and forgets stations that have not been seen for two steer
 // intervals.
 //
-// The first pass comes one poll interval after the start. Passes are not kept apart: when one takes
+// The first pass starts one poll interval after the service. Passes can overlap: if a pass takes
 // longer than the poll interval, the next one starts over at the first interface, and late replies
-// of the earlier one count for the interface that is being polled now. Once the cursor is past the
-// last interface they count for none: the station is placed there, and is never steered there.
+// of the earlier pass count for the interface that is being polled now. If the cursor is past the
+// last interface, a late reply still places the station, but never steers it.
 class ClientSteer : public Service {
  public:
-  // The smallest positive number of seconds. Settings below it have the same effect.
+  // The smallest poll interval. Shorter settings have the same effect.
   static constexpr platform::TimeSpan kShortestPollInterval = std::chrono::seconds(1);
 
-  // The judgement is valid during the call.
+  // Receives one judgement, which is valid during the call.
   using Observer = std::function<void(const StationJudgement& judgement)>;
 
-  // The loop, the netlink manager and the hostapd interface must outlive it. There is at least one
-  // interface.
+  // The loop, the netlink manager and the hostapd interface must outlive this object.
+  // `steer_interfaces` must not be empty.
   ClientSteer(platform::Loop& loop, platform::NetlinkManager* netlink_manager,
               std::vector<std::string> steer_interfaces, HostapdInterface* hostapd_interface,
               const ClientSteerSettings& settings);
 
-  // The policy's parameters, as decimal numbers; intervals in seconds. Of floors and hysteresis the
-  // low 8 bits are kept. Throws what std::stoi throws for a value that is no number.
+  // Sets a parameter of the policy from a decimal number; intervals are in seconds. Floors and
+  // hysteresis are truncated to 8 bits. A non-numeric value throws the exception of std::stoi.
   void OnFlagChanged(std::string key, std::string value) override;
   void OnStart() override;
   void OnStop() override;
 
-  // Sets what isn't 0. The floor is the one in force, whichever of the two that is.
+  // Changes the settings whose argument is not 0. The floor that changes is the one in use.
   void Configure(std::int32_t steer_interval_seconds, std::int32_t poll_interval_seconds,
                  std::int32_t lqm_floor, std::int32_t lqm_hysteresis);
 
-  // Calls `observer` for each authorized station in each poll, before a command is sent for it. It
-  // must not change the service. Replaces an earlier observer; a null one ends it.
+  // Calls `observer` for each authorized station in each poll, before any command for it is sent.
+  // The observer must not change the service. It replaces an earlier observer; null removes it.
   void SetObserver(Observer observer) { observer_ = std::move(observer); }
 
-  // Begins a pass. The next one comes one poll interval later, and so on until the service is
-  // switched off. Usually the timer's to call.
+  // Starts a pass and schedules the next one after the poll interval, until the service is switched
+  // off. The timer calls this.
   void CheckAndSteer();
 
  private:
   struct StationSteerState {
-    std::int32_t interface_index = -1;  // where it was last seen; -1: nowhere yet
+    std::int32_t interface_index = -1;  // where it was last seen; -1: nowhere
     platform::WallTime last_steer_time;
     platform::WallTime last_seen_time;
-    // By interface; 0 until it is steered from there.
+    // Per interface; 0 until the station is steered from it.
     std::vector<std::uint8_t> last_steer_link_quality_metric;
   };
 
-  // One run-time flag and what it sets.
+  // A run-time flag and its setter.
   struct FlagRow;
   static const FlagRow kFlags[];
 
@@ -107,7 +107,7 @@ class ClientSteer : public Service {
   void OnPollComplete(const Nl80211Error* error);
 
   void CheckStation(const MacAddress& mac_address, std::int8_t signal_dbm);
-  // The station has come to the interface at the cursor.
+  // Records that the station is now at the interface at the cursor.
   void PlaceStation(StationSteerState& state, platform::WallTime now);
   SteerInputs CollectInputs(const StationSteerState& state, std::int8_t signal_dbm,
                             platform::WallTime now) const;
@@ -121,13 +121,13 @@ class ClientSteer : public Service {
   Nl80211Manager nl80211_manager_;
   std::vector<std::string> steer_interfaces_;
   HostapdInterface* hostapd_interface_;
-  std::uint32_t poll_cursor_ = 0;  // the interface that is being polled
+  std::uint32_t poll_cursor_ = 0;  // index of the interface that is being polled
   platform::TimeSpan steer_interval_;
   platform::TimeSpan poll_interval_;
   bool is_root_;
   std::uint8_t root_lqm_floor_;
   std::uint8_t child_lqm_floor_;
-  std::uint8_t lqm_floor_;  // the one in force
+  std::uint8_t lqm_floor_;  // the floor in use: root or child
   std::uint8_t lqm_hysteresis_;
   std::map<MacAddress, StationSteerState> stations_;
   Observer observer_;

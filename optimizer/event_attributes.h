@@ -11,8 +11,8 @@
 // Converts the "name:value" attributes of hostapd's events into fields of records.
 //
 // An attribute with an unknown name is ignored. An unknown word sets an enumeration to its unknown
-// value. Numbers are read like std::stoi or std::stoll, by the width of the field. Their exceptions
-// are not caught, so a number that can't be read ends the process: such a hostapd does not match
+// value. Numbers are parsed by std::stoi or std::stoll, depending on the width of the field. Their
+// exceptions are not caught, so an invalid number aborts the daemon: such a hostapd does not match
 // this daemon. Negative numbers wrap around in unsigned fields.
 
 namespace orvane::ap {
@@ -22,14 +22,14 @@ struct NameValuePair {
   std::string_view value;
 };
 
-// Splits at the first colon. Logs a line and returns nothing if there is none.
+// Splits at the first colon. Without a colon, logs a line and returns nothing.
 std::optional<NameValuePair> ParseNameValuePair(std::string_view text);
 
-// A "client_mac" that is no address changes nothing, nor does any while there is no salt.
+// Sets one field. A "client_mac" changes nothing if it is not an address or if there is no salt.
 void ApplyEventAttribute(const NameValuePair& attribute, StationIdGenerator* station_ids,
                          access_infrastructure::proto::ClientEventInfo* info);
 
-// Applies attributes in order: of two for the same field the later wins.
+// Sets fields in the order of the attributes: for one field the last attribute wins.
 void ApplyEventAttributes(HostapdAttributes attributes, StationIdGenerator* station_ids,
                           access_infrastructure::proto::ClientEventInfo* info);
 void ApplyProbeAttributes(HostapdAttributes attributes,

@@ -33,17 +33,17 @@ class EventUploader : public Service {
   EventUploader(platform::Loop& loop, org::velmora::ap::Quillary::ManagerProxyInterface* recorder,
                 StationIdGenerator station_ids = StationIdGenerator());
 
-  // Registers with `event_source`. The uploader may be destroyed before it.
+  // Registers with `event_source`, which may outlive the uploader.
   void Initialize(platform::TimeSpan upload_period, HostapdInterface* event_source);
 
-  // "connectionEventsUpload" (initially on) switches the collection of connection events,
-  // "connectionEventsProbeReqUpload" (initially off) that of probe requests. The value is a decimal
-  // number, 0 for off. Throws like std::stoi for a value that is no number.
+  // Switches the collection of connection events by "connectionEventsUpload" (initially on) and of
+  // probe requests by "connectionEventsProbeReqUpload" (initially off). The value is a decimal
+  // number, 0 for off. A non-numeric value throws the exception of std::stoi.
   void OnFlagChanged(std::string key, std::string value) override;
   void OnStart() override;
   void OnStop() override;
 
-  // One event; see HostapdInterface::EventCallback. Throws as ApplyEventAttributes does.
+  // Collects one event; see HostapdInterface::EventCallback. Throws like ApplyEventAttributes.
   void EventCallback(std::string_view interface_name, HostapdEventType kind, std::string_view mac,
                      HostapdAttributes attributes);
 
@@ -57,7 +57,7 @@ class EventUploader : public Service {
     Event* event = google::protobuf::Arena::CreateMessage<Event>(&arena);
   };
 
-  // Returns the batch of the interface. Creates it if there is none.
+  // Returns the batch of the interface, and creates it if needed.
   Event* GetEventForInterface(std::string_view interface_name);
 
   void AddClientEvent(ClientEventType type, std::string_view mac, HostapdAttributes attributes,

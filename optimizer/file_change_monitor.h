@@ -25,7 +25,7 @@ class FileChangeMonitor : public platform::FdWatcher {
   void OnWriteReady(int fd) override;
 
  private:
-  // Reads whole inotify records. Returns whether one of them concerns the file.
+  // Parses whole inotify records. Returns whether one of them concerns the file.
   bool HandleRecords(std::span<const char> records);
   // `mask` and `name` belong to one record.
   bool HandleRecord(std::uint32_t mask, std::string_view name);

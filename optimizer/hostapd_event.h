@@ -31,16 +31,16 @@ std::string_view HostapdEventTypeName(HostapdEventType kind);
 // The attributes of an event line: its tokens from the third on, unparsed.
 using HostapdAttributes = std::span<const std::string_view>;
 
-// Called for one event of one interface. The views are valid until the callback returns. `mac` is
-// the second token of the line, unchecked; it may be empty.
+// Receives one event of one interface. The views are valid until the callback returns. `mac` is the
+// second token of the line, unchecked; it may be empty.
 using HostapdLineCallback =
     std::function<void(HostapdEventType kind, std::string_view mac, HostapdAttributes attributes)>;
 
 // Parses lines such as "<3>AP-STA-CONNECT 00:11:22:33:44:55 name:value name:value".
 class HostapdEventParser {
  public:
-  // Runs `callback` with the event of the line. Drops a line without a one-character priority, and
-  // logs and drops one with an unknown name.
+  // Runs `callback` with the event of the line. Drops a line without a one-character priority. Logs
+  // and drops a line with an unknown event name.
   void Parse(std::string_view line, const HostapdLineCallback& callback);
 
  private:

@@ -15,11 +15,12 @@
 
 namespace orvane::ap {
 
-// The daemon's single way to hostapd: a monitor for each of the two main access-point interfaces,
-// commands by interface name, and every event to every callback. The loop must outlive it.
+// The daemon's only connection to hostapd: one monitor for each of the two main access-point
+// interfaces. It sends commands by interface name and passes every event to every callback. The
+// loop must outlive it.
 class HostapdInterface {
  public:
-  // One event. The views are valid until the callback returns; see HostapdLineCallback.
+  // Receives one event. The views are valid until the callback returns; see HostapdLineCallback.
   using EventCallback = std::function<void(const std::string& interface_name, HostapdEventType kind,
                                            std::string_view mac, HostapdAttributes attributes)>;
 
@@ -31,19 +32,19 @@ class HostapdInterface {
   HostapdInterface& operator=(const HostapdInterface&) = delete;
   virtual ~HostapdInterface();
 
-  // Makes the monitors, in place of earlier ones, and starts them.
+  // Creates and starts the monitors. Replaces existing ones.
   void Init();
 
-  // Callbacks run in the order in which they were added; one that is added by another runs for the
-  // same event still. There is no way to remove one, so bind it to a weak reference.
+  // Callbacks run in order of registration. A callback that is added during an event also gets that
+  // event. Callbacks can't be removed, so bind them to a weak reference.
   void AddEventCallback(EventCallback callback);
 
   // Sends a command to the hostapd of the interface. A command for an interface that is not
-  // monitored is dropped; neither a failure nor hostapd's answer is reported.
+  // monitored is dropped. Neither a failure nor hostapd's answer is reported.
   virtual void SendCommand(const std::string& interface_name, const std::string& command);
 
-  // Forgets the callbacks and destroys the monitors, which detaches them. Not to be called by one
-  // of the callbacks.
+  // Removes the callbacks and destroys the monitors, which detaches them. A callback must not call
+  // this.
   void Shutdown();
 
  private:

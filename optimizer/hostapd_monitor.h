@@ -25,30 +25,30 @@ class HostapdMonitor {
  public:
   virtual ~HostapdMonitor() = default;
 
-  // Starts the monitor. To be called once.
+  // Starts the monitor. Must be called once.
   virtual void Initialize() = 0;
 
-  // Sends a command as one datagram, as it stands, after those that still wait for room in
-  // hostapd's queue. Each one that is lost logs a line; false if that has already happened. Its
-  // answer is read but given to nobody.
+  // Sends a command as one datagram, unchanged. Commands are sent in order, and wait while
+  // hostapd's queue is full. Each lost command logs a line. Returns false if the command is already
+  // lost. The answer is read and dropped.
   virtual bool SendCommand(const char* data, std::size_t length) = 0;
 };
 
-// Keeps an attachment to the control socket that hostapd makes in its control directory under the
-// interface's name: attaches when the socket appears, again when hostapd doesn't answer or comes
-// back, and gives every event that hostapd then sends to the callback. Attached or not, it never
-// blocks.
+// Keeps an attachment to the control socket of the interface in hostapd's control directory. It
+// attaches when the socket appears, and again when hostapd does not answer or comes back. It passes
+// every event of hostapd to the callback. It never blocks.
 //
-// Destroying it detaches; the event callback must not do that. The loop must outlive it.
+// The destructor detaches. The event callback must not destroy the monitor. The loop must outlive
+// it.
 class HostapdMonitorImpl final : public HostapdMonitor {
  public:
   static constexpr int kInvalidSocket = -1;
-  // From a failed attempt to the next one.
+  // Time from a failed attempt to the next one.
   static constexpr int kRetryDelayMs = 500;
-  // How long hostapd may take to answer "ATTACH".
+  // Maximum time for hostapd's answer to "ATTACH".
   static constexpr platform::TimeSpan kAttachTimeout{1'000'000};
 
-  // `owner_tag` stands in the name of the local socket, which is in the abstract namespace.
+  // `owner_tag` is part of the name of the local socket, which is in the abstract namespace.
   HostapdMonitorImpl(platform::Loop& loop, std::unique_ptr<platform::Sockets> sockets,
                      HostapdLineCallback event_callback, std::string owner_tag,
                      const platform::FilePath& control_directory, std::string interface_name);
@@ -78,7 +78,7 @@ class HostapdMonitorImpl final : public HostapdMonitor {
   HostapdLineCallback event_callback_;
   platform::FilePath socket_path_;
   int hostapd_socket_ = kInvalidSocket;
-  std::unique_ptr<platform::DatagramWriter> writer_;  // while the socket is connected
+  std::unique_ptr<platform::DatagramWriter> writer_;  // null unless the socket is connected
   std::unique_ptr<platform::DatagramReader> read_handler_;
   HostapdEventParser parser_;
   platform::OneShotTimer attach_timeout_;

@@ -19,19 +19,19 @@
 
 namespace orvane::ap {
 
-// Why a request failed.
+// The reason of a failed request.
 struct Nl80211Error {
   std::string message;
-  // A positive errno or, where no message came, the kind that the netlink manager told.
+  // A positive errno; or the AuxiliaryKind if there is no message.
   std::int32_t code;
 };
 
-// Asks the kernel for the stations, mesh paths and mesh proxy paths of an interface. Keeps nothing
-// itself, so that requests may overlap and it may be gone before they end.
+// Requests the stations, mesh paths and mesh proxy paths of an interface from the kernel. It has no
+// state: requests may overlap, and it may be destroyed before they end.
 //
-// A record callback is called once for each record; the record is valid during the call. A
-// completion callback is told the end: null for success, else an error that is valid during the
-// call. The callbacks are never called from inside the request.
+// A record callback runs once for each record, which is valid during the call. A completion
+// callback gets null on success, otherwise an error that is valid during the call. Callbacks never
+// run inside the request, except where noted.
 class Nl80211Manager {
  public:
   using StationCallback = std::function<void(const Nl80211Station& station)>;
@@ -39,21 +39,22 @@ class Nl80211Manager {
   using MeshProxyPathCallback = std::function<void(const Nl80211MeshProxyPath& mesh_proxy_path)>;
   using CompletionCallback = std::function<void(const Nl80211Error* error)>;
 
-  // With `skip_incomplete_stations` GetStations passes over a station that is not complete
-  // (Nl80211Station::IsComplete), with a verbose line. Without, such a station is fatal.
+  // If `skip_incomplete_stations` is true, GetStations skips a station that is not complete
+  // (Nl80211Station::IsComplete) and logs a verbose line. Otherwise such a station aborts the
+  // process.
   explicit Nl80211Manager(bool skip_incomplete_stations = kSkipIncompleteStations)
       : skip_incomplete_stations_(skip_incomplete_stations) {}
   virtual ~Nl80211Manager() = default;
 
-  // One station: that of the interface index and the address in `attributes`, which come from a
-  // message. The completion callback is called on failure only (and, since nothing has been sent
-  // yet, at once where one of the two attributes is missing).
+  // Requests one station by the interface index and the address in `attributes`, which come from a
+  // message. The completion callback runs only on failure. If one of the two attributes is missing,
+  // it runs at once, inside this call.
   virtual void GetStation(const platform::AttributeList& attributes,
                           platform::NetlinkManager* netlink_manager,
                           StationCallback station_callback, CompletionCallback completion_callback);
 
-  // All records of an interface, and then one completion. False, and no callback is ever called,
-  // when there is no interface of that name.
+  // Request all records of an interface. The completion callback runs once, after the last record.
+  // Return false, and run no callback, if there is no interface of that name.
   virtual bool GetStations(const std::string& interface_name,
                            platform::NetlinkManager* netlink_manager,
                            StationCallback station_callback,
@@ -67,13 +68,13 @@ class Nl80211Manager {
                                  MeshProxyPathCallback mesh_proxy_path_callback,
                                  CompletionCallback completion_callback);
 
-  // One station, by name and address. The completion callback is called on failure only. False as
-  // above.
+  // Requests one station by interface name and address. The completion callback runs only on
+  // failure. Returns false, and runs no callback, if there is no interface of that name.
   bool GetStation(const std::string& interface_name, const MacAddress& mac_address,
                   platform::NetlinkManager* netlink_manager, StationCallback station_callback,
                   CompletionCallback completion_callback);
 
-  // A warning, unless `error` is null.
+  // Logs a warning, unless `error` is null.
   static void LogNl80211Error(const Nl80211Error* error);
 
  private:
@@ -82,13 +83,13 @@ class Nl80211Manager {
 
 namespace internal {
 
-// Fatal when the request has no room left.
+// These setters abort if the request has no room left.
 void SetInterfaceIndex(std::uint32_t interface, platform::GenericNetlinkRequest* request);
 void SetStationAddress(const platform::ByteString& address,
                        platform::GenericNetlinkRequest* request);
 void SetStationAddress(const MacAddress& mac_address, platform::GenericNetlinkRequest* request);
 
-// What an auxiliary handler is told, as its caller is to hear it.
+// Translates a call of an auxiliary handler into a call of the completion callback.
 void TellEnd(bool is_dump, platform::AuxiliaryKind kind, const platform::NetlinkMessage* message,
              const Nl80211Manager::CompletionCallback& callback);
 

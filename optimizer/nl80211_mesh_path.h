@@ -10,7 +10,7 @@
 namespace orvane::ap {
 
 // A view of one reply about a mesh path. The message must outlive the view. A message without path
-// information is fatal, and so is reading an address or an interface index that is missing. Any
+// information aborts the process, and so does reading a missing address or interface index. Any
 // other missing value is 0.
 class Nl80211MeshPath {
  public:
@@ -22,7 +22,7 @@ class Nl80211MeshPath {
   MacAddress GetDestination() const;
   MacAddress GetNextHop() const;
 
-  // Number of frames that wait for the path.
+  // Number of frames queued for the path.
   std::uint32_t GetFrameQueueLength() const;
   // Cost of the path; lower is better.
   std::uint32_t GetMetric() const;

@@ -7,8 +7,8 @@
 namespace orvane::ap {
 
 // A view of one reply about a proxy path: a station outside the mesh that a mesh node proxies. The
-// message must outlive the view. A message without path information is fatal, and so is reading an
-// address that is missing.
+// message must outlive the view. A message without path information aborts the process, and so does
+// reading a missing address.
 class Nl80211MeshProxyPath {
  public:
   explicit Nl80211MeshProxyPath(const platform::GenericNetlinkMessage& message);

@@ -10,15 +10,15 @@
 
 namespace orvane::ap {
 
-// One station as the kernel describes it: a view of the message, which must outlive it. It is fatal
-// for the message to lack the station information, and in it the rates in both directions or the
-// flags; and to ask for an address, an interface index or a byte count that is not there. Any other
-// value that is absent is 0.
+// A view of one station entry of the kernel. The message must outlive the view. The constructor
+// aborts if the entry lacks the station information, a receive or transmit rate, or the flags.
+// Reading a missing address, interface index or byte count aborts too. Any other missing value is
+// 0.
 class Nl80211Station {
  public:
   explicit Nl80211Station(const platform::GenericNetlinkMessage& message);
 
-  // Whether the message has what the constructor and GetMacAddress require.
+  // Returns whether the message has what the constructor and GetMacAddress require.
   static bool IsComplete(const platform::GenericNetlinkMessage& message);
 
   Nl80211Station(const Nl80211Station&) = delete;
@@ -30,15 +30,15 @@ class Nl80211Station {
   virtual std::uint64_t GetRxBytes() const;
 
   std::uint32_t GetInterfaceIndex() const;
-  // Since the station was last heard: milliseconds.
+  // Milliseconds since the last frame of the station.
   std::uint32_t GetInactiveTime() const;
-  // Seconds.
+  // In seconds.
   std::uint32_t GetConnectedTime() const;
   std::uint32_t GetRxPackets() const;
   std::uint32_t GetTxPackets() const;
   std::uint32_t GetTxFailed() const;
 
-  // Of the last frame and on average: dBm.
+  // In dBm: of the last frame, and the average.
   std::int8_t GetSignal() const;
   std::int8_t GetSignalAverage() const;
 
@@ -48,8 +48,8 @@ class Nl80211Station {
   bool IsMfp() const;
   bool IsTdlsPeer() const;
 
-  // The rate in each direction. Bitrates are in kbit/s, channel widths in MHz. The mode is "HT" for
-  // an HT rate other than MCS 0 and "VHT" for everything else; the guard interval is "short" or
+  // The transmit and receive rates. Bitrates are in kbit/s, channel widths in MHz. The mode is "HT"
+  // for an HT rate other than MCS 0 and "VHT" for everything else. The guard interval is "short" or
   // "long".
   std::uint64_t GetTxBitrate() const;
   std::uint8_t GetTxMcs() const;
@@ -65,7 +65,7 @@ class Nl80211Station {
   std::uint32_t GetRxChannelWidth() const;
 
  private:
-  // As the kernel lays them out.
+  // The kernel's layout.
   struct StationFlags {
     std::uint32_t mask = 0;
     std::uint32_t set = 0;
@@ -74,7 +74,7 @@ class Nl80211Station {
   bool HasFlag(int flag) const;
 
   const platform::GenericNetlinkMessage* message_;
-  // Found on the way to the nested lists; absent when it is not there.
+  // Absent if the message lacks them.
   platform::Attribute mac_address_;
   platform::Attribute signal_average_;
   platform::AttributeList station_information_;

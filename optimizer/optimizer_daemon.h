@@ -27,7 +27,7 @@ class OptimizerDaemon : public platform::bus::BusServiceDaemon {
   ~OptimizerDaemon() override;
 
  protected:
-  // Returns 0 if the loop is to run, otherwise the exit code.
+  // Returns 0 if the loop can run, otherwise the exit code.
   int OnInit() override;
 
  private:

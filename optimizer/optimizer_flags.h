@@ -19,8 +19,8 @@ struct OptimizerFlags {
   bool is_root = true;
 };
 
-// Reads the command line into `*flags` and sets the verbose level. Returns nothing if the daemon is
-// to start, otherwise the exit code; see platform::CommandLine::Parse.
+// Parses the command line into `*flags` and sets the verbose level. Returns nothing if the daemon
+// can start, otherwise the exit code; see platform::CommandLine::Parse.
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, OptimizerFlags* flags);
 
 }  // namespace orvane::ap

@@ -3,7 +3,7 @@
 
 namespace orvane::ap {
 
-// Runs the whole program. Returns the exit code.
+// Runs the program. Returns the exit code.
 int RunOptimizer(int argc, char** argv);
 
 }  // namespace orvane::ap

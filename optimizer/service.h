@@ -26,7 +26,7 @@ class Service {
   virtual void OnStart() = 0;
   virtual void OnStop() = 0;
 
-  // Switch the service on and off. No effect if it already is.
+  // Switch the service on and off. They have no effect if it already is.
   void Enable();
   void Disable();
 
@@ -44,7 +44,7 @@ using ServiceList = std::list<std::unique_ptr<Service>>;
 using FlagMap = std::map<std::string, std::string>;
 
 // Passes each flag, in key order, to every service whose name the key contains, in list order.
-// Keeps nothing between calls.
+// Keeps no state between calls.
 void ApplyFlags(const FlagMap& flags, const ServiceList& services);
 
 }  // namespace orvane::ap

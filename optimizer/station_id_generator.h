@@ -11,22 +11,22 @@
 
 namespace orvane::ap {
 
-// Makes station identifiers that do not reveal hardware addresses: the SHA-256 of the device's
-// secret salt followed by the address. A station keeps its identifier as long as the salt file
-// stays the same.
+// Generates station identifiers that do not reveal hardware addresses: the SHA-256 of the device's
+// secret salt followed by the address. A station keeps its identifier as long as the salt file does
+// not change.
 class StationIdGenerator {
  public:
   static constexpr char kSaltFile[] = "/var/lib/ap/monitor/station_id_salt";
 
-  // Reads the salt. Every GenerateId tries again until the salt is not empty; then it never
-  // changes.
+  // Reads the salt. While the salt is empty, each GenerateId reads the file again. A salt that is
+  // not empty never changes.
   explicit StationIdGenerator(platform::FilePath salt_file = kSaltFile);
 
-  // Sets `id` to 64 upper-case hexadecimal digits. Returns false and leaves `id` alone if the salt
-  // file can't be read. An empty file is an empty salt. `mac` must not be empty.
+  // Sets `id` to 64 upper-case hexadecimal digits. Returns false and leaves `id` unchanged if the
+  // salt file can't be read. An empty file is an empty salt. `mac` must not be empty.
   bool GenerateId(const MacAddress& mac, std::string* id);
 
-  // The same for an address as text. Also returns false for a text that is no address.
+  // The same for an address as text. Also returns false if the text is not an address.
   bool GenerateIdFromText(std::string_view mac, std::string* id);
 
  private:

@@ -7,11 +7,11 @@
 
 namespace orvane::ap {
 
-// The link quality metric of a station, 0 (useless) to 100 (perfect), from its average signal in
-// dBm: the signal plus 100, within those bounds.
+// Returns the link quality metric of a station, 0 (useless) to 100 (perfect): its average signal in
+// dBm plus 100, clamped.
 std::uint8_t LinkQualityMetric(std::int8_t signal_dbm);
 
-// The measured values and the limits by which a station is judged.
+// The measured values and the limits for the verdict on a station.
 struct SteerInputs {
   std::uint8_t link_quality_metric;             // now
   std::uint8_t last_steer_link_quality_metric;  // when it was last steered from this interface
@@ -21,16 +21,17 @@ struct SteerInputs {
   platform::TimeSpan steer_interval;
 };
 
-// What a poll decides about a station. If several conditions fail, the first of this list counts.
+// What a poll decides about a station. If several conditions fail, the first in this list is
+// returned.
 enum class SteerVerdict : std::uint8_t {
-  kNew,               // it was not at this interface in its last poll
+  kNew,               // the station was not at this interface in its last poll
   kNotBelowFloor,     // its metric is the floor or more
-  kWithinHysteresis,  // its metric has changed by the hysteresis or less since it was last steered
+  kWithinHysteresis,  // the metric has changed by the hysteresis or less since the last steer
   kTooEarly,          // the steer interval is not over
   kSteered,
 };
 
-// The verdict on a station that was at this interface in its last poll; never kNew.
+// Returns the verdict on a station that was at this interface in its last poll. Never returns kNew.
 SteerVerdict JudgeStation(const SteerInputs& inputs);
 
 }  // namespace orvane::ap

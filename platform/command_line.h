@@ -15,39 +15,40 @@ class App;
 namespace orvane::platform {
 
 // A command line of named flags: --name=value, for an integer also --name value, and --name alone
-// for a boolean that is to be true. Where a flag is given more than once the last one counts.
+// for a boolean that becomes true. If a flag is repeated, the last value wins.
 //
-// Each boolean flag has a twin with "no" in front of its name, which help doesn't show and which
-// means the opposite: --noname is --name=false, and --noname=false is --name=true.
+// Each boolean flag has a hidden opposite with the prefix "no": --noname is --name=false, and
+// --noname=false is --name=true.
 class CommandLine {
  public:
   // EX_USAGE of sysexits.h.
   static constexpr int kUsageErrorCode = 64;
 
-  // `usage` heads the help text.
+  // `usage` is the first part of the help text.
   CommandLine(const std::string& usage, const std::string& version);
 
   ~CommandLine();
 
-  // What a flag points to holds its default, must outlive the parser and is set by Parse. Integers
-  // are decimal.
+  // `*value` holds the default and is set by Parse. It must outlive the parser. Integers are
+  // decimal.
   void AddBool(const std::string& name, const std::string& help, bool* value);
   void AddInt32(const std::string& name, const std::string& help, std::int32_t* value);
 
-  // Takes the text of a flag. Returns what is wrong with it, as "is not a size", or nothing.
+  // Parses the value of a flag. Returns nothing on success, otherwise the problem, for example "is
+  // not a size".
   using TextParser = std::function<std::string(const std::string& text)>;
 
-  // A flag with any other value. `parse` runs for each time that it is given, in order; `value`
-  // describes the value in the help text, as "FILE (default: none)".
+  // Adds a flag with a value of any other kind. `parse` runs for each occurrence, in order. `value`
+  // describes the value in the help text, for example "FILE (default: none)".
   void AddText(const std::string& name, const std::string& value, const std::string& help,
                TextParser parse);
 
-  // Nothing when the program is to go on. Otherwise its exit code: help or the version has been
-  // written to standard output, or one line on what is wrong to standard error.
+  // Returns nothing if the program can continue. Otherwise returns its exit code: help or the
+  // version was written to standard output, or an error line to standard error.
   std::optional<int> Parse(int argc, const char* const* argv);
 
  private:
-  // A boolean and the variable of its twin.
+  // A boolean flag and the variable of its opposite.
   struct Twins {
     bool* value;
     bool opposite;

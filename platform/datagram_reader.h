@@ -11,25 +11,26 @@
 
 namespace orvane::platform {
 
-// Reads the datagrams of a socket as they arrive, up to 64 KiB each, for as long as it lives. Takes
-// at most kDatagramsPerWakeUp before the loop has its turn again, so that one noisy peer cannot
-// starve the others. Its callbacks may destroy it.
+// Reads the datagrams of a socket as they arrive, up to 64 KiB each, until it is destroyed. It
+// reads at most kDatagramsPerWakeUp per wake-up of the loop, so that one busy peer can't starve the
+// others. Its callbacks may destroy it.
 class DatagramReader : private FdWatcher {
  public:
-  // One datagram, whole; it may be empty. The bytes are valid until the callback returns.
+  // Receives one whole datagram, which may be empty. The bytes are valid until the callback
+  // returns.
   using DataCallback = std::function<void(std::span<const std::uint8_t> datagram)>;
-  // The text of the system error. Reading ends with it.
+  // Receives the text of the system error. Reading ends then.
   using ErrorCallback = std::function<void(std::string_view error)>;
 
   static constexpr int kDatagramsPerWakeUp = 64;
 
-  // `fd` must be a socket that the loop can watch. It and the loop must outlive the reader.
+  // `fd` must be a socket that the loop can watch. `fd` and the loop must outlive the reader.
   DatagramReader(Loop& loop, int fd, DataCallback on_data, ErrorCallback on_error);
   DatagramReader(const DatagramReader&) = delete;
   DatagramReader& operator=(const DatagramReader&) = delete;
   ~DatagramReader() override;
 
-  // Reads what has arrived so far, without waiting for the loop to notice it.
+  // Reads what has arrived so far, without waiting for the loop.
   void ReadNow();
 
  private:
@@ -38,7 +39,7 @@ class DatagramReader : private FdWatcher {
   void OnReadReady(int /*fd*/) override { ReadNow(); }
   void OnWriteReady(int /*fd*/) override {}
 
-  // Whether there may be more to read.
+  // Returns whether there may be more to read.
   static bool ReadOne(State& state);
 
   std::shared_ptr<State> state_;

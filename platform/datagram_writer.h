@@ -16,42 +16,43 @@
 
 namespace orvane::platform {
 
-// Sends datagrams on a connected socket, in order, without blocking. While the peer's queue is full
-// they wait here, and are sent from the loop as the peer reads. A peer that reads gets all of them,
-// however slow it is. A peer that takes none for kPatience loses all that wait.
+// Sends datagrams on a connected socket, in order, without blocking. While the peer's queue is
+// full, datagrams wait here, and the loop sends them as the peer reads. A peer that reads gets all
+// of them, even if it is slow. If a peer takes none for kPatience, all waiting datagrams are lost.
 class DatagramWriter : private FdWatcher {
  public:
   static constexpr TimeSpan kPatience{1'000'000};
-  // A datagram that finds so many waiting is lost at once.
+  // If so many datagrams are waiting, another one is lost at once.
   static constexpr std::size_t kMaxWaiting = 10'000;
 
-  // Runs once for each datagram that is lost, with an errno value: EAGAIN if the peer did not read.
-  // Datagrams that waited for a peer that is gone are lost together, with the same value.
-  // Must not use or destroy the writer.
+  // Runs once for each lost datagram, with an errno value: EAGAIN if the peer did not read. If the
+  // peer is gone, all waiting datagrams are lost with the same value. Must not use or destroy the
+  // writer.
   using LossCallback = std::function<void(int error_number)>;
 
-  // `fd` must be non-blocking. It, the loop and `sockets` must outlive the writer.
+  // `fd` must be non-blocking. `fd`, the loop and `sockets` must outlive the writer.
   DatagramWriter(Loop& loop, Sockets& sockets, int fd, LossCallback on_loss);
   DatagramWriter(const DatagramWriter&) = delete;
   DatagramWriter& operator=(const DatagramWriter&) = delete;
-  // Loses what still waits.
+  // Loses the waiting datagrams, with EAGAIN for each.
   ~DatagramWriter() override;
 
-  // Sends the datagram, or lets it wait. False if it is lost already.
+  // Sends the datagram or queues it. Returns false if it is already lost.
   bool Send(std::string_view datagram);
 
  private:
   void OnReadReady(int /*fd*/) override {}
   void OnWriteReady(int /*fd*/) override { Flush(); }
 
-  // 0, or an errno value.
+  // Returns 0 or an errno value.
   int TrySend(std::string_view datagram);
   void StartWaiting();
   void StopWaiting();
   void StartChecks();
   void StartCheckTimer();
   void Check();
-  // Sends what the peer has room for, or loses all if the peer is gone. Whether there was progress.
+  // Sends as many datagrams as fit, or loses all if the peer is gone. Returns whether there was
+  // progress.
   bool Flush();
   void LoseAll(int error_number);
 
@@ -60,7 +61,7 @@ class DatagramWriter : private FdWatcher {
   int fd_;
   LossCallback on_loss_;
   std::deque<std::string> waiting_;
-  // While datagrams wait. A descriptor of its own, since the reader of the socket watches `fd_`.
+  // Valid while datagrams wait. It is a duplicate, since the reader of the socket watches `fd_`.
   ScopedFd watched_fd_;
   std::unique_ptr<FdWatch> watch_;
   OneShotTimer check_timer_;

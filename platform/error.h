@@ -7,11 +7,11 @@
 
 namespace orvane::platform {
 
-// Domain of errors of the bus. Their code is the D-Bus error name.
+// Domain of bus errors. Their code is the D-Bus error name.
 inline constexpr char kDBusErrorDomain[] = "dbus";
 
-// An error that is returned to a caller: a domain, a code within that domain, and a message for
-// people. An error may wrap an earlier one as its inner error.
+// An error that a function returns: a domain, a code within that domain, and a message for people.
+// An error may wrap an earlier one as its inner error.
 class Error {
  public:
   Error(std::string domain, std::string code, std::string message, std::unique_ptr<Error> inner)

@@ -31,18 +31,18 @@ class ScopedFd {
   int fd_ = -1;
 };
 
-// Reads what is left of an open file, up to `limit` bytes. Returns nothing, with errno set, if it
-// can't be read.
+// Reads the rest of an open file, up to `limit` bytes. Returns nothing, with errno set, if it can't
+// be read.
 std::optional<std::string> ReadUpTo(int fd, std::size_t limit);
 
 // Reads a whole file. Returns nothing, with errno set, if it can't be opened or read to its end.
 std::optional<std::string> ReadFileToString(const FilePath& path);
 
-// Whether the path names something reachable. Links are followed.
+// Returns whether the path leads to an existing file. Follows links.
 bool PathExists(const FilePath& path);
 
-// Opens /dev/null for each closed standard descriptor (0, 1, 2). Otherwise the next file or socket
-// that is opened would get such a number, and the log would be written into it.
+// Opens /dev/null for each closed standard descriptor (0, 1, 2). Otherwise the next opened file or
+// socket gets that number, and log lines are written into it.
 void FillStandardDescriptors();
 
 // Repeats a system call while a signal interrupts it.

@@ -11,7 +11,7 @@ namespace orvane::platform {
 
 enum class HexCase : std::uint8_t { kLower, kUpper };
 
-// Two digits per byte, in byte order, without separators.
+// Returns two digits per byte, in byte order, without separators.
 std::string HexEncode(std::span<const std::uint8_t> bytes, HexCase letters);
 
 // Decodes pairs of hexadecimal digits of either case. Returns nothing for any other text, and an

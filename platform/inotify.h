@@ -9,23 +9,24 @@
 
 namespace orvane::platform {
 
-// A queue of the kernel's notices about files (inotify(7)). Failing to make one is fatal.
+// A queue of file events of the kernel (inotify(7)). Failing to create one aborts the process.
 class Inotify {
  public:
-  // One notice: the number of the watch (-1 for IN_Q_OVERFLOW), what happened, and the name in the
-  // watched directory; empty for the directory itself.
+  // Receives one event: the number of the watch (-1 for IN_Q_OVERFLOW), the event mask, and the
+  // file name in the watched directory. The name is empty for the directory itself.
   using Callback = std::function<void(int watch, std::uint32_t mask, std::string_view name)>;
 
   Inotify();
 
-  // The number of the watch, the same for each call for one directory; -1 and errno if it fails.
+  // Returns the number of the watch, which is the same for repeated calls with one directory.
+  // Returns -1, with errno set, on failure.
   int Add(const FilePath& path, std::uint32_t mask) const;
   void Remove(int watch) const;
 
-  // Takes what is in the queue. Does not wait.
+  // Reads all queued events. Does not block.
   void Read(const Callback& callback) const;
 
-  // Readable when there is something in the queue.
+  // Readable while events are queued.
   int fd() const { return fd_.get(); }
 
  private:

@@ -4,7 +4,7 @@
 namespace orvane::platform {
 
 // A place in the source. As a default argument, `Location::Current()` is the place of the caller.
-// (std::source_location does the same, but Clang 14 does not have it.)
+// (Clang 14 lacks std::source_location.)
 struct Location {
   const char* function = "";
   const char* file = "";

@@ -46,7 +46,7 @@ namespace internal {
 class LogMessage;
 }
 
-// Also receives every line that is logged while it lives. For tests. Listeners must be destroyed in
+// Also receives every log line during its lifetime. For tests. Listeners must be destroyed in
 // reverse order of creation.
 class LogListener {
  public:
@@ -98,7 +98,7 @@ class LogMessage {
   fmt::memory_buffer text_;
 };
 
-// A log line that ends with the text of errno at the time of its construction.
+// A log line that ends with the text of errno as it was at construction.
 class ErrnoLogMessage {
  public:
   ErrnoLogMessage(Severity severity, const char* file, int line);
@@ -141,7 +141,7 @@ inline constexpr Severity kSeverityFATAL = Severity::kFatal;
 
 }  // namespace internal
 
-// The text of a system error and its number, such as "No such file or directory (2)".
+// Returns the text of a system error and its number, such as "No such file or directory (2)".
 std::string SystemErrorText(int error_number);
 
 }  // namespace orvane::platform

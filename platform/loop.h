@@ -70,8 +70,8 @@ class Loop {
   [[nodiscard]] virtual std::unique_ptr<FdWatch> WatchWritable(int fd, FdWatcher* watcher) = 0;
 
  protected:
-  // When the next turn is due. Nothing if there is no task and no timer; in the past if a turn is
-  // due.
+  // Returns when the next turn is due: nothing if there is no task and no timer, a time in the past
+  // if a turn is already due.
   std::optional<MonotonicTime> NextDeadline() const;
 
   // Runs one turn. Returns whether a task or timer ran.

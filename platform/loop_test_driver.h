@@ -15,18 +15,18 @@
 
 namespace orvane::platform {
 
-// Runs a loop of either kind, so that one suite of tests holds both to the same behaviour.
+// Runs a loop of either kind, so that one suite of tests checks both.
 class LoopDriver {
  public:
   virtual ~LoopDriver() = default;
 
   virtual Loop& loop() = 0;
 
-  // Lets time pass, looking at `done` after every step of the loop. False when `done` has not
-  // become true within (the loop's own) ten seconds.
+  // Runs the loop and checks `done` after each step. Returns false if `done` is still false after
+  // ten seconds of the loop's time.
   virtual bool RunUntil(const std::function<bool()>& done) = 0;
 
-  // Takes steps while there is anything to do now.
+  // Runs steps until nothing more is due now.
   virtual void RunUntilIdle() = 0;
 };
 
@@ -86,7 +86,7 @@ inline std::string LoopName(const testing::TestParamInfo<LoopKind>& info) {
   return info.param.name;
 }
 
-// A fixture for both loops.
+// A fixture that runs each test on both loops.
 class BothLoopsTest : public testing::TestWithParam<LoopKind> {
  protected:
   Loop& loop() { return driver_->loop(); }

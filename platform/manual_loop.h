@@ -9,8 +9,8 @@
 
 namespace orvane::platform {
 
-// A loop with virtual time, which passes only by Advance. Simulated days take milliseconds, and
-// every run is the same. Descriptors are real and are polled between turns.
+// A loop with virtual time, which only AdvanceBy moves. Simulated days take milliseconds, and every
+// run is the same. Descriptors are real and are polled between turns.
 class ManualLoop : public Loop {
  public:
   // The wall clock starts at 2001-09-09 01:46:40 UTC.
@@ -45,7 +45,7 @@ class ManualLoop : public Loop {
 
   WallTime wall_now_{std::chrono::seconds(1'000'000'000)};
   MonotonicTime monotonic_now_{};
-  // By number, in order of creation. Numbers are not reused.
+  // By number, in order of creation. Numbers are never reused.
   std::map<std::uint64_t, Watch*> watches_;
   std::uint64_t next_watch_number_ = 0;
 };

@@ -8,9 +8,9 @@
 
 namespace orvane::platform {
 
-// A timer that fires once per start. Before the task runs, the timer is idle and no longer holds
-// the task, so the task may restart or destroy the timer. Destroying an armed timer stops it. The
-// loop must outlive the timer.
+// A timer that fires once per start. It becomes idle and releases the task before the task runs, so
+// the task may restart or destroy the timer. Destroying an armed timer stops it. The loop must
+// outlive the timer.
 class OneShotTimer {
  public:
   explicit OneShotTimer(Loop& loop) : loop_(loop) {}

@@ -18,17 +18,17 @@ class SdEventLoop : public Loop {
   SdEventLoop();
   ~SdEventLoop() override;
 
-  // Runs until Quit; returns its exit code.
+  // Runs until Quit. Returns the exit code passed to Quit.
   int Run();
 
-  // Ends Run once the turn or the callback that is running is over. The first exit code counts.
+  // Ends Run after the current turn or callback. The first exit code wins.
   void Quit(int exit_code);
 
-  // Calls `callback` on the loop whenever the process gets the signal, which is blocked from then
-  // on. For the lifetime of the loop.
+  // Blocks the signal, and calls `callback` on the loop when the process gets it. For the lifetime
+  // of the loop.
   void HandleSignal(int signal_number, std::function<void()> callback);
 
-  // Sends the service manager's watchdog its notices, if it has asked for them.
+  // Sends watchdog notices if the service manager wants them.
   void EnableWatchdog();
 
   WallTime Now() const override;
@@ -36,7 +36,7 @@ class SdEventLoop : public Loop {
   [[nodiscard]] std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) override;
   [[nodiscard]] std::unique_ptr<FdWatch> WatchWritable(int fd, FdWatcher* watcher) override;
 
-  // For libraries that bring their own sources; stays the loop's.
+  // For libraries that add their own sources. Owned by the loop.
   sd_event* event() const { return event_.get(); }
 
  protected:
@@ -59,7 +59,7 @@ class SdEventLoop : public Loop {
   void Arm();
 
   std::unique_ptr<sd_event, EventDeleter> event_;
-  // Wakes the loop for its next turn; the first deadline is its time.
+  // Wakes the loop for its next turn, at the first deadline.
   SourcePtr turn_source_;
   bool in_turn_ = false;
   std::vector<std::unique_ptr<SignalHandler>> signal_handlers_;

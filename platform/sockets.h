@@ -8,8 +8,8 @@
 namespace orvane::platform {
 
 // The socket calls, behind an interface so that tests can make them fail. Results and errno are
-// those of the system calls. Nothing here blocks: sockets are made non-blocking (and
-// close-on-exec), so a peer that doesn't read shows as a failed send.
+// those of the system calls. Nothing here blocks: sockets are non-blocking (and close-on-exec), so
+// a full queue of the peer makes a send fail.
 class Sockets {
  public:
   virtual ~Sockets() = default;

@@ -5,12 +5,12 @@
 
 namespace orvane::platform {
 
-// Not std::isspace, which depends on the locale.
+// std::isspace depends on the locale; this does not.
 constexpr bool IsAsciiWhitespace(char character) {
   return character == ' ' || (character >= '\t' && character <= '\r');
 }
 
-// The text without the ASCII white space at both its ends. Each token of an event is trimmed: a
+// Returns the text without ASCII white space at both ends. Each token of an event is trimmed: one
 // comparison per end is quicker than a search in a set of characters.
 constexpr std::string_view TrimWhitespace(std::string_view text) {
   while (!text.empty() && IsAsciiWhitespace(text.front())) text.remove_prefix(1);

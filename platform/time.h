@@ -16,12 +16,12 @@ using WallTime = std::chrono::time_point<std::chrono::system_clock, TimeSpan>;
 // A point of the monotonic clock, which tasks and timers use.
 using MonotonicTime = std::chrono::time_point<std::chrono::steady_clock, TimeSpan>;
 
-// Converts a flag in seconds. Any 32-bit value is valid, negative ones too.
+// Converts seconds from a flag. Any 32-bit value is valid, including negative ones.
 constexpr TimeSpan SecondsToTimeSpan(std::int32_t seconds) {
   return TimeSpan(std::int64_t{seconds} * 1'000'000);
 }
 
-// Hours, minutes and seconds, without those that are 0: "2m30s", "1.5s", "-1h", "0s".
+// Formats hours, minutes and seconds, omitting those that are 0: "2m30s", "1.5s", "-1h", "0s".
 std::string FormatTimeSpan(TimeSpan span);
 
 }  // namespace orvane::platform

@@ -6,7 +6,7 @@
 
 namespace orvane::platform {
 
-// A reference that does not own: `get()` is null once the owner is gone.
+// A reference that does not own: `get()` returns null once the owner is destroyed.
 template <typename T>
 class WeakPtr {
  public:
@@ -25,8 +25,8 @@ class WeakPtr {
   std::weak_ptr<T> liveness_;
 };
 
-// Gives out weak references to its owner. Make it the owner's last member, so that the references
-// are dead before anything else of the owner is destroyed.
+// Creates weak references to its owner. Make it the owner's last member, so that the references
+// become null before the owner's other members are destroyed.
 template <typename T>
 class WeakPtrFactory {
  public:
@@ -35,12 +35,12 @@ class WeakPtrFactory {
   WeakPtrFactory& operator=(const WeakPtrFactory&) = delete;
 
   WeakPtr<T> GetWeakPtr() {
-    // Only counts references: the deleter leaves the owner alone.
+    // The shared pointer only tracks lifetime: its deleter does nothing.
     if (liveness_ == nullptr) liveness_.reset(owner_, [](T*) {});
     return WeakPtr<T>(liveness_);
   }
 
-  // Kills the references given out so far; later ones are alive again.
+  // Makes all existing references null. Later references are valid.
   void InvalidateWeakPtrs() { liveness_.reset(); }
 
  private:
@@ -48,8 +48,8 @@ class WeakPtrFactory {
   std::shared_ptr<T> liveness_;
 };
 
-// A callable that runs `method` on the referent with the arguments of the call, and does nothing
-// once the referent is gone.
+// Returns a callable that runs `method` on the referent with the arguments of the call. It does
+// nothing once the referent is destroyed.
 template <typename T, typename Method>
 auto BindWeak(WeakPtr<T> weak, Method method) {
   return [weak = std::move(weak), method](auto&&... arguments) {

@@ -20,14 +20,14 @@
 
 namespace orvane::simulation {
 
-// A kernel that is played: network interfaces with stations and mesh paths, and the generic netlink
-// to ask for them. It speaks the real bytes over socket pairs and, as the real one, does its work
-// inside the calls of its peer: a request is answered while it is sent, and the next part of a dump
-// is made while the one before is received. So it needs neither a loop nor a thread of its own.
+// A simulated kernel: network interfaces with stations and mesh paths, and generic netlink to
+// request them. It exchanges real netlink bytes over socket pairs. Like the real kernel, it works
+// inside the system calls of its peer: it answers a request during the send, and builds the next
+// part of a dump during the receive of the part before. So it needs no loop and no thread.
 //
-// As the real one, it makes parts as large as the largest buffer that it has seen on a socket, up
-// to 32 KiB, refuses a second dump on a socket while one is under way, forgets the dump when the
-// socket is closed, and ends a dump that fails with a done message that bears the error.
+// Like the real kernel, it sizes the parts of a dump by the largest receive buffer so far, up to 32
+// KiB; refuses a second dump on a socket while one is running; drops the dump when the socket is
+// closed; and ends a failed dump with a done message that contains the error.
 class FakeKernel : public platform::NetlinkKernel {
  public:
   static constexpr std::uint16_t kNl80211Family = 0x1c;
@@ -51,8 +51,8 @@ class FakeKernel : public platform::NetlinkKernel {
     std::uint32_t flags = 1U << 1;  // one bit for each NL80211_STA_FLAG_...; authorized
     Rate tx_rate;
     Rate rx_rate;
-    bool has_rx_rate = true;     // false: the record lacks it
-    bool has_statistics = true;  // false: it has only the average signal, the rates and the flags
+    bool has_rx_rate = true;     // false: the record lacks the receive rate
+    bool has_statistics = true;  // false: only the average signal, the rates and the flags
   };
 
   struct MeshPath {
@@ -68,7 +68,7 @@ class FakeKernel : public platform::NetlinkKernel {
     Address proxy = {};
   };
 
-  // What was asked.
+  // A request that it received.
   struct Request {
     MessageHeader header;
     std::uint8_t command;
@@ -82,12 +82,12 @@ class FakeKernel : public platform::NetlinkKernel {
   std::unique_ptr<platform::NetlinkSocket> OpenSocket() override;
   std::uint32_t GetInterfaceIndex(const std::string& name) override;
 
-  // --- The world ---
+  // --- State ---
 
   void AddInterface(const std::string& name, std::uint32_t index) { indexes_[name] = index; }
   void RemoveInterface(const std::string& name) { indexes_.erase(name); }
 
-  // In the order in which a dump tells them. To be changed at will.
+  // In the order of a dump. Tests may change them at any time.
   std::vector<Station>& Stations(const std::string& interface) { return stations_[interface]; }
   std::vector<MeshPath>& MeshPaths(const std::string& interface) { return mesh_paths_[interface]; }
   std::vector<MeshProxyPath>& MeshProxyPaths(const std::string& interface) {
@@ -95,57 +95,57 @@ class FakeKernel : public platform::NetlinkKernel {
   }
   void RemoveFamily(const std::string& name) { families_.erase(name); }
 
-  // --- How it behaves ---
+  // --- Behaviour ---
 
-  // Requests get no answer, now or later, and the dumps under way no further part.
+  // Requests are never answered, and running dumps stop.
   void SetSilent(bool silent);
 
-  // Requests get no answer until holding ends: then all do, in order.
+  // Requests are answered, in order, only when holding ends.
   void SetHolding(bool holding);
 
-  // The next request is refused.
+  // The next request fails.
   void FailNextRequest(int error_number, const std::string& text = "") {
     next_failure_ = {error_number, text};
   }
 
-  // The next dump fails after so many records.
+  // The next dump fails after `records` records.
   void FailNextDumpAfter(std::size_t records, int error_number) {
     next_dump_failure_ = {records, error_number};
   }
 
-  // Every dump is marked as not consistent.
+  // Every dump is marked as inconsistent.
   void SetDumpInterrupted(bool interrupted) { is_dump_interrupted_ = interrupted; }
 
-  // The peer misses every part of a dump but its end, and is told that something got lost.
+  // The peer loses every part of a dump except the end, and receives an overrun error.
   void SetLosingParts(bool losing) { loses_parts_ = losing; }
 
   // Acknowledgements come before replies.
   void SetAcknowledgeFirst(bool first) { acknowledges_first_ = first; }
 
-  // --- What goes wrong on the way ---
+  // --- Failures of sockets ---
 
   void FailOpen(int error_number) { open_error_ = error_number; }
   void FailSends(int error_number) { send_error_ = error_number; }
 
-  // The socket of the last request receives this in place of a datagram.
+  // The socket of the last request receives this failure instead of a datagram.
   void DeliverFailure(platform::ReceiveStatus status, int error_number);
 
   // The socket of the last request receives these bytes.
   void Deliver(std::span<const std::uint8_t> datagram);
 
-  // All connections break.
+  // Closes all connections.
   void Close();
 
-  // --- What it has seen ---
+  // --- Observations ---
 
   const std::vector<Request>& requests() const { return requests_; }
-  // Those that are answered, for who runs for long and doesn't look at them.
+  // Drops answered requests from requests(), for long runs.
   void ForgetRequests();
-  // The sockets that are open now.
+  // The number of open sockets.
   std::size_t socket_count() const { return peers_.size(); }
-  // The datagrams that it has sent.
+  // The number of datagrams sent.
   std::size_t datagram_count() const { return datagram_count_; }
-  // How often the peer has looked for one.
+  // The number of receive calls of the peer.
   std::size_t receive_count() const { return receive_count_; }
 
  private:
@@ -163,11 +163,11 @@ class FakeKernel : public platform::NetlinkKernel {
     platform::ReceiveStatus status;
     int error_number;
   };
-  // A dump under way.
+  // A dump in progress.
   struct Dump {
     MessageHeader header;
     std::vector<std::uint8_t> messages;
-    std::size_t sent;  // bytes of them
+    std::size_t sent;  // bytes already sent
     std::int32_t result;
   };
   // The kernel's end of a socket.
@@ -175,7 +175,7 @@ class FakeKernel : public platform::NetlinkKernel {
     platform::ScopedFd fd;
     std::size_t largest_buffer = 0;
     std::optional<Dump> dump;
-    // One for each datagram that is on its way to the peer.
+    // One for each datagram that the peer has not received yet.
     std::deque<Outcome> outcomes;
   };
 
@@ -185,7 +185,7 @@ class FakeKernel : public platform::NetlinkKernel {
   void AnswerStation(const Request& request);
   void StartDump(const Request& request);
   void ContinueDump(Peer& peer);
-  // The messages of a dump, one after the other.
+  // Returns the messages of a dump, concatenated.
   std::vector<std::uint8_t> ListMessages(const Request& request, const std::string& interface);
   void ReplyAndAcknowledge(const Request& request, std::span<const std::uint8_t> reply);
   void ReplyError(const Request& request, const Failure& failure);

@@ -13,7 +13,7 @@
 
 namespace orvane::simulation {
 
-// Bytes of netlink, right or wrong.
+// Builds netlink bytes, valid or invalid.
 class BytesBuilder {
  public:
   template <typename T>
@@ -37,7 +37,7 @@ class BytesBuilder {
   std::vector<std::uint8_t> bytes_;
 };
 
-// Attributes, one after the other, padded.
+// Builds a sequence of padded attributes.
 class AttributeBuilder {
  public:
   AttributeBuilder& U8(int type, std::uint8_t value) { return Number(type, value); }
@@ -48,7 +48,7 @@ class AttributeBuilder {
   AttributeBuilder& Nest(int type, const AttributeBuilder& nested) {
     return Raw(type, nested.bytes());
   }
-  // With the zero byte that ends it.
+  // With the terminating null byte.
   AttributeBuilder& Text(int type, const std::string& text) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.c_str());
     return Raw(type, {bytes, text.size() + 1});
@@ -59,14 +59,14 @@ class AttributeBuilder {
   AttributeBuilder& Raw(int type, std::initializer_list<std::uint8_t> payload) {
     return Raw(type, std::span(payload.begin(), payload.size()));
   }
-  // One whose length field says something of its own.
+  // An attribute with any length field, correct or not.
   AttributeBuilder& Lying(int type, std::size_t length, std::span<const std::uint8_t> payload) {
     builder_.Value(nlattr{static_cast<std::uint16_t>(length), static_cast<std::uint16_t>(type)})
         .Append(payload)
         .Pad();
     return *this;
   }
-  // Bytes as they are.
+  // Appends raw bytes.
   AttributeBuilder& Tail(std::span<const std::uint8_t> bytes) {
     builder_.Append(bytes);
     return *this;
@@ -83,7 +83,7 @@ class AttributeBuilder {
   BytesBuilder builder_;
 };
 
-// Whom a message answers, and how it is marked.
+// The header fields of a message. In a reply, sequence and port identify the request.
 struct MessageHeader {
   std::uint16_t type;
   std::uint16_t flags = 0;
@@ -91,7 +91,7 @@ struct MessageHeader {
   std::uint32_t port = 0;
 };
 
-// A message, padded.
+// Builds one padded message.
 inline std::vector<std::uint8_t> MakeNetlinkMessage(const MessageHeader& header,
                                                     std::span<const std::uint8_t> payload) {
   const auto length = static_cast<std::uint32_t>(NLMSG_HDRLEN + payload.size());
@@ -109,8 +109,8 @@ inline std::vector<std::uint8_t> MakeGenericMessage(const MessageHeader& header,
       header, BytesBuilder().Value(genlmsghdr{command, 1, 0}).Append(attributes.bytes()).bytes());
 }
 
-// An acknowledgement where `error` is 0; else an error, with a text if there is one. As from a
-// socket that has asked for texts and for requests not to be given back.
+// Builds an acknowledgement if `error` is 0, otherwise an error, with a text if it is not empty.
+// The format is that for a socket with NETLINK_EXT_ACK and NETLINK_CAP_ACK.
 inline std::vector<std::uint8_t> MakeErrorMessage(const MessageHeader& answer, std::int32_t error,
                                                   const std::string& text = "") {
   BytesBuilder payload;

@@ -11,7 +11,8 @@
 
 namespace orvane::simulation {
 
-// The attributes of nl80211's replies, in the kernel's own order, with what a usual driver tells.
+// Builds the attributes of nl80211's replies, in the kernel's order, with the values that a typical
+// driver reports.
 AttributeBuilder MakeStationRecord(std::uint32_t interface_index,
                                    const FakeKernel::Station& station);
 AttributeBuilder MakeMeshPathRecord(std::uint32_t interface_index,
@@ -19,14 +20,14 @@ AttributeBuilder MakeMeshPathRecord(std::uint32_t interface_index,
 AttributeBuilder MakeMeshProxyPathRecord(std::uint32_t interface_index,
                                          const FakeKernel::MeshProxyPath& path);
 
-// Makes the messages of the stations of an interface. A station that differs from the one before
-// only in its address, its average signal or its flags costs a copy of a few bytes.
+// Builds the messages of the stations of an interface. A station that differs from the previous one
+// only in address, average signal or flags costs a copy of a few bytes.
 class StationMessages {
  public:
   StationMessages(const MessageHeader& header, std::uint32_t interface_index)
       : header_(header), interface_index_(interface_index) {}
 
-  // Valid until the next call.
+  // The result is valid until the next call.
   std::span<const std::uint8_t> Make(const FakeKernel::Station& station);
 
  private:
@@ -35,9 +36,9 @@ class StationMessages {
 
   MessageHeader header_;
   std::uint32_t interface_index_;
-  FakeKernel::Station station_;        // whose message it is
-  std::vector<std::uint8_t> message_;  // empty at first
-  // In the message; 0 if it has no average signal.
+  FakeKernel::Station station_;        // the station of `message_`
+  std::vector<std::uint8_t> message_;  // empty before the first call
+  // Offsets in the message; the signal's is 0 if there is no average signal.
   std::size_t address_offset_ = 0;
   std::size_t signal_offset_ = 0;
   std::size_t flags_offset_ = 0;

@@ -11,16 +11,16 @@
 
 namespace orvane::platform::bus {
 
-// A daemon that owns a name on the system bus: its loop, its connection, and the order of its life.
+// A daemon that owns a name on the system bus. It has the loop and the connection, and controls
+// start and end.
 //
 // SIGTERM and SIGINT end the loop with exit code 0, and so does SIGHUP unless OnRestart handles it.
-// Until the name is claimed there is nothing to clean up, and they end the process with exit code 0
-// at once. After the first SIGTERM or SIGINT the next one kills the process, which may hang in a
-// callback or while it shuts down.
+// Before the name is claimed they end the process at once with exit code 0, since there is nothing
+// to clean up. After the first SIGTERM or SIGINT the next one kills the process, which may hang in
+// a callback or during its shutdown.
 //
 // A lost bus connection ends the loop with kConnectionLostExitCode. SIGPIPE is ignored. The service
-// manager, if there is one, gets notices of readiness and stopping, and watchdog notices if it
-// wants them.
+// manager, if present, gets readiness and stopping notices, and watchdog notices if it wants them.
 class BusServiceDaemon : private FdWatcher {
  public:
   BusServiceDaemon(std::string service_name, std::string object_path);
@@ -28,25 +28,25 @@ class BusServiceDaemon : private FdWatcher {
   BusServiceDaemon& operator=(const BusServiceDaemon&) = delete;
   ~BusServiceDaemon() override;
 
-  // To be called as soon as the process begins: handles the signals that end it from then on, and
-  // ignores SIGPIPE.
+  // Installs the handlers of the signals that end the process, and ignores SIGPIPE. Must be called
+  // as early as possible.
   static void HandleSignals();
 
-  // Starts, serves until the end, stops. Returns the exit code of the process: that of OnInit, if
-  // it isn't 0, else that of the loop as OnShutdown left it. To be called once.
+  // Runs the daemon: OnInit, the loop, OnShutdown. Must be called once. Returns the exit code: the
+  // result of OnInit if it is not 0, else that of the loop, which OnShutdown may change.
   int Run();
 
  protected:
   // Connects to the system bus, publishes an object manager at the object path, and claims the
-  // service name last, so that whoever waits for the name finds everything in place. Returns 0, or,
-  // after an ERROR line that says why, EX_UNAVAILABLE. An override calls it first and returns its
-  // result if that isn't 0; the loop does not run then.
+  // service name last, so that clients that wait for the name find everything in place. Returns 0.
+  // On failure logs an ERROR line with the reason and returns EX_UNAVAILABLE. An override calls it
+  // first and returns its result if that is not 0; the loop does not run then.
   virtual int OnInit();
 
-  // The loop has ended; the bus is still there. May change the exit code.
+  // Called after the loop has ended, with the bus still connected. May change the exit code.
   virtual void OnShutdown(int* exit_code);
 
-  // SIGHUP. Whether that has been dealt with; if not, the daemon ends as on SIGTERM.
+  // Handles SIGHUP. Returns whether it was handled; if not, the daemon ends as on SIGTERM.
   virtual bool OnRestart();
 
   SdEventLoop& loop() { return loop_; }
@@ -55,7 +55,7 @@ class BusServiceDaemon : private FdWatcher {
 
  private:
   void EndLoopOnSignals();
-  // A signal handler has asked for the end.
+  // Called when a signal handler has requested the end.
   void OnReadReady(int fd) override;
   void OnWriteReady(int /*fd*/) override {}
 

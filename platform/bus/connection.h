@@ -19,28 +19,31 @@ namespace orvane::platform::bus {
 // The exit code of a loop whose bus connection was lost.
 inline constexpr int kConnectionLostExitCode = EX_UNAVAILABLE;
 
-// A connection to the system bus, served by a loop. When it is lost, an ERROR line says so and the
-// loop ends with kConnectionLostExitCode: the process is to be started anew by whoever watches it.
+// A connection to the system bus, served by a loop. If the connection is lost, it logs an ERROR
+// line and ends the loop with kConnectionLostExitCode, so that the service manager restarts the
+// process.
 //
-// Destroying it sends what is still queued and closes it. Subscriptions and calls made through it
-// should be gone by then.
+// The destructor sends queued messages and closes the connection. Destroy its subscriptions and
+// pending calls first.
 class Connection {
  public:
-  // Connects to the system bus, which DBUS_SYSTEM_BUS_ADDRESS may name, and waits until the bus has
-  // let us in. Null, and an error added, when it does not. `loop` must outlive the connection.
+  // Connects to the system bus, whose address DBUS_SYSTEM_BUS_ADDRESS can set, and blocks until the
+  // bus accepts the connection. On failure returns null and adds an error. `loop` must outlive the
+  // connection.
   static std::shared_ptr<Connection> OpenSystemBus(SdEventLoop& loop, ErrorHolder error);
 
-  // Use OpenSystemBus. Takes over a connected `bus`.
+  // Takes over a connected `bus`. Use OpenSystemBus instead.
   Connection(BusPtr bus, SdEventLoop& loop);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   ~Connection();
 
-  // The object of that path in that service, for as long as the connection lives. No bus traffic.
+  // Returns the object at `path` of `service`. It is valid as long as the connection. Causes no bus
+  // traffic.
   ObjectProxy* GetObjectProxy(const std::string& service, const std::string& path);
 
-  // Claims a name for as long as the connection lives. A name that somebody owns is an error: we
-  // neither wait for it nor take it away.
+  // Claims a name for the lifetime of the connection. A name that already has an owner is an error:
+  // the connection does not wait for the name or take it over.
   bool RequestName(const std::string& name, ErrorHolder error);
 
   // Publishes an object manager at `path` that manages no objects.

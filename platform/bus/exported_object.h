@@ -15,13 +15,13 @@ namespace orvane::platform::bus {
 
 class Connection;
 
-// An object of ours that others call: one interface with its methods and read-only properties.
-// Introspection, the properties interface and the refusal of calls with other arguments are the bus
-// library's. The connection must outlive the object; destroying it withdraws it.
+// An object on the bus with one interface, its methods and its read-only properties. The bus
+// library provides introspection and the properties interface, and rejects calls with wrong
+// arguments. The connection must outlive the object. The destructor unpublishes it.
 class ExportedObject {
  public:
-  // Handles a call, whose arguments have the method's signature. True sends an empty reply. False
-  // sends the added error: its code, a D-Bus error name, and its message.
+  // Handles a call, whose arguments have the method's signature. If it returns true, an empty reply
+  // is sent. If it returns false, the added error is sent: its code is a D-Bus error name.
   using MethodHandler = std::function<bool(MessageReader& arguments, ErrorHolder error)>;
 
   // Appends the value of a property, without its variant.
@@ -31,14 +31,14 @@ class ExportedObject {
   ExportedObject(const ExportedObject&) = delete;
   ExportedObject& operator=(const ExportedObject&) = delete;
 
-  // To be called before Export. Signatures are string literals.
+  // Must be called before Export. Signatures must be string literals.
   void AddMethod(const std::string& name, const char* arguments, MethodHandler handler);
   void AddProperty(const std::string& name, const char* signature, PropertyGetter getter);
 
-  // Publishes the object. To be called once. No call is handled before the loop runs.
+  // Publishes the object. Must be called once. No call is handled before the loop runs.
   bool Export(ErrorHolder error);
 
-  // Signals that a property has changed, and to what.
+  // Emits a change signal with the new value of a property.
   bool EmitChanged(const std::string& property, ErrorHolder error);
 
  private:
@@ -49,7 +49,7 @@ class ExportedObject {
   Connection& connection_;
   std::string path_;
   std::string interface_;
-  // The keys are the names that the table points to.
+  // `table_` points to the names in these keys.
   std::map<std::string, MethodHandler, std::less<>> methods_;
   std::map<std::string, PropertyGetter, std::less<>> properties_;
   std::vector<sd_bus_vtable> table_;

@@ -24,25 +24,25 @@ struct MessageDeleter {
 };
 using MessagePtr = std::unique_ptr<sd_bus_message, MessageDeleter>;
 
-// Adds what the library reported, in the domain kDBusErrorDomain. An error that it gives as a
-// number only gets the D-Bus error name that the library has for it.
+// Adds an error of the library, in the domain kDBusErrorDomain. If the library gives only an error
+// number, the code is the D-Bus error name for that number.
 void AddBusError(ErrorHolder holder, const sd_bus_error& error);
 void AddErrno(ErrorHolder holder, int error_number);
 
-// Appends values to a message that is not sealed yet, and outlives the writer. The first failure
-// (text that is not UTF-8 or has a null character in it, a message over the bus's limits) is kept,
-// and nothing is appended after it.
+// Appends values to a message that is not sealed yet. The message must outlive the writer. After
+// the first failure (text that is not UTF-8 or contains a null character, or a message over the
+// bus's limits) nothing more is appended.
 class MessageWriter {
  public:
-  // A null message is a failure from the start.
+  // A null message counts as a failure.
   explicit MessageWriter(sd_bus_message* message) : message_(message), ok_(message != nullptr) {}
 
   void AppendString(const std::string& value);
-  // As an array of bytes, which may be empty, in one piece.
+  // Appends an array of bytes, which may be empty.
   void AppendBytes(Bytes value);
-  // As an array of dictionary entries, in the order of the keys.
+  // Appends an array of dictionary entries, in the order of the keys.
   void AppendStringMap(const StringMap& value);
-  // As a variant of just the value's type.
+  // Appends a variant of exactly the value's type.
   void AppendVariant(const Any& value);
 
   bool ok() const { return ok_; }
@@ -60,7 +60,7 @@ class MessageWriter {
   bool ok_;
 };
 
-// An open container of the message that is being written; closed on destruction.
+// Opens a container in a message that is being written. The destructor closes it.
 class WriteScope {
  public:
   // `type` is one of SD_BUS_TYPE_ARRAY, _VARIANT, _DICT_ENTRY, _STRUCT; `contents` its signature.
@@ -73,27 +73,28 @@ class WriteScope {
   MessageWriter& writer_;
 };
 
-// Reads the values of a sealed message one after the other. A read that fails, because the next
-// value is of another type or there is none, leaves the place where it was.
+// Reads the values of a sealed message in order. A read fails if the next value has another type or
+// there is none. A failed read does not move the position.
 class MessageReader {
  public:
-  // `message` outlives the reader, and is the one that has the place.
+  // `message` must outlive the reader. The position is part of the message.
   explicit MessageReader(sd_bus_message* message) : message_(message) {}
 
-  // The text is the message's own.
+  // The text is owned by the message.
   std::optional<std::string_view> PopString();
-  // The bytes are the message's own.
+  // The bytes are owned by the message.
   std::optional<Bytes> PopBytes();
-  // A variant of any type that Any can hold.
+  // Reads a variant of any type that Any can hold.
   std::optional<Any> PopVariant();
-  // An array of dictionary entries, which replaces the contents of `*map`. Of several entries with
-  // one key the first counts. False when there is no array, and the map stays; or at an entry that
-  // is not a pair of strings, and the map keeps those before it.
+  // Reads an array of dictionary entries, which replaces the contents of `*map`. If a key is
+  // repeated, the first value wins. Returns false if the next value is not an array, and leaves
+  // `*map` unchanged. Also returns false at an entry that is not a pair of strings; `*map` then has
+  // the entries before it.
   bool PopStringMap(StringMap* map);
 
-  // Whether the innermost open container, or the message, has another value.
+  // Returns whether the innermost open container, or the message, has another value.
   bool HasMore() const { return sd_bus_message_at_end(message_, 0) == 0; }
-  // Whether the next value is of this type.
+  // Returns whether the next value has this type.
   bool NextIs(char type) const;
 
  private:
@@ -102,12 +103,12 @@ class MessageReader {
   sd_bus_message* message_;
 };
 
-// An entered container of the message that is being read. On destruction it is left, and what was
-// not read of it skipped, so that the place is behind it however the reading went.
+// Enters a container of a message that is being read. The destructor leaves it and skips its unread
+// values, so that the position is behind it in any case.
 class ReadScope {
  public:
-  // Null `contents` enters a container of this type with any contents. Not entered, and false, when
-  // the next value is something else.
+  // Null `contents` accepts any contents. If the next value is something else, no container is
+  // entered and the object converts to false.
   ReadScope(MessageReader& reader, char type, const char* contents);
   ReadScope(const ReadScope&) = delete;
   ReadScope& operator=(const ReadScope&) = delete;

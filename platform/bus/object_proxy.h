@@ -14,10 +14,10 @@ namespace orvane::platform::bus {
 
 class Connection;
 
-// A time-out that stands for the bus library's own (25 s, if nobody changed it).
+// Selects the bus library's own time-out (25 s by default).
 inline constexpr int kDefaultTimeoutMs = -1;
 
-// A method call that is being put together; see ObjectProxy.
+// A method call that is being built; see ObjectProxy.
 class MethodCall {
  public:
   MethodCall(MessagePtr message, std::string interface, std::string member)
@@ -26,7 +26,7 @@ class MethodCall {
         interface_(std::move(interface)),
         member_(std::move(member)) {}
 
-  // For the arguments, in order.
+  // Writes the arguments, in order.
   MessageWriter& writer() { return writer_; }
 
  private:
@@ -38,28 +38,28 @@ class MethodCall {
   std::string member_;
 };
 
-// A call under way. Destroying it, also in its own callback, drops the reply.
+// A call without its reply yet. Destroying it drops the reply. Its callback may destroy it.
 class PendingCall {
  public:
   virtual ~PendingCall() = default;
 };
 
-// Destroying it, also in its own callback, ends the subscription.
+// A subscription, which ends on destruction. Its callback may destroy it.
 class SignalSubscription {
  public:
   virtual ~SignalSubscription() = default;
 };
 
-// The far end of method calls and signals: an object of a service. Made by Connection.
+// A remote object, for method calls and signals. Created by Connection.
 //
-// An error is of the domain kDBusErrorDomain: an error reply's own name and text; where no reply
-// came (nobody there, time-out, connection lost) those of the bus library; and where the call could
-// not even be put together, or handed over, "org.freedesktop.DBus.Error.Failed".
+// Errors have the domain kDBusErrorDomain. An error reply gives its own name and text. Without a
+// reply (no such service, time-out, lost connection) the bus library gives them. If the call can't
+// be built or sent, the name is "org.freedesktop.DBus.Error.Failed".
 class ObjectProxy {
  public:
-  // Exactly one of the two is there. The reply is the callee's until it returns.
+  // Exactly one argument is not null. The reply is valid during the call.
   using ReplyCallback = std::function<void(sd_bus_message* reply, const Error* error)>;
-  // The signal is the callee's until it returns.
+  // The signal is valid during the call.
   using SignalCallback = std::function<void(sd_bus_message* signal)>;
 
   ObjectProxy(Connection& connection, std::string service, std::string path);
@@ -68,19 +68,19 @@ class ObjectProxy {
 
   MethodCall NewMethodCall(const std::string& interface, const std::string& member) const;
 
-  // Sends the call and waits for its reply; nothing else is served meanwhile. Null, and an error
-  // added, when there is no reply or it is an error. Time-outs are in milliseconds; a negative one
-  // is kDefaultTimeoutMs.
+  // Sends the call and blocks until the reply; the loop does not run. On failure or an error reply
+  // returns null and adds an error. Time-outs are in milliseconds; a negative one is
+  // kDefaultTimeoutMs.
   MessagePtr CallAndWait(MethodCall call, int timeout_ms, ErrorHolder error) const;
 
-  // Sends the call. `callback` runs once, on the loop, unless the result is destroyed before.
+  // Sends the call. `callback` runs once, on the loop, unless the result is destroyed first.
   [[nodiscard]] std::unique_ptr<PendingCall> CallAsync(MethodCall call, int timeout_ms,
                                                        ReplyCallback callback) const;
 
-  // Calls `callback` for each signal of that name that this object broadcasts. `arg0` is the first
-  // argument that it must have; empty for any. The bus itself checks that the sender of a broadcast
-  // owns the service's name, so no change of owner can be missed here. It does not check signals
-  // that are addressed to this process; they are ignored, since anybody can send them.
+  // Calls `callback` for each broadcast signal of that name from this object. `arg0` is the
+  // required first argument; empty matches any. The bus checks that the sender of a broadcast owns
+  // the service's name, so a change of owner can't be missed. It does not check signals that are
+  // addressed to this process. These are ignored, since any process can send them.
   [[nodiscard]] std::unique_ptr<SignalSubscription> Subscribe(const std::string& interface,
                                                               const std::string& member,
                                                               const std::string& arg0,
@@ -96,7 +96,7 @@ class ObjectProxy {
   std::string path_;
 };
 
-// Whether the reader of a reply has come to its end. If not, an error is added that says so.
+// Returns whether the reply has no unread arguments left. Otherwise adds an error.
 bool CheckNoMoreArguments(sd_bus_message* reply, ErrorHolder error);
 
 }  // namespace orvane::platform::bus

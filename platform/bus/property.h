@@ -7,17 +7,17 @@
 
 namespace orvane::platform::bus {
 
-// The local copy of one property of a remote object, and the value to set it to, if any. Knows how
-// the values look in a message, and nothing of where messages come from.
+// The local copy of a property of a remote object, and a pending value to set. It reads and writes
+// messages, but does not send them.
 class PropertyBase {
  public:
   virtual ~PropertyBase() = default;
 
-  // Reads the next value of a message, a variant, into the current value. Whether that succeeded;
-  // if not, the current value may be part of the new one.
+  // Reads the next value of a message, a variant, into the current value. Returns whether that
+  // succeeded. On failure the current value may be a part of the new one.
   virtual bool PopValue(MessageReader& reader) = 0;
 
-  // Appends the pending value, as a variant.
+  // Appends the pending value as a variant.
   virtual void AppendSetValue(MessageWriter& writer) const = 0;
 };
 
@@ -27,8 +27,8 @@ class StringMapProperty : public PropertyBase {
   const StringMap& value() const { return value_; }
   void set_pending_value(StringMap value) { pending_value_ = std::move(value); }
 
-  // Reads as MessageReader::PopStringMap. One variant more around the value is opened too. An array
-  // without entries is an empty map, whatever type they would be of.
+  // Reads like MessageReader::PopStringMap. It also opens one more variant around the value. An
+  // empty array of any type is an empty map.
   bool PopValue(MessageReader& reader) override;
   void AppendSetValue(MessageWriter& writer) const override;
 

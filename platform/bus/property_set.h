@@ -15,10 +15,10 @@
 
 namespace orvane::platform::bus {
 
-// Local copies of an interface's properties, kept up with the remote object once ConnectSignals has
-// been called: by its own change signals, and by reading all of them again when its service gets an
-// owner (it came late, or was started anew) or says that one of them has changed but not to what.
-// What fails is logged at WARNING and leaves the copies as they are.
+// Local copies of the properties of a remote interface. After ConnectSignals they follow the remote
+// object: a change signal updates the properties whose values it contains. All properties are read
+// again when the service gets an owner (it started or restarted), and after a change signal without
+// the new value. Failures are logged at WARNING and leave the copies unchanged.
 class PropertySet {
  public:
   // Runs on the loop after each successful reading of a property. May destroy the set.
@@ -30,15 +30,14 @@ class PropertySet {
   PropertySet& operator=(const PropertySet&) = delete;
   virtual ~PropertySet();
 
-  // Begins to follow the remote object. Does not wait for anything.
+  // Starts to follow the remote object. Does not block.
   void ConnectSignals();
 
-  // Asks for all properties, without waiting. An answer to an earlier question that is still to
-  // come is not looked at any more.
+  // Requests all properties without blocking. Drops the pending reply of an earlier request.
   void GetAll();
 
  protected:
-  // `property` is a member of the derived class. Properties without a registration are ignored.
+  // `property` is a member of the derived class. Properties that are not registered are ignored.
   void RegisterProperty(const std::string& name, PropertyBase* property);
 
  private:

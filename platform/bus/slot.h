@@ -7,7 +7,7 @@
 
 namespace orvane::platform::bus {
 
-// Sends what is queued, closes the connection, and lets go of it.
+// Sends queued messages, closes the connection and releases it.
 struct BusDeleter {
   void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
 };

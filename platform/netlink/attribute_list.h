@@ -13,10 +13,10 @@
 
 namespace orvane::platform {
 
-// One attribute of a netlink message, read where it lies: a view, valid as long as its message.
+// A view of one attribute of a netlink message, valid as long as the message.
 class Attribute {
  public:
-  // An absent one.
+  // An absent attribute.
   Attribute() = default;
 
   Attribute(std::uint16_t type, const std::uint8_t* payload, std::uint16_t length)
@@ -24,12 +24,12 @@ class Attribute {
 
   explicit operator bool() const { return payload_ != nullptr; }
 
-  // Without the bits for nesting and byte order.
+  // The type without the flag bits for nesting and byte order.
   std::uint16_t type() const { return type_ & NLA_TYPE_MASK; }
   std::span<const std::uint8_t> payload() const { return {payload_, length_}; }
 
-  // The number, or the struct, that is the whole payload, in the machine's byte order. Nothing if
-  // the attribute is absent or its payload has another size.
+  // Returns the payload as a number or struct, in host byte order. Returns nothing if the attribute
+  // is absent or its payload has another size.
   template <typename Value>
   std::optional<Value> As() const {
     if (payload_ == nullptr || length_ != sizeof(Value)) return std::nullopt;
@@ -44,12 +44,12 @@ class Attribute {
   std::uint16_t type_ = 0;
 };
 
-// The attributes of a message or of a nest in it: a view, valid as long as the message. Nothing is
-// read outside the bytes that it was given. The list ends before the first attribute that is cut
-// off or whose length is less than its header's; what stands before it is read.
+// A view of the attributes of a message or of a nest in it, valid as long as the message. It never
+// reads outside the given bytes. The list ends before the first attribute that is truncated or
+// whose length is less than its header's; earlier attributes are read.
 //
-// It is a range, for one walk that looks for several attributes. The getters walk once each, and
-// take the first attribute of their type.
+// It is a range, so that one walk can find several attributes. Each getter makes its own walk and
+// takes the first attribute of the type.
 class AttributeList {
  public:
   class Iterator {
@@ -70,7 +70,7 @@ class AttributeList {
     bool operator==(std::default_sentinel_t /*end*/) const { return !current_; }
 
    private:
-    // Takes the attribute at `next_`, or none.
+    // Parses the attribute at `next_`, if there is one.
     void Read() {
       nlattr header;
       if (rest_ >= sizeof(header)) {
@@ -78,7 +78,7 @@ class AttributeList {
         if (header.nla_len >= sizeof(header) && header.nla_len <= rest_) {
           current_ = Attribute(header.nla_type, next_ + sizeof(header),
                                static_cast<std::uint16_t>(header.nla_len - sizeof(header)));
-          // The last one's padding may be missing.
+          // The last attribute may lack its padding.
           const std::size_t step = std::min<std::size_t>(NLA_ALIGN(header.nla_len), rest_);
           next_ += step;
           rest_ -= step;
@@ -97,13 +97,13 @@ class AttributeList {
   AttributeList() = default;
   explicit AttributeList(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
 
-  // The list that is the payload of a nest; an absent attribute has an empty one.
+  // The list in the payload of a nest; empty if the attribute is absent.
   explicit AttributeList(const Attribute& nest) : bytes_(nest.payload()) {}
 
   Iterator begin() const { return Iterator(bytes_); }
   std::default_sentinel_t end() const { return std::default_sentinel; }
 
-  // The first of the type, or an absent one.
+  // Returns the first attribute of the type, or an absent one.
   Attribute Find(int type) const;
 
   template <typename Value>
@@ -111,7 +111,7 @@ class AttributeList {
     return Find(type).As<Value>();
   }
 
-  // A flag is set if it is there, with no payload.
+  // A flag attribute has no payload; it is set if it is present.
   bool HasFlag(int type) const;
 
  private:

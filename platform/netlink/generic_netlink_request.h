@@ -16,16 +16,16 @@ namespace orvane::platform {
 // A request to a generic-netlink family, in a buffer of a fixed size.
 class GenericNetlinkRequest {
  public:
-  // Of the whole message, headers included.
+  // Size of the whole message, headers included.
   static constexpr std::size_t kCapacity = 256;
 
-  // Adds attributes to its request, which must outlive it. Each setter reports false, and adds
-  // nothing, when there is no room left.
+  // Adds attributes to a request, which must outlive this object. If there is no room left, a
+  // setter adds nothing and returns false.
   class Attributes {
    public:
     bool SetU32AttributeValue(std::uint16_t type, std::uint32_t value);
     bool SetRawAttributeValue(std::uint16_t type, const ByteString& value);
-    // With the zero byte that ends a string.
+    // Adds the string with its terminating null byte.
     bool SetStringAttributeValue(std::uint16_t type, const std::string& value);
 
    private:
@@ -36,7 +36,7 @@ class GenericNetlinkRequest {
     GenericNetlinkRequest* request_;
   };
 
-  // `message_type` is the id of the family. The flags are NLM_F_REQUEST and NLM_F_ACK.
+  // `message_type` is the family id. The initial flags are NLM_F_REQUEST and NLM_F_ACK.
   GenericNetlinkRequest(std::uint16_t message_type, std::uint8_t command);
 
   Attributes attributes() { return Attributes(this); }
@@ -46,18 +46,18 @@ class GenericNetlinkRequest {
   void AddFlags(std::uint16_t flags) { header().nlmsg_flags |= flags; }
   bool IsDump() const { return (flags() & NLM_F_DUMP) == NLM_F_DUMP; }
 
-  // What tells its replies from those to other requests.
+  // Sets the numbers that the kernel copies into the replies.
   void SetSender(std::uint32_t port, std::uint32_t sequence);
 
-  // The message as it goes to the kernel.
+  // The message as it is sent to the kernel.
   std::span<const std::uint8_t> bytes() const;
 
  private:
   nlmsghdr& header() { return *reinterpret_cast<nlmsghdr*>(buffer_.data()); }
   const nlmsghdr& header() const { return *reinterpret_cast<const nlmsghdr*>(buffer_.data()); }
 
-  // Zeros from the start: libmnl leaves the padding after an attribute as it finds it, and what
-  // lies on our stack is none of the kernel's business.
+  // Zero-initialised: libmnl does not clear the padding after an attribute, and stack contents must
+  // not leak to the kernel.
   alignas(NLMSG_ALIGNTO) std::array<std::uint8_t, kCapacity> buffer_ = {};
 };
 

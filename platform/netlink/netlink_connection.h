@@ -16,15 +16,15 @@
 
 namespace orvane::platform {
 
-// The reason of a call of an auxiliary handler.
+// The reason for a call of the auxiliary handler.
 enum class AuxiliaryKind : std::int32_t {
-  kDone = 0,            // The dump is complete. With the message.
-  kKernelError = 1,     // The request failed. With the message, without one if it was not sent.
-  kTimeOut = 2,         // The kernel is silent. No message.
-  kUnexpectedType = 3,  // A message of another type than the request's. With the message.
+  kDone = 0,            // The dump is complete. Comes with the message.
+  kKernelError = 1,     // The request failed. Null if no message says so.
+  kTimeOut = 2,         // The kernel did not answer. No message.
+  kUnexpectedType = 3,  // A message of another type than the request's. Comes with the message.
 };
 
-// The handlers of a request, all of them set.
+// The handlers of a request. All must be set.
 struct NetlinkHandlers {
   // Called for each reply message.
   std::function<void(const GenericNetlinkMessage& message)> on_message;
@@ -34,34 +34,37 @@ struct NetlinkHandlers {
   std::function<void(AuxiliaryKind kind, const NetlinkMessage* message)> on_auxiliary;
 };
 
-// A socket to the kernel, and the request that is under way on it, if there is one. The kernel runs
-// one dump per socket at a time.
+// A socket to the kernel, and the pending request on it, if any. The kernel runs one dump per
+// socket at a time.
 //
 // A request ends once, and its handlers are then destroyed:
-//  - with the kernel's done message or an error message: the auxiliary handler is called;
-//  - at its deadline: the auxiliary handler is called with kTimeOut, except where only the
-//    acknowledgement of a single record is missing;
-//  - a request for a single record, once its reply and its acknowledgement are there: no call;
-//  - if the acknowledgement handler removes the handlers: no call.
+//  - A done message or an error message arrives: the auxiliary handler is called.
+//  - The socket fails: the auxiliary handler is called with kKernelError.
+//  - The deadline passes: the auxiliary handler is called with kTimeOut, unless only the
+//    acknowledgement of a single record is missing.
+//  - The reply and the acknowledgement of a single record have both arrived: no call.
+//  - The acknowledgement handler removes the handlers: no call.
+//
 // A message of an unexpected type breaks the answer off: the auxiliary handler is called with it,
-// and never again. Replies still reach their handler until the request ends.
+// and is not called again. Replies still reach the message handler until the request ends.
 //
-// The deadline is kResponseDeadline after Send. If datagrams arrive before it, it is put off by the
-// same time, again and again: silence of twice that time always ends a request.
+// The deadline is kResponseDeadline after Send. If datagrams have arrived by then, it is extended
+// by the same time, repeatedly. So silence of twice that time always ends a request.
 //
-// After a complete answer the connection is idle and takes the next request. In all other cases
+// After a complete answer the connection is idle and can send the next request. In all other cases
 // late replies may follow, so the socket is closed, which also ends the dump in the kernel.
 //
 // Handlers may destroy the connection.
 class NetlinkConnection final : private FdWatcher {
  public:
   static constexpr TimeSpan kResponseDeadline{5'000'000};
-  // The kernel sizes the parts of a dump by the largest buffer that it has seen, up to 32 KiB.
+  // The kernel sizes the parts of a dump by the largest receive buffer so far, up to 32 KiB.
   static constexpr std::size_t kReceiveBufferSize = 64 * 1024;
-  // Received before other descriptors have their turn.
+  // Other descriptors are served after so many datagrams.
   static constexpr int kDatagramsPerWakeUp = 16;
 
-  // `loop` must outlive the connection, which is closed if the loop can't watch the socket.
+  // `loop` must outlive the connection. The connection is closed if the loop can't watch the
+  // socket.
   NetlinkConnection(Loop& loop, std::unique_ptr<NetlinkSocket> socket);
   NetlinkConnection(const NetlinkConnection&) = delete;
   NetlinkConnection& operator=(const NetlinkConnection&) = delete;
@@ -71,16 +74,16 @@ class NetlinkConnection final : private FdWatcher {
   bool IsOpen() const { return socket_ != nullptr; }
   bool IsIdle() const { return IsOpen() && request_ == nullptr; }
 
-  // Sends a request; the connection must be idle. Calls no handler. On failure, which it logs, it
-  // returns false, leaves `*handlers` alone and stays idle.
+  // Sends a request; the connection must be idle. Calls no handler. On failure logs a line, returns
+  // false, leaves `*handlers` unchanged and stays idle.
   bool Send(GenericNetlinkRequest request, std::uint32_t sequence, NetlinkHandlers* handlers);
 
  private:
   enum class Phase : std::uint8_t {
     kSent,
-    kReplied,       // A single record is here, the acknowledgement is missing.
-    kAcknowledged,  // The other way round.
-    kBrokenOff,     // The end is not reported.
+    kReplied,       // A single record has arrived, its acknowledgement has not.
+    kAcknowledged,  // The acknowledgement has arrived, the record has not.
+    kBrokenOff,     // After an unexpected message. The end is not reported.
     kEnded,
   };
 
@@ -97,8 +100,8 @@ class NetlinkConnection final : private FdWatcher {
   void ArmDeadline();
   void OnDeadline();
 
-  // Each of these may call handlers, hence destroy the connection. `request` outlives the call; it
-  // is null if none is under way.
+  // Each of these may call handlers, which may destroy the connection. `request` outlives the call;
+  // it is null if there is none.
   void ReadDatagrams();
   bool ReadDatagram(Request* request);
   void WalkMessages(Request* request, std::span<const std::uint8_t> datagram);
@@ -114,7 +117,7 @@ class NetlinkConnection final : private FdWatcher {
   std::unique_ptr<FdWatch> watch_;
   OneShotTimer deadline_;
   bool has_heard_since_armed_ = false;
-  // Shared with the functions that call its handlers.
+  // Shared with the functions that call its handlers, so that it outlives them.
   std::shared_ptr<Request> request_;
 };
 

@@ -11,9 +11,9 @@ namespace orvane::platform {
 
 inline constexpr TimeSpan kFamilyDeadline{1'000'000};
 
-// Asks the kernel for the id of a generic netlink family, over a socket that is used for nothing
-// else. Blocks until the answer is there, for kFamilyDeadline at most. 0 if the kernel has no such
-// family or does not answer.
+// Requests the id of a generic netlink family from the kernel, over a socket of its own. Blocks
+// until the answer arrives, at most kFamilyDeadline. Returns 0 if the kernel has no such family or
+// does not answer.
 std::uint16_t ResolveFamily(NetlinkSocket& socket, const std::string& name);
 
 }  // namespace orvane::platform

@@ -9,18 +9,18 @@
 
 namespace orvane::platform {
 
-// The kernel, as far as netlink needs it. Tests override it to play the kernel.
+// The kernel's netlink interface. Tests override it with a simulated kernel.
 class NetlinkKernel {
  public:
-  // The receive queue of a socket, in bytes. A station takes about half a kilobyte.
+  // Size of a socket's receive queue, in bytes. A station takes about half a kilobyte.
   static constexpr int kQueueSize = 1024 * 1024;
 
   virtual ~NetlinkKernel() = default;
 
-  // Opens a generic netlink socket. Null, with errno set, on failure.
+  // Opens a generic netlink socket. On failure returns null, with errno set.
   virtual std::unique_ptr<NetlinkSocket> OpenSocket();
 
-  // The index of a network interface, 0 if there is none of that name.
+  // Returns the index of a network interface, or 0 if there is none of that name.
   virtual std::uint32_t GetInterfaceIndex(const std::string& name);
 };
 

@@ -12,35 +12,35 @@
 
 namespace orvane::platform {
 
-// One message as it came from the kernel: a view, valid as long as the buffer that it lies in.
+// A view of one message from the kernel, valid as long as the receive buffer.
 class NetlinkMessage {
  public:
-  // Takes the message at the front of `*bytes` and moves `*bytes` on to the next one. Nothing, and
-  // `*bytes` as it was, when there is no whole message: too few bytes for a header, or a length
-  // that is less than the header's or more than there is.
+  // Takes the first message of `*bytes` and moves `*bytes` on to the next one. If there is no whole
+  // message (too few bytes for a header, or a length that is less than the header's or more than
+  // the rest), returns nothing and leaves `*bytes` unchanged.
   static std::optional<NetlinkMessage> TakeFrom(std::span<const std::uint8_t>* bytes);
 
   std::uint16_t type() const { return header_.nlmsg_type; }
   std::uint16_t flags() const { return header_.nlmsg_flags; }
   std::uint32_t sequence() const { return header_.nlmsg_seq; }
-  // The port that the message is meant for.
+  // The destination port.
   std::uint32_t port() const { return header_.nlmsg_pid; }
   std::span<const std::uint8_t> payload() const { return payload_; }
 
-  // The end of a dump that went well.
+  // Whether this ends a successful dump.
   bool IsDone() const;
 
-  // An error or, where the error value is 0, an acknowledgement. The kernel also ends a dump that
-  // failed on its way with a done message that bears the error: that is an error here.
+  // Whether this is an error, or an acknowledgement if the error value is 0. The kernel ends a
+  // failed dump with a done message that contains the error; it counts as an error here.
   bool IsError() const;
 
-  // The error value of such a message, a negative errno or 0; 0 for any other message.
+  // The error value of such a message: a negative errno or 0. 0 for any other message.
   std::int32_t GetError() const;
 
-  // The same with the other sign: a positive errno or 0.
+  // The same as a positive errno or 0.
   std::int32_t GetErrno() const;
 
-  // The error for people: the system's text and number, and what the kernel itself has to say.
+  // The error for people: the system's text and number, and the kernel's own text, if any.
   std::string GetErrorText() const;
 
  private:
@@ -54,10 +54,11 @@ class NetlinkMessage {
   std::span<const std::uint8_t> payload_;
 };
 
-// A message of a generic-netlink family: a command and attributes. A view, as NetlinkMessage.
+// A view of a generic netlink message: a command and attributes. Valid as long as the receive
+// buffer.
 class GenericNetlinkMessage {
  public:
-  // Nothing when the payload is too short for the header of generic netlink.
+  // Returns nothing if the payload is too short for the generic netlink header.
   static std::optional<GenericNetlinkMessage> From(const NetlinkMessage& message);
 
   std::uint8_t command() const { return command_; }

@@ -9,12 +9,12 @@ namespace orvane::platform {
 
 // The outcome of one attempt to receive.
 enum class ReceiveStatus : std::uint8_t {
-  kDatagram,   // The buffer holds one.
-  kNothing,    // None is waiting.
-  kIgnored,    // A datagram of another process. Dropped.
-  kTruncated,  // A datagram larger than the buffer. Dropped.
-  kLost,       // The kernel dropped messages, for want of room; errno says more. Others follow.
-  kFailed,     // The socket is of no more use; errno says why.
+  kDatagram,   // The buffer holds a datagram.
+  kNothing,    // No datagram is waiting.
+  kIgnored,    // A datagram of another process was dropped.
+  kTruncated,  // A datagram larger than the buffer was dropped.
+  kLost,  // The kernel dropped messages because the queue was full; errno is set. More may follow.
+  kFailed,  // The socket is unusable; errno is set.
 };
 
 struct ReceiveResult {
@@ -30,13 +30,13 @@ class NetlinkSocket {
   // Readable when there is something to receive.
   virtual int fd() const = 0;
 
-  // The address of the socket. Replies to it carry this number.
+  // The socket's address. The kernel copies it into replies.
   virtual std::uint32_t port() const = 0;
 
-  // Sends one datagram. False, with errno set, on failure.
+  // Sends one datagram. On failure returns false, with errno set.
   virtual bool Send(std::span<const std::uint8_t> datagram);
 
-  // Receives one datagram. On a netlink socket only the kernel's are taken.
+  // Receives one datagram. On a netlink socket only the kernel's datagrams are accepted.
   virtual ReceiveResult Receive(std::span<std::uint8_t> buffer);
 };
 
