@@ -32,29 +32,29 @@ inline constexpr char kSaltFile[] = "/var/lib/ap/monitor/station_id_salt";
 inline constexpr char kEventTypeUrl[] =
     "type." WAVELARK_TYPE_URL_DOMAIN "/access_infrastructure.proto.Event";
 
-// Sanitizers take time and memory, of which some tests measure.
+// Sanitizers cost time and memory, which some tests measure.
 #ifdef __SANITIZE_ADDRESS__
 inline constexpr bool kIsSanitized = true;
 #else
 inline constexpr bool kIsSanitized = false;
 #endif
 
-// What the metrics recorder was given.
+// What the metrics recorder received.
 struct Record {
   std::string type;
   std::string bytes;
-  access_infrastructure::proto::Event event;  // the bytes decoded
+  access_infrastructure::proto::Event event;  // the decoded bytes
 };
 
 using Arguments = ChildProcess::Arguments;
 using Environment = ChildProcess::Environment;
 
-// An access point around the real daemon: a private bus, stand-ins for the services on it, hostapd,
-// and the daemon itself as a process. Its owner starts what it needs, in the order it wants.
-// Everything ends with this object, which prints the daemon's log if an expectation has failed.
+// An access point around the real daemon: a private bus, services on it, hostapd stand-ins, and the
+// daemon as a process. The caller starts the parts it needs, in any order. The destructor ends all
+// of them, and prints the daemon's log if an expectation has failed.
 //
-// The daemon's paths are fixed: use it in a private namespace (testbed/private_namespace.h), and
-// one at a time.
+// The daemon's paths are fixed: use this class in a private namespace
+// (testbed/private_namespace.h), one instance at a time.
 class AccessPoint {
  public:
   using Milliseconds = std::chrono::milliseconds;
@@ -68,74 +68,73 @@ class AccessPoint {
   void StartBus();
   PrivateBus& bus() { return *bus_; }
 
-  // The flags service; returns when it has its name, unless that comes late.
+  // The flags service. Returns when it has its name, unless options make it late.
   void StartFlags(const FlagMap& flags, const Arguments& options = {});
   void StopFlags() { flags_.reset(); }
-  // Rewrites what it publishes, which it signals.
+  // Rewrites the published flags. The service signals the change.
   void SetFlags(const FlagMap& flags);
   ChildProcess& flags_service() { return *flags_; }
 
-  // The metrics recorder; returns when it has its name.
+  // The metrics recorder. Returns when it has its name.
   void StartRecorder(const Arguments& options = {});
   void StopRecorder() { recorder_.reset(); }
   ChildProcess& recorder() { return *recorder_; }
-  // The record of this number, counted from 1.
+  // Returns record `number`, counted from 1.
   Record WaitForRecord(std::size_t number);
-  // When the recorder that runs got its record of this number, in milliseconds since the Unix
-  // epoch.
+  // Returns when the running recorder received this record, in milliseconds since the Unix epoch.
   std::int64_t ReceivedMs(std::size_t number);
   bool HasRecord(std::size_t number) const;
   std::size_t RecordCount() const;
 
-  // What to start in place of the daemon's own program; arguments come behind it.
+  // The command that runs instead of the daemon's program; the daemon's arguments are appended.
   void set_daemon_command(const Arguments& command) { daemon_command_ = command; }
 
-  // Starts the daemon and waits until it says that it is ready.
+  // Starts the daemon and waits until it reports readiness.
   void StartDaemon(const Arguments& arguments = {}, const Environment& environment = {});
-  // Doesn't wait.
+  // Starts the daemon without waiting.
   void LaunchDaemon(const Arguments& arguments = {}, const Environment& environment = {});
-  // Serves both interfaces.
+  // Serves the sockets of both interfaces.
   void StartHostapds();
-  // Bus, recorder, salt, daemon (--v=1 and an upload period of one second come before `arguments`),
-  // and hostapd attached on both interfaces.
+  // Starts bus, recorder, salt, the daemon (with --v=1 and an upload period of one second before
+  // `arguments`), and hostapd attached on both interfaces.
   void StartAll(const Arguments& arguments = {});
   ChildProcess& daemon() { return *daemon_; }
   Hostapd& wlan2400() { return *wlan2400_; }
   Hostapd& wlan5000() { return *wlan5000_; }
 
-  // The next notice to the service manager.
+  // Returns the next notice to the service manager.
   std::string NextNotice(Milliseconds timeout = kPatience);
 
-  // Sends an event line that nobody knows, and waits until the daemon has told so: it has taken all
-  // that was sent before.
+  // Sends an unknown event line and waits until the daemon has logged it. It has then processed
+  // everything sent before.
   void Settle(Hostapd& hostapd);
-  // Stops the daemon's process and returns when it has stopped. After Release the daemon finds all
-  // that happened meanwhile at once. Start a Hostapd while the daemon is held if it must not be
-  // refused: the file of a socket exists a moment before the socket accepts connections.
+  // Stops the daemon's process with SIGSTOP. After Release the daemon sees everything that happened
+  // in between at once. To avoid a refused connection, start a Hostapd while the daemon is held:
+  // the file of a socket exists shortly before the socket accepts connections.
   void Hold();
   void Release() { daemon().Signal(SIGCONT); }
 
-  // Signals it and expects a good end before a call on the bus could time out.
+  // Sends the signal and expects exit code 0 before a call on the bus could time out.
   void ExpectQuickExit(int signal_number);
-  // Expects it to end by SIGABRT with this text on standard error.
+  // Expects the daemon to end by SIGABRT with this text on standard error.
   void ExpectAbort(std::string_view text);
   void ExpectExit(int code, std::chrono::seconds patience = kPatience);
 
-  // The daemon's log. A line is the same when all of its text is.
+  // The daemon's log. LogCount and ExpectLogged compare whole texts.
   std::vector<LogLine> Log() { return ParseLog(daemon().err().Text()); }
   std::size_t LogCount(std::string_view severity, std::string_view text);
-  // Waits until the line is there `count` times in all.
+  // Waits until the line has been logged `count` times in total.
   void ExpectLogged(std::string_view severity, std::string_view text, std::size_t count = 1);
-  // Those of this severity; lines about nl80211, which a machine may lack, left out.
+  // Returns the lines of this severity, except those about nl80211, which some machines lack.
   std::vector<std::string> LogTexts(std::string_view severity);
 
-  // Whether the daemon has a handler for the signal at the moment.
+  // Returns whether the daemon handles the signal at the moment.
   bool CatchesSignal(int signal_number);
 
-  // How many descriptors it has when it has nothing to do. (Each line of the log opens one for a
-  // moment where there is no system log.)
+  // Returns the number of open descriptors of the idle daemon. (Without a system log, each log line
+  // opens one for a moment.)
   std::size_t DescriptorCount();
-  // What /proc tells of its memory under a key, as "VmSize".
+  // Returns a memory value from /proc/PID/status, for example "VmSize".
   std::int64_t StatusKilobytes(std::string_view key);
   std::int64_t ResidentKilobytes() { return StatusKilobytes("VmRSS"); }
 
@@ -156,16 +155,16 @@ class AccessPoint {
   std::unique_ptr<ChildProcess> daemon_;
 };
 
-// A test with an access point of its own.
+// A fixture with an access point.
 class AccessPointTest : public ::testing::Test {
  protected:
   AccessPoint ap_;
 };
 
-// Writes the file that the daemon salts identifiers with.
+// Writes the salt file of the daemon.
 void WriteSalt(std::string_view salt);
 
-// Runs a program to its end. What it wrote to standard output.
+// Runs a program to its end. Returns its standard output.
 std::string OutputOf(const ChildProcess::Arguments& arguments);
 
 }  // namespace orvane::testbed

@@ -13,9 +13,9 @@
 
 namespace orvane::bridge {
 
-// One interface of an access point, in the words of those who look at it: stations send requests,
-// the access point answers, time passes. Takes the tracker's lines, without priority, time and the
-// repeated address: "AP-STA-AUTH 02:00:00:00:02:00 success:1".
+// Drives the station tracker of one interface: stations send requests, the access point answers,
+// time passes. Returns the tracker's lines without priority, time and repeated address:
+// "AP-STA-AUTH 02:00:00:00:02:00 success:1".
 class AccessPointOnPaper {
  public:
   static constexpr std::string_view kStation = "02:00:00:00:02:00";
@@ -25,10 +25,10 @@ class AccessPointOnPaper {
 
   StationTracker& tracker() { return tracker_; }
 
-  // What the kernel answers when it is asked for a station.
+  // Sets the kernel's information about stations.
   void KernelKnows(const StationInfo& info) { known_ = info; }
 
-  // --- What stations send, as hostapd reports it ---
+  // --- Frames of stations, as hostapd reports them ---
 
   void Probe(std::optional<int> signal) {
     tracker_.OnControlEvent(ProbeReceived{mac_, signal}, now_);
@@ -39,7 +39,7 @@ class AccessPointOnPaper {
   void RequestAssociation() { Receive({FrameKind::kAssociationRequest, {}, {}, 0, 0, 0}); }
   void Leave(FrameKind kind) { Receive({kind, {}, {}, 3, 0, 0}); }
 
-  // --- What the kernel sends ---
+  // --- Messages of the kernel ---
 
   void AnswerAuthentication(std::uint16_t status = 0, std::uint16_t transaction = 2,
                             std::uint16_t algorithm = 0) {
@@ -51,10 +51,10 @@ class AccessPointOnPaper {
   void SendOff(FrameKind kind, std::uint16_t reason) { Send({kind, {}, {}, reason, 0, 0}); }
   void SendMessage(EapolMessage message) { Report(EapolSent{mac_, message}); }
   void Remove(const StationInfo& info = {}) { Report(StationRemoved{mac_, info}); }
-  // What is sent from now on is not acknowledged, or is again.
+  // Sets whether stations acknowledge later frames.
   void Acknowledge(bool is_acknowledged) { is_acknowledged_ = is_acknowledged; }
 
-  // --- What hostapd says besides ---
+  // --- Other reports of hostapd ---
 
   void Connect() { tracker_.OnControlEvent(StationConnected{mac_}, now_); }
   void Disconnect() { tracker_.OnControlEvent(StationDisconnected{mac_}, now_); }
@@ -85,7 +85,7 @@ class AccessPointOnPaper {
   void Now(std::string_view station) { mac_ = ap::MacAddress(station); }
   Moment now() const { return now_; }
 
-  // Both halves of requests that succeed, and the whole way in.
+  // Successful requests with their answers, and a whole join.
   void Authenticate() {
     RequestAuthentication();
     TellNoSignal();
@@ -105,7 +105,7 @@ class AccessPointOnPaper {
     TakeLines();
   }
 
-  // Everything is read; the lines since the last call.
+  // Settles, and returns the lines since the last call.
   std::vector<std::string> TakeLines() {
     tracker_.Settle(now_);
     return TakeWrittenLines();
@@ -116,7 +116,7 @@ class AccessPointOnPaper {
     return lines;
   }
 
-  // "NAME station attributes" of a line.
+  // Returns the "NAME station attributes" of a line.
   static std::string Shorten(std::string line) {
     line.erase(0, 3);
     Cut(" timestamp:", &line);

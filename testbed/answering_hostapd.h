@@ -16,24 +16,24 @@
 
 namespace orvane::testbed {
 
-// A control socket of hostapd that answers by itself, on a thread of its own: "OK" to whoever
-// attaches and to commands, "PONG" to a ping. A test may change the answers, and sends events.
+// A control socket of hostapd that answers by itself, on its own thread: "OK" to ATTACH and to
+// commands, "PONG" to PING. A test can change the answers and send events.
 class AnsweringHostapd {
  public:
-  // Replaces a socket that nobody serves.
+  // Replaces a socket file that nobody serves.
   explicit AnsweringHostapd(const platform::FilePath& path);
   ~AnsweringHostapd();
 
-  // The answers to a command from now on: each a datagram, none for silence.
+  // Sets the answers to a command, one datagram each. An empty list means no answer.
   void SetAnswers(const std::string& command, std::vector<std::string> answers);
 
-  // Waits until somebody is attached. False if nobody is in time.
+  // Waits until a monitor is attached. Returns false after `timeout`.
   bool WaitForMonitor(std::chrono::milliseconds timeout);
 
-  // Sends an event to the monitor that attached last; waits while its queue is full.
+  // Sends an event to the last attached monitor. Blocks while its queue is full.
   void Send(std::string_view event);
 
-  // How often a command has come.
+  // Returns how often a command has arrived.
   std::size_t Count(const std::string& command);
 
  private:
@@ -41,7 +41,7 @@ class AnsweringHostapd {
   void Answer(const Command& command);
 
   ControlSocket socket_;
-  std::mutex mutex_;  // guards what follows
+  std::mutex mutex_;  // guards the members below
   std::map<std::string, std::vector<std::string>> answers_;
   std::map<std::string, std::size_t> counts_;
   std::optional<PeerAddress> monitor_;

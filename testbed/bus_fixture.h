@@ -15,7 +15,7 @@
 
 namespace orvane::testbed {
 
-// A bus, a loop, and a connection of ours between them.
+// A private bus, a loop, and a connection to the bus on that loop.
 class BusTest : public testing::Test {
  protected:
   explicit BusTest(std::string bus_rules = "") : bus_(std::move(bus_rules)) {
@@ -27,8 +27,8 @@ class BusTest : public testing::Test {
     return testbed::RunUntil(loop_, condition);
   }
 
-  // Serves the loop until the bus has dealt with all that we have sent, and we with all that it has
-  // sent by then.
+  // Serves the loop until the bus has processed everything sent so far, and this process everything
+  // that the bus has sent in reply.
   void Settle() {
     for (int round = 0; round < 3; ++round) {
       RunWhileReady(loop_);

@@ -15,26 +15,25 @@
 
 namespace orvane::testbed {
 
-// Shared, since a task that answers it later has to be copyable.
+// Shared, since a task that answers it later must be copyable.
 std::shared_ptr<sd_bus_message> KeepMessage(sd_bus_message* message);
 
-// A result of sd-bus that can only be bad when memory is short or a call is wrongly used: fatal.
+// Aborts on failure. For calls of sd-bus that fail only for lack of memory or by misuse.
 void MustSucceed(int result);
 
-// A service's place on the system bus (DBUS_SYSTEM_BUS_ADDRESS): its connection, served by the
-// loop, and its name. Losing the bus, or failing to get the name later on, ends the loop with
-// failure.
+// A service on the system bus (DBUS_SYSTEM_BUS_ADDRESS): its connection, served by the loop, and
+// its name. If the bus is lost, or a late claim of the name fails, the loop ends with failure.
 class BusPeer {
  public:
   BusPeer(platform::SdEventLoop& loop, std::string name);
 
   [[nodiscard]] Failure Connect();
 
-  // Claims the name: now, or once `late` has passed. `on_claimed` runs when it has it. To be called
-  // when everything is in place, since clients that wait for the name ask at once.
+  // Claims the name at once, or after `late`. `on_claimed` runs when the name is owned. Call it
+  // last, since clients that wait for the name send requests at once.
   [[nodiscard]] Failure Claim(platform::TimeSpan late, std::function<void()> on_claimed);
 
-  // Sends the message and drops it. A failure is logged: the bus is gone, and the loop is ending.
+  // Sends and releases the message. A failure is logged: the bus is lost and the loop is ending.
   void Send(sd_bus_message* message);
 
   bool has_name() const { return has_name_; }

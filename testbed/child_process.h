@@ -15,21 +15,21 @@
 
 namespace orvane::testbed {
 
-// What a child wrote to one of its streams. It lies in memory of the kernel's, so that a child
-// never waits for somebody to read it, and is still there when the child has died.
+// The output of a child on one stream. It is in an anonymous file, so the child never blocks on a
+// write, and the output outlives the child.
 class CapturedOutput {
  public:
   CapturedOutput();
 
-  // The next whole line that contains `text`, without its line end; the lines before it are passed
-  // over, and the next wait begins after it. Nothing when it has not come within `timeout`, or can
-  // come no more since the child has ended; the next wait then sees the same lines again.
+  // Returns the next whole line that contains `text`, without its line end. Earlier lines are
+  // skipped, and the next wait starts behind it. Returns nothing after `timeout`, or when the child
+  // has ended without such a line; the next wait then sees the same lines again.
   std::optional<std::string> WaitForLine(std::string_view text, std::chrono::milliseconds timeout);
 
-  // Everything so far, read or not.
+  // Returns everything so far.
   const std::string& Text();
 
-  // How often `text` is in it so far.
+  // Returns how often `text` occurs so far.
   std::size_t Count(std::string_view text);
 
  private:
@@ -39,12 +39,12 @@ class CapturedOutput {
   std::optional<std::string> TakeLine(std::string_view text, std::size_t* searched);
 
   platform::ScopedFd file_;
-  int pidfd_ = -1;             // of the child, which owns it
-  std::string text_;           // what has been read
-  std::size_t next_line_ = 0;  // where in it the next wait begins
+  int pidfd_ = -1;             // owned by the child
+  std::string text_;           // the output read so far
+  std::size_t next_line_ = 0;  // where the next wait starts in `text_`
 };
 
-// How a process ended: with an exit code, or by a signal (then the code is -1).
+// How a process ended: by an exit code, or by a signal, with code -1.
 struct ExitStatus {
   int code = -1;
   int signal = 0;
@@ -52,17 +52,17 @@ struct ExitStatus {
   friend bool operator==(const ExitStatus&, const ExitStatus&) = default;
 };
 
-// A child process with its output captured. It never stays behind: destroying this object kills it,
-// and so does the end of the thread that started it. It begins with no signal blocked, no
-// descriptor but the standard three, and nothing to read on standard input.
+// A child process with captured output. The destructor kills it, and so does the end of the thread
+// that started it. The child starts with no blocked signals, only the standard descriptors, and
+// empty standard input.
 class ChildProcess {
  public:
   using Arguments = std::vector<std::string>;
   using Environment = std::map<std::string, std::string>;
 
-  // Starts the program `arguments[0]` (looked for in PATH when there is no "/" in it). The
-  // variables of `environment` come on top of this process's own. Null with a text for people in
-  // `error` when that fails.
+  // Starts the program `arguments[0]`, which is searched in PATH unless it contains "/".
+  // `environment` is added to the variables of this process. On failure returns null and sets
+  // `error`.
   static std::unique_ptr<ChildProcess> Start(const Arguments& arguments,
                                              const Environment& environment, std::string* error);
 
@@ -74,10 +74,10 @@ class ChildProcess {
   CapturedOutput& out() { return out_; }  // standard output
   CapturedOutput& err() { return err_; }  // standard error
 
-  // Does nothing once the end of the child has been seen by WaitForExit.
+  // Sends a signal. Does nothing after WaitForExit has returned the exit status.
   void Signal(int signal_number);
 
-  // Nothing when the child is still there after `timeout`.
+  // Returns nothing if the child still runs after `timeout`.
   std::optional<ExitStatus> WaitForExit(std::chrono::milliseconds timeout);
 
  private:
@@ -94,7 +94,7 @@ class ChildProcess {
   CapturedOutput err_;
 };
 
-// Starts a program as ChildProcess::Start does. That it can't be started is fatal.
+// Starts a program like ChildProcess::Start. Aborts on failure.
 std::unique_ptr<ChildProcess> StartProcess(const ChildProcess::Arguments& arguments,
                                            const ChildProcess::Environment& environment = {});
 

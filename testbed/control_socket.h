@@ -14,23 +14,23 @@
 
 namespace orvane::testbed {
 
-// The address of a path, or of an abstract name, which begins with a null character; what is behind
-// it is zero. Fatal when it is too long.
+// Returns the address of a path, or of an abstract name, which begins with a null character. The
+// rest is zero. Aborts if the name is too long.
 sockaddr_un UnixAddress(std::string_view name);
 
-// Where a datagram came from.
+// The sender of a datagram.
 struct PeerAddress {
   sockaddr_un address{};
   socklen_t length = 0;
 
-  // A peer that has no name can't be answered.
+  // A sender without a name can't be answered.
   bool has_name() const { return length > sizeof(sa_family_t); }
 
-  // All bytes of the name, the zeros of an abstract one too.
+  // All bytes of the name, including the trailing zeros of an abstract one.
   std::string Bytes() const;
 
-  // The path; an abstract name with "@" in place of its first zero byte and without those at its
-  // end; "nobody" when there is no name.
+  // The path; for an abstract name "@" in place of the first zero byte, without trailing zeros;
+  // "nobody" without a name.
   std::string Text() const;
 
   friend bool operator==(const PeerAddress& a, const PeerAddress& b);
@@ -41,8 +41,8 @@ struct Command {
   std::string text;
 };
 
-// A control socket as hostapd has it: a datagram socket with a path, which talks to whoever wrote
-// to it. The path is removed on destruction, unless somebody else has taken it meanwhile.
+// A control socket like hostapd's: a datagram socket with a path, which sends to its clients. The
+// destructor removes the path unless another socket has replaced it.
 class ControlSocket {
  public:
   enum class SendResult { kSent, kFull, kGone };
@@ -52,15 +52,15 @@ class ControlSocket {
   ControlSocket& operator=(const ControlSocket&) = delete;
   ~ControlSocket();
 
-  // Takes the place of a socket that nobody serves any more.
+  // Replaces a socket that nobody serves.
   [[nodiscard]] Failure Open();
 
   int fd() const { return socket_.get(); }
 
-  // Nothing when there is none. Doesn't block.
+  // Returns nothing if no command is pending. Does not block.
   std::optional<Command> Receive();
 
-  // While the peer's queue is full, waits up to 20 ms for it.
+  // Blocks up to 20 ms while the peer's queue is full.
   SendResult Send(const PeerAddress& peer, std::string_view text);
 
  private:

@@ -8,8 +8,8 @@
 
 namespace orvane::testbed {
 
-// A line of the daemon's log. One that has no header (of a text that was logged whole, or of
-// somebody else's) has its text only.
+// A line of the daemon's log. A line without a header (raw text, or another program's output) has
+// only its text.
 struct LogLine {
   std::string severity;
   std::string source;  // file:line
@@ -18,7 +18,7 @@ struct LogLine {
 
 std::ostream& operator<<(std::ostream& stream, const LogLine& line);
 
-// Only whole lines count.
+// Parses whole lines only.
 std::vector<LogLine> ParseLog(std::string_view log);
 
 }  // namespace orvane::testbed

@@ -8,10 +8,9 @@
 
 namespace orvane::testbed {
 
-// A day of an access point's interface in small, about eight seconds: stations probe, authenticate,
-// associate, connect, are steered or not, and leave, once for every reason that hostapd has and for
-// one that nobody knows. Every attribute that event lines have occurs. Lines that tell the time
-// count from `start`.
+// A condensed day of an interface, about eight seconds: stations probe, authenticate, associate,
+// connect, are steered or not, and leave, once for every reason that hostapd has and for one
+// unknown reason. Every attribute of event lines occurs. Timestamps in lines count from `start`.
 std::vector<TimedLine> EventDay(platform::WallTime start);
 
 }  // namespace orvane::testbed

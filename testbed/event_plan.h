@@ -13,7 +13,7 @@
 
 namespace orvane::testbed {
 
-// An event line of hostapd's and when it is due, since the first attach.
+// An event line of hostapd and its time since the first attach.
 struct TimedLine {
   platform::TimeSpan at{0};
   std::string line;
@@ -21,36 +21,38 @@ struct TimedLine {
   friend bool operator==(const TimedLine&, const TimedLine&) = default;
 };
 
-// The lines to play on one interface. Their times do not decrease.
+// The lines to play on one interface. Their times never decrease.
 struct EventPlan {
   std::size_t count = 0;
   std::function<TimedLine(std::size_t index)> line;
-  // Lines wait until somebody is attached; without it nobody hears them then, as with hostapd.
+  // Whether lines wait until a listener is attached. Otherwise lines without a listener are lost,
+  // as with hostapd.
   bool waits_for_listener = false;
 };
 
 EventPlan PlanOf(std::vector<TimedLine> lines);
 
-// `count` connect events of different stations with 13 attributes, about 220 bytes each, as fast as
-// they are taken.
+// `count` connect events of different stations with 13 attributes, about 220 bytes each, without
+// delays.
 EventPlan FloodPlan(std::size_t count);
 
-// The same lines at `factor` times the speed.
+// Returns the same lines at `factor` times the speed.
 EventPlan AtSpeed(EventPlan plan, double factor);
 
-// The same lines, `per_second` of them a second.
+// Returns the same lines at a rate of `per_second`.
 EventPlan AtRate(EventPlan plan, double per_second);
 
-// The plan `times` times, each beginning when the last line of the one before is due.
+// Returns the plan `times` times. Each repetition starts when the last line of the previous one is
+// due.
 EventPlan Repeated(EventPlan plan, std::size_t times);
 
-// The lines of each interface, by its name.
+// The lines of each interface, by interface name.
 using Script = std::map<std::string, std::vector<TimedLine>>;
 
-// Reads lines "SECONDS INTERFACE EVENT-LINE" (seconds with a fraction if wanted; the event line is
-// everything behind the blank). Empty lines, and those that begin with "#", say nothing. Lines need
-// not be in order of time; those of the same time stay in theirs. The first bad line is a failure
-// that tells its number.
+// Parses lines "SECONDS INTERFACE EVENT-LINE". Seconds may have a fraction; the event line is the
+// rest behind the space. Empty lines and lines that begin with "#" are ignored. Lines need not be
+// sorted; the order of lines with equal times is kept. Fails at the first invalid line, with its
+// number.
 [[nodiscard]] Failure ParseScript(std::string_view text, const std::vector<std::string>& interfaces,
                                   Script* script);
 

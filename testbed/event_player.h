@@ -13,21 +13,22 @@
 
 namespace orvane::testbed {
 
-// The listeners of one control socket, and what is played to them: each line goes to everybody who
-// is attached when it is due. A listener whose queue is full is waited for, so none misses a line.
+// Plays lines to the listeners of a control socket: each line goes to every listener that is
+// attached when it is due. The player waits for a listener whose queue is full, so none misses a
+// line.
 class EventPlayer {
  public:
   using GoneCallback = std::function<void(const PeerAddress& listener)>;
 
-  // `socket` must outlive the player. `on_gone` is told of listeners that left without a word,
-  // `on_done`, from the loop, that the last line has been played.
+  // `socket` must outlive the player. `on_gone` runs for each listener that disappeared without
+  // detaching, `on_done` on the loop after the last line.
   EventPlayer(platform::Loop& loop, ControlSocket& socket, EventPlan plan, GoneCallback on_gone,
               std::function<void()> on_done);
 
   // The first listener starts the play.
   void Attach(const PeerAddress& listener);
 
-  // False when it is no listener.
+  // Returns false if it is not a listener.
   bool Detach(const PeerAddress& listener);
 
   std::size_t plan_size() const { return plan_.count; }
@@ -46,9 +47,9 @@ class EventPlayer {
   std::function<void()> on_done_;
   std::vector<PeerAddress> listeners_;
   std::optional<Clock::time_point> started_at_;
-  std::size_t next_ = 0;           // of the plan's lines
-  std::optional<TimedLine> line_;  // that one, once it has been looked at
-  // Those that have yet to get a line that is being sent.
+  std::size_t next_ = 0;           // index of the next line of the plan
+  std::optional<TimedLine> line_;  // the next line, once it has been created
+  // The listeners that have not received the current line yet.
   std::optional<std::vector<PeerAddress>> waiting_;
   platform::OneShotTimer timer_;
 };

@@ -6,10 +6,10 @@
 
 namespace orvane::testbed {
 
-// What went wrong, in one line for people; nothing when all is well.
+// An error in one line for people, or nothing on success.
 using Failure = std::optional<std::string>;
 
-// What the system said no to, and why, by errno.
+// Returns the failed action and the error of errno.
 Failure SystemFailure(const std::string& action);
 
 }  // namespace orvane::testbed

@@ -9,7 +9,7 @@
 
 namespace orvane::testbed {
 
-// An object with properties on the bus, served by the loop of the test.
+// An object with properties on the bus, served by the test's loop.
 class FakePropertyService {
  public:
   using Filler = TestPeer::Filler;
@@ -18,8 +18,8 @@ class FakePropertyService {
 
   TestPeer& peer() { return peer_; }
 
-  // What every GetAll from now on is answered with: these arguments, or this error, or nothing
-  // until AnswerHeld.
+  // Set the answer to every later GetAll: these arguments, this error, or no answer until
+  // AnswerHeld.
   void AnswerWith(Filler arguments);
   void AnswerWithError(const std::string& name, const std::string& text);
   void HoldAnswers() { holding_ = true; }
@@ -27,11 +27,11 @@ class FakePropertyService {
 
   int get_all_calls() const { return get_all_calls_; }
 
-  // `changed` appends an a{sv}. A broadcast when `destination` is empty.
+  // `changed` appends an a{sv}. An empty `destination` means a broadcast.
   void SignalChange(const std::string& destination, const std::string& interface,
                     const Filler& changed, const std::vector<std::string>& invalidated);
 
-  // Returns when the bus has dealt with all that has been sent.
+  // Returns when the bus has processed everything that was sent.
   void Sync();
 
  private:
@@ -46,7 +46,7 @@ class FakePropertyService {
   int get_all_calls_ = 0;
 };
 
-// Appends properties, each a string map, as an a{sv}.
+// Appends an a{sv} of properties, each of them a string map.
 void AppendStringMapProperties(
     platform::bus::MessageWriter& writer,
     const std::vector<std::pair<std::string, platform::bus::StringMap>>& properties);

@@ -12,8 +12,8 @@
 
 namespace orvane::testbed {
 
-// A metrics recorder without a bus. It keeps the offline data that it is given; any other call is
-// fatal. Header only, so that the library does not depend on the clients of the services.
+// A metrics recorder without a bus. It stores offline data; any other call aborts. Header only, so
+// that the library does not depend on the clients of the services.
 class FakeRecorder : public org::velmora::ap::Quillary::ManagerProxyInterface {
  public:
   struct Record {
@@ -25,10 +25,10 @@ class FakeRecorder : public org::velmora::ap::Quillary::ManagerProxyInterface {
   const std::vector<Record>& records() const { return records_; }
   void Clear() { records_.clear(); }
 
-  // Takes nothing from now on, with this error, or without any.
+  // Rejects all later records, with this error or without an error.
   void FailWith(std::string message) { failure_ = std::move(message); }
   void FailWithoutError() { fails_without_error_ = true; }
-  // Runs before a call is answered.
+  // Sets a callback that runs before each answer.
   void OnRecord(std::function<void()> callback) { on_record_ = std::move(callback); }
 
   bool RecordOfflineData(const std::string& data_type, Bytes data, ErrorHolder error,

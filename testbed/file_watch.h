@@ -11,13 +11,13 @@
 
 namespace orvane::testbed {
 
-// Tells of every change to a file that may come, go and be replaced: it was written and closed,
-// moved to its place or away from it, or deleted. Changes in quick succession may be told as one.
+// Reports every change of a file that may be created, removed and replaced: it was written and
+// closed, renamed, or deleted. Changes in quick succession may be reported as one.
 class FileWatch : public platform::FdWatcher {
  public:
   FileWatch(platform::Loop& loop, const platform::FilePath& file, std::function<void()> on_change);
 
-  // Fails when the file's directory is not there.
+  // Fails if the file's directory does not exist.
   [[nodiscard]] Failure Start();
 
   void OnReadReady(int fd) override;

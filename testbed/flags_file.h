@@ -12,13 +12,13 @@ using FlagMap = std::map<std::string, std::string>;
 
 struct FlagsFile {
   FlagMap flags;
-  // Of the lines that were skipped, each with its number.
+  // Problems of skipped lines, each with its line number.
   std::vector<std::string> problems;
 };
 
-// Reads lines of the form "key=value". The value may be empty and may have further "="; white space
-// around key and value is not part of them. Empty lines, and those that begin with "#", say
-// nothing. A line that is not one of these, is not UTF-8 or has a key again is skipped.
+// Parses lines of the form "key=value". The value may be empty and may contain "=". White space
+// around key and value is ignored. Empty lines and lines that begin with "#" are ignored. A line
+// with another form, with a repeated key, or that is not UTF-8 is skipped.
 FlagsFile ParseFlagsFile(std::string_view text);
 
 }  // namespace orvane::testbed

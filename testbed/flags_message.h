@@ -12,24 +12,24 @@ namespace orvane::testbed {
 
 inline constexpr char kFlagsSignature[] = "a{ss}";
 
-// Ways for the value of the property to be other than it should.
+// Errors in the encoding of the property's value.
 struct FlagsEncoding {
-  bool extra_variant = false;   // the variant holds a variant, which holds the value
+  bool extra_variant = false;   // the variant contains a variant with the value
   bool duplicate_keys = false;  // each key twice, the second time with "other-" before its value
-  std::string wrong_type;       // one of WrongFlagsTypes in place of kFlagsSignature; empty: none
+  std::string wrong_type;       // one of WrongFlagsTypes instead of kFlagsSignature; empty: none
 };
 
-// The signatures that a FlagsEncoding may have as its wrong type.
+// The possible wrong types of a FlagsEncoding.
 std::vector<std::string> WrongFlagsTypes();
 
-// Appends the map in the right type, without a variant.
+// Appends the map with the correct type, without a variant.
 void AppendFlagMap(sd_bus_message* message, const FlagMap& flags, bool duplicate_keys);
 
-// Appends the variant that is the property's value.
+// Appends the property's value, a variant.
 void AppendFlagsVariant(sd_bus_message* message, const FlagMap& flags,
                         const FlagsEncoding& encoding);
 
-// Appends a dictionary of properties (a{sv}) with the property `name` alone.
+// Appends a dictionary of properties (a{sv}) with only the property `name`.
 void AppendFlagsDictionary(sd_bus_message* message, const char* name, const FlagMap& flags,
                            const FlagsEncoding& encoding);
 

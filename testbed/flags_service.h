@@ -21,18 +21,18 @@ namespace orvane::testbed {
 struct FlagsServiceOptions {
   platform::FilePath file;
 
-  // Misbehaviour.
-  platform::TimeSpan late{0};          // before the name is claimed
-  platform::TimeSpan answer_delay{0};  // of every answer
-  std::string error;                   // the name of the error that is every answer; empty: none
-  FlagsEncoding encoding;              // of answers and signals
+  // Faults.
+  platform::TimeSpan late{0};          // delay before the name is claimed
+  platform::TimeSpan answer_delay{0};  // delay of every answer
+  std::string error;                   // name of the error that is every answer; empty: none
+  FlagsEncoding encoding;              // for answers and signals
 };
 
-// The service that publishes the access point's run-time switches, from a file (see ParseFlagsFile;
-// a file that is not there is an empty map). The file is read again, and the new map signalled,
-// whenever it changes.
+// A service that publishes the access point's run-time switches from a file (see ParseFlagsFile; a
+// missing file is an empty map). When the file changes, the service reads it and signals the new
+// map.
 //
-// Tells: "read N flags from FILE" or "read 0 flags: FILE is not there", "FILE line N: PROBLEM",
+// Prints: "read N flags from FILE" or "read 0 flags: FILE is not there", "FILE line N: PROBLEM",
 // "started as NAME", "asked by CLIENT: MEMBER", "signalled N flags".
 class FlagsService {
  public:

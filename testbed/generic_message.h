@@ -10,7 +10,7 @@
 
 namespace orvane::bridge {
 
-// A message of generic netlink as bytes.
+// Returns the bytes of a generic netlink message.
 inline std::vector<std::uint8_t> MakeMessage(int command,
                                              const simulation::AttributeBuilder& attributes) {
   constexpr std::uint16_t kFamily = 0x20;
@@ -18,7 +18,7 @@ inline std::vector<std::uint8_t> MakeMessage(int command,
                                         attributes);
 }
 
-// What a parser makes of the message that the bytes begin with.
+// Applies a parser to the first message in `bytes`.
 template <typename Result>
 Result ParseMessage(std::span<const std::uint8_t> bytes,
                     Result (*parse)(const platform::GenericNetlinkMessage&)) {

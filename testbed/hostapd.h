@@ -17,50 +17,50 @@ inline constexpr char kControlDirectory[] = "/var/run/hostapd";
 inline constexpr char kWlan2400[] = "wlan-2400mhz";
 inline constexpr char kWlan5000[] = "wlan-5000mhz";
 
-// hostapd's end of one control socket, moved by hand: it reads, answers and sends what the test
-// wants it to, when it wants it. While nobody calls it, it is a hung hostapd. What plays events by
-// itself, as a program, is HostapdStandin.
+// hostapd's end of one control socket, controlled by the test: it receives and sends only when the
+// test calls it. Otherwise it behaves like a hung hostapd. HostapdStandin is a program that plays
+// events by itself.
 class Hostapd {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // Serves the socket, in place of one that was left behind. A relative path, such as an
-  // interface's name, is below kControlDirectory. Makes the directory where it is missing.
+  // Serves the socket and replaces one that was left behind. A relative path, such as an
+  // interface's name, is below kControlDirectory. Creates a missing directory.
   explicit Hostapd(const platform::FilePath& socket);
 
-  // Ends it as a kill does: the socket file is left, and nobody serves it.
+  // Simulates a kill: the socket file stays, and nobody serves it.
   static void Kill(std::unique_ptr<Hostapd> hostapd);
 
-  // The next datagram, if one has come in. Its sender is who later answers and events go to.
+  // Returns the next datagram, if any. Later answers and events go to its sender.
   std::optional<std::string> Receive();
 
-  // The next datagram to come in, and when it did; nothing after `timeout`.
+  // Waits for the next datagram. Returns it with its arrival time, or nothing after `timeout`.
   struct Received {
     std::string text;
     Clock::time_point time;
   };
   std::optional<Received> WaitForCommand(std::chrono::milliseconds timeout = kPatience);
 
-  // Expects the command as the next one. When it came.
+  // Expects this command next. Returns its arrival time.
   Clock::time_point ExpectCommand(std::string_view command,
                                   std::chrono::milliseconds timeout = kPatience);
 
-  // Expects no command for so long.
+  // Expects no command during `time`.
   void ExpectSilence(std::chrono::milliseconds time);
 
-  // An answer or an event line. Waits while the receiver's queue is full, and expects that the
-  // receiver takes it. Whether it does.
+  // Sends an answer or an event line. Waits while the receiver's queue is full, and expects
+  // success. Returns whether it was sent.
   bool Send(std::string_view text);
-  // The same, but not waiting for long, and nothing is expected.
+  // Like Send, but with a short wait and without an expectation.
   ControlSocket::SendResult TrySend(std::string_view text);
 
-  // Whether nothing of what was sent waits in the receiver's queue.
+  // Returns whether the receiver has read everything that was sent.
   bool IsTaken() const;
 
-  // ATTACH comes in and is answered. When it came.
+  // Expects and answers ATTACH. Returns its arrival time.
   Clock::time_point Attach();
 
-  // The name of the last sender's socket; "@" stands for the zero byte of an abstract one.
+  // The name of the last sender's socket; "@" replaces the leading zero of an abstract name.
   std::string SenderName() const { return sender_.Text(); }
   const PeerAddress& sender() const { return sender_; }
 
@@ -72,13 +72,13 @@ class Hostapd {
   PeerAddress sender_;
 };
 
-// The path as Hostapd takes it.
+// Returns the absolute path of a socket for Hostapd.
 platform::FilePath ControlSocketPath(const platform::FilePath& socket);
 
-// As a hostapd that was killed leaves it: a socket that nobody serves.
+// Leaves a socket file that nobody serves, like a killed hostapd.
 void LeaveSocketFile(const std::string& interface);
 
-// Sends commands to the socket of an interface until its queue takes no more.
+// Sends commands to the socket of an interface until its queue is full.
 void FillQueue(const std::string& interface);
 
 }  // namespace orvane::testbed

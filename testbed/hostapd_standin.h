@@ -18,28 +18,27 @@ namespace orvane::testbed {
 struct HostapdStandinOptions {
   platform::FilePath directory = "/var/run/hostapd";
   std::vector<std::string> interfaces = {"wlan-2400mhz", "wlan-5000mhz"};
-  std::map<std::string, EventPlan> plans;  // by interface; one without has nothing to play
+  std::map<std::string, EventPlan> plans;  // by interface; without an entry nothing is played
   bool exit_when_done = false;             // end the loop with success after the last line
 
-  // Misbehaviour.
-  bool no_answer = false;              // to ATTACH, which then has no effect
-  platform::TimeSpan answer_delay{0};  // of every answer
+  // Faults.
+  bool no_answer = false;              // ATTACH has no answer and no effect
+  platform::TimeSpan answer_delay{0};  // delay of every answer
 };
 
-// Control sockets as hostapd serves them, one for each interface, with events played from a plan.
-// As hostapd does, it answers ATTACH with "OK\n", DETACH, too, or with "FAIL\n" where nobody was
-// attached, DISASSOCIATE and DEAUTHENTICATE with "OK\n", or with "FAIL\n" where no address follows,
-// PING with "PONG\n", and anything else with "UNKNOWN COMMAND\n". The socket files are gone once
-// this is destroyed.
+// Control sockets like hostapd's, one for each interface, with events from a plan. Like hostapd it
+// answers "OK\n" to ATTACH, to DETACH ("FAIL\n" if the client was not attached), and to
+// DISASSOCIATE and DEAUTHENTICATE ("FAIL\n" without an address), "PONG\n" to PING, and
+// "UNKNOWN COMMAND\n" to anything else. The destructor removes the socket files.
 //
-// Tells: "ready: INTERFACE ... in DIRECTORY", "INTERFACE COMMAND from PEER", "INTERFACE lost PEER",
-// "INTERFACE done: N events", "all done".
+// Prints: "ready: INTERFACE ... in DIRECTORY", "INTERFACE COMMAND from PEER", "INTERFACE lost
+// PEER", "INTERFACE done: N events", "all done".
 class HostapdStandin {
  public:
   HostapdStandin(platform::SdEventLoop& loop, HostapdStandinOptions options, LineSink tell);
   ~HostapdStandin();
 
-  // Makes the directory where it is missing.
+  // Creates a missing directory.
   [[nodiscard]] Failure Start();
 
  private:

@@ -10,12 +10,12 @@
 
 namespace orvane::testbed {
 
-// Keeps what is logged while it lives, without the header.
+// Collects log lines during its lifetime, without the header.
 class LogCapture {
  public:
   using Line = std::pair<platform::Severity, std::string>;
 
-  // Verbose lines up to this level come, too.
+  // Also collects verbose lines up to this level.
   explicit LogCapture(int verbose_level = 0) { platform::SetVerboseLevel(verbose_level); }
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
@@ -24,7 +24,7 @@ class LogCapture {
   const std::vector<Line>& lines() const { return lines_; }
   void Clear() { lines_.clear(); }
 
-  // The lines of one severity, in order.
+  // Returns the lines of one severity, in order.
   std::vector<std::string> Lines(platform::Severity severity) const {
     std::vector<std::string> lines;
     for (const auto& [line_severity, text] : lines_) {

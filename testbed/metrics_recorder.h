@@ -19,19 +19,19 @@
 namespace orvane::testbed {
 
 struct MetricsRecorderOptions {
-  std::optional<platform::FilePath> keep;  // a directory for the bytes of records
+  std::optional<platform::FilePath> keep;  // directory in which the bytes of records are stored
 
-  // Misbehaviour.
-  platform::TimeSpan delay{0};  // of every reply
-  std::string error;            // the name of the error that is every reply; empty: none
-  bool extra_data = false;      // replies carry a string
-  int die_in_call = 0;          // the process ends in the call of this number; 0: none
+  // Faults.
+  platform::TimeSpan delay{0};  // delay of every reply
+  std::string error;            // name of the error that is every reply; empty: none
+  bool extra_data = false;      // replies contain a string
+  int die_in_call = 0;          // the process ends in this call, counted from 1; 0: none
 };
 
-// A metrics recorder that shows what the daemon gave it, byte for byte, and can misbehave. It has
-// the one method that the daemon calls.
+// A metrics recorder that stores and prints what it receives from the daemon, and can misbehave. It
+// has only the method that the daemon calls.
 //
-// Writes the lines "started as NAME", "dying in call N", and for each record, counted from 1,
+// Prints the lines "started as NAME", "dying in call N", and for each record, counted from 1,
 // "record N at T ms: SIZE bytes of TYPE", where T is the time since the Unix epoch.
 class MetricsRecorder {
  public:

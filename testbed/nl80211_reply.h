@@ -11,7 +11,7 @@
 
 namespace orvane::testbed {
 
-// A reply of nl80211 with its bytes, as a record is a view of.
+// A reply of nl80211 with its bytes, for tests of record views.
 class Nl80211Reply {
  public:
   Nl80211Reply(std::uint8_t command, const simulation::AttributeBuilder& attributes)
@@ -19,7 +19,7 @@ class Nl80211Reply {
     std::span<const std::uint8_t> rest(bytes_);
     message_ = platform::GenericNetlinkMessage::From(*platform::NetlinkMessage::TakeFrom(&rest));
   }
-  // The message refers into the bytes of this very object.
+  // The message points into the bytes of this object.
   Nl80211Reply(const Nl80211Reply&) = delete;
   Nl80211Reply& operator=(const Nl80211Reply&) = delete;
 

@@ -11,16 +11,17 @@
 
 namespace orvane::testbed {
 
-// A socket to the kernel's nl80211 that asks and waits for the answer, and does no more than that.
+// A blocking nl80211 socket: it sends a request and waits for the answer.
 class Nl80211Socket {
  public:
   [[nodiscard]] Failure Open();
 
-  // An empty request, for the mnl_attr_put family to add to. It lies in this object and is gone
-  // with the next. NLM_F_ACK or NLM_F_DUMP among `flags` makes the kernel say when it is done.
+  // Returns an empty request, to which the mnl_attr_put functions add attributes. It is part of
+  // this object and valid until the next call. `flags` should contain NLM_F_ACK or NLM_F_DUMP, so
+  // that the kernel reports the end.
   nlmsghdr* NewRequest(std::uint8_t command, std::uint16_t flags);
 
-  // Sends a request and reads until the kernel has said that this was all. `take` may be null.
+  // Sends a request and reads until the kernel reports the end. `take` may be null.
   [[nodiscard]] Failure Ask(const nlmsghdr* request, mnl_cb_t take, void* data);
 
  private:
@@ -31,7 +32,7 @@ class Nl80211Socket {
   nlmsghdr* NewRequestOf(std::uint16_t family, std::uint8_t command, std::uint16_t flags);
 
   std::unique_ptr<mnl_socket, Closer> socket_;
-  // A dump is told in as large pieces as there is room for, up to this many bytes.
+  // The kernel fills the buffer with the parts of a dump, up to this size.
   std::array<char, 32 * 1024> buffer_ = {};
   unsigned sequence_ = 0;
   std::uint16_t family_ = 0;

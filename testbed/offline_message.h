@@ -10,7 +10,7 @@
 
 namespace orvane::testbed {
 
-// Makes messages without a bus: to be filled, sealed and read, never to be sent.
+// Creates messages without a bus: they can be filled, sealed and read, but not sent.
 class OfflineMessages {
  public:
   OfflineMessages() {
@@ -34,7 +34,7 @@ class OfflineMessages {
     return platform::bus::MessagePtr(message);
   }
 
-  // From now on the message can only be read, from its beginning.
+  // Makes the message read-only and moves to its beginning.
   static void Seal(sd_bus_message* message) {
     CHECK(sd_bus_message_seal(message, /*cookie=*/1, /*timeout_usec=*/0) >= 0);
     CHECK(sd_bus_message_rewind(message, /*complete=*/1) >= 0);

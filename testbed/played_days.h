@@ -11,29 +11,29 @@
 
 namespace orvane::testbed {
 
-// An event and the interface that it happened on.
+// An event and its interface.
 struct PlayedEvent {
   access_infrastructure::proto::WifiInterface interface;
   access_infrastructure::proto::ClientEventInfo info;
 };
 
-// Stores events in a database through the recorder's own store, in the records that the daemon
-// makes of them: one for each interface and upload period. Failing is fatal.
+// Stores events in a database through the recorder's own store, in the same records as the
+// daemon's: one for each interface and upload period. Aborts on failure.
 void StoreEvents(const std::vector<PlayedEvent>& events, const platform::FilePath& database);
 
-// Days of an access point that is as good and as bad as many are.
+// Parameters of simulated days of a typical access point.
 struct PlayedDays {
-  platform::WallTime end;  // of the last day
+  platform::WallTime end;  // end of the last day
   int days = 7;
   int clients = 60;
-  double visits_per_day = 6;  // of one client
+  double visits_per_day = 6;  // per client
   std::uint64_t seed = 1;
 };
 
-// The events of those days in order of time. The same parameters give the same events.
+// Returns the events of those days, sorted by time. The same parameters give the same events.
 //
-// Clients come and go by day, on both bands. Some of them walk away and are steered, some are at
-// the edge and bounce between the bands, one has a wrong passphrase, one does not acknowledge.
+// Clients join and leave by day, on both bands. Some walk away and are steered, some are at the
+// edge and alternate between the bands, one has a wrong passphrase, one does not acknowledge.
 std::vector<PlayedEvent> PlayDays(const PlayedDays& plan);
 
 }  // namespace orvane::testbed

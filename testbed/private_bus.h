@@ -11,23 +11,22 @@
 
 namespace orvane::testbed {
 
-// A real dbus-daemon for one test that lets everybody do everything (testbed/private_bus.conf).
-// While it lives, and after, DBUS_SYSTEM_BUS_ADDRESS of this process names it: a test never reaches
-// the machine's own bus. It dies with the thread that made it, and each failure to set it up ends
-// the process.
+// A real dbus-daemon for one test, without access restrictions (testbed/private_bus.conf). The
+// constructor sets DBUS_SYSTEM_BUS_ADDRESS of this process to it, permanently: a test never reaches
+// the machine's own bus. It ends with the thread that created it. Setup failures abort the process.
 class PrivateBus {
  public:
-  // Returns when the bus takes connections. `rules` are <allow> and <deny> elements of its
-  // configuration, which count more than the ones that let everybody do everything.
+  // Returns when the bus accepts connections. `rules` are <allow> and <deny> elements of its
+  // configuration, which override the default ones.
   explicit PrivateBus(const std::string& rules = "");
 
   const std::string& address() const { return address_; }
   pid_t pid() const { return process_->pid(); }
 
-  // Ends the dbus-daemon without letting it say goodbye. Nothing if it does not run.
+  // Kills the dbus-daemon, if it runs.
   void Kill();
 
-  // Starts it, at the same address.
+  // Starts it again, at the same address.
   void Start();
 
  private:

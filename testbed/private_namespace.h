@@ -6,21 +6,21 @@
 namespace orvane::testbed {
 
 struct PrivateNamespaceOptions {
-  // A /dev with nothing but the usual nodes (null, zero, full, random, urandom, tty, ptmx, pts, shm
-  // and the links into /proc), so that a test can make a /dev/log of its own. It can be written to.
+  // A writable /dev with only the usual nodes (null, zero, full, random, urandom, tty, ptmx, pts,
+  // shm and the links into /proc), so that a test can create its own /dev/log.
   bool private_dev = false;
 };
 
-// Moves the process into a mount namespace of its own, with empty file systems on /run (so also on
-// /var/run) and on /var/lib: fixed paths there are free, and what is mounted, made or deleted there
-// is seen by this process and its later children only. The file systems vanish with the last of
-// them.
+// Moves the process into its own mount namespace, with empty file systems on /run (so also on
+// /var/run) and on /var/lib. Fixed paths there are free, and only this process and its later
+// children see the mounts and files there. The file systems disappear with the last of these
+// processes.
 //
-// Root gets a mount namespace; anybody else, and a root without that right, gets a user namespace
-// in which the own user is root. The process must have a single thread.
+// Root gets a mount namespace. Other users, and a root without that right, get a user namespace in
+// which they are root. The process must have a single thread.
 //
-// After a failure the process may be in the
-// new namespace with only some of the file systems: it should end.
+// After a failure the process may be in the new namespace with only some of the file systems: it
+// should end.
 [[nodiscard]] Failure EnterPrivateNamespace(const PrivateNamespaceOptions& options = {});
 
 }  // namespace orvane::testbed

@@ -10,15 +10,15 @@
 
 namespace orvane::testbed {
 
-// Figures of a process, seen from outside, as /proc has them. A figure that is not there, since the
-// process is gone or the kernel doesn't tell it, ends the program: nobody takes it for a zero.
+// Values of a process from /proc. If a value is missing, because the process has ended or the
+// kernel does not report it, the program aborts, so that nobody mistakes it for zero.
 
-// A file of the process, "status" say, as it was at one moment.
+// The contents of a file of the process, for example "status", at one time.
 class ProcessFile {
  public:
   ProcessFile(pid_t pid, std::string_view name);
 
-  // The number of the line "key: number", in the unit that the line has: kB for sizes.
+  // Returns the number of the line "key: number", in the unit of that line; sizes are in kB.
   std::int64_t Figure(std::string_view key) const;
 
  private:
@@ -26,7 +26,7 @@ class ProcessFile {
   std::string text_;
 };
 
-// How many descriptors it has open.
+// Returns the number of open descriptors.
 std::size_t DescriptorCount(pid_t pid);
 
 }  // namespace orvane::testbed

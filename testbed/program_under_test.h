@@ -15,14 +15,14 @@ namespace orvane::testbed {
 
 inline constexpr std::chrono::milliseconds kLongEnough = kPatience;
 
-// Starts one of the testbed's programs from the folder where they have been built.
+// Starts one of the testbed's programs from its build directory.
 inline std::unique_ptr<ChildProcess> StartTestbedProgram(const std::string& name,
                                                          ChildProcess::Arguments arguments) {
   arguments.insert(arguments.begin(), std::string(TESTBED_DIRECTORY "/") + name);
   return StartProcess(arguments);
 }
 
-// Starts it, and waits until it has said `ready`.
+// Starts the program and waits until it has printed `ready`.
 inline std::unique_ptr<ChildProcess> StartTestbedProgramUntil(const std::string& ready,
                                                               const std::string& name,
                                                               ChildProcess::Arguments arguments) {

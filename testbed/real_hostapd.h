@@ -13,21 +13,21 @@
 
 namespace orvane::testbed {
 
-// The distribution's hostapd at 5 GHz, which needs no radio for its control socket.
+// The distribution's hostapd at 5 GHz. Its control socket needs no radio.
 class RealHostapd {
  public:
-  // Its configuration goes to `directory`, which must outlive it.
+  // Writes its configuration to `directory`.
   explicit RealHostapd(platform::FilePath directory) : directory_(std::move(directory)) {}
 
-  // Runs it, and waits until it serves its socket.
+  // Starts it and waits until it serves its socket.
   void Start();
-  // Signals it, and waits for its end.
+  // Sends the signal and waits for the end.
   void Stop(int signal_number = SIGTERM);
 
-  // Whether a client attaches in time; each time counts once.
+  // Returns whether a client attaches in time. Each attach counts once.
   bool IsAttached(std::chrono::milliseconds timeout = kPatience);
 
-  // Runs a command of hostapd's own client.
+  // Runs a command of hostapd_cli.
   static void Command(const std::string& name, const std::string& argument = "");
 
   ChildProcess& process() { return *process_; }

@@ -12,7 +12,7 @@
 
 namespace orvane::testbed {
 
-// Every field of two messages is the same, also whether it is there at all.
+// Every field of both messages is equal, including its presence.
 MATCHER_P(EqualsProto, expected, "equals\n" + expected.DebugString()) {
   std::string differences;
   google::protobuf::util::MessageDifferencer differencer;
@@ -22,11 +22,11 @@ MATCHER_P(EqualsProto, expected, "equals\n" + expected.DebugString()) {
   return false;
 }
 
-// From protobuf's text form.
+// Parses protobuf's text form.
 access_infrastructure::proto::Event EventOf(const std::string& text);
 
-// What a station is called in records: SHA-256, as somebody else's program has it, of the salt and
-// the twelve lower-case digits of the address.
+// Returns the identifier of a station in records: SHA-256, computed by another program, of the salt
+// and the twelve lower-case digits of the address.
 std::string Identifier(std::string_view salt, std::string_view mac_digits);
 
 }  // namespace orvane::testbed

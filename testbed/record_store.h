@@ -9,20 +9,20 @@
 
 namespace orvane::testbed {
 
-// A record as the metrics recorder was given it.
+// A record as the metrics recorder received it.
 struct DataRecord {
-  std::string type;  // what the bytes are; for a protobuf message it is a type URL
+  std::string type;  // the type of the data; for a protobuf message a type URL
   std::string data;
 };
 
-// Keeps records in a directory: the bytes as they are in a file named by a number of six digits
-// ("000001" and so on, going on after what is there), their type beside it in NUMBER.type. A file
-// that is seen is whole, and its type is there.
+// Stores records in a directory: the bytes in a file named by a number of six digits ("000001" and
+// so on, continuing after existing ones), the type in NUMBER.type. When a file appears, it is
+// complete and its type exists.
 class RecordStore {
  public:
   explicit RecordStore(platform::FilePath directory) : directory_(std::move(directory)) {}
 
-  // Makes the directory where it is missing.
+  // Creates a missing directory.
   [[nodiscard]] Failure Open();
 
   [[nodiscard]] Failure Keep(const DataRecord& record);

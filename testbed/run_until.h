@@ -9,7 +9,7 @@
 
 namespace orvane::testbed {
 
-// Serves the loop until the condition holds; whether it did within five seconds.
+// Serves the loop until the condition holds. Returns whether it did within five seconds.
 template <typename Condition>
 bool RunUntil(platform::SdEventLoop& loop, Condition condition) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
@@ -20,7 +20,7 @@ bool RunUntil(platform::SdEventLoop& loop, Condition condition) {
   return true;
 }
 
-// Serves the loop for as long as anything is ready.
+// Serves the loop as long as anything is ready.
 inline void RunWhileReady(platform::SdEventLoop& loop) {
   while (sd_event_run(loop.event(), 0) > 0) {
   }

@@ -13,13 +13,13 @@
 
 namespace orvane::testbed {
 
-// The stations of each interface, in the order in which the kernel tells them.
+// The stations of each interface, in the order of a dump.
 using StationTable = std::map<std::string, std::vector<simulation::FakeKernel::Station>>;
 
-// What goes wrong in the kernel, at every request for as long as the file tells so.
+// Faults of the simulated kernel, at every request while the file contains them.
 struct KernelFaults {
   struct FailedDump {
-    std::size_t records;  // that come before it fails
+    std::size_t records;  // number of records before the failure
     int error_number;
 
     friend bool operator==(const FailedDump&, const FailedDump&) = default;
@@ -29,7 +29,7 @@ struct KernelFaults {
   bool interrupts_dumps = false;
   bool loses_parts = false;
   std::optional<FailedDump> failed_dump;
-  // The index of the first is looked up, and that of the second is found.
+  // A look-up of the first name returns the index of the second.
   std::map<std::string, std::string> reused_indexes;
 
   friend bool operator==(const KernelFaults&, const KernelFaults&) = default;
@@ -40,11 +40,11 @@ struct StationsFile {
   KernelFaults faults;
 };
 
-// Reads lines "INTERFACE [ADDRESS SIGNAL [MARK...]]": a station, with its average signal in dBm, or
-// only that there is such an interface. Marks are "unauthorized", "no-signal-average" and
-// "no-rx-bitrate". Lines "! FAULT [ARGUMENT...]" are about the kernel: "silent", "interrupted",
-// "losing", "failing RECORDS ERROR", "reusing INTERFACE OTHER". Empty lines, and those that begin
-// with "#", say nothing. The first bad line is a failure that tells its number.
+// Parses lines "INTERFACE [ADDRESS SIGNAL [MARK...]]": a station with its average signal in dBm, or
+// only an interface. Marks are "unauthorized", "no-signal-average" and "no-rx-bitrate". Lines "!
+// FAULT [ARGUMENT...]" set faults of the kernel: "silent", "interrupted", "losing", "failing
+// RECORDS ERROR", "reusing INTERFACE OTHER". Empty lines and lines that begin with "#" are ignored.
+// Fails at the first invalid line, with its number.
 [[nodiscard]] Failure ParseStationsFile(std::string_view text, StationsFile* file);
 
 }  // namespace orvane::testbed

@@ -12,30 +12,29 @@
 
 namespace orvane::testbed {
 
-// An access point whose daemon is on a fake kernel (testbed/stations_file.h), with hostapd on both
-// interfaces. It polls every second and steers after two.
+// An access point whose daemon runs on a simulated kernel (testbed/stations_file.h), with hostapd
+// on both interfaces. It polls every second and steers after two.
 class SteeringAccessPoint : public AccessPoint {
  public:
   using Lines = std::vector<std::string>;
 
-  // What the kernel knows from the next poll on; both interfaces are there.
+  // Sets the kernel's stations from the next poll on. Both interfaces exist.
   void SetStations(Lines lines);
   void SetKernel(const Lines& lines);
 
-  // The daemon is then built with WAVELARK_SKIP_INCOMPLETE_STATIONS.
+  // Uses the daemon that was built with WAVELARK_SKIP_INCOMPLETE_STATIONS.
   void SkipIncompleteStations() { daemon_path_ = DAEMON_ON_FAKE_KERNEL_SKIP_PATH; }
 
-  // A bus, hostapd on both interfaces and the daemon; whether it steers at all is for `arguments`
-  // to say.
+  // Starts a bus, hostapd on both interfaces and the daemon. `arguments` decide whether it steers.
   void Start(const Arguments& arguments = {"--enable_client_steering"});
 
-  // Without the bus, and without waiting.
+  // Starts the daemon without a bus and without waiting.
   void Launch(const Arguments& arguments);
 
-  // Once it is launched: until it is ready, and attached.
+  // Waits until the launched daemon is ready and attached.
   void ExpectReady();
 
-  // The texts of the lines so far that contain `part`.
+  // Returns the texts of all lines so far that contain `part`.
   std::vector<std::string> LogTextsWith(std::string_view part);
 
   // Waits for the `count`-th line that contains `part`.
@@ -45,7 +44,7 @@ class SteeringAccessPoint : public AccessPoint {
   std::string daemon_path_ = DAEMON_ON_FAKE_KERNEL_PATH;
 };
 
-// A test with a steering access point of its own.
+// A fixture with a steering access point.
 class SteeringAccessPointTest : public ::testing::Test {
  protected:
   SteeringAccessPoint ap_;

@@ -21,7 +21,7 @@
 
 namespace orvane::testbed {
 
-// Writes the commands down instead of sending them.
+// Stores the commands instead of sending them.
 class JournalHostapd : public ap::HostapdInterface {
  public:
   using ap::HostapdInterface::HostapdInterface;
@@ -33,8 +33,8 @@ class JournalHostapd : public ap::HostapdInterface {
   std::vector<std::string> commands;
 };
 
-// The steering service with a kernel full of stations, in virtual time. Stations are numbered; the
-// number is the last byte of their address.
+// The steering service with a simulated kernel, in virtual time. Stations are numbered; the number
+// is the last byte of their address.
 class SteeringWorld {
  public:
   static constexpr char k2400[] = "wlan-2400mhz";
@@ -89,11 +89,11 @@ class SteeringWorld {
 
   void Pass(platform::TimeSpan span) { loop.AdvanceBy(span); }
 
-  // What has come since the last time.
+  // Return what has been added since the last call.
   std::vector<std::string> TakeCommands() { return std::exchange(hostapd.commands, {}); }
   std::vector<std::string> TakeLog() { return std::exchange(log, {}); }
 
-  // The log lines since the last time that contain `text`.
+  // Returns the log lines since the last call that contain `text`.
   std::vector<std::string> TakeLog(std::string_view text) {
     std::vector<std::string> lines = TakeLog();
     std::erase_if(lines,

@@ -7,8 +7,8 @@
 
 namespace orvane::testbed {
 
-// A new, empty directory, removed with all that is in it on destruction. Its path is short, so that
-// sockets fit below it. Not being able to make one is fatal.
+// A new, empty directory. The destructor removes it with its contents. Its path is short enough for
+// sockets in it. Aborts on failure.
 class TemporaryDirectory {
  public:
   TemporaryDirectory();
@@ -22,10 +22,10 @@ class TemporaryDirectory {
   platform::FilePath path_;
 };
 
-// Replaces the contents of a file, making it where it is missing. Fatal when it can't.
+// Replaces the contents of a file, or creates it. Aborts on failure.
 void WriteFile(const platform::FilePath& path, std::string_view contents);
 
-// The same in one step, so that a file half written is never read: it is another file then.
+// Replaces a file atomically, so that nobody reads an incomplete one. It is a new file afterwards.
 void ReplaceFile(const platform::FilePath& path, std::string_view contents);
 
 }  // namespace orvane::testbed

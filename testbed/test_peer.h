@@ -14,13 +14,14 @@
 
 namespace orvane::testbed {
 
-// Somebody else on the bus: a service, or a stranger, with a connection of its own to the bus that
-// DBUS_SYSTEM_BUS_ADDRESS names. It answers calls when it is served: by the loop of the test, or,
-// since a blocking call holds that one, by a PeerThread. Each failure ends the process.
+// Another process on the bus: a service or a stranger, with its own connection to the bus of
+// DBUS_SYSTEM_BUS_ADDRESS. It answers calls while it is served, by the test's loop or by a
+// PeerThread; the latter is needed for blocking calls, which hold the loop. Failures abort the
+// process.
 class TestPeer {
  public:
-  // Replies to a method call, or doesn't. Whether the call was its own; if not, the bus library
-  // answers that there is no such object.
+  // Replies to a method call, or not. Returns false if the call is for an unknown object; the bus
+  // library then sends that error.
   using CallHandler = std::function<bool(sd_bus_message* call)>;
   using Filler = std::function<void(platform::bus::MessageWriter& writer)>;
 
@@ -35,11 +36,11 @@ class TestPeer {
   void Reply(sd_bus_message* call, const Filler& fill);
   void ReplyError(sd_bus_message* call, const std::string& name, const std::string& text);
 
-  // A broadcast when `destination` is empty.
+  // An empty `destination` means a broadcast.
   void EmitSignal(const std::string& destination, const std::string& path,
                   const std::string& interface, const std::string& member, const Filler& fill);
 
-  // Serves it from a loop, which must outlive it.
+  // Serves the peer from a loop, which must outlive it.
   void AttachTo(platform::SdEventLoop& loop);
 
   sd_bus* bus() const { return bus_.get(); }
@@ -53,7 +54,7 @@ class TestPeer {
   platform::bus::SlotPtr filter_;
 };
 
-// Serves a peer, which nobody else uses meanwhile, on a thread of its own.
+// Serves a peer on its own thread. Nothing else may use the peer during that time.
 class PeerThread {
  public:
   explicit PeerThread(TestPeer& peer);

@@ -6,14 +6,14 @@
 
 namespace orvane::testbed {
 
-// The lines without their line ends; a last line needs none.
+// Returns the lines without their line ends. The last line needs none.
 std::vector<std::string_view> SplitLines(std::string_view text);
 
-// Takes the first word (up to a blank) off `text`, and the blanks behind it. Empty when there is
-// none.
+// Takes the first word (up to a space) off `text`, with the spaces behind it. Returns an empty text
+// if there is none.
 std::string_view TakeWord(std::string_view* text);
 
-// Whether a string can be sent over the bus: UTF-8, and no zero byte.
+// Returns whether a string can be sent over the bus: valid UTF-8 without a null character.
 bool IsBusString(std::string_view text);
 
 }  // namespace orvane::testbed

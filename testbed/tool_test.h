@@ -16,7 +16,7 @@
 
 namespace orvane::testbed {
 
-// Runs the tool in this process on a database in a directory of the test's.
+// Runs the tool in this process on a database in a temporary directory.
 class ToolTest : public ::testing::Test {
  protected:
   ToolTest() {
@@ -45,7 +45,7 @@ class ToolTest : public ::testing::Test {
     return outcome;
   }
 
-  // An event of the text form of ClientEventInfo.
+  // Parses an event from the text form of ClientEventInfo.
   static PlayedEvent EventOf(const std::string& text,
                              access_infrastructure::proto::WifiInterface interface =
                                  access_infrastructure::proto::WLAN_5000MHZ) {
@@ -56,7 +56,7 @@ class ToolTest : public ::testing::Test {
 
   void Store(const std::vector<PlayedEvent>& events) const { StoreEvents(events, path_); }
 
-  // Makes an empty database, and changes it past the recorder.
+  // Creates an empty database and runs a statement on it.
   void Execute(const std::string& sql) const {
     Store({});
     SQLite::Database(path_.native(), SQLite::OPEN_READWRITE).exec(sql);

@@ -6,11 +6,11 @@
 
 namespace orvane::testbed {
 
-// Long enough for anything that is going to happen, also with sanitizers on a busy machine.
+// Long enough for everything that must happen, even under sanitizers on a busy machine.
 inline constexpr std::chrono::seconds kPatience(60);
 
-// Whether `condition` comes true in time. Looks every two milliseconds. A test that has a loop of
-// its own serves it with RunUntil instead.
+// Returns whether `condition` becomes true in time. Checks it every two milliseconds. A test with
+// its own loop uses RunUntil instead.
 template <typename Condition>
 bool WaitUntil(Condition condition, std::chrono::milliseconds timeout = kPatience) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
