@@ -27,7 +27,7 @@ std::string FlagsText(const FlagMap& flags) {
   return text;
 }
 
-// The number behind `key` in a text that has it.
+// Returns the number behind `key`, which must occur in the text.
 std::int64_t NumberBehind(const std::string& key, std::string_view text) {
   const std::size_t at = text.find(key);
   CHECK(at != std::string_view::npos) << text;

@@ -19,7 +19,7 @@ constexpr char kInterface[] = "org.velmora.ap.Quillary.Manager";
 
 }  // namespace
 
-// sd-bus sends no reply that is not of the type that the method promises.
+// sd-bus checks replies against the declared type.
 MetricsRecorder::Vtable MetricsRecorder::MakeVtable(const char* reply_type) {
   return {{
       SD_BUS_VTABLE_START(0),

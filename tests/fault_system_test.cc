@@ -298,7 +298,7 @@ TEST_F(SystemFault, SaltIsReplacedWhileItRuns) {
 
 class StoppedForAWhileFault : public SteeringAccessPointTest {};
 
-// Events that arrived meanwhile have the time at which they are read. An expired upload period
+// Events that arrive during the stop have the time at which they are read. An expired upload period
 // expires once, and missed polls are not made up for.
 TEST_F(StoppedForAWhileFault, LosesNothingAndMakesUpForNoPolls) {
   ExpectNothingIsLostByAStop(ap_, std::chrono::seconds(5));
