@@ -36,6 +36,7 @@ namespace orvane::wavelarkctl {
 namespace {
 
 constexpr std::uint32_t kCrowd = 200;
+constexpr platform::TimeSpan kMaxStale = std::chrono::hours(24);
 
 struct CommandOptions {
   std::string trace;
@@ -99,8 +100,8 @@ ReplayOptions MakeReplayOptions(const CommandOptions& options) {
   ReplayOptions replay;
   replay.returns = kReturns.at(options.returns);
   const std::optional<platform::TimeSpan> stale = ParseSeconds(options.stale);
-  if (!stale || *stale < platform::TimeSpan::zero()) {
-    throw Failure(ExitStatus::kUsage, "--stale: '" + options.stale + "' is not in seconds");
+  if (!stale || *stale < platform::TimeSpan::zero() || *stale > kMaxStale) {
+    throw Failure(ExitStatus::kUsage, "--stale: '" + options.stale + "' is not 0 to 86400 seconds");
   }
   replay.stale = *stale;
   for (const std::string& text : options.settings) ApplyFlag(text, &replay.settings);

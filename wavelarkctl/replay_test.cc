@@ -267,6 +267,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Mistake{{"--returns", "home", "TRACE"}, 64, "--returns"},
                       Mistake{{"--stale", "soon", "TRACE"}, 64, "--stale"},
                       Mistake{{"--stale=-1", "TRACE"}, 64, "--stale"},
+                      Mistake{{"--stale=86401", "TRACE"}, 64, "--stale"},
                       Mistake{{"--client", "me", "TRACE"}, 64, "--client"},
                       Mistake{{"--crowd", "5", "TRACE"}, 64, "--crowd"},
                       Mistake{{"--set", "floor=1", "TRACE"}, 64, "floor"},
