@@ -74,7 +74,7 @@ ExitStatus RunChecks(Machine& machine, const CheckOutput& output, std::ostream& 
 
 void AddCheck(CLI::App& app, Action* action) {
   CLI::App* command =
-      app.add_subcommand("check", "Checks whether this machine is ready for the daemon");
+      app.add_subcommand("check", "Check whether this machine is ready for the daemon");
   command->footer(kExamples);
   const auto is_json = std::make_shared<bool>(false);
   command->add_flag("--json", *is_json, "Print an object of JSON per finding");

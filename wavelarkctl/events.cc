@@ -39,7 +39,7 @@ constexpr int kPollMs = 500;
 // How often --follow tries to read a database that has replaced another one.
 constexpr int kMostFailures = 20;
 
-constexpr char kDescription[] = "Shows the recorded events of clients";
+constexpr char kDescription[] = "Show the recorded events of clients";
 
 constexpr char kExamples[] =
     "Events are shown in the order in which they were recorded. The daemon hands them to the\n"

@@ -228,7 +228,7 @@ void AddOptions(CLI::App& command, CommandOptions& options) {
           ->check(CLI::IsMember(NamesOf(kWalks)));
   command.add_option("--crowd", options.crowd, "The clients of --walk crowd (default: 200)")
       ->option_text("COUNT")
-      ->check(CLI::Range(1U, 1'000'000U))
+      ->check(CLI::Range(1U, 1'000'000U).description(""))
       ->needs(walk);
   command
       .add_option("--plot", options.plot,

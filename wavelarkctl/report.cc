@@ -36,7 +36,7 @@ using nlohmann::json;
 using platform::FilePath;
 using platform::WallTime;
 
-constexpr char kDescription[] = "Writes a page about service levels, joins, signals and steering";
+constexpr char kDescription[] = "Write a page about service levels, joins, signals and steering";
 
 constexpr char kExamples[] =
     "The page is one file that a browser shows without a network. It has the data of the period\n"
@@ -244,11 +244,11 @@ void AddLimits(CLI::App* command, Options* options) {
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   command->add_option("--time-limit", options->time_limit, "A connect that takes longer is slow")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.0, 60.0))
+      ->check(CLI::Range(0.0, 60.0).description(""))
       ->capture_default_str();
   command->add_option("--signal-limit", options->signal_limit, "A weaker signal is no coverage")
       ->type_name("DBM")
-      ->check(CLI::Range(-100, 0))
+      ->check(CLI::Range(-100, 0).description(""))
       ->capture_default_str();
 }
 
