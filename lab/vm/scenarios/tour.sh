@@ -98,6 +98,17 @@ show_records() {
     give_up "no address is in the database"
 }
 
+show_explanation() {
+  local status=0
+  step "And why it was steered, as wavelarkctl reads it from the daemon's log:"
+  "$build/wavelarkctl/wavelarkctl" explain --client "$(address_of "$walker")" "$scratch/daemon.log" \
+    >"$scratch/explanation" 2>&1 || status=$?
+  # 1 says that something needs attention.
+  ((status <= 1)) || { cat "$scratch/explanation" && give_up "wavelarkctl explains the log"; }
+  grep -q STEERED "$scratch/explanation" || give_up "wavelarkctl finds the steer"
+  show <"$scratch/explanation"
+}
+
 show_access_point
 show_clients
 show_daemon
@@ -105,6 +116,7 @@ show_steering
 show_return
 show_flags
 show_records
+show_explanation
 step "Told to end, the daemon and the bridge end with exit status 0."
 stop daemon || give_up "the daemon ends with exit status 0"
 stop bridge || give_up "the bridge ends with exit status 0"
