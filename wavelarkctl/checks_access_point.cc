@@ -122,7 +122,7 @@ Findings CheckHostapd(Machine& machine) {
     return findings;
   }
   for (const std::string name : ap::kMainInterfaces) {
-    findings.push_back(CheckSocket(machine, directory + "/" + name));
+    findings.push_back(CheckSocket(machine, fmt::format("{}/{}", directory, name)));
   }
   return findings;
 }

@@ -34,7 +34,7 @@ bool Connect(int fd, std::string_view path) {
          connect(fd, reinterpret_cast<const sockaddr*>(&peer), sizeof(peer)) == 0;
 }
 
-bool WaitFor(int fd, short events) {
+bool WaitFor(int fd, decltype(pollfd::events) events) {
   pollfd waiting = {.fd = fd, .events = events, .revents = 0};
   const int ready = poll(&waiting, 1, static_cast<int>(kPatience.count()));
   if (ready == 0) errno = ETIMEDOUT;

@@ -63,10 +63,9 @@ void WritePlot(const platform::FilePath& file, TraceReader& reader, const TraceS
                .panels = {}};
   std::vector<std::unique_ptr<PlotCollector>> collectors;
   std::vector<ReplayListener*> listeners;
-  for (std::size_t i = 0; i < runs.size(); ++i) {
-    collectors.push_back(
-        std::make_unique<PlotCollector>(plot.begin, plot.end, plot.columns,
-                                        runs[i].options.settings.policy.poll_interval, clients));
+  for (const ReplayRun& run : runs) {
+    collectors.push_back(std::make_unique<PlotCollector>(
+        plot.begin, plot.end, plot.columns, run.options.settings.policy.poll_interval, clients));
     listeners.push_back(collectors.back().get());
   }
   ClientFilter filter;

@@ -59,6 +59,7 @@ const std::map<std::string, Walk> kWalks = {
 template <typename T>
 std::vector<std::string> NamesOf(const std::map<std::string, T>& map) {
   std::vector<std::string> names;
+  names.reserve(map.size());
   for (const auto& [name, value] : map) names.push_back(name);
   return names;
 }
@@ -171,6 +172,7 @@ ExitStatus Replay(const CommandOptions& options) {
   Roster roster;
   for (const std::string& interface : survey.interfaces) roster.InterfaceNumber(interface);
   std::vector<ReplayListener*> listeners;
+  listeners.reserve(runs.size());
   for (const ReplayRun& run : runs) listeners.push_back(run.summary.get());
   const ClientFilter filter = client ? ClientFilter{*client} : ClientFilter();
   const auto polls = ReplayTrace(reader, survey, filter, runs, listeners, roster);

@@ -72,10 +72,11 @@ SteerResult ResultOf(const ReportEvent& steer, const ReportEvent* next) {
 void FindSteers(Client client, std::vector<RecordedSteer>* steers) {
   const ReportEvent* next = nullptr;
   const auto begin = static_cast<std::ptrdiff_t>(steers->size());
-  for (auto event = client.rbegin(); event != client.rend(); ++event) {
-    if (IsConnected(*event)) next = &*event;
-    if (IsDisconnect(*event) && IsSteered(*event)) {
-      steers->push_back({&*event, next, ResultOf(*event, next)});
+  for (std::size_t i = client.size(); i-- > 0;) {
+    const ReportEvent& event = client[i];
+    if (IsConnected(event)) next = &event;
+    if (IsDisconnect(event) && IsSteered(event)) {
+      steers->push_back({&event, next, ResultOf(event, next)});
     }
   }
   std::reverse(steers->begin() + begin, steers->end());
