@@ -64,6 +64,10 @@ expect "the bridge logs its counters" told bridge 'nl80211: [0-9]+ messages, 0 l
 grep -h 'events in' "$scratch/bridge.log" | show
 
 step "The daemon has heard of each, and the database has each once:"
+# The events of a batch that is not yet uploaded end with the daemon.
+for band in WLAN_2400MHZ WLAN_5000MHZ; do
+  expect_rows "client_events WHERE interface = '$band' AND event_type = 'DISCONNECT'" "$total"
+done
 stop daemon || give_up "the daemon ends with status 0"
 ! told daemon 'Received unknown event' || give_up "the daemon knows every event"
 for event in "${!kinds[@]}"; do
