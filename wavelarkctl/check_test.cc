@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -307,6 +308,8 @@ class FakeSystemd {
   FakeSystemd() {
     peer_.RequestName("org.freedesktop.systemd1");
     peer_.HandleCalls([](sd_bus_message* call) { return Answer(call); });
+    // Only now, because nobody else may use the peer while it is served.
+    thread_.emplace(peer_);
   }
 
  private:
@@ -347,7 +350,7 @@ class FakeSystemd {
   }
 
   testbed::TestPeer peer_;
-  testbed::PeerThread thread_{peer_};
+  std::optional<testbed::PeerThread> thread_;
 };
 
 TEST_F(MachineOnBusTest, TheUnitIsReadFromSystemd) {
