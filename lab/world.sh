@@ -170,13 +170,13 @@ start_flags() {
 
 # Starts the recorder, with the records that it had before.
 start_recorder() {
-  start recorder "$build/recorder/ap-wavelark-recorder" --v=1 --database="$scratch/records.db" \
+  start recorder "$build/recorder/ap-wavelark-recorder" --v=1 --database="${database:-$scratch/records.db}" \
     --metrics-file="$scratch/metrics.prom"
   expect "the recorder is on the bus" is_on_bus org.velmora.ap.Quillary
 }
 
 # Asks the recorder's database.
-query() { sqlite3 -readonly -batch "$scratch/records.db" "$@"; }
+query() { sqlite3 -readonly -batch "${database:-$scratch/records.db}" "$@"; }
 
 # How many rows of a table, or of a table and a WHERE, the database has.
 count_rows() { query "SELECT count(*) FROM $1"; }
@@ -187,7 +187,7 @@ has_rows() { (("$(count_rows "$1")" >= ${2:-1})); }
 expect_rows() { expect "the recorder stores $1" has_rows "$@"; }
 
 # Prints the answer to a query as a table, with the names of its columns.
-show_query() { sqlite3 -readonly -batch -header -column "$scratch/records.db" "$1" | show; }
+show_query() { sqlite3 -readonly -batch -header -column "${database:-$scratch/records.db}" "$1" | show; }
 
 # Writes all that the database has to database.sql as text, bytes in hexadecimal: any small address is
 # somewhere among the bytes of the database itself.
