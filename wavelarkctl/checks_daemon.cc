@@ -76,7 +76,7 @@ void FindTruncated(const ap::OptimizerFlags& flags, Findings* findings) {
 void FindBadFlags(const EffectiveSettings& settings, Findings* findings) {
   for (const auto& [key, value] : settings.flags) {
     flags::Reading reading;
-    flags::ReadFlags("", key + "=" + value + "\n", &reading);
+    flags::ReadFlags("", fmt::format("{}={}\n", key, value), &reading);
     for (const std::string& error : reading.errors) {
       findings->push_back({Level::kFailure,
                            fmt::format("{}: {}", settings.flags_origin, error.substr(4)),
