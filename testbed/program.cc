@@ -76,12 +76,14 @@ void EndOnSignals(platform::SdEventLoop& loop) {
   }
 }
 
+int ExitCodeOf(const CLI::App& app, const Failure& failure) {
+  if (!failure) return kExitOk;
+  std::cerr << app.get_name() << ": " << *failure << "\n";
+  return kExitFailure;
+}
+
 int RunProgram(const CLI::App& app, const Failure& start_failure, platform::SdEventLoop& loop) {
-  if (start_failure) {
-    std::cerr << app.get_name() << ": " << *start_failure << "\n";
-    return kExitFailure;
-  }
-  return loop.Run();
+  return start_failure ? ExitCodeOf(app, start_failure) : loop.Run();
 }
 
 }  // namespace orvane::testbed

@@ -50,6 +50,10 @@ std::optional<int> ParseCommandLine(CLI::App& app, int argc, const char* const* 
 // cleaning up.
 void EndOnSignals(platform::SdEventLoop& loop);
 
+// Returns the exit code of a program that has ended with this result. Prints a failure on standard
+// error.
+int ExitCodeOf(const CLI::App& app, const Failure& failure);
+
 // Runs the loop, unless the start failed. Returns the program's exit code.
 int RunProgram(const CLI::App& app, const Failure& start_failure, platform::SdEventLoop& loop);
 

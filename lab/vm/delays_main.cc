@@ -29,9 +29,8 @@
 namespace orvane::lab {
 namespace {
 
+using testbed::ExitCodeOf;
 using testbed::Failure;
-using testbed::kExitFailure;
-using testbed::kExitOk;
 using testbed::ParseCommandLine;
 using testbed::SystemFailure;
 
@@ -177,10 +176,7 @@ int Main(int argc, char** argv) {
   app.add_option("bridge", options.bridge, "The bridge's for the same interface")->required();
   app.add_option("--count", options.count, "How many of each")->check(CLI::Range(1, 100'000));
   if (const std::optional<int> exit_code = ParseCommandLine(app, argc, argv)) return *exit_code;
-  const Failure failure = Measure(options);
-  if (!failure) return kExitOk;
-  std::cerr << app.get_name() << ": " << *failure << "\n";
-  return kExitFailure;
+  return ExitCodeOf(app, Measure(options));
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <CLI/Validators.hpp>
 #include <chrono>
 #include <cstdint>
-#include <iostream>
 #include <map>
 #include <optional>
 #include <string>
@@ -21,9 +20,8 @@
 namespace orvane::lab {
 namespace {
 
+using testbed::ExitCodeOf;
 using testbed::Failure;
-using testbed::kExitFailure;
-using testbed::kExitOk;
 using testbed::ParseCommandLine;
 
 // A kind of frame: the first byte of its frame control, and its body.
@@ -91,10 +89,7 @@ int Main(int argc, char** argv) {
   app.add_option("--count", options.count, "How many frames")->check(CLI::Range(1, 1'000'000));
   app.add_option("--rate", options.rate, "How many a second")->check(CLI::Range(1, 10'000));
   if (const std::optional<int> exit_code = ParseCommandLine(app, argc, argv)) return *exit_code;
-  const Failure failure = SendFrames(options);
-  if (!failure) return kExitOk;
-  std::cerr << app.get_name() << ": " << *failure << "\n";
-  return kExitFailure;
+  return ExitCodeOf(app, SendFrames(options));
 }
 
 }  // namespace

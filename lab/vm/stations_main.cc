@@ -12,7 +12,6 @@
 #include <CLI/Validators.hpp>
 #include <array>
 #include <cstdint>
-#include <iostream>
 #include <optional>
 #include <string>
 
@@ -24,9 +23,8 @@
 namespace orvane::lab {
 namespace {
 
+using testbed::ExitCodeOf;
 using testbed::Failure;
-using testbed::kExitFailure;
-using testbed::kExitOk;
 using testbed::Nl80211Socket;
 using testbed::ParseCommandLine;
 
@@ -98,10 +96,7 @@ int Main(int argc, char** argv) {
       ->check(CLI::Range(1, 2007));
   app.add_option("--count", options.count, "How many")->check(CLI::Range(1, 2007));
   if (const std::optional<int> exit_code = ParseCommandLine(app, argc, argv)) return *exit_code;
-  const Failure failure = AddStations(options);
-  if (!failure) return kExitOk;
-  std::cerr << app.get_name() << ": " << *failure << "\n";
-  return kExitFailure;
+  return ExitCodeOf(app, AddStations(options));
 }
 
 }  // namespace
