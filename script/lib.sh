@@ -12,7 +12,7 @@ fail() {
   exit 1
 }
 
-# Fails if there is an argument left.
+# Fails if there are arguments.
 no_more_arguments() {
   (($# == 0)) || fail "unknown argument: $1; see --help"
 }
@@ -32,6 +32,18 @@ help_if_asked() {
   [[ "${1:-}" == --help ]] || return 0
   (cd "$called_from" && sed -n '2,/^$/ s/^# \{0,1\}//p' "$0")
   exit
+}
+
+# Lets the EXIT trap run when a signal ends the script.
+exit_on_signals() {
+  trap 'exit 130' INT
+  trap 'exit 143' TERM
+  trap 'exit 129' HUP
+}
+
+# Prints the version of the Debian packages.
+package_version() {
+  dpkg-parsechangelog -l packaging/debian/changelog -S Version
 }
 
 # Prints the next step.
