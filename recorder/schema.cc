@@ -120,13 +120,19 @@ void CompleteTable(SQLite::Database& database, const MessageTable& table) {
   }
 }
 
-void Migrate(SQLite::Database& database) {
+// Returns the version of the schema, 0 if the database is empty. Throws, without a change to the
+// file, if this program can't use the database.
+int UsableVersion(SQLite::Database& database) {
   const int version = Number(database, "PRAGMA user_version");
   const bool is_new = version == 0 && Number(database, "SELECT count(*) FROM sqlite_schema") == 0;
   if (!is_new && Number(database, "PRAGMA application_id") != kApplicationId) {
     Refuse("the database belongs to another program");
   }
   if (version > kSchemaVersion) Refuse("the database is of a later version");
+  return version;
+}
+
+void Migrate(SQLite::Database& database, int version) {
   SQLite::Transaction transaction(database);
   CompleteTable(database, ClientEventsTable());
   CompleteTable(database, ProbeReportsTable());
@@ -156,8 +162,10 @@ SQLite::Database OpenDatabase(const DatabaseOptions& options) {
   SQLite::Database database(options.path.native(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
                             kBusyTimeoutMs);
   if (!was_closed) Check(database);
+  const int version = UsableVersion(database);
+  // The journal mode is stored in the file.
   Configure(database, options.is_synchronous_full);
-  Migrate(database);
+  Migrate(database, version);
   return database;
 }
 
