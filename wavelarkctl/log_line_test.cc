@@ -1,5 +1,6 @@
 #include "wavelarkctl/log_line.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <time.h>
@@ -30,7 +31,7 @@ constexpr WallTime kTime(1'769'904'000s + 1us);  // 2026-02-01 00:00:00.000001 U
 constexpr char kHeader[] = "2026-02-01 00:00:00.000001 INFO optimizer/client_steer.cc:12] ";
 
 TEST_F(LogLineTest, HasTimeSeverityAndMessage) {
-  const std::string line = std::string(kHeader) + " Client Steer Stopped ";
+  const std::string line = fmt::format("{} Client Steer Stopped ", kHeader);
   const auto read = reader_.Read(line);
   ASSERT_TRUE(read.has_value());
   EXPECT_EQ(read->time, kTime);
@@ -42,7 +43,7 @@ TEST_F(LogLineTest, WhatTheJournalAndSyslogPutBeforeItIsSkipped) {
   for (const char* prefix : {"", "<6>", "Feb  1 00:00:00 ap ap-wavelark[123]: ",
                              "2026-02-01T00:00:00.000001+00:00 ap ap-wavelark[123]: ",
                              "Feb 01 00:00:00 ap ap-wavelark[1]: "}) {
-    const std::string line = prefix + std::string(kHeader) + "text ]: of it";
+    const std::string line = fmt::format("{}{}text ]: of it", prefix, kHeader);
     const auto read = reader_.Read(line);
     ASSERT_TRUE(read.has_value()) << line;
     EXPECT_EQ(read->time, kTime) << line;
