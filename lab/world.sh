@@ -1,23 +1,23 @@
 # shellcheck shell=bash disable=SC2154 # `scratch` is set by whoever sources this
-# What the steps of a demonstration, or of a scenario in the virtual machine, are made of: programs
-# started by name, waiting for what they tell, narration. To be sourced after script/lib.sh, with
-# `scratch` set to a folder for what the programs write.
+# Functions for demonstrations and for scenarios in the virtual machine: they start programs by name, wait
+# for what these log, and narrate. Sourced after script/lib.sh, with `scratch` set to a folder for the
+# logs.
 
 declare -A pids=()
 step_number=0
-# For how many seconds what has to come is waited for, far longer than it takes on any machine, and how
-# long between two looks.
+# How many seconds `expect` waits, which is far longer than anything takes on any machine, and how long it
+# pauses between two attempts.
 patience=60
 pause=0.05
-# Nothing ever comes here; reading from it with a limit of time is sleeping without another process.
+# No data ever arrives here. Reading from it with a time limit sleeps without another process.
 exec {nothing}<> <(:)
 
-# Starts a program under a name, by which its output is found, too: what it writes from now on. It ends
-# with us, however we end.
+# Starts a program under a name. Its output goes to a new file NAME.log. The program ends with this shell,
+# however that ends.
 start() {
   local name="$1"
   shift
-  # Now: the new process may be slow to begin, and what an earlier one wrote is not to be found.
+  # Before the start: the process may begin late, and nothing may find the output of an earlier one.
   : >"$scratch/$name.log"
   setpriv --pdeathsig KILL "$@" >"$scratch/$name.log" 2>&1 &
   pids[$name]=$!
@@ -27,22 +27,22 @@ is_running() { kill -0 "${pids[$1]}" 2>/dev/null; }
 
 has_ended() { ! is_running "$1"; }
 
-# Ends a program. The status is that of the program, or 137 if it has to be killed.
+# Ends a program. Returns its status, or 137 if it had to be killed.
 stop() {
-  # One that is held takes the first signal with the second.
+  # A stopped process handles SIGTERM after SIGCONT.
   kill -TERM "${pids[$1]}" 2>/dev/null || true
   kill -CONT "${pids[$1]}" 2>/dev/null || true
   wait_until "$patience" has_ended "$1" || kill -KILL "${pids[$1]}" 2>/dev/null || true
   forget "$1"
 }
 
-# As `stop`, but without giving it the time to clean up.
+# Like `stop`, but the program cannot clean up.
 kill_now() {
   kill -KILL "${pids[$1]}"
   forget "$1" || true
 }
 
-# Waits for the end of a program, whose status becomes our own.
+# Waits for the end of a program, and returns its status.
 forget() {
   local status=0
   wait "${pids[$1]}" 2>/dev/null || status=$?
@@ -50,7 +50,7 @@ forget() {
   return "$status"
 }
 
-# Ends what is still running, the bus last.
+# Ends the programs that still run, the bus last.
 stop_all() {
   trap '' INT TERM HUP
   local name
@@ -60,7 +60,7 @@ stop_all() {
   [[ ! -v 'pids[bus]' ]] || stop bus || true
 }
 
-# Whether a command succeeds within so many seconds.
+# wait_until SECONDS COMMAND...: whether the command succeeds within this time.
 wait_until() {
   local deadline=$((${EPOCHREALTIME/[.,]/} + $1 * 1000000))
   shift
@@ -70,17 +70,19 @@ wait_until() {
   done
 }
 
-# Waits for what has to come, and ends everything if it doesn't, or can't any more since a program has
+# expect WHAT COMMAND...: waits until the command succeeds. Gives up if it does not, or if a program has
 # ended.
 expect() {
   local what="$1" has_come=no
   shift
   wait_until "$patience" is_settled "$@" || give_up "$what"
-  # A program may have made it come just before it ended; and what has come may be gone again.
+  # The program may have caused it just before its end. A success that was seen counts even if it has
+  # passed.
   [[ "$has_come" == yes ]] || "$@" || give_up "$what"
 }
 
-# Whether there is nothing to wait for any more. Tells `expect` whether that is because it has come.
+# Whether waiting is over: the command has succeeded, which sets `has_come` of `expect`, or a program has
+# ended.
 is_settled() {
   if "$@"; then
     has_come=yes
@@ -105,12 +107,12 @@ give_up() {
   fail "this did not happen: $*"
 }
 
-# Whether the output of a program has a line that matches, `count` of them if that is given.
+# told PROGRAM PATTERN [COUNT]: whether the program's output has COUNT matching lines, 1 by default.
 told() {
   (("$(count_told "$1" "$2")" >= ${3:-1}))
 }
 
-# How many lines of a program's output match.
+# How many lines of a program's output match a pattern.
 count_told() {
   grep -cE -- "$2" "$scratch/$1.log" || true
 }
@@ -119,38 +121,38 @@ step() {
   printf '\n%d. %s\n' "$((++step_number))" "$*"
 }
 
-# Shows lines, without the header of log lines, cut to the width of a page.
+# Prints lines without the header of log lines, cut to the width of a page.
 show() {
   sed -E 's/^.*\.cc:[0-9]+\] *//; s/^/     /; s/^(.{105}).{4,}$/\1.../'
 }
 
-# Replaces a file in one move, so that nobody reads half of it.
+# Replaces a file by a rename, so that no reader sees half of it.
 write() {
   cat >"$1.new"
   mv "$1.new" "$1"
 }
 
-# A system bus of our own, on which everything is allowed. The programs started afterwards find it.
+# Starts a private system bus that allows everything. Programs that start later use it.
 start_bus() {
-  # A bus that was killed leaves its socket.
+  # A killed bus leaves its socket behind.
   rm -f "$scratch/bus"
   start bus dbus-daemon --nofork --nopidfile --nosyslog --print-address \
     --config-file=testbed/private_bus.conf --address="unix:path=$scratch/bus"
-  # The socket's file is there before the bus takes connections.
+  # The socket's file exists before the bus accepts connections.
   expect "the bus starts" told bus '^unix:path='
   export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$scratch/bus"
 }
 
 # --- The daemon's services ---
 
-# Whether somebody owns a name on the bus.
+# Whether a name on the bus has an owner.
 is_on_bus() {
   dbus-send --system --print-reply=literal --dest=org.freedesktop.DBus / \
     org.freedesktop.DBus.GetNameOwner "string:$1" >/dev/null 2>&1
 }
 
-# Sets what the flags service publishes: a line `key=value` an argument. Waits until it has done so, if
-# it is running; they must be others than before.
+# Sets the flags: KEY=VALUE for each argument. If the flags service runs, waits until it has published
+# them, so they must differ from those before.
 set_flags() {
   local published
   mkdir -p "$scratch/flags.d"
@@ -168,29 +170,29 @@ start_flags() {
   expect "the flags service is on the bus" is_on_bus org.velmora.ap.Flags
 }
 
-# Starts the recorder, with the records that it had before.
+# Starts the recorder. It keeps the records that it had before.
 start_recorder() {
   start recorder "$build/recorder/ap-wavelark-recorder" --v=1 --database="${database:-$scratch/records.db}" \
     --metrics-file="$scratch/metrics.prom"
   expect "the recorder is on the bus" is_on_bus org.velmora.ap.Quillary
 }
 
-# Asks the recorder's database.
+# Runs a query on the recorder's database.
 query() { sqlite3 -readonly -batch "${database:-$scratch/records.db}" "$@"; }
 
-# How many rows of a table, or of a table and a WHERE, the database has.
+# How many rows a table has; a WHERE may follow its name.
 count_rows() { query "SELECT count(*) FROM $1"; }
 
 has_rows() { (("$(count_rows "$1")" >= ${2:-1})); }
 
-# Waits until the database has such a row, or `count` of them.
+# expect_rows TABLE [COUNT]: waits until the database has COUNT such rows, 1 by default.
 expect_rows() { expect "the recorder stores $1" has_rows "$@"; }
 
-# Prints the answer to a query as a table, with the names of its columns.
+# Prints the result of a query as a table with the names of the columns.
 show_query() { sqlite3 -readonly -batch -header -column "${database:-$scratch/records.db}" "$1" | show; }
 
-# Writes all that the database has to database.sql as text, bytes in hexadecimal: any small address is
-# somewhere among the bytes of the database itself.
+# Writes the database to database.sql as text, with bytes in hexadecimal. In the binary file, any six
+# bytes may look like an address.
 dump_database() {
   query .dump >"$scratch/database.sql" || give_up "the database can be read"
   grep -q 'INSERT INTO client_events' "$scratch/database.sql" || give_up "the database has events"
@@ -201,7 +203,7 @@ make_salt() {
   head -c 32 /dev/urandom >/var/lib/ap/monitor/station_id_salt
 }
 
-# How many of the addresses on standard input are in some file: as text in any common form, or as
+# How many of the addresses on standard input are in one of the files: as text in any common form, or as
 # six bytes.
 count_addresses() {
   local address found=0

@@ -17,7 +17,7 @@ namespace {
 using testbed::Failure;
 using testbed::SystemFailure;
 
-// Says to the monitor's driver how to send: in no particular way.
+// Radiotap header without fields: the driver chooses how to send.
 constexpr std::array<std::uint8_t, 8> kRadiotap = {0, 0, 8, 0, 0, 0, 0, 0};
 
 }  // namespace

@@ -15,10 +15,10 @@ namespace orvane::lab {
 
 using Address = std::array<std::uint8_t, ETH_ALEN>;
 
-// The address of a network interface.
+// Gets the hardware address of a network interface.
 [[nodiscard]] testbed::Failure AddressOfInterface(const std::string& interface, Address* address);
 
-// The header of an 802.11 frame without a quality of service.
+// The header of an 802.11 frame without QoS control.
 struct FrameHeader {
   std::array<std::uint8_t, 2> control = {};
   std::array<std::uint8_t, 2> duration = {};
@@ -29,7 +29,7 @@ struct FrameHeader {
 };
 static_assert(sizeof(FrameHeader) == 24);
 
-// Sends whole frames through an interface that is a monitor, as from any station.
+// Sends whole frames through a monitor interface, in the name of any station.
 class Air {
  public:
   [[nodiscard]] testbed::Failure Open(const std::string& monitor);

@@ -1,5 +1,5 @@
-// Measures what the bridge adds to the time of an event and of a command: is a client of hostapd's
-// own socket and of the bridge's, and compares.
+// Measures the time that the bridge adds to an event and to a command. It is a client of hostapd's
+// own socket and of the bridge's socket, and compares both.
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -36,10 +36,10 @@ using testbed::SystemFailure;
 
 using Clock = std::chrono::steady_clock;
 
-// For a datagram; far longer than any takes.
+// For a datagram; far longer than any datagram takes.
 constexpr int kPatienceMs = 60'000;
 
-// Passed on to hostapd, which answers at once.
+// The bridge passes it on to hostapd, which answers at once.
 constexpr std::string_view kCommand = "GET_CONFIG";
 
 struct Options {
@@ -69,7 +69,7 @@ class Client {
 
   int fd() const { return socket_.get(); }
 
-  // Whatever comes next; empty if nothing does.
+  // Returns the next datagram; empty if none arrives.
   std::string Receive() const {
     pollfd ready = {.fd = fd(), .events = POLLIN, .revents = 0};
     std::array<char, 4096> buffer;
@@ -78,7 +78,7 @@ class Client {
     return length > 0 ? std::string(buffer.data(), static_cast<std::size_t>(length)) : "";
   }
 
-  // The answer to a command; empty if there is none. Events that come before it are dropped.
+  // Returns the answer to a command; empty if there is none. Drops events that arrive before it.
   std::string Ask(std::string_view command) const {
     if (send(fd(), command.data(), command.size(), 0) < 0) return "";
     std::string answer = Receive();
@@ -95,7 +95,8 @@ class Client {
 
 using Samples = std::vector<std::chrono::microseconds>;
 
-// The station of a probe request: as hostapd reports it, and as the bridge does.
+// Returns the station of a probe request in a line of hostapd or of the bridge; empty for other
+// lines.
 std::string ProbingStation(std::string_view line) {
   constexpr std::string_view kOfHostapd = "<3>RX-PROBE-REQUEST sa=";
   constexpr std::string_view kOfBridge = "<3>AP-MONITOR-STA-INFO ";
@@ -106,15 +107,15 @@ std::string ProbingStation(std::string_view line) {
   return "";
 }
 
-// How much later the bridge reports a probe request than hostapd does. Each station sends one.
+// Measures how much later than hostapd the bridge reports a probe request. Each station sends one.
 Failure MeasureEvents(const Client& hostapd, const Client& bridge, std::size_t count,
                       Samples* samples) {
   std::map<std::string, Clock::time_point> reported;
   std::array<pollfd, 2> ready = {{{hostapd.fd(), POLLIN, 0}, {bridge.fd(), POLLIN, 0}}};
   while (samples->size() < count) {
-    if (poll(ready.data(), ready.size(), kPatienceMs) <= 0) return "too few events come";
+    if (poll(ready.data(), ready.size(), kPatienceMs) <= 0) return "too few events arrive";
     const Clock::time_point now = Clock::now();
-    // The one first that is first.
+    // hostapd's report comes first.
     if (ready[0].revents != 0) {
       if (const std::string station = ProbingStation(hostapd.Receive()); !station.empty()) {
         reported[station] = now;
@@ -156,7 +157,7 @@ Failure Measure(const Options& options) {
   Print("command", direct);
   Print("bridged_command", bridged);
   if (bridge.Ask("ATTACH") != "OK\n" || hostapd.Ask("ATTACH probe_rx_events=1") != "OK\n") {
-    return "no events are to be had";
+    return "ATTACH fails";
   }
   std::cout << "attached" << std::endl;
   if (Failure failure = MeasureEvents(hostapd, bridge, options.count, &events)) return failure;

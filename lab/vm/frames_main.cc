@@ -1,5 +1,4 @@
-// Puts frames on the air as from stations that are not there: nobody acknowledges what they are
-// answered.
+// Sends frames in the name of stations that do not exist, so no station acknowledges the answers.
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -47,7 +46,7 @@ struct Options {
   int rate = 100;
 };
 
-// Locally administered addresses by number, others than those of `stations`.
+// Locally administered addresses by number, different from those of the program `stations`.
 Address AddressOf(int number) {
   return {0x02,
           0x5b,
@@ -57,7 +56,7 @@ Address AddressOf(int number) {
           static_cast<std::uint8_t>(number)};
 }
 
-// One after the other at the rate, whatever each of them takes.
+// Sends at the given rate, however long each frame takes.
 Failure SendFrames(const Options& options) {
   using Clock = std::chrono::steady_clock;
   Air air;
@@ -77,14 +76,14 @@ Failure SendFrames(const Options& options) {
 }
 
 int Main(int argc, char** argv) {
-  CLI::App app("Sends frames to an access point, as from stations that are not there.", "frames");
+  CLI::App app("Sends frames to an access point in the name of stations that do not exist.",
+               "frames");
   Options options;
-  app.add_option("monitor", options.monitor, "An interface that is a monitor, on its channel")
-      ->required();
+  app.add_option("monitor", options.monitor, "A monitor interface on its channel")->required();
   app.add_option("--to", options.to, "The access point's interface")->required();
-  app.add_option("--kind", options.kind, "Of the frames")->check(CLI::IsMember(kKinds));
+  app.add_option("--kind", options.kind, "The kind of the frames")->check(CLI::IsMember(kKinds));
   app.add_option("--first", options.first, "The number of the first station");
-  app.add_option("--stations", options.stations, "How many take turns")
+  app.add_option("--stations", options.stations, "How many stations take turns")
       ->check(CLI::Range(1, 65536));
   app.add_option("--count", options.count, "How many frames")->check(CLI::Range(1, 1'000'000));
   app.add_option("--rate", options.rate, "How many a second")->check(CLI::Range(1, 10'000));

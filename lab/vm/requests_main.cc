@@ -1,4 +1,4 @@
-// Sends one request of the request manager to the kernel, and tells what comes back.
+// Sends one request of the request manager to the kernel, and prints the answer.
 
 #include <fmt/format.h>
 #include <linux/nl80211.h>
@@ -66,7 +66,7 @@ void PrintMeshProxyPath(const ap::Nl80211MeshProxyPath& path) {
                         path.GetMeshProxy().ToString()));
 }
 
-// What a request is made of.
+// The parts of a request.
 struct Request {
   std::string interface;
   std::string address;  // of a station
@@ -74,7 +74,7 @@ struct Request {
   Nl80211Manager::CompletionCallback complete;
 };
 
-// By the attributes of a message, as those who hear of a station from the kernel have them.
+// Takes the station from the attributes of a message, such as a notification of the kernel.
 bool GetStationOfMessage(Nl80211Manager& manager, const Request& request) {
   GenericNetlinkRequest news(request.netlink->nl80211_message_type(), NL80211_CMD_NEW_STATION);
   ap::internal::SetInterfaceIndex(request.netlink->GetInterfaceIndex(request.interface), &news);
@@ -86,7 +86,7 @@ bool GetStationOfMessage(Nl80211Manager& manager, const Request& request) {
   return true;
 }
 
-// Each sends a request, and says whether there is such an interface.
+// Each sends a request, and returns whether the interface exists.
 using Send = std::function<bool(Nl80211Manager& manager, const Request& request)>;
 const std::map<std::string, Send> kRequests = {
     {"stations",
@@ -112,8 +112,7 @@ const std::map<std::string, Send> kRequests = {
      }},
 };
 
-// A request for one station that succeeds has no completion: that there is none is told after a
-// while.
+// A successful request for one station has no completion. The program reports that after this time.
 constexpr platform::TimeSpan kPatience{2'000'000};
 
 Failure SendRequest(platform::SdEventLoop& loop, const std::string& name, Request* request,
@@ -138,9 +137,9 @@ int Main(int argc, char** argv) {
   CLI::App app("Asks the kernel, and prints each record and how the request ended.", "requests");
   std::string name;
   Request request;
-  app.add_option("request", name, "What for")->required()->check(CLI::IsMember(kRequests));
-  app.add_option("interface", request.interface, "Of which interface")->required();
-  app.add_option("address", request.address, "Of which station, for the requests about one");
+  app.add_option("request", name, "The request")->required()->check(CLI::IsMember(kRequests));
+  app.add_option("interface", request.interface, "The interface")->required();
+  app.add_option("address", request.address, "The station, for requests about one");
   if (const std::optional<int> exit_code = ParseCommandLine(app, argc, argv)) return *exit_code;
   platform::SdEventLoop loop;
   EndOnSignals(loop);

@@ -1,5 +1,5 @@
-// Fills an access point with stations that need no radio each: the kernel is told of them as
-// hostapd tells it, and a frame of each is put on the air by one radio that is a monitor.
+// Adds stations to an access point without a radio for each: it adds them to the kernel as hostapd
+// does, and a monitor interface sends a frame of each.
 
 #include <libmnl/libmnl.h>
 #include <linux/if_ether.h>
@@ -35,8 +35,7 @@ struct Options {
   int count = 1;
 };
 
-// Locally administered addresses by number, from 1 on, which is also what the kernel knows a
-// station by in its beacons.
+// Locally administered addresses by number. The number, from 1 on, is also the association ID.
 Address AddressOf(int number) {
   return {0x02,
           0x5a,
@@ -46,7 +45,7 @@ Address AddressOf(int number) {
           static_cast<std::uint8_t>(number)};
 }
 
-// --- What hostapd tells the kernel ---
+// --- Requests to the kernel ---
 
 Failure AddStation(Nl80211Socket* kernel, unsigned interface_index, int number) {
   constexpr std::array<std::uint8_t, 4> kRates = {0x82, 0x84, 0x8b, 0x96};
@@ -64,9 +63,9 @@ Failure AddStation(Nl80211Socket* kernel, unsigned interface_index, int number) 
   return kernel->Ask(request, nullptr, nullptr);
 }
 
-// --- What is on the air ---
+// --- Frames ---
 
-// Data without any, which is the least that gives a station a rate.
+// A data frame without data, the smallest frame that gives a station a rate.
 FrameHeader NullData(const Address& from, const Address& to) {
   return {.control = {0x48, 0x01}, .receiver = to, .sender = from, .network = to};
 }
@@ -87,11 +86,10 @@ Failure AddStations(const Options& options) {
 }
 
 int Main(int argc, char** argv) {
-  CLI::App app("Tells the kernel of stations, and has each send a frame.", "stations");
+  CLI::App app("Adds stations to the kernel, and sends a frame of each.", "stations");
   Options options;
   app.add_option("interface", options.interface, "The access point's interface")->required();
-  app.add_option("monitor", options.monitor, "An interface that is a monitor, on its channel")
-      ->required();
+  app.add_option("monitor", options.monitor, "A monitor interface on its channel")->required();
   app.add_option("--first", options.first, "The number of the first station")
       ->check(CLI::Range(1, 2007));
   app.add_option("--count", options.count, "How many")->check(CLI::Range(1, 2007));

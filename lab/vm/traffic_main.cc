@@ -1,4 +1,5 @@
-// Keeps stations talking: sends small frames from each of some interfaces, all the time.
+// Sends small frames from each of the given interfaces until it is ended, so that stations are
+// active.
 
 #include <arpa/inet.h>
 #include <linux/if_ether.h>
@@ -42,8 +43,8 @@ using Address = std::array<std::uint8_t, ETH_ALEN>;
 
 // An EtherType for experiments.
 constexpr int kEtherType = ETH_P_802_EX1;
-// A locally administered address that nobody has: a frame goes to the access point as any does, and
-// there to nobody.
+// A locally administered address that no station has: the access point receives the frames and
+// drops them.
 constexpr char kNobody[] = "02:ff:ff:ff:ff:fe";
 
 struct Options {
@@ -122,7 +123,7 @@ class Traffic {
     for (const Sender& sender : senders_) Send(sender);
   }
 
-  // A client that is on no network right now sends nothing, and is tried again.
+  // A client without a network sends nothing now, and is tried again in the next round.
   void Send(const Sender& sender) {
     sockaddr_ll address = {};
     address.sll_family = AF_PACKET;
@@ -139,15 +140,15 @@ class Traffic {
 };
 
 int Main(int argc, char** argv) {
-  CLI::App app("Sends small frames from each interface, until it is told to end.", "traffic");
+  CLI::App app("Sends small frames from each interface until it is ended.", "traffic");
   Options options;
-  app.add_option("--rate", options.rate, "How many a second, from each")
+  app.add_option("--rate", options.rate, "Frames a second from each interface")
       ->check(CLI::Range(1, 1000));
-  app.add_option("--to", options.to, "To this hardware address; by default one that nobody has")
+  app.add_option("--to", options.to, "Destination address (default: one that no station has)")
       ->check(HardwareAddress());
-  app.add_option("--from", options.from, "As if from this hardware address, not the interface's")
+  app.add_option("--from", options.from, "Source address (default: the interface's)")
       ->check(HardwareAddress());
-  app.add_option("interfaces", options.interfaces, "Interfaces, those of clients")->required();
+  app.add_option("interfaces", options.interfaces, "Interfaces of clients")->required();
   if (const std::optional<int> exit_code = ParseCommandLine(app, argc, argv)) return *exit_code;
   platform::SdEventLoop loop;
   EndOnSignals(loop);

@@ -1,15 +1,15 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
-# The daemon listens to both hostapds, and does so again after one ends, whether in order or not.
+# The daemon attaches to both hostapds, and again after one was stopped or killed.
 # Clients: 2
 
-step "The daemon starts first. There is a place for hostapd's sockets, but no hostapd yet."
+step "The daemon starts first. The control directory exists, but no hostapd runs."
 start_services
 make_control_directory
 start_daemon
 sleep 1
 is_running daemon || give_up "the daemon waits for hostapd"
 
-step "hostapd starts on both bands, and says that somebody listens."
+step "hostapd starts on both bands, and logs that the daemon attaches."
 start_hostapd 2400mhz
 start_hostapd 5000mhz
 for band in 2400mhz 5000mhz; do
@@ -17,16 +17,16 @@ for band in 2400mhz 5000mhz; do
   expect_event "$band" kHostapdStarted
 done
 
-step "A client joins at each band; the daemon hears of both."
+step "A client joins each band. The daemon receives both events."
 start_clients
 join client1 2400mhz
 join client2 5000mhz
 expect_event 2400mhz kStationConnected
 expect_event 5000mhz kStationConnected
 
-step "At 2.4 GHz hostapd is stopped, which takes its socket away, and started again."
-stop hostapd-2400mhz || give_up "hostapd ends well"
-[[ ! -e "$control_directory/wlan-2400mhz" ]] || give_up "hostapd takes its socket away"
+step "At 2.4 GHz hostapd is stopped, which removes its socket, and started again."
+stop hostapd-2400mhz || give_up "hostapd ends with status 0"
+[[ ! -e "$control_directory/wlan-2400mhz" ]] || give_up "hostapd removes its socket"
 start_hostapd 2400mhz
 expect_attached 2400mhz
 expect_event 2400mhz kHostapdStarted 2
@@ -42,8 +42,8 @@ expect_event 5000mhz kHostapdStarted 2
 join client2 5000mhz
 expect_event 5000mhz kStationConnected 2
 
-step "The daemon ends, and tells both."
+step "The daemon ends, and detaches from both."
 stop daemon || give_up "the daemon ends with status 0"
 for band in 2400mhz 5000mhz; do
-  expect "hostapd is told on wlan-$band" told "hostapd-$band" 'CTRL_IFACE monitor detached'
+  expect "the daemon detaches from wlan-$band" told "hostapd-$band" 'CTRL_IFACE monitor detached'
 done

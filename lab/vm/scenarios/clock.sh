@@ -1,5 +1,6 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
-# The clock is set forth and back while the daemon polls, steers and uploads. Its stations are in a file.
+# The clock is set forward and back while the daemon polls, steers and uploads. A simulated kernel reads
+# the daemon's stations from a file.
 
 station=02:00:00:00:00:01
 
@@ -7,23 +8,24 @@ set_signal_dbm() {
   printf 'wlan-2400mhz %s %d\nwlan-5000mhz\n' "$station" "$1" | write "$scratch/stations"
 }
 
-# How long ago the last steer was, short of a steer interval of ten minutes: an expression.
+# An expression for a time since the last steer below the steer interval of ten minutes.
 recently='([0-9]m)?[0-9.]+s'
 
-# The poll line of a metric, the metric of the last steer, and how long ago that was.
+# poll_line METRIC LAST_METRIC TIME: an expression for a poll's log line. TIME is that since the last
+# steer.
 poll_line() {
   printf '%s link_quality_metric %d last_steer_link_quality_metric %d time since last steer %s$' \
     "$station" "$1" "$2" "$3"
 }
 
-# Waits for three polls and three records from now on, one of each is due each second. The polls are
-# logged as poll_line says. A timer that followed the clock would be hours late.
+# Waits for three more polls with such a line and three more records. Both are due once a second. A timer
+# that followed the clock would be hours late.
 expect_goes_on() {
   local line polls records
   line="$(poll_line "$@")"
   polls="$(count_told daemon "$line")"
   records="$(count_rows records)"
-  expect "polls go on" told daemon "$line" $((polls + 3))
+  expect "polls continue" told daemon "$line" $((polls + 3))
   expect_rows records $((records + 3))
   grep -E "$line" "$scratch/daemon.log" | tail -n 1 | show
   expect_rows "$newest_event_is_of_now"
@@ -38,14 +40,14 @@ set_clock() {
   date --set="$1" | show
 }
 
-# With which metric, and with which one it had been sent off before.
+# expect_steered METRIC LAST_METRIC
 expect_steered() {
-  expect "the station is sent off" told daemon \
+  expect "the station is steered" told daemon \
     "Steer Client $station link_quality_metric $1 last_steer_link_quality_metric $2$"
 }
 
 expect_steer_count() {
-  (($(count_told daemon 'Steer Client') == $1)) || give_up "it has been sent off $1 times in all"
+  (($(count_told daemon 'Steer Client') == $1)) || give_up "it is steered $1 times in all"
 }
 
 step "The daemon polls a weak station every second, and records an event a second."
@@ -58,38 +60,38 @@ start daemon "$programs/daemon_on_fake_kernel" "$scratch/stations" --v=1 --enabl
 expect_goes_on 18 0 "$recently"
 expect_steer_count 0
 
-step "An hour forth: more than a steer interval has passed, so the station is sent off, once."
+step "The clock is set forward by an hour, more than a steer interval. The station is steered once."
 set_clock '+1 hour'
 expect_steered 18 0
 expect_steer_count 1
 expect_goes_on 18 18 "$recently"
 
-step "Its signal moves, and three hours back: it was sent off in time to come, and is left alone."
+step "The signal changes, and the clock is set back by three hours. The last steer is in the future: no steer."
 set_clock '-3 hours'
 set_signal_dbm -98
 expect_goes_on 2 18 '-2h5[0-9]m[0-9.]+s'
 expect_steer_count 1
 
-step "Four hours forth: that was long ago, so it is sent off again."
+step "Forward by four hours: the last steer was long ago, so the station is steered again."
 set_clock '+4 hours'
 expect_steered 2 18
 expect_steer_count 2
 
-step "Its signal moves again. Five minutes forth and back, ten times: that is less than a steer interval."
+step "The signal changes again. Forward and back by five minutes, ten times: below a steer interval."
 set_signal_dbm -82
 expect_goes_on 18 2 "$recently"
 for round in {1..10}; do
   date --set='+5 minutes' >/dev/null
-  expect "it is polled in time to come" told daemon "$(poll_line 18 2 '[5-9]m[0-9.]+s')" "$round"
+  expect "it is polled with the clock forward" told daemon "$(poll_line 18 2 '[5-9]m[0-9.]+s')" "$round"
   date --set='-5 minutes' >/dev/null
 done
 expect_goes_on 18 2 "$recently"
 expect_steer_count 2
 
-step "Eleven minutes forth: that is more."
+step "Forward by eleven minutes, more than a steer interval: the station is steered."
 set_clock '+11 minutes'
 expect_steered 18 2
 expect_steer_count 3
-(($(count_told daemon 'WARNING|ERROR|FATAL') == 0)) || give_up "the daemon has nothing to complain of"
+(($(count_told daemon 'WARNING|ERROR|FATAL') == 0)) || give_up "the daemon logs no warning"
 stop daemon || give_up "the daemon ends with status 0"
 date --set='-131 minutes' >/dev/null

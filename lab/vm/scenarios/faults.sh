@@ -1,16 +1,16 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
-# What the daemon works with goes away and comes back: the recorder, the flags service, a radio, the bus.
+# The recorder, the flags service, a radio and the bus disappear and come back.
 # Clients: 2
 # Bridge: yes
 
 client=client1
-# Joins nothing: a poll of a client that has just joined is fatal. It looks for networks, which makes
-# probe reports.
+# Only scans, which causes probe reports. It does not join, because a poll of a client that has just
+# joined is fatal.
 wanderer=client2
 
 probes=connectionEventsProbeReqUpload=1
 
-# Whether there are so many probe reports. Has another one made.
+# has_probes COUNT: whether there are COUNT probe reports. Causes another one.
 has_probes() {
   ask_client "$wanderer" scan >/dev/null
   has_rows probe_reports "$1"
@@ -19,7 +19,7 @@ has_probes() {
 # Waits for two more probe reports.
 expect_records() { expect "records arrive" has_probes $(("$(count_rows probe_reports)" + 2)); }
 
-# Whether the daemon says that a batch is lost. Has another one made.
+# Whether the daemon has logged the loss of a batch. Causes another one.
 has_lost_batch() {
   ask_client "$wanderer" scan >/dev/null
   told daemon 'Error recording offline data: '
@@ -39,32 +39,32 @@ start_supervised_daemon --enable_client_steering --client_steering_interval=1 \
 expect_records
 expect_polls "$client"
 
-step "The recorder goes. A batch is lost, which the daemon says:"
-stop recorder || give_up "the recorder ends well"
-expect "the daemon says that a batch is lost" has_lost_batch
+step "The recorder is stopped. A batch is lost, and the daemon logs that:"
+stop recorder || give_up "the recorder ends with status 0"
+expect "the daemon logs the loss of a batch" has_lost_batch
 grep 'Error recording' "$scratch/daemon.log" | head -n 1 | show
-step "It comes back, and so do the records."
+step "The recorder is started again. Records arrive."
 start_recorder
 expect_records
 
-step "The flags service goes, and the floor that it would have set stays unheard:"
-stop flags || give_up "the flags service ends well"
+step "The flags service is stopped. A new floor has no effect."
+stop flags || give_up "the flags service ends with status 0"
 set_flags "$probes" clientSteeringRootLqmFloor=60
 expect_polls "$client" 3
 [[ "$(count_steered "$client")" == 0 ]] || give_up "nothing changes without the flags service"
-step "It comes back, and is asked at once: the client is below the new floor."
+step "It is started again, and the daemon reads it at once. The client is below the new floor:"
 start_flags
 expect_steered "$client"
 show_steered "$client"
 
-step "The radio of 2.4 GHz goes, while it is polled:"
+step "The interface at 2.4 GHz disappears while the daemon polls it:"
 radio="$(radio_of wlan-2400mhz)"
 iw dev wlan-2400mhz del
-expect "the daemon misses it" \
+expect "the daemon logs that it is missing" \
   told daemon 'Unable to get stations on interface: wlan-2400mhz$' 2
 grep 'Unable to get' "$scratch/daemon.log" | tail -n 1 | show
 stop hostapd-2400mhz || true
-step "It comes back. Polls find it again, and find the client when that has come back, too:"
+step "The interface comes back, and then the client. Polls find both:"
 iw phy "$radio" interface add wlan-2400mhz type managed
 start_hostapd 2400mhz
 expect_attached 2400mhz
@@ -76,10 +76,10 @@ join "$client" 2400mhz
 set_flags "$probes" clientSteering=enabled clientSteeringRootLqmFloor=30
 expect_polls "$client"
 grep -E "$(poll_pattern "$client")" "$scratch/daemon.log" | tail -n 1 | show
-[[ "$(count_told daemon 'Unable to get stations')" == "$missed" ]] || give_up "the radio is found again"
-[[ "$(count_told daemon 'supervisor:')" == 0 ]] || give_up "the daemon has been running all the time"
+[[ "$(count_told daemon 'Unable to get stations')" == "$missed" ]] || give_up "the interface is found again"
+[[ "$(count_told daemon 'supervisor:')" == 0 ]] || give_up "the daemon was not restarted"
 
-step "The bus goes, and takes the services with it. The daemon ends with status 69, again and again:"
+step "The bus is stopped, and its services end. The daemon ends with status 69 at each start:"
 stop bus || true
 for service in flags recorder; do
   wait_until "$patience" has_ended "$service" || give_up "$service ends without the bus"
@@ -87,7 +87,7 @@ for service in flags recorder; do
 done
 expect "the daemon ends, twice" told daemon 'supervisor: it ended with status 69$' 2
 grep -B 1 'supervisor:' "$scratch/daemon.log" | head -n 2 | show
-step "They come back. The daemon is started once more and does all it did:"
+step "They are started again. The next daemon does all that the first one did:"
 attached="$(count_attached 2400mhz)"
 start_services
 expect "it attaches" has_attached 2400mhz $((attached + 1))

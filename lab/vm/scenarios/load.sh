@@ -1,6 +1,6 @@
 # shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh says where things are
 # The bridge under load: a recorder that hangs, a daemon that is killed, and a flood of probe requests.
-# --rounds multiplies how long that lasts: with 5 the recorder hangs for 25 s, and the flood takes 60 s.
+# --rounds multiplies the durations: with 5 the recorder hangs for 25 s, and the flood takes 60 s.
 # Clients: 2
 # Bridge: yes
 
@@ -11,13 +11,13 @@ air=client2
 readonly factor="${rounds:-1}"
 readonly hang=$((5 * factor)) events=$((400 * factor)) probes=$((6000 * factor))
 client_options=(-t)
-# In microseconds, of 99 in 100.
+# The limit of the 99th percentile, in microseconds.
 readonly longest_delay=10000
 
 readonly requests="client_events WHERE event_reason = 'NO_ACK'"
 
-# Joins and leaves five times while stations send requests. The median time of a join is in `median`, in ms,
-# without the time of looking for the network.
+# measure_joins COUNT: joins and leaves five times while stations send COUNT requests. Sets `median` to
+# the median time of a join in ms, without the scan.
 measure_joins() {
   local i
   start_frames --kind authentication --stations 1000 --count "$1" --rate 80
@@ -32,12 +32,12 @@ measure_joins() {
   await_frames
 }
 
-# Sends frames meanwhile. Their stations are `first` and those that follow.
+# Sends frames in the background.
 start_frames() {
   start frames "$vm_programs/frames" "$air" --to wlan-2400mhz "$@"
 }
 
-# The end of them. Nothing else may end meanwhile.
+# Waits until all frames are sent.
 await_frames() {
   wait_until "$patience" has_ended frames || give_up "all frames are sent"
   forget frames || give_up "all frames can be sent"
@@ -51,10 +51,10 @@ counter() {
 
 kind_counter() { counter "$1{interface=\"wlan-2400mhz\",kind=\"$2\"}"; }
 
-# In KiB, not shared with any other process.
+# In KiB, anonymous memory.
 bridge_memory() { awk '$1 == "Anonymous:" { print $2 }' "/proc/${pids[bridge]}/smaps_rollup"; }
 
-step "hostapd, the bridge, the daemon and a client. Of five joins while $events stations send a request:"
+step "All programs start. Median of five joins while stations send $events requests:"
 start_services
 start_hostapd 2400mhz
 start_supervised_daemon --connection_event_upload_period=1
@@ -66,49 +66,49 @@ usual="$median"
 printf '     %d ms\n' "$usual"
 expect_rows "$requests" "$events"
 
-step "What the bridge adds to the time of a command and of an event, median and 99th percentile in us:"
+step "A command without and with the bridge, and the delay of an event by it: median and 99th percentile in us:"
 start delays "$vm_programs/delays" "$hostapd_directory/wlan-2400mhz" "$control_directory/wlan-2400mhz"
-expect "it listens" told delays '^attached$'
+expect "delays is attached" told delays '^attached$'
 "$vm_programs/frames" "$air" --to wlan-2400mhz --kind probe --first 20000 --stations 250 --count 250 --rate 100
-expect "it has measured" told delays '^event '
-forget delays || give_up "it ends with status 0"
+expect "delays has measured" told delays '^event '
+forget delays || give_up "delays ends with status 0"
 grep -v attached "$scratch/delays.log" | show
 delay() { awk -v kind="$1" '$1 == kind { print $3 }' "$scratch/delays.log"; }
 (("$(delay event)" <= longest_delay && "$(delay bridged_command)" - "$(delay command)" <= longest_delay)) ||
-  give_up "it is at most $longest_delay us"
+  give_up "the bridge adds at most $longest_delay us"
 
-step "The recorder hangs for $hang s, while as many requests are sent. Of five joins:"
+step "The recorder hangs for $hang s while as many requests are sent. Median of five joins:"
 kill -STOP "${pids[recorder]}"
 ends=$((${EPOCHREALTIME/[.,]/} + hang * 1000000))
 measure_joins "$events"
 printf '     %d ms\n' "$median"
 ((median <= 2 * usual)) || give_up "a join takes at most twice as long"
 has_hung() { ((${EPOCHREALTIME/[.,]/} >= ends)); }
-wait_until "$patience" has_hung || give_up "time goes on"
+wait_until "$patience" has_hung || give_up "$hang s pass"
 printf '     lines that wait in the bridge: %s\n' "$(counter 'waiting_lines')"
-step "It goes on: each request is in the database, once."
+step "The recorder continues. Each request is in the database once."
 kill -CONT "${pids[recorder]}"
 expect_rows "$requests" $((2 * events))
-# What would be there twice comes with what comes next.
+# A repeated event would arrive before the next events.
 join "$client" 2400mhz
 leave "$client"
 expect_rows "client_events WHERE event_type = 'DISCONNECT'" 11
 (("$(count_rows "$requests")" == 2 * events)) || give_up "each request is in the database once"
-[[ "$(kind_counter lines_total auth)" == $((2 * events + 11)) ]] || give_up "the bridge wrote a line of each"
+[[ "$(kind_counter lines_total auth)" == $((2 * events + 11)) ]] || give_up "the bridge wrote a line for each"
 [[ "$(counter dropped_lines_total)" == 0 ]] || give_up "the bridge dropped nothing"
 
-step "The daemon is killed three times while requests come, and started again. Lines that it did not take:"
+step "The daemon is killed three times while requests arrive, and restarted. Lines that it did not receive:"
 readonly killed_frames=300 first=5000
 start_frames --kind authentication --first "$first" --stations "$killed_frames" \
   --count "$killed_frames" --rate 50
 for ending in 1 2 3; do
   attached="$(count_attached 2400mhz)"
   kill -KILL "$(pgrep --parent "${pids[daemon]}")"
-  expect "it is started again" has_attached 2400mhz $((attached + 1))
+  expect "the next daemon attaches" has_attached 2400mhz $((attached + 1))
 done
 await_frames
 expect "the bridge writes them" told bridge 'writes: <3>AP-STA-AUTH 02:5b:' $((2 * events + killed_frames))
-# The line of this one comes after all others.
+# The line about this client follows all others.
 join "$client" 2400mhz
 leave "$client"
 expect_event 2400mhz kStationDisconnect 12
@@ -117,9 +117,9 @@ lost=$((killed_frames - "$(sort -u "$scratch/taken" | wc -l)"))
 printf '     %d of %d\n' "$lost" "$killed_frames"
 ((lost <= 3 * (1 + "$(cat /proc/sys/net/unix/max_dgram_qlen)"))) ||
   give_up "only lines in its socket are lost"
-[[ -z "$(uniq -d "$scratch/taken")" ]] || give_up "no line is given twice"
+[[ -z "$(uniq -d "$scratch/taken")" ]] || give_up "no line is delivered twice"
 
-step "500 probe requests a second, $probes in all. The bridge's own memory, in KiB:"
+step "500 probe requests a second, $probes in all. The bridge's anonymous memory, in KiB:"
 [[ "$(kind_counter lines_total probe_request)" == "$(kind_counter events_total probe_request)" ]] ||
   give_up "each probe request so far has its line"
 before="$(kind_counter events_total probe_request)"
@@ -131,13 +131,13 @@ for part in 1 2 3; do
   own+=("$(bridge_memory)")
   printf '     %d\n' "${own[-1]}"
 done
-expect "the daemon hears of each" told daemon kStationMonitorInfo $((heard + probes / 3 * 3))
+expect "the daemon receives each" told daemon kStationMonitorInfo $((heard + probes / 3 * 3))
 got=$(("$(kind_counter events_total probe_request)" - before))
 printf '     hostapd reported %d\n' "$got"
 ((got >= probes / 3 * 3)) || give_up "each probe request is reported"
 [[ "$(kind_counter lines_total probe_request)" == "$(kind_counter events_total probe_request)" ]] ||
   give_up "each probe request has its line"
 [[ "$(counter dropped_lines_total)" == 0 ]] || give_up "the bridge dropped nothing"
-((own[2] <= own[0] + 64)) || give_up "the bridge takes no more memory"
+((own[2] <= own[0] + 64)) || give_up "the bridge's memory does not grow"
 stop daemon || give_up "the daemon ends with status 0"
 stop bridge || give_up "the bridge ends with status 0"

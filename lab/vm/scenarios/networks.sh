@@ -1,7 +1,7 @@
 # shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh says where things are
-# Visits on networks of every kind, through the bridge: each has exactly one AUTH, ASSOC, CONNECT and
-# DISCONNECT, at the bridge, the daemon and in the database. --rounds says how many visits there are on each
-# kind at each band.
+# Visits to networks of every kind, through the bridge. Each visit has exactly one AUTH, ASSOC, CONNECT
+# and DISCONNECT in the log of the bridge and in the database. --rounds is the number of visits for each
+# kind and band.
 # Clients: 2
 # Bridge: yes
 
@@ -9,7 +9,7 @@ readonly visits="${rounds:-3}"
 readonly -A visitors=([2400mhz]=client1 [5000mhz]=client2)
 readonly -A kinds=([AUTH]=AUTHENTICATE [ASSOC]=ASSOCIATE [CONNECT]=CONNECT [DISCONNECT]=DISCONNECT)
 
-# Each event is written once: `total` of them, and each as it has to be.
+# Gives up unless the bridge has written each event of a band's visits once, with the right attributes.
 check_lines() {
   local band="$1" client="${visitors[$1]}" event
   for event in "${!kinds[@]}"; do
@@ -21,7 +21,7 @@ check_lines() {
       give_up "each $event of $client succeeds"
   done
   (("$(count_lines "$band" AUTH "$client" 'frame_rssi:-50')" == total)) ||
-    give_up "$client is heard at -50 dBm"
+    give_up "each AUTH of $client has -50 dBm"
   (("$(count_lines "$band" DISCONNECT "$client" 'event_reason:deauth_cli')" == total)) ||
     give_up "$client leaves each time"
 }
@@ -44,7 +44,7 @@ start_bridge
 start_daemon --connection_event_upload_period=2
 
 for network in secured protected sae open; do
-  step "A network that is $network: $visits visits of a client at each band. The last one:"
+  step "Network of kind $network: $visits visits of a client on each band. The last one:"
   start_hostapd 2400mhz
   start_hostapd 5000mhz
   start_clients
@@ -54,8 +54,8 @@ for network in secured protected sae open; do
   grep -E "$(line_pattern 5000mhz '[A-Z]+' client2)" "$scratch/bridge.log" | tail -n 4 |
     sed 's/.*<3>//; s/ timestamp:.* client_mac:[^ ]*//' | show
   stop clients || true
-  stop hostapd-2400mhz || give_up "hostapd ends well"
-  stop hostapd-5000mhz || give_up "hostapd ends well"
+  stop hostapd-2400mhz || give_up "hostapd ends with status 0"
+  stop hostapd-5000mhz || give_up "hostapd ends with status 0"
 done
 
 step "The bridge's counters:"
@@ -63,8 +63,8 @@ kill -USR1 "${pids[bridge]}"
 expect "the bridge logs its counters" told bridge 'nl80211: [0-9]+ messages, 0 losses'
 grep -h 'events in' "$scratch/bridge.log" | show
 
-step "The daemon has heard of each, and the database has each once:"
-# The events of a batch that is not yet uploaded end with the daemon.
+step "The database has each event once:"
+# The events of a batch that is not yet uploaded would be lost when the daemon ends.
 for band in WLAN_2400MHZ WLAN_5000MHZ; do
   expect_rows "client_events WHERE interface = '$band' AND event_type = 'DISCONNECT'" "$total"
 done

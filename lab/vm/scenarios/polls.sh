@@ -1,6 +1,6 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
-# What a poll costs the daemon's process, and what one dump of the same stations costs a program that
-# does nothing else: a line for each. For script/bench. --rounds says how often each is measured.
+# Measures for script/bench what a poll costs the daemon, and what a dump of the same stations costs a
+# program that does nothing else. Prints a line for each. --rounds is the number of measurements.
 # Clients: 1
 
 readonly crowded=2400mhz
@@ -9,14 +9,14 @@ stations=0
 
 have_spoken() { [[ "$(iw dev "wlan-$crowded" station dump | grep -c 'rx bitrate:')" == "$1" ]]; }
 
-# Has so many stations on one band.
+# Adds stations to one band until it has COUNT.
 fill_band() {
   "$vm_programs/stations" "wlan-$crowded" "$monitor" --first $((stations + 1)) --count $(($1 - stations))
   stations="$1"
-  expect "$1 stations have said something" have_spoken "$1"
+  expect "$1 stations have sent data" have_spoken "$1"
 }
 
-# With a daemon that tells nothing of each station.
+# The daemon runs without verbose log lines.
 measure_polls() {
   start daemon "$daemon" --enable_client_steering --client_steering_poll_interval=1
   expect_attached 2400mhz

@@ -1,6 +1,6 @@
 # shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh says where things are
-# Why clients fail to join and why they leave, how well they are heard and at which rate, and how long a
-# steered one takes to be back, as the bridge writes it.
+# What the bridge writes: why clients fail to join and why they leave, their signals and rates, and how
+# long a steered client is away.
 # Clients: 3
 # Bridge: yes
 
@@ -8,7 +8,7 @@ client=client1
 mover=client2
 # A radio that sends frames of stations that are not there.
 air=client3
-# Seconds after which hostapd looks for a silent client.
+# Seconds after which hostapd probes a silent client.
 readonly inactivity=3
 
 # The value of an attribute in the last line of an event of a client.
@@ -28,12 +28,12 @@ expect_within() {
   (($2 >= $3 - $4 && $2 <= $3 + $4)) || give_up "$1 is $3, within $4, not $2"
 }
 
-# What the kernel has of the client, all of it: in dBm, and in kbit/s.
+# The client's values in the kernel: the average signal in dBm, and the transmit rate in kbit/s.
 kernel_has() { [[ "$(station_value 2400mhz "$client" 'signal avg')" == "$1" ]]; }
 
 kernel_rate() { awk -v rate="$(station_value 2400mhz "$client" 'tx bitrate')" 'BEGIN { print rate * 1000 }'; }
 
-step "hostapd serves both bands, the bridge stands between it and the daemon."
+step "hostapd starts on both bands, with the bridge between it and the daemon."
 start_services
 start_hostapd 2400mhz
 start_hostapd 5000mhz
@@ -63,7 +63,7 @@ for signal in -50 -80; do
 done
 set_signal "$client" -50
 
-step "It leaves of its own accord, and comes with a wrong passphrase:"
+step "It leaves by itself, and comes back with a wrong passphrase:"
 join "$client" 2400mhz
 leave "$client"
 expect_line 2400mhz DISCONNECT "$client" 'event_reason:deauth_cli' 3
@@ -74,12 +74,12 @@ leave "$client"
 set_key "$client" "$network_key"
 show_lines 'CONNECT|DISCONNECT' 2
 
-step "Frames to it are not acknowledged: it is not there."
+step "A station that does not exist authenticates. It acknowledges no frames:"
 "$vm_programs/frames" "$air" --to wlan-2400mhz --kind authentication
 expect "the bridge writes no_ack" told bridge 'AP-STA-AUTH .* success:0 .*event_reason:no_ack'
 show_lines AUTH
 
-step "It joins, and is steered by a command; it is back some time later:"
+step "The client joins, is steered by a command, and comes back:"
 connects="$(count_lines 2400mhz CONNECT "$client" 'success:1')"
 join "$client" 2400mhz
 expect_line 2400mhz CONNECT "$client" 'success:1' $((connects + 1))
@@ -94,13 +94,13 @@ expect_within "the time since it was steered" "$(last_value 2400mhz AUTH "$clien
   $((came_ms - left_ms)) 50
 expect_line 2400mhz CONNECT "$client" 'success:1' $((connects + 2))
 
-step "It falls silent: nobody hears it any more."
+step "It falls silent: no radio hears it any more."
 set_group "$client" 2
 expect_line 2400mhz DISCONNECT "$client" 'event_reason:inactivity'
 show_lines DISCONNECT
 set_group "$client" 1
 
-step "Another one goes to the other band without a word at the first."
+step "Another client moves to the other band without leaving the first:"
 join "$mover" 2400mhz
 expect_line 2400mhz CONNECT "$mover" 'success:1'
 set_group "$mover" 2
@@ -109,7 +109,7 @@ join "$mover" 5000mhz
 expect_line 2400mhz DISCONNECT "$mover" 'event_reason:other_bss'
 show_lines DISCONNECT
 
-step "The database has it all:"
+step "The database has all of these events:"
 for reason in DISCONNECT_DEAUTH_CLI DISCONNECT_PSK_MISMATCH DISCONNECT_INACTIVITY NO_ACK \
   DISCONNECT_ASSOC_OTHER_BSS; do
   expect_rows "client_events WHERE event_reason = '$reason'"

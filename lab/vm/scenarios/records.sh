@@ -1,6 +1,6 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
-# From a stock hostapd to the database: a client joins, leaves, has a wrong passphrase, is steered and moves
-# to the other band. The recorder's rows say so, and its metrics are sums over the rows.
+# From a stock hostapd to the database: a client joins, leaves, uses a wrong passphrase, is steered and
+# moves to the other band. The recorder has rows for all of this, and its metrics are sums over the rows.
 # Clients: 2
 # Bridge: yes
 
@@ -9,7 +9,7 @@ other=client2
 
 readonly lower="interface = 'WLAN_2400MHZ'" upper="interface = 'WLAN_5000MHZ'"
 
-# An expression for rows of an event type, with a condition.
+# event TYPE CONDITION: the rows of an event type, for count_rows.
 event() { printf "client_events WHERE event_type = '%s' AND %s" "$1" "$2"; }
 
 readonly event_samples="SELECT printf(
@@ -41,7 +41,7 @@ samples_of_file() {
 
 metrics_agree() { diff <(samples_of_database) <(samples_of_file) >"$scratch/difference.log"; }
 
-step "hostapd on both bands, the bridge, the recorder, the flags service and the daemon."
+step "hostapd on both bands, the bridge, the recorder, the flags service and the daemon start."
 set_flags connectionEventsProbeReqUpload=1
 start_services
 start_hostapd 2400mhz
@@ -57,7 +57,7 @@ leave "$client"
 expect_rows "$(event CONNECT "$lower AND is_event_success = 1")"
 expect_rows "$(event DISCONNECT "$lower AND event_reason = 'DISCONNECT_DEAUTH_CLI'")"
 
-step "It comes with a wrong passphrase."
+step "It tries to join with a wrong passphrase."
 set_key "$client" "$wrong_key"
 begin_to_join "$client" 2400mhz
 expect_rows "$(event CONNECT \
@@ -65,11 +65,11 @@ expect_rows "$(event CONNECT \
 leave "$client"
 set_key "$client" "$network_key"
 
-step "It joins, goes out of reach, and is steered. It joins at 5 GHz."
+step "It joins, moves away, and is steered. It joins at 5 GHz."
 join "$client" 2400mhz
 stay_away "$client"
 start_traffic 40 "$client"
-expect "the kernel hears it" signal_is 2400mhz "$client" -50
+expect "the kernel's average is -50 dBm" signal_is 2400mhz "$client" -50
 set_flags clientSteering=enabled connectionEventsProbeReqUpload=1
 set_signal "$client" -82
 expect_steered "$client"
@@ -80,7 +80,7 @@ expect_rows "$(event DISCONNECT "$lower AND steering_reason = 'STEER'")"
 expect_rows "$(event AUTHENTICATE "$upper AND steering_reason = 'STEER'")"
 expect_rows "$(event CONNECT "$upper AND is_event_success = 1")"
 
-step "Another one joins at 5 GHz. Both look for networks, and leave:"
+step "Another client joins at 5 GHz. Both leave:"
 join "$other" 5000mhz
 leave "$other"
 leave "$client"
@@ -91,17 +91,17 @@ show_query "SELECT substr(time, 12) AS time, interface, event_type AS event, is_
 show_query 'SELECT * FROM joins'
 show_query 'SELECT * FROM disconnects'
 
-step "The daemon ends, and uploads what it has. The metrics are sums over the rows:"
+step "The daemon ends. The metrics are sums over the rows:"
 stop daemon || give_up "the daemon ends with status 0"
 expect "the metrics agree with the database" metrics_agree
 samples_of_file | show
 promtool check metrics <"$scratch/metrics.prom" >"$scratch/promtool" 2>&1 ||
   { show <"$scratch/promtool" && give_up "promtool accepts the metrics"; }
 
-step "Neither the records nor the services' logs have an address; the daemon's log has both."
+step "No record and no log of a service has an address. The daemon's log has both."
 addresses() { printf '%s\n' "$(address_of "$client")" "$(address_of "$other")"; }
 [[ "$(addresses | count_addresses "$scratch/daemon.log")" == 2 ]] || give_up "the log has both addresses"
 dump_database
 [[ "$(addresses | count_addresses "$scratch"/{database.sql,metrics.prom,recorder.log,flags.log})" == 0 ]] ||
-  give_up "no address is with the recorder"
+  give_up "the recorder and the flags service write no address"
 stop bridge || give_up "the bridge ends with status 0"

@@ -1,17 +1,17 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
-# Each request of the request manager, on a real kernel: stations of an access point, paths of a mesh.
+# Each request of the request manager on a real kernel: stations of an access point, paths of a mesh.
 # Clients: 3
 
-# The last two radios are nodes of a mesh; the second stands in for somebody behind it.
+# The last two radios are nodes of a mesh. The second one is the proxy of an address behind it.
 client=client1
 node=client2
 peer=client3
 behind=02:00:00:00:77:01
 
-# Sends a request; what came back is in `answer`.
+# Sends a request. Sets `answer` to the output.
 ask() { answer="$("$vm_programs/requests" "$@" 2>&1)" || true; }
 
-# Asks until what comes back matches.
+# answers PATTERN REQUEST...: whether the answer to a request matches.
 answers() {
   ask "${@:2}"
   [[ "$answer" =~ $1 ]]
@@ -19,11 +19,11 @@ answers() {
 
 expect_answer() {
   expect "$2 answers like $1" answers "$@"
-  # shellcheck disable=SC2001 # a line at a time
+  # shellcheck disable=SC2001 # line by line
   show <<<"$answer"
 }
 
-# Whether iw, which counts in Mbit/s, tells the receive rate that the request does, in kbit/s.
+# Whether iw and the request have the same receive rate. iw prints Mbit/s, the request kbit/s.
 agrees_on_rate() {
   ask stations wlan-2400mhz
   [[ "$answer" =~ rx-rate\ ([0-9]+)00\  ]] &&
@@ -31,37 +31,37 @@ agrees_on_rate() {
       "$((BASH_REMATCH[1] / 10)).$((BASH_REMATCH[1] % 10))" ]]
 }
 
-step "A client joins, and talks."
+step "A client joins, and sends data."
 start_hostapd 2400mhz
 start_clients
 address="$(address_of "$client")"
 join "$client" 2400mhz
 start_traffic 40 "$client"
-expect "the kernel knows its signal" signal_is 2400mhz "$client" -50
+expect "the kernel's average is -50 dBm" signal_is 2400mhz "$client" -50
 
 step "All stations of an interface: each, then the end."
 one="^station $address index $(<"/sys/class/net/wlan-2400mhz/ifindex") signal -50 average -5[01] authorized true [^"$'\n'"]*"
 expect_answer "$one"$'\n'"complete$" stations wlan-2400mhz
-expect "iw tells the same receive rate" agrees_on_rate
+expect "iw prints the same receive rate" agrees_on_rate
 
-step "All stations of an interface that has none: the end."
+step "All stations of an interface without any: the end."
 expect_answer '^complete$' stations wlan-5000mhz
 
-step "One station, by name and address: the station, and no word of an end."
+step "One station, by name and address: the station, and no completion."
 expect_answer "$one"$'\n''no completion$' station wlan-2400mhz "$address"
 
 step "One station, by the attributes of a message: the same."
 expect_answer "$one"$'\n''no completion$' station-of-message wlan-2400mhz "$address"
 
-step "One that is not there: the kernel's error."
+step "A station that does not exist: the kernel's error."
 expect_answer '^error 2: .+$' station wlan-2400mhz 02:00:00:00:99:99
 
-step "An interface that is not there: nothing is sent. One without paths: the kernel's error."
+step "An interface that does not exist: no request. An interface without paths: the kernel's error."
 expect_answer 'no interface wlan-nowhere' stations wlan-nowhere
 expect_answer '^error 95: .+$' mesh-paths wlan-2400mhz
 expect_answer '^error 95: .+$' mesh-proxy-paths wlan-2400mhz
 
-step "Two radios form a mesh, and talk to each other."
+step "Two radios form a mesh, and send data to each other."
 stop traffic || true
 stop clients || true
 for interface in "$node" "$peer"; do
@@ -80,7 +80,7 @@ expect_answer "$direct metric [1-9][0-9]* queued 0 active true resolved (true|fa
   mesh-paths "$node"
 iw dev "$node" mpath dump | tail -n 1 | show
 
-step "The other stands in for somebody behind it: the path to that one goes through it."
+step "One node is the proxy of an address behind it. The path to that address leads through the node:"
 expect_answer '^complete$' mesh-proxy-paths "$node"
 start proxied "$vm_programs/traffic" --rate 20 --to "$node_address" --from "$behind" "$peer"
 expect_answer "^proxy-path $behind via $peer_address"$'\n''complete$' mesh-proxy-paths "$node"

@@ -1,13 +1,13 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
-# hostapd is stopped, killed and started again behind the bridge: the daemon is attached again within 1.5 s
-# each time. --rounds says how often.
+# hostapd is stopped, killed and started again behind the bridge. Each time the daemon is attached again
+# within 1.5 s. --rounds is the number of restarts.
 # Clients: 1
 # Bridge: yes
 
 readonly restarts="${rounds:-20}"
 readonly limit=1500
 
-# When the time of a log line was, in microseconds.
+# Converts the time of a log line to microseconds.
 time_of() { date --date="$1" +%s%6N; }
 
 # The time of the last line of a program that matches.
@@ -21,12 +21,11 @@ start_clients
 join client1 2400mhz
 expect_event 2400mhz kStationConnect
 
-step "hostapd is stopped or killed, and started again, $restarts times. From the time that it answers until"
-printf '   the daemon is attached:\n'
+step "hostapd is restarted $restarts times. Time from its new socket until the daemon is attached:"
 slowest=0
 for ((i = 1; i <= restarts; ++i)); do
   if ((i % 2)); then
-    stop hostapd-2400mhz || give_up "hostapd ends well"
+    stop hostapd-2400mhz || give_up "hostapd ends with status 0"
   else
     kill_now hostapd-2400mhz
   fi

@@ -1,34 +1,34 @@
 # shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh says where things are
-# An open network has a client that never sends data, so the kernel reports no receive rate of it, and some
-# kernels no transmit rate. A daemon built with WAVELARK_SKIP_INCOMPLETE_STATIONS skips it. One built without
-# is aborted by it.
+# An open network has a client that never sends data, so the kernel reports no receive rate of it, and
+# some kernels no transmit rate. A daemon built with WAVELARK_SKIP_INCOMPLETE_STATIONS skips it. One built
+# without is aborted by it.
 
 client=client1
 
-# Whether the kernel lists the client, and with a rate or without.
+# Whether the kernel has a receive rate of the client, and whether it lists the client as authorized.
 has_receive_rate() { [[ -n "$(station_value 2400mhz "$client" 'rx bitrate')" ]]; }
 is_authorized() { [[ "$(station_value 2400mhz "$client" authorized)" == yes ]]; }
 
-step "An open network at 2.4 GHz. A client joins and keeps silent:"
+step "An open network at 2.4 GHz. A client joins and sends no data:"
 network=open
-# Not even the words of a protocol that nobody has asked for.
+# IPv6 would send data by itself.
 printf 1 >"/proc/sys/net/ipv6/conf/$client/disable_ipv6"
 start_services
 start_hostapd 2400mhz
 start_clients
 join "$client" 2400mhz
 expect "the client is authorized" is_authorized
-! has_receive_rate || give_up "the kernel knows no receive rate of it"
+! has_receive_rate || give_up "the kernel has no receive rate of it"
 iw dev wlan-2400mhz station dump | grep -E 'Station|bitrate|authorized:' | show
 
-step "A daemon that skips such a client polls it and goes on:"
+step "A daemon that skips such a client continues to poll:"
 skipped="Skip incomplete station $(address_of "$client")\$"
 start skipping "$daemon-skip" --v=1 --enable_client_steering --client_steering_poll_interval=1
 expect "the client is skipped at each poll" told skipping "VERBOSE1 .*$skipped" 3
 grep -m 1 -E "$skipped" "$scratch/skipping.log" | show
 stop skipping || give_up "the daemon that skips ends with status 0"
 
-step "The default daemon polls it, and ends by a failed check, SIGABRT. Started again, it does so again:"
+step "The default daemon polls it, and a failed check aborts it. The next start ends in the same way:"
 start_supervised_daemon --enable_client_steering --client_steering_poll_interval=1
 pattern='FATAL .*Check failed: station_information_->ConstGetNestedAttributeList. NL80211_STA_INFO_'
 pattern+='(TX_BITRATE, &tx|RX_BITRATE, &rx)_rate_information_.'
@@ -36,7 +36,7 @@ expect "the check fails" told daemon "$pattern" 2
 expect "the daemon ends by SIGABRT" told daemon "^supervisor: it ended with status $((128 + 6))$" 2
 grep -m 2 -E "$pattern|^supervisor" "$scratch/daemon.log" | show
 
-step "The client speaks. Now there is a rate, and the daemon that is started next goes on:"
+step "The client sends data, so it has a rate. The next daemon continues:"
 start_traffic 10 "$client"
 expect "there is a receive rate" has_receive_rate
 iw dev wlan-2400mhz station dump | grep -E 'Station|bitrate|authorized:' | show
