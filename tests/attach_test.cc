@@ -40,7 +40,7 @@ class AttachTest : public AccessPointTest {
   std::optional<Hostapd> hostapd_;
 };
 
-TEST_F(AttachTest, StoppedAndStarted) {
+TEST_F(AttachTest, ReattachesToARestartedHostapd) {
   StartAttached();
   for (std::size_t i = 2; i < 5; ++i) {
     hostapd_.reset();
@@ -56,7 +56,7 @@ TEST_F(AttachTest, StoppedAndStarted) {
   EXPECT_THAT(ap_.LogTexts("WARNING"), ::testing::Not(::testing::Contains(kCouldNot)));
 }
 
-TEST_F(AttachTest, NothingIsTriedWhileThereIsNoSocket) {
+TEST_F(AttachTest, DoesNotRetryWithoutASocket) {
   StartAttached();
   hostapd_.reset();
   ap_.ExpectLogged("ERROR", "Send to hostapd failed: Connection refused (111)");
@@ -80,7 +80,7 @@ TEST_F(AttachTest, StartsBeforeHostapd) {
 }
 
 // Simulates the time between hostapd's bind() and the first read of its socket.
-TEST_F(AttachTest, SocketFileIsThereBeforeItIsServed) {
+TEST_F(AttachTest, SocketFileAppearsBeforeItIsServed) {
   ap_.StartBus();
   LeaveSocketFile("guest-2400mhz");
   ap_.StartDaemon();
@@ -115,7 +115,7 @@ TEST_F(AttachTest, ControlDirectoryIsMissing) {
 }
 
 // The watch ends with the directory, and a new directory of the same name is not noticed.
-TEST_F(AttachTest, ControlDirectoryGoesAway) {
+TEST_F(AttachTest, ControlDirectoryIsRemoved) {
   StartAttached();
   hostapd_.reset();
   std::filesystem::remove(kControlDirectory);
@@ -128,7 +128,7 @@ TEST_F(AttachTest, ControlDirectoryGoesAway) {
   ap_.ExpectQuickExit(SIGTERM);
 }
 
-TEST_F(AttachTest, RetriesEveryHalfSecondUntilSomebodyServesTheSocket) {
+TEST_F(AttachTest, RetriesEveryHalfSecondUntilTheSocketIsServed) {
   ap_.StartBus();
   LeaveSocketFile(kWlan2400);
   const auto begin = std::chrono::steady_clock::now();
@@ -141,7 +141,7 @@ TEST_F(AttachTest, RetriesEveryHalfSecondUntilSomebodyServesTheSocket) {
   ap_.Settle(hostapd);
 }
 
-TEST_F(AttachTest, AnswerNeverComes) {
+TEST_F(AttachTest, HostapdNeverAnswers) {
   ap_.StartBus();
   Hostapd hostapd(kWlan2400);
   const auto begin = std::chrono::steady_clock::now();
@@ -162,7 +162,7 @@ TEST_F(AttachTest, AnswerNeverComes) {
   hostapd.ExpectSilence(milliseconds(1600));
 }
 
-TEST_F(AttachTest, ALaterAnswerChangesNothing) {
+TEST_F(AttachTest, LaterAnswerChangesNothing) {
   StartAttached();
   hostapd_->Send("OK\n");
   hostapd_->Send("OK\n");
@@ -173,7 +173,7 @@ TEST_F(AttachTest, ALaterAnswerChangesNothing) {
 
 // The kernel reports the end of a socket file only when nobody serves it any more, so the deletion
 // alone is not noticed.
-TEST_F(AttachTest, SocketIsDeletedUnderHostapdAndMadeAgain) {
+TEST_F(AttachTest, SocketFileIsReplacedWhileHostapdRuns) {
   StartAttached();
   std::filesystem::remove(hostapd_->path());
   ap_.Settle(*hostapd_);
@@ -188,7 +188,7 @@ TEST_F(AttachTest, SocketIsDeletedUnderHostapdAndMadeAgain) {
   EXPECT_EQ(StartedCount(), 2U);
 }
 
-TEST_F(AttachTest, SocketIsDeletedAndThenHostapdEnds) {
+TEST_F(AttachTest, SocketFileIsDeletedBeforeHostapdEnds) {
   StartAttached();
   std::filesystem::remove(hostapd_->path());
   hostapd_.reset();
@@ -221,7 +221,7 @@ TEST_F(AttachTest, FullQueueDoesNotBlock) {
   ap_.Settle(wlan2400);
 }
 
-TEST_F(AttachTest, OtherInterfacesAreLeftAlone) {
+TEST_F(AttachTest, OtherInterfacesAreIgnored) {
   ap_.StartBus();
   Hostapd guest("guest-2400mhz");
   Hostapd wlan5000(kWlan5000);
@@ -233,7 +233,7 @@ TEST_F(AttachTest, OtherInterfacesAreLeftAlone) {
   mesh.ExpectSilence(milliseconds(50));
 }
 
-TEST_F(AttachTest, OddDatagrams) {
+TEST_F(AttachTest, SurvivesMalformedDatagrams) {
   StartAttached();
   const std::size_t descriptors = ap_.DescriptorCount();
   hostapd_->Send("");

@@ -32,7 +32,7 @@ class BatchTest : public AccessPointTest {
   }
 };
 
-TEST_F(BatchTest, UploadIsOnePeriodAfterTheFirstEvent) {
+TEST_F(BatchTest, UploadsOnePeriodAfterTheFirstEvent) {
   ap_.StartAll();
   for (std::size_t batch = 1; batch <= 2; ++batch) {
     // Later events do not delay the upload, otherwise it would never come.
@@ -48,7 +48,7 @@ TEST_F(BatchTest, UploadIsOnePeriodAfterTheFirstEvent) {
   }
 }
 
-TEST_F(BatchTest, TimesAreThoseOfArrival) {
+TEST_F(BatchTest, EventTimeIsTheTimeOfArrival) {
   ap_.StartAll();
   const auto now = [] {
     return std::chrono::floor<milliseconds>(std::chrono::system_clock::now().time_since_epoch())
@@ -63,7 +63,7 @@ TEST_F(BatchTest, TimesAreThoseOfArrival) {
   EXPECT_LE(time, after);
 }
 
-TEST_F(BatchTest, OneRecordForEachInterfaceInTheOrderOfTheirNames) {
+TEST_F(BatchTest, UploadsOneRecordPerInterfaceInNameOrder) {
   ap_.StartAll();
   ap_.Hold();
   ap_.wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:1");
@@ -86,7 +86,7 @@ TEST_F(BatchTest, OneRecordForEachInterfaceInTheOrderOfTheirNames) {
   EXPECT_EQ(ap_.RecordCount(), 2U);
 }
 
-TEST_F(BatchTest, IsDumpedWhenVerbose) {
+TEST_F(BatchTest, VerboseLogContainsTheRecord) {
   ap_.StartAll();
   ap_.wlan5000().Send("<3>AP-STA-AUTH nobody timestamp:5 frame_rssi:-9");
   ap_.WaitForRecord(1);
@@ -103,7 +103,7 @@ TEST_F(BatchTest, IsDumpedWhenVerbose) {
   ap_.ExpectLogged("VERBOSE1", "EventCallback: wlan-5000mhz event: kStationAuth mac: nobody");
 }
 
-TEST_F(BatchTest, SwitchedOffTakesNothingInAndUploadsWhatItHas) {
+TEST_F(BatchTest, DisabledUploaderIgnoresEventsAndUploadsPendingOnes) {
   ap_.StartAll();
   ap_.StartFlags({{"connectionEventsUpload", "1"}});
   ap_.ExpectLogged("INFO", "Set connection_event_upload to 1");
@@ -158,7 +158,7 @@ class SaltTest : public AccessPointTest {
   std::optional<Hostapd> wlan_;
 };
 
-TEST_F(SaltTest, EveryByteCounts) {
+TEST_F(SaltTest, EveryByteOfTheFileIsUsed) {
   const std::string salt("\0salt\xff\n \n", 9);
   WriteSalt(salt);
   Begin();
@@ -166,14 +166,14 @@ TEST_F(SaltTest, EveryByteCounts) {
   EXPECT_EQ(ap_.LogCount("WARNING", kNoSalt), 0U);
 }
 
-TEST_F(SaltTest, MayBeLarge) {
+TEST_F(SaltTest, LargeFileIsUsed) {
   const std::string salt(3'000'000, 's');
   WriteSalt(salt);
   Begin();
   EXPECT_EQ(NextIdentifier(1), Identifier(salt, kDigits));
 }
 
-TEST_F(SaltTest, MissingAndAppearingLater) {
+TEST_F(SaltTest, FileThatAppearsLaterIsUsed) {
   Begin();
   EXPECT_EQ(ap_.LogCount("WARNING", kNoSalt), 1U);
   wlan_->Send(kLine);
@@ -186,7 +186,7 @@ TEST_F(SaltTest, MissingAndAppearingLater) {
   EXPECT_EQ(NextIdentifier(3), Identifier("late", kDigits));
 }
 
-TEST_F(SaltTest, EmptyIsNoSaltUntilThereIsOne) {
+TEST_F(SaltTest, EmptyFileIsReadAgain) {
   WriteSalt("");
   Begin();
   EXPECT_EQ(NextIdentifier(1), Identifier("", kDigits));

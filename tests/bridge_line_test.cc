@@ -65,7 +65,7 @@ Reading Read(const std::string& line) {
   return reading;
 }
 
-TEST(BridgeLineTest, IsKnownToTheDaemon) {
+TEST(BridgeLineTest, DaemonKnowsEachKind) {
   const std::vector<std::pair<LineKind, HostapdEventType>> kinds = {
       {LineKind::kAuthentication, HostapdEventType::kStationAuth},
       {LineKind::kAssociation, HostapdEventType::kStationAssoc},
@@ -80,7 +80,7 @@ TEST(BridgeLineTest, IsKnownToTheDaemon) {
   }
 }
 
-TEST(BridgeLineTest, IsReadCorrectlyByTheDaemon) {
+TEST(BridgeLineTest, DaemonReadsEachAttribute) {
   const ClientEventInfo info =
       Read(FormatEventLine(LineKind::kConnect, kStation, AllAttributes())).info;
   EXPECT_EQ(info.event_time_in_milliseconds(), 1'700'000'000'123U);
@@ -102,7 +102,7 @@ TEST(BridgeLineTest, IsReadCorrectlyByTheDaemon) {
 }
 
 // A number that the daemon can't read ends it.
-TEST(BridgeLineTest, HasNumbersThatTheDaemonCanReadAtTheirLimits) {
+TEST(BridgeLineTest, DaemonReadsExtremeNumbers) {
   LineAttributes attributes;
   for (const std::int64_t microseconds :
        {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()}) {
@@ -114,7 +114,7 @@ TEST(BridgeLineTest, HasNumbersThatTheDaemonCanReadAtTheirLimits) {
 }
 
 // All reasons that the bridge can write.
-TEST(BridgeLineTest, HasReasonsThatTheDaemonKnows) {
+TEST(BridgeLineTest, DaemonKnowsEachReason) {
   std::vector<std::string_view> words = {kReasonNoAck,
                                          kReasonPskMismatch,
                                          kReasonOtherBss,

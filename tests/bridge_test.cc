@@ -253,7 +253,7 @@ TEST_F(BridgeTest, AttachesToAHostapdThatReportsNoProbes) {
   EXPECT_EQ(hostapd().Count("ATTACH"), 1U);
 }
 
-TEST_F(BridgeTest, ServesNothingForAHostapdThatIsSilent) {
+TEST_F(BridgeTest, DoesNotServeASilentHostapd) {
   hostapd_.emplace(HostapdPath());
   hostapd().SetAnswers("ATTACH probe_rx_events=1", {});
   StartBridge();
@@ -268,7 +268,7 @@ TEST_F(BridgeTest, StopsServingAHostapdThatFallsSilent) {
   ExpectNotServed();
 }
 
-TEST_F(BridgeTest, LeavesNothingBehind) {
+TEST_F(BridgeTest, RemovesItsSocketAndDetachesAtTheEnd) {
   StartAnswering();
   bridge_->Signal(SIGTERM);
   EXPECT_EQ(bridge_->WaitForExit(kPatience), (testbed::ExitStatus{.code = 0, .signal = 0}));
@@ -276,7 +276,7 @@ TEST_F(BridgeTest, LeavesNothingBehind) {
   EXPECT_TRUE(WaitUntil([this] { return hostapd().Count("DETACH") == 1; }));
 }
 
-TEST_F(BridgeTest, TakesThePlaceOfABridgeThatWasKilled) {
+TEST_F(BridgeTest, ReplacesAKilledBridge) {
   StartAnswering();
   bridge_->Signal(SIGKILL);
   ASSERT_TRUE(bridge_->WaitForExit(kPatience).has_value());
@@ -287,7 +287,7 @@ TEST_F(BridgeTest, TakesThePlaceOfABridgeThatWasKilled) {
   EXPECT_EQ(Client("late", ServedPath()).Ask("PING"), "PONG\n");
 }
 
-TEST_F(BridgeTest, PassesOnOnlyWhatTheDaemonKnows) {
+TEST_F(BridgeTest, ForwardsOnlyEventsThatTheDaemonKnows) {
   StartAnswering();
   Client client("client", ServedPath());
   ASSERT_EQ(client.Ask("ATTACH"), "OK\n");
@@ -431,7 +431,7 @@ TEST_F(BridgeTest, KeepsLinesForTheNextDaemon) {
   EXPECT_EQ(second.Receive(), ProbeLine(4));
 }
 
-TEST_F(BridgeTest, NoticesADaemonThatIsGoneWithoutDetaching) {
+TEST_F(BridgeTest, DetectsADaemonThatEndedWithoutDetaching) {
   StartAnswering();
   auto first = std::make_unique<Client>(DaemonName(1), ServedPath());
   ASSERT_EQ(first->Ask("ATTACH"), "OK\n");
@@ -489,7 +489,7 @@ class BridgeWithDaemonTest : public BridgeTest {
   }
 };
 
-TEST_F(BridgeWithDaemonTest, LosesNothingWhileTheDaemonHangs) {
+TEST_F(BridgeWithDaemonTest, KeepsAllLinesWhileTheDaemonHangs) {
   constexpr unsigned kLines = 2000;
   StartAllBridged();
   ap_.daemon().Signal(SIGSTOP);
@@ -499,7 +499,7 @@ TEST_F(BridgeWithDaemonTest, LosesNothingWhileTheDaemonHangs) {
   EXPECT_EQ(HeardProbes(), Macs(0, kLines));
 }
 
-TEST_F(BridgeWithDaemonTest, RepeatsAndLosesNothingWhenTheDaemonIsKilled) {
+TEST_F(BridgeWithDaemonTest, DeliversEachLineOnceAfterAKillOfTheDaemon) {
   StartAllBridged();
   for (unsigned i = 0; i < 300; ++i) hostapd().Send(Probe(i));
   EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() == 300; }));

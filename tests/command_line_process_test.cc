@@ -30,7 +30,7 @@ class CommandLineProcessTest : public AccessPointTest {
   }
 };
 
-TEST_F(CommandLineProcessTest, Help) {
+TEST_F(CommandLineProcessTest, PrintsHelp) {
   Run({"--help"}, 0);
   const std::string& help = ap_.daemon().out().Text();
   for (const char* text :
@@ -48,7 +48,7 @@ TEST_F(CommandLineProcessTest, Help) {
   EXPECT_THAT(ap_.daemon().err().Text(), IsEmpty());
 }
 
-TEST_F(CommandLineProcessTest, Version) {
+TEST_F(CommandLineProcessTest, PrintsVersion) {
   Run({"--version"}, 0);
   EXPECT_EQ(ap_.daemon().out().Text().find("ap-wavelark "), 0U);
   EXPECT_EQ(ap_.daemon().out().Count("\n"), 1U);
@@ -58,7 +58,7 @@ TEST_F(CommandLineProcessTest, Version) {
 class BadCommandLineTest : public CommandLineProcessTest,
                            public ::testing::WithParamInterface<const char*> {};
 
-TEST_P(BadCommandLineTest, OneLineAndNothingStarted) {
+TEST_P(BadCommandLineTest, PrintsOneLineAndStartsNothing) {
   Run({"--is_root", GetParam()}, 64);
   const std::string& text = ap_.daemon().err().Text();
   EXPECT_EQ(ap_.daemon().err().Count("\n"), 1U) << text;
@@ -87,7 +87,7 @@ class TwinProcessTest : public AccessPointTest {
   }
 };
 
-TEST_F(TwinProcessTest, TheLastOneWins) {
+TEST_F(TwinProcessTest, LastFlagWins) {
   ap_.StartBus();
   EXPECT_TRUE(IsUploadEnabled({}));
   EXPECT_TRUE(IsUploadEnabled({"--enable_connection_event_stats"}));

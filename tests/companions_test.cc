@@ -80,7 +80,7 @@ TEST_F(CompanionsTest, EventsOfBothBandsBecomeRows) {
   EXPECT_EQ(Query("SELECT count(DISTINCT client_shmac) FROM client_events"), "1");
 }
 
-TEST_F(CompanionsTest, ARecorderThatIsKilledAndStartedGoesOn) {
+TEST_F(CompanionsTest, RecorderContinuesAfterAKill) {
   Start("");
   ap_.wlan5000().Send(kConnect);
   ExpectRow("SELECT count(*) FROM records", "1");
@@ -96,7 +96,7 @@ TEST_F(CompanionsTest, ARecorderThatIsKilledAndStartedGoesOn) {
   }));
 }
 
-TEST_F(CompanionsTest, SettingsReachTheDaemonAndBadOnesDoNot) {
+TEST_F(CompanionsTest, OnlyValidSettingsReachTheDaemon) {
   Start("connectionEventsProbeReqUpload = 0\n");
   ap_.ExpectLogged("INFO", "Set probe_req_event_upload to 0");
   WriteFile(flags_d_ / "b.conf", "connectionEventsProbeReqUpload=yes\n");

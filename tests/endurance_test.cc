@@ -42,7 +42,7 @@ class EnduranceTest : public AccessPointTest {
   }
 };
 
-TEST_F(EnduranceTest, ThousandRestartsOfHostapd) {
+TEST_F(EnduranceTest, SurvivesAThousandRestartsOfHostapd) {
   constexpr int kRestarts = kIsSanitized ? 200 : 1000;
   ap_.StartBus();
   std::optional<Hostapd> hostapd(kWlan5000);
@@ -97,7 +97,7 @@ class FloodTest : public EnduranceTest {
   std::size_t flood_count_ = 0;
 };
 
-TEST_F(FloodTest, HundredThousandEvents) {
+TEST_F(FloodTest, RecordsAHundredThousandEvents) {
   ap_.StartBus();
   ap_.StartRecorder();
   WriteSalt(kSalt);

@@ -32,7 +32,7 @@ class BusFault : public AccessPointTest {
   void ContinueBus() { kill(ap_.bus().pid(), SIGCONT); }
 };
 
-TEST_F(BusFault, RestartedBusTakesARestartOfTheDaemon) {
+TEST_F(BusFault, RestartOfTheBusRequiresARestartOfTheDaemon) {
   ap_.StartAll();
   ap_.wlan5000().Send(kEvent);
   ap_.Settle(ap_.wlan5000());
@@ -56,7 +56,7 @@ TEST_F(BusFault, RestartedBusTakesARestartOfTheDaemon) {
   EXPECT_EQ(ap_.RecordCount(), 1U);
 }
 
-TEST_F(BusFault, SlowBusHoldsARecordAndLosesNothing) {
+TEST_F(BusFault, SlowBusDelaysARecord) {
   ap_.StartAll();
   StopBus();
   ap_.wlan5000().Send(kEvent);
@@ -88,7 +88,7 @@ TEST_F(BusFault, SlowBusDelaysTheStart) {
   ap_.ExpectQuickExit(SIGTERM);
 }
 
-TEST_F(BusFault, HungBusAtTheStartHoldsNoSignal) {
+TEST_F(BusFault, HungBusAtTheStartDoesNotDelaySignals) {
   ap_.StartBus();
   StopBus();
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
@@ -120,7 +120,8 @@ class RecorderFault : public AccessPointTest {
     wlan5000_->Send(kEvent);
     while (call_ == nullptr) {
       if (sd_bus_process(recorder_->bus(), nullptr) > 0) continue;
-      ASSERT_GT(sd_bus_wait(recorder_->bus(), 5'000'000), 0) << "not called";
+      ASSERT_GT(sd_bus_wait(recorder_->bus(), 5'000'000), 0)
+          << "the daemon did not call the recorder";
     }
   }
 
@@ -131,7 +132,7 @@ class RecorderFault : public AccessPointTest {
 
 // A signal interrupts the call with libsystemd 252; later releases continue the call.
 
-TEST_F(RecorderFault, SignalDuringACallEndsTheDaemonAfterTheReplyAtTheLatest) {
+TEST_F(RecorderFault, SignalDuringACallEndsTheDaemonByTheReply) {
   StartInACall();
   ap_.daemon().Signal(SIGTERM);
   EXPECT_TRUE(WaitUntil([this] { return !ap_.CatchesSignal(SIGTERM); }));
@@ -155,7 +156,7 @@ class FlagsServiceFault : public AccessPointTest {};
 
 // The name appears and disappears a thousand times. The daemon requests the flags each time, and
 // each failure logs a line, whether the service refuses or ends before its answer.
-TEST_F(FlagsServiceFault, FlapsAThousandTimes) {
+TEST_F(FlagsServiceFault, RestartsAThousandTimes) {
   constexpr std::size_t kTimes = 1000;
   constexpr std::uint64_t kPatienceUsec = std::chrono::microseconds(kPatience).count();
   ap_.StartAll();
@@ -173,7 +174,8 @@ TEST_F(FlagsServiceFault, FlapsAThousandTimes) {
     service.RequestName(kFlagsName);
     while (asked == i) {
       if (sd_bus_process(service.bus(), nullptr) > 0) continue;
-      ASSERT_GT(sd_bus_wait(service.bus(), kPatienceUsec), 0) << "not asked, time " << i;
+      ASSERT_GT(sd_bus_wait(service.bus(), kPatienceUsec), 0)
+          << "the daemon did not read the flags, round " << i;
     }
   }
   // The last service stays, and its flags are read.
@@ -189,7 +191,7 @@ TEST_F(FlagsServiceFault, FlapsAThousandTimes) {
   ap_.Settle(ap_.wlan5000());
 }
 
-TEST_F(FlagsServiceFault, MapOfTenThousandKeys) {
+TEST_F(FlagsServiceFault, MapOfTenThousandKeysIsApplied) {
   FlagMap flags = {{"connectionEventsUpload", "0"}};
   for (int i = 0; i < 10'000; ++i) flags[fmt::format("connectionEvents{:05}", i)] = "1";
   ap_.StartBus();
@@ -203,7 +205,7 @@ TEST_F(FlagsServiceFault, MapOfTenThousandKeys) {
   EXPECT_THAT(ap_.LogTexts("WARNING"), IsEmpty());
 }
 
-TEST_F(FlagsServiceFault, ValueOfAMegabyte) {
+TEST_F(FlagsServiceFault, ValueOfAMegabyteIsIgnoredOrAborts) {
   ap_.StartBus();
   WriteSalt(kSalt);
   ap_.StartFlags(

@@ -33,7 +33,7 @@ using ::testing::IsEmpty;
 
 class HostapdFault : public AccessPointTest {};
 
-TEST_F(HostapdFault, BytesThatAreNoTextReachNoRecord) {
+TEST_F(HostapdFault, InvalidTextReachesNoRecord) {
   ap_.StartAll();
   ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}});
   ap_.ExpectLogged("INFO", "Set probe_req_event_upload to 1");
@@ -60,7 +60,7 @@ TEST_F(HostapdFault, BytesThatAreNoTextReachNoRecord) {
   EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
-TEST_F(HostapdFault, DatagramsOfNothing) {
+TEST_F(HostapdFault, EmptyDatagramsAreIgnored) {
   ap_.StartAll();
   const std::size_t lines = ap_.Log().size();
   for (int i = 0; i < 1000; ++i) ap_.wlan5000().Send("");
@@ -69,7 +69,7 @@ TEST_F(HostapdFault, DatagramsOfNothing) {
 }
 
 // A datagram over 64 KiB is truncated.
-TEST_F(HostapdFault, DatagramOver64KiBIsCut) {
+TEST_F(HostapdFault, DatagramOver64KiBIsTruncated) {
   constexpr std::size_t kLargest = 65536;
   ap_.StartAll();
   ap_.wlan5000().Send("<3>" + std::string(100'000, 'x'));
@@ -77,7 +77,7 @@ TEST_F(HostapdFault, DatagramOver64KiBIsCut) {
   ap_.Settle(ap_.wlan5000());
 }
 
-TEST_F(HostapdFault, AnswersNobodyAskedFor) {
+TEST_F(HostapdFault, UnrequestedAnswersAreIgnored) {
   ap_.StartAll();
   const std::size_t lines = ap_.Log().size();
   for (int i = 0; i < 100; ++i) {
@@ -93,7 +93,7 @@ TEST_F(HostapdFault, AnswersNobodyAskedFor) {
 }
 
 // The daemon's socket is connected to hostapd, and receives from no other socket.
-TEST_F(HostapdFault, StrangersAreNotHeard) {
+TEST_F(HostapdFault, OtherSendersAreRefused) {
   ap_.StartAll();
   const std::string name = ap_.wlan5000().SenderName();
   sockaddr_un address = {};
@@ -110,7 +110,7 @@ TEST_F(HostapdFault, StrangersAreNotHeard) {
 
 // hostapd hangs at its start and is replaced within a second: the daemon sees the new socket while
 // it still waits for the old one's answer. It aborts and is restarted.
-TEST_F(HostapdFault, ReplacedBeforeItHasAnsweredEndsTheDaemon) {
+TEST_F(HostapdFault, ReplacementBeforeTheAnswerEndsTheDaemon) {
   ap_.StartBus();
   std::optional<Hostapd> hostapd(kWlan2400);
   ap_.StartDaemon();
@@ -127,7 +127,7 @@ TEST_F(HostapdFault, ReplacedBeforeItHasAnsweredEndsTheDaemon) {
 }
 
 // Lines in the queue are read when hostapd ends, as long as no other hostapd has replaced it.
-TEST_F(HostapdFault, KilledOneIsReadToItsEnd) {
+TEST_F(HostapdFault, QueueOfAKilledHostapdIsRead) {
   constexpr int kLines = 100;
   ap_.StartBus();
   auto hostapd = std::make_unique<Hostapd>(kWlan2400);
@@ -144,7 +144,7 @@ TEST_F(HostapdFault, KilledOneIsReadToItsEnd) {
 
 // The new hostapd counts: the connection to the old one is closed, and its queue is lost. Lines
 // that were read are the first ones.
-TEST_F(HostapdFault, KilledAndReplacedOneLosesWhatWaitsInTheQueue) {
+TEST_F(HostapdFault, QueueOfAReplacedHostapdIsLost) {
   constexpr std::size_t kLines = 250;
   ap_.StartBus();
   auto hostapd = std::make_unique<Hostapd>(kWlan2400);
@@ -173,7 +173,7 @@ TEST_F(HostapdFault, KilledAndReplacedOneLosesWhatWaitsInTheQueue) {
 // The number of lines that fit before hostapd blocks depends on the memory that the kernel uses for
 // each line, and on the sender's buffer limit. net.unix.max_dgram_qlen does not limit this
 // direction: the receiver is connected to the sender.
-TEST_F(HostapdFault, DaemonThatIsHeldFillsItsQueueAndLosesNothing) {
+TEST_F(HostapdFault, StoppedDaemonLosesNothing) {
   constexpr std::size_t kSmallestDatagram = 512;
   constexpr std::size_t kLargestDatagram = 2048;
   const std::size_t memory =
@@ -203,7 +203,7 @@ class RealHostapdFault : public AccessPointTest {
 
 // The directory is removed with the last socket, and the watch with the directory. A new directory
 // is not watched.
-TEST_F(RealHostapdFault, TakesTheControlDirectoryWithItAndIsNotHeardAgain) {
+TEST_F(RealHostapdFault, RemovedControlDirectoryIsNotWatchedAgain) {
   ap_.StartBus();
   hostapd_.Start();
   ap_.StartDaemon();
@@ -223,7 +223,7 @@ TEST_F(RealHostapdFault, TakesTheControlDirectoryWithItAndIsNotHeardAgain) {
 }
 
 // The package keeps a file in the directory.
-TEST_F(RealHostapdFault, ControlDirectoryWithAFileInItStaysAndHostapdIsHeardAgain) {
+TEST_F(RealHostapdFault, ControlDirectoryWithAFileStaysWatched) {
   ap_.StartBus();
   std::filesystem::create_directories(kControlDirectory);
   WriteFile(platform::FilePath(kControlDirectory) / ".kept-by-ap-wavelark", "");
@@ -238,7 +238,7 @@ TEST_F(RealHostapdFault, ControlDirectoryWithAFileInItStaysAndHostapdIsHeardAgai
 }
 
 // hostapd serves no client until the daemon reads again; then all its events arrive.
-TEST_F(RealHostapdFault, WaitsForADaemonThatDoesNotRead) {
+TEST_F(RealHostapdFault, HostapdWaitsForAStoppedDaemon) {
   ap_.StartBus();
   hostapd_.Start();
   ap_.StartDaemon({"--v=1"});
@@ -298,12 +298,12 @@ TEST_F(SteeringFault, HungHostapdMissesACommand) {
   ap_.ExpectQuickExit(SIGTERM);
 }
 
-class EventsAmidAllElseFault : public SteeringAccessPointTest {};
+class CombinedFault : public SteeringAccessPointTest {};
 
 // Events on both interfaces at full speed, while clients are steered, the kernel marks dumps as
 // interrupted, flags change, their service restarts, the recorder is slow, and a hostapd of another
 // interface starts and ends.
-TEST_F(EventsAmidAllElseFault, AreAllRecordedAndAllElseGoesOn) {
+TEST_F(CombinedFault, AllEventsAreRecorded) {
   constexpr int kEvents = kIsSanitized ? 2'000 : 20'000;
   constexpr char kApplied[] = "Set connection_event_upload to 1";
   ap_.StartBus();

@@ -98,7 +98,7 @@ TEST_F(KernelFault, DumpIsRefused) {
 }
 
 // Stations before the failure count.
-TEST_F(KernelFault, InterfaceGoesInMidDump) {
+TEST_F(KernelFault, InterfaceDisappearsDuringADump) {
   Begin();
   SetFault("failing 1 19");
   ExpectWarnings("Netlink error 19: No such device (19)", 1);
@@ -123,7 +123,7 @@ TEST_F(KernelFault, MessagesAreLost) {
 
 // Each request ends after five seconds, and no request waits for another one. Everything else
 // continues.
-TEST_F(KernelFault, Silence) {
+TEST_F(KernelFault, KernelDoesNotAnswer) {
   constexpr char kTimeOut[] = "Netlink error 2: Netlink response timeout";
   Begin();
   const std::size_t answered = ap_.LogTextsWith(kRequest).size();
@@ -154,7 +154,7 @@ TEST_F(KernelFault, IndexIsReused) {
   ExpectAllAsBefore();
 }
 
-TEST_F(KernelFault, InterfaceGoesAndComesBack) {
+TEST_F(KernelFault, InterfaceDisappearsAndReturns) {
   Begin();
   SetFault("reusing wlan-2400mhz nobody");
   ExpectWarnings("Unable to get stations on interface: wlan-2400mhz", 2);

@@ -36,7 +36,8 @@ const std::string kLongEvent = std::string(kEvent) + " x:" + std::string(225 - 3
 class SlowFault : public SteeringAccessPointTest {
  protected:
   void SetUp() override {
-    if (getenv("WAVELARK_SLOW_TESTS") == nullptr) GTEST_SKIP() << "slow: script/test --slow";
+    if (getenv("WAVELARK_SLOW_TESTS") == nullptr)
+      GTEST_SKIP() << "slow; run it with script/test --slow";
   }
 
   std::size_t FailureCount() { return ap_.daemon().err().Count("Error recording offline data: "); }
@@ -48,7 +49,7 @@ class SlowFault : public SteeringAccessPointTest {
 
 // The call takes until the bus's time-out, and the batch is lost. Meanwhile hostapd's events wait
 // in the queue, which has a limit; none of them is lost.
-TEST_F(SlowFault, RecorderHangsForTheTimeOutOfTheBus) {
+TEST_F(SlowFault, RecorderHangsUntilTheTimeOut) {
   ap_.StartAll();
   ap_.recorder().Signal(SIGSTOP);
   ap_.wlan5000().Send(kEvent);
@@ -76,7 +77,7 @@ TEST_F(SlowFault, RecorderHangsForTheTimeOutOfTheBus) {
 }
 
 // One call after the other for each interface with a batch, and each times out.
-TEST_F(SlowFault, RecorderHangsWithABatchOfEachInterface) {
+TEST_F(SlowFault, RecorderHangsInTwoCalls) {
   ap_.StartAll();
   ap_.recorder().Signal(SIGSTOP);
   const auto begin = std::chrono::steady_clock::now();
@@ -97,7 +98,7 @@ TEST_F(SlowFault, RecorderHangsWithABatchOfEachInterface) {
   ap_.ExpectQuickExit(SIGTERM);
 }
 
-TEST_F(SlowFault, RecorderRepliesAfterTheTimeOutOfTheBus) {
+TEST_F(SlowFault, RecorderRepliesAfterTheTimeOut) {
   ap_.StartBus();
   ap_.StartRecorder({"--delay", "27"});
   WriteSalt(kSalt);
@@ -115,7 +116,7 @@ TEST_F(SlowFault, RecorderRepliesAfterTheTimeOutOfTheBus) {
   ap_.ExpectQuickExit(SIGTERM);
 }
 
-TEST_F(SlowFault, BusHangsForItsTimeOut) {
+TEST_F(SlowFault, BusHangsUntilTheTimeOut) {
   ap_.StartAll();
   ap_.wlan5000().Send(kEvent);
   ap_.Settle(ap_.wlan5000());
@@ -131,7 +132,7 @@ TEST_F(SlowFault, BusHangsForItsTimeOut) {
   ap_.ExpectQuickExit(SIGTERM);
 }
 
-TEST_F(SlowFault, StoppedForAMinute) { ExpectNothingIsLostByAStop(ap_, seconds(60)); }
+TEST_F(SlowFault, DaemonIsStoppedForAMinute) { ExpectNothingIsLostByAStop(ap_, seconds(60)); }
 
 }  // namespace
 }  // namespace orvane::testbed

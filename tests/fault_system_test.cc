@@ -56,7 +56,7 @@ class SystemFault : public AccessPointTest {
 
   // Starts hostapd on both interfaces, recorder, bus, and the daemon without a readable standard
   // error.
-  void StartUnheard() {
+  void StartWithoutLog() {
     ap_.StartBus();
     ap_.StartRecorder();
     WriteSalt(kSalt);
@@ -67,9 +67,9 @@ class SystemFault : public AccessPointTest {
     wlan5000_->Attach();
   }
 
-  // Log lines go to no wrong descriptor, and the daemon works.
-  void ExpectDoesItsWork() {
-    for (int i = 0; i < 20; ++i) wlan5000_->Send("<3>NOBODY-KNOWS");
+  // Expects that the daemon works and that log lines reach no wrong descriptor.
+  void ExpectWorks() {
+    for (int i = 0; i < 20; ++i) wlan5000_->Send("<3>UNKNOWN-EVENT");
     wlan5000_->Send(kEvent);
     EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info_size(), 1);
     wlan5000_->ExpectSilence(milliseconds(0));
@@ -84,7 +84,7 @@ class SystemFault : public AccessPointTest {
 // The daemon continues with its open descriptors. It attaches to a restarted hostapd when
 // descriptors are available again.
 TEST_F(SystemFault, DescriptorsAreExhausted) {
-  if (kIsSanitized) GTEST_SKIP() << "the sanitizer opens a pipe to look at what it doubts";
+  if (kIsSanitized) GTEST_SKIP() << "the sanitizer needs a descriptor for its own pipe";
   constexpr char kFailed[] = "Failed to open hostapd socket: Too many open files (24)";
   ap_.StartBus();
   ap_.StartRecorder();
@@ -106,7 +106,7 @@ TEST_F(SystemFault, DescriptorsAreExhausted) {
   EXPECT_EQ(ap_.WaitForRecord(1).event.client_event_info(0).client_shmac(),
             Identifier(kSalt, "001a2b3c4d5e"));
   std::this_thread::sleep_for(milliseconds(2000));
-  // One attempt each half second, and one that was due.
+  // One attempt every half second, and one that was due at the beginning.
   const std::size_t attempts = ap_.LogCount("ERROR", kFailed) - before;
   const auto time = std::chrono::steady_clock::now() - begin;
   EXPECT_LE(attempts, static_cast<std::size_t>(time / milliseconds(500)) + 1);
@@ -118,8 +118,8 @@ TEST_F(SystemFault, DescriptorsAreExhausted) {
 
 // With each limit the daemon either runs, or logs the reason and ends.
 TEST_F(SystemFault, DescriptorsAreExhaustedAtTheStart) {
-  if (kIsSanitized) GTEST_SKIP() << "a sanitized program takes descriptors of its own";
-  // Without a flags service it logs this line once the loop runs.
+  if (kIsSanitized) GTEST_SKIP() << "the sanitizer needs descriptors of its own";
+  // Without a flags service the daemon logs this line when its loop runs.
   constexpr char kRunning[] = "Failed to read the properties ";
   constexpr int kFewest = 5;
   constexpr int kMost = 20;
@@ -154,7 +154,7 @@ TEST_F(SystemFault, DescriptorsAreExhaustedAtTheStart) {
 }
 
 TEST_F(SystemFault, MemoryIsExhausted) {
-  if (kIsSanitized) GTEST_SKIP() << "a sanitized program needs all of the address space";
+  if (kIsSanitized) GTEST_SKIP() << "the sanitizer needs the whole address space";
   ap_.StartBus();
   std::filesystem::create_directories(kControlDirectory);
   WriteSalt(kSalt);
@@ -162,7 +162,7 @@ TEST_F(SystemFault, MemoryIsExhausted) {
   constexpr std::int64_t kRoomKilobytes = 8 * 1024;
   const std::int64_t limit = ap_.StatusKilobytes("VmSize") + kRoomKilobytes;
   SetLimit(RLIMIT_AS, static_cast<rlim_t>(limit) * 1024);
-  // They are collected for five minutes, and exceed the memory limit.
+  // The daemon collects the events for five minutes, which exceeds the memory limit.
   ap_.Hold();
   const auto hostapd = StartProcess({HOSTAPD_STANDIN_PATH, "--count", "100000"});
   ASSERT_TRUE(hostapd->out().WaitForLine("ready", kPatience));
@@ -176,37 +176,37 @@ TEST_F(SystemFault, MemoryIsExhausted) {
 
 TEST_F(SystemFault, StandardErrorIsClosed) {
   RunByShell("exec \"$@\" 2>&-");
-  StartUnheard();
+  StartWithoutLog();
   EXPECT_EQ(DescriptorOf(2), "/dev/null");
-  ExpectDoesItsWork();
+  ExpectWorks();
 }
 
 // The reader has closed the pipe before the first line.
 TEST_F(SystemFault, NobodyReadsStandardError) {
   ap_.set_daemon_command(
       {"/bin/bash", "-c", "exec 2> >(:) && wait $! && exec \"$@\"", "bash", AP_WAVELARK_PATH});
-  StartUnheard();
+  StartWithoutLog();
   EXPECT_THAT(DescriptorOf(2), ::testing::StartsWith("pipe:"));
-  ExpectDoesItsWork();
+  ExpectWorks();
 }
 
 // The first opened files must not get these numbers.
 TEST_F(SystemFault, AllStandardDescriptorsAreClosed) {
   RunByShell("exec \"$@\" 0<&- 1>&- 2>&-");
-  StartUnheard();
+  StartWithoutLog();
   for (int number : {0, 1, 2}) EXPECT_EQ(DescriptorOf(number), "/dev/null") << number;
-  ExpectDoesItsWork();
+  ExpectWorks();
 }
 
 // Like a full file system: the daemon writes only its log.
 TEST_F(SystemFault, DiskIsFull) {
   RunByShell("exec \"$@\" 2>/dev/full");
-  StartUnheard();
+  StartWithoutLog();
   EXPECT_EQ(DescriptorOf(2), "/dev/full");
-  ExpectDoesItsWork();
+  ExpectWorks();
 }
 
-TEST_F(SystemFault, SystemLogGoesAndComesBack) {
+TEST_F(SystemFault, SystemLogDisappearsAndReturns) {
   std::optional<ControlSocket> system_log("/dev/log");
   ASSERT_EQ(system_log->Open(), std::nullopt);
   ap_.StartAll();
@@ -227,7 +227,7 @@ TEST_F(SystemFault, SystemLogGoesAndComesBack) {
 
 // A system log that accepts lines but does not read them blocks every program that logs. The daemon
 // continues when it is read.
-TEST_F(SystemFault, SystemLogThatDoesNotReadHoldsTheDaemon) {
+TEST_F(SystemFault, FullSystemLogBlocksTheDaemon) {
   constexpr int kLines = 600;
   ControlSocket system_log("/dev/log");
   ASSERT_EQ(system_log.Open(), std::nullopt);
@@ -255,17 +255,17 @@ TEST_F(SystemFault, SystemLogThatDoesNotReadHoldsTheDaemon) {
   ap_.ExpectQuickExit(SIGTERM);
 }
 
-class HeldFault : public AccessPointTest {};
+class StoppedDaemonFault : public AccessPointTest {};
 
 // The answer arrived while the daemon was stopped for longer than the attach time-out, and so did
 // an event and other messages. In any order of reading, the daemon is attached and has the event.
-TEST_F(HeldFault, AnswerThatWaitsForTheDaemonIsInTime) {
+TEST_F(StoppedDaemonFault, AnswerDuringTheStopIsInTime) {
   ap_.StartBus();
   ap_.StartFlags({});
   Hostapd wlan2400(kWlan2400);
   Hostapd wlan5000(kWlan5000);
   ap_.LaunchDaemon();
-  // The second of the two. Its attach time-out of a second starts now.
+  // The second interface. Its attach time-out of one second starts now.
   wlan5000.ExpectCommand("ATTACH");
   ap_.Hold();
   wlan2400.Attach();
@@ -300,7 +300,7 @@ class StoppedForAWhileFault : public SteeringAccessPointTest {};
 
 // Events that arrive during the stop have the time at which they are read. An expired upload period
 // expires once, and missed polls are not made up for.
-TEST_F(StoppedForAWhileFault, LosesNothingAndMakesUpForNoPolls) {
+TEST_F(StoppedForAWhileFault, LosesOnlyThePollsMeanwhile) {
   ExpectNothingIsLostByAStop(ap_, std::chrono::seconds(5));
 }
 

@@ -110,7 +110,7 @@ TEST_F(FlagsServiceTest, BadFlagsNeverReachTheDaemon) {
 }
 
 // Each published map is complete: both keys have the same value.
-TEST_F(FlagsServiceTest, ManyChangesAreSeenWholeOrNotAtAll) {
+TEST_F(FlagsServiceTest, ChangesArePublishedAtomically) {
   WriteFile(file_, "clientSteeringInterval=1\nclientSteeringPollInterval=1\n");
   Start();
   constexpr int kChanges = 300;
@@ -134,7 +134,7 @@ TEST_F(FlagsServiceTest, ManyChangesAreSeenWholeOrNotAtAll) {
   }
 }
 
-TEST_F(FlagsServiceTest, AReplacedDirectoryIsFollowed) {
+TEST_F(FlagsServiceTest, FollowsAReplacedDirectory) {
   WriteFile(file_, "a=1\n");
   Start();
   std::filesystem::rename(flags_d_, ap_.directory() / "old");

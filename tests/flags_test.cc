@@ -42,7 +42,7 @@ class FlagsTest : public AccessPointTest {
   }
 };
 
-TEST_F(FlagsTest, AreAppliedAtTheStartInTheOrderOfTheirKeys) {
+TEST_F(FlagsTest, AreAppliedAtTheStartInKeyOrder) {
   StartWith({{"connectionEventsUpload", "0"},
              {"connectionEventsProbeReqUpload", " 17 stations"},
              {"connectionEvents", "disabled"},
@@ -51,7 +51,7 @@ TEST_F(FlagsTest, AreAppliedAtTheStartInTheOrderOfTheirKeys) {
   EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn, kOff, kProbesOn, kEventsOff));
 }
 
-TEST_F(FlagsTest, AreAppliedWheneverTheyChange) {
+TEST_F(FlagsTest, ChangesAreApplied) {
   StartWith({{"connectionEvents", "enabled"}, {"connectionEventsUpload", "1"}});
   ap_.ExpectLogged("INFO", kEventsOn);
   ap_.SetFlags({{"connectionEvents", "disabled"}, {"connectionEventsUpload", "0"}});
@@ -65,13 +65,13 @@ TEST_F(FlagsTest, AreAppliedWheneverTheyChange) {
               ElementsAre(kStarting, kOn, kEventsOn, kOff, kEventsOff, kEventsOn, kOn, kProbesOff));
 }
 
-TEST_F(FlagsTest, OnlyTheTwoExactWordsSwitch) {
+TEST_F(FlagsTest, OnlyTheExactWordsSwitch) {
   StartWith({{"connectionEvents", "Disabled"}, {"connectionEventsUpload", "1"}});
   ap_.ExpectLogged("INFO", kEventsOn);
   EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn, kEventsOn));
 }
 
-TEST_F(FlagsTest, TheUploaderCanBeSwitchedOnLater) {
+TEST_F(FlagsTest, UploaderCanBeSwitchedOnLater) {
   constexpr char kHeard[] = "EventCallback: wlan-2400mhz event: kStationAuth mac: ";
   ap_.StartAll({"--noenable_connection_event_stats"});
   ap_.wlan2400().Send("<3>AP-STA-AUTH early");
@@ -85,7 +85,7 @@ TEST_F(FlagsTest, TheUploaderCanBeSwitchedOnLater) {
   EXPECT_EQ(ap_.LogCount("VERBOSE1", std::string(kHeard) + "late"), 1U);
 }
 
-TEST_F(FlagsTest, AKeyMayContainTheNameAnywhere) {
+TEST_F(FlagsTest, KeyMayContainTheNameAnywhere) {
   StartWith({{"x.connectionEvents", "disabled"},
              {"connectionEventsUpload.", "0"},
              {"connectionEventsUpload", "1"}});
@@ -104,14 +104,14 @@ struct NotANumber {
 
 class MalformedFlagTest : public FlagsTest, public ::testing::WithParamInterface<NotANumber> {};
 
-TEST_P(MalformedFlagTest, AtTheStartEndsTheProcess) {
+TEST_P(MalformedFlagTest, InitialValueEndsTheProcess) {
   ap_.StartBus();
   ap_.StartFlags({{GetParam().key, GetParam().value}});
   ap_.LaunchDaemon();
   ap_.ExpectAbort("stoi");
 }
 
-TEST_P(MalformedFlagTest, InAChangeEndsTheProcess) {
+TEST_P(MalformedFlagTest, ChangedValueEndsTheProcess) {
   StartWith({{"connectionEventsUpload", "1"}});
   ap_.ExpectLogged("INFO", kEventsOn);
   ap_.SetFlags({{GetParam().key, GetParam().value}});
@@ -126,7 +126,7 @@ INSTANTIATE_TEST_SUITE_P(
                       NotANumber{"connectionEventsProbeReqUpload", "-2147483649"}),
     [](const auto& param_info) { return "Case" + std::to_string(param_info.index); });
 
-TEST_F(FlagsTest, ExtraVariantIsOpened) {
+TEST_F(FlagsTest, ExtraVariantIsAccepted) {
   StartWith({{"connectionEventsUpload", "0"}}, {"--extra-variant"});
   ap_.ExpectLogged("INFO", kEventsOff);
   ap_.SetFlags({{"connectionEventsUpload", "1"}});
@@ -161,7 +161,7 @@ INSTANTIATE_TEST_SUITE_P(Signature, WrongTypeTest,
                            return "Case" + std::to_string(param_info.index);
                          });
 
-TEST_F(FlagsTest, ServiceThatComesLaterIsRead) {
+TEST_F(FlagsTest, ServiceThatStartsLaterIsRead) {
   ap_.StartBus();
   ap_.StartDaemon();
   ExpectReadFailure(
@@ -173,7 +173,7 @@ TEST_F(FlagsTest, ServiceThatComesLaterIsRead) {
   ap_.ExpectLogged("INFO", kEventsOn);
 }
 
-TEST_F(FlagsTest, ServiceThatIsRestartedIsReadAgain) {
+TEST_F(FlagsTest, RestartedServiceIsReadAgain) {
   StartWith({{"connectionEventsUpload", "1"}});
   ap_.ExpectLogged("INFO", kEventsOn);
   ap_.flags_service().Signal(SIGKILL);
@@ -183,7 +183,7 @@ TEST_F(FlagsTest, ServiceThatIsRestartedIsReadAgain) {
   ap_.ExpectLogged("INFO", kProbesOn);
 }
 
-TEST_F(FlagsTest, SlowServiceHoldsNothingUp) {
+TEST_F(FlagsTest, SlowServiceDoesNotBlockTheDaemon) {
   ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
   ap_.StartFlags({{"connectionEventsUpload", "0"}});
@@ -196,7 +196,7 @@ TEST_F(FlagsTest, SlowServiceHoldsNothingUp) {
   ap_.ExpectLogged("INFO", kEventsOff);
 }
 
-TEST_F(FlagsTest, ServiceThatAnswersAnErrorChangesNothing) {
+TEST_F(FlagsTest, ErrorReplyChangesNothing) {
   StartWith({{"connectionEventsUpload", "0"}}, {"--error", "org.velmora.Error.Test"});
   ExpectReadFailure("org.velmora.Error.Test: As asked for");
   EXPECT_THAT(ap_.LogTexts("INFO"), ElementsAre(kStarting, kOn));
@@ -223,7 +223,7 @@ void EmitChange(TestPeer& peer, const char* interface, const char* path,
   sd_bus_flush(peer.bus());
 }
 
-TEST_F(FlagsTest, StrangersSignalsChangeNothing) {
+TEST_F(FlagsTest, SignalsOfOtherSendersChangeNothing) {
   StartWith({{"connectionEventsUpload", "1"}});
   ap_.ExpectLogged("INFO", kEventsOn);
   TestPeer stranger;

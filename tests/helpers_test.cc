@@ -19,7 +19,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-TEST(WaitUntilTest, ReturnsWhatTheConditionCameTo) {
+TEST(WaitUntilTest, ReturnsTheLastResultOfTheCondition) {
   int calls = 0;
   EXPECT_TRUE(WaitUntil([&] { return ++calls == 3; }));
   EXPECT_EQ(calls, 3);
@@ -58,13 +58,13 @@ class HostapdHelperTest : public ::testing::Test {
   PeerAddress peer_;
 };
 
-TEST_F(HostapdHelperTest, SilenceIsNoCommandAtAll) {
+TEST_F(HostapdHelperTest, ExpectSilenceFailsOnACommand) {
   hostapd_.ExpectSilence(milliseconds(0));
   SendFromClient("PING");
   EXPECT_NONFATAL_FAILURE(hostapd_.ExpectSilence(milliseconds(0)), "unexpected PING");
 }
 
-TEST_F(HostapdHelperTest, OnlyTheExpectedCommandIsExpected) {
+TEST_F(HostapdHelperTest, ExpectCommandFailsOnAnotherCommandOrNone) {
   SendFromClient("PING");
   hostapd_.ExpectCommand("PING");
   SendFromClient("PING ");
@@ -72,7 +72,7 @@ TEST_F(HostapdHelperTest, OnlyTheExpectedCommandIsExpected) {
   EXPECT_NONFATAL_FAILURE(hostapd_.ExpectCommand("PING", milliseconds(10)), "no PING");
 }
 
-TEST_F(HostapdHelperTest, WhatIsSentIsTakenOnceItIsRead) {
+TEST_F(HostapdHelperTest, IsTakenOnceTheClientHasRead) {
   SendFromClient("PING");
   hostapd_.ExpectCommand("PING");
   EXPECT_TRUE(hostapd_.IsTaken());
@@ -82,7 +82,7 @@ TEST_F(HostapdHelperTest, WhatIsSentIsTakenOnceItIsRead) {
   EXPECT_TRUE(hostapd_.IsTaken());
 }
 
-TEST_F(HostapdHelperTest, AFullQueueTakesNoMore) {
+TEST_F(HostapdHelperTest, FullQueueRefusesDatagrams) {
   FillQueue(kWlan2400);
   EXPECT_EQ(client_.Send(peer_, "PING"), ControlSocket::SendResult::kFull);
   ASSERT_TRUE(hostapd_.WaitForCommand(milliseconds(0)).has_value());

@@ -34,7 +34,7 @@ class RealHostapdTest : public AccessPointTest {
   RealHostapd hostapd_{ap_.directory()};
 };
 
-TEST_F(RealHostapdTest, EventsComeIn) {
+TEST_F(RealHostapdTest, ReceivesEvents) {
   ap_.StartBus();
   hostapd_.Start();
   ap_.StartDaemon({"--v=1"});
@@ -47,7 +47,7 @@ TEST_F(RealHostapdTest, EventsComeIn) {
 }
 
 // A hostapd that stops removes its control directory, unless it contains other files.
-TEST_F(RealHostapdTest, StoppedAndStarted) {
+TEST_F(RealHostapdTest, ReattachesAfterAStop) {
   ap_.StartBus();
   const Hostapd wlan2400(kWlan2400);
   hostapd_.Start();
@@ -62,7 +62,7 @@ TEST_F(RealHostapdTest, StoppedAndStarted) {
 }
 
 // A killed hostapd leaves its socket file behind, and replaces it at its start.
-TEST_F(RealHostapdTest, KilledAndStarted) {
+TEST_F(RealHostapdTest, ReattachesAfterAKill) {
   ap_.StartBus();
   hostapd_.Start();
   ap_.StartDaemon({"--v=1"});
@@ -73,7 +73,7 @@ TEST_F(RealHostapdTest, KilledAndStarted) {
   ExpectAttached();
 }
 
-TEST_F(RealHostapdTest, StartedAfterTheDaemon) {
+TEST_F(RealHostapdTest, AttachesToAHostapdThatStartsLater) {
   ap_.StartBus();
   std::filesystem::create_directories(kControlDirectory);
   ap_.StartDaemon({"--v=1"});
@@ -81,7 +81,7 @@ TEST_F(RealHostapdTest, StartedAfterTheDaemon) {
   ExpectAttached();
 }
 
-TEST_F(RealHostapdTest, SocketDeletedUnderIt) {
+TEST_F(RealHostapdTest, ReattachesAfterADeletionOfTheSocketFile) {
   ap_.StartBus();
   hostapd_.Start();
   ap_.StartDaemon({"--v=1"});
@@ -93,7 +93,7 @@ TEST_F(RealHostapdTest, SocketDeletedUnderIt) {
   ExpectAttached();
 }
 
-TEST_F(RealHostapdTest, HungOneHoldsNothingUp) {
+TEST_F(RealHostapdTest, HungHostapdDoesNotBlockTheDaemon) {
   ap_.StartBus();
   hostapd_.Start();
   Hostapd wlan2400(kWlan2400);
@@ -110,7 +110,7 @@ TEST_F(RealHostapdTest, HungOneHoldsNothingUp) {
             1U);
 }
 
-TEST_F(RealHostapdTest, IsDetachedAtTheEnd) {
+TEST_F(RealHostapdTest, DetachesAtTheEnd) {
   ap_.StartBus();
   hostapd_.Start();
   ap_.StartDaemon();

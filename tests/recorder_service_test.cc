@@ -113,7 +113,7 @@ class RecorderServiceTest : public testbed::BusTest {
   std::unique_ptr<testbed::ChildProcess> recorder_;
 };
 
-TEST_F(RecorderServiceTest, TakesRecordsOfAllMethods) {
+TEST_F(RecorderServiceTest, StoresRecordsOfAllMethods) {
   Start();
   EXPECT_TRUE(Record(Batch(3, 1)));
   const std::string other = "other";
@@ -127,7 +127,7 @@ TEST_F(RecorderServiceTest, TakesRecordsOfAllMethods) {
   ExpectExit(0);
 }
 
-TEST_F(RecorderServiceTest, AMetricOfNoBasicTypeIsRefused) {
+TEST_F(RecorderServiceTest, MetricThatIsAContainerIsRefused) {
   Start();
   sd_bus_error error = SD_BUS_ERROR_NULL;
   EXPECT_LT(sd_bus_call_method(connection_->bus(), kName, "/org/velmora/ap/Quillary/Manager",
@@ -139,7 +139,7 @@ TEST_F(RecorderServiceTest, AMetricOfNoBasicTypeIsRefused) {
   EXPECT_EQ(QueryOne("SELECT count(*) FROM records"), "0");
 }
 
-TEST_F(RecorderServiceTest, MetricsFollowARecordAndAreTheSumsOfTheDatabase) {
+TEST_F(RecorderServiceTest, MetricsEqualTheSumsOfTheDatabase) {
   Start();
   ASSERT_TRUE(Record(Batch(7, 1)));
   ASSERT_TRUE(Record("no event"));
@@ -158,7 +158,7 @@ TEST_F(RecorderServiceTest, MetricsFollowARecordAndAreTheSumsOfTheDatabase) {
   }
 }
 
-TEST_F(RecorderServiceTest, ASecondInstanceEnds) {
+TEST_F(RecorderServiceTest, SecondInstanceExits) {
   Start();
   const auto first = std::move(recorder_);
   recorder_ = Launch();
@@ -168,7 +168,7 @@ TEST_F(RecorderServiceTest, ASecondInstanceEnds) {
 }
 
 // Kills the recorder WAVELARK_KILLS times, by default 20.
-TEST_F(RecorderServiceTest, WhatWasAnsweredSurvivesAKillAtAnyMoment) {
+TEST_F(RecorderServiceTest, AcknowledgedRecordsSurviveAKill) {
   const char* kills = std::getenv("WAVELARK_KILLS");
   const int rounds = kills == nullptr ? 20 : std::atoi(kills);
   std::mt19937 random(static_cast<unsigned>(rounds));
@@ -190,7 +190,7 @@ TEST_F(RecorderServiceTest, WhatWasAnsweredSurvivesAKillAtAnyMoment) {
   std::set<std::string> stored;
   for (const std::string& row : Query("SELECT event_time_in_milliseconds FROM client_events "
                                       "GROUP BY record_id")) {
-    EXPECT_TRUE(stored.insert(row).second) << row << " is there twice";
+    EXPECT_TRUE(stored.insert(row).second) << row << " is stored twice";
   }
   for (const std::string& row : answered) EXPECT_TRUE(stored.contains(row)) << row << " is lost";
   EXPECT_EQ(QueryOne("SELECT count(*) FROM (SELECT 1 FROM client_events GROUP BY record_id "
@@ -224,7 +224,7 @@ class SmallDiskTest : public RecorderServiceTest {
   FilePath disk_;
 };
 
-TEST_F(SmallDiskTest, AFullOneIsAnErrorAndLosesNothing) {
+TEST_F(SmallDiskTest, FullDiskIsReportedAndLosesNothing) {
   Start();
   int stored = 0;
   while (Record(Batch(1000, 1))) ASSERT_LT(++stored, 100);
@@ -239,7 +239,7 @@ TEST_F(SmallDiskTest, AFullOneIsAnErrorAndLosesNothing) {
   EXPECT_THAT(recorder_->err().Text(), HasSubstr("ERROR"));
 }
 
-TEST_F(SmallDiskTest, AReadOnlyOneIsAnErrorUntilItIsNone) {
+TEST_F(SmallDiskTest, ReadOnlyDiskIsReportedUntilItIsWritable) {
   Remount(MS_RDONLY, "size=1m");
   Start();
   EXPECT_FALSE(Record(Batch(1, 1)));
@@ -248,7 +248,7 @@ TEST_F(SmallDiskTest, AReadOnlyOneIsAnErrorUntilItIsNone) {
   EXPECT_TRUE(Record(Batch(1, 1))) << error_->message();
 }
 
-TEST_F(RecorderServiceTest, ADamagedDatabaseIsPutAside) {
+TEST_F(RecorderServiceTest, DamagedDatabaseIsSetAside) {
   testbed::WriteFile(path_, std::string(100'000, 'x'));
   Start();
   EXPECT_TRUE(Record(Batch(1, 1)));
@@ -257,7 +257,7 @@ TEST_F(RecorderServiceTest, ADamagedDatabaseIsPutAside) {
 
 // The largest messages that the bus accepts: one of plain bytes, and one of the shortest possible
 // entries.
-TEST_F(RecorderServiceTest, ARecordOf32MebibytesIsStored) {
+TEST_F(RecorderServiceTest, RecordOf32MebibytesIsStored) {
   constexpr std::size_t kSize = (std::size_t{32} << 20) - (std::size_t{64} << 10);
   Start();
   EXPECT_TRUE(Record(std::string(kSize, 'x'))) << error_->message();

@@ -58,7 +58,7 @@ class RecorderTest : public AccessPointTest {
   std::optional<Hostapd> wlan_;
 };
 
-TEST_F(RecorderTest, MissingAndAppearingLater) {
+TEST_F(RecorderTest, RecorderStartsLater) {
   Begin();
   SendEvent(1);
   ExpectFailures(kAbsent, 1);
@@ -72,7 +72,7 @@ TEST_F(RecorderTest, MissingAndAppearingLater) {
   ap_.ExpectQuickExit(SIGTERM);
 }
 
-TEST_F(RecorderTest, AnsweringAnError) {
+TEST_F(RecorderTest, RecorderReturnsAnError) {
   Begin();
   ap_.StartRecorder({"--error", "org.velmora.Error.Test"});
   SendEvent(1);
@@ -83,7 +83,7 @@ TEST_F(RecorderTest, AnsweringAnError) {
   ExpectRecord(2, 2);
 }
 
-TEST_F(RecorderTest, AnsweringWithData) {
+TEST_F(RecorderTest, RecorderReturnsData) {
   Begin();
   ap_.StartRecorder({"--extra-data"});
   SendEvent(1);
@@ -92,7 +92,7 @@ TEST_F(RecorderTest, AnsweringWithData) {
   ExpectFailures("Too many parameters in a method call", 2);
 }
 
-TEST_F(RecorderTest, DyingInTheCall) {
+TEST_F(RecorderTest, RecorderDiesInTheCall) {
   Begin();
   ap_.StartRecorder({"--die-in-call", "1"});
   SendEvent(1);
@@ -104,7 +104,7 @@ TEST_F(RecorderTest, DyingInTheCall) {
 }
 
 // The call blocks the daemon, but not its sockets: events wait in their queues.
-TEST_F(RecorderTest, SlowOneLosesNothing) {
+TEST_F(RecorderTest, SlowRecorderLosesNothing) {
   Begin();
   ap_.StartRecorder({"--delay", "2"});
   SendEvent(1);

@@ -65,7 +65,7 @@ class RecordsTest : public AccessPointTest {
   }
 };
 
-TEST_F(RecordsTest, EventNames) {
+TEST_F(RecordsTest, EventNamesAreConverted) {
   ap_.StartAll();
   const std::array<std::pair<const char*, const char*>, 6> kRows = {
       {{"AP-STA-AUTH", "event_type: AUTHENTICATE"},
@@ -90,7 +90,7 @@ TEST_F(RecordsTest, EventNames) {
   EXPECT_THAT(ap_.WaitForRecord(1).event, EqualsProto(Expected("WLAN_5000MHZ", infos)));
 }
 
-TEST_F(RecordsTest, EventReasons) {
+TEST_F(RecordsTest, EventReasonsAreConverted) {
   ExpectAttributes({
       {"event_reason:reject_steer", "event_reason: 1"},
       {"event_reason:from_client", "event_reason: 2"},
@@ -117,7 +117,7 @@ TEST_F(RecordsTest, EventReasons) {
   });
 }
 
-TEST_F(RecordsTest, SteeringReasons) {
+TEST_F(RecordsTest, SteeringReasonsAreConverted) {
   ExpectAttributes({
       {"steering_reason:steered", "steering_reason: 1"},
       {"steering_reason:target-interface", "steering_reason: 2"},
@@ -131,7 +131,7 @@ TEST_F(RecordsTest, SteeringReasons) {
   });
 }
 
-TEST_F(RecordsTest, Attributes) {
+TEST_F(RecordsTest, AttributesAreConverted) {
   ExpectAttributes({
       {"success:1", "is_event_success: true"},
       {"success:0", "is_event_success: false"},
@@ -155,7 +155,7 @@ TEST_F(RecordsTest, Attributes) {
   ap_.ExpectLogged("INFO", "Invalid name:value pair: ");
 }
 
-TEST_F(RecordsTest, DataRates) {
+TEST_F(RecordsTest, DataRatesAreConverted) {
   ExpectAttributes({
       {"tx_rate_kbps:866700", "data_rate { bitrate_kbps: 866700 }"},
       {"tx_rate_kbps:-4294967297", "data_rate { bitrate_kbps: -4294967297 }"},
@@ -174,7 +174,7 @@ TEST_F(RecordsTest, DataRates) {
   });
 }
 
-TEST_F(RecordsTest, WholeLines) {
+TEST_F(RecordsTest, LineWithAllAttributesIsConverted) {
   ExpectAttributes({{
       "success:0 event_reason:psk_mismatch frame_status:15 frame_rssi:-60 avg_rssi:-61 "
       "last_rx_rssi:-62 steering_reason:deferred probe_delta_ms:100 steer_delta_ms:200 "
@@ -187,7 +187,7 @@ TEST_F(RecordsTest, WholeLines) {
   }});
 }
 
-TEST_F(RecordsTest, TheMacOfAnAttributeReplacesTheFirst) {
+TEST_F(RecordsTest, MacAttributeReplacesTheMacOfTheLine) {
   ap_.StartAll();
   ap_.Hold();
   SendEvent("AP-STA-AUTH", "client_mac:aa:bb:cc:dd:ee:ff");
@@ -203,7 +203,7 @@ TEST_F(RecordsTest, TheMacOfAnAttributeReplacesTheFirst) {
   EXPECT_FALSE(event.client_event_info(3).has_client_shmac());
 }
 
-TEST_F(RecordsTest, ProbeReports) {
+TEST_F(RecordsTest, ProbeReportsAreConverted) {
   ap_.StartBus();
   ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}, {"connectionEventsUpload", "0"}});
   ap_.StartRecorder();
@@ -238,7 +238,7 @@ TEST_F(RecordsTest, ProbeReports) {
   ap_.ExpectLogged("INFO", "Invalid name:value pair: noColon");
 }
 
-TEST_F(RecordsTest, AProbeReportWithoutAStationLeavesAnEmptyRecord) {
+TEST_F(RecordsTest, ProbeReportWithoutAStationBecomesAnEmptyRecord) {
   ap_.StartBus();
   ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}});
   ap_.StartRecorder();
@@ -252,7 +252,7 @@ TEST_F(RecordsTest, AProbeReportWithoutAStationLeavesAnEmptyRecord) {
 }
 
 // The address of a station, in every possible form.
-TEST_F(RecordsTest, NoAddressIsInARecordAndNoSaltInTheLog) {
+TEST_F(RecordsTest, RecordsHaveNoAddressAndTheLogHasNoSalt) {
   ap_.StartAll();
   SendEvent("AP-STA-CONNECT", std::string("client_mac:") + kMac);
   const Record record = ap_.WaitForRecord(1);

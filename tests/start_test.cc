@@ -81,7 +81,7 @@ TEST_F(StartTest, StartedIsReportedBeforeTheAnswer) {
   ap_.ExpectLogged("VERBOSE1", "Callback: 0 mac: ");
 }
 
-TEST_F(StartTest, ClaimsTheNameAndExportsNothingButAnEmptyObjectManager) {
+TEST_F(StartTest, ExportsOnlyAnEmptyObjectManager) {
   ap_.StartBus();
   ap_.StartDaemon();
   TestPeer peer;
@@ -111,13 +111,13 @@ TEST_F(StartTest, NotifiesTheServiceManager) {
   EXPECT_FALSE(IsNameOwned());
 }
 
-TEST_F(StartTest, FeedsTheWatchdog) {
+TEST_F(StartTest, SendsWatchdogNotices) {
   ap_.StartBus();
   ap_.StartDaemon({}, {{"WATCHDOG_USEC", "200000"}});
   for (int i = 0; i < 3; ++i) EXPECT_EQ(ap_.NextNotice(), "WATCHDOG=1");
 }
 
-TEST_F(StartTest, NoWatchdogNoticesUnlessAskedFor) {
+TEST_F(StartTest, SendsNoWatchdogNoticesByDefault) {
   ap_.StartBus();
   ap_.StartDaemon();
   EXPECT_EQ(ap_.NextNotice(milliseconds(500)), "");
@@ -132,7 +132,7 @@ TEST_F(StartTest, WorksWithoutAServiceManager) {
 }
 
 // A signal right after its first line ends the daemon as cleanly as a later one.
-TEST_F(StartTest, SignalAfterItsFirstLineEndsItCleanly) {
+TEST_F(StartTest, SignalAfterTheFirstLineEndsCleanly) {
   ap_.StartBus();
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
     for (int i = 0; i < 10; ++i) {
@@ -150,7 +150,7 @@ TEST_F(StartTest, SignalAfterItsFirstLineEndsItCleanly) {
   }
 }
 
-TEST_F(StartTest, NoBus) {
+TEST_F(StartTest, BusIsMissing) {
   Hostapd wlan2400(kWlan2400);
   ap_.LaunchDaemon();
   ap_.ExpectExit(69);
@@ -176,7 +176,7 @@ TEST_F(StartTest, NameIsTaken) {
   wlan2400.ExpectSilence(milliseconds(0));
 }
 
-TEST_F(StartTest, BusGoesAway) {
+TEST_F(StartTest, BusEnds) {
   ap_.StartAll();
   ap_.bus().Kill();
   ap_.ExpectExit(69);
@@ -188,14 +188,14 @@ TEST_F(StartTest, BusGoesAway) {
 // A termination signal in each state of the daemon.
 class EndTest : public AccessPointTest, public ::testing::WithParamInterface<int> {};
 
-TEST_P(EndTest, WhileAttached) {
+TEST_P(EndTest, EndsWhileAttached) {
   ap_.StartAll();
   ap_.ExpectQuickExit(GetParam());
   ap_.wlan2400().ExpectCommand("DETACH");
   ap_.wlan5000().ExpectCommand("DETACH");
 }
 
-TEST_P(EndTest, BetweenRetries) {
+TEST_P(EndTest, EndsBetweenRetries) {
   ap_.StartBus();
   LeaveSocketFile(kWlan2400);
   ap_.StartDaemon();
@@ -203,7 +203,7 @@ TEST_P(EndTest, BetweenRetries) {
   ap_.ExpectQuickExit(GetParam());
 }
 
-TEST_P(EndTest, BeforeTheAnswer) {
+TEST_P(EndTest, EndsBeforeTheAnswer) {
   ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
   ap_.StartDaemon();
@@ -213,7 +213,7 @@ TEST_P(EndTest, BeforeTheAnswer) {
   while (const auto command = wlan2400.Receive()) EXPECT_EQ(*command, "ATTACH");
 }
 
-TEST_P(EndTest, WhileHostapdHangs) {
+TEST_P(EndTest, EndsWhileHostapdHangs) {
   ap_.StartAll();
   FillQueue(kWlan2400);
   ap_.ExpectQuickExit(GetParam());
@@ -242,13 +242,13 @@ TEST_F(SystemLogTest, LinesHaveAHeader) {
   EXPECT_THAT(log.substr(0, log.find('\n')), MatchesRegex(kFirstLine));
 }
 
-TEST_F(SystemLogTest, MissingOneDoesNotStopTheStart) {
+TEST_F(SystemLogTest, MissingSystemLogDoesNotPreventTheStart) {
   ASSERT_FALSE(platform::PathExists("/dev/log"));
   ap_.StartAll();
   ap_.ExpectQuickExit(SIGTERM);
 }
 
-TEST_F(SystemLogTest, LinesGoThereToo) {
+TEST_F(SystemLogTest, ReceivesTheLines) {
   ControlSocket system_log("/dev/log");
   ASSERT_EQ(system_log.Open(), std::nullopt);
   ap_.StartBus();
@@ -262,7 +262,7 @@ TEST_F(SystemLogTest, LinesGoThereToo) {
 }
 
 // The daemon blocks at its first line until somebody reads.
-TEST_F(SystemLogTest, FullStandardErrorHoldsNoSignal) {
+TEST_F(SystemLogTest, FullStandardErrorDoesNotDelaySignals) {
   constexpr char kFillPipe[] =
       "mkfifo \"$0\" && exec 2<>\"$0\" && head -c 65536 /dev/zero >&2 && exec \"$@\"";
   ap_.StartBus();
@@ -273,12 +273,12 @@ TEST_F(SystemLogTest, FullStandardErrorHoldsNoSignal) {
   EXPECT_EQ(ap_.NextNotice(milliseconds(0)), "");
 }
 
-TEST_F(SystemLogTest, ClosedStandardErrorDoesNoHarm) {
+TEST_F(SystemLogTest, ClosedStandardErrorDoesNotPreventTheStart) {
   ap_.StartBus();
   Hostapd wlan2400(kWlan2400);
   const auto shell = StartProcess({"/bin/sh", "-c", "exec \"$0\" --v=1 2>&-", AP_WAVELARK_PATH});
   wlan2400.Attach();
-  for (int i = 0; i < 10; ++i) wlan2400.Send("<3>NOBODY-KNOWS");
+  for (int i = 0; i < 10; ++i) wlan2400.Send("<3>UNKNOWN-EVENT");
   shell->Signal(SIGTERM);
   EXPECT_EQ(shell->WaitForExit(kPatience), (ExitStatus{.code = 0, .signal = 0}));
 }

@@ -57,13 +57,13 @@ std::vector<std::string> MacsBehind(std::string_view key, std::string_view text)
   return macs;
 }
 
-class PlayedKernelWithRealHostapd : public AccessPointTest,
-                                    public ::testing::WithParamInterface<std::size_t> {
+class SimulatedKernelWithRealHostapd : public AccessPointTest,
+                                       public ::testing::WithParamInterface<std::size_t> {
  protected:
   RealHostapd hostapd_{ap_.directory()};
 };
 
-TEST_P(PlayedKernelWithRealHostapd, GetsEveryCommandInOrder) {
+TEST_P(SimulatedKernelWithRealHostapd, HostapdGetsEveryCommandInOrder) {
   constexpr std::string_view kReceived = "CTRL_IFACE DISASSOCIATE ";
   const std::size_t count = GetParam();
   std::string stations = std::string(kWlan2400) + "\n";
@@ -82,7 +82,7 @@ TEST_P(PlayedKernelWithRealHostapd, GetsEveryCommandInOrder) {
   EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Clients, PlayedKernelWithRealHostapd,
+INSTANTIATE_TEST_SUITE_P(Clients, SimulatedKernelWithRealHostapd,
                          ::testing::Values(20U, 40U, 100U, 500U),
                          ::testing::PrintToStringParamName());
 
@@ -102,7 +102,7 @@ class SteeringCrowdTest : public SteeringAccessPointTest {
 };
 
 // Half a second for all commands, plus the time for reading and answering.
-TEST_F(SteeringCrowdTest, HostapdThatTakesAMillisecondForEachGetsEveryCommand) {
+TEST_F(SteeringCrowdTest, SlowHostapdGetsEveryCommand) {
   StartWithCrowd();
   for (const std::string& mac : Macs(kClients)) {
     ap_.wlan2400().ExpectCommand("DISASSOCIATE " + mac + " reason=5");
@@ -117,7 +117,7 @@ using SteeringCrowdFault = SteeringCrowdTest;
 
 // Events of the other hostapd are handled all the time, even between the pass and the loss of the
 // commands.
-TEST_F(SteeringCrowdFault, HungHostapdHoldsNothingUp) {
+TEST_F(SteeringCrowdFault, HungHostapdDoesNotBlockTheDaemon) {
   StartWithCrowd();
   EXPECT_TRUE(WaitUntil([&] { return IsCrowdSteered(); }));
   steady_clock::duration longest{};

@@ -115,7 +115,7 @@ TEST_F(SteeringTest, OtherStationsAreNotSteered) {
   ap_.wlan5000().ExpectSilence(milliseconds(0));
 }
 
-TEST_F(SteeringTest, StationIsSteeredWhereItIs) {
+TEST_F(SteeringTest, StationIsSteeredFromItsCurrentInterface) {
   ap_.SetStations({kWeakAt2400});
   ap_.Start();
   ap_.ExpectLoggedWith("02:00:00:00:00:01 link_quality_metric 18 ");
@@ -127,7 +127,7 @@ TEST_F(SteeringTest, StationIsSteeredWhereItIs) {
   ap_.wlan2400().ExpectSilence(milliseconds(0));
 }
 
-TEST_F(SteeringTest, ChildHasAFloorOfItsOwn) {
+TEST_F(SteeringTest, ChildUsesItsOwnFloor) {
   ap_.SetStations({"wlan-2400mhz 02:00:00:00:00:01 -65"});
   ap_.Start({"--enable_client_steering", "--nois_root"});
   ap_.wlan2400().ExpectCommand(kWeakCommand);
@@ -136,7 +136,7 @@ TEST_F(SteeringTest, ChildHasAFloorOfItsOwn) {
             "lqm_hysteresis=15");
 }
 
-TEST_F(SteeringTest, FloorHasEightBits) {
+TEST_F(SteeringTest, FloorIsTruncatedToEightBits) {
   ap_.SetStations({});
   ap_.Start({"--enable_client_steering", "--client_steering_root_lqm_floor=300",
              "--client_steering_interval=600", "--client_steering_lqm_hysteresis=257"});
@@ -145,7 +145,7 @@ TEST_F(SteeringTest, FloorHasEightBits) {
                    "lqm_hysteresis=1");
 }
 
-TEST_F(SteeringTest, NegativeIntervalIsTakenAsItIs) {
+TEST_F(SteeringTest, NegativeIntervalIsAccepted) {
   ap_.SetStations({});
   ap_.Start({"--enable_client_steering", "--client_steering_interval=-5"});
   ap_.ExpectLogged("INFO",
@@ -163,7 +163,7 @@ TEST_F(SteeringTest, UnknownInterfaceEndsThePass) {
   ap_.wlan5000().ExpectCommand(kWeakCommand);
 }
 
-TEST_F(SteeringTest, UnknownSecondInterfaceLeavesTheFirst) {
+TEST_F(SteeringTest, UnknownSecondInterfaceDoesNotAffectTheFirst) {
   ap_.SetKernel({kWeakAt2400});
   ap_.Start();
   ap_.wlan2400().ExpectCommand(kWeakCommand);
@@ -186,7 +186,7 @@ TEST_F(SteeringTest, StartsInOrderAndEndsSilently) {
               ElementsAre("Starting the daemon", kStarted, " Connection event upload enabled "));
 }
 
-TEST_F(SteeringTest, IsOffUnlessAskedFor) {
+TEST_F(SteeringTest, IsOffByDefault) {
   ap_.SetStations({kWeakAt2400});
   ap_.Start({});
   ap_.wlan2400().ExpectSilence(kSomePolls);
@@ -204,7 +204,7 @@ class SteeringFlagsTest : public SteeringTest {
   }
 };
 
-TEST_F(SteeringFlagsTest, SwitchItOnAndOff) {
+TEST_F(SteeringFlagsTest, SwitchSteeringOnAndOff) {
   ap_.SetStations({kWeakAt2400});
   StartWith({{"clientSteering", "disabled"}, {"connectionEventsProbeReqUpload", "0"}});
   // It has read the flags. An earlier change would be read twice.
@@ -262,7 +262,7 @@ TEST_F(SteeringFlagsTest, SetTheIntervals) {
 }
 
 // Without verbose lines: each pass would log some.
-TEST_F(SteeringFlagsTest, NegativePollIntervalStarvesNobody) {
+TEST_F(SteeringFlagsTest, NegativePollIntervalDoesNotBlockTheLoop) {
   ap_.SetStations({kWeakAt2400});
   StartWith({}, {"--enable_client_steering", "--client_steering_poll_interval=-1", "--v=0"});
   ap_.wlan2400().ExpectCommand(kWeakCommand);
@@ -312,7 +312,7 @@ TEST_F(SteeringTest, StationWithoutARateEndsTheProcess) {
       "NL80211_STA_INFO_RX_BITRATE, &rx_rate_information_)");
 }
 
-TEST_F(SteeringTest, OrItIsSkippedAtEachPollAndTheOthersAreSteered) {
+TEST_F(SteeringTest, StationWithoutARateIsSkipped) {
   ap_.SkipIncompleteStations();
   ap_.SetStations({"wlan-2400mhz 02:00:00:00:00:02 -82 no-rx-bitrate", kWeakAt2400});
   ap_.Start();

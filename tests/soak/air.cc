@@ -67,10 +67,10 @@ void Air::Move(Clock::time_point now, bool may_come) {
                       .signal = Random(kPoorest, kPoor)};
 }
 
-void Air::OnAsked(const std::string& address, Clock::time_point now) {
+void Air::OnSteered(const std::string& address, Clock::time_point now) {
   const auto found = guests_.find(address);
   if (found == guests_.end() || found->second.is_asked) {
-    mistakes_.push_back(address + " is asked to leave");
+    violations_.push_back(address + " is disassociated");
     return;
   }
   Guest& guest = found->second;

@@ -32,7 +32,7 @@ class Air {
   void Move(Clock::time_point now, bool may_come);
 
   // The daemon has steered the station.
-  void OnAsked(const std::string& address, Clock::time_point now);
+  void OnSteered(const std::string& address, Clock::time_point now);
 
   // Returns the contents of a stations file.
   std::string Text() const;
@@ -40,7 +40,7 @@ class Air {
   std::size_t guest_count() const { return guest_count_; }
   std::size_t waiting_count() const;
   // Violations, for people.
-  const std::vector<std::string>& mistakes() const { return mistakes_; }
+  const std::vector<std::string>& violations() const { return violations_; }
 
  private:
   struct Resident {
@@ -65,7 +65,7 @@ class Air {
   std::vector<Resident> residents_;
   std::map<std::string, Guest> guests_;  // by address
   std::size_t guest_count_ = 0;
-  std::vector<std::string> mistakes_;
+  std::vector<std::string> violations_;
 };
 
 }  // namespace orvane::soak

@@ -10,9 +10,9 @@ void Course::BeginOneOf(const std::vector<Trouble>& troubles) {
   }
 }
 
-std::size_t Course::Deeds(const std::string& deed) const {
-  const auto found = deeds.find(deed);
-  return found == deeds.end() ? 0 : found->second;
+std::size_t Course::ActionCount(const std::string& action) const {
+  const auto found = actions.find(action);
+  return found == actions.end() ? 0 : found->second;
 }
 
 }  // namespace orvane::soak

@@ -28,15 +28,15 @@ struct Course {
   void BeginOneOf(const std::vector<Trouble>& troubles);
 
   // Counts an action.
-  void Count(const std::string& deed) { ++deeds[deed]; }
-  std::size_t Deeds(const std::string& deed) const;
+  void Count(const std::string& action) { ++actions[action]; }
+  std::size_t ActionCount(const std::string& action) const;
 
   testbed::AccessPoint access_point;
   Schedule schedule;
   LogBook log;
   Ledger ledger;
-  std::map<std::string, std::size_t> deeds;
-  std::vector<std::string> mistakes;
+  std::map<std::string, std::size_t> actions;
+  std::vector<std::string> violations;
 };
 
 }  // namespace orvane::soak

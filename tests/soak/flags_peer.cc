@@ -76,14 +76,14 @@ void FlagsPeer::Trouble() {
 }
 
 void FlagsPeer::Kill() {
-  course_.Count("flags service killed and started");
+  course_.Count("flags service killed and restarted");
   is_away_ = true;
   ap_.StopFlags();
   course_.schedule.After({0ms, 5s}, [this] { Restart({}); });
 }
 
 void FlagsPeer::Mislead() {
-  course_.Count("flags service answering errors");
+  course_.Count("flags service that returns errors");
   is_away_ = true;
   course_.log.Allow("WARNING", kReadFailed, 2);
   ap_.StartFlags(flags_, {"--error", "org.velmora.Error.Soak"});

@@ -47,7 +47,7 @@ void HostapdPeer::Kill(std::size_t index) {
 }
 
 void HostapdPeer::StopAndStart(Radio& radio) {
-  course_.Count("hostapd stopped and started");
+  course_.Count("hostapd stopped and restarted");
   radio.Stop([this, &radio] { StartLater(radio); });
 }
 
@@ -108,9 +108,9 @@ void HostapdPeer::Serve() {
 void HostapdPeer::OnCommand(const Radio& radio, std::string_view command) {
   if (command.starts_with("DISASSOCIATE ")) {
     --undelivered_;
-    course_.Count("requests to leave received");
+    course_.Count("disassociation requests received");
   } else {
-    course_.mistakes.push_back(fmt::format("{} has got {}", radio.name(), command));
+    course_.violations.push_back(fmt::format("{} received {}", radio.name(), command));
   }
 }
 
@@ -134,7 +134,7 @@ void HostapdPeer::SendLines(const FateOf& fate_of) {
 void HostapdPeer::SendLine(std::size_t index, const FateOf& fate_of) {
   const EventLine line = lines_.Next(++last_number_);
   if (!radios_[index].Send(last_number_, line.text)) {
-    course_.mistakes.push_back(fmt::format("{} could not send", radios_[index].name()));
+    course_.violations.push_back(fmt::format("{} failed to send", radios_[index].name()));
     return;
   }
   if (line.kind == LineKind::kUnknown) course_.log.Allow("INFO", kUnknown, 1);

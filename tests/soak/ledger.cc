@@ -46,19 +46,19 @@ void Ledger::Take(std::size_t interface, std::uint64_t serial, std::uint64_t* la
   ++totals_.recorded;
   const auto found = open_.find(serial);
   if (found == open_.end()) {
-    mistakes_.push_back(fmt::format("{} is recorded, and was before, or wasn't sent", serial));
+    violations_.push_back(fmt::format("{} is recorded twice, or was not sent", serial));
     return;
   }
   const Line line = found->second;
   open_.erase(found);
   if (line.fate == Fate::kDropped) {
-    mistakes_.push_back(fmt::format("{} is recorded while that is off", serial));
+    violations_.push_back(fmt::format("{} is recorded while recording is off", serial));
   }
   if (line.interface != interface) {
-    mistakes_.push_back(fmt::format("{} is recorded for the other interface", serial));
+    violations_.push_back(fmt::format("{} is recorded for the other interface", serial));
   }
   if (serial < *last_serial) {
-    mistakes_.push_back(fmt::format("{} is recorded after {}", serial, *last_serial));
+    violations_.push_back(fmt::format("{} is recorded after {}", serial, *last_serial));
   }
   *last_serial = serial;
 }
@@ -73,7 +73,7 @@ void Ledger::Close() {
     if (line.fate == Fate::kUncertain) ++totals_.uncertain_lost;
     if (line.fate != Fate::kRecorded) continue;
     ++totals_.missing;
-    mistakes_.push_back(fmt::format("{} is missing", serial));
+    violations_.push_back(fmt::format("{} is missing", serial));
   }
   open_.clear();
 }

@@ -52,7 +52,7 @@ class Ledger {
 
   const Totals& totals() const { return totals_; }
   // Violations, for people.
-  const std::vector<std::string>& mistakes() const { return mistakes_; }
+  const std::vector<std::string>& violations() const { return violations_; }
 
  private:
   struct Line {
@@ -70,7 +70,7 @@ class Ledger {
   std::array<std::uint64_t, kInterfaces> last_event_{};
   std::array<std::uint64_t, kInterfaces> last_probe_{};
   Totals totals_;
-  std::vector<std::string> mistakes_;
+  std::vector<std::string> violations_;
 };
 
 }  // namespace orvane::soak

@@ -29,7 +29,7 @@ TEST(LedgerTest, SentAndRecordedLinesAreCorrect) {
   ledger.Received(1, batch);
   EXPECT_EQ(ledger.AwaitedCount(), 0U);
   ledger.Close();
-  EXPECT_THAT(ledger.mistakes(), IsEmpty());
+  EXPECT_THAT(ledger.violations(), IsEmpty());
   EXPECT_EQ(ledger.totals().recorded, 3U);
 }
 
@@ -39,7 +39,7 @@ TEST(LedgerTest, MissingLinesAreReported) {
   ledger.Sent(0, 2, Fate::kRecorded);
   ledger.Received(0, BatchOf({1}));
   ledger.Close();
-  EXPECT_THAT(ledger.mistakes(), ElementsAre("2 is missing"));
+  EXPECT_THAT(ledger.violations(), ElementsAre("2 is missing"));
   EXPECT_EQ(ledger.totals().missing, 1U);
 }
 
@@ -55,7 +55,7 @@ TEST(LedgerTest, UncertainLinesMayBeLost) {
   ledger.Sent(0, 4, Fate::kUncertain);
   ledger.Received(0, BatchOf({2, 4}));
   ledger.Close();
-  EXPECT_THAT(ledger.mistakes(), IsEmpty());
+  EXPECT_THAT(ledger.violations(), IsEmpty());
   EXPECT_EQ(ledger.totals().uncertain, 4U);
   EXPECT_EQ(ledger.totals().uncertain_lost, 2U);
 }
@@ -66,7 +66,7 @@ TEST(LedgerTest, DroppedLinesMustNotBeRecorded) {
   ledger.Sent(0, 2, Fate::kDropped);
   ledger.Received(0, BatchOf({2}));
   ledger.Close();
-  EXPECT_THAT(ledger.mistakes(), ElementsAre("2 is recorded while that is off"));
+  EXPECT_THAT(ledger.violations(), ElementsAre("2 is recorded while that is off"));
 }
 
 TEST(LedgerTest, DuplicateMisorderedAndMisplacedLinesAreReported) {
@@ -74,7 +74,7 @@ TEST(LedgerTest, DuplicateMisorderedAndMisplacedLinesAreReported) {
   for (const std::uint64_t serial : {1, 2, 3}) ledger.Sent(0, serial, Fate::kRecorded);
   ledger.Received(0, BatchOf({2, 1, 2}));
   ledger.Received(1, BatchOf({3}));
-  EXPECT_THAT(ledger.mistakes(),
+  EXPECT_THAT(ledger.violations(),
               ElementsAre("1 is recorded after 2", "2 is recorded, and was before, or wasn't sent",
                           "3 is recorded for the other interface"));
 }

@@ -17,7 +17,7 @@ void LogBook::Take(const testbed::LogLine& line) {
     ++entry.seen;
     return;
   }
-  strange_.push_back(line.severity + " " + line.text);
+  unexpected_.push_back(line.severity + " " + line.text);
 }
 
 std::size_t LogBook::Count(const std::string& beginning) const {
@@ -26,8 +26,8 @@ std::size_t LogBook::Count(const std::string& beginning) const {
 }
 
 Check LogBook::Judge() const {
-  Check check = {.name = "the log has what was to be expected",
-                 .holds = strange_.empty(),
+  Check check = {.name = "the log has only expected lines",
+                 .holds = unexpected_.empty(),
                  .finding = fmt::format("{} lines", lines_)};
   for (const auto& [beginning, entry] : entries_) {
     if (entry.seen <= entry.allowed) continue;
@@ -35,8 +35,9 @@ Check LogBook::Judge() const {
     check.finding +=
         fmt::format("; \"{}\" {} times, at most {}", beginning, entry.seen, entry.allowed);
   }
-  if (!strange_.empty()) {
-    check.finding += fmt::format("; {} others, the first: {}", strange_.size(), strange_.front());
+  if (!unexpected_.empty()) {
+    check.finding +=
+        fmt::format("; {} unexpected, first: {}", unexpected_.size(), unexpected_.front());
   }
   return check;
 }

@@ -33,7 +33,7 @@ class LogBook {
   };
 
   std::map<std::string, Entry> entries_;  // by the beginning of the text
-  std::vector<std::string> strange_;
+  std::vector<std::string> unexpected_;
   std::size_t lines_ = 0;
 };
 

@@ -10,7 +10,7 @@ testbed::LogLine Line(const std::string& severity, const std::string& text) {
   return {.severity = severity, .source = "file.cc:1", .text = text};
 }
 
-TEST(LogBookTest, WhatIsAllowedMayCome) {
+TEST(LogBookTest, AcceptsAllowedLines) {
   LogBook book;
   book.Allow("ERROR", "Send failed: ", 1);
   book.Allow("ERROR", "Send failed: ", 1);
@@ -23,7 +23,7 @@ TEST(LogBookTest, WhatIsAllowedMayCome) {
   EXPECT_EQ(check.finding, "2 lines");
 }
 
-TEST(LogBookTest, OneTooManyIsBad) {
+TEST(LogBookTest, ReportsALineMoreThanAllowed) {
   LogBook book;
   book.Allow("ERROR", "Send failed: ", 1);
   book.Take(Line("ERROR", "Send failed: one"));
@@ -32,13 +32,13 @@ TEST(LogBookTest, OneTooManyIsBad) {
   EXPECT_EQ(book.Judge().finding, "2 lines; \"Send failed: \" 2 times, at most 1");
 }
 
-TEST(LogBookTest, AnotherSeverityOrTextIsBad) {
+TEST(LogBookTest, ReportsAnotherSeverityOrText) {
   LogBook book;
   book.Allow("WARNING", "A", 5);
   book.Take(Line("ERROR", "A"));
   book.Take(Line("WARNING", "B"));
   EXPECT_FALSE(book.Judge().holds);
-  EXPECT_EQ(book.Judge().finding, "2 lines; 2 others, the first: ERROR A");
+  EXPECT_EQ(book.Judge().finding, "2 lines; 2 unexpected, first: ERROR A");
 }
 
 }  // namespace

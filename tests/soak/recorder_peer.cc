@@ -35,7 +35,7 @@ void RecorderPeer::Kill() {
 }
 
 void RecorderPeer::KillNow() {
-  course_.Count("recorder killed and started");
+  course_.Count("recorder killed and restarted");
   ReadBatches();
   course_.ledger.DoubtAll();
   ap_.StopRecorder();
@@ -49,7 +49,7 @@ void RecorderPeer::KillNow() {
 }
 
 void RecorderPeer::Mislead(const testbed::Arguments& options) {
-  course_.Count("recorder answering with " + options.front());
+  course_.Count("recorder that answers with " + options.front());
   AllowFailedUploads(20s);
   WhenRecorded([this, options] {
     Restart(options);
@@ -68,8 +68,8 @@ void RecorderPeer::DoWhenRecorded() {
 }
 
 // Calls during that time are handled later.
-void RecorderPeer::Hang(const std::string& deed, Schedule::Range range) {
-  course_.Count(deed);
+void RecorderPeer::Hang(const std::string& action, Schedule::Range range) {
+  course_.Count(action);
   ap_.recorder().Signal(SIGSTOP);
   course_.schedule.After(range, [this] {
     ap_.recorder().Signal(SIGCONT);
@@ -80,7 +80,7 @@ void RecorderPeer::Hang(const std::string& deed, Schedule::Range range) {
 // The daemon's call times out, but its message is handled later.
 void RecorderPeer::Outwait() {
   course_.log.Allow("WARNING", kUploadFailed, 2);
-  Hang("recorder hung for longer than a call waits", {26s, 30s});
+  Hang("recorder hung for longer than the time-out of a call", {26s, 30s});
 }
 
 void RecorderPeer::Restart(const testbed::Arguments& options) {
@@ -99,7 +99,7 @@ void RecorderPeer::ReadBatches() {
   while (ap_.HasRecord(batch_count_ + 1)) {
     const testbed::Record record = ap_.WaitForRecord(++batch_count_);
     if (record.type != testbed::kEventTypeUrl) {
-      course_.mistakes.push_back("a record of type " + record.type);
+      course_.violations.push_back("a record of type " + record.type);
     }
     const bool is_first =
         record.event.interface() == access_infrastructure::proto::WifiInterface::WLAN_2400MHZ;

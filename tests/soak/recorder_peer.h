@@ -37,9 +37,9 @@ class RecorderPeer {
  private:
   void Kill();
   void KillNow();
-  void WhenRecorded(std::function<void()> deed) { when_recorded_ = std::move(deed); }
+  void WhenRecorded(std::function<void()> action) { when_recorded_ = std::move(action); }
   void Mislead(const testbed::Arguments& options);
-  void Hang(const std::string& deed, Schedule::Range range);
+  void Hang(const std::string& action, Schedule::Range range);
   void Outwait();
   void Restart(const testbed::Arguments& options);
   void AllowFailedUploads(Schedule::Span span);

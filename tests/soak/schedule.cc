@@ -8,22 +8,22 @@ int Schedule::Random(int least, int most) {
   return std::uniform_int_distribution(least, most)(random_);
 }
 
-void Schedule::After(Range range, std::function<void()> deed) {
+void Schedule::After(Range range, std::function<void()> action) {
   const Span span(std::uniform_int_distribution(range.least.count(), range.most.count())(random_));
-  deeds_.emplace(Clock::now() + span, std::move(deed));
+  actions_.emplace(Clock::now() + span, std::move(action));
 }
 
-void Schedule::Repeat(Range pause, std::function<void()> deed) {
-  After(pause, [this, pause, deed = std::move(deed)] {
-    if (!is_rest_) deed();
-    Repeat(pause, deed);
+void Schedule::Repeat(Range pause, std::function<void()> action) {
+  After(pause, [this, pause, action = std::move(action)] {
+    if (!is_rest_) action();
+    Repeat(pause, action);
   });
 }
 
 void Schedule::RunDue() {
-  while (!deeds_.empty() && deeds_.begin()->first <= Clock::now()) {
-    const auto deed = std::move(deeds_.extract(deeds_.begin()).mapped());
-    deed();
+  while (!actions_.empty() && actions_.begin()->first <= Clock::now()) {
+    const auto action = std::move(actions_.extract(actions_.begin()).mapped());
+    action();
   }
 }
 

@@ -25,10 +25,10 @@ class Schedule {
   int Random(int least, int most);
   bool Chance(int percent) { return Random(1, 100) <= percent; }
 
-  void After(Range range, std::function<void()> deed);
+  void After(Range range, std::function<void()> action);
 
   // Repeats an action, each time after a random pause. During rest the action is skipped.
-  void Repeat(Range pause, std::function<void()> deed);
+  void Repeat(Range pause, std::function<void()> action);
   void set_rest(bool is_rest) { is_rest_ = is_rest; }
   bool is_rest() const { return is_rest_; }
 
@@ -36,7 +36,7 @@ class Schedule {
 
  private:
   std::mt19937 random_;
-  std::multimap<Clock::time_point, std::function<void()>> deeds_;
+  std::multimap<Clock::time_point, std::function<void()>> actions_;
   bool is_rest_ = false;
 };
 

@@ -52,7 +52,7 @@ Soak::Soak(SoakOptions options)
 
 bool Soak::Run() {
   Begin();
-  ScheduleDeeds();
+  ScheduleActions();
   const auto length = std::chrono::duration_cast<Span>(
       std::chrono::duration<double, std::ratio<60>>(options_.minutes));
   const Span round = std::min<Span>(kLongestRound, length / kRoundsAtLeast);
@@ -96,10 +96,10 @@ void Soak::Begin() {
   Rest();
   begin_ = next_sample_ = Clock::now();
   samples_.clear();
-  course_.deeds.clear();
+  course_.actions.clear();
 }
 
-void Soak::ScheduleDeeds() {
+void Soak::ScheduleActions() {
   Schedule& schedule = course_.schedule;
   for (std::size_t index = 0; index < HostapdPeer::kRadios; ++index) {
     schedule.Repeat({3s, 15s}, [this, index] { hostapd_.Trouble(index); });
@@ -119,7 +119,8 @@ void Soak::Rest() {
     return hostapd_.AreAll(&Radio::is_up) && !recorder_.has_trouble() && !flags_.has_trouble() &&
            !flags_.has_change() && flags_.AreRead();
   });
-  if (!is_calm) course_.mistakes.push_back("no rest after all trouble is over");
+  if (!is_calm)
+    course_.violations.push_back("the faults ended, but the system did not come to rest");
   // Uncertain lines arrive with the next upload, or never.
   PumpFor(2 * RecorderPeer::kUploadPeriod);
   PumpUntil([this] { return course_.ledger.AwaitedCount() == 0 && air_.waiting_count() == 0; });
@@ -139,13 +140,13 @@ void Soak::RemoveDirectory() {
   std::filesystem::create_directories(testbed::kControlDirectory);
   hostapd_.Start();
   PumpFor(3s);
-  course_.Count("control directory removed and made again, at the end");
+  course_.Count("control directory removed and created again, at the end");
 }
 
 void Soak::End() {
   ap_.daemon().Signal(SIGTERM);
   const auto status = ap_.daemon().WaitForExit(testbed::kPatience * (options_.valgrind ? 3 : 1));
-  end_ = status ? fmt::format("code {}, signal {}", status->code, status->signal) : "it stays";
+  end_ = status ? fmt::format("code {}, signal {}", status->code, status->signal) : "still running";
 }
 
 bool Soak::IsDaemonThere() { return !ap_.daemon().WaitForExit(milliseconds(0)).has_value(); }
@@ -229,7 +230,7 @@ void Soak::OnLogLine(const testbed::LogLine& line) {
   flags_.OnLogText(line.text);
   if (line.text.starts_with(kSteered)) {
     std::string_view rest = std::string_view(line.text).substr(sizeof(kSteered) - 1);
-    air_.OnAsked(std::string(testbed::TakeWord(&rest)), Clock::now());
+    air_.OnSteered(std::string(testbed::TakeWord(&rest)), Clock::now());
     course_.log.Allow("INFO", kSteered, 1);
     hostapd_.OnSteered();
     WriteStations();
@@ -240,22 +241,23 @@ void Soak::OnLogLine(const testbed::LogLine& line) {
 // --- Verdict ---
 
 Check Soak::JudgeEnd() const {
-  return {.name = "the same process from begin to end, which is a good one",
+  return {.name = "one process runs from start to end and exits with status 0",
           .holds = end_ == "code 0, signal 0",
           .finding = fmt::format("process {}, {}", daemon_pid_, end_)};
 }
 
 Check Soak::JudgeLines() const {
   const Ledger::Totals& totals = course_.ledger.totals();
-  Check check = {.name = "each line is in a batch that must be, and no other",
-                 .holds = course_.ledger.mistakes().empty() && totals.recorded > 0,
-                 .finding = fmt::format(
-                     "{} lines; of {} reports {} are in {} batches, {} are missing; {} were "
-                     "switched off, {} uncertain, of which {} were lost",
-                     hostapd_.line_count(), totals.sent, totals.recorded, totals.batches,
-                     totals.missing, totals.dropped, totals.uncertain, totals.uncertain_lost)};
-  if (!course_.ledger.mistakes().empty())
-    check.finding += "; first: " + course_.ledger.mistakes().front();
+  Check check = {
+      .name = "the batches contain each line that must be recorded, and no other",
+      .holds = course_.ledger.violations().empty() && totals.recorded > 0,
+      .finding = fmt::format(
+          "{} lines; {} reports, {} of them in {} batches, {} missing; {} switched off; {} "
+          "uncertain, {} of them lost",
+          hostapd_.line_count(), totals.sent, totals.recorded, totals.batches, totals.missing,
+          totals.dropped, totals.uncertain, totals.uncertain_lost)};
+  if (!course_.ledger.violations().empty())
+    check.finding += "; first: " + course_.ledger.violations().front();
   return check;
 }
 
@@ -263,14 +265,14 @@ Check Soak::JudgeLines() const {
 Check Soak::JudgeSteering() const {
   const std::size_t asked = course_.log.Count(kSteered);
   const auto excusable = static_cast<std::int64_t>(course_.log.Count(HostapdPeer::kSendFailed) +
-                                                   course_.Deeds(HostapdPeer::kKilled));
-  Check check = {.name = "each guest is asked to leave, once, and nobody else",
-                 .holds = air_.mistakes().empty() && air_.waiting_count() == 0 &&
+                                                   course_.ActionCount(HostapdPeer::kKilled));
+  Check check = {.name = "each guest is disassociated once, and no other station",
+                 .holds = air_.violations().empty() && air_.waiting_count() == 0 &&
                           asked == air_.guest_count() && asked > 0 && hostapd_.undelivered() >= 0 &&
                           hostapd_.undelivered() <= excusable,
-                 .finding = fmt::format("{} guests, {} requests, of which {} found no hostapd",
+                 .finding = fmt::format("{} guests, {} requests, {} of them without a hostapd",
                                         air_.guest_count(), asked, hostapd_.undelivered())};
-  if (!air_.mistakes().empty()) check.finding += "; first: " + air_.mistakes().front();
+  if (!air_.violations().empty()) check.finding += "; first: " + air_.violations().front();
   return check;
 }
 
@@ -283,14 +285,14 @@ Check Soak::JudgePolls() {
           .finding = fmt::format("{} times in {:.0f} s", polls, seconds)};
 }
 
-Check Soak::JudgeDeeds() const {
-  Check check = {.name = "nothing else went wrong",
-                 .holds = course_.mistakes.empty() && !::testing::Test::HasFailure(),
-                 .finding = fmt::format("{} mistakes", course_.mistakes.size())};
-  if (!course_.mistakes.empty()) check.finding += ", first: " + course_.mistakes.front();
-  check.finding += "; done were";
-  for (const auto& [deed, count] : course_.deeds)
-    check.finding += fmt::format("\n{:11} {}", count, deed);
+Check Soak::JudgeActions() const {
+  Check check = {.name = "there are no other errors",
+                 .holds = course_.violations.empty() && !::testing::Test::HasFailure(),
+                 .finding = fmt::format("{} errors", course_.violations.size())};
+  if (!course_.violations.empty()) check.finding += ", first: " + course_.violations.front();
+  check.finding += "; actions:";
+  for (const auto& [action, count] : course_.actions)
+    check.finding += fmt::format("\n{:11} {}", count, action);
   return check;
 }
 
@@ -305,7 +307,7 @@ bool Soak::Judge() {
     checks.push_back(JudgeMemory(samples_, {}));
     checks.push_back(JudgeCpu(samples_, {}));
   }
-  checks.push_back(JudgeDeeds());
+  checks.push_back(JudgeActions());
   const std::string text = VerdictText(checks);
   testbed::WriteFile(options_.directory / "verdict.txt", text);
   std::cout << text;

@@ -49,7 +49,7 @@ class Soak {
   using Span = std::chrono::milliseconds;
 
   void Begin();
-  void ScheduleDeeds();
+  void ScheduleActions();
   void Rest();
   void RemoveDirectory();
   void End();
@@ -73,7 +73,7 @@ class Soak {
   Check JudgeLines() const;
   Check JudgeSteering() const;
   Check JudgePolls();
-  Check JudgeDeeds() const;
+  Check JudgeActions() const;
   bool Judge();
 
   SoakOptions options_;

@@ -14,12 +14,13 @@ namespace orvane::soak {
 namespace {
 
 int Main(int argc, char** argv) {
-  CLI::App app("Runs the daemon among peers that come and go, and judges it.", "soak_driver");
+  CLI::App app("Runs the daemon among unreliable peers and prints a verdict.", "soak_driver");
   SoakOptions options;
-  app.add_option("--minutes", options.minutes, "For so long, with a fraction if wanted")
+  app.add_option("--minutes", options.minutes, "Length of the run; a fraction is allowed")
       ->check(CLI::PositiveNumber);
-  app.add_option("--seed", options.seed, "Of the schedule");
-  app.add_option("--directory", options.directory, "Where soak.csv, verdict.txt and daemon.log go");
+  app.add_option("--seed", options.seed, "Seed of the schedule");
+  app.add_option("--directory", options.directory,
+                 "Directory for soak.csv, verdict.txt and daemon.log");
   app.add_flag("--valgrind", options.valgrind, "Run the daemon in valgrind's memcheck");
   if (const std::optional<int> exit_code = testbed::ParseCommandLine(app, argc, argv)) {
     return *exit_code;

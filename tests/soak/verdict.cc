@@ -37,13 +37,13 @@ double CostOfWork(Samples samples) {
 constexpr std::size_t kFewestSamples = 8;
 
 Check TooShort(const std::string& name) {
-  return {.name = name, .holds = false, .finding = "too few samples to judge"};
+  return {.name = name, .holds = false, .finding = "too few samples"};
 }
 
 }  // namespace
 
 Check JudgeMemory(const std::vector<Sample>& samples, const Bounds& bounds) {
-  const std::string name = "anonymous memory doesn't grow";
+  const std::string name = "anonymous memory does not grow";
   if (samples.size() < kFewestSamples) return TooShort(name);
   const std::int64_t second = MedianOfMemory(Quarter(samples, 1));
   const std::int64_t last = MedianOfMemory(Quarter(samples, 3));
@@ -55,7 +55,7 @@ Check JudgeMemory(const std::vector<Sample>& samples, const Bounds& bounds) {
 }
 
 Check JudgeCpu(const std::vector<Sample>& samples, const Bounds& bounds) {
-  const std::string name = "an event or a poll costs what it cost";
+  const std::string name = "the processor time per event and poll does not grow";
   if (samples.size() < kFewestSamples) return TooShort(name);
   const double second = CostOfWork(Quarter(samples, 1));
   const double last = CostOfWork(Quarter(samples, 3));
@@ -67,11 +67,13 @@ Check JudgeCpu(const std::vector<Sample>& samples, const Bounds& bounds) {
 }
 
 Check JudgeDescriptors(const std::vector<std::int64_t>& counts_at_rest) {
-  Check check = {.name = "descriptors are back at their base", .holds = false, .finding = "never"};
+  Check check = {.name = "the number of descriptors at rest is constant",
+                 .holds = false,
+                 .finding = "not counted"};
   if (counts_at_rest.empty()) return check;
   const auto [least, most] = std::ranges::minmax(counts_at_rest);
   check.holds = least == most && least > 0;
-  check.finding = fmt::format("{} to {} at {} times of rest", least, most, counts_at_rest.size());
+  check.finding = fmt::format("{} to {}, counted {} times", least, most, counts_at_rest.size());
   return check;
 }
 

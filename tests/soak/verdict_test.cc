@@ -27,7 +27,7 @@ std::vector<Sample> Hour(const std::function<void(Sample& sample)>& change = nul
   return samples;
 }
 
-TEST(VerdictTest, SteadyHourHolds) {
+TEST(VerdictTest, SteadyHourPasses) {
   const Check memory = JudgeMemory(Hour(), {});
   EXPECT_TRUE(memory.holds) << memory.finding;
   EXPECT_THAT(memory.finding, HasSubstr("1045 kB in the second quarter, 1045 kB in the last (+0"));
@@ -36,20 +36,20 @@ TEST(VerdictTest, SteadyHourHolds) {
   EXPECT_THAT(cpu.finding, HasSubstr("31.2 us in the second quarter, 31.2 us in the last"));
 }
 
-TEST(VerdictTest, LeakOfTenBytesForEachEventIsSeen) {
+TEST(VerdictTest, LeakOfTenBytesPerEventFails) {
   const auto leaking =
       Hour([](Sample& sample) { sample.anonymous_kb += sample.events * 10 / 1024; });
   EXPECT_FALSE(JudgeMemory(leaking, {}).holds);
 }
 
-TEST(VerdictTest, WarmingUpIsNoGrowth) {
+TEST(VerdictTest, GrowthDuringWarmUpPasses) {
   const auto warm = Hour([](Sample& sample) {
     if (sample.seconds > 600) sample.anonymous_kb += 5000;
   });
   EXPECT_TRUE(JudgeMemory(warm, {}).holds);
 }
 
-TEST(VerdictTest, PeaksAreNoGrowth) {
+TEST(VerdictTest, PeaksPass) {
   const auto peaks = Hour([](Sample& sample) {
     if (sample.seconds > 3000 && static_cast<int>(sample.seconds) % 3 == 0) {
       sample.anonymous_kb += 5000;
@@ -58,26 +58,26 @@ TEST(VerdictTest, PeaksAreNoGrowth) {
   EXPECT_TRUE(JudgeMemory(peaks, {}).holds);
 }
 
-TEST(VerdictTest, MemoryThatCouldNotBeReadIsBad) {
+TEST(VerdictTest, UnreadableMemoryFails) {
   EXPECT_FALSE(JudgeMemory(Hour([](Sample& sample) { sample.anonymous_kb = 0; }), {}).holds);
 }
 
-TEST(VerdictTest, RisingCostIsDetected) {
+TEST(VerdictTest, RisingCostFails) {
   const auto slower = Hour([](Sample& sample) { sample.cpu_seconds *= sample.seconds; });
   EXPECT_FALSE(JudgeCpu(slower, {}).holds);
 }
 
-TEST(VerdictTest, NoWorkIsBad) {
+TEST(VerdictTest, NoWorkFails) {
   const auto idle = Hour([](Sample& sample) { sample.events = sample.polls = 0; });
   EXPECT_FALSE(JudgeCpu(idle, {}).holds);
 }
 
-TEST(VerdictTest, TooFewSamplesAreBad) {
+TEST(VerdictTest, TooFewSamplesFail) {
   EXPECT_FALSE(JudgeMemory({}, {}).holds);
   EXPECT_FALSE(JudgeCpu(std::vector<Sample>(7), {}).holds);
 }
 
-TEST(VerdictTest, OneDescriptorMoreIsSeen) {
+TEST(VerdictTest, OneLeakedDescriptorFails) {
   EXPECT_TRUE(JudgeDescriptors({12, 12, 12}).holds);
   EXPECT_FALSE(JudgeDescriptors({12, 12, 13}).holds);
   EXPECT_FALSE(JudgeDescriptors({}).holds);
