@@ -35,7 +35,7 @@ class BatchTest : public AccessPointTest {
 TEST_F(BatchTest, UploadsOnePeriodAfterTheFirstEvent) {
   ap_.StartAll();
   for (std::size_t batch = 1; batch <= 2; ++batch) {
-    // Later events do not delay the upload, otherwise it would never come.
+    // Later events do not delay the upload. Otherwise these events would prevent it.
     EXPECT_TRUE(WaitUntil([&] {
       ap_.wlan5000().Send(kLine);
       std::this_thread::sleep_for(milliseconds(200));

@@ -257,7 +257,7 @@ TEST_F(BridgeTest, DoesNotServeASilentHostapd) {
   hostapd_.emplace(HostapdPath());
   hostapd().SetAnswers("ATTACH probe_rx_events=1", {});
   StartBridge();
-  // The bridge gives up and tries again.
+  // The attempt ends, and the bridge tries again.
   EXPECT_TRUE(WaitUntil([this] { return hostapd().Count("ATTACH probe_rx_events=1") == 2; }));
   EXPECT_FALSE(platform::PathExists(ServedPath()));
 }
@@ -385,7 +385,7 @@ TEST_F(BridgeTest, DistinguishesMonitorsByTheirWholeAddress) {
   EXPECT_TRUE(WaitUntil([this] { return Counter("monitors") == 2; }));
 }
 
-// It costs neither the daemon a line nor another client an answer.
+// The daemon loses no line and other clients lose no answer.
 TEST_F(BridgeTest, DropsTheOldestLinesOfAMonitorThatNeverReads) {
   StartAnswering({"--queue-lines=50"});
   Client deaf("deaf", ServedPath());
@@ -473,12 +473,12 @@ class BridgeWithDaemonTest : public BridgeTest {
     ap_.StartDaemon({"--v=1"});
     EXPECT_TRUE(WaitUntil([this] { return Counter("monitors") == 1; }));
   }
-  std::vector<std::string> HeardProbes() {
-    std::vector<std::string> heard;
+  std::vector<std::string> ReceivedProbes() {
+    std::vector<std::string> received;
     for (const LogLine& line : ap_.Log()) {
-      if (line.text.starts_with("Callback: 12 mac: ")) heard.push_back(line.text.substr(18));
+      if (line.text.starts_with("Callback: 12 mac: ")) received.push_back(line.text.substr(18));
     }
-    return heard;
+    return received;
   }
   static std::vector<std::string> Macs(unsigned begin, unsigned end) {
     std::vector<std::string> macs;
@@ -495,28 +495,28 @@ TEST_F(BridgeWithDaemonTest, KeepsAllLinesWhileTheDaemonHangs) {
   ap_.daemon().Signal(SIGSTOP);
   for (unsigned i = 0; i < kLines; ++i) hostapd().Send(Probe(i));
   ap_.daemon().Signal(SIGCONT);
-  EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() >= kLines; }));
-  EXPECT_EQ(HeardProbes(), Macs(0, kLines));
+  EXPECT_TRUE(WaitUntil([&] { return ReceivedProbes().size() >= kLines; }));
+  EXPECT_EQ(ReceivedProbes(), Macs(0, kLines));
 }
 
 TEST_F(BridgeWithDaemonTest, DeliversEachLineOnceAfterAKillOfTheDaemon) {
   StartAllBridged();
   for (unsigned i = 0; i < 300; ++i) hostapd().Send(Probe(i));
-  EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() == 300; }));
+  EXPECT_TRUE(WaitUntil([&] { return ReceivedProbes().size() == 300; }));
   ap_.daemon().Signal(SIGKILL);
   ASSERT_TRUE(ap_.daemon().WaitForExit(kPatience).has_value());
   for (unsigned i = 300; i < 900; ++i) hostapd().Send(Probe(i));
   ap_.StartDaemon({"--v=1"});
   for (unsigned i = 900; i < 1000; ++i) hostapd().Send(Probe(i));
-  EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() >= 700; }));
-  EXPECT_EQ(HeardProbes(), Macs(300, 1000));
+  EXPECT_TRUE(WaitUntil([&] { return ReceivedProbes().size() >= 700; }));
+  EXPECT_EQ(ReceivedProbes(), Macs(300, 1000));
 }
 
 TEST_F(BridgeWithDaemonTest, WritesMetrics) {
   const platform::FilePath file = ap_.directory() / "metrics";
   StartAllBridged({"--metrics-file=" + file.native()});
   hostapd().Send(Probe(1));
-  EXPECT_TRUE(WaitUntil([&] { return HeardProbes().size() == 1; }));
+  EXPECT_TRUE(WaitUntil([&] { return ReceivedProbes().size() == 1; }));
   bridge_->Signal(SIGUSR1);
   const std::string line =
       "ap_wavelark_bridge_lines_total{interface=\"wlan-5000mhz\",kind=\"probe_request\"} 1\n";

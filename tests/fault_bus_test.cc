@@ -60,7 +60,7 @@ TEST_F(BusFault, SlowBusDelaysARecord) {
   ap_.StartAll();
   StopBus();
   ap_.wlan5000().Send(kEvent);
-  // Everything that does not need the bus continues.
+  // What does not need the bus continues.
   ap_.Settle(ap_.wlan5000());
   // Further lines are handled until the daemon calls the recorder: from then on a line waits.
   std::size_t lines = 0;
@@ -163,16 +163,16 @@ TEST_F(FlagsServiceFault, RestartsAThousandTimes) {
   const std::size_t descriptors = ap_.DescriptorCount();
   const std::int64_t kilobytes = ap_.ResidentKilobytes();
   const std::size_t warnings = ap_.LogTexts("WARNING").size();
-  std::size_t asked = 0;
+  std::size_t reads = 0;
   for (std::size_t i = 0; i < kTimes; ++i) {
     TestPeer service;
     service.HandleCalls([&](sd_bus_message* call) {
-      ++asked;
+      ++reads;
       if (i % 2 == 0) service.ReplyError(call, "org.velmora.Error.Test", "Not yet");
       return true;
     });
     service.RequestName(kFlagsName);
-    while (asked == i) {
+    while (reads == i) {
       if (sd_bus_process(service.bus(), nullptr) > 0) continue;
       ASSERT_GT(sd_bus_wait(service.bus(), kPatienceUsec), 0)
           << "the daemon did not read the flags, round " << i;
@@ -181,7 +181,7 @@ TEST_F(FlagsServiceFault, RestartsAThousandTimes) {
   // The last service stays, and its flags are read.
   ap_.StartFlags({{"connectionEventsUpload", "0"}});
   ap_.ExpectLogged("INFO", kEventsOff);
-  EXPECT_EQ(asked, kTimes);
+  EXPECT_EQ(reads, kTimes);
   EXPECT_EQ(ap_.LogTexts("WARNING").size() - warnings, kTimes);
   EXPECT_EQ(ap_.daemon().err().Count("Not yet"), kTimes / 2);
   if (!kIsSanitized) {

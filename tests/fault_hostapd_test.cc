@@ -37,13 +37,14 @@ TEST_F(HostapdFault, InvalidTextReachesNoRecord) {
   ap_.StartAll();
   ap_.StartFlags({{"connectionEventsProbeReqUpload", "1"}});
   ap_.ExpectLogged("INFO", "Set probe_req_event_upload to 1");
-  const std::string odd("\xff\xc0\x80\0\xed\xa0\x80", 7);  // invalid UTF-8 with a null byte
-  ap_.wlan5000().Send("<3>AP-STA-AUTH " + odd + " timestamp:1");
-  ap_.wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:2 client_mac:" + odd +
-                      " event_reason:" + odd + " " + odd + ":1 steering_reason:" + odd);
-  ap_.wlan5000().Send("<3>AP-MONITOR-STA-INFO " + odd + " nss:1");
-  ap_.wlan5000().Send("<3>AP-MONITOR-STA-INFO 00:1a:2b:3c:4d:5e mode:" + odd + " " + odd + ":2");
-  ap_.wlan5000().Send("<3>" + odd);
+  const std::string invalid("\xff\xc0\x80\0\xed\xa0\x80", 7);  // invalid UTF-8 with a null byte
+  ap_.wlan5000().Send("<3>AP-STA-AUTH " + invalid + " timestamp:1");
+  ap_.wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:2 client_mac:" + invalid +
+                      " event_reason:" + invalid + " " + invalid + ":1 steering_reason:" + invalid);
+  ap_.wlan5000().Send("<3>AP-MONITOR-STA-INFO " + invalid + " nss:1");
+  ap_.wlan5000().Send("<3>AP-MONITOR-STA-INFO 00:1a:2b:3c:4d:5e mode:" + invalid + " " + invalid +
+                      ":2");
+  ap_.wlan5000().Send("<3>" + invalid);
   ap_.wlan5000().Send("<3>AP-STA-AUTH 00:1a:2b:3c:4d:5e timestamp:3");
   const std::string shmac = Identifier(kSalt, "001a2b3c4d5e");
   EXPECT_THAT(
@@ -56,7 +57,7 @@ TEST_F(HostapdFault, InvalidTextReachesNoRecord) {
           "event_type: AUTHENTICATE event_time_in_milliseconds: 3 }} client_probe_request_info {{ "
           "client_shmac: \"{0}\" client_capability {{ ht_vht_capability: UNKNOWN }} }}",
           shmac))));
-  EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: " + odd), 1U);
+  EXPECT_EQ(ap_.LogCount("INFO", "Received unknown event: " + invalid), 1U);
   EXPECT_THAT(ap_.LogTexts("ERROR"), IsEmpty());
 }
 
@@ -100,9 +101,9 @@ TEST_F(HostapdFault, OtherSendersAreRefused) {
   address.sun_family = AF_UNIX;
   name.copy(address.sun_path, sizeof(address.sun_path) - 1);
   address.sun_path[0] = '\0';
-  const platform::ScopedFd stranger(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  const platform::ScopedFd other(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   constexpr std::string_view kText = "<3>STRANGE";
-  EXPECT_LT(sendto(stranger.get(), kText.data(), kText.size(), 0,
+  EXPECT_LT(sendto(other.get(), kText.data(), kText.size(), 0,
                    reinterpret_cast<const sockaddr*>(&address), sizeof(address)),
             0);
   EXPECT_EQ(errno, EPERM);

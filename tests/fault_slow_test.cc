@@ -54,7 +54,7 @@ TEST_F(SlowFault, RecorderHangsUntilTheTimeOut) {
   ap_.recorder().Signal(SIGSTOP);
   ap_.wlan5000().Send(kEvent);
   ap_.Settle(ap_.wlan5000());
-  // The call starts a second after the event.
+  // The call starts one second after the event.
   std::this_thread::sleep_for(seconds(2));
   const auto begin = std::chrono::steady_clock::now();
   int queued = 0;
@@ -107,7 +107,7 @@ TEST_F(SlowFault, RecorderRepliesAfterTheTimeOut) {
   wlan5000.Attach();
   wlan5000.Send(kEvent);
   EXPECT_TRUE(IsFailureLogged(1));
-  // The late reply has no call.
+  // The late reply arrives after its call has ended.
   std::this_thread::sleep_for(seconds(4));
   ap_.Settle(wlan5000);
   EXPECT_EQ(FailureCount(), 1U);

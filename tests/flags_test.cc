@@ -226,11 +226,11 @@ void EmitChange(TestPeer& peer, const char* interface, const char* path,
 TEST_F(FlagsTest, SignalsOfOtherSendersChangeNothing) {
   StartWith({{"connectionEventsUpload", "1"}});
   ap_.ExpectLogged("INFO", kEventsOn);
-  TestPeer stranger;
-  EmitChange(stranger, "org.velmora.ap.Flags", "/org/velmora/ap/Flags");
-  EmitChange(stranger, "org.velmora.ap.Other", "/org/velmora/ap/Flags");
+  TestPeer other;
+  EmitChange(other, "org.velmora.ap.Flags", "/org/velmora/ap/Flags");
+  EmitChange(other, "org.velmora.ap.Other", "/org/velmora/ap/Flags");
   // The bus filters broadcasts of other senders, but not messages to the daemon itself.
-  EmitChange(stranger, "org.velmora.ap.Flags", "/org/velmora/ap/Flags", "org.velmora.ap.Wavelark");
+  EmitChange(other, "org.velmora.ap.Flags", "/org/velmora/ap/Flags", "org.velmora.ap.Wavelark");
   ap_.SetFlags({{"connectionEventsUpload", "0"}});
   ap_.ExpectLogged("INFO", kEventsOff);
 }

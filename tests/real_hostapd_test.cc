@@ -25,10 +25,10 @@ class RealHostapdTest : public AccessPointTest {
   void ExpectAttached() {
     EXPECT_TRUE(hostapd_.IsAttached());
     const std::string event = "Received unknown event: AP-ENABLED";
-    const std::size_t heard = ap_.LogCount("INFO", event);
+    const std::size_t count = ap_.LogCount("INFO", event);
     RealHostapd::Command("disable");
     RealHostapd::Command("enable");
-    ap_.ExpectLogged("INFO", event, heard + 1);
+    ap_.ExpectLogged("INFO", event, count + 1);
   }
 
   RealHostapd hostapd_{ap_.directory()};

@@ -31,7 +31,7 @@ constexpr char kWeakCommand[] = "DISASSOCIATE 02:00:00:00:00:01 reason=5";
 // A link quality of 18, below every floor in these tests.
 constexpr char kWeakAt2400[] = "wlan-2400mhz 02:00:00:00:00:01 -82";
 
-// A little more than two polls.
+// Slightly more than two polls.
 constexpr milliseconds kSomePolls(2500);
 
 class SteeringTest : public SteeringAccessPointTest {
@@ -61,7 +61,7 @@ TEST_F(SteeringTest, WeakStationIsSteeredInTheFirstPollAfterTheInterval) {
   ap_.Start();
   ap_.wlan2400().ExpectCommand(kWeakCommand);
   ap_.ExpectLogged("INFO", kWeakSteered);
-  // In the poll that steered, and in the earlier ones.
+  // The poll that steered, and the earlier ones.
   std::vector<double> times = TimesSinceLastSteer("02:00:00:00:00:01");
   const std::vector<std::string> texts = ap_.LogTextsWith("02:00:00:00:00:01 link_quality_metric ");
   const auto steered = std::find(texts.begin(), texts.end(), kWeakSteered);
@@ -261,7 +261,7 @@ TEST_F(SteeringFlagsTest, SetTheIntervals) {
   EXPECT_LE(TimesSinceLastSteer("02:00:00:00:00:01").size(), polls + 1);
 }
 
-// Without verbose lines: each pass would log some.
+// Without verbose lines, since each pass would log some.
 TEST_F(SteeringFlagsTest, NegativePollIntervalDoesNotBlockTheLoop) {
   ap_.SetStations({kWeakAt2400});
   StartWith({}, {"--enable_client_steering", "--client_steering_poll_interval=-1", "--v=0"});

@@ -263,15 +263,15 @@ Check Soak::JudgeLines() const {
 
 // Commands may be lost only with a hostapd.
 Check Soak::JudgeSteering() const {
-  const std::size_t asked = course_.log.Count(kSteered);
+  const std::size_t steered = course_.log.Count(kSteered);
   const auto excusable = static_cast<std::int64_t>(course_.log.Count(HostapdPeer::kSendFailed) +
                                                    course_.ActionCount(HostapdPeer::kKilled));
   Check check = {.name = "each guest is disassociated once, and no other station",
                  .holds = air_.violations().empty() && air_.waiting_count() == 0 &&
-                          asked == air_.guest_count() && asked > 0 && hostapd_.undelivered() >= 0 &&
-                          hostapd_.undelivered() <= excusable,
+                          steered == air_.guest_count() && steered > 0 &&
+                          hostapd_.undelivered() >= 0 && hostapd_.undelivered() <= excusable,
                  .finding = fmt::format("{} guests, {} requests, {} of them without a hostapd",
-                                        air_.guest_count(), asked, hostapd_.undelivered())};
+                                        air_.guest_count(), steered, hostapd_.undelivered())};
   if (!air_.violations().empty()) check.finding += "; first: " + air_.violations().front();
   return check;
 }

@@ -96,7 +96,7 @@ class Soak {
   std::vector<Sample> samples_;
   Clock::time_point next_sample_ = begin_;
   std::vector<std::int64_t> descriptors_at_rest_;
-  std::string end_ = "it has gone before it was told to";
+  std::string end_ = "ended before SIGTERM";
 };
 
 }  // namespace orvane::soak
