@@ -70,7 +70,7 @@ void Air::Move(Clock::time_point now, bool may_come) {
 void Air::OnSteered(const std::string& address, Clock::time_point now) {
   const auto found = guests_.find(address);
   if (found == guests_.end() || found->second.is_asked) {
-    violations_.push_back(address + " is disassociated");
+    violations_.push_back(address + " is steered");
     return;
   }
   Guest& guest = found->second;

@@ -108,7 +108,7 @@ void HostapdPeer::Serve() {
 void HostapdPeer::OnCommand(const Radio& radio, std::string_view command) {
   if (command.starts_with("DISASSOCIATE ")) {
     --undelivered_;
-    course_.Count("disassociation requests received");
+    course_.Count("steer commands received");
   } else {
     course_.violations.push_back(fmt::format("{} received {}", radio.name(), command));
   }

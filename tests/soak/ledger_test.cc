@@ -66,7 +66,7 @@ TEST(LedgerTest, DroppedLinesMustNotBeRecorded) {
   ledger.Sent(0, 2, Fate::kDropped);
   ledger.Received(0, BatchOf({2}));
   ledger.Close();
-  EXPECT_THAT(ledger.violations(), ElementsAre("2 is recorded while that is off"));
+  EXPECT_THAT(ledger.violations(), ElementsAre("2 is recorded while recording is off"));
 }
 
 TEST(LedgerTest, DuplicateMisorderedAndMisplacedLinesAreReported) {
@@ -75,7 +75,7 @@ TEST(LedgerTest, DuplicateMisorderedAndMisplacedLinesAreReported) {
   ledger.Received(0, BatchOf({2, 1, 2}));
   ledger.Received(1, BatchOf({3}));
   EXPECT_THAT(ledger.violations(),
-              ElementsAre("1 is recorded after 2", "2 is recorded, and was before, or wasn't sent",
+              ElementsAre("1 is recorded after 2", "2 is recorded twice, or was not sent",
                           "3 is recorded for the other interface"));
 }
 

@@ -266,7 +266,7 @@ Check Soak::JudgeSteering() const {
   const std::size_t steered = course_.log.Count(kSteered);
   const auto excusable = static_cast<std::int64_t>(course_.log.Count(HostapdPeer::kSendFailed) +
                                                    course_.ActionCount(HostapdPeer::kKilled));
-  Check check = {.name = "each guest is disassociated once, and no other station",
+  Check check = {.name = "each guest is steered once, and no other station",
                  .holds = air_.violations().empty() && air_.waiting_count() == 0 &&
                           steered == air_.guest_count() && steered > 0 &&
                           hostapd_.undelivered() >= 0 && hostapd_.undelivered() <= excusable,
