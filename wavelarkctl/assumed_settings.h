@@ -12,12 +12,13 @@
 #include "platform/time.h"
 #include "wavelarkctl/decision.h"
 #include "wavelarkctl/log_event.h"
+#include "wavelarkctl/steer_settings.h"
 
 namespace orvane::wavelarkctl {
 
-// The steering settings by which a log is explained. The daemon logs them only when steering
-// starts, so each of them is assumed, and has an origin. Of several origins the one latest in the
-// list counts: the daemon's defaults, its command line, its log, the flags files, the user.
+// The steering settings that explain a log. The daemon logs its settings only when steering starts,
+// so each setting is assumed and has an origin. A later origin in this list overrides an earlier
+// one: the daemon's defaults, its command line, its log, the flags files, the user.
 class AssumedSettings {
  public:
   // The daemon's defaults.
@@ -25,13 +26,11 @@ class AssumedSettings {
 
   void TakeCommandLine(const ap::OptimizerFlags& flags, const std::string& origin);
   void TakeLog(const SteeringStarted& started, platform::WallTime time);
-  // Keys that are missing, and values that the daemon could not read, set nothing. `is_root`
-  // chooses the floor.
+  // Ignores missing keys and non-numeric values. `is_root` chooses the floor.
   void TakeFlags(const flags::FlagMap& flags, bool is_root, const std::string& origin);
 
-  // "FLAG=VALUE" by the daemon's flag or key of the flags service. Both floors set the one in
-  // force. Returns what is wrong, or an empty text.
-  std::string TakeUser(std::string_view assignment);
+  // Takes "FLAG=NUMBER", see ParseSteerAssignment. Either floor sets the floor in force.
+  void TakeUser(std::string_view assignment);
 
   SteerLimits limits() const;
   platform::TimeSpan poll_interval() const;
@@ -45,7 +44,7 @@ class AssumedSettings {
 
  private:
   enum class Origin : std::uint8_t { kDefault, kCommandLine, kLog, kFlags, kUser };
-  enum Index : std::uint8_t { kFloor, kHysteresis, kSteerInterval, kPollInterval, kCount };
+  static constexpr std::size_t kSettings = 4;
 
   // Metrics as numbers, spans in microseconds.
   struct Value {
@@ -53,14 +52,12 @@ class AssumedSettings {
     Origin rank = Origin::kDefault;
     std::string origin;
   };
-  struct NameRow;
-  static const std::array<NameRow, 5> kNames;
+  const Value& Of(SteerSetting setting) const { return values_[static_cast<std::size_t>(setting)]; }
+  void Set(SteerSetting setting, std::int64_t value, Origin rank, const std::string& origin);
+  void SetNumber(const SteerFlag& flag, std::int32_t number, Origin rank,
+                 const std::string& origin);
 
-  void Set(Index index, std::int64_t value, Origin rank, const std::string& origin);
-  // A number as a flag has it: seconds, or a metric of which the low 8 bits count.
-  void SetNumber(Index index, std::int32_t number, Origin rank, const std::string& origin);
-
-  std::array<Value, kCount> values_;
+  std::array<Value, kSettings> values_;  // by SteerSetting
 };
 
 }  // namespace orvane::wavelarkctl

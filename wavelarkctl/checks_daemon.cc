@@ -16,6 +16,7 @@
 #include "wavelarkctl/checks.h"
 #include "wavelarkctl/daemon_options.h"
 #include "wavelarkctl/human_text.h"
+#include "wavelarkctl/steer_settings.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -59,15 +60,12 @@ bool IsSwitchedOn(bool by_command_line, const flags::FlagMap& flags, const char*
 
 // Numbers that the daemon changes before it uses them.
 void FindTruncated(const ap::OptimizerFlags& flags, Findings* findings) {
-  const std::array<std::pair<const char*, std::int32_t>, 3> metrics = {{
-      {"client_steering_root_lqm_floor", flags.client_steering_root_lqm_floor},
-      {"client_steering_child_lqm_floor", flags.client_steering_child_lqm_floor},
-      {"client_steering_lqm_hysteresis", flags.client_steering_lqm_hysteresis},
-  }};
-  for (const auto& [name, value] : metrics) {
+  for (const SteerFlag& flag : kSteerFlags) {
+    if (!IsMetric(flag.setting)) continue;
+    const std::int32_t value = flags.*flag.field;
     const auto used = static_cast<std::uint8_t>(value);
     if (used == value) continue;
-    findings->push_back({Level::kWarning, fmt::format("{}={} counts as {}", name, value, used),
+    findings->push_back({Level::kWarning, fmt::format("{}={} counts as {}", flag.name, value, used),
                          "use a value from 0 to 255"});
   }
 }

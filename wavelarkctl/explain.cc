@@ -70,8 +70,7 @@ AssumedSettings MakeSettings(const ExplainOptions& options) {
   AssumedSettings settings;
   TakeMachineSettings(options, &settings);
   for (const std::string& assignment : options.settings) {
-    const std::string problem = settings.TakeUser(assignment);
-    if (!problem.empty()) throw Failure(ExitStatus::kUsage, problem);
+    settings.TakeUser(assignment);
   }
   return settings;
 }

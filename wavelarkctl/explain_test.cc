@@ -345,10 +345,13 @@ TEST_F(ExplainTest, AWrongCommandLineIsRefused) {
       {{"--client", "nobody"}, "--client: nobody is no hardware address"},
       {{"--since", "soon"},
        "--since: \"soon\" is no time, as 7d, 12h, 90m, 30s or 2026-11-22 08:00"},
-      {{"--set", "floor=3"}, "--set: floor is no steering flag with a number"},
-      {{"--set", "client_steering_interval"}, "--set: client_steering_interval needs a value"},
+      {{"--set", "floor=3"},
+       "--set: floor is not a numeric steering flag: client_steering_interval, "
+       "client_steering_poll_interval, client_steering_root_lqm_floor, "
+       "client_steering_child_lqm_floor, client_steering_lqm_hysteresis"},
+      {{"--set", "client_steering_interval"}, "--set: client_steering_interval has no value"},
       {{"--set", "client_steering_interval=1h"},
-       "--set: the value of client_steering_interval is not an integer"},
+       "--set: client_steering_interval: '1h' is not an integer of 32 bits"},
   };
   for (const auto& [options, reason] : cases) {
     const Outcome outcome = Explain(Walk(), options);

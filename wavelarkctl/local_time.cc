@@ -1,10 +1,10 @@
 #include "wavelarkctl/local_time.h"
 
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <ctime>
 
+#include "wavelarkctl/parse_number.h"
 #include "wavelarkctl/time_text.h"
 
 namespace orvane::wavelarkctl {
@@ -15,13 +15,9 @@ using platform::WallTime;
 
 constexpr std::size_t kMinuteLength = 16;  // "2026-01-31 23:59"
 
-// Nothing unless the whole text is digits.
+// Returns nothing unless the whole text is digits.
 std::optional<int> ReadDigits(std::string_view text) {
-  int value = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || stop != end || text.front() == '-') return std::nullopt;
-  return value;
+  return text.starts_with('-') ? std::nullopt : ParseNumber<int>(text);
 }
 
 // One number of a time, of fixed width.

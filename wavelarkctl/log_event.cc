@@ -1,9 +1,9 @@
 #include "wavelarkctl/log_event.h"
 
 #include <array>
-#include <charconv>
 #include <chrono>
 
+#include "wavelarkctl/parse_number.h"
 #include "wavelarkctl/seconds.h"
 
 namespace orvane::wavelarkctl {
@@ -35,8 +35,9 @@ class Words {
 
   Words& Take(std::uint8_t* number) {
     const std::string_view word = TakeWord();
-    const auto [stop, error] = std::from_chars(word.data(), word.data() + word.size(), *number);
-    is_good_ = is_good_ && error == std::errc() && stop == word.data() + word.size();
+    const auto value = ParseNumber<std::uint8_t>(word);
+    is_good_ = is_good_ && value.has_value();
+    if (is_good_) *number = *value;
     return *this;
   }
 
@@ -180,10 +181,8 @@ constexpr std::array<Row, 9> kRows = {{
 std::optional<std::int64_t> TakePart(std::string_view* text, char unit) {
   const std::size_t end = text->find(unit);
   if (end == std::string_view::npos) return 0;
-  std::int64_t count = 0;
-  const char* stop_at = text->data() + end;
-  const auto [stop, error] = std::from_chars(text->data(), stop_at, count);
-  if (error != std::errc() || stop != stop_at || count < 0) return std::nullopt;
+  const auto count = ParseNumber<std::int64_t>(text->substr(0, end));
+  if (!count || *count < 0) return std::nullopt;
   text->remove_prefix(end + 1);
   return count;
 }

@@ -38,7 +38,7 @@ std::vector<std::uint32_t> ChooseClients(const std::vector<ReplayRun>& runs,
 
 PlotPanel MakePanel(const ReplayRun& run, const std::string& address, const PlotSeries& series,
                     bool has_name) {
-  const SteerLimits limits = LimitsOf(run.options.settings.policy);
+  const SteerLimits limits = LimitsOf(PolicyOf(run.options.settings));
   return {fmt::format("{}{}{}: {}", address, has_name ? ", " : "", has_name ? run.name : "",
                       Count(series.steers.size(), "steer")),
           &series, limits.lqm_floor, limits.lqm_hysteresis};
@@ -65,7 +65,7 @@ void WritePlot(const platform::FilePath& file, TraceReader& reader, const TraceS
   std::vector<ReplayListener*> listeners;
   for (const ReplayRun& run : runs) {
     collectors.push_back(std::make_unique<PlotCollector>(
-        plot.begin, plot.end, plot.columns, run.options.settings.policy.poll_interval, clients));
+        plot.begin, plot.end, plot.columns, PolicyOf(run.options.settings).poll_interval, clients));
     listeners.push_back(collectors.back().get());
   }
   ClientFilter filter;

@@ -93,11 +93,11 @@ class TraceMaker {
   }
 
   void MakeOptions(ReplayOptions* options) {
-    ap::ClientSteerSettings& policy = options->settings.policy;
-    policy.poll_interval = std::chrono::seconds(Roll(1, 20));
-    policy.steer_interval = std::chrono::seconds(Roll(-5, 60));
-    policy.lqm_hysteresis = static_cast<std::uint8_t>(Roll(0, 25));
-    policy.root_lqm_floor = static_cast<std::uint8_t>(Roll(10, 70));
+    ap::OptimizerFlags& settings = options->settings;
+    settings.client_steering_poll_interval = Roll(1, 20);
+    settings.client_steering_interval = Roll(-5, 60);
+    settings.client_steering_lqm_hysteresis = Roll(0, 25);
+    settings.client_steering_root_lqm_floor = Roll(10, 70);
     options->stale = std::chrono::seconds(Roll(0, 30));
   }
 
@@ -107,7 +107,7 @@ class TraceMaker {
       case 0:
         return -std::chrono::milliseconds(Roll(1, 200'000)) - 13us;
       case 1:
-        return options.settings.policy.poll_interval * Roll(1, 30);
+        return PolicyOf(options.settings).poll_interval * Roll(1, 30);
       case 2:
       case 3:
         return std::chrono::microseconds(Roll(1, 3'000'000));
@@ -236,8 +236,8 @@ Outcome Replay(const Trace& trace) {
 // The service on the played kernel. Its decisions are those that it logs.
 Outcome RunService(const Trace& trace) {
   const Viewer viewer(trace);
-  const TimeSpan poll_interval = trace.options.settings.policy.poll_interval;
-  SteeringWorld world(trace.options.settings.policy);
+  const TimeSpan poll_interval = PolicyOf(trace.options.settings).poll_interval;
+  SteeringWorld world(PolicyOf(trace.options.settings));
   Outcome outcome;
   world.loop.SetWallTime(kStart);
   world.steer->Enable();
@@ -315,8 +315,8 @@ class Model {
 
 Outcome RunModel(const Trace& trace) {
   const Viewer viewer(trace);
-  const TimeSpan poll_interval = trace.options.settings.policy.poll_interval;
-  Model model(trace.options.settings.policy);
+  const TimeSpan poll_interval = PolicyOf(trace.options.settings).poll_interval;
+  Model model(PolicyOf(trace.options.settings));
   Outcome outcome;
   for (TimeSpan at = poll_interval; at <= viewer.length(); at += poll_interval) {
     model.Poll(viewer.WallAt(at), viewer.SeenAt(at), &outcome);

@@ -271,7 +271,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Mistake{{"--client", "me", "TRACE"}, 64, "--client"},
                       Mistake{{"--crowd", "5", "TRACE"}, 64, "--crowd"},
                       Mistake{{"--set", "floor=1", "TRACE"}, 64, "floor"},
-                      Mistake{{"--set", "floor", "TRACE"}, 64, "no value"},
+                      Mistake{{"--set", "floor", "TRACE"}, 64, "floor has no value"},
                       Mistake{{"--compare", "/none.conf", "--json", "TRACE"}, 64, "--json"},
                       Mistake{{"--compare", "/none.conf", "TRACE"}, 69, "/none.conf"},
                       Mistake{{"--client", "02:00:00:00:00:99", "TRACE"}, 65, "no row of"},

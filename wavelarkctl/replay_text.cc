@@ -56,23 +56,23 @@ const std::vector<Line>& SettingLines() {
   static const std::vector<Line> lines = {
       {"steering",
        [](const ReplayRun& run) {
-         return std::string(run.options.settings.is_enabled ? "enabled" : "disabled");
+         return std::string(run.options.settings.enable_client_steering ? "enabled" : "disabled");
        }},
       {"floor",
        [](const ReplayRun& run) {
-         return fmt::to_string(LimitsOf(run.options.settings.policy).lqm_floor);
+         return fmt::to_string(LimitsOf(PolicyOf(run.options.settings)).lqm_floor);
        }},
       {"hysteresis",
        [](const ReplayRun& run) {
-         return fmt::to_string(run.options.settings.policy.lqm_hysteresis);
+         return fmt::to_string(PolicyOf(run.options.settings).lqm_hysteresis);
        }},
       {"steer interval",
        [](const ReplayRun& run) {
-         return platform::FormatTimeSpan(run.options.settings.policy.steer_interval);
+         return platform::FormatTimeSpan(PolicyOf(run.options.settings).steer_interval);
        }},
       {"poll interval",
        [](const ReplayRun& run) {
-         return platform::FormatTimeSpan(run.options.settings.policy.poll_interval);
+         return platform::FormatTimeSpan(PolicyOf(run.options.settings).poll_interval);
        }},
       {"returns", [](const ReplayRun& run) { return ReturnsText(run.options.returns); }},
   };

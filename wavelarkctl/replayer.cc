@@ -68,9 +68,9 @@ class Replayer::Kernel : public simulation::FakeKernel {
 Replayer::Replayer(const ReplayOptions& options, Roster& roster, WallTime start,
                    ReplayListener* listener)
     : options_(options),
-      floor_(LimitsOf(options.settings.policy).lqm_floor),
-      poll_interval_(
-          std::max(options.settings.policy.poll_interval, ap::ClientSteer::kShortestPollInterval)),
+      floor_(LimitsOf(PolicyOf(options.settings)).lqm_floor),
+      poll_interval_(std::max(PolicyOf(options.settings).poll_interval,
+                              ap::ClientSteer::kShortestPollInterval)),
       roster_(roster),
       listener_(listener),
       loop_(std::make_unique<Loop>()),
@@ -82,9 +82,9 @@ Replayer::Replayer(const ReplayOptions& options, Roster& roster, WallTime start,
   netlink_->SetNl80211MessageType(netlink_->GetFamily(kNl80211Family));
   netlink_->Start(*loop_);
   steer_ = std::make_unique<ap::ClientSteer>(*loop_, netlink_.get(), roster.interfaces(),
-                                             hostapd_.get(), options.settings.policy);
+                                             hostapd_.get(), PolicyOf(options.settings));
   steer_->SetObserver([this](const ap::StationJudgement& judgement) { OnJudgement(judgement); });
-  if (options_.settings.is_enabled) steer_->Enable();
+  if (options_.settings.enable_client_steering) steer_->Enable();
 }
 
 Replayer::~Replayer() = default;
@@ -155,7 +155,7 @@ TimeSpan Replayer::SkipIdlePolls(TimeSpan span) {
   if (idle_polls <= 0) return span;
   RunUntil(Now() + idle_after);
   loop_->SetWallTime(loop_->Now() + idle_polls * poll_interval_);
-  if (options_.settings.is_enabled) polls_ += static_cast<std::uint64_t>(idle_polls);
+  if (options_.settings.enable_client_steering) polls_ += static_cast<std::uint64_t>(idle_polls);
   return span - idle_after - idle_polls * poll_interval_;
 }
 

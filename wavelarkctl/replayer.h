@@ -27,7 +27,7 @@ enum class Returns : std::uint8_t {
 };
 
 struct ReplayOptions {
-  SteerSettings settings = DefaultSteerSettings();
+  ap::OptimizerFlags settings = DefaultSteerSettings();
   Returns returns = Returns::kTrace;
   // A poll does not see a client whose last row is older.
   platform::TimeSpan stale = std::chrono::seconds(10);

@@ -52,7 +52,7 @@ class ReplayerTest : public ::testing::Test {
     platform::InitLog(0, "");
     roster_.InterfaceNumber("a");
     roster_.InterfaceNumber("b");
-    options_.settings.policy.steer_interval = 90s;
+    options_.settings.client_steering_interval = 90;
   }
 
   Replayer& replayer() {
@@ -147,7 +147,7 @@ TEST_F(ReplayerTest, ARowWithoutASignalHasTheBestMetric) {
 }
 
 TEST_F(ReplayerTest, ADisabledServiceNeverPolls) {
-  options_.settings.is_enabled = false;
+  options_.settings.enable_client_steering = false;
   SeeFrom(0s, 600s, -80);
   EXPECT_THAT(Decisions(), IsEmpty());
   EXPECT_EQ(replayer().polls(), 0U);

@@ -6,7 +6,6 @@
 #include <CLI/App.hpp>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <cstring>
 #include <fstream>
@@ -21,6 +20,7 @@
 #include "platform/files.h"
 #include "recorder/schema.h"
 #include "wavelarkctl/commands.h"
+#include "wavelarkctl/parse_number.h"
 #include "wavelarkctl/records.h"
 #include "wavelarkctl/report_data.h"
 #include "wavelarkctl/report_events.h"
@@ -132,11 +132,9 @@ std::array<double, kLevels> GoalsOf(const std::vector<std::string>& texts) {
     const std::size_t equals = text.find('=');
     const auto level = std::ranges::find(kLevelRows, text.substr(0, equals), &LevelRow::key);
     if (equals == std::string::npos || level == kLevelRows.end()) RefuseGoal(text);
-    double percent = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data() + equals + 1, end, percent);
-    if (error != std::errc() || stop != end || !(percent >= 0 && percent <= 100)) RefuseGoal(text);
-    goals[static_cast<std::size_t>(level - kLevelRows.begin())] = percent;
+    const auto percent = ParseNumber<double>(std::string_view(text).substr(equals + 1));
+    if (!percent || !(*percent >= 0 && *percent <= 100)) RefuseGoal(text);
+    goals[static_cast<std::size_t>(level - kLevelRows.begin())] = *percent;
   }
   return goals;
 }

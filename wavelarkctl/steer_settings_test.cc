@@ -1,5 +1,6 @@
 #include "wavelarkctl/steer_settings.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -19,44 +20,45 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-SteerSettings With(const std::string& text) {
-  SteerSettings settings = DefaultSteerSettings();
+ap::OptimizerFlags With(const std::string& text) {
+  ap::OptimizerFlags settings = DefaultSteerSettings();
   ApplyFlag(text, &settings);
   return settings;
 }
 
 TEST(SteerSettingsTest, TheDefaultsAreTheDaemons) {
-  const SteerSettings settings = DefaultSteerSettings();
-  EXPECT_TRUE(settings.is_enabled);
-  EXPECT_TRUE(settings.policy.is_root);
-  EXPECT_EQ(settings.policy.steer_interval, 600s);
-  EXPECT_EQ(settings.policy.poll_interval, 60s);
-  EXPECT_EQ(settings.policy.root_lqm_floor, 30);
-  EXPECT_EQ(settings.policy.child_lqm_floor, 40);
-  EXPECT_EQ(settings.policy.lqm_hysteresis, 15);
+  const ap::OptimizerFlags settings = DefaultSteerSettings();
+  EXPECT_TRUE(settings.enable_client_steering);
+  const ap::ClientSteerSettings policy = PolicyOf(settings);
+  EXPECT_TRUE(policy.is_root);
+  EXPECT_EQ(policy.steer_interval, 600s);
+  EXPECT_EQ(policy.poll_interval, 60s);
+  EXPECT_EQ(policy.root_lqm_floor, 30);
+  EXPECT_EQ(policy.child_lqm_floor, 40);
+  EXPECT_EQ(policy.lqm_hysteresis, 15);
 }
 
 TEST(SteerSettingsTest, EachFlagSetsItsOwnSetting) {
-  EXPECT_EQ(With("client_steering_interval=-5").policy.steer_interval, -5s);
-  EXPECT_EQ(With("client_steering_poll_interval=7").policy.poll_interval, 7s);
-  EXPECT_EQ(With("client_steering_root_lqm_floor=300").policy.root_lqm_floor, 44);
-  EXPECT_EQ(With("client_steering_child_lqm_floor=8").policy.child_lqm_floor, 8);
-  EXPECT_EQ(With("client_steering_lqm_hysteresis=-1").policy.lqm_hysteresis, 255);
-  EXPECT_FALSE(With("is_root=no").policy.is_root);
+  EXPECT_EQ(PolicyOf(With("client_steering_interval=-5")).steer_interval, -5s);
+  EXPECT_EQ(PolicyOf(With("client_steering_poll_interval=7")).poll_interval, 7s);
+  EXPECT_EQ(PolicyOf(With("client_steering_root_lqm_floor=300")).root_lqm_floor, 44);
+  EXPECT_EQ(PolicyOf(With("client_steering_child_lqm_floor=8")).child_lqm_floor, 8);
+  EXPECT_EQ(PolicyOf(With("client_steering_lqm_hysteresis=-1")).lqm_hysteresis, 255);
+  EXPECT_FALSE(PolicyOf(With("is_root=no")).is_root);
 }
 
-// The names are the daemon's own: its parser knows each of them.
+TEST(SteerSettingsTest, AKeyOfTheFlagsServiceIsAFlagToo) {
+  EXPECT_EQ(With("clientSteeringRootLqmFloor=20").client_steering_root_lqm_floor, 20);
+}
+
+// The daemon's own parser knows each name, and sets the same field.
 TEST(SteerSettingsTest, EachFlagIsOneOfTheDaemon) {
-  const ap::OptimizerFlags defaults;
-  for (const std::string name :
-       {"client_steering_interval", "client_steering_poll_interval",
-        "client_steering_root_lqm_floor", "client_steering_child_lqm_floor",
-        "client_steering_lqm_hysteresis"}) {
-    const std::string argument = "--" + name + "=77";
+  for (const SteerFlag& flag : kSteerFlags) {
+    const std::string argument = fmt::format("--{}=77", flag.name);
     const char* arguments[] = {"", argument.c_str()};
     ap::OptimizerFlags flags;
-    EXPECT_EQ(ap::ParseCommandLine(2, arguments, &flags), std::nullopt) << name;
-    EXPECT_NO_THROW(With(name + "=77")) << name;
+    EXPECT_EQ(ap::ParseCommandLine(2, arguments, &flags), std::nullopt) << flag.name;
+    EXPECT_EQ(flags.*flag.field, 77) << flag.name;
   }
 }
 
@@ -71,7 +73,7 @@ std::string RefusalOf(const std::string& text) {
 }
 
 TEST(SteerSettingsTest, AnythingElseIsRefused) {
-  EXPECT_THAT(RefusalOf("floor=3"), HasSubstr("client_steering_root_lqm_floor, "));
+  EXPECT_THAT(RefusalOf("floor=3"), HasSubstr("floor is not a numeric steering flag: client_"));
   EXPECT_THAT(RefusalOf("client_steering_interval"), HasSubstr("no value"));
   EXPECT_THAT(RefusalOf("client_steering_interval="), HasSubstr("not an integer"));
   EXPECT_THAT(RefusalOf("client_steering_interval=5s"), HasSubstr("not an integer"));
@@ -88,17 +90,17 @@ class FlagsFileTest : public ::testing::Test {
   }
 
   testbed::TemporaryDirectory directory_;
-  SteerSettings settings_ = DefaultSteerSettings();
+  ap::OptimizerFlags settings_ = DefaultSteerSettings();
 };
 
 TEST_F(FlagsFileTest, ChangesWhatItNames) {
   const auto path = Write(
       "clientSteeringRootLqmFloor=35\nclientSteeringInterval = 60\nclientSteering=disabled\n");
   EXPECT_THAT(ApplyFlagsFile(path, &settings_), IsEmpty());
-  EXPECT_EQ(settings_.policy.root_lqm_floor, 35);
-  EXPECT_EQ(settings_.policy.steer_interval, 60s);
-  EXPECT_EQ(settings_.policy.poll_interval, 60s);
-  EXPECT_FALSE(settings_.is_enabled);
+  EXPECT_EQ(settings_.client_steering_root_lqm_floor, 35);
+  EXPECT_EQ(settings_.client_steering_interval, 60);
+  EXPECT_EQ(settings_.client_steering_poll_interval, 60);
+  EXPECT_FALSE(settings_.enable_client_steering);
 }
 
 TEST_F(FlagsFileTest, AnUnknownKeyIsAWarning) {
@@ -122,8 +124,8 @@ TEST_F(FlagsFileTest, AWrongFileOrNoneIsRefused) {
 }
 
 TEST(SteerLimitsTest, TheFloorInForceIsThatOfTheRole) {
-  EXPECT_EQ(LimitsOf(With("is_root=true").policy).lqm_floor, 30);
-  EXPECT_EQ(LimitsOf(With("is_root=false").policy).lqm_floor, 40);
+  EXPECT_EQ(LimitsOf(PolicyOf(With("is_root=true"))).lqm_floor, 30);
+  EXPECT_EQ(LimitsOf(PolicyOf(With("is_root=false"))).lqm_floor, 40);
 }
 
 }  // namespace

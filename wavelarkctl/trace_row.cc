@@ -7,6 +7,7 @@
 #include <charconv>
 #include <chrono>
 
+#include "wavelarkctl/parse_number.h"
 #include "wavelarkctl/seconds.h"
 
 namespace orvane::wavelarkctl {
@@ -34,12 +35,8 @@ bool ParseTime(std::string_view text, platform::WallTime* time) {
 bool ParseSignal(std::string_view text, std::optional<std::int8_t>* signal) {
   signal->reset();
   if (text.empty()) return true;
-  std::int8_t value = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || stop != end) return false;
-  *signal = value;
-  return true;
+  *signal = ParseNumber<std::int8_t>(text);
+  return signal->has_value();
 }
 
 }  // namespace
