@@ -5,7 +5,7 @@
 
 const data = JSON.parse(document.getElementById('data').textContent);
 const steps = data.period.labels;
-// In two lines, so that more of them fit below a chart.
+// Two lines, so that more labels fit below a chart.
 const stepLabels = steps.map((label) => label.split(' '));
 
 // ---------------------------------------------------------------- text
@@ -16,7 +16,7 @@ const plural = (count, word) => `${number(count)} ${word}${count === 1 ? '' : 's
 const percent = (good, all) => (all ? `${(100 * good / all).toFixed(1)} %` : '–');
 const shortId = (place) => (place === null ? 'unknown' : data.clients[place].slice(0, 8));
 
-// Times are those of the access point.
+// Times are in the access point's time zone.
 function time(ms, options) {
   const shifted = new Date(ms + data.period.offset * 1000);
   return shifted.toLocaleString('en-GB', {timeZone: 'UTC', ...options});
@@ -50,7 +50,7 @@ function element(name, properties = {}, ...children) {
 const client = (place) =>
   element('code', {title: place === null ? '' : data.clients[place]}, shortId(place));
 
-// A cell is text, an element or a number, which stands to the right.
+// A cell is a text, an element or a number. Numbers are aligned to the right.
 function table(heads, rows) {
   const isNumber = heads.map((_, i) => rows.some((row) => typeof row[i] === 'number') ||
     heads[i].startsWith('#'));
@@ -70,7 +70,7 @@ function legend(entries) {
     element('li', {}, element('i', {style: `background: var(--${colour})`}), words)));
 }
 
-// Bars of segments, each a count with a colour and words for it.
+// Bars of segments. A segment has a count, a colour and words.
 function bars(rows, most, unit) {
   return rows.map(({words, note, segments}) => {
     const count = segments.reduce((sum, segment) => sum + segment.count, 0);
@@ -87,8 +87,7 @@ function bars(rows, most, unit) {
 
 // ---------------------------------------------------------------- interfaces
 
-// The same colour for an interface wherever it appears. A name that is not known has a colour of
-// its own only for want of others.
+// An interface has the same colour everywhere. Unknown names get the remaining colours.
 const interfaceColours = {'wlan-5000mhz': 'blue', 'wlan-2400mhz': 'orange',
   'guest-5000mhz': 'green', 'guest-2400mhz': 'purple'};
 const colourOf = (name) =>
@@ -101,7 +100,7 @@ const charts = [];
 const colour = (name) =>
   getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
 
-// `configure` is called again when the colours change.
+// Calls `configure` again when the colours change.
 function chart(parent, label, configure, heads, rows) {
   const canvas = element('canvas', {role: 'img', 'aria-label': label});
   const box = element('div', {class: 'chart'}, canvas);
@@ -140,12 +139,12 @@ const bottomLegend = () => ({position: 'bottom', align: 'start',
 const limitTime = `${data.limits.time / 1000} s`;
 const limitSignal = dbm(data.limits.signal);
 
-// What a level counts: in a line, and in full.
+// What a level counts: in one line, and in full.
 const levelWords = {
   connects: {
     counts: 'of the attempts to join',
     of: 'attempt',
-    lacking: 'connects do not say whether they succeeded',
+    lacking: 'connects do not show whether they succeeded',
     full: 'Connects that succeeded, of these and all that failed: connects, and authentications ' +
       'and associations that were refused or not acknowledged. An attempt without a recorded ' +
       'outcome does not count.'},
@@ -153,9 +152,9 @@ const levelWords = {
     counts: `of the connects took at most ${limitTime}`,
     of: 'connect',
     lacking: 'connects have no recorded authentication',
-    full: `Connects within ${limitTime} after the first authentication. An attempt begins with ` +
+    full: `Connects within ${limitTime} after the first authentication. An attempt starts with ` +
       'the first authentication on any interface since the last connect, at most a minute ago. ' +
-      'Time for an address or a name server is not measured.'},
+      'The time of DHCP and DNS is not measured.'},
   coverage: {
     counts: `of the connects and disconnects at ${limitSignal} or more`,
     of: 'signal',
@@ -165,16 +164,16 @@ const levelWords = {
   steering: {
     counts: 'of the steers left the client better off',
     of: 'steer',
-    lacking: 'steers: the client did not come back, or a signal is not known',
+    lacking: 'steers: the client did not come back, or a signal is unknown',
     full: 'Steers after which the client connected within a minute with a stronger signal than ' +
       'before. Clients that did not come back may have joined another access point. They do not ' +
       'count.'},
   stability: {
-    counts: 'of the disconnects were asked for',
+    counts: 'of the disconnects were wanted',
     of: 'disconnect',
-    lacking: 'disconnects have no reason, or one that does not say who wanted it',
-    full: 'Disconnects that somebody asked for: the client, another access point or steering. ' +
-      'Silence, lost frames and failed handshakes are what nobody asked for.'}};
+    lacking: 'disconnects have no reason, or one that does not show whether they were wanted',
+    full: 'Disconnects that the client, another access point or steering wanted. ' +
+      'Silence, lost frames and failed handshakes are unwanted.'}};
 
 const shareOf = (level) => (level.all ? 100 * level.good / level.all : null);
 
@@ -245,7 +244,7 @@ function showLevel(level) {
     [data.period.step === 'day' ? 'Day' : 'Hour', '# Good', '# All', '# Share'],
     level.trend.map(([good, all], i) => [steps[i], good, all, percent(good, all)]));
   const bad = level.all - level.good;
-  const causes = element('div', {class: 'causes'}, element('h3', {}, 'Causes of what is missing'), bad ?
+  const causes = element('div', {class: 'causes'}, element('h3', {}, 'Causes'), bad ?
     element('ul', {class: 'bars'}, ...bars(level.causes.map(([words, count]) =>
       ({words, segments: [{count, colour: 'red', words: percent(count, bad)}]})),
     bad, (count) => `${percent(count, bad)} · ${number(count)}`)) :
@@ -280,7 +279,7 @@ function showJoins() {
     (row) => row.slice(0, 4));
 }
 
-// Rows of words, interface, events, clients become a bar for each of the words.
+// Turns rows of words, interface, events and clients into one bar per words.
 function showReasons(parent, rows, columns, heads, cells) {
   if (!rows.length) {
     parent.append(element('p', {class: 'empty'}, 'None.'));
@@ -288,7 +287,7 @@ function showReasons(parent, rows, columns, heads, cells) {
   }
   const byWords = new Map();
   for (const [words, name, count, , wish] of rows) {
-    const bar = byWords.get(words) || {words, note: wish === false ? 'nobody asked' : '', segments: []};
+    const bar = byWords.get(words) || {words, note: wish === false ? 'unwanted' : '', segments: []};
     bar.segments.push({count, colour: colourOf(name), words: nameOf(name)});
     byWords.set(words, bar);
   }
@@ -306,7 +305,7 @@ function showReasons(parent, rows, columns, heads, cells) {
 function showDisconnects() {
   const wishes = new Map([[true, 'yes'], [false, 'no'], [null, 'not known']]);
   showReasons(byId('reasons'), data.disconnects, 'columns',
-    ['Reason', 'Interface', '# Events', '# Clients', 'Asked for'],
+    ['Reason', 'Interface', '# Events', '# Clients', 'Wanted'],
     (row) => [row[0], nameOf(row[1]), row[2], row[3], wishes.get(row[4])]);
 }
 
@@ -481,13 +480,13 @@ function showChanges() {
   const begin = data.period.since - (data.period.until - data.period.since);
   const about = byId('changes-about');
   if (!data.counts.before) {
-    about.textContent = 'There are no events of the period before to compare with.';
+    about.textContent = 'There are no events of the previous period to compare with.';
     byId('changes-table').hidden = true;
     return;
   }
   const isPartial = data.counts.first > begin + (data.period.step === 'day' ? 86400000 : 3600000);
-  about.textContent = `Compared with the period before, since ${minute(begin)}. ` +
-    (isPartial ? `The database begins on ${minute(data.counts.first)}, so that its numbers are too low. ` : '') +
+  about.textContent = `Compared with the previous period, since ${minute(begin)}. ` +
+    (isPartial ? `The database begins on ${minute(data.counts.first)}, so the numbers of that period are too low. ` : '') +
     `${plural(data.changes.come, 'client')} came, ${number(data.changes.gone)} did not come back.`;
   const value = (amount, unit) => {
     if (amount === null) return '–';
@@ -522,7 +521,7 @@ function showHead() {
     plural(data.counts.clients, 'client') +
     (data.counts.unnamed ? `, ${number(data.counts.unnamed)} of them without an identifier` : '');
   byId('source').textContent = `From ${data.database}, made on ${minute(data.made)}. ` +
-    'Times are those of the access point.';
+    'Times are in the access point’s time zone.';
   document.title = `Wi-Fi report, ${day(since)} to ${day(until)}`;
 }
 
