@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include "wavelarkctl/local_time.h"
 #include "wavelarkctl/parse_number.h"
 #include "wavelarkctl/steer_settings.h"
+#include "wavelarkctl/time_text.h"
 
 namespace orvane::wavelarkctl {
 namespace {

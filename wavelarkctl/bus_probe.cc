@@ -25,7 +25,7 @@ constexpr char kManager[] = "org.freedesktop.systemd1.Manager";
 constexpr char kUnit[] = "org.freedesktop.systemd1.Unit";
 constexpr char kService[] = "org.freedesktop.systemd1.Service";
 
-// The error of a call, which frees itself.
+// Owns the error of a call.
 class CallError {
  public:
   CallError() = default;
@@ -40,7 +40,7 @@ class CallError {
   sd_bus_error error_ = SD_BUS_ERROR_NULL;
 };
 
-// The reply of a call, which goes away by itself.
+// Owns the reply of a call.
 struct Reply {
   sd_bus_message* message = nullptr;
 
@@ -76,7 +76,7 @@ BusProbe::BusProbe() {
   WaitUntilReady();
 }
 
-// The library itself would wait for 90 s for a bus that accepts a client and says nothing.
+// The library itself waits for up to 90 s if a bus accepts a connection and sends nothing.
 void BusProbe::WaitUntilReady() {
   const auto deadline = steady_clock::now() + kPatience;
   while (sd_bus_is_ready(bus_.get()) == 0) {
@@ -88,7 +88,7 @@ void BusProbe::WaitUntilReady() {
   }
 }
 
-// Those errors after which no other call gets an answer.
+// Keeps an error after which no other call gets an answer.
 void BusProbe::Note(int result, const std::string& what) {
   const bool is_lost = result == -ETIMEDOUT || result == -ENOTCONN || result == -ECONNRESET;
   if (!is_lost && !what.empty()) return;
@@ -137,7 +137,7 @@ std::optional<flags::FlagMap> BusProbe::ReadFlags(std::string* problem) {
   CallError error;
   Reply reply;
   flags::FlagMap map;
-  // The one call that the policy allows the daemon's user, too.
+  // The bus policy allows the daemon's user this call only.
   const int result =
       sd_bus_call_method(bus_.get(), kFlagsName, kFlagsPath, "org.freedesktop.DBus.Properties",
                          "GetAll", error.get(), &reply.message, "s", kFlagsName);

@@ -13,7 +13,7 @@
 
 namespace orvane::wavelarkctl {
 
-// The process behind a name on the bus.
+// The process that owns a name on the bus.
 struct NameOwner {
   pid_t pid = 0;
   uid_t uid = 0;
@@ -23,31 +23,31 @@ struct NameOwner {
 struct UnitState {
   std::string load{};    // "loaded", "not-found", "masked"
   std::string active{};  // "active", "inactive", "failed", "activating"
-  std::string result{};  // "success", or why it ended
+  std::string result{};  // "success", or the reason of its end
   std::uint32_t restarts = 0;
   bool needs_reload = false;
 };
 
-// Looks at the system bus, and waits for each answer for at most two seconds. After the first
-// answer that does not come it asks no more.
+// Queries the system bus. Waits at most two seconds for each answer. After a call that got no
+// answer, all other calls fail at once.
 class BusProbe {
  public:
   // Connects. DBUS_SYSTEM_BUS_ADDRESS may name the bus.
   BusProbe();
 
-  // Why there is no connection, or no answer; empty if there is.
+  // The error of the connection, or of the call that got no answer. Empty without an error.
   const std::string& error() const { return error_; }
 
-  // Nothing if nobody owns the name.
+  // Returns nothing if the name has no owner.
   std::optional<NameOwner> FindOwner(const std::string& name);
-  // Whether the bus starts the service when it is called.
+  // Returns whether the bus starts the service on demand.
   bool IsActivatable(const std::string& name);
 
-  // The map of the flags service. Nothing if it does not answer, or refuses; then `*problem` says
-  // why.
+  // Reads the map of the flags service. If the service does not answer or refuses, returns nothing
+  // and sets `*problem` to the reason.
   std::optional<flags::FlagMap> ReadFlags(std::string* problem);
 
-  // Nothing if no systemd answers.
+  // Returns nothing if systemd does not answer.
   std::optional<UnitState> FindUnit(const std::string& name);
 
  private:

@@ -50,7 +50,8 @@ constexpr char kExamples[] = R"(Examples:
   wavelarkctl check --json | jq -r 'select(.level == "failure") | .finding'
       the failures, for a script
 
-What this user can't see is a warning: run it as root to see all. Exit status: 0 if all is ok, otherwise 1.)";
+What this user is not allowed to check is a warning: run it as root to check everything.
+Exit status: 0 if all is ok, otherwise 1.)";
 
 }  // namespace
 
@@ -77,10 +78,10 @@ void AddCheck(CLI::App& app, Action* action) {
       app.add_subcommand("check", "Check whether this machine is ready for the daemon");
   command->footer(kExamples);
   const auto is_json = std::make_shared<bool>(false);
-  command->add_flag("--json", *is_json, "Print an object of JSON per finding");
+  command->add_flag("--json", *is_json, "Print a JSON object for each finding");
   command->callback([action, is_json] {
     *action = [is_json] {
-      platform::InitLog(0, "");  // what the daemon's own code logs becomes a finding
+      platform::InitLog(0, "");  // findings replace the log lines of the daemon's code
       Machine machine;
       return RunChecks(machine, {.is_json = *is_json, .is_colour_wanted = IsColourWanted()},
                        std::cout);

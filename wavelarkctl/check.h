@@ -13,7 +13,7 @@ struct CheckOutput {
   bool is_colour_wanted = false;
 };
 
-// Runs all checks and writes each finding as it is known. kFound unless all are ok.
+// Runs all checks and writes each finding at once. Returns kFound unless all are ok.
 ExitStatus RunChecks(Machine& machine, const CheckOutput& output, std::ostream& out);
 
 }  // namespace orvane::wavelarkctl

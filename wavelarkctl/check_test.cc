@@ -1,5 +1,5 @@
-// The subcommand "check": a bare machine, a good one, one with many faults, and each fault by
-// itself.
+// The subcommand "check" on a bare machine, on a good one, on one with many faults, and with each
+// fault alone.
 
 #include "wavelarkctl/check.h"
 
@@ -43,7 +43,7 @@ constexpr char kDropIn[] = "/etc/systemd/system/ap-wavelark.service.d/local.conf
 constexpr char kSbin[] = "/usr/sbin:/usr/bin:/sbin:/bin";
 constexpr unsigned kStrangerId = 64'899;
 
-// A machine below a directory of the test, with nothing on it.
+// A machine in a directory of the test. It is empty at first.
 class MachineOnPaper {
  public:
   MachineOnPaper() {
@@ -55,8 +55,8 @@ class MachineOnPaper {
     machine_.unit = [](BusProbe&) { return std::optional<UnitState>(); };
   }
 
-  // Puts all in place that is a file or comes from the kernel or systemd. The daemon's user is the
-  // one who runs the test.
+  // Adds all files, and the answers of the kernel and of systemd. The daemon's user is the one that
+  // runs the test.
   void SetUpFiles() {
     machine_.interface_index = [](const std::string& name) {
       return name == "wlan-2400mhz" ? 3u : 4u;
@@ -145,7 +145,7 @@ class CheckTest : public testing::Test {
   MachineOnPaper paper_;
 };
 
-TEST(BareMachineTest, LacksEverything) {
+TEST(BareMachineTest, HasAllFaults) {
   platform::InitLog(0, "");
   setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
   MachineOnPaper paper;
@@ -155,27 +155,27 @@ TEST(BareMachineTest, LacksEverything) {
 failure  user       there is no user ap-wavelark
                     -> systemd-sysusers, or install the package again
 failure  interface  there is no interface wlan-2400mhz
-                    -> rename yours, or give it a second name: ip link property add dev wlan0 altname wlan-2400mhz
+                    -> rename it, or add an alternative name: ip link property add dev wlan0 altname wlan-2400mhz
 failure  interface  there is no interface wlan-5000mhz
-                    -> rename yours, or give it a second name: ip link property add dev wlan0 altname wlan-5000mhz
+                    -> rename it, or add an alternative name: ip link property add dev wlan0 altname wlan-5000mhz
 failure  nl80211    the kernel has no nl80211
-                    -> modprobe cfg80211, then restart the daemon, which looks for it at its start only
+                    -> modprobe cfg80211, then restart the daemon: it looks for nl80211 only at its start
 failure  hostapd    /run/hostapd is missing
                     -> set ctrl_interface=/var/run/hostapd in hostapd's configuration, systemd-tmpfiles --create, then restart the daemon
 failure  bus        the system bus: No such file or directory (2)
                     -> systemctl restart dbus.socket dbus
-warning  flags      can't be seen without the bus
-                    -> see the line of the bus
+warning  flags      can't be checked without the bus
+                    -> see the finding about the bus
 ok       settings   steering is off
 ok       settings   event reporting is on
-warning  recorder   can't be seen without the bus
-                    -> see the line of the bus
+warning  recorder   can't be checked without the bus
+                    -> see the finding about the bus
 failure  salt       /var/lib/ap/monitor/station_id_salt is missing: records have no identifiers
                     -> head -c 32 /dev/urandom | install -D -m 0640 -g ap-wavelark /dev/stdin /var/lib/ap/monitor/station_id_salt
-warning  unit       no systemd answers, so the unit can't be seen
+warning  unit       systemd does not answer, so the unit can't be checked
                     -> run the check where the daemon runs
 ok       sandbox    the unit has no drop-ins
-warning  clock      it is not synchronized: when it is set, times of steering move
+warning  clock      the clock is not synchronized: setting it moves the times of steers
                     -> systemctl enable --now systemd-timesyncd
 3 ok, 4 warnings, 8 failures
 )");
@@ -217,7 +217,7 @@ TEST_F(MachineOnBusTest, AGoodMachineIsOk) {
   const SmallHostapd wlan2400(paper_, "wlan-2400mhz");
   const SmallHostapd wlan5000(paper_, "wlan-5000mhz");
   EXPECT_EQ(paper_.Run(ExitStatus::kOk),
-            fmt::format(R"(ok       program    /usr/sbin/ap-wavelark is there
+            fmt::format(R"(ok       program    /usr/sbin/ap-wavelark exists
 ok       user       ap-wavelark is in the groups ap-wavelark wifi
 ok       interface  wlan-2400mhz has index 3
 ok       interface  wlan-5000mhz is wlp1s0, index 4
@@ -234,7 +234,7 @@ ok       recorder   org.velmora.ap.Quillary belongs to process N
 ok       salt       {} has 32 bytes
 ok       unit       ap-wavelark.service is active
 ok       sandbox    the unit has no drop-ins
-ok       clock      it is synchronized
+ok       clock      the clock is synchronized
 18 ok, 0 warnings, 0 failures
 )",
                         kSalt));
@@ -257,43 +257,43 @@ TEST_F(MachineOnBusTest, ManyFaultsAtOnceAreAllFound) {
       std::make_unique<testbed::Hostapd>(paper_.Path("/run/hostapd/wlan-2400mhz")));
   const testbed::Hostapd hung(paper_.Path("/run/hostapd/wlan-5000mhz"));
   EXPECT_EQ(paper_.Run(ExitStatus::kFound),
-            R"(ok       program    /usr/sbin/ap-wavelark is there
+            R"(ok       program    /usr/sbin/ap-wavelark exists
 ok       user       ap-wavelark is in the groups ap-wavelark wifi
 ok       interface  wlan-2400mhz has index 3
-failure  interface  wlan-5000mhz is wlp1s0, index 4, and is no Wi-Fi interface
-                    -> give the name to the interface of a radio
+failure  interface  wlan-5000mhz is wlp1s0, index 4, but is not a Wi-Fi interface
+                    -> give this name to a Wi-Fi interface
 ok       nl80211    the kernel has nl80211
 ok       hostapd    ap-wavelark can read /run/hostapd
-failure  hostapd    /run/hostapd/wlan-2400mhz is left over: nobody serves it
+failure  hostapd    /run/hostapd/wlan-2400mhz is left over from an earlier hostapd
                     -> start hostapd
-failure  hostapd    /run/hostapd/wlan-5000mhz gives no answer within 2 s
-                    -> restart hostapd: it hangs
+failure  hostapd    /run/hostapd/wlan-5000mhz does not answer within 2 s
+                    -> restart hostapd
 ok       bus        the system bus answers
 ok       bus        org.velmora.ap.Wavelark belongs to process N
 ok       flags      org.velmora.ap.Flags belongs to process N
 failure  flags      /etc/ap-wavelark/flags.d/50.conf:1: the value of clientSteeringInterval is not a number
-                    -> correct it: until then the last good settings stay in force
+                    -> correct it: until then the last valid settings stay in force
 ok       settings   steering is on: floor 44, hysteresis 50, steer interval 10m, poll interval 1m
-warning  settings   with floor 44 and hysteresis 50 no client is ever steered a first time
+warning  settings   with floor 44 and hysteresis 50 no client is ever steered for the first time
                     -> set the floor at least 10 above the hysteresis
 ok       settings   event reporting is on
-warning  settings   client_steering_root_lqm_floor=300 counts as 44
+warning  settings   client_steering_root_lqm_floor=300 is truncated to 44
                     -> use a value from 0 to 255
-warning  recorder   nobody owns org.velmora.ap.Quillary: each batch of events is dropped
+warning  recorder   org.velmora.ap.Quillary has no owner: each batch of events is dropped
                     -> apt install ap-wavelark-recorder
-failure  salt       /var/lib/ap/monitor/station_id_salt has mode 0644: anybody can read or write it
-                    -> chgrp ap-wavelark /var/lib/ap/monitor/station_id_salt && chmod 0640 /var/lib/ap/monitor/station_id_salt; its identifiers may be known already
+failure  salt       /var/lib/ap/monitor/station_id_salt has mode 0644: any user can read or write it
+                    -> chgrp ap-wavelark /var/lib/ap/monitor/station_id_salt && chmod 0640 /var/lib/ap/monitor/station_id_salt; users may have read it already
 ok       unit       ap-wavelark.service is active
 warning  unit       it was restarted 7 times
                     -> journalctl -u ap-wavelark -p err
-failure  sandbox    /etc/systemd/system/ap-wavelark.service.d/local.conf sets PrivateNetwork=yes: nl80211 and hostapd are out of reach
+failure  sandbox    /etc/systemd/system/ap-wavelark.service.d/local.conf sets PrivateNetwork=yes: the daemon can't reach nl80211 and hostapd
                     -> remove that line, then systemctl daemon-reload and restart the daemon
-ok       clock      it is synchronized
+ok       clock      the clock is synchronized
 12 ok, 4 warnings, 6 failures
 )");
 }
 
-TEST_F(MachineOnBusTest, AServiceThatHangsIsNotWaitedForForLong) {
+TEST_F(MachineOnBusTest, AServiceThatHangsDelaysTheCheckOnlyBriefly) {
   ASSERT_TRUE(connection_->RequestName("org.velmora.ap.Flags", nullptr));
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_THAT(paper_.Find(CheckFlagsService),
@@ -302,13 +302,13 @@ TEST_F(MachineOnBusTest, AServiceThatHangsIsNotWaitedForForLong) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }
 
-// systemd, as far as it knows one unit.
+// A systemd with a single unit.
 class FakeSystemd {
  public:
   FakeSystemd() {
     peer_.RequestName("org.freedesktop.systemd1");
     peer_.HandleCalls([](sd_bus_message* call) { return Answer(call); });
-    // Only now, because nobody else may use the peer while it is served.
+    // Started last: only the thread may use the peer while it runs.
     thread_.emplace(peer_);
   }
 
@@ -387,7 +387,7 @@ TEST_F(OtherFlagsServiceTest, AMapThatTheDaemonCannotUseIsAFailure) {
                           "a number"));
 }
 
-TEST_F(OtherFlagsServiceTest, WhereItRefusesTheFilesCount) {
+TEST_F(OtherFlagsServiceTest, IfItRefusesTheFilesCount) {
   paper_.Write("/etc/ap-wavelark/flags.d/1.conf", "clientSteering=disabled\n");
   Publish("clientSteering=enabled\n", {"--error=org.freedesktop.DBus.Error.AccessDenied"});
   EXPECT_THAT(paper_.Find(CheckFlagsService).back(),
@@ -406,18 +406,18 @@ TEST_F(MachineOnBusTest, ADaemonOfAnotherUserIsAWarning) {
   EXPECT_THAT(paper_.Find(CheckBus),
               ElementsAre("ok: the system bus answers",
                           fmt::format("warning: org.velmora.ap.Wavelark belongs to process {} of "
-                                      "the user with number {}",
+                                      "user ID {}",
                                       getpid(), geteuid())));
 }
 
 TEST_F(MachineOnBusTest, ABusWithoutThePolicyIsAFailure) {
   std::filesystem::remove_all(paper_.Path("/usr/share/dbus-1"));
   EXPECT_THAT(paper_.Find(CheckBus).back(),
-              "failure: no policy lets ap-wavelark own org.velmora.ap.Wavelark");
+              "failure: no bus policy allows ap-wavelark to own org.velmora.ap.Wavelark");
 }
 
-// A bus that accepts connections and never says anything.
-TEST_F(CheckTest, ABusThatHangsIsNotWaitedForForLong) {
+// A bus that accepts connections and never sends anything.
+TEST_F(CheckTest, ABusThatHangsDelaysTheCheckOnlyBriefly) {
   const platform::FilePath path = paper_.Path("/run/bus");
   const platform::ScopedFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address = {};
@@ -431,11 +431,11 @@ TEST_F(CheckTest, ABusThatHangsIsNotWaitedForForLong) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }
 
-TEST_F(CheckTest, TheSaltIsForTheDaemonOnly) {
+TEST_F(CheckTest, OnlyTheDaemonMayReadTheSalt) {
   paper_.Write(kSalt, "");
   EXPECT_THAT(
       paper_.Find(CheckSalt),
-      ElementsAre(fmt::format("failure: {} is empty: anybody can reverse the identifiers", kSalt)));
+      ElementsAre(fmt::format("failure: {} is empty: anyone can reverse the identifiers", kSalt)));
   paper_.Write(kSalt, "short", 0640);
   EXPECT_THAT(paper_.Find(CheckSalt), ElementsAre(fmt::format("warning: {} has 5 bytes", kSalt)));
   paper_.Write(kSalt, std::string(32, 's'), 0600);
@@ -466,7 +466,7 @@ TEST_F(CheckTest, WithTheBridgeItsSocketsCount) {
               ElementsAre("failure: /run/ap-wavelark/hostapd is missing"));
 }
 
-TEST_F(CheckTest, TheStateOfTheUnit) {
+TEST_F(CheckTest, TheStateOfTheUnitIsJudged) {
   const std::vector<std::pair<UnitState, std::vector<std::string>>> cases = {
       {{.load = "masked"}, {"failure: ap-wavelark.service is masked"}},
       {{.load = "not-found"}, {"failure: there is no unit ap-wavelark.service"}},
@@ -482,16 +482,16 @@ TEST_F(CheckTest, TheStateOfTheUnit) {
   }
 }
 
-TEST_F(CheckTest, DropInsThatHarmTheDaemon) {
+TEST_F(CheckTest, HarmfulDropInsAreFound) {
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {"[Service]\n# PrivateNetwork=yes\nMemoryMax=1G\n", "ok: {} does no harm"},
+      {"[Service]\n# PrivateNetwork=yes\nMemoryMax=1G\n", "ok: {} is harmless"},
       {" RestrictAddressFamilies = AF_UNIX\n",
        "failure: {} sets RestrictAddressFamilies=AF_UNIX: the daemon needs AF_UNIX and AF_NETLINK"},
-      {"RestrictAddressFamilies=AF_UNIX AF_NETLINK AF_INET\n", "ok: {} does no harm"},
+      {"RestrictAddressFamilies=AF_UNIX AF_NETLINK AF_INET\n", "ok: {} is harmless"},
       {"Restart=no",
-       "warning: {} sets Restart=no: the daemon stays away after its first failed check"},
-      {"User=root\n", "warning: {} sets User=root: files and the bus policy are for ap-wavelark"},
-      {"Type=simple\n", "warning: {} sets Type=simple: the watchdog and readiness need notify"},
+       "warning: {} sets Restart=no: the daemon is not restarted after a failed check"},
+      {"User=root\n", "warning: {} sets User=root: files and bus policy are for ap-wavelark"},
+      {"Type=simple\n", "warning: {} sets Type=simple: watchdog and readiness need Type=notify"},
   };
   for (const auto& [text, finding] : cases) {
     paper_.Write(kDropIn, text);
@@ -500,7 +500,7 @@ TEST_F(CheckTest, DropInsThatHarmTheDaemon) {
   }
 }
 
-TEST_F(CheckTest, SettingsThatDoHarm) {
+TEST_F(CheckTest, HarmfulSettingsAreFound) {
   setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
   paper_.Write("/etc/default/ap-wavelark", "DAEMON_OPTS=--client_steering_interval=1h\n");
   EXPECT_THAT(paper_.Find(CheckSettings),
@@ -517,12 +517,12 @@ TEST_F(CheckTest, SettingsThatDoHarm) {
       ElementsAre(
           "ok: steering is on: floor 30, hysteresis 15, steer interval 5s, poll interval 0s",
           "warning: a client may be steered again after 5s",
-          "warning: the poll interval is below 1 s, and counts as 1 s",
+          "warning: the poll interval is below 1 s: the daemon uses 1 s",
           "ok: event reporting is off", "warning: the flags files: unknown key clientsteering"));
 }
 
-// Root sees all, so it becomes somebody else for a while.
-TEST_F(CheckTest, WhatAUserCannotSeeIsSaid) {
+// Root can access everything, so the test becomes another user for a while.
+TEST_F(CheckTest, AFileThatTheUserCannotAccessIsAWarning) {
   std::filesystem::permissions(paper_.Path("/var/lib/ap"), std::filesystem::perms::none);
   std::filesystem::permissions(paper_.Path("/run/hostapd"), std::filesystem::perms::none);
   const bool is_root = geteuid() == 0;
@@ -535,9 +535,9 @@ TEST_F(CheckTest, WhatAUserCannotSeeIsSaid) {
   if (is_root) {
     ASSERT_EQ(seteuid(0), 0);
   }
-  EXPECT_THAT(salt, ElementsAre(fmt::format("warning: {} can't be seen by this user", kSalt)));
-  EXPECT_THAT(hostapd, testing::Contains("warning: /run/hostapd/wlan-2400mhz can't be seen by this "
-                                         "user"));
+  EXPECT_THAT(salt, ElementsAre(fmt::format("warning: this user can't access {}", kSalt)));
+  EXPECT_THAT(hostapd,
+              testing::Contains("warning: this user can't access /run/hostapd/wlan-2400mhz"));
 }
 
 TEST_F(CheckTest, JsonHasAnObjectForEachFinding) {
@@ -547,7 +547,7 @@ TEST_F(CheckTest, JsonHasAnObjectForEachFinding) {
   std::istringstream lines(out.str());
   std::string line;
   ASSERT_TRUE(std::getline(lines, line));
-  EXPECT_EQ(line, R"({"level":"ok","subject":"program","finding":"/usr/sbin/ap-wavelark is there",)"
+  EXPECT_EQ(line, R"({"level":"ok","subject":"program","finding":"/usr/sbin/ap-wavelark exists",)"
                   R"("advice":""})");
   while (std::getline(lines, line)) EXPECT_TRUE(nlohmann::json::accept(line)) << line;
 }

@@ -10,22 +10,24 @@
 
 namespace orvane::wavelarkctl {
 
-// kWarning: works, but not as it should, or could not be seen. kFailure: something does not work.
+// kWarning: works, but not as it should, or could not be checked. kFailure: does not work.
 enum class Level : std::uint8_t { kOk, kWarning, kFailure };
 
-// One line of a check.
+// One result of a check.
 struct Finding {
   Level level = Level::kOk;
   std::string text;
-  std::string advice{};  // what to do; empty if nothing is to be done
+  std::string advice{};  // what to do; empty for kOk
 };
 
 using Findings = std::vector<Finding>;
 
-// One subject and what looks at it.
+using CheckFunction = Findings(Machine& machine);
+
+// A subject and its check.
 struct Check {
   std::string_view subject;
-  Findings (*run)(Machine& machine);
+  CheckFunction* run;
 };
 
 // All checks, in the order in which they are shown.
@@ -34,22 +36,11 @@ const std::vector<Check>& AllChecks();
 // "ok", "warning" or "failure".
 std::string_view LevelText(Level level);
 
-// "PATH is missing", or what else is wrong with it by errno.
+// "PATH is missing" for ENOENT, otherwise the path with the text of the error.
 std::string ProblemText(std::string_view path, int error);
 
-Findings CheckProgram(Machine& machine);
-Findings CheckUser(Machine& machine);
-Findings CheckInterfaces(Machine& machine);
-Findings CheckNl80211(Machine& machine);
-Findings CheckHostapd(Machine& machine);
-Findings CheckBus(Machine& machine);
-Findings CheckFlagsService(Machine& machine);
-Findings CheckSettings(Machine& machine);
-Findings CheckRecorder(Machine& machine);
-Findings CheckSalt(Machine& machine);
-Findings CheckUnit(Machine& machine);
-Findings CheckDropIns(Machine& machine);
-Findings CheckClock(Machine& machine);
+CheckFunction CheckProgram, CheckUser, CheckInterfaces, CheckNl80211, CheckHostapd, CheckBus,
+    CheckFlagsService, CheckSettings, CheckRecorder, CheckSalt, CheckUnit, CheckDropIns, CheckClock;
 
 }  // namespace orvane::wavelarkctl
 

@@ -22,7 +22,7 @@ Finding CheckInterface(Machine& machine, const std::string& name) {
   const unsigned index = machine.interface_index(name);
   if (index == 0) {
     return {Level::kFailure, fmt::format("there is no interface {}", name),
-            fmt::format("rename yours, or give it a second name: ip link property add dev wlan0 "
+            fmt::format("rename it, or add an alternative name: ip link property add dev wlan0 "
                         "altname {}",
                         name)};
   }
@@ -31,13 +31,13 @@ Finding CheckInterface(Machine& machine, const std::string& name) {
                                ? fmt::format("{} has index {}", name, index)
                                : fmt::format("{} is {}, index {}", name, real_name, index);
   if (!machine.Look("/sys/class/net/" + real_name + "/phy80211").IsThere()) {
-    return {Level::kFailure, text + ", and is no Wi-Fi interface",
-            "give the name to the interface of a radio"};
+    return {Level::kFailure, text + ", but is not a Wi-Fi interface",
+            "give this name to a Wi-Fi interface"};
   }
   return {Level::kOk, text};
 }
 
-// The daemon sees the bridge's sockets instead of hostapd's where the bridge is installed.
+// If the bridge is installed, the daemon uses its sockets instead of hostapd's.
 std::string ControlDirectory(const Machine& machine) {
   return machine.Look(kBridgeDropIn).IsThere() ? kBridgeDirectory : kControlDirectory;
 }
@@ -52,10 +52,10 @@ Finding CheckControlDirectory(const Machine& machine, const std::string& directo
                   "systemd-tmpfiles --create, then restart the daemon"};
   }
   if (!S_ISDIR(state.status.st_mode)) {
-    return {Level::kFailure, directory + " is no directory", "remove it, and restart hostapd"};
+    return {Level::kFailure, directory + " is not a directory", "remove it, then restart hostapd"};
   }
   const auto account = machine.FindAccount(kDaemonUser);
-  if (!account) return {Level::kOk, directory + " is there"};
+  if (!account) return {Level::kOk, directory + " exists"};
   const std::string obstacle = machine.FindObstacle(*account, directory, kReadAndSearch);
   if (obstacle.empty()) return {Level::kOk, fmt::format("{} can read {}", kDaemonUser, directory)};
   return {Level::kFailure, fmt::format("{} can't read {}", kDaemonUser, obstacle),
@@ -69,9 +69,9 @@ Finding ExplainSilence(const std::string& socket, int error) {
     case ENOENT:
       return {Level::kFailure, text, "start hostapd for this interface"};
     case ECONNREFUSED:
-      return {Level::kFailure, socket + " is left over: nobody serves it", "start hostapd"};
+      return {Level::kFailure, socket + " is left over from an earlier hostapd", "start hostapd"};
     case ETIMEDOUT:
-      return {Level::kFailure, socket + " gives no answer within 2 s", "restart hostapd: it hangs"};
+      return {Level::kFailure, socket + " does not answer within 2 s", "restart hostapd"};
     default:
       return {Level::kFailure, text, ""};
   }
@@ -80,7 +80,7 @@ Finding ExplainSilence(const std::string& socket, int error) {
 Finding CheckSocket(const Machine& machine, const std::string& socket) {
   const PathState state = machine.Look(socket);
   if (state.error == EACCES) {
-    return {Level::kWarning, socket + " can't be seen by this user", "run the check as root"};
+    return {Level::kWarning, "this user can't access " + socket, "run the check as root"};
   }
   if (!state.IsThere()) return ExplainSilence(socket, state.error);
   const auto account = machine.FindAccount(kDaemonUser);
@@ -95,10 +95,11 @@ Finding CheckSocket(const Machine& machine, const std::string& socket) {
   const PingResult ping = PingHostapd(machine.At(socket));
   if (ping.IsGood()) return {Level::kOk, socket + " answers"};
   if (ping.error == EACCES) {
-    return {Level::kWarning, socket + " can't be asked by this user", "run the check as root"};
+    return {Level::kWarning, "this user can't connect to " + socket, "run the check as root"};
   }
   if (ping.error != 0) return ExplainSilence(socket, ping.error);
-  return {Level::kFailure, socket + " does not answer PONG to PING", "see who serves it"};
+  return {Level::kFailure, socket + " does not answer PONG to PING",
+          "find the program that serves it"};
 }
 
 }  // namespace
@@ -112,7 +113,7 @@ Findings CheckInterfaces(Machine& machine) {
 Findings CheckNl80211(Machine& machine) {
   if (machine.has_nl80211()) return {{Level::kOk, "the kernel has nl80211"}};
   return {{Level::kFailure, "the kernel has no nl80211",
-           "modprobe cfg80211, then restart the daemon, which looks for it at its start only"}};
+           "modprobe cfg80211, then restart the daemon: it looks for nl80211 only at its start"}};
 }
 
 Findings CheckHostapd(Machine& machine) {
@@ -128,8 +129,8 @@ Findings CheckHostapd(Machine& machine) {
 }
 
 Findings CheckClock(Machine& machine) {
-  if (machine.is_clock_synchronized()) return {{Level::kOk, "it is synchronized"}};
-  return {{Level::kWarning, "it is not synchronized: when it is set, times of steering move",
+  if (machine.is_clock_synchronized()) return {{Level::kOk, "the clock is synchronized"}};
+  return {{Level::kWarning, "the clock is not synchronized: setting it moves the times of steers",
            "systemctl enable --now systemd-timesyncd"}};
 }
 

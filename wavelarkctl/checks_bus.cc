@@ -33,32 +33,32 @@ bool HasPolicy(const Machine& machine) {
 Finding CheckDaemonName(Machine& machine) {
   const auto owner = machine.bus().FindOwner(kDaemonName);
   if (!owner) {
-    return {Level::kFailure, fmt::format("nobody owns {}: the daemon does not run", kDaemonName),
+    return {Level::kFailure, fmt::format("{} has no owner: the daemon does not run", kDaemonName),
             "systemctl start ap-wavelark"};
   }
   const auto account = machine.FindAccount(kDaemonUser);
   if (account && owner->uid != account->uid) {
-    return {Level::kWarning,
-            fmt::format("{} belongs to process {} of the user with number {}", kDaemonName,
-                        owner->pid, owner->uid),
-            "end it, and start the daemon by its unit"};
+    return {
+        Level::kWarning,
+        fmt::format("{} belongs to process {} of user ID {}", kDaemonName, owner->pid, owner->uid),
+        "end that process, then systemctl start ap-wavelark"};
   }
   return {Level::kOk, fmt::format("{} belongs to process {}", kDaemonName, owner->pid)};
 }
 
-// A service that the daemon calls: it runs, or the bus starts it, or neither.
+// Checks a service that the daemon calls: it may run, or the bus may start it on demand.
 Finding CheckService(Machine& machine, const std::string& name, const std::string& consequence,
                      const std::string& package) {
   if (!machine.bus().error().empty()) {
-    return {Level::kWarning, "can't be seen without the bus", "see the line of the bus"};
+    return {Level::kWarning, "can't be checked without the bus", "see the finding about the bus"};
   }
   if (const auto owner = machine.bus().FindOwner(name)) {
     return {Level::kOk, fmt::format("{} belongs to process {}", name, owner->pid)};
   }
   if (machine.bus().IsActivatable(name)) {
-    return {Level::kOk, fmt::format("the bus starts {} when it is called", name)};
+    return {Level::kOk, fmt::format("the bus starts {} on demand", name)};
   }
-  return {Level::kWarning, fmt::format("nobody owns {}: {}", name, consequence),
+  return {Level::kWarning, fmt::format("{} has no owner: {}", name, consequence),
           "apt install " + package};
 }
 
@@ -72,7 +72,7 @@ Findings CheckBus(Machine& machine) {
   Findings findings = {{Level::kOk, "the system bus answers"}, CheckDaemonName(machine)};
   if (!HasPolicy(machine)) {
     findings.push_back({Level::kFailure,
-                        fmt::format("no policy lets {} own {}", kDaemonUser, kDaemonName),
+                        fmt::format("no bus policy allows {} to own {}", kDaemonUser, kDaemonName),
                         "install the package again, then systemctl reload dbus"});
   }
   return findings;
@@ -91,7 +91,7 @@ Findings CheckFlagsService(Machine& machine) {
       {machine.At("/etc/ap-wavelark/flags.d"), machine.At("/run/ap-wavelark/flags.d")});
   for (const std::string& error : reading.errors) {
     findings.push_back(
-        {Level::kFailure, error, "correct it: until then the last good settings stay in force"});
+        {Level::kFailure, error, "correct it: until then the last valid settings stay in force"});
   }
   return findings;
 }

@@ -36,7 +36,7 @@ struct EffectiveSettings {
   std::string flags_origin;
 };
 
-// From the bus if the service may be asked, else from the files that it would read.
+// Reads the map from the flags service, or from the flags files if the service does not answer.
 flags::FlagMap FindFlags(Machine& machine, std::string* origin) {
   std::string problem;
   if (machine.bus().FindOwner("org.velmora.ap.Flags")) {
@@ -58,19 +58,20 @@ bool IsSwitchedOn(bool by_command_line, const flags::FlagMap& flags, const char*
   return found->second != ap::kDisabledValue && by_command_line;
 }
 
-// Numbers that the daemon changes before it uses them.
+// Finds metrics that the daemon truncates.
 void FindTruncated(const ap::OptimizerFlags& flags, Findings* findings) {
   for (const SteerFlag& flag : kSteerFlags) {
     if (!IsMetric(flag.setting)) continue;
     const std::int32_t value = flags.*flag.field;
     const auto used = static_cast<std::uint8_t>(value);
     if (used == value) continue;
-    findings->push_back({Level::kWarning, fmt::format("{}={} counts as {}", flag.name, value, used),
+    findings->push_back({Level::kWarning,
+                         fmt::format("{}={} is truncated to {}", flag.name, value, used),
                          "use a value from 0 to 255"});
   }
 }
 
-// The map as the flags service checks it, which need not be ours.
+// Checks the map as ap-wavelark-flags does: another program may provide the flags service.
 void FindBadFlags(const EffectiveSettings& settings, Findings* findings) {
   for (const auto& [key, value] : settings.flags) {
     flags::Reading reading;
@@ -78,12 +79,12 @@ void FindBadFlags(const EffectiveSettings& settings, Findings* findings) {
     for (const std::string& error : reading.errors) {
       findings->push_back({Level::kFailure,
                            fmt::format("{}: {}", settings.flags_origin, error.substr(4)),
-                           "correct it: the daemon aborts on a text where a number belongs"});
+                           "correct it: the daemon aborts on a non-numeric value"});
     }
     for (const std::string& warning : reading.warnings) {
       findings->push_back({Level::kWarning,
                            fmt::format("{}: {}", settings.flags_origin, warning.substr(4)),
-                           "see ap-wavelark(8) for the keys: the daemon ignores this one"});
+                           "the daemon ignores this key: ap-wavelark(8) lists the keys"});
     }
   }
 }
@@ -111,7 +112,7 @@ void JudgeSteering(const EffectiveSettings& settings, Findings* findings) {
   if (limits.lqm_floor < limits.lqm_hysteresis + 2) {
     findings->push_back({Level::kWarning,
                          fmt::format("with floor {} and hysteresis {} no client is ever steered "
-                                     "a first time",
+                                     "for the first time",
                                      limits.lqm_floor, limits.lqm_hysteresis),
                          "set the floor at least 10 above the hysteresis"});
   }
@@ -122,7 +123,7 @@ void JudgeSteering(const EffectiveSettings& settings, Findings* findings) {
                          "set the steer interval to minutes"});
   }
   if (assumed.poll_interval() < std::chrono::seconds(1)) {
-    findings->push_back({Level::kWarning, "the poll interval is below 1 s, and counts as 1 s",
+    findings->push_back({Level::kWarning, "the poll interval is below 1 s: the daemon uses 1 s",
                          "set it to 10 to 60 s"});
   }
 }
@@ -131,14 +132,14 @@ void JudgeSteering(const EffectiveSettings& settings, Findings* findings) {
 
 Finding JudgeSalt(const Machine& machine, const std::string& path, const struct stat& status) {
   if (status.st_size == 0) {
-    return {Level::kFailure, path + " is empty: anybody can reverse the identifiers",
+    return {Level::kFailure, path + " is empty: anyone can reverse the identifiers",
             kMakeSalt + path + ", then restart the daemon"};
   }
   if ((status.st_mode & kForOthers) != 0) {
     return {Level::kFailure,
-            fmt::format("{} has mode {:04o}: anybody can read or write it", path,
+            fmt::format("{} has mode {:04o}: any user can read or write it", path,
                         status.st_mode & 07777u),
-            fmt::format("chgrp {0} {1} && chmod 0640 {1}; its identifiers may be known already",
+            fmt::format("chgrp {0} {1} && chmod 0640 {1}; users may have read it already",
                         kDaemonUser, path)};
   }
   if (const auto account = machine.FindAccount(kDaemonUser)) {
@@ -181,12 +182,12 @@ bool IsOtherUser(std::string_view value) { return value != kDaemonUser; }
 bool IsOtherType(std::string_view value) { return value != "notify"; }
 
 constexpr std::array<DropInRule, 5> kDropInRules = {{
-    {"PrivateNetwork", IsYes, Level::kFailure, "nl80211 and hostapd are out of reach"},
+    {"PrivateNetwork", IsYes, Level::kFailure, "the daemon can't reach nl80211 and hostapd"},
     {"RestrictAddressFamilies", LacksFamilies, Level::kFailure,
      "the daemon needs AF_UNIX and AF_NETLINK"},
-    {"Restart", IsNo, Level::kWarning, "the daemon stays away after its first failed check"},
-    {"User", IsOtherUser, Level::kWarning, "files and the bus policy are for ap-wavelark"},
-    {"Type", IsOtherType, Level::kWarning, "the watchdog and readiness need notify"},
+    {"Restart", IsNo, Level::kWarning, "the daemon is not restarted after a failed check"},
+    {"User", IsOtherUser, Level::kWarning, "files and bus policy are for ap-wavelark"},
+    {"Type", IsOtherType, Level::kWarning, "watchdog and readiness need Type=notify"},
 }};
 
 constexpr std::array<std::string_view, 3> kDropInDirectories = {
@@ -219,7 +220,7 @@ void JudgeDropIn(const Machine& machine, const std::string& file, Findings* find
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));
     JudgeDropInLine(file, platform::TrimWhitespace(line), findings);
   }
-  if (findings->size() == before) findings->push_back({Level::kOk, file + " does no harm"});
+  if (findings->size() == before) findings->push_back({Level::kOk, file + " is harmless"});
 }
 
 Findings JudgeUnit(const UnitState& unit) {
@@ -257,7 +258,7 @@ Findings CheckProgram(Machine& machine) {
   if (!state.IsThere()) {
     return {{Level::kFailure, ProblemText(kProgram, state.error), "apt install ap-wavelark"}};
   }
-  return {{Level::kOk, fmt::format("{} is there", kProgram)}};
+  return {{Level::kOk, fmt::format("{} exists", kProgram)}};
 }
 
 Findings CheckUser(Machine& machine) {
@@ -282,7 +283,7 @@ Findings CheckSettings(Machine& machine) {
   }
   if (!settings.options.error.empty()) {
     return {{Level::kFailure, fmt::format("{}: {}", kDaemonDefaultsFile, settings.options.error),
-             "correct DAEMON_OPTS: the daemon does not start"}};
+             "correct DAEMON_OPTS: the daemon does not start with it"}};
   }
   settings.flags = FindFlags(machine, &settings.flags_origin);
   JudgeSteering(settings, &findings);
@@ -298,7 +299,7 @@ Findings CheckSalt(Machine& machine) {
   const std::string path = ap::StationIdGenerator::kSaltFile;
   const PathState state = machine.Look(path);
   if (state.error == EACCES) {
-    return {{Level::kWarning, path + " can't be seen by this user", "run the check as root"}};
+    return {{Level::kWarning, "this user can't access " + path, "run the check as root"}};
   }
   if (!state.IsThere()) {
     return {{Level::kFailure, ProblemText(path, state.error) + ": records have no identifiers",
@@ -309,7 +310,7 @@ Findings CheckSalt(Machine& machine) {
 
 Findings CheckUnit(Machine& machine) {
   if (const auto unit = machine.unit(machine.bus())) return JudgeUnit(*unit);
-  return {{Level::kWarning, "no systemd answers, so the unit can't be seen",
+  return {{Level::kWarning, "systemd does not answer, so the unit can't be checked",
            "run the check where the daemon runs"}};
 }
 

@@ -35,13 +35,13 @@ std::string ClientIdentifier(const std::string& text, const platform::FilePath& 
   ap::MacAddress address;
   if (!ap::MacAddress::ParseFromString(text, &address)) {
     throw Failure(ExitStatus::kUsage,
-                  fmt::format("--client: \"{}\" is no address and no identifier", text));
+                  fmt::format("--client: '{}' is neither an address nor an identifier", text));
   }
-  // The generator logs that it can't read the salt, and does not say why.
+  // The generator does not report why it can't read the salt.
   if (!platform::ReadFileToString(salt_file)) {
     throw Failure(ExitStatus::kUnavailable,
-                  fmt::format("{}: {}; run as root, or give --client the identifier that the "
-                              "events have",
+                  fmt::format("{}: {}; run as root, or name the client by the identifier "
+                              "that its events have",
                               salt_file.native(), strerror(errno)));
   }
   std::string id;

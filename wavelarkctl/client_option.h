@@ -7,9 +7,9 @@
 
 namespace orvane::wavelarkctl {
 
-// The identifier of a client, or its first digits, in upper case. `text` is either that or a
-// hardware address with ":" or "-", from which the daemon's salt makes the identifier. Throws a
-// Failure: kUsage for a text that is neither, kUnavailable if the salt can't be read.
+// Returns the identifier of a client, or its first digits, in upper case. `text` is that
+// identifier, or a hardware address with ":" or "-", which is hashed with the daemon's salt. Throws
+// a Failure: kUsage for any other text, kUnavailable if the salt can't be read.
 std::string ClientIdentifier(const std::string& text, const platform::FilePath& salt_file);
 
 }  // namespace orvane::wavelarkctl

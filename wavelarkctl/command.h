@@ -11,13 +11,13 @@ class App;
 
 namespace orvane::wavelarkctl {
 
-// Exit statuses, those above 1 as in sysexits.h.
+// Exit statuses. Those above 1 are from sysexits.h.
 enum class ExitStatus : int {
   kOk = 0,
   kFound = 1,         // the question is answered, and the answer needs attention
   kUsage = 64,        // the command line is wrong
-  kData = 65,         // an input does not hold what it should
-  kUnavailable = 69,  // something that is needed is missing or does not answer
+  kData = 65,         // an input has wrong contents
+  kUnavailable = 69,  // a file, program or service is missing or does not answer
 };
 
 // Ends a subcommand: `what()` is one line for standard error, without the program's name.
@@ -32,7 +32,7 @@ class Failure : public std::runtime_error {
   ExitStatus status_;
 };
 
-// What a subcommand does once its options are parsed.
+// Runs a subcommand after its options are parsed.
 using Action = std::function<ExitStatus()>;
 
 // Adds one subcommand with its options to `app`. If the command line chooses it, `*action` is set.

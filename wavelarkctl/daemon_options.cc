@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view kVariable = "DAEMON_OPTS=";
 
-// Catches what is written to a stream while it lives.
+// Captures what is written to a stream during the lifetime of this object.
 class CapturedStream {
  public:
   explicit CapturedStream(std::ostream& stream)

@@ -11,20 +11,20 @@
 
 namespace orvane::wavelarkctl {
 
-// The daemon's command line as its systemd unit has it.
+// The daemon's command line in its systemd unit.
 struct DaemonOptions {
-  std::string text;  // of DAEMON_OPTS
+  std::string text;  // the value of DAEMON_OPTS
   ap::OptimizerFlags flags;
   int verbose_level = 0;
-  std::string error;  // what the daemon says about a wrong command line; empty if it is good
+  std::string error;  // the daemon's message about a wrong command line; empty if it is valid
 };
 
 inline constexpr char kDaemonDefaultsFile[] = "/etc/default/ap-wavelark";
 
-// Takes the last DAEMON_OPTS of an environment file (systemd.exec(5)).
+// Returns the last value of DAEMON_OPTS in an environment file (systemd.exec(5)).
 std::string FindDaemonOptions(std::string_view environment);
 
-// Gives the words of a text to the daemon's own parser.
+// Parses the words of a text with the daemon's own parser.
 DaemonOptions ParseDaemonOptions(const std::string& text);
 
 // Reads kDaemonDefaultsFile below `root`. Returns nothing, with errno set, if it can't be read.

@@ -42,7 +42,7 @@ std::string_view WhyText(ap::SteerVerdict why) {
   return "";
 }
 
-// A JSON object of the library takes four times as long as the text, of which a day has millions.
+// A day can have millions of decisions, and a JSON object of the library takes four times as long.
 std::string JsonLine(const Decision& decision) {
   return fmt::format(R"({{"time":{},"interface":{},"address":{},"metric":{},"last_metric":{},)"
                      R"("since_last_steer":{},"steered":{},"why":"{}"}})",

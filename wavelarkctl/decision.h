@@ -10,8 +10,8 @@
 
 namespace orvane::wavelarkctl {
 
-// What one poll decided about one client. `explain` reads decisions from the daemon's log, `replay`
-// makes them anew.
+// The decision of one poll about one client. `explain` reads decisions from the daemon's log,
+// `replay` computes them.
 struct Decision {
   platform::WallTime time;  // of the poll
   std::string interface;
@@ -26,18 +26,18 @@ struct Decision {
 
 // The limits that the daemon applies to each client.
 struct SteerLimits {
-  std::uint8_t lqm_floor;  // the one in force, of root or child
+  std::uint8_t lqm_floor;  // that of the role: root or child
   std::uint8_t lqm_hysteresis;
   platform::TimeSpan steer_interval;
 };
 
-// The verdict on a client that is not new, by the daemon's own rule.
+// Judges a client that is not new by the daemon's own rule.
 ap::SteerVerdict DeriveWhy(const Decision& decision, const SteerLimits& limits);
 
 // "new", "not-below-floor", "within-hysteresis", "too-early" or "steered".
 std::string_view WhyText(ap::SteerVerdict why);
 
-// One JSON object, without a line end. Bytes of the names that are not UTF-8 become U+FFFD.
+// One JSON object, without a line end. Bytes of names that are not UTF-8 become U+FFFD.
 std::string JsonLine(const Decision& decision);
 
 }  // namespace orvane::wavelarkctl

@@ -44,14 +44,14 @@ TEST(DecisionTest, EachReasonHasItsWord) {
   EXPECT_EQ(WhyText(SteerVerdict::kSteered), "steered");
 }
 
-TEST(DecisionTest, IsOneLineOfJson) {
+TEST(DecisionTest, ADecisionIsOneLineOfJson) {
   EXPECT_EQ(
       JsonLine(MakeDecision()),
       R"({"time":1700000000.25,"interface":"wlan-2400mhz","address":"02:00:00:00:00:01",)"
       R"("metric":20,"last_metric":5,"since_last_steer":601,"steered":true,"why":"steered"})");
 }
 
-TEST(DecisionTest, NamesFromOutsideCannotBreakTheJson) {
+TEST(DecisionTest, AnyNameIsValidJson) {
   Decision decision = MakeDecision();
   decision.interface = "a\"b\\\n\xff";
   decision.since_last_steer = -1500ms;

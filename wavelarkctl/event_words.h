@@ -10,12 +10,8 @@
 
 namespace orvane::wavelarkctl {
 
-// Who wanted a disconnect for this reason.
-enum class Wish : std::uint8_t {
-  kUnknown,  // the reason does not say
-  kAsked,    // the client, or the one who operates the access point
-  kNobody,
-};
+// Whether the client or the operator of the access point wanted a disconnect for this reason.
+enum class Wish : std::uint8_t { kUnknown, kWanted, kUnwanted };
 
 // A reason of an event in words.
 struct ReasonWords {
@@ -27,16 +23,16 @@ struct ReasonWords {
 // One row for each reason.
 std::span<const ReasonWords> Reasons();
 
-// The words for the name of a reason. The name itself, made printable, if it is not known.
+// Returns the words for the name of a reason. For an unknown name, returns the printable name.
 std::string WordsOfReason(std::string_view name);
 
-// The words for a decision about steering, by its name, as WordsOfReason.
+// The same for the name of a steering reason.
 std::string WordsOfSteering(std::string_view name);
 
-// The name of an interface as the system has it, "wlan-5000mhz" for WLAN_5000MHZ.
+// The system's name of an interface: "wlan-5000mhz" for WLAN_5000MHZ.
 std::string InterfaceName(std::string_view name);
 
-// The text without control characters, so that it can be shown on a terminal.
+// Replaces all but printable ASCII by '?', so that a terminal can show the text.
 std::string Printable(std::string_view text);
 
 }  // namespace orvane::wavelarkctl

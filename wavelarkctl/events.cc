@@ -21,6 +21,8 @@
 #include "recorder/schema.h"
 #include "wavelarkctl/client_option.h"
 #include "wavelarkctl/commands.h"
+#include "wavelarkctl/common_options.h"
+#include "wavelarkctl/human_text.h"
 #include "wavelarkctl/recorded_event.h"
 #include "wavelarkctl/records.h"
 #include "wavelarkctl/time_text.h"
@@ -30,25 +32,29 @@ namespace {
 
 using platform::FilePath;
 
-// How many past events --follow begins with.
+// The number of past events that --follow shows first.
 constexpr int kFirstEvents = 10;
 
-// How often --follow looks for more.
+// How often --follow looks for new events.
 constexpr int kPollMs = 500;
 
-// How often --follow tries to read a database that has replaced another one.
+// How many times --follow tries to read a database that replaces another one.
 constexpr int kMostFailures = 20;
 
 constexpr char kDescription[] = "Show the recorded events of clients";
 
-constexpr char kExamples[] =
-    "Events are shown in the order in which they were recorded. The daemon hands them to the\n"
-    "recorder once per upload period, so they appear later than they happen. A client is shown by\n"
-    "the first digits of its salted identifier.\n\n"
-    "Examples:\n"
-    "  wavelarkctl events --since 12h\n"
-    "  wavelarkctl events --follow --client 02:00:00:00:02:00\n"
-    "  wavelarkctl events --since '2026-11-22 08:00' --json | jq -r .event_type | sort | uniq -c";
+constexpr char kExamples[] = R"(Examples:
+  wavelarkctl events --since 12h
+      the events of the last 12 hours
+  wavelarkctl events --follow --client 02:00:00:00:02:00
+      the events of one client as they are recorded
+  wavelarkctl events --since '2026-11-22 08:00' --json | jq -r .event_type | sort | uniq -c
+      how many events of each type there were
+
+Events are shown in the order of recording. The daemon sends them to the recorder once per upload
+period, so they appear later than they happen. A client is shown by the first digits of its salted
+identifier. Exit status: 0; 64 for a wrong command line; 65 for a wrong database; 69 if the database
+or the salt can't be read.)";
 
 struct Options {
   FilePath database = recorder::DatabaseOptions().path;
@@ -59,7 +65,7 @@ struct Options {
   bool is_json = false;
 };
 
-// Becomes readable when a signal asks the program to end. The signals are blocked from then on.
+// Blocks SIGINT, SIGTERM and SIGHUP. The descriptor becomes readable at each of them.
 platform::ScopedFd OpenEndSignals() {
   sigset_t signals;
   sigemptyset(&signals);
@@ -68,16 +74,17 @@ platform::ScopedFd OpenEndSignals() {
   return platform::ScopedFd(signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
-// Waits for the next look. False if the program is to end: by a signal, or since nobody reads.
+// Waits until it is time to look for new events. Returns false if the program must end: after a
+// signal, or when the reader of standard output has gone.
 bool WaitForMore(const platform::ScopedFd& end_signals) {
-  // Without asking for any event, an error of the reader's end is still reported.
+  // Without any requested event, poll still reports that the reader has gone.
   auto descriptors = std::to_array<pollfd>({{end_signals.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}});
   const int ready = platform::RetryOnEintr(
       [&descriptors] { return poll(descriptors.data(), descriptors.size(), kPollMs); });
   return ready == 0;
 }
 
-// Identifies the file behind a path. A recorder that finds its database damaged begins another one.
+// Identifies a file. A recorder that finds its database damaged replaces the file.
 struct FileIdentity {
   dev_t device = 0;
   ino_t inode = 0;
@@ -91,7 +98,7 @@ std::optional<FileIdentity> IdentityOf(const FilePath& path) {
 }
 
 void PrintAll(EventReader* reader, bool is_json) {
-  const bool has_colour = !is_json && isatty(STDOUT_FILENO) != 0;
+  const bool has_colour = !is_json && IsColourWanted();
   while (true) {
     const std::vector<RecordedEvent>& events = reader->ReadSome();
     for (const RecordedEvent& event : events) {
@@ -102,8 +109,8 @@ void PrintAll(EventReader* reader, bool is_json) {
   std::cout.flush();
 }
 
-// Prints what is recorded until the program is to end (true), or another database is in place of
-// this one (false).
+// Prints events as they are recorded. Returns true if the program must end, false if another
+// database has replaced this one.
 bool Follow(EventReader* reader, const Options& options, const platform::ScopedFd& end_signals) {
   const auto identity = IdentityOf(options.database);
   while (true) {
@@ -128,7 +135,7 @@ void FollowAll(const Options& options, const EventFilter& filter) {
         is_over = Follow(&reader, options, end_signals);
       });
     } catch (const Failure&) {
-      // The recorder may still be making the database that replaces the one before.
+      // The recorder may still be creating the new database.
       const bool is_replaced = followed.has_value() && IdentityOf(options.database) != followed;
       if (!is_replaced || ++failures == kMostFailures) throw;
       is_over = !WaitForMore(end_signals);
@@ -162,28 +169,20 @@ void AddEvents(CLI::App& app, Action* action) {
   command->footer(kExamples);
   const auto options = std::make_shared<Options>();
   command->add_flag("--follow", options->is_following,
-                    "Go on with events as they are recorded, until a signal; begins with the last "
-                    "10 events, or at --since");
+                    "Show the last 10 events, or those of --since, then new ones until a signal");
   command
       ->add_option("--since", options->since,
-                   "Only events since then: 7d, 12h, 90m, 30s ago, or a date with or without a "
-                   "time of day")
-      ->type_name("TIME");
+                   fmt::format("Only events since this time{}", kTimeForms))
+      ->option_text("TIME");
   command
       ->add_option("--client", options->client,
-                   "Only events of this client: its address, its identifier, or the first "
-                   "digits of that")
-      ->type_name("ID|MAC");
+                   "Only events of this client: its address, its identifier, or the first digits "
+                   "of that")
+      ->option_text("ID|MAC");
   command->add_flag("--json", options->is_json,
-                    "Print an object of JSON per line, with the fields of the database");
-  command->add_option("--database", options->database, "The recorder's database")
-      ->type_name("FILE")
-      ->default_str(options->database.native());
-  command
-      ->add_option("--salt", options->salt,
-                   "The salt of the identifiers, to find the identifier of an address")
-      ->type_name("FILE")
-      ->default_str(options->salt.native());
+                    "Print a JSON object for each event, with the fields of the database");
+  AddDatabaseOption(*command, &options->database);
+  AddSaltOption(*command, &options->salt);
   command->callback([action, options] { *action = [options] { return Run(*options); }; });
 }
 

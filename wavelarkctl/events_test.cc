@@ -34,7 +34,7 @@ class EventsTest : public testbed::ToolTest {
     return Run(options);
   }
 
-  // What the tool prints. It is to succeed.
+  // The output of the tool, which must succeed.
   std::string Lines(const std::vector<std::string>& options = {}) const {
     const Outcome outcome = Events(options);
     EXPECT_EQ(outcome.status, 0);
@@ -139,10 +139,10 @@ TEST_F(EventsTest, SinceLeavesOutWhatWasBefore) {
   EXPECT_EQ(Lines({"--since", "30s"}), "");
   const Outcome outcome = Events({"--since", "soon"});
   EXPECT_EQ(outcome.status, 64);
-  EXPECT_THAT(outcome.err, StartsWith("wavelarkctl: --since: \"soon\" is no time, as 7d, "));
+  EXPECT_THAT(outcome.err, StartsWith("wavelarkctl: --since: 'soon' is not a time, such as 7d, "));
 }
 
-TEST_F(EventsTest, MoreThanAPageComesInOrder) {
+TEST_F(EventsTest, EventsOfSeveralPagesComeInOrder) {
   std::vector<PlayedEvent> events;
   std::string expected;
   for (int i = 0; i < 2500; ++i) {
@@ -164,7 +164,7 @@ TEST_F(EventsTest, ClientIsAnIdentifierOrItsBeginning) {
   }
 }
 
-TEST_F(EventsTest, ClientIsAnAddressWhereTheSaltCanBeRead) {
+TEST_F(EventsTest, ClientIsAnAddressIfTheSaltCanBeRead) {
   const platform::FilePath salt = directory_.path() / "salt";
   testbed::WriteFile(salt, "secret\n");
   std::string id;
@@ -180,10 +180,10 @@ TEST_F(EventsTest, ClientIsAnAddressWhereTheSaltCanBeRead) {
                                       ": No such file or directory; run as root, or"));
 }
 
-TEST_F(EventsTest, WhatIsNoDatabaseOfTheRecorderIsRefused) {
+TEST_F(EventsTest, AFileThatIsNotARecordersDatabaseIsRefused) {
   ExpectRefused(69, "No such file or directory");
   testbed::WriteFile(path_, "");
-  ExpectRefused(65, "the database is empty, the recorder has not made its tables");
+  ExpectRefused(65, "the database is empty: the recorder has not created its tables");
   testbed::WriteFile(path_, std::string(8192, 'x'));
   ExpectRefused(65, "file is not a database");
   std::filesystem::remove(path_);
@@ -193,7 +193,7 @@ TEST_F(EventsTest, WhatIsNoDatabaseOfTheRecorderIsRefused) {
   std::filesystem::remove(path_);
   Execute("ALTER TABLE client_events DROP COLUMN first_time_seen");
   ExpectRefused(65,
-                "has no column client_events.first_time_seen; a current recorder adds it when it "
+                "has no column client_events.first_time_seen: a current recorder adds it when it "
                 "starts");
   Execute("PRAGMA user_version = 99");
   ExpectRefused(65, "the database has version 99, this program reads version 1");
@@ -202,7 +202,7 @@ TEST_F(EventsTest, WhatIsNoDatabaseOfTheRecorderIsRefused) {
   ExpectRefused(69, "not a regular file");
 }
 
-TEST_F(EventsTest, ADamagedDatabaseIsALine) {
+TEST_F(EventsTest, ADamagedDatabaseIsReportedInOneLine) {
   std::vector<PlayedEvent> events(5000, Connect("0", 1'700'000'000'000));
   Store(events);
   std::string bytes = *platform::ReadFileToString(path_);
@@ -212,14 +212,14 @@ TEST_F(EventsTest, ADamagedDatabaseIsALine) {
   ExpectRefused(65, "database disk image is malformed");
 }
 
-TEST_F(EventsTest, ACutOffDatabaseIsALine) {
+TEST_F(EventsTest, ATruncatedDatabaseIsReportedInOneLine) {
   Store(std::vector<PlayedEvent>(5000, Connect("0", 1'700'000'000'000)));
   const std::string bytes = *platform::ReadFileToString(path_);
   testbed::WriteFile(path_, std::string_view(bytes).substr(0, bytes.size() / 2));
   ExpectRefused(65, "database disk image is malformed");
 }
 
-// Without rights to the directory SQLite can't make the files that it has beside a database.
+// Without rights to the directory, SQLite can't create its files beside the database.
 TEST_F(EventsTest, AnotherUserReadsTheDatabaseWithOrWithoutARecorder) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
   Store({Connect("01", 1'700'000'000'000)});
@@ -262,7 +262,7 @@ class FollowTest : public EventsTest {
   }
 };
 
-TEST_F(FollowTest, ShowsTheLastEventsAndThoseThatCome) {
+TEST_F(FollowTest, ShowsTheLastEventsAndNewOnes) {
   std::vector<PlayedEvent> events;
   for (int i = 0; i < 15; ++i)
     events.push_back(Connect(fmt::format("{:02}", i), 1'700'000'000'000));
@@ -279,7 +279,7 @@ TEST_F(FollowTest, ShowsTheLastEventsAndThoseThatCome) {
   ExpectEnd(child.get());
 }
 
-TEST_F(FollowTest, GoesOnWithTheDatabaseThatReplacesADamagedOne) {
+TEST_F(FollowTest, ContinuesWithTheDatabaseThatReplacesADamagedOne) {
   Store({Connect("01", 1'700'000'000'000)});
   const auto child = Follow();
   ASSERT_TRUE(child->out().WaitForLine("01AAAAAA", kLongEnough).has_value());
@@ -290,7 +290,7 @@ TEST_F(FollowTest, GoesOnWithTheDatabaseThatReplacesADamagedOne) {
   ExpectEnd(child.get());
 }
 
-TEST_F(FollowTest, EndsWhenNobodyReads) {
+TEST_F(FollowTest, EndsWhenItsReaderEnds) {
   Store({Connect("01", 1'700'000'000'000)});
   const auto child = testbed::StartProcess(
       {"bash", "-c", "set -o pipefail; \"$0\" events --follow --database \"$1\" | head -n 1",

@@ -1,4 +1,4 @@
-// The subcommand "explain": where the log comes from, and where its explanation goes.
+// The subcommand "explain": its options, the log, the settings, and the output.
 
 #include <fmt/format.h>
 
@@ -14,6 +14,7 @@
 #include "platform/files.h"
 #include "wavelarkctl/assumed_settings.h"
 #include "wavelarkctl/commands.h"
+#include "wavelarkctl/common_options.h"
 #include "wavelarkctl/daemon_options.h"
 #include "wavelarkctl/explain_text.h"
 #include "wavelarkctl/explainer.h"
@@ -42,7 +43,8 @@ ExplainFilter MakeFilter(const ExplainOptions& options) {
   if (!options.client.empty()) {
     ap::MacAddress address;
     if (!ap::MacAddress::ParseFromString(options.client, &address)) {
-      throw Failure(ExitStatus::kUsage, "--client: " + options.client + " is no hardware address");
+      throw Failure(ExitStatus::kUsage, "--client: '" + options.client +
+                                            "' is not an address, such as 02:00:00:00:00:01");
     }
     filter.client = address;
     filter.keep_runs = !options.json;
@@ -51,8 +53,8 @@ ExplainFilter MakeFilter(const ExplainOptions& options) {
   return filter;
 }
 
-// The settings on this machine, or below the root. A log file may be another machine's, so it has
-// them only where the user names a root.
+// Takes the settings of this machine, or of the machine below --root. A log file may come from
+// another machine, so its settings are taken only with --root.
 void TakeMachineSettings(const ExplainOptions& options, AssumedSettings* settings) {
   if (!options.files.empty() && options.root.empty()) return;
   const platform::FilePath root = options.root.empty() ? "/" : options.root;
@@ -86,7 +88,7 @@ void ReadAll(const ExplainOptions& options, platform::WallTime since, Explainer*
   explainer->Finish();
 }
 
-// What is not in the output of --json.
+// Prints what the output of --json lacks.
 void PrintRemarks(const Explainer& explainer) {
   for (const auto& [name, value, origin] : explainer.settings().Describe()) {
     std::cerr << fmt::format("wavelarkctl: assumed {} {} from {}\n", name, value, origin);
@@ -102,8 +104,7 @@ void CheckLog(const Explainer& explainer, const ExplainFilter& filter, bool is_j
     throw Failure(
         ExitStatus::kData,
         is_journal
-            ? "the journal shows no line of ap-wavelark.service: run it as root, or "
-              "give a log file"
+            ? "the journal shows no line of ap-wavelark.service: run as root, or name a log file"
             : fmt::format("no line of ap-wavelark's log among {}", Count(summary.lines, "line")));
   }
   if (filter.client && explainer.clients().empty() && summary.is_verbose) {
@@ -129,7 +130,7 @@ ExitStatus Explain(const ExplainOptions& options) {
   }
   if (!explainer.summary().is_verbose) {
     throw Failure(ExitStatus::kData,
-                  "the log was not written with --v=1: it has steers, but not why other clients "
+                  "the log was written without --v=1: it shows steers, but not why other clients "
                   "were not steered");
   }
   return FindAttention(explainer).empty() ? ExitStatus::kOk : ExitStatus::kFound;
@@ -146,8 +147,8 @@ constexpr char kExamples[] = R"(Examples:
     jq -r 'select(.steered) | .address'
       the addresses of the clients that were steered
 
-The daemon must run with --v=1. Exit status: 0; 1 if something needs attention; 64 for a wrong command
-line; 65 if the log does not have what is needed; 69 if it can't be read.)";
+The daemon must run with --v=1. Exit status: 0; 1 if something needs attention; 64 for a wrong
+command line; 65 if the log lacks what is needed; 69 if it can't be read.)";
 
 }  // namespace
 
@@ -155,24 +156,20 @@ void AddExplain(CLI::App& app, Action* action) {
   auto options = std::make_shared<ExplainOptions>();
   CLI::App* command = app.add_subcommand(
       "explain", "Explain why clients were steered or not, from the daemon's log");
-  command->add_option("--client", options->client, "Show the polls of this client only")
+  command->add_option("--client", options->client, "Only the polls of this client")
       ->option_text("MAC");
   command
       ->add_option("--since", options->since,
-                   "Begin so long ago, as 7d, 12h or 90m, or at a time, as '2026-11-22 08:00'")
+                   fmt::format("Only the log since this time{}", kTimeForms))
       ->option_text("TIME");
-  command
-      ->add_option(
-          "--set", options->settings,
-          "Assume a setting, by the daemon's flag or by the key at run time; may be repeated")
-      ->option_text("FLAG=VALUE")
-      ->allow_extra_args(false);
+  AddSetOption(*command, &options->settings);
   command
       ->add_option("--root", options->root,
-                   "Take the settings of the machine whose files are below DIR")
+                   "Read the settings from the files below DIR, not from those of this machine")
       ->option_text("DIR");
   command->add_flag("--json", options->json, "Print a JSON object for each client and poll");
-  command->add_option("FILE", options->files, "Logs instead of the journal; - is standard input")
+  command
+      ->add_option("FILE", options->files, "Read these logs, not the journal; - is standard input")
       ->option_text("...");
   command->footer(kExamples);
   command->callback([options, action] { *action = [options] { return Explain(*options); }; });

@@ -81,7 +81,7 @@ class Log {
   std::string text_;
 };
 
-// A phone walks off at 2.4 GHz, is steered, and comes to 5 GHz. A tablet stays in the next room.
+// A phone moves away at 2.4 GHz, is steered, and joins 5 GHz. A tablet keeps its signal.
 Log Walk() {
   return Log()
       .Start()
@@ -124,6 +124,11 @@ Assumed settings
   poll interval   1m   from the log of 2026-02-01 10:00:00
 )";
 
+constexpr char kUnknownInterface[] = R"(
+  ?: no earlier line names the interface. A steer or an event of hostapd names it, the
+  line of a poll does not.
+)";
+
 TEST_F(ExplainTest, ShowsEachClientAndEachSteer) {
   const Outcome outcome = Explain(Walk());
   EXPECT_EQ(outcome.err, "");
@@ -136,9 +141,9 @@ Clients
   02:11:22:33:44:66  ?                 3  -67..-64      3 dB above the floor (10:03:00)
 
 Steers
-  TIME                 CLIENT             FROM          SIGNAL (dBm)         WHAT CAME OF IT
+  TIME                 CLIENT             FROM          SIGNAL (dBm)         OUTCOME
   2026-02-01 10:12:00  02:11:22:33:44:55  wlan-2400mhz  -82 -> -50 (+32 dB)  went to wlan-5000mhz after 2s
-)");
+)" + kUnknownInterface);
   EXPECT_EQ(outcome.status, 0);
 }
 
@@ -150,15 +155,15 @@ TEST_F(ExplainTest, ShowsTheConditionsOfOneClient) {
                 kSettings + R"(
 02:11:22:33:44:55
   TIME                 POLLS  INTERFACE     SIGNAL (dBm)  BELOW FLOOR  CHANGED  LONG ENOUGH  CLOSEST TO A STEER
-  2026-02-01 10:01:00      1  wlan-2400mhz                                                   it was new on the interface
+  2026-02-01 10:01:00      1  wlan-2400mhz                                                   new on the interface
   2026-02-01 10:02:00      1  wlan-2400mhz  -52           no           yes      no           18 dB above the floor
   2026-02-01 10:03:00      1  wlan-2400mhz  -82           yes          yes      no           too early by 8m
   2026-02-01 10:12:00      1  wlan-2400mhz  -82           yes          yes      yes          STEERED
-  2026-02-01 10:13:00      1  wlan-5000mhz                                                   it was new on the interface
+  2026-02-01 10:13:00      1  wlan-5000mhz                                                   new on the interface
   2026-02-01 10:14:00      1  wlan-5000mhz  -50           no           yes      no           20 dB above the floor
 
 Steers
-  TIME                 CLIENT             FROM          SIGNAL (dBm)         WHAT CAME OF IT
+  TIME                 CLIENT             FROM          SIGNAL (dBm)         OUTCOME
   2026-02-01 10:12:00  02:11:22:33:44:55  wlan-2400mhz  -82 -> -50 (+32 dB)  went to wlan-5000mhz after 2s
 )");
   EXPECT_EQ(outcome.status, 0);
@@ -174,7 +179,7 @@ TEST_F(ExplainTest, PollsInARowWithTheSameReasonAreOneLine) {
   EXPECT_THAT(outcome.out,
               HasSubstr("  2026-02-01 10:02:00 - 10:04:00      3  ?          -90..-71      yes"
                         "          no       no           changed by 11 dB since its last steer, "
-                        "not by over 15\n"));
+                        "not by more than 15\n"));
 }
 
 TEST_F(ExplainTest, PrintsAnObjectForEachClientAndPoll) {
@@ -192,20 +197,20 @@ TEST_F(ExplainTest, PrintsAnObjectForEachClientAndPoll) {
   EXPECT_EQ(outcome.status, 0);
 }
 
-TEST_F(ExplainTest, SinceLeavesOutWhatIsOlder) {
+TEST_F(ExplainTest, SinceLeavesOutOlderPolls) {
   const Outcome outcome = Explain(Walk(), {"--since", "2026-02-01 10:13"});
   EXPECT_THAT(outcome.out,
               StartsWith("2026-02-01 10:14:00 to 2026-02-01 10:14:00: 1 client, 0 steers\n"));
   EXPECT_THAT(outcome.out, HasSubstr("02:11:22:33:44:55  wlan-5000mhz      1  -50 "));
 }
 
-TEST_F(ExplainTest, NothingSinceATimeIsNoError) {
+TEST_F(ExplainTest, AnEmptyPeriodIsNotAnError) {
   const Outcome outcome = Explain(Walk(), {"--since", "2026-02-01 11:00"});
   EXPECT_THAT(outcome.out, HasSubstr(": 0 clients, 0 steers\n"));
   EXPECT_EQ(outcome.status, 0);
 }
 
-// What became of a steer, after the line that begins with the signal.
+// A log, the end of its line in the table of steers, and the exit status.
 struct OutcomeCase {
   const char* name;
   Log log;
@@ -220,10 +225,10 @@ Log SteerAt2400() {
       .Steered("10:12:00", kPhone, 18, 0, k2400);
 }
 
-TEST_F(ExplainTest, SaysWhatCameOfASteer) {
+TEST_F(ExplainTest, ShowsTheOutcomeOfASteer) {
   const std::vector<OutcomeCase> cases = {
       {"moved, without events", SteerAt2400().Judged("10:15:00", kPhone, 40, 0, "1m"),
-       "-82 -> -60 (+22 dB)  went to wlan-5000mhz by the poll after 2m", 0},
+       "-82 -> -60 (+22 dB)  went to wlan-5000mhz within 2m", 0},
       {"came back",
        SteerAt2400()
            .Left("10:12:00", kPhone, k2400)
@@ -231,10 +236,10 @@ TEST_F(ExplainTest, SaysWhatCameOfASteer) {
            .Judged("10:13:00", kPhone, 17, 18, "1m"),
        "-82 -> -83 (-1 dB)  came back after 1s", 0},
       {"came back or stayed", SteerAt2400().Judged("10:13:00", kPhone, 18, 18, "1m"),
-       "-82 -> -82 (+0 dB)  was there by the poll after 1m", 0},
+       "-82 -> -82 (+0 dB)  there again or still there within 1m", 0},
       {"left, and back by the next poll",
        SteerAt2400().Left("10:12:00", kPhone, k2400).Judged("10:13:00", kPhone, 17, 18, "1m"),
-       "-82 -> -83 (-1 dB)  came back by the poll after 1m", 0},
+       "-82 -> -83 (-1 dB)  came back within 1m", 0},
       {"stayed",
        SteerAt2400().Came("10:12:30", kTablet, k2400).Judged("10:13:00", kPhone, 18, 18, "1m"),
        "-82 -> -82 (+0 dB)  no effect: it did not leave", 1},
@@ -262,7 +267,7 @@ TEST_F(ExplainTest, ACommandWithoutEffectNeedsAttention) {
       SteerAt2400().Came("10:12:30", kTablet, k2400).Judged("10:13:00", kPhone, 18, 18, "1m"));
   EXPECT_THAT(outcome.out,
               EndsWith("\nNeeds attention\n  02:11:22:33:44:55: 1 command had no effect, the first "
-                       "at 2026-02-01 10:12:00. See whether hostapd accepts DISASSOCIATE: "
+                       "at 2026-02-01 10:12:00. Check whether hostapd accepts DISASSOCIATE: "
                        "hostapd_cli -i wlan-2400mhz status\n"));
 }
 
@@ -278,7 +283,7 @@ TEST_F(ExplainTest, AClientThatBouncesNeedsAttention) {
                                      "steered 4 times\n"));
   EXPECT_THAT(outcome.out,
               HasSubstr("Needs attention\n  02:11:22:33:44:55 bounces: it was steered 3 times in a "
-                        "row, each time within two steer intervals of the time before. "));
+                        "row, each time within two steer intervals of the previous steer. "));
   EXPECT_EQ(outcome.status, 1);
 }
 
@@ -293,13 +298,13 @@ TEST_F(ExplainTest, PollsThatFailedNeedAttention) {
 
 TEST_F(ExplainTest, AClockThatIsSetBackNeedsAttention) {
   const Outcome outcome = Explain(SteerAt2400().Judged("09:13:00", kPhone, 18, 18, "-59m"));
-  EXPECT_THAT(outcome.out, HasSubstr("was there after an unknown time\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("there again or still there after an unknown time\n"));
   EXPECT_THAT(outcome.out,
               HasSubstr("The clock was set back 1 time, first at 2026-02-01 10:12:00."));
   EXPECT_EQ(outcome.status, 1);
 }
 
-TEST_F(ExplainTest, SettingsThatDoNotFitTheLogNeedAttention) {
+TEST_F(ExplainTest, SettingsThatContradictTheLogNeedAttention) {
   const Log log = Log()
                       .Start()
                       .Judged("10:12:00", kPhone, 33, 0, "11m")
@@ -316,7 +321,7 @@ TEST_F(ExplainTest, SettingsThatDoNotFitTheLogNeedAttention) {
   EXPECT_EQ(with_floor.status, 0);
 }
 
-TEST_F(ExplainTest, AssumesTheSettingsOfTheMachineBelowARoot) {
+TEST_F(ExplainTest, RootNamesTheMachineWithTheSettings) {
   WriteBelow("root/etc/default/ap-wavelark",
              "# Flags\nDAEMON_OPTS=\"--nois_root --client_steering_child_lqm_floor=20 "
              "--client_steering_interval=300\"\n");
@@ -331,7 +336,7 @@ Assumed settings
   steer interval  5m  from /etc/default/ap-wavelark
   poll interval   1m  from /etc/default/ap-wavelark
 )"));
-  // The files are good once the value is in range.
+  // Without the value out of range, the files are valid.
   WriteBelow("root/etc/ap-wavelark/flags.d/50.conf",
              "clientSteeringRootLqmFloor=50\nclientSteeringChildLqmFloor=25\n");
   EXPECT_THAT(Explain(log, {"--root", root}).out,
@@ -342,9 +347,9 @@ Assumed settings
 
 TEST_F(ExplainTest, AWrongCommandLineIsRefused) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
-      {{"--client", "nobody"}, "--client: nobody is no hardware address"},
+      {{"--client", "nobody"}, "--client: 'nobody' is not an address, such as 02:00:00:00:00:01"},
       {{"--since", "soon"},
-       "--since: \"soon\" is no time, as 7d, 12h, 90m, 30s or 2026-11-22 08:00"},
+       "--since: 'soon' is not a time, such as 7d, 12h, 90m, 30s or 2026-11-22 08:00"},
       {{"--set", "floor=3"},
        "--set: floor is not a numeric steering flag: client_steering_interval, "
        "client_steering_poll_interval, client_steering_root_lqm_floor, "
@@ -369,7 +374,7 @@ TEST_F(ExplainTest, ALogWithoutVerboseLinesHasSteersOnly) {
   EXPECT_EQ(outcome.status, 65);
   EXPECT_THAT(outcome.out, HasSubstr("02:11:22:33:44:55  ?     -82           not seen again\n"));
   EXPECT_EQ(outcome.err,
-            "wavelarkctl: the log was not written with --v=1: it has steers, but not why other "
+            "wavelarkctl: the log was written without --v=1: it shows steers, but not why other "
             "clients were not steered\n");
 }
 
@@ -395,7 +400,7 @@ TEST_F(ExplainTest, AFileThatCannotBeReadIsAnError) {
   EXPECT_THAT(directory.err, EndsWith(": Is a directory (21)\n"));
 }
 
-// Lines of others, with or without a syslog's prefix, and cut ones, change nothing.
+// Lines of other programs and incomplete lines, with or without a syslog's prefix, change nothing.
 TEST_F(ExplainTest, OtherLinesChangeNothing) {
   const std::string clean = Walk().text();
   Log noisy;
@@ -469,14 +474,14 @@ TEST_F(JournalTest, AJournalThatCannotBeReadIsAnError) {
   Journal("exit 127");
   const Outcome missing = Run({"explain", "--root", directory_.path().native()});
   EXPECT_EQ(missing.err,
-            "wavelarkctl: there is no journalctl: give a log file, or - for standard input\n");
+            "wavelarkctl: journalctl is missing: name a log file, or - for standard input\n");
   Journal("true");
   const Outcome empty = Run({"explain", "--root", directory_.path().native()});
   EXPECT_EQ(empty.status, 65);
   EXPECT_EQ(
       empty.err,
-      "wavelarkctl: the journal shows no line of ap-wavelark.service: run it as root, or give "
-      "a log file\n");
+      "wavelarkctl: the journal shows no line of ap-wavelark.service: run as root, or name a log "
+      "file\n");
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 
 #include "wavelarkctl/event_words.h"
 #include "wavelarkctl/human_text.h"
-#include "wavelarkctl/local_time.h"
+#include "wavelarkctl/time_text.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -22,7 +22,7 @@ using ClientEntry = std::pair<const MacAddress, ClientHistory>;
 constexpr std::size_t kMostClients = 20;
 constexpr int kSignalOfMetric0 = -100;
 
-// In dBm. The ends of the range stand for all that is beyond them.
+// In dBm. The ends of the range also stand for signals beyond them.
 std::string SignalText(std::uint8_t metric) { return std::to_string(metric + kSignalOfMetric0); }
 
 std::string RangeText(std::uint8_t lowest, std::uint8_t highest) {
@@ -30,13 +30,24 @@ std::string RangeText(std::uint8_t lowest, std::uint8_t highest) {
   return fmt::format("{}..{}", SignalText(lowest), SignalText(highest));
 }
 
+constexpr char kUnknownInterface[] = "?";
+
 std::string InterfaceText(const std::string& interface) {
-  return interface.empty() ? "?" : Printable(interface);
+  return interface.empty() ? kUnknownInterface : Printable(interface);
+}
+
+bool HasUnknownInterface(const ClientHistory& history) {
+  return history.interface.empty() ||
+         std::ranges::any_of(history.steers,
+                             [](const SteerRecord& steer) { return steer.interface.empty(); }) ||
+         std::ranges::any_of(history.runs, [](const PollRun& run) {
+           return run.closest.decision.interface.empty();
+         });
 }
 
 // Clients
 
-// Those that were steered most, then those that came closest to it.
+// Clients with the most steers come first, then those that were closest to a steer.
 bool ComesFirst(const ClientEntry* a, const ClientEntry* b) {
   if (a->second.steers.size() != b->second.steers.size()) {
     return a->second.steers.size() > b->second.steers.size();
@@ -53,7 +64,7 @@ std::string ClosestText(const ClientHistory& history) {
     return history.steers.size() == 1 ? "steered once"
                                       : fmt::format("steered {} times", history.steers.size());
   }
-  if (!history.closest) return "not judged yet: it was new";
+  if (!history.closest) return "not judged yet: new on the interface";
   return fmt::format("{} ({})", ReasonText(*history.closest),
                      FormatClock(history.closest->decision.time));
 }
@@ -75,7 +86,7 @@ std::string ClientsText(const Explainer& explainer) {
   }
   std::string text = FormatTable(rows, {2});
   if (entries.size() >= rows.size()) {
-    text += fmt::format("  and {} that were further from a steer (--client shows one)\n",
+    text += fmt::format("  and {} further from a steer (--client shows one)\n",
                         Count(entries.size() + 1 - rows.size(), "client"));
   }
   return text;
@@ -87,7 +98,7 @@ std::string YesOrNo(bool condition) { return condition ? "yes" : "no"; }
 
 std::string ResultText(const PollRun& run) {
   const ExplainedDecision& closest = run.closest;
-  if (closest.decision.why == SteerVerdict::kNew) return "it was new on the interface";
+  if (closest.decision.why == SteerVerdict::kNew) return "new on the interface";
   if (!closest.is_contradiction) return ReasonText(closest);
   return closest.decision.steered ? "STEERED, against the assumed settings"
                                   : "not steered, against the assumed settings";
@@ -125,7 +136,7 @@ std::string RunsText(const ClientHistory& history) {
 std::string AwayText(const SteerRecord& steer) {
   const TimeSpan away = *steer.back - steer.time;
   if (away < TimeSpan::zero()) return "after an unknown time";
-  return (steer.is_back_by_event ? "after " : "by the poll after ") + FormatShortSpan(away);
+  return (steer.is_back_by_event ? "after " : "within ") + FormatShortSpan(away);
 }
 
 std::string OutcomeText(const SteerRecord& steer) {
@@ -135,7 +146,7 @@ std::string OutcomeText(const SteerRecord& steer) {
     case SteerOutcome::kReturned:
       return "came back " + AwayText(steer);
     case SteerOutcome::kReturnedOrStayed:
-      return "was there " + AwayText(steer);
+      return "there again or still there " + AwayText(steer);
     case SteerOutcome::kStayed:
       return "no effect: it did not leave";
     case SteerOutcome::kLost:
@@ -161,7 +172,7 @@ std::string SteersText(const Explainer& explainer) {
     for (const SteerRecord& steer : history.steers) steers.emplace_back(&address, &steer);
   }
   std::ranges::stable_sort(steers, {}, [](const auto& entry) { return entry.second->time; });
-  Rows rows = {{"TIME", "CLIENT", "FROM", "SIGNAL (dBm)", "WHAT CAME OF IT"}};
+  Rows rows = {{"TIME", "CLIENT", "FROM", "SIGNAL (dBm)", "OUTCOME"}};
   for (const auto& [address, steer] : steers) {
     rows.push_back({FormatLocalSeconds(steer->time), address->ToString(),
                     InterfaceText(steer->interface), ChangeText(*steer), OutcomeText(*steer)});
@@ -176,7 +187,8 @@ bool HadNoEffect(const SteerRecord& steer) {
   return outcome == SteerOutcome::kStayed || outcome == SteerOutcome::kLost;
 }
 
-// The most steers in a row of which each follows the one before within two steer intervals.
+// Returns the length of the longest chain: steers that each follow the previous one within two
+// steer intervals.
 std::size_t LongestChain(const std::vector<SteerRecord>& steers) {
   std::size_t longest = 0;
   std::size_t chain = 0;
@@ -194,25 +206,28 @@ void FindInClient(const MacAddress& address, const ClientHistory& history,
   if (const std::size_t chain = LongestChain(history.steers); chain > 1) {
     found->push_back(
         fmt::format("{} bounces: it was steered {} times in a row, each time within two steer "
-                    "intervals of the time before. Raise the hysteresis or the steer interval, "
+                    "intervals of the previous steer. Raise the hysteresis or the steer interval, "
                     "or lower the floor.",
                     address.ToString(), chain));
   }
   const auto lost = std::ranges::count_if(history.steers, HadNoEffect);
   if (lost == 0) return;
   const auto first = std::ranges::find_if(history.steers, HadNoEffect);
+  // Without --v=1 the log does not show the interface of a steer.
+  const std::string option =
+      first->interface.empty() ? "" : fmt::format(" -i {}", Printable(first->interface));
   found->push_back(fmt::format(
-      "{}: {} had no effect, the first at {}. See whether hostapd accepts DISASSOCIATE: "
-      "hostapd_cli -i {} status",
+      "{}: {} had no effect, the first at {}. Check whether hostapd accepts DISASSOCIATE: "
+      "hostapd_cli{} status",
       address.ToString(), Count(static_cast<std::size_t>(lost), "command"),
-      FormatLocalSeconds(first->time), InterfaceText(first->interface)));
+      FormatLocalSeconds(first->time), option));
 }
 
 std::string ContradictionText(const LogSummary& summary) {
   const ExplainedDecision& first = *summary.first_contradiction;
   return fmt::format(
       "{} the assumed settings, the first at {}: {} {}. The settings were changed "
-      "at run time: give those of that time with --set.",
+      "at run time: pass the settings of that time with --set.",
       summary.contradictions == 1 ? "1 decision contradicts"
                                   : fmt::format("{} decisions contradict", summary.contradictions),
       FormatLocalSeconds(first.decision.time), first.decision.address,
@@ -262,7 +277,7 @@ std::string ReasonText(const ExplainedDecision& explained) {
     return fmt::format("too weak for a first steer: metric {}, not above {}", decision.metric,
                        limits.lqm_hysteresis);
   }
-  return fmt::format("changed by {} dB since its last steer, not by over {}",
+  return fmt::format("changed by {} dB since its last steer, not by more than {}",
                      std::abs(decision.metric - decision.last_metric), limits.lqm_hysteresis);
 }
 
@@ -281,8 +296,8 @@ std::vector<std::string> FindAttention(const Explainer& explainer) {
   }
   if (summary.clock_setbacks > 0) {
     found.push_back(fmt::format(
-        "The clock was set back {}, first at {}. Times around that are "
-        "wrong, and so are the daemon's.",
+        "The clock was set back {}, first at {}. The times around then are "
+        "wrong, in the daemon, too.",
         Count(summary.clock_setbacks, "time"), FormatLocalSeconds(summary.first_setback)));
   }
   return found;
@@ -292,8 +307,10 @@ std::string ExplainText(const Explainer& explainer, bool has_runs, bool is_colou
   std::string text = SummaryText(explainer);
   text += Heading("Assumed settings", Colour::kBold, is_colour_wanted) + SettingsText(explainer);
   bool has_steers = false;
+  bool has_unknown_interface = false;
   for (const auto& [address, history] : explainer.clients()) {
     has_steers = has_steers || !history.steers.empty();
+    has_unknown_interface = has_unknown_interface || HasUnknownInterface(history);
     if (has_runs) {
       text += Heading(address.ToString(), Colour::kBold, is_colour_wanted) + RunsText(history);
     }
@@ -303,6 +320,13 @@ std::string ExplainText(const Explainer& explainer, bool has_runs, bool is_colou
   }
   if (has_steers) {
     text += Heading("Steers", Colour::kBold, is_colour_wanted) + SteersText(explainer);
+  }
+  if (has_unknown_interface) {
+    text += fmt::format(
+        "\n  {}: no earlier line names the interface. A steer or an event of hostapd names it, "
+        "the\n"
+        "  line of a poll does not.\n",
+        kUnknownInterface);
   }
   const std::vector<std::string> attention = FindAttention(explainer);
   if (attention.empty()) return text;

@@ -15,15 +15,15 @@ using ap::SteerVerdict;
 using platform::TimeSpan;
 using platform::WallTime;
 
-// A line is written a little after the clock was read. Polls are a second or more apart.
+// The daemon writes a line a little after it reads the clock. Polls are at least a second apart.
 constexpr TimeSpan kLogDelay = std::chrono::milliseconds(500);
-// For so long the daemon tries to send a command.
+// How long the daemon tries to send a command.
 constexpr TimeSpan kSendPatience = std::chrono::seconds(2);
 constexpr std::string_view kVerbose = "VERBOSE1";
 
 bool IsSameMoment(WallTime a, WallTime b) { return a - b < kLogDelay && b - a < kLogDelay; }
 
-// The daemon steers on two interfaces. Nothing if it is unknown where the client was.
+// The daemon steers on two interfaces. Returns an empty text for any other interface.
 std::string OtherInterface(std::string_view interface) {
   if (interface == ap::kMainInterfaces[0]) return ap::kMainInterfaces[1];
   if (interface == ap::kMainInterfaces[1]) return ap::kMainInterfaces[0];
@@ -102,7 +102,7 @@ void Explainer::NoteTime(WallTime time) {
 }
 
 void Explainer::Handle(WallTime time, const LogEvent& event) {
-  // These two complete the judgement before them.
+  // These two belong to the judgement before them.
   const bool completes = std::holds_alternative<ClientSteered>(event) ||
                          std::holds_alternative<DisassociateSent>(event);
   if (!completes) FlushPending();
@@ -140,7 +140,7 @@ void Explainer::On(WallTime time, const ClientSteered& event) {
   if (!pending_ || pending_->steered || pending_address_ != event.address) {
     FlushPending();
     if (!IsWanted(event.address)) return;
-    // Without --v=1 there is no line of the judgement.
+    // Without --v=1 the log lacks the line of the judgement.
     pending_address_ = event.address;
     pending_ = Decision{.time = time,
                         .interface = tracked_[event.address].interface,
@@ -235,7 +235,7 @@ void Explainer::Place(const MacAddress& address, Tracked& tracked, WallTime time
                    .why = SteerVerdict::kNew});
 }
 
-// A poll has judged the client: that ends the story of its last steer.
+// A poll has judged the client again. This completes the record of its last steer.
 void Explainer::SeeAgain(const MacAddress& address, Tracked& tracked, const ClientJudged& event,
                          WallTime time) {
   if (tracked.interface.empty() && !tracked.came_to.empty()) {
@@ -243,7 +243,7 @@ void Explainer::SeeAgain(const MacAddress& address, Tracked& tracked, const Clie
   }
   SteerRecord* steer = OpenSteer(address);
   if (steer == nullptr) return;
-  // The kernel may still have the entry of where it was.
+  // The kernel may still list the client on the interface that it has left.
   if (steer->has_moved && tracked.interface == steer->interface) return;
   steer->metric_after = event.metric;
   if (!steer->back) {

@@ -21,15 +21,15 @@
 
 namespace orvane::wavelarkctl {
 
-// A decision, and by which limits it was explained.
+// A decision and the limits that explain it.
 struct ExplainedDecision {
   Decision decision;
   SteerLimits limits{};
-  // By these limits the daemon would have decided otherwise: it had others.
+  // The limits lead to another decision, so the daemon had other settings.
   bool is_contradiction = false;
 };
 
-// Polls in a row of one client with the same verdict on the same interface.
+// Consecutive polls of a client with the same verdict on the same interface.
 struct PollRun {
   ExplainedDecision first;
   ExplainedDecision closest;  // to a steer
@@ -40,21 +40,21 @@ struct PollRun {
 };
 
 struct ClientHistory {
-  std::string interface;  // where it was last; empty if the log does not have it
-  std::size_t polls = 0;  // that judged it; a poll that finds it new has no metric
+  std::string interface;  // the last one; empty if the log does not show it
+  std::size_t polls = 0;  // without those that found it new
   std::uint8_t lowest = 0;
   std::uint8_t highest = 0;
-  std::optional<ExplainedDecision> closest;  // to a steer, of those that did not steer
+  std::optional<ExplainedDecision> closest;  // the closest one to a steer that did not steer
   std::vector<SteerRecord> steers;
-  std::vector<PollRun> runs;  // if they are kept
+  std::vector<PollRun> runs;  // see ExplainFilter::keep_runs
 };
 
-// What a log has besides decisions.
+// What a log contains besides decisions.
 struct LogSummary {
   std::size_t lines = 0;
   std::size_t daemon_lines = 0;
   bool is_verbose = false;                  // there are lines of --v=1
-  std::optional<platform::WallTime> first;  // of those that are not left out
+  std::optional<platform::WallTime> first;  // of the lines since ExplainFilter::since
   platform::WallTime last;
   std::size_t failed_polls = 0;
   std::size_t clock_setbacks = 0;
@@ -65,7 +65,7 @@ struct LogSummary {
 
 // Which decisions to collect.
 struct ExplainFilter {
-  std::optional<ap::MacAddress> client;  // all others are left out
+  std::optional<ap::MacAddress> client;  // all others are ignored
   platform::WallTime since = platform::WallTime::min();
   bool keep_runs = false;
 };
@@ -73,8 +73,8 @@ struct ExplainFilter {
 // Follows the daemon's log, line by line, and explains each decision. Memory grows with clients and
 // steers, not with lines, unless runs are kept.
 //
-// A poll that finds a client new on an interface logs nothing. It follows from the client's next
-// line, which has the time since then; that decision is reported then, with a metric of 0.
+// The daemon logs nothing when a poll finds a client new on an interface. The client's next line
+// shows how long ago that was. The decision is reported then, with a metric of 0.
 class Explainer {
  public:
   // Called with each decision in the order of the log.
@@ -97,7 +97,7 @@ class Explainer {
     // When it came to its interface, or was last steered from there.
     std::optional<platform::WallTime> base;
     std::string interface;
-    std::string came_to;  // by an event of hostapd, not yet seen by a poll
+    std::string came_to;  // in an event of hostapd, not yet in a poll
     bool has_open_steer = false;
   };
 
@@ -135,15 +135,15 @@ class Explainer {
   LogSummary summary_;
   std::map<ap::MacAddress, Tracked> tracked_;
   std::map<ap::MacAddress, ClientHistory> histories_;
-  std::set<std::string, std::less<>> event_interfaces_;  // that hostapd reported of
+  std::set<std::string, std::less<>> event_interfaces_;  // with events of hostapd
   // The last decision, until the next line shows whether it was a steer.
   ap::MacAddress pending_address_;
   std::optional<Decision> pending_;
-  // Of the last moments, for a command that gets lost.
+  // Recent steers, whose commands may still fail.
   std::deque<std::pair<platform::WallTime, ap::MacAddress>> recent_steers_;
 };
 
-// How far a decision was from a steer, by the condition that failed: dB, or a time. 0 for a steer.
+// How far a decision was from a steer: in dB, or in microseconds for kTooEarly. 0 for a steer.
 std::int64_t DistanceOf(const ExplainedDecision& explained);
 
 }  // namespace orvane::wavelarkctl

@@ -1,4 +1,4 @@
-// The explanation of a log against what the daemon's own steering decided when it wrote that log.
+// Compares the explanation of a log with the decisions of the steering service that wrote the log.
 
 #include "wavelarkctl/explainer.h"
 
@@ -45,8 +45,8 @@ std::string LineOf(platform::WallTime time, const std::string& message) {
 
 std::string TextOf(const Decision& decision) { return JsonLine(decision); }
 
-// Clients that come, go, move and change their signal at random, and steering that is switched off
-// and on. Keeps what each poll decided, and what the log makes of it.
+// Clients come, go, move and change their signal at random, and steering is switched off and on.
+// Keeps the decisions of each poll and those that the log shows.
 class RandomWorld {
  public:
   explicit RandomWorld(std::uint32_t seed) : random_(seed) {
@@ -80,7 +80,7 @@ class RandomWorld {
  private:
   int Roll(int sides) { return std::uniform_int_distribution<int>(0, sides - 1)(random_); }
 
-  // Off, for a while, on, or to the other interface, as hostapd reports it.
+  // Disconnects a client or moves it to an interface, and logs hostapd's events.
   void Move(int number) {
     std::string& place = places_[number];
     if (!place.empty()) {
@@ -103,14 +103,14 @@ class RandomWorld {
     world_.steer->Enable();
     pending_new_.clear();
     ++restarts;
-    // What connected before isn't known to the log's reader any more: all connect again.
+    // The reader of the log has forgotten all clients, so they must connect again.
     for (auto& [number, place] : places_) {
       if (!place.empty()) world_.Leave(place, number);
       place.clear();
     }
   }
 
-  // A client that was new shows only by its next line.
+  // The log shows a new client only by the client's next line.
   void Note(const ap::StationJudgement& judgement) {
     const std::string address = judgement.mac_address.ToString();
     Decision decision = {.time = world_.loop.Now(),

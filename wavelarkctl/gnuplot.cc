@@ -23,7 +23,7 @@ using platform::ScopedFd;
   throw Failure(ExitStatus::kUnavailable, "gnuplot: " + problem);
 }
 
-// A file in memory with these contents, to be read from its begin.
+// Returns a file in memory with these contents, positioned at its start.
 ScopedFd MakeFile(std::string_view contents) {
   ScopedFd file(memfd_create("gnuplot", MFD_CLOEXEC));
   while (file.is_valid() && !contents.empty()) {
@@ -38,21 +38,21 @@ ScopedFd MakeFile(std::string_view contents) {
   return file;
 }
 
-std::string ReadFromBegin(const ScopedFd& file) {
+std::string ReadFromStart(const ScopedFd& file) {
   lseek(file.get(), 0, SEEK_SET);
   auto contents = platform::ReadUpTo(file.get(), std::numeric_limits<std::int32_t>::max());
   if (!contents) Fail(platform::SystemErrorText(errno));
   return *contents;
 }
 
-// With the three files as its standard descriptors. Returns its wait status.
+// Runs gnuplot with the three files as its standard descriptors. Returns its wait status.
 int RunToEnd(const ScopedFd& in, const ScopedFd& out, const ScopedFd& err) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, in.get(), STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&actions, out.get(), STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, err.get(), STDERR_FILENO);
-  // Without the user's settings.
+  // -d ignores the user's settings.
   std::string program = "gnuplot";
   std::string no_settings = "-d";
   const std::array<char*, 3> arguments = {program.data(), no_settings.data(), nullptr};
@@ -74,8 +74,8 @@ std::string RunGnuplot(const std::string& script) {
   const ScopedFd out = MakeFile("");
   const ScopedFd err = MakeFile("");
   const int status = RunToEnd(in, out, err);
-  if (status == 0) return ReadFromBegin(out);
-  const std::string complaint = ReadFromBegin(err);
+  if (status == 0) return ReadFromStart(out);
+  const std::string complaint = ReadFromStart(err);
   Fail(complaint.empty() ? "failed" : complaint);
 }
 

@@ -25,7 +25,7 @@ sockaddr_un MakeAddress(std::string_view name) {
   return address;
 }
 
-// With an address of our own, which hostapd answers to.
+// Binds an address, which hostapd sends its answer to.
 bool Connect(int fd, std::string_view path) {
   const sockaddr_un own =
       MakeAddress(std::string(1, '\0') + fmt::format("wavelarkctl-{}", getpid()));

@@ -7,7 +7,7 @@
 
 namespace orvane::wavelarkctl {
 
-// What a control socket of hostapd answers to PING.
+// The answer of a control socket of hostapd to PING.
 struct PingResult {
   int error = 0;  // errno of the connection; ETIMEDOUT if no answer comes within two seconds
   std::string answer;

@@ -5,38 +5,15 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdlib>
 
 namespace orvane::wavelarkctl {
 namespace {
 
-using platform::TimeSpan;
-
-constexpr TimeSpan kMinute = std::chrono::minutes(1);
-constexpr TimeSpan kHour = std::chrono::hours(1);
-constexpr TimeSpan kDay = std::chrono::hours(24);
-
 // In the order of Colour.
-constexpr std::array<std::string_view, 5> kEscapes = {"", "\033[1m", "\033[31m", "\033[32m",
-                                                      "\033[33m"};
+constexpr std::array<std::string_view, 6> kEscapes = {"",         "\033[1m",  "\033[31m",
+                                                      "\033[32m", "\033[33m", "\033[2m"};
 constexpr std::string_view kPlain = "\033[0m";
-
-// The two greatest units, without the smaller one if it is 0.
-std::string FormatUnits(TimeSpan span, TimeSpan unit, char name, TimeSpan part, char part_name) {
-  std::string text = fmt::format("{}{}", span / unit, name);
-  if (const auto parts = span % unit / part; parts != 0) {
-    text += fmt::format("{}{}", parts, part_name);
-  }
-  return text;
-}
-
-std::string FormatSeconds(TimeSpan span) {
-  const double seconds = std::chrono::duration<double>(span).count();
-  const bool is_whole = span % std::chrono::seconds(1) == TimeSpan::zero();
-  return is_whole || seconds >= 10 ? fmt::format("{:.0f}s", seconds)
-                                   : fmt::format("{:.1f}s", seconds);
-}
 
 }  // namespace
 
@@ -53,14 +30,6 @@ std::string Paint(std::string_view text, Colour colour, bool is_wanted) {
 
 std::string Count(std::size_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
-
-std::string FormatShortSpan(TimeSpan span) {
-  if (span < TimeSpan::zero() && span != TimeSpan::min()) return "-" + FormatShortSpan(-span);
-  if (span >= kDay) return FormatUnits(span, kDay, 'd', kHour, 'h');
-  if (span >= kHour) return FormatUnits(span, kHour, 'h', kMinute, 'm');
-  if (span >= kMinute) return FormatUnits(span, kMinute, 'm', std::chrono::seconds(1), 's');
-  return FormatSeconds(span);
 }
 
 std::string FormatTable(const std::vector<std::vector<std::string>>& rows,

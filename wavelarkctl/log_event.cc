@@ -1,10 +1,9 @@
 #include "wavelarkctl/log_event.h"
 
 #include <array>
-#include <chrono>
 
+#include "wavelarkctl/log_time.h"
 #include "wavelarkctl/parse_number.h"
-#include "wavelarkctl/seconds.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -14,7 +13,7 @@ using platform::TimeSpan;
 
 constexpr std::size_t kAddressLength = 17;  // "00:1a:2b:3c:4d:5e"
 
-// Cuts the parts off the front of a message. After a part that is not there, nothing is.
+// Reads the parts of a message in order. After a missing part, all reads fail.
 class Words {
  public:
   explicit Words(std::string_view text) : rest_(text) {}
@@ -26,7 +25,7 @@ class Words {
   }
 
   Words& Take(MacAddress* address) {
-    // The last one of a line may lack its end: an address has its full length.
+    // A line may be cut off, so an address must have its full length.
     const std::string_view word = TakeWord();
     is_good_ =
         is_good_ && word.size() == kAddressLength && MacAddress::ParseFromString(word, address);
@@ -54,7 +53,7 @@ class Words {
     return *this;
   }
 
-  // Whether all was there, and nothing is left.
+  // Whether all parts were read and nothing is left.
   bool IsWhole() const { return is_good_ && rest_.empty(); }
   bool IsGood() const { return is_good_; }
 
@@ -154,7 +153,7 @@ std::optional<LogEvent> ParsePruned(std::string_view message) {
   return If(Words(message).Skip("Prune Station ").Take(&event.address).IsWhole(), event);
 }
 
-// The texts that need no more than their beginning.
+// For messages without values.
 template <typename Event>
 std::optional<LogEvent> Always(std::string_view /*message*/) {
   return Event();
@@ -177,39 +176,7 @@ constexpr std::array<Row, 9> kRows = {{
     {"Netlink error ", Always<PollFailed>},
 }};
 
-// One part of a time span: a number and its unit. Zero if it is not there.
-std::optional<std::int64_t> TakePart(std::string_view* text, char unit) {
-  const std::size_t end = text->find(unit);
-  if (end == std::string_view::npos) return 0;
-  const auto count = ParseNumber<std::int64_t>(text->substr(0, end));
-  if (!count || *count < 0) return std::nullopt;
-  text->remove_prefix(end + 1);
-  return count;
-}
-
-// 114 years. The clock of a machine without a battery may begin in 1970.
-constexpr std::int64_t kMostHours = 1'000'000;
-constexpr std::int64_t kMostMinutes = 59;
-
 }  // namespace
-
-std::optional<TimeSpan> ParseTimeSpan(std::string_view text) {
-  const bool is_negative = text.starts_with('-');
-  if (is_negative) text.remove_prefix(1);
-  if (text.empty()) return std::nullopt;
-  const auto hours = TakePart(&text, 'h');
-  const auto minutes = TakePart(&text, 'm');
-  if (!hours || !minutes || *hours > kMostHours || *minutes > kMostMinutes) return std::nullopt;
-  TimeSpan seconds{};
-  if (!text.empty()) {
-    if (text.back() != 's' || text.front() == '-') return std::nullopt;
-    const auto parsed = ParseSeconds(text.substr(0, text.size() - 1));
-    if (!parsed || *parsed >= std::chrono::minutes(1)) return std::nullopt;
-    seconds = *parsed;
-  }
-  const TimeSpan span = std::chrono::hours(*hours) + std::chrono::minutes(*minutes) + seconds;
-  return is_negative ? -span : span;
-}
 
 std::optional<LogEvent> ParseMessage(std::string_view message) {
   for (const Row& row : kRows) {

@@ -12,9 +12,9 @@
 
 namespace orvane::wavelarkctl {
 
-// What the daemon's log lines say about steering. The views are into the line.
+// The daemon's log messages about steering. The views point into the line.
 
-// The daemon, or its steering, begins: it knows no client.
+// The daemon or its steering starts. It knows no clients yet.
 struct DaemonStarted {};
 struct SteeringStarted {
   SteerLimits limits;
@@ -22,7 +22,7 @@ struct SteeringStarted {
 };
 struct SteeringStopped {};
 
-// A poll has judged a client that is not new. Only with --v=1.
+// A poll has judged a client that is not new. Logged only with --v=1.
 struct ClientJudged {
   ap::MacAddress address;
   std::uint8_t metric;
@@ -30,23 +30,23 @@ struct ClientJudged {
   platform::TimeSpan since_last_steer;
 };
 
-// Follows the line of the judgement, if there is one.
+// A poll steers a client. Follows the client's ClientJudged, which is logged only with --v=1.
 struct ClientSteered {
   ap::MacAddress address;
   std::uint8_t metric;
   std::uint8_t last_metric;
 };
 
-// The command of a steer. Only with --v=1.
+// The command of a steer. Logged only with --v=1.
 struct DisassociateSent {
   ap::MacAddress address;
   std::string_view interface;
 };
 
-// Some command did not reach hostapd. The log does not say which.
+// A command did not reach hostapd. The log does not show which one.
 struct CommandLost {};
 
-// hostapd reports that a client came or left. Only with --v=1.
+// hostapd reports that a client came or left. Logged only with --v=1.
 struct ClientCame {
   ap::MacAddress address;
   std::string_view interface;
@@ -56,24 +56,21 @@ struct ClientLeft {
   std::string_view interface;
 };
 
-// The daemon forgets a client that it has not seen for two steer intervals. Only with --v=1.
+// The daemon forgets a client that it has not seen for two steer intervals. Logged only with --v=1.
 struct ClientPruned {
   ap::MacAddress address;
 };
 
-// A poll could not ask for the stations of an interface.
+// A poll could not get the stations of an interface.
 struct PollFailed {};
 
 using LogEvent =
     std::variant<DaemonStarted, SteeringStarted, SteeringStopped, ClientJudged, ClientSteered,
                  DisassociateSent, CommandLost, ClientCame, ClientLeft, ClientPruned, PollFailed>;
 
-// Reads a message of the log without white space at its ends. Returns nothing for a message about
-// something else, and for one that is not whole.
+// Parses a log message without white space at its ends. Returns nothing for other messages and for
+// incomplete ones.
 std::optional<LogEvent> ParseMessage(std::string_view message);
-
-// Reads what platform::FormatTimeSpan writes. Returns nothing for any other text.
-std::optional<platform::TimeSpan> ParseTimeSpan(std::string_view text);
 
 }  // namespace orvane::wavelarkctl
 

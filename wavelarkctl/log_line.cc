@@ -12,8 +12,8 @@ constexpr std::array<std::string_view, 5> kSeverities = {"VERBOSE1", "INFO", "WA
                                                          "FATAL"};
 constexpr std::size_t kPriorityLength = 3;  // "<6>"
 
-// Removes and returns what stands before the separator, which is removed, too. Without a separator
-// both are empty.
+// Removes the text up to and including the separator. Returns the text before the separator. If
+// there is no separator, removes everything and returns an empty text.
 std::string_view TakeUntil(std::string_view* text, std::string_view separator) {
   const std::size_t end = text->find(separator);
   const std::string_view taken = end == std::string_view::npos ? "" : text->substr(0, end);
@@ -28,13 +28,13 @@ bool HasPriority(std::string_view line) {
 }  // namespace
 
 std::optional<LogLine> LogLineReader::ReadFrom(std::string_view line) {
-  if (line.size() <= kLocalTimeLength || line[kLocalTimeLength] != ' ') return std::nullopt;
-  std::string_view rest = line.substr(kLocalTimeLength + 1);
+  if (line.size() <= kLogTimeLength || line[kLogTimeLength] != ' ') return std::nullopt;
+  std::string_view rest = line.substr(kLogTimeLength + 1);
   const std::string_view severity = TakeUntil(&rest, " ");
   if (std::ranges::find(kSeverities, severity) == kSeverities.end()) return std::nullopt;
   const std::string_view location = TakeUntil(&rest, "] ");
   if (location.find(':') == std::string_view::npos) return std::nullopt;
-  const auto time = time_reader_.Read(line.substr(0, kLocalTimeLength));
+  const auto time = time_reader_.Read(line.substr(0, kLogTimeLength));
   if (!time) return std::nullopt;
   return LogLine{*time, severity, platform::TrimWhitespace(rest)};
 }

@@ -5,11 +5,11 @@
 #include <string_view>
 
 #include "platform/time.h"
-#include "wavelarkctl/local_time.h"
+#include "wavelarkctl/log_time.h"
 
 namespace orvane::wavelarkctl {
 
-// A line that the daemon's logging wrote. The views are into the line.
+// A line of the daemon's log. The views point into the line.
 struct LogLine {
   platform::WallTime time;
   std::string_view severity;  // "VERBOSE1", "INFO", "WARNING", "ERROR" or "FATAL"
@@ -20,7 +20,7 @@ struct LogLine {
 //
 //   2026-01-31 23:59:59.000001 INFO optimizer/client_steer.cc:12] message
 //
-// Anything that the journal or a syslog puts before that is skipped.
+// Skips a prefix from the journal or from a syslog.
 class LogLineReader {
  public:
   // Takes a line without its line end. Returns nothing for a line of another form.
@@ -29,7 +29,7 @@ class LogLineReader {
  private:
   std::optional<LogLine> ReadFrom(std::string_view line);
 
-  LocalTimeReader time_reader_;
+  LogTimeReader time_reader_;
 };
 
 }  // namespace orvane::wavelarkctl

@@ -30,7 +30,7 @@ class LogLineTest : public testing::Test {
 constexpr WallTime kTime(1'769'904'000s + 1us);  // 2026-02-01 00:00:00.000001 UTC
 constexpr char kHeader[] = "2026-02-01 00:00:00.000001 INFO optimizer/client_steer.cc:12] ";
 
-TEST_F(LogLineTest, HasTimeSeverityAndMessage) {
+TEST_F(LogLineTest, TimeSeverityAndMessageAreRead) {
   const std::string line = fmt::format("{} Client Steer Stopped ", kHeader);
   const auto read = reader_.Read(line);
   ASSERT_TRUE(read.has_value());
@@ -39,7 +39,7 @@ TEST_F(LogLineTest, HasTimeSeverityAndMessage) {
   EXPECT_EQ(read->message, "Client Steer Stopped");
 }
 
-TEST_F(LogLineTest, WhatTheJournalAndSyslogPutBeforeItIsSkipped) {
+TEST_F(LogLineTest, APrefixOfTheJournalOrASyslogIsSkipped) {
   for (const char* prefix : {"", "<6>", "Feb  1 00:00:00 ap ap-wavelark[123]: ",
                              "2026-02-01T00:00:00.000001+00:00 ap ap-wavelark[123]: ",
                              "Feb 01 00:00:00 ap ap-wavelark[1]: "}) {
@@ -51,7 +51,7 @@ TEST_F(LogLineTest, WhatTheJournalAndSyslogPutBeforeItIsSkipped) {
   }
 }
 
-TEST_F(LogLineTest, OtherLinesAreNone) {
+TEST_F(LogLineTest, OtherLinesAreIgnored) {
   for (const char* line : {"",
                            "<",
                            "<6>",
@@ -81,13 +81,11 @@ TEST_F(LogLineTest, TimesAreLocal) {
   const auto read = reader_.Read("2026-02-01 01:00:00.000001 INFO a.cc:1] text");
   ASSERT_TRUE(read.has_value());
   EXPECT_EQ(read->time, kTime);
-  EXPECT_EQ(FormatLocalSeconds(kTime), "2026-02-01 01:00:00");
-  EXPECT_EQ(FormatClock(kTime), "01:00:00");
 }
 
 // In Berlin the clock shows the hour from 02:00 to 03:00 twice on 2026-10-25, and never on
 // 2026-03-29.
-TEST_F(LogLineTest, TheHourThatComesTwiceIsReadInOrder) {
+TEST_F(LogLineTest, ARepeatedHourIsReadInOrder) {
   SetZone("Europe/Berlin");
   constexpr WallTime kFirst(1'792'889'940s);  // 00:59:00 UTC, 02:59:00 summer time
   EXPECT_EQ(reader_.Read("2026-10-25 02:59:00.000000 INFO a.cc:1] text")->time, kFirst);
@@ -97,7 +95,7 @@ TEST_F(LogLineTest, TheHourThatComesTwiceIsReadInOrder) {
   EXPECT_EQ(reader_.Read("2026-10-25 03:00:00.000000 INFO a.cc:1] text")->time, kFirst + 3660s);
 }
 
-TEST_F(LogLineTest, AnHourThatTheClockSkipsIsNoError) {
+TEST_F(LogLineTest, ASkippedHourIsNotAnError) {
   SetZone("Europe/Berlin");
   EXPECT_TRUE(reader_.Read("2026-03-29 02:30:00.000000 INFO a.cc:1] text").has_value());
 }

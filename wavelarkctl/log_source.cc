@@ -24,7 +24,7 @@ struct Closer {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-// Whether all could be read.
+// Returns whether the file was read to its end.
 bool ReadLines(std::FILE* file, const LineSink& sink) {
   std::vector<char> buffer(kMaxLogLine);
   bool is_beginning = true;  // of a line
@@ -38,7 +38,7 @@ bool ReadLines(std::FILE* file, const LineSink& sink) {
   return std::ferror(file) == 0;
 }
 
-// Runs a command of the shell to its end. Its standard error is ours.
+// Runs a shell command and reads its output. It shares this process's standard error.
 void ReadCommand(const std::string& command, const LineSink& sink) {
   std::FILE* const pipe = popen(command.c_str(), "re");
   if (pipe == nullptr) {
@@ -49,7 +49,7 @@ void ReadCommand(const std::string& command, const LineSink& sink) {
   if (status == 0) return;
   const bool is_missing = WIFEXITED(status) && WEXITSTATUS(status) == kCommandNotFound;
   throw Failure(ExitStatus::kUnavailable,
-                is_missing ? "there is no journalctl: give a log file, or - for standard input"
+                is_missing ? "journalctl is missing: name a log file, or - for standard input"
                            : "journalctl failed");
 }
 
@@ -71,7 +71,7 @@ void ReadJournal(platform::WallTime since, const LineSink& sink) {
   if (since == platform::WallTime::min()) return ReadCommand(std::string(kJournal), sink);
   const std::int64_t seconds =
       std::chrono::floor<std::chrono::seconds>(since.time_since_epoch()).count();
-  // A match is no condition: journalctl fails if there is none.
+  // journalctl fails if nothing matches, which is not an error here.
   ReadCommand(fmt::format("{0} --until=@{1} --lines=1 --grep='Client Steer Started' || true; "
                           "{0} --since=@{1}",
                           kJournal, seconds),

@@ -19,8 +19,9 @@ inline constexpr std::size_t kMaxLogLine = std::size_t{64} << 10;
 // be opened or read to its end.
 void ReadLogFile(const std::string& name, const LineSink& sink);
 
-// Reads what the journal has of the daemon's unit since a time, and before that the last line that
-// shows the settings at the start of steering. Throws a Failure (kUnavailable) if journalctl fails.
+// Reads the journal of the daemon's unit since a time. Before that, reads the last earlier line
+// that shows the settings at the start of steering. Throws a Failure (kUnavailable) if journalctl
+// fails.
 void ReadJournal(platform::WallTime since, const LineSink& sink);
 
 }  // namespace orvane::wavelarkctl

@@ -1,11 +1,11 @@
-#include "wavelarkctl/local_time.h"
+#include "wavelarkctl/log_time.h"
 
 #include <array>
 #include <chrono>
 #include <ctime>
 
 #include "wavelarkctl/parse_number.h"
-#include "wavelarkctl/time_text.h"
+#include "wavelarkctl/seconds.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -14,6 +14,7 @@ using platform::TimeSpan;
 using platform::WallTime;
 
 constexpr std::size_t kMinuteLength = 16;  // "2026-01-31 23:59"
+constexpr std::size_t kSecondLength = 19;  // "2026-01-31 23:59:59"
 
 // Returns nothing unless the whole text is digits.
 std::optional<int> ReadDigits(std::string_view text) {
@@ -59,8 +60,8 @@ std::optional<std::tm> ReadCalendar(std::string_view text) {
   return calendar;
 }
 
-// The time if daylight saving time is in force (1) or not (0); -1 lets the C library choose.
-// Nothing if the calendar never shows this.
+// Converts a local time with daylight saving time (1) or without it (0); -1 lets the C library
+// choose. Returns nothing for a time that does not exist.
 std::optional<WallTime> ToWallTime(const std::tm& calendar, int is_dst) {
   std::tm copy = calendar;
   copy.tm_isdst = is_dst;
@@ -71,9 +72,23 @@ std::optional<WallTime> ToWallTime(const std::tm& calendar, int is_dst) {
   return WallTime(std::chrono::seconds(time));
 }
 
+// Removes a number and its unit, and returns the number. Returns 0 if the unit is missing.
+std::optional<std::int64_t> TakePart(std::string_view* text, char unit) {
+  const std::size_t end = text->find(unit);
+  if (end == std::string_view::npos) return 0;
+  const auto count = ParseNumber<std::int64_t>(text->substr(0, end));
+  if (!count || *count < 0) return std::nullopt;
+  text->remove_prefix(end + 1);
+  return count;
+}
+
+// 114 years. The clock of a machine without a battery may start in 1970.
+constexpr std::int64_t kMostHours = 1'000'000;
+constexpr std::int64_t kMostMinutes = 59;
+
 }  // namespace
 
-std::optional<WallTime> LocalTimeReader::ReadMinute(std::string_view text) {
+std::optional<WallTime> LogTimeReader::ReadMinute(std::string_view text) {
   const auto calendar = ReadCalendar(text);
   if (!calendar) return std::nullopt;
   const auto summer = ToWallTime(*calendar, 1);
@@ -83,10 +98,8 @@ std::optional<WallTime> LocalTimeReader::ReadMinute(std::string_view text) {
   return *summer + std::chrono::minutes(1) > previous_ ? summer : winter;
 }
 
-std::optional<WallTime> LocalTimeReader::Read(std::string_view text) {
-  if (text.size() != kLocalTimeLength && text.size() != kLocalTimeSecondsLength) {
-    return std::nullopt;
-  }
+std::optional<WallTime> LogTimeReader::Read(std::string_view text) {
+  if (text.size() != kLogTimeLength) return std::nullopt;
   const std::string_view minute_text = text.substr(0, kMinuteLength);
   if (minute_text != minute_text_) {
     const auto minute = ReadMinute(minute_text);
@@ -95,23 +108,30 @@ std::optional<WallTime> LocalTimeReader::Read(std::string_view text) {
     minute_ = *minute;
   }
   const auto seconds = ReadField(text, kSecondField);
-  if (!seconds || text[kMinuteLength] != ':') return std::nullopt;
-  std::optional<int> usec = 0;
-  if (text.size() == kLocalTimeLength) {
-    usec = text[kLocalTimeSecondsLength] == '.' ? ReadDigits(text.substr(20)) : std::nullopt;
+  const auto microseconds = ReadDigits(text.substr(kSecondLength + 1));
+  if (!seconds || !microseconds || text[kMinuteLength] != ':' || text[kSecondLength] != '.') {
+    return std::nullopt;
   }
-  if (!usec) return std::nullopt;
-  previous_ = minute_ + std::chrono::seconds(*seconds) + TimeSpan(*usec);
+  previous_ = minute_ + std::chrono::seconds(*seconds) + TimeSpan(*microseconds);
   return previous_;
 }
 
-std::string FormatLocalSeconds(WallTime time) {
-  return FormatTime(time).substr(0, kLocalTimeSecondsLength);
-}
-
-std::string FormatClock(WallTime time) {
-  const std::string text = FormatLocalSeconds(time);
-  return text.substr(text.find(' ') + 1);
+std::optional<TimeSpan> ParseTimeSpan(std::string_view text) {
+  const bool is_negative = text.starts_with('-');
+  if (is_negative) text.remove_prefix(1);
+  if (text.empty()) return std::nullopt;
+  const auto hours = TakePart(&text, 'h');
+  const auto minutes = TakePart(&text, 'm');
+  if (!hours || !minutes || *hours > kMostHours || *minutes > kMostMinutes) return std::nullopt;
+  TimeSpan seconds{};
+  if (!text.empty()) {
+    if (text.back() != 's' || text.front() == '-') return std::nullopt;
+    const auto parsed = ParseSeconds(text.substr(0, text.size() - 1));
+    if (!parsed || *parsed >= std::chrono::minutes(1)) return std::nullopt;
+    seconds = *parsed;
+  }
+  const TimeSpan span = std::chrono::hours(*hours) + std::chrono::minutes(*minutes) + seconds;
+  return is_negative ? -span : span;
 }
 
 }  // namespace orvane::wavelarkctl

@@ -1,5 +1,5 @@
-#ifndef WAVELARKCTL_LOCAL_TIME_H_
-#define WAVELARKCTL_LOCAL_TIME_H_
+#ifndef WAVELARKCTL_LOG_TIME_H_
+#define WAVELARKCTL_LOG_TIME_H_
 
 #include <optional>
 #include <string>
@@ -9,22 +9,21 @@
 
 namespace orvane::wavelarkctl {
 
-// The text form of times in the daemon's log: "2026-01-31 23:59:59.000001", in local time.
+// Parses times and time spans of the daemon's log. time_text.h has the forms for people, seconds.h
+// those of traces and JSON.
 
-// The length of a time with its six decimals, and without them.
-inline constexpr std::size_t kLocalTimeLength = 26;
-inline constexpr std::size_t kLocalTimeSecondsLength = 19;
+// The length of a time in the log, "2026-01-31 23:59:59.000001".
+inline constexpr std::size_t kLogTimeLength = 26;
 
-// Reads the times of one log, in its order. The zone is the one of this process (TZ).
-class LocalTimeReader {
+// Parses the times of one log, in its order. They are local times in the zone of this process (TZ).
+class LogTimeReader {
  public:
-  // Takes a text of kLocalTimeLength or kLocalTimeSecondsLength characters. In the hour that the
-  // end of daylight saving time repeats, the time is the first one that is not before the previous
-  // one.
+  // Parses a whole time. The end of daylight saving time repeats an hour: of the two possible
+  // times, returns the first one that is not before the previous time.
   std::optional<platform::WallTime> Read(std::string_view text);
 
  private:
-  // The start of a minute.
+  // Returns the start of a minute.
   std::optional<platform::WallTime> ReadMinute(std::string_view text);
 
   std::string minute_text_;
@@ -32,10 +31,9 @@ class LocalTimeReader {
   platform::WallTime previous_;
 };
 
-// "2026-01-31 23:59:59", and "23:59:59".
-std::string FormatLocalSeconds(platform::WallTime time);
-std::string FormatClock(platform::WallTime time);
+// Parses the output of platform::FormatTimeSpan. Returns nothing for any other text.
+std::optional<platform::TimeSpan> ParseTimeSpan(std::string_view text);
 
 }  // namespace orvane::wavelarkctl
 
-#endif  // WAVELARKCTL_LOCAL_TIME_H_
+#endif  // WAVELARKCTL_LOG_TIME_H_

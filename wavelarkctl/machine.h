@@ -23,18 +23,18 @@ struct Account {
   std::vector<gid_t> groups;
 };
 
-// What a path is, or why that can't be seen.
+// The status of a path, or the error.
 struct PathState {
-  int error = 0;  // errno, 0 if the status is there
+  int error = 0;  // errno; 0 if the status is valid
   struct stat status {};
 
   bool IsThere() const { return error == 0; }
 };
 
-// The user that the daemon's unit runs it as.
+// The user of the daemon's unit.
 inline constexpr char kDaemonUser[] = "ap-wavelark";
 
-// The machine that is checked. Each part can be replaced by a test.
+// The machine that is checked. A test can replace each part.
 class Machine {
  public:
   // This machine.
@@ -46,16 +46,16 @@ class Machine {
   // A path of the machine, such as "/etc/passwd", as this process opens it.
   platform::FilePath At(std::string_view path) const;
   PathState Look(std::string_view path) const;
-  // Files of a directory that end in ".conf", in the order of their names, as paths of the machine.
+  // The files of a directory that end in ".conf", sorted by name, as paths of the machine.
   std::vector<std::string> ListConfigurations(std::string_view directory) const;
 
-  // From the password and group files. Nothing if there is no such user.
+  // Reads the password and group files. Returns nothing if there is no such user.
   std::optional<Account> FindAccount(const std::string& name) const;
   std::string GroupName(gid_t gid) const;
 
-  // Whether a user may read (4), write (2) or search (1) a path. Returns an empty string if so,
-  // else the path that is in the way: the path itself, or a directory above it. Access control
-  // lists do not count.
+  // Checks whether a user may read (4), write (2) or search (1) a path. Returns an empty string if
+  // so, otherwise the obstacle: the path itself, or a directory above it. Ignores access control
+  // lists.
   std::string FindObstacle(const Account& account, std::string_view path, unsigned access) const;
 
   platform::FilePath root = "/";
@@ -65,9 +65,9 @@ class Machine {
   std::function<std::string(unsigned index)> interface_name;
   std::function<bool()> has_nl80211;
   std::function<bool()> is_clock_synchronized;
-  // Nothing if nobody on the bus knows units.
+  // Returns nothing if systemd does not answer.
   std::function<std::optional<UnitState>(BusProbe& bus)> unit;
-  bool is_root_user;  // of whom this process is
+  bool is_root_user;  // whether this process runs as root
 
  private:
   std::unique_ptr<BusProbe> bus_;

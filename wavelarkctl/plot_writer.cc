@@ -18,7 +18,7 @@
 namespace orvane::wavelarkctl {
 namespace {
 
-// Those that were steered most, in any run; then the first.
+// The clients with the most steers in any run, then the first clients of the trace.
 std::vector<std::uint32_t> ChooseClients(const std::vector<ReplayRun>& runs,
                                          const std::optional<Address>& client, Roster& roster) {
   if (client) return {roster.ClientNumber(*client)};

@@ -12,9 +12,9 @@
 
 namespace orvane::wavelarkctl {
 
-// Draws a client over time, or if there is none the clients that were steered most, with the
-// settings of each run. Replays their rows once more for that. The runs have their summaries.
-// Throws a Failure (kUnavailable) if gnuplot is missing, or the file can't be written.
+// Plots `client` over time, or without one the clients with the most steers, with the settings of
+// each run. Replays their rows once more. The runs must have their summaries. Throws a Failure
+// (kUnavailable) if gnuplot is missing or the file can't be written.
 void WritePlot(const platform::FilePath& file, TraceReader& reader, const TraceSurvey& survey,
                const std::vector<ReplayRun>& runs, const std::optional<Address>& client,
                Roster& roster);

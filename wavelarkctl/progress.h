@@ -7,8 +7,8 @@
 
 namespace orvane::wavelarkctl {
 
-// Shows on standard error, if it is a terminal, how much is done once that takes over two seconds.
-// The line disappears with the object.
+// Shows a count on standard error, if that is a terminal and the work takes over two seconds. The
+// destructor removes the line.
 class Progress {
  public:
   // `noun` is what is counted, in the plural.

@@ -14,6 +14,7 @@
 #include "recorder/message_table.h"
 #include "recorder/schema.h"
 #include "wavelarkctl/event_words.h"
+#include "wavelarkctl/human_text.h"
 #include "wavelarkctl/time_text.h"
 
 namespace orvane::wavelarkctl {
@@ -24,10 +25,10 @@ using Info = access_infrastructure::proto::ClientEventInfo;
 using Value = RecordedEvent::Value;
 using google::protobuf::FieldDescriptor;
 
-// How many events are read at once.
+// How many events are read at a time.
 constexpr int kPageSize = 1000;
 
-// Digits of an identifier in a line.
+// How many digits of an identifier a line shows.
 constexpr std::size_t kShownDigits = 8;
 
 const Columns& EventColumns() { return recorder::ClientEventsTable().columns(); }
@@ -72,14 +73,14 @@ std::string TextIn(const RecordedEvent& event, std::size_t column) {
   return TextOf(event.values[column]);
 }
 
-// A time beyond what a WallTime holds becomes one of the year 287,000 or so.
+// Clamps a time that a WallTime can't hold, to about the year 287,000.
 platform::WallTime TimeOf(const RecordedEvent& event) {
   constexpr std::int64_t kFarthestMs = 9'000'000'000'000'000;
   const std::int64_t time = NumberIn(event, ShownColumns().time).value_or(event.received_ms);
   return platform::WallTime(std::chrono::milliseconds(std::clamp(time, -kFarthestMs, kFarthestMs)));
 }
 
-// The word for a type of event that succeeded, that failed, and where it is not known.
+// The words for a type of event: if it succeeded, if it failed, and if that is unknown.
 struct TypeWords {
   Info::ClientEventType type;
   std::string_view success;
@@ -154,17 +155,11 @@ std::string Words(const RecordedEvent& event) {
   return words;
 }
 
-// The colours of a terminal: red for what failed, yellow for steering, grey for a time.
-std::string InColour(const char* colour, const std::string& text) {
-  return fmt::format("\x1b[{}m{}\x1b[0m", colour, text);
-}
-
-std::string Coloured(const RecordedEvent& event, const std::string& words) {
-  if (HasFailed(event)) return InColour("31", words);
-  if (TextIn(event, ShownColumns().steering) == Info::SteeringReason_Name(Info::STEER)) {
-    return InColour("33", words);
-  }
-  return words;
+Colour ColourOf(const RecordedEvent& event) {
+  if (HasFailed(event)) return Colour::kRed;
+  const bool is_steer =
+      TextIn(event, ShownColumns().steering) == Info::SteeringReason_Name(Info::STEER);
+  return is_steer ? Colour::kYellow : Colour::kNone;
 }
 
 nlohmann::ordered_json JsonOf(const Value& value, const FieldDescriptor& field) {
@@ -222,11 +217,10 @@ std::string EventText(const RecordedEvent& event, bool has_colour) {
   const std::string interface = InterfaceName(TextOf(event.interface));
   const std::string client =
       Printable(TextIn(event, ShownColumns().client)).substr(0, kShownDigits);
-  const std::string time = FormatTime(TimeOf(event));
-  const std::string words = Words(event);
-  return fmt::format("{}  {:<13}  {:<{}}  {}", has_colour ? InColour("2", time) : time,
+  return fmt::format("{}  {:<13}  {:<{}}  {}",
+                     Paint(FormatTime(TimeOf(event)), Colour::kGrey, has_colour),
                      interface.empty() ? "-" : interface, client.empty() ? "-" : client,
-                     kShownDigits, has_colour ? Coloured(event, words) : words);
+                     kShownDigits, Paint(Words(event), ColourOf(event), has_colour));
 }
 
 std::string EventJson(const RecordedEvent& event) {
@@ -236,7 +230,7 @@ std::string EventJson(const RecordedEvent& event) {
     if (std::holds_alternative<std::monostate>(event.values[i])) continue;
     object[EventColumns()[i].name] = JsonOf(event.values[i], *EventColumns()[i].path.back());
   }
-  // What is not UTF-8 becomes U+FFFD.
+  // Bytes that are not UTF-8 become U+FFFD.
   return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 

@@ -14,31 +14,32 @@
 
 namespace orvane::wavelarkctl {
 
-// An event of a client as it is in the database.
+// A client's event in the database.
 struct RecordedEvent {
   // NULL is std::monostate. A boolean is 0 or 1, an enumeration the name of its value.
   using Value = std::variant<std::monostate, std::int64_t, std::string>;
 
-  // What orders events as they came.
+  // The position of an event in the order of recording.
   struct Place {
     std::int64_t record_id = 0;
     std::int64_t row = 0;
   };
 
   Place place;
-  std::int64_t received_ms = 0;  // when the recorder took it, since the Unix epoch
+  std::int64_t received_ms = 0;  // when the recorder received it, since the Unix epoch
   Value interface;
   // In the order of recorder::ClientEventsTable().columns().
   std::vector<Value> values;
 };
 
 // A line in plain words, without a line end:
-// "2026-11-22 08:00:30.125  wlan-5000mhz   0123ABCD  connected, signal -61 dBm". The first digits
-// stand for the identifier of the client. The colours are those of a terminal.
+// "2026-11-22 08:00:30.125  wlan-5000mhz   0123ABCD  connected, signal -61 dBm". It shows the first
+// digits of the client's identifier. With `has_colour` it has colours for a terminal.
 std::string EventText(const RecordedEvent& event, bool has_colour);
 
-// An object of JSON with the fields that are not NULL, under the names of their columns. `time` is
-// event_time_in_milliseconds, else the time when the recorder took the event, in RFC 3339.
+// A JSON object with the fields that are not NULL, under the names of their columns. `time` is
+// event_time_in_milliseconds, or without it the time when the recorder received the event, as in
+// RFC 3339.
 std::string EventJson(const RecordedEvent& event);
 
 // Which events to read.
@@ -47,15 +48,15 @@ struct EventFilter {
   std::string client;  // the first digits of the identifier, in upper case; empty for all
 };
 
-// Reads events as they came, some at a time, and holds no lock on the database in between.
+// Reads events in the order of recording, some at a time. Does not lock the database in between.
 class EventReader {
  public:
   EventReader(SQLite::Database& database, EventFilter filter);
 
-  // The next events that fit; none once the end is reached, until more are recorded.
+  // Returns the next matching events. At the end, returns none until more are recorded.
   const std::vector<RecordedEvent>& ReadSome();
 
-  // Goes to before the last `count` of them.
+  // Skips all but the last `count` of them.
   void SkipToLast(int count);
 
  private:

@@ -23,7 +23,7 @@ namespace {
 
 using platform::FilePath;
 
-// A database is only locked for moments: while its log is recovered.
+// The database is locked only while SQLite recovers its log, which is short.
 constexpr int kBusyTimeoutMs = 2000;
 
 [[noreturn]] void Fail(ExitStatus status, const FilePath& path, std::string_view reason) {
@@ -76,8 +76,8 @@ SQLite::Database Open(const FilePath& path) {
   try {
     return OpenAndRead(uri);
   } catch (const SQLite::Exception& error) {
-    // The recorder is not running and the directory is read-only, so that SQLite can't make the
-    // files beside the database. Without a log they are not needed.
+    // The recorder is not running and the directory is read-only, so SQLite can't create the files
+    // beside the database. It does not need them if there is no log.
     const int code = error.getErrorCode();
     if ((code != SQLITE_CANTOPEN && code != SQLITE_READONLY) || HasLog(path)) throw;
     return OpenAndRead(uri + "?immutable=1");
@@ -93,7 +93,7 @@ void CheckColumns(SQLite::Database& database, const recorder::MessageTable& tabl
   for (const recorder::MessageTable::Column& column : table.columns()) {
     if (names.contains(column.name)) continue;
     Fail(ExitStatus::kData, path,
-         fmt::format("has no column {}.{}; a current recorder adds it when it starts", table.name(),
+         fmt::format("has no column {}.{}: a current recorder adds it when it starts", table.name(),
                      column.name));
   }
 }
@@ -101,7 +101,7 @@ void CheckColumns(SQLite::Database& database, const recorder::MessageTable& tabl
 void CheckOwner(SQLite::Database& database, const FilePath& path) {
   const int version = Number(database, "PRAGMA user_version");
   if (version == 0 && Number(database, "SELECT count(*) FROM sqlite_schema") == 0) {
-    Fail(ExitStatus::kData, path, "the database is empty, the recorder has not made its tables");
+    Fail(ExitStatus::kData, path, "the database is empty: the recorder has not created its tables");
   }
   if (Number(database, "PRAGMA application_id") != recorder::kApplicationId) {
     Fail(ExitStatus::kData, path, "the database belongs to another program");

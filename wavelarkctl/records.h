@@ -9,10 +9,9 @@
 
 namespace orvane::wavelarkctl {
 
-// Opens the recorder's database for reading, while the recorder writes it or not, and passes it to
-// `read`. Throws a Failure that names the file: kUnavailable if it can't be read, kData if it is
-// empty, damaged, another program's or of another version. The same for what SQLite throws in
-// `read`.
+// Opens the recorder's database for reading and passes it to `read`. The recorder may be running.
+// Throws a Failure that names the file: kUnavailable if it can't be read, kData if it is empty,
+// damaged, another program's or of another version. Converts exceptions of SQLite in `read`, too.
 void ReadRecords(const platform::FilePath& path,
                  const std::function<void(SQLite::Database& database)>& read);
 

@@ -1,4 +1,4 @@
-// The subcommand "replay": which trace and settings, and where the outcome goes.
+// The subcommand "replay": its options, the trace, the settings, and the output.
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -17,6 +17,7 @@
 
 #include "platform/logging.h"
 #include "wavelarkctl/commands.h"
+#include "wavelarkctl/common_options.h"
 #include "wavelarkctl/decision.h"
 #include "wavelarkctl/human_text.h"
 #include "wavelarkctl/plot_writer.h"
@@ -51,8 +52,14 @@ struct CommandOptions {
   bool json = false;
 };
 
-const std::map<std::string, Returns> kReturns = {
-    {"trace", Returns::kTrace}, {"same", Returns::kSame}, {"other", Returns::kOther}};
+std::map<std::string, Returns> ReturnsByName() {
+  std::map<std::string, Returns> returns;
+  for (const Returns model : {Returns::kTrace, Returns::kSame, Returns::kOther}) {
+    returns.emplace(ReturnsText(model), model);
+  }
+  return returns;
+}
+
 const std::map<std::string, Walk> kWalks = {
     {"away", Walk::kAway}, {"floor", Walk::kFloor}, {"dips", Walk::kDips}, {"crowd", Walk::kCrowd}};
 
@@ -64,7 +71,7 @@ std::vector<std::string> NamesOf(const std::map<std::string, T>& map) {
   return names;
 }
 
-// A file without a name, which goes with the process.
+// Creates a file without a name, which disappears with its last descriptor.
 platform::ScopedFd MakeTemporaryFile() {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
   if (!file) {
@@ -94,12 +101,12 @@ std::optional<Address> FindClient(const CommandOptions& options) {
   const std::optional<Address> client = ParseAddress(options.client);
   if (client) return client;
   throw Failure(ExitStatus::kUsage,
-                "--client: " + options.client + " is not an address, such as 02:00:00:00:00:01");
+                "--client: '" + options.client + "' is not an address, such as 02:00:00:00:00:01");
 }
 
 ReplayOptions MakeReplayOptions(const CommandOptions& options) {
   ReplayOptions replay;
-  replay.returns = kReturns.at(options.returns);
+  replay.returns = ReturnsByName().at(options.returns);
   const std::optional<platform::TimeSpan> stale = ParseSeconds(options.stale);
   if (!stale || *stale < platform::TimeSpan::zero() || *stale > kMaxStale) {
     throw Failure(ExitStatus::kUsage, "--stale: '" + options.stale + "' is not 0 to 86400 seconds");
@@ -111,7 +118,7 @@ ReplayOptions MakeReplayOptions(const CommandOptions& options) {
 
 void Warn(const std::string& text) { std::cerr << "wavelarkctl: " << text << '\n'; }
 
-// Prints each decision, besides counting them.
+// Counts decisions, and prints each of them.
 class DecisionPrinter : public ReplaySummary {
  public:
   void OnJudgement(platform::WallTime time, std::uint32_t client,
@@ -156,7 +163,7 @@ TraceSurvey Survey(TraceReader& reader, const std::optional<Address>& client) {
   Progress progress("rows checked");
   TraceSurvey survey = SurveyTrace(reader, client, progress);
   if (survey.set_back > 0) {
-    Warn(fmt::format("{}:{}: the time goes back ({} in all), as if the clock was set back",
+    Warn(fmt::format("{}:{}: the time goes back ({} in all), as if the clock had been set back",
                      reader.name(), survey.first_set_back, Count(survey.set_back, "time")));
   }
   return survey;
@@ -190,54 +197,55 @@ constexpr char kExamples[] = R"(Examples:
   wavelarkctl replay --compare careful.conf --compare eager.conf office.csv
       the defaults and two flags files side by side
   wavelarkctl replay --json office.csv | jq -r 'select(.steered) | .address'
-      the addresses of the clients that would have been steered
+      the addresses of the clients that the daemon would have steered
   wavelarkctl replay --client 02:00:00:00:00:01 --plot client.svg office.csv
-      a picture of one client; without --client, of those that were steered most
+      a plot of one client; without --client, of the clients with the most steers
   wavelarkctl replay --walk dips --returns other
-      a client that was made up, and that joins the other band when it is steered
+      a generated trace of a client that joins the other band when it is steered
 
-Exit status: 0; 64 for a wrong command line; 65 for a wrong trace or flags file; 69 if a file can't
-be read or written.)";
+--set also takes is_root. Exit status: 0; 64 for a wrong command line; 65 for a wrong trace or flags
+file; 69 if a file can't be read or written.)";
 
-void AddOptions(CLI::App& command, CommandOptions& options) {
-  command.add_option("TRACE", options.trace, "The trace; with --walk, the file that is made")
-      ->option_text("FILE");
+void AddTraceOptions(CLI::App& command, CommandOptions& options) {
   command
-      .add_option("--set", options.settings, "A flag of the daemon's command line; may be repeated")
-      ->option_text("FLAG=VALUE")
-      ->allow_extra_args(false);
-  CLI::Option* compare =
-      command
-          .add_option("--compare", options.compared_files,
-                      "Also replay with the settings of a flags file; may be repeated")
-          ->option_text("FILE.conf")
-          ->allow_extra_args(false);
-  command.add_option("--client", options.client, "Replay the rows of this client only")
+      .add_option("TRACE", options.trace, "The trace to replay; with --walk, the file to create")
+      ->option_text("FILE");
+  command.add_option("--client", options.client, "Only the rows of this client")
       ->option_text("MAC");
   command
       .add_option("--returns", options.returns,
-                  "What a steered client does: trace, what its rows say (default); same or other, "
-                  "join this or the other interface")
+                  WithDefault("What a steered client does: trace (follow its rows), same (come "
+                              "back) or other (join the other interface)",
+                              options.returns))
       ->option_text("MODEL")
-      ->check(CLI::IsMember(NamesOf(kReturns)));
+      ->check(CLI::IsMember(NamesOf(ReturnsByName())));
   command
       .add_option("--stale", options.stale,
-                  "The age at which a poll no longer sees a row (default: 10)")
+                  WithDefault("The age at which a poll no longer sees a row", options.stale))
       ->option_text("SECONDS");
   CLI::Option* walk =
-      command.add_option("--walk", options.walk, "Make a trace: away, floor, dips or crowd")
+      command.add_option("--walk", options.walk, "Generate a trace: away, floor, dips or crowd")
           ->option_text("KIND")
           ->check(CLI::IsMember(NamesOf(kWalks)));
-  command.add_option("--crowd", options.crowd, "The clients of --walk crowd (default: 200)")
+  command
+      .add_option("--crowd", options.crowd,
+                  WithDefault("The number of clients of --walk crowd", options.crowd))
       ->option_text("COUNT")
       ->check(CLI::Range(1U, 1'000'000U).description(""))
       ->needs(walk);
+}
+
+void AddOptions(CLI::App& command, CommandOptions& options) {
+  AddSetOption(command, &options.settings);
+  AddRepeatedOption(command, "--compare", &options.compared_files,
+                    "Also replay with the settings of a flags file", "FILE.conf");
+  AddTraceOptions(command, options);
   command
       .add_option("--plot", options.plot,
-                  "Draw signal, floor, hysteresis and steers over time, by gnuplot")
+                  "Plot signal, floor, hysteresis and steers over time, by gnuplot")
       ->option_text("FILE.svg");
   command.add_flag("--json", options.json, "Print a JSON object for each client and poll")
-      ->excludes(compare)
+      ->excludes(command.get_option("--compare"))
       ->option_text(" ");
 }
 
@@ -245,8 +253,8 @@ void AddOptions(CLI::App& command, CommandOptions& options) {
 
 void AddReplay(CLI::App& app, Action* action) {
   auto options = std::make_shared<CommandOptions>();
-  CLI::App* command = app.add_subcommand(
-      "replay", "Replay a trace of signals: what would the daemon do with these settings?");
+  CLI::App* command =
+      app.add_subcommand("replay", "Replay a trace of signals, and show what the daemon would do");
   AddOptions(*command, *options);
   command->footer(kExamples);
   command->callback([options, action] {

@@ -1,5 +1,5 @@
-// The replay of random traces against two others that were written apart from it: the service on
-// the played kernel with stations that are set poll by poll, and a model of the policy.
+// Compares the replay of random traces with two independent implementations: the service on the
+// simulated kernel, with stations that are set before each poll, and a model of the policy.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -39,8 +39,8 @@ constexpr int kTraces = 1000;
 constexpr WallTime kStart{1'700'000'000s};
 const std::vector<std::string> kInterfaces = {SteeringWorld::k2400, SteeringWorld::k5000};
 
-// A decision or a command of one poll. Within a poll the order is that of the kernel's list, which
-// means nothing.
+// The decisions or commands of a replay. Within a poll their order is that of the kernel's list,
+// which does not matter.
 using Lines = std::vector<std::string>;
 
 std::string DecisionLine(WallTime time, const std::string& interface, const std::string& address,
@@ -101,7 +101,7 @@ class TraceMaker {
     options->stale = std::chrono::seconds(Roll(0, 30));
   }
 
-  // Often none; seldom back, and then by a number of microseconds that no poll meets.
+  // Often zero. Rarely negative, and then by a time that never coincides with a poll.
   TimeSpan NextStep(const ReplayOptions& options) {
     switch (Roll(0, 20)) {
       case 0:
@@ -135,7 +135,7 @@ class TraceMaker {
   std::mt19937 random_;
 };
 
-// What the rows say, in the plainest way: for each poll, all of them are looked through.
+// Shows what each poll sees, in the simplest way: searches all rows for each poll.
 class Viewer {
  public:
   explicit Viewer(const Trace& trace) : trace_(trace) {
@@ -181,8 +181,8 @@ class Viewer {
   }
 
  private:
-  // Whether a poll comes after a row. If both are at the same time it does, unless the clock has
-  // been set back between them.
+  // Whether a row comes before a poll. At the same time it does, unless the clock was set back
+  // between them.
   bool IsBefore(std::size_t row, TimeSpan poll) const {
     return elapsed_[row] < poll || (elapsed_[row] == poll && !comes_after_poll_[row]);
   }
@@ -233,7 +233,7 @@ Outcome Replay(const Trace& trace) {
   return journal.outcome;
 }
 
-// The service on the played kernel. Its decisions are those that it logs.
+// Runs the service on the simulated kernel. Its decisions come from its log.
 Outcome RunService(const Trace& trace) {
   const Viewer viewer(trace);
   const TimeSpan poll_interval = PolicyOf(trace.options.settings).poll_interval;
@@ -262,7 +262,7 @@ Outcome RunService(const Trace& trace) {
   return outcome;
 }
 
-// The policy as its documentation has it.
+// The policy, written from its documentation.
 class Model {
  public:
   explicit Model(const ap::ClientSteerSettings& policy) : policy_(policy) {}
@@ -324,7 +324,7 @@ Outcome RunModel(const Trace& trace) {
   return outcome;
 }
 
-// The daemon's verbose line of a decision, which has none for a client that is new.
+// The daemon's verbose lines of decisions. A new client has none.
 Lines LogLinesOf(const Lines& decisions) {
   Lines lines;
   for (const std::string& line : decisions) {
@@ -344,7 +344,7 @@ Lines LogLinesOf(const Lines& decisions) {
   return lines;
 }
 
-TEST(ReplayModelTest, ARandomTraceIsReplayedAsTheDaemonAndTheModelHaveIt) {
+TEST(ReplayModelTest, RandomTracesAgreeWithTheDaemonAndTheModel) {
   int steers = 0;
   std::map<std::string, int> reasons;
   for (std::uint32_t seed = 1; seed <= kTraces; ++seed) {
@@ -365,7 +365,7 @@ TEST(ReplayModelTest, ARandomTraceIsReplayedAsTheDaemonAndTheModelHaveIt) {
     steers += static_cast<int>(replay.commands.size());
     for (const std::string& line : replay.decisions) ++reasons[line.substr(line.rfind(' ') + 1)];
   }
-  // Otherwise the traces would prove little.
+  // Otherwise the traces would test little.
   EXPECT_GT(steers, kTraces);
   EXPECT_EQ(reasons.size(), 5U);
   for (const auto& [reason, count] : reasons) EXPECT_GT(count, kTraces) << reason;

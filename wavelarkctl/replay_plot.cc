@@ -10,7 +10,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "wavelarkctl/local_time.h"
+#include "wavelarkctl/time_text.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -20,7 +20,7 @@ using platform::WallTime;
 
 constexpr int kSignalOfMetric0 = -100;
 
-// Colours that differ for everybody (Okabe and Ito), by interface.
+// One per interface. Colour-blind readers can tell these apart (Okabe and Ito).
 constexpr std::array<std::string_view, 4> kInterfaceColours = {"#0072b2", "#e69f00", "#009e73",
                                                                "#cc79a7"};
 constexpr std::string_view kFloorColour = "#d55e00";
@@ -61,8 +61,8 @@ std::size_t HeightOf(const Layout& layout) {
   return kTop + kBottom + layout.rows * layout.height + (layout.rows - 1) * kGapHeight;
 }
 
-// Gnuplot takes nothing in such a text for a command. What is not printable ASCII could be no text
-// at all, which an SVG may not have.
+// Gnuplot does not interpret anything in a quoted text. Replaces all but printable ASCII, because
+// other bytes could make the SVG invalid.
 std::string Quote(std::string_view text) {
   std::string quoted = "'";
   for (const char character : text) {
@@ -72,7 +72,7 @@ std::string Quote(std::string_view text) {
   return quoted + "'";
 }
 
-// Gnuplot's times have no zone. The one at the begin holds for the whole plot.
+// Gnuplot's times have no zone, so the zone offset at the start of the plot is used throughout.
 class TimeAxis {
  public:
   explicit TimeAxis(const Plot& plot)
@@ -88,7 +88,7 @@ class TimeAxis {
   double begin() const { return begin_; }
   double end() const { return begin_ + length_; }
   double At(double column) const { return begin_ + length_ * column / columns_; }
-  // In seconds: a span that clocks and calendars show, and of which at most so many fit.
+  // Returns the distance of tics in seconds: the shortest round one with at most `most` tics.
   double Step(double most) const {
     constexpr std::array<double, 13> kSteps = {1,    5,    15,     60,     300,    900,   1800,
                                                3600, 7200, 14'400, 21'600, 43'200, 86'400};
@@ -116,8 +116,8 @@ class TimeAxis {
 
 int Signal(int metric) { return metric + kSignalOfMetric0; }
 
-// The rows of a data block "time low high", with an empty one in each gap. The band is widened by
-// `margin`.
+// The rows of a data block, "time low high", with an empty row in each gap. Extends each range by
+// `margin` in both directions.
 std::string RangeRows(const PlotSeries::Columns& columns, int margin, const TimeAxis& axis) {
   std::string rows;
   for (std::size_t i = 0; i < columns.size(); ++i) {
@@ -127,7 +127,7 @@ std::string RangeRows(const PlotSeries::Columns& columns, int margin, const Time
     }
     const int low = Signal(std::max(columns[i]->lowest - margin, 0));
     const int high = Signal(std::min(columns[i]->highest + margin, 100));
-    // From edge to edge, so that one column is a line, too.
+    // From edge to edge, so that a single column is visible.
     for (const std::size_t edge : {i, i + 1}) {
       rows += fmt::format("{:.1f} {} {}\n", axis.At(static_cast<double>(edge)), low, high);
     }
@@ -224,7 +224,7 @@ std::vector<LegendEntry> LegendOf(const Plot& plot) {
   return entries;
 }
 
-// Labels belong to the panel that is drawn next.
+// Gnuplot draws labels with the next panel.
 std::string LegendCommands(const Plot& plot, const Layout& layout) {
   constexpr double kCharacterWidth = 7;  // on average
   constexpr double kSampleWidth = 30;
@@ -310,7 +310,7 @@ PlotCollector::PlotCollector(WallTime begin, WallTime end, std::size_t columns,
   for (const std::uint32_t client : clients) series_[client].last_steer.resize(columns_);
 }
 
-// Times outside, of a clock that was set back, are at the ends.
+// Clamps times outside the plot. A clock that was set back leads to them.
 std::size_t PlotCollector::ColumnOf(WallTime time) const {
   const double part = std::chrono::duration<double>(time - begin_) / length_;
   const auto count = static_cast<double>(columns_);
@@ -328,7 +328,7 @@ void PlotCollector::Fill(WallTime begin, TimeSpan length, std::uint8_t metric,
   }
 }
 
-// What it decides holds until the next poll.
+// A decision holds until the next poll.
 void PlotCollector::OnJudgement(WallTime time, std::uint32_t client,
                                 const ap::StationJudgement& judgement) {
   const auto found = series_.find(client);

@@ -25,17 +25,17 @@ struct PlotSeries {
 
   // By interface: the metrics of each column.
   std::map<std::uint32_t, Columns> metrics;
-  // The metric at the last steer from the interface of the client. It is in the middle of the
-  // metrics that do not steer.
+  // The metric at the last steer from the client's interface. It is the centre of the band of
+  // metrics within the hysteresis.
   Columns last_steer;
   // Column and metric of each steer.
   std::vector<std::pair<std::size_t, std::uint8_t>> steers;
 };
 
-// Collects what a plot of some clients needs.
+// Collects the series of some clients for a plot.
 class PlotCollector : public ReplayListener {
  public:
-  // The time of the trace from `begin` to `end`, which is later, is divided into so many columns.
+  // Divides the time from `begin` to `end`, which must be later, into `columns` columns.
   PlotCollector(platform::WallTime begin, platform::WallTime end, std::size_t columns,
                 platform::TimeSpan poll_interval, const std::vector<std::uint32_t>& clients);
 
@@ -47,7 +47,7 @@ class PlotCollector : public ReplayListener {
 
  private:
   std::size_t ColumnOf(platform::WallTime time) const;
-  // Extends what each column has by the metrics up to a time.
+  // Adds a metric to the range of each column in a period.
   void Fill(platform::WallTime begin, platform::TimeSpan length, std::uint8_t metric,
             PlotSeries::Columns& columns) const;
 
@@ -58,7 +58,7 @@ class PlotCollector : public ReplayListener {
   std::map<std::uint32_t, PlotSeries> series_;
 };
 
-// One of the small multiples.
+// The diagram of one client with the settings of one run.
 struct PlotPanel {
   std::string title;
   const PlotSeries* series;
@@ -74,13 +74,13 @@ struct Plot {
   std::vector<PlotPanel> panels;  // at least one
 };
 
-// The most panels of a plot.
+// The largest number of panels in a plot.
 inline constexpr std::size_t kMaxPanels = 24;
 
-// How many columns a plot of so many panels can show.
+// The number of columns that each series can show in a plot with so many panels.
 std::size_t ColumnsOf(std::size_t panels);
 
-// The input of gnuplot that draws the plot as SVG to its standard output.
+// A script for gnuplot that writes the plot to standard output as SVG.
 std::string GnuplotScript(const Plot& plot);
 
 }  // namespace orvane::wavelarkctl

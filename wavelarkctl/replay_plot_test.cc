@@ -6,6 +6,8 @@
 #include <chrono>
 #include <string>
 
+#include "wavelarkctl/test_judgement.h"
+
 namespace orvane::wavelarkctl {
 namespace {
 
@@ -38,17 +40,9 @@ class PlotCollectorTest : public ::testing::Test {
   }
   void Judge(TimeSpan time, std::uint8_t metric, std::uint8_t last, SteerVerdict verdict,
              std::uint32_t client = 7) {
-    const ap::SteerInputs inputs = {.link_quality_metric = metric,
-                                    .last_steer_link_quality_metric = last,
-                                    .since_last_steer = 0s,
-                                    .lqm_floor = 30,
-                                    .lqm_hysteresis = 15,
-                                    .steer_interval = 10min};
-    collector_.OnJudgement(WallTime(time), client, {interface_, address_, inputs, verdict});
+    wavelarkctl::Judge(collector_, time, client, metric, last, verdict);
   }
 
-  std::string interface_ = "a";
-  ap::MacAddress address_{"02:00:00:00:00:01"};
   PlotCollector collector_{WallTime(0min), WallTime(10min), 10, 2min, {7}};
 };
 
@@ -59,7 +53,7 @@ TEST_F(PlotCollectorTest, AColumnHasTheRangeOfItsMetrics) {
   EXPECT_EQ(TextOf(collector_.Of(7).metrics.at(1)), ". 50-50 20-50 . . . . . 30-30 . ");
 }
 
-TEST_F(PlotCollectorTest, TimesOutsideAreAtTheEnds) {
+TEST_F(PlotCollectorTest, TimesOutsideAreClamped) {
   Stay(-5min, 1min, 50);
   Stay(20min, 1min, 60);
   EXPECT_EQ(TextOf(collector_.Of(7).metrics.at(1)), "50-50 . . . . . . . . 60-60 ");
@@ -96,19 +90,19 @@ TEST_F(GnuplotScriptTest, TheBandIsTheHysteresisAroundTheLastSteer) {
   EXPECT_THAT(Script(), HasSubstr("\n0.0 -55 -25\n60.0 -55 -25\n"));
 }
 
-TEST_F(GnuplotScriptTest, TheLegendNamesWhatIsThere) {
+TEST_F(GnuplotScriptTest, TheLegendNamesUsedInterfacesOnly) {
   Stay(1min, 1min, 50);
   const std::string script = Script();
   EXPECT_THAT(script, HasSubstr("'signal at wlan1'"));
   EXPECT_THAT(script, Not(HasSubstr("'signal at wlan0'")));
 }
 
-TEST_F(GnuplotScriptTest, TitlesAreTextAndNothingElse) {
+TEST_F(GnuplotScriptTest, TitlesAreNotInterpreted) {
   const std::string script = Script(1, "it's `reboot`\n\xff");
   EXPECT_THAT(script, HasSubstr("set title 'it''s `reboot`??\'"));
 }
 
-TEST_F(GnuplotScriptTest, OneClientHasAnAxisOfMetricsManyHaveNot) {
+TEST_F(GnuplotScriptTest, OnlyASinglePanelHasAnAxisOfMetrics) {
   EXPECT_THAT(Script(1), HasSubstr("y2label"));
   EXPECT_THAT(Script(2), Not(HasSubstr("y2label")));
   EXPECT_GT(ColumnsOf(1), ColumnsOf(2));

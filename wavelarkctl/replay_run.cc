@@ -4,7 +4,7 @@
 
 namespace orvane::wavelarkctl {
 
-// Time passes with the rows of all clients.
+// The rows of all clients advance the time, also those that the filter leaves out.
 std::vector<std::uint64_t> ReplayTrace(TraceReader& reader, const TraceSurvey& survey,
                                        const ClientFilter& filter,
                                        const std::vector<ReplayRun>& runs,

@@ -15,7 +15,7 @@
 
 namespace orvane::wavelarkctl {
 
-// One of the settings with which a trace is replayed, and what came of it.
+// One replay of a trace: the settings and the outcome.
 struct ReplayRun {
   std::string name;
   ReplayOptions options;
@@ -26,8 +26,9 @@ struct ReplayRun {
 // The clients whose rows are replayed; if empty, all.
 using ClientFilter = std::set<Address>;
 
-// Replays the rest of a trace with the settings of each run, and tells the listener of the same
-// number. Returns the polls of each. The roster begins with the interfaces of the survey.
+// Replays the rest of a trace with the settings of each run, and notifies the listener with the
+// same index. Returns the number of polls of each run. The roster must start with the interfaces of
+// the survey.
 std::vector<std::uint64_t> ReplayTrace(TraceReader& reader, const TraceSurvey& survey,
                                        const ClientFilter& filter,
                                        const std::vector<ReplayRun>& runs,

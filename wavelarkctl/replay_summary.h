@@ -22,20 +22,20 @@ struct Steer {
   platform::TimeSpan since_last_steer;
 };
 
-// What became of one client.
+// The totals of one client.
 struct ClientSummary {
   platform::TimeSpan present{};
   platform::TimeSpan below_floor{};
   std::uint64_t steers = 0;
-  // The most steers in a row that did not help: no poll between them found the client at the floor
-  // or above, and it was never away for so long that the daemon forgot it.
+  // The longest chain of steers that did not help: no poll between them found the client at the
+  // floor or above, and the daemon did not forget the client.
   std::uint64_t longest_chain = 0;
 
   // Per hour of presence.
   double SteersPerHour() const;
 };
 
-// Counts what a replay does. Keeps a few numbers for each client, and the first steers.
+// Counts the decisions of a replay. Keeps a few numbers for each client, and the first steers.
 class ReplaySummary : public ReplayListener {
  public:
   static constexpr std::size_t kVerdicts = 5;
@@ -49,13 +49,14 @@ class ReplaySummary : public ReplayListener {
     return verdicts_[static_cast<std::size_t>(verdict)];
   }
   std::uint64_t judgements() const;
-  // By the client's number in the roster. Those that were never judged may be missing at the end.
+  // Indexed by the client's number in the roster. Clients at the end that were never judged may be
+  // missing.
   const std::vector<ClientSummary>& clients() const { return clients_; }
   const std::vector<Steer>& first_steers() const { return first_steers_; }
-  // Over all clients; the longest chain is that of one.
+  // The sums over all clients, and the longest chain of any client.
   ClientSummary Total() const;
   std::size_t SteeredClients() const;
-  // The numbers of the clients that were steered, most steered first, at most so many.
+  // The numbers of at most `limit` steered clients, those with the most steers first.
   std::vector<std::uint32_t> MostSteered(std::size_t limit) const;
 
  private:

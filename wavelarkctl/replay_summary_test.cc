@@ -4,7 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <string>
+
+#include "wavelarkctl/test_judgement.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -21,13 +22,7 @@ using ::testing::SizeIs;
 class ReplaySummaryTest : public ::testing::Test {
  protected:
   void Judge(TimeSpan time, int metric, SteerVerdict verdict, std::uint32_t client = 0) {
-    const ap::SteerInputs inputs = {.link_quality_metric = static_cast<std::uint8_t>(metric),
-                                    .last_steer_link_quality_metric = 1,
-                                    .since_last_steer = 7s,
-                                    .lqm_floor = 30,
-                                    .lqm_hysteresis = 15,
-                                    .steer_interval = 10min};
-    summary_.OnJudgement(WallTime(time), client, {interface_, address_, inputs, verdict});
+    wavelarkctl::Judge(summary_, time, client, static_cast<std::uint8_t>(metric), 1, verdict);
   }
   void Steer(TimeSpan time, std::uint32_t client = 0) {
     Judge(time, 20, SteerVerdict::kSteered, client);
@@ -35,12 +30,10 @@ class ReplaySummaryTest : public ::testing::Test {
 
   std::uint64_t LongestChain() const { return summary_.Total().longest_chain; }
 
-  std::string interface_ = "a";
-  ap::MacAddress address_{"02:00:00:00:00:01"};
   ReplaySummary summary_;
 };
 
-TEST_F(ReplaySummaryTest, AnEmptyReplayHasNothing) {
+TEST_F(ReplaySummaryTest, AnEmptyReplayHasZeros) {
   EXPECT_EQ(summary_.judgements(), 0U);
   EXPECT_EQ(summary_.SteeredClients(), 0U);
   EXPECT_EQ(summary_.Total().SteersPerHour(), 0);
@@ -73,7 +66,7 @@ TEST_F(ReplaySummaryTest, APollAtTheFloorEndsAChain) {
   EXPECT_EQ(LongestChain(), 2U);
 }
 
-TEST_F(ReplaySummaryTest, AClientThatWasForgottenBeginsAnew) {
+TEST_F(ReplaySummaryTest, AForgottenClientStartsANewChain) {
   Steer(0min);
   Steer(20min);
   EXPECT_EQ(LongestChain(), 2U);
@@ -92,7 +85,7 @@ TEST_F(ReplaySummaryTest, TimesAreAddedUpForEachClient) {
   EXPECT_EQ(summary_.Total().present, 3h);
 }
 
-TEST_F(ReplaySummaryTest, TheMostSteeredComeFirst) {
+TEST_F(ReplaySummaryTest, ClientsWithTheMostSteersComeFirst) {
   for (int i = 0; i < 2; ++i) Steer(0min, 3);
   for (int i = 0; i < 3; ++i) Steer(0min, 1);
   for (int i = 0; i < 2; ++i) Steer(0min, 0);

@@ -22,7 +22,7 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-// With one space for any number of them, as the widths of columns depend on what is in them.
+// Replaces each run of spaces by one space, because column widths depend on their contents.
 std::string Squeeze(std::string text) {
   const auto both_spaces = [](char a, char b) { return a == ' ' && b == ' '; };
   text.erase(std::unique(text.begin(), text.end(), both_spaces), text.end());
@@ -50,7 +50,7 @@ class ReplayTest : public testbed::ToolTest {
   std::string trace_ = Write("trace.csv", Rows(-80));
 };
 
-TEST_F(ReplayTest, PrintsWhatTheDaemonWouldHaveDone) {
+TEST_F(ReplayTest, PrintsTheDecisionsAndTheirTotals) {
   const Outcome outcome = Run({"replay", trace_});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
@@ -125,7 +125,7 @@ TEST_F(ReplayTest, OneClientCanBeChosen) {
   EXPECT_THAT(Squeeze(chosen.out), HasSubstr("\n decisions 1\n"));
 }
 
-// Its polls go on while there are only rows of others.
+// Polls continue while there are only rows of other clients.
 TEST_F(ReplayTest, TimePassesWithTheRowsOfAllClients) {
   std::string text = Rows(-80);
   text.insert(kTraceHeader.size() + 1, "1700000000,wlan-2400mhz,02:00:00:00:00:02,-80,1\n");
@@ -208,7 +208,7 @@ TEST_F(PlotTest, AClientIsDrawnForEachSetting) {
   EXPECT_THAT(svg, HasSubstr("02:00:00:00:00:01, " + low + ": 0 steers<"));
 }
 
-TEST_F(PlotTest, ThoseThatWereSteeredMostAreDrawn) {
+TEST_F(PlotTest, TheClientsWithTheMostSteersAreDrawn) {
   const Outcome outcome = Run({"replay", "--walk", "crowd", "--crowd", "60", "--plot", plot_});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   const std::string svg = *platform::ReadFileToString(plot_);
@@ -218,7 +218,7 @@ TEST_F(PlotTest, ThoseThatWereSteeredMostAreDrawn) {
   EXPECT_THAT(svg, HasSubstr(outcome.out.substr(first, 17) + ": "));
 }
 
-TEST_F(PlotTest, JsonIsPrintedBesides) {
+TEST_F(PlotTest, JsonAndAPlotGoTogether) {
   const Outcome outcome = Run({"replay", "--json", "--plot", plot_, trace_});
   EXPECT_EQ(outcome.out, Run({"replay", "--json", trace_}).out);
   EXPECT_THAT(*platform::ReadFileToString(plot_), HasSubstr(": 1 steer<"));

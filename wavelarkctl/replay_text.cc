@@ -8,7 +8,7 @@
 
 #include "wavelarkctl/decision.h"
 #include "wavelarkctl/human_text.h"
-#include "wavelarkctl/local_time.h"
+#include "wavelarkctl/time_text.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -32,18 +32,6 @@ std::string ShareText(TimeSpan part, TimeSpan whole) {
 
 std::string RateText(const ClientSummary& client) {
   return fmt::format("{:.3g}", client.SteersPerHour());
-}
-
-std::string ReturnsText(Returns returns) {
-  switch (returns) {
-    case Returns::kTrace:
-      return "trace";
-    case Returns::kSame:
-      return "same";
-    case Returns::kOther:
-      return "other";
-  }
-  return "";
 }
 
 // One line of the comparison.
@@ -74,7 +62,8 @@ const std::vector<Line>& SettingLines() {
        [](const ReplayRun& run) {
          return platform::FormatTimeSpan(PolicyOf(run.options.settings).poll_interval);
        }},
-      {"returns", [](const ReplayRun& run) { return ReturnsText(run.options.returns); }},
+      {"returns",
+       [](const ReplayRun& run) { return std::string(ReturnsText(run.options.returns)); }},
   };
   return lines;
 }

@@ -11,8 +11,8 @@
 
 namespace orvane::wavelarkctl {
 
-// For people: the settings and their outcomes side by side, then the clients that were steered most
-// and the first steers, both with the first settings. There is at least one run.
+// Formats runs for a terminal: settings and outcomes side by side, then, of the first run, the
+// clients with the most steers and the first steers. There must be at least one run.
 std::string ReplayText(const std::string& trace_name, const TraceSurvey& survey,
                        const Roster& roster, const std::vector<ReplayRun>& runs);
 

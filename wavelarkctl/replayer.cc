@@ -13,7 +13,7 @@ using platform::WallTime;
 constexpr TimeSpan kTick(1);
 constexpr char kNl80211Family[] = "nl80211";
 
-// Commands go nowhere: what a steered client does is up to the replay.
+// Drops commands: the replay decides what a steered client does.
 class SilentHostapd : public ap::HostapdInterface {
  public:
   using ap::HostapdInterface::HostapdInterface;
@@ -28,13 +28,25 @@ Address ToAddress(const ap::MacAddress& mac_address) {
 
 }  // namespace
 
-// Tells when the next poll is due, so that the rows before it cost nothing.
+std::string_view ReturnsText(Returns returns) {
+  switch (returns) {
+    case Returns::kTrace:
+      return "trace";
+    case Returns::kSame:
+      return "same";
+    case Returns::kOther:
+      return "other";
+  }
+  return "";
+}
+
+// Makes the time of the next poll public, so that rows before it cost nothing.
 class Replayer::Loop : public platform::ManualLoop {
  public:
   using platform::ManualLoop::NextDeadline;
 };
 
-// Each pass begins with a look-up of the first interface.
+// Calls `on_pass` at the start of each pass, which looks up the first interface.
 class Replayer::Kernel : public simulation::FakeKernel {
  public:
   Kernel(const Roster& roster, std::function<void()> on_pass)
@@ -147,8 +159,9 @@ void Replayer::RunUntil(MonotonicTime time) {
   behind_ = time - loop_->MonotonicNow();
 }
 
-// Once all clients are stale, polls find nobody. They only forget clients, and the last one forgets
-// all that those before it would have. So the others can be left out.
+// Once all clients are stale, polls see no client and only make the service forget clients. The
+// last of these polls forgets all that the earlier ones would have, so the earlier ones can be
+// skipped.
 TimeSpan Replayer::SkipIdlePolls(TimeSpan span) {
   const TimeSpan idle_after = options_.stale + poll_interval_;
   const std::int64_t idle_polls = (span - idle_after) / poll_interval_ - 1;
@@ -167,7 +180,7 @@ void Replayer::EndStay(std::uint32_t number, Client& client, TimeSpan length) {
   }
 }
 
-// The kernel lists what the rows say now.
+// Makes the kernel list the latest row of each client.
 void Replayer::OnPass() {
   ++polls_;
   kernel_->Clear();
@@ -208,8 +221,9 @@ void Replayer::MoveSteered(Client& client, std::uint32_t interface) const {
       client.override_interface = (interface + 1) % count;
       break;
   }
-  // The rows of this sample move, too: the next poll sees the client where it has gone. The place
-  // is there, since a pass steers a client once at most: at a second interface the client is new.
+  // The rows of this sample move, too, so that the next poll sees the client at its new interface.
+  // `places` has the interface, because a pass steers a client at most once: at a second interface
+  // the client is new.
   Place place = *std::ranges::find(client.places, interface, &Place::interface);
   place.interface = *client.override_interface;
   client.places.assign(1, place);

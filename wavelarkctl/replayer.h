@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "optimizer/client_steer.h"
@@ -21,10 +22,13 @@ namespace orvane::wavelarkctl {
 
 // What a client does when it is steered.
 enum class Returns : std::uint8_t {
-  kTrace,  // what its rows say
+  kTrace,  // it follows its rows
   kSame,   // it comes back to the interface that it was steered from
-  kOther,  // it joins the next interface of the list; after the last comes the first
+  kOther,  // it joins the next interface of the list, after the last one the first
 };
+
+// "trace", "same" or "other".
+std::string_view ReturnsText(Returns returns);
 
 struct ReplayOptions {
   ap::OptimizerFlags settings = DefaultSteerSettings();
@@ -41,8 +45,8 @@ struct Sighting {
   bool is_authorized;
 };
 
-// A client between one row and the next. If that does not come within the time that a row takes to
-// become stale and a poll interval, the client has gone when the row was stale.
+// A client from one row to its next one. If the next row is later than the stale age plus a poll
+// interval, the client has left, and the stay ends when the row becomes stale.
 struct Stay {
   std::uint32_t client;
   std::uint32_t interface;  // after its steers, see Returns
@@ -62,29 +66,30 @@ class ReplayListener {
   virtual void OnStay(const Stay& stay) = 0;
 };
 
-// Runs the daemon's own steering service over the rows of a trace, in virtual time and on a kernel
-// that lists what the rows say. The service starts at the time of the first row. A poll comes after
-// the rows of its time, and sees each client at each interface of its last sample, unless that is
-// stale. The last poll is at the time of the last row at the latest.
+// Runs the daemon's own steering service over the rows of a trace, in virtual time, on a simulated
+// kernel that lists the clients of the rows. The service starts at the time of the first row. A
+// poll comes after the rows of its time. It sees each client at each interface of the client's last
+// sample, unless that is stale. No poll is later than the last row.
 //
-// A time before that of the row before it is a clock that was set back: no time passes. A time
-// after it always passes, however long it takes.
+// If a row's time is before that of the previous row, the clock was set back, and no time passes.
+// If it is later, that time passes, however long it is.
 //
-// With kSame or kOther a client that was steered stays where the model has put it, at the signals
-// of its rows, until it has gone (see Stay).
+// With kSame or kOther a steered client stays where the model puts it, with the signals of its
+// rows, until it has left (see Stay).
 class Replayer {
  public:
-  // The roster, whose interfaces are all that are polled, and the listener must outlive it.
+  // Polls the interfaces of the roster. The roster and the listener must outlive this object.
   Replayer(const ReplayOptions& options, Roster& roster, platform::WallTime start,
            ReplayListener* listener);
   Replayer(const Replayer&) = delete;
   Replayer& operator=(const Replayer&) = delete;
   ~Replayer();
 
-  // Each row of the trace, in its order: first its time, then the row unless it is left out.
+  // To be called for each row of the trace, in order: first MoveTo, then Feed unless the row is
+  // left out.
   void MoveTo(platform::WallTime time);
   void Feed(const Sighting& sighting);
-  // After the last row.
+  // To be called after the last row.
   void Finish();
 
   std::uint64_t polls() const { return polls_; }
@@ -100,7 +105,7 @@ class Replayer {
     bool is_authorized;
   };
   struct Client {
-    std::uint64_t sample = 0;  // in which its places are; 0: none
+    std::uint64_t sample = 0;  // the sample of `places`; 0: none
     platform::MonotonicTime seen;
     platform::WallTime seen_wall;
     bool is_listed = false;  // in `listed_`
@@ -110,10 +115,9 @@ class Replayer {
 
   // The time of the row that is being fed.
   platform::MonotonicTime Now() const;
-  // Lets the wall clock pass a time in which no client is there to be judged. Returns what is left
-  // of `span`.
+  // Skips polls that would see no client, and advances the wall clock. Returns the rest of `span`.
   platform::TimeSpan SkipIdlePolls(platform::TimeSpan span);
-  // Runs what is due before `time`, and leaves the loop just before it.
+  // Runs everything that is due before `time`, and stops the loop just before it.
   void RunUntil(platform::MonotonicTime time);
   void EndStay(std::uint32_t number, Client& client, platform::TimeSpan length);
   void OnPass();
@@ -132,7 +136,7 @@ class Replayer {
   std::uint64_t sample_ = 1;
   std::uint64_t polls_ = 0;
   std::vector<Client> clients_;
-  // Those that a poll may see, in order of arrival.
+  // The clients that a poll may see, in order of arrival.
   std::vector<std::uint32_t> listed_;
   std::unique_ptr<Kernel> kernel_;
   std::unique_ptr<platform::NetlinkManager> netlink_;

@@ -25,7 +25,7 @@ using ::testing::SizeIs;
 
 constexpr WallTime kStart{1'700'000'000s};
 
-// What a listener hears, as text: times since the start, clients by number.
+// Keeps all calls as text, with times since the start and the numbers of clients.
 class Journal : public ReplayListener {
  public:
   void OnJudgement(WallTime time, std::uint32_t client,
@@ -132,7 +132,7 @@ TEST_F(ReplayerTest, RowsOfOneTimeMayListAClientTwice) {
   EXPECT_THAT(Decisions(), ElementsAre("1m 0 a 20 new", "1m 0 b 39 new"));
 }
 
-TEST_F(ReplayerTest, WhoIsNotAuthorizedIsNotJudged) {
+TEST_F(ReplayerTest, AnUnauthorizedClientIsNotJudged) {
   See(0s, -50);
   See(60s, -80, 0, 0, false);
   EXPECT_THAT(Decisions(), IsEmpty());
@@ -164,7 +164,7 @@ TEST_F(ReplayerTest, AStayLastsUntilTheNextRow) {
                                           "1m20s 0 0 50 for 10s", "2m31s 0 0 50 for 0s"));
 }
 
-TEST_F(ReplayerTest, ByDefaultASteeredClientDoesWhatItsRowsSay) {
+TEST_F(ReplayerTest, ByDefaultASteeredClientFollowsItsRows) {
   SeeFrom(0s, 180s, -80);
   SeeFrom(190s, 240s, -60, 1);
   EXPECT_EQ(Decisions().back(), "4m 0 b 40 new");
@@ -195,7 +195,7 @@ TEST_F(ReplayerTest, ASteeredClientMovesWithoutAnotherRow) {
   EXPECT_THAT(Decisions(), Contains("4m 0 b 20 new"));
 }
 
-TEST_F(ReplayerTest, AClientThatWasGoneIsWhereItsRowsSay) {
+TEST_F(ReplayerTest, AClientThatWasAwayFollowsItsRows) {
   options_.returns = Returns::kOther;
   SeeFrom(0s, 180s, -80);
   SeeFrom(290s, 300s, -80);
@@ -209,7 +209,7 @@ TEST_F(ReplayerTest, AClientWithARowInEachPollIsNotGone) {
 }
 
 // The service compares wall clock times, its timer does not.
-TEST_F(ReplayerTest, AClockThatWasSetBackPutsOffASteer) {
+TEST_F(ReplayerTest, AClockThatWasSetBackDelaysASteer) {
   SeeFrom(0s, 110s, -80);
   See(-3600s, -80);
   SeeFrom(-3600s, -3470s, -80);
@@ -217,7 +217,7 @@ TEST_F(ReplayerTest, AClockThatWasSetBackPutsOffASteer) {
                                        "-58m50s 0 a 20 too-early", "-57m50s 0 a 20 too-early"));
 }
 
-// As if each poll had been run: the next one comes at its time.
+// The result is the same as if each poll had run, and the next poll comes at its time.
 TEST_F(ReplayerTest, AYearWithoutRowsTakesNoTime) {
   constexpr TimeSpan kYear = 365 * 24h;
   SeeFrom(0s, 180s, -80);
@@ -229,8 +229,8 @@ TEST_F(ReplayerTest, AYearWithoutRowsTakesNoTime) {
   EXPECT_EQ(replayer().polls(), 365U * 24 * 60 + 3);
 }
 
-// What the service remembers from the later time is forgotten only when that time is over.
-TEST_F(ReplayerTest, NeitherDoesAYearByWhichTheClockWasSetBack) {
+// The service forgets the clients of the later time only when that time has passed.
+TEST_F(ReplayerTest, AClockThatWasSetBackByAYearTakesNoTime) {
   constexpr TimeSpan kYear = 365 * 24h;
   SeeFrom(kYear, kYear + 180s, -80);
   See(0s, -50, 0, 1);

@@ -1,4 +1,4 @@
-// wavelarkctl report: a page about a period.
+// The subcommand "report": its options, and the page or its data.
 
 #include <fmt/format.h>
 #include <time.h>
@@ -20,6 +20,7 @@
 #include "platform/files.h"
 #include "recorder/schema.h"
 #include "wavelarkctl/commands.h"
+#include "wavelarkctl/common_options.h"
 #include "wavelarkctl/parse_number.h"
 #include "wavelarkctl/records.h"
 #include "wavelarkctl/report_data.h"
@@ -38,15 +39,19 @@ using platform::WallTime;
 
 constexpr char kDescription[] = "Write a page about service levels, joins, signals and steering";
 
-constexpr char kExamples[] =
-    "The page is one file that a browser shows without a network. It has the data of the period\n"
-    "and compares it with the period of the same length before. A summary is printed. The exit\n"
-    "status is 1 if a service level misses its goal.\n\n"
-    "Examples:\n"
-    "  wavelarkctl report\n"
-    "  wavelarkctl report --since 30d -o /srv/www/wifi.html --goal connects=98 --signal-limit -67\n"
-    "  journalctl -u ap-wavelark --since -7d | wavelarkctl report --log -\n"
-    "  wavelarkctl report --since 2026-11-02 --until 2026-11-09 --json | jq .levels";
+constexpr char kExamples[] = R"(Examples:
+  wavelarkctl report
+      the last 7 days, in report.html
+  wavelarkctl report --since 30d -o /srv/www/wifi.html --goal connects=98 --signal-limit -67
+      the last 30 days, with other goals and limits
+  journalctl -u ap-wavelark --since -7d | wavelarkctl report --log -
+      with the steers of the daemon's log
+  wavelarkctl report --since 2026-11-02 --until 2026-11-09 --json | jq .levels
+      the service levels of one week, for a script
+
+The page is one file that a browser shows without a network. It compares the period with the
+previous one of the same length. Exit status: 0; 1 if a service level misses its goal; 64 for a
+wrong command line; 65 for a wrong database or log; 69 if a file can't be read or written.)";
 
 // Trends have a step for each hour of up to three days, else for each day.
 constexpr std::int64_t kHourMs = 3'600'000;
@@ -106,7 +111,7 @@ ReportScope ScopeOf(const Options& options) {
     throw Failure(ExitStatus::kUsage, "--since must be before --until");
   }
   if (scope.until_ms - scope.since_ms > kLongestMs) {
-    throw Failure(ExitStatus::kUsage, "a report is about 400 days at most");
+    throw Failure(ExitStatus::kUsage, "a report covers at most 400 days");
   }
   const bool is_by_hour = scope.until_ms - scope.since_ms <= kLongestByHour;
   for (std::int64_t step = scope.since_ms; step < scope.until_ms;
@@ -122,7 +127,7 @@ ReportScope ScopeOf(const Options& options) {
   std::string names;
   for (const LevelRow& level : kLevelRows) names += fmt::format(" {}", level.key);
   throw Failure(ExitStatus::kUsage,
-                fmt::format("--goal: \"{}\" is not LEVEL=PERCENT; levels are{}", text, names));
+                fmt::format("--goal: '{}' is not LEVEL=PERCENT; the levels are{}", text, names));
 }
 
 std::array<double, kLevels> GoalsOf(const std::vector<std::string>& texts) {
@@ -147,7 +152,7 @@ void AddLabels(const ReportScope& scope, json* data) {
   period["labels"] = std::move(labels);
   period["steps"] = scope.steps;
   period["step"] = is_by_hour ? "hour" : "day";
-  // The page shows the times of the access point, wherever its reader is.
+  // The page shows the access point's local time in every time zone.
   period["offset"] = LocalFields(scope.until_ms - 1).tm_gmtoff;
 }
 
@@ -168,7 +173,7 @@ json Collect(const Options& options, const ReportScope& scope) {
   return data;
 }
 
-// What is not UTF-8 becomes U+FFFD. Without "<" no text can end the element that it is in.
+// Bytes that are not UTF-8 become U+FFFD. "<" is escaped, so that no text can end its element.
 std::string TextForPage(const json& data) {
   std::string text;
   for (const char character : data.dump(-1, ' ', false, json::error_handler_t::replace)) {
@@ -229,25 +234,27 @@ ExitStatus Run(const Options& options) {
   return std::ranges::any_of(data["levels"], IsMissed) ? ExitStatus::kFound : ExitStatus::kOk;
 }
 
-void AddLimits(CLI::App* command, Options* options) {
-  std::string defaults;
-  for (const LevelRow& level : kLevelRows)
-    defaults += fmt::format(" {}={:g}", level.key, level.goal);
+std::string DefaultGoals() {
+  std::string goals;
+  for (const LevelRow& level : kLevelRows) {
+    goals += fmt::format("{}{}={:g}", goals.empty() ? "" : " ", level.key, level.goal);
+  }
+  return goals;
+}
+
+void AddLimits(CLI::App& command, Options* options) {
+  AddRepeatedOption(command, "--goal", &options->goals,
+                    WithDefault("The goal of a service level", DefaultGoals()), "LEVEL=PERCENT");
   command
-      ->add_option(
-          "--goal", options->goals,
-          "The share that a service level is to reach; may be repeated. Default:" + defaults)
-      ->type_name("LEVEL=PERCENT")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command->add_option("--time-limit", options->time_limit, "A connect that takes longer is slow")
-      ->type_name("SECONDS")
-      ->check(CLI::Range(0.0, 60.0).description(""))
-      ->capture_default_str();
-  command->add_option("--signal-limit", options->signal_limit, "A weaker signal is no coverage")
-      ->type_name("DBM")
-      ->check(CLI::Range(-100, 0).description(""))
-      ->capture_default_str();
+      .add_option("--time-limit", options->time_limit,
+                  WithDefault("A connect that takes longer is slow", options->time_limit))
+      ->option_text("SECONDS")
+      ->check(CLI::Range(0.0, 60.0).description(""));
+  command
+      .add_option("--signal-limit", options->signal_limit,
+                  WithDefault("A weaker signal misses the coverage level", options->signal_limit))
+      ->option_text("DBM")
+      ->check(CLI::Range(-100, 0).description(""));
 }
 
 }  // namespace
@@ -257,33 +264,26 @@ void AddReport(CLI::App& app, Action* action) {
   command->footer(kExamples);
   const auto options = std::make_shared<Options>();
   command
-      ->add_option("--since", options->since,
-                   "The begin of the period: 7d, 12h, 90m, 30s ago, or a date with or without "
-                   "a time of day")
-      ->type_name("TIME")
-      ->capture_default_str();
-  command->add_option("--until", options->until, "Its end")
-      ->type_name("TIME")
-      ->capture_default_str();
+      ->add_option(
+          "--since", options->since,
+          WithDefault(fmt::format("The start of the period{}", kTimeForms), options->since))
+      ->option_text("TIME");
   command
-      ->add_option("-o,--output", options->output, "Where to write the page; - is standard output")
-      ->type_name("FILE")
-      ->default_str(options->output.native());
-  command->add_flag("--json", options->is_json, "Print the data of the page as JSON instead");
+      ->add_option("--until", options->until, WithDefault("The end of the period", options->until))
+      ->option_text("TIME");
   command
-      ->add_option("--log", options->logs,
-                   "A log of the daemon, for steers that the database does not show; - is standard "
-                   "input; may be repeated")
-      ->type_name("FILE")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command->add_option("--salt", options->salt, "The salt of the identifiers, for --log")
-      ->type_name("FILE")
-      ->default_str(options->salt.native());
-  AddLimits(command, options.get());
-  command->add_option("--database", options->database, "The recorder's database")
-      ->type_name("FILE")
-      ->default_str(options->database.native());
+      ->add_option("-o,--output", options->output,
+                   WithDefault("Write the page to this file; - is standard output",
+                               options->output.native()))
+      ->option_text("FILE");
+  command->add_flag("--json", options->is_json,
+                    "Print the data of the page as JSON, write no page");
+  AddRepeatedOption(*command, "--log", &options->logs,
+                    "A log of the daemon, for steers that the database lacks; - is standard input",
+                    "FILE");
+  AddLimits(*command, options.get());
+  AddDatabaseOption(*command, &options->database);
+  AddSaltOption(*command, &options->salt);
   command->callback([action, options] { *action = [options] { return Run(*options); }; });
 }
 

@@ -18,7 +18,7 @@ namespace {
 
 using nlohmann::json;
 
-// What lists have at most.
+// The maximum lengths of lists.
 constexpr std::size_t kCauses = 6;
 constexpr std::size_t kAffectedClients = 5;
 constexpr std::size_t kRankedClients = 10;
@@ -28,12 +28,12 @@ constexpr std::size_t kListedSteers = 100;
 constexpr std::size_t kReasons = 60;
 constexpr std::size_t kChangedReasons = 5;
 
-// Signals are counted in steps of 5 dB; what is beyond the ends counts at the ends.
+// Signals are counted in steps of 5 dB. Signals beyond the ends are clamped.
 constexpr int kSignalStep = 5;
 constexpr int kWeakestSignal = -100;
 constexpr int kStrongestSignal = -1;
 
-// A median; null of no values.
+// The median. Null without values.
 json Median(std::vector<std::int64_t> values) {
   if (values.empty()) return nullptr;
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>((values.size() - 1) / 2);
@@ -43,7 +43,7 @@ json Median(std::vector<std::int64_t> values) {
 
 json JsonOf(const Share& share) { return json::array({share.good, share.all}); }
 
-// Figures of one client, of this period.
+// The figures of a client in this period.
 struct ClientFigures {
   std::int32_t client = 0;
   std::int64_t events = 0;
@@ -83,7 +83,8 @@ class DataMaker {
     return InterfaceName(report_.interfaces.TextOf(event.interface));
   }
 
-  // The place of a client among those that the page names; null if it is not known.
+  // The index of a client in the page's list of clients, which it is added to. Null for an unknown
+  // client.
   json Name(std::int32_t client) {
     if (client < 0) return nullptr;
     const auto [found, is_new] = client_places_.try_emplace(client, client_names_.size());
@@ -112,7 +113,7 @@ class DataMaker {
             {"first", report_.first_ms}};
   }
 
-  // The most frequent causes, the others as one.
+  // The most frequent causes, and all others as one.
   static json Causes(const LevelTally& tally) {
     std::vector<std::pair<std::string, std::int64_t>> causes(tally.causes.begin(),
                                                              tally.causes.end());
@@ -205,14 +206,14 @@ class DataMaker {
     return {{"failures", RowsOf(failures)}};
   }
 
-  // As RowsOf, with whether somebody asked for it: true, false or null.
+  // The rows of RowsOf, and whether the disconnect was wanted: true, false, or null if unknown.
   [[nodiscard]] json Disconnects() const {
     Table reasons;
     std::map<std::string, std::optional<bool>> wishes;
     for (const ReportEvent& event : report_.events) {
       if (!event.is_now || !IsDisconnect(event)) continue;
       const std::string words = WordsOfDisconnect(event, report_);
-      wishes[words] = IsAskedFor(event);
+      wishes[words] = IsWanted(event);
       reasons[{words, Interface(event)}].Add(event);
     }
     json rows = RowsOf(reasons);
@@ -264,7 +265,7 @@ class DataMaker {
     return figures;
   }
 
-  // The clients with the highest figures, none with 0.
+  // The clients with the highest figures. Leaves out clients with 0.
   static std::vector<ClientFigures> Highest(std::vector<ClientFigures> figures,
                                             std::int64_t ClientFigures::*figure) {
     std::erase_if(figures, [figure](const ClientFigures& client) { return client.*figure == 0; });
@@ -293,7 +294,7 @@ class DataMaker {
     const auto bouncing = Highest(figures, &ClientFigures::bounces);
     (*data)["busiest"] = RowsOf(busiest);
     (*data)["bouncing"] = RowsOf(bouncing);
-    // Those that bounce and those that are busy by turns.
+    // Alternately those that bounce most and those that are busiest.
     std::set<std::int32_t> shown;
     json lines = json::array();
     for (std::size_t i = 0; i < kRankedClients; ++i) {
@@ -324,7 +325,8 @@ class DataMaker {
     return {{"client", Name(client)}, {"visits", visits}, {"marks", marks}};
   }
 
-  // A visit lasts until the client leaves that interface or connects to another, or until now.
+  // A visit lasts until the client leaves that interface or connects again, at most until the end
+  // of the period.
   [[nodiscard]] std::int64_t EndOfVisit(const ReportEvent& connect,
                                         std::span<const ReportEvent> later) const {
     for (const ReportEvent& event : later) {
@@ -369,7 +371,7 @@ class DataMaker {
     return row;
   }
 
-  // How many events fit, in the period before and in this one.
+  // The number of matching events in the previous period and in this one.
   template <typename Fits>
   [[nodiscard]] std::pair<std::int64_t, std::int64_t> Count(Fits fits) const {
     std::pair<std::int64_t, std::int64_t> counts;
@@ -403,7 +405,7 @@ class DataMaker {
     return Median(std::move(signals));
   }
 
-  // The reasons whose number changed most. Steers have a row of their own.
+  // The reasons whose counts changed most. Steers have a row of their own.
   [[nodiscard]] json ChangedReasons() const {
     using Key = std::pair<std::int32_t, std::int32_t>;  // type, reason
     std::map<Key, std::pair<std::int64_t, std::int64_t>> counts;
@@ -430,7 +432,7 @@ class DataMaker {
     return rows;
   }
 
-  // Rows of title, before, now and unit; and how many clients came and went.
+  // Rows of title, before, now and unit, and the number of clients that came and went.
   [[nodiscard]] json Changes() const {
     json rows = json::array();
     AddCount(

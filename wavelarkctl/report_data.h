@@ -9,8 +9,8 @@
 
 namespace orvane::wavelarkctl {
 
-// Everything that the page of a report shows; docs/wavelarkctl.md describes the members. Goals are
-// in percent, in the order of the levels.
+// The data of the page; docs/wavelarkctl.md describes the members. Goals are in percent, in the
+// order of the levels.
 nlohmann::json ReportData(const ReportEvents& report, const std::array<double, kLevels>& goals);
 
 }  // namespace orvane::wavelarkctl

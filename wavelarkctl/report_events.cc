@@ -15,7 +15,7 @@ namespace {
 
 using access_infrastructure::proto::ClientEventInfo;
 
-// The time of the daemon may be missing; that of the recorder never is.
+// The daemon's time may be missing, the recorder's is always there.
 constexpr char kQuery[] = R"(
   SELECT t, client_shmac, event_type, event_reason, steering_reason, interface, frame_status_code,
          signal_dbm, is_event_success
@@ -28,7 +28,7 @@ constexpr char kQuery[] = R"(
   WHERE t >= ? AND t < ?
 )";
 
-// So that the number of a name is the value of the enumeration.
+// Gives each name the value of its enumeration as number.
 void AddNames(const google::protobuf::EnumDescriptor& names, TextNumbers* numbers) {
   for (int i = 0; i < names.value_count(); ++i) {
     numbers->NumberOf(names.FindValueByNumber(i)->name().c_str());
@@ -40,7 +40,7 @@ const char* TextIn(const SQLite::Column& column) {
   return column.isNull() ? nullptr : column.getText();
 }
 
-// Numbers of another type or size are no numbers.
+// Returns `otherwise` for other types, and for numbers out of range.
 template <typename Number>
 Number NumberIn(const SQLite::Column& column, Number otherwise) {
   if (!column.isInteger()) return otherwise;
@@ -118,7 +118,7 @@ ReportEvents ReadReportEvents(SQLite::Database& database, const ReportScope& sco
     report.events.push_back(EventOf(row, &report));
     progress.Add();
   }
-  // Events of the same time stay as they came.
+  // Events of the same time stay in the order of recording.
   std::ranges::stable_sort(report.events, {}, [](const ReportEvent& event) {
     return std::tuple(event.client, event.t);
   });

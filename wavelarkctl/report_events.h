@@ -13,22 +13,22 @@
 
 namespace orvane::wavelarkctl {
 
-// What a report is about. Times are in milliseconds since the Unix epoch.
+// The scope of a report. Times are in milliseconds since the Unix epoch.
 struct ReportScope {
   std::int64_t since_ms = 0;
-  std::int64_t until_ms = 0;  // the end is not part of it
-  // Where the steps of a trend begin, in order; the first is since_ms.
+  std::int64_t until_ms = 0;  // exclusive
+  // The starts of the steps of a trend, ascending. The first one is since_ms.
   std::vector<std::int64_t> steps;
   // A connect that takes longer is slow.
   std::int64_t time_limit_ms = 0;
-  // A weaker signal is no coverage.
+  // A weaker signal misses the coverage level.
   int signal_limit_dbm = 0;
 
-  // The period before has the same length.
+  // The start of the previous period, which has the same length.
   [[nodiscard]] std::int64_t before_ms() const { return since_ms - (until_ms - since_ms); }
 };
 
-// Texts, each with a number.
+// Gives each text a number.
 class TextNumbers {
  public:
   static constexpr std::int32_t kNone = -1;
@@ -46,14 +46,15 @@ class TextNumbers {
   std::unordered_map<std::string, std::int32_t> numbers_;
 };
 
-// An event as a report needs it, of which it has hundreds of thousands.
+// The fields of an event that a report needs. A report can have hundreds of thousands of events.
 struct ReportEvent {
   static constexpr int kUnknown = -1;  // ok, status
   static constexpr int kNoSignal = std::numeric_limits<std::int16_t>::min();
 
   std::int64_t t = 0;        // milliseconds since the Unix epoch
   std::int32_t client = -1;  // in ReportEvents::clients
-  std::int32_t type = -1;    // of the enumerations: their values, in ReportEvents::names otherwise
+  // The next three: the value of the enumeration, or a number for another text.
+  std::int32_t type = -1;
   std::int32_t reason = -1;
   std::int32_t steering = -1;
   std::int32_t interface = -1;
@@ -61,22 +62,22 @@ struct ReportEvent {
   std::int16_t signal = kNoSignal;  // dBm
   std::int16_t step = 0;            // of the trend
   std::int8_t ok = kUnknown;        // 1 or 0
-  bool is_now = false;              // not of the period before
+  bool is_now = false;              // in this period, not in the previous one
 
   [[nodiscard]] bool has_signal() const { return signal != kNoSignal; }
 };
 
-// The events of a period and of the one before.
+// The events of a period and of the previous one.
 struct ReportEvents {
   ReportScope scope;
-  // By client, then by time; those of an unknown client come first.
+  // Sorted by client, then by time. Events without a client come first.
   std::vector<ReportEvent> events;
   TextNumbers clients;
   TextNumbers types;
   TextNumbers reasons;
   TextNumbers steerings;
   TextNumbers interfaces;
-  std::int64_t first_ms = 0;  // when the recorder took its first record; 0 if there is none
+  std::int64_t first_ms = 0;  // when the recorder received its first record; 0 without records
 
   // The events of a client.
   [[nodiscard]] std::span<const ReportEvent> Of(std::int32_t client) const;

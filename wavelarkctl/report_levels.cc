@@ -14,9 +14,9 @@ namespace {
 using Info = access_infrastructure::proto::ClientEventInfo;
 using Client = std::span<const ReportEvent>;
 
-// How long an attempt to connect lasts at most.
+// The longest attempt to connect.
 constexpr std::int64_t kLongestAttemptMs = 60'000;
-// After a steer a client is to be back within this time.
+// A client is late if it is not back within this time after a steer.
 constexpr std::int64_t kLongestAbsenceMs = 60'000;
 constexpr std::int64_t kBounceMs = 300'000;
 
@@ -40,8 +40,8 @@ constexpr std::array<std::string_view, 6> kOutcomeWords = {"heard better",
                                                            "not back",
                                                            "not known"};
 
-// The first authentication of the attempt that ends with `client[place]`: after the connect before,
-// and not too long ago.
+// The first authentication of the attempt that ends with `client[place]`. It is later than the
+// previous connect, and at most kLongestAttemptMs old.
 const ReportEvent* FindStart(Client client, std::size_t place, const ReportEvent* previous) {
   const ReportEvent* start = nullptr;
   for (std::size_t i = place; i-- > 0;) {
@@ -82,7 +82,7 @@ void FindSteers(Client client, std::vector<RecordedSteer>* steers) {
   std::reverse(steers->begin() + begin, steers->end());
 }
 
-// What made a connect slow: a failure, a repetition, or else the longer part.
+// The cause of a slow connect: a failure, a repetition, or otherwise the longer part.
 std::string WordsOfSlowness(const Join& join, const ReportEvents& report) {
   const ReportEvent* failure = nullptr;
   const ReportEvent* association = nullptr;
@@ -105,7 +105,7 @@ std::string WordsOfWeakness(const ReportEvent& event, const ReportEvents& report
                      where.empty() ? "an unknown interface" : where);
 }
 
-// The levels of single events.
+// Counts an event in the levels that judge single events.
 void JudgeEvent(const ReportEvent& event, const ReportEvents& report,
                 std::vector<LevelTally>* levels) {
   const auto level = [levels](Level which) -> LevelTally& {
@@ -126,8 +126,8 @@ void JudgeEvent(const ReportEvent& event, const ReportEvents& report,
     ++level(Level::kCoverage).unmeasured;
   }
   if (!IsDisconnect(event)) return;
-  if (const auto is_asked = IsAskedFor(event)) {
-    level(Level::kStability).Add(event, *is_asked, [&] {
+  if (const auto is_wanted = IsWanted(event)) {
+    level(Level::kStability).Add(event, *is_wanted, [&] {
       return WordsOfDisconnect(event, report);
     });
   } else if (event.is_now) {
@@ -185,12 +185,12 @@ bool IsSteered(const ReportEvent& event) {
   return event.steering == Info::STEER || event.reason == Info::DISCONNECT_STEER_CLIENT;
 }
 
-std::optional<bool> IsAskedFor(const ReportEvent& disconnect) {
+std::optional<bool> IsWanted(const ReportEvent& disconnect) {
   if (IsSteered(disconnect)) return true;
   const auto row = std::ranges::find_if(
       Reasons(), [&](const ReasonWords& words) { return words.reason == disconnect.reason; });
   if (row == Reasons().end() || row->wish == Wish::kUnknown) return std::nullopt;
-  return row->wish == Wish::kAsked;
+  return row->wish == Wish::kWanted;
 }
 
 std::string WordsOfFailure(const ReportEvent& event, const ReportEvents& report) {

@@ -20,7 +20,7 @@ enum class Level : std::uint8_t { kConnects, kTime, kCoverage, kSteering, kStabi
 struct LevelRow {
   std::string_view key;  // on the command line
   std::string_view title;
-  double goal;  // percent, if nobody says otherwise
+  double goal;  // percent; the default of --goal
 };
 
 inline constexpr std::size_t kLevels = 5;
@@ -31,7 +31,7 @@ inline constexpr std::array<LevelRow, kLevels> kLevelRows = {
      {"steering", "Steering", 70},
      {"stability", "Stability", 90}}};
 
-// How many of all were good.
+// The number of good ones among all.
 struct Share {
   std::int64_t good = 0;
   std::int64_t all = 0;
@@ -42,11 +42,11 @@ struct Share {
   }
 };
 
-// What a service level counts.
+// The counts of a service level.
 struct LevelTally {
   LevelTally(std::size_t steps, std::size_t client_count) : trend(steps), clients(client_count) {}
 
-  // `cause` puts into words why it was not good.
+  // `cause` returns the reason if the event is not good.
   void Add(const ReportEvent& event, bool is_good, const std::function<std::string()>& cause);
 
   Share now;
@@ -54,13 +54,13 @@ struct LevelTally {
   std::vector<Share> trend;
   std::vector<Share> clients;  // by number, of this period
   std::map<std::string, std::int64_t> causes;
-  std::int64_t unmeasured = 0;  // what could not be counted for want of a field
+  std::int64_t unmeasured = 0;  // events that lack a field that the level needs
 };
 
 // A successful connect of a known client.
 struct Join {
   const ReportEvent* connect = nullptr;
-  const ReportEvent* previous = nullptr;  // the client's successful connect before; may be null
+  const ReportEvent* previous = nullptr;  // the client's previous successful connect; may be null
   const ReportEvent* start = nullptr;     // its first authentication; null if there is none
 
   [[nodiscard]] std::int64_t duration_ms() const { return connect->t - start->t; }
@@ -69,12 +69,12 @@ struct Join {
 };
 
 enum class SteerResult : std::uint8_t {
-  kBetter,   // came back within a minute, and is heard better
-  kSame,     // came back to the same interface and is not
-  kOther,    // joined the other interface and is not
-  kLate,     // was away for longer than a minute
-  kGone,     // has not come back here
-  kUnknown,  // a signal or the client is not known
+  kBetter,   // back within a minute with a stronger signal
+  kSame,     // back within a minute on the same interface, not stronger
+  kOther,    // back within a minute on another interface, not stronger
+  kLate,     // back after more than a minute
+  kGone,     // not back
+  kUnknown,  // a signal or the client is unknown
 };
 
 struct RecordedSteer {
@@ -90,15 +90,15 @@ bool IsConnected(const ReportEvent& event);
 bool IsFailedJoin(const ReportEvent& event);
 bool IsDisconnect(const ReportEvent& event);
 bool IsSteered(const ReportEvent& event);  // of a disconnect
-// Nothing if the reason does not say who wanted it.
-std::optional<bool> IsAskedFor(const ReportEvent& disconnect);
+// Whether the client or the operator wanted it. Returns nothing if the reason does not show that.
+std::optional<bool> IsWanted(const ReportEvent& disconnect);
 
 // "association: access point could not add the client", for a failed join.
 std::string WordsOfFailure(const ReportEvent& event, const ReportEvents& report);
 // "client was silent"
 std::string WordsOfDisconnect(const ReportEvent& event, const ReportEvents& report);
 
-// What a report counts. It refers to the events.
+// The findings of a report. They refer to its events.
 struct Findings {
   std::vector<Join> joins;            // of both periods, by client, then by time
   std::vector<RecordedSteer> steers;  // the same

@@ -25,8 +25,8 @@ namespace {
 
 using access_infrastructure::proto::ClientEventInfo;
 
-// How long after a steer the client is gone. hostapd may report it with a time that is a little
-// earlier, since the daemon writes its log first.
+// A disconnect within this time after a steer belongs to the steer. Its time may also be a little
+// earlier than that of the log line.
 constexpr std::int64_t kEffectMs = 10'000;
 constexpr std::int64_t kClockErrorMs = 100;
 

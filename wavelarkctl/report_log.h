@@ -17,13 +17,13 @@ struct LoggedSteer {
   std::string client;  // identifier
 };
 
-// Reads the steers in logs of the daemon. "-" is standard input. The salt makes identifiers of the
-// addresses. Throws a Failure: kUnavailable if a log or the salt can't be read, kData for a log
-// without a line of the daemon.
+// Reads the steers in logs of the daemon. "-" is standard input. Addresses are hashed with the
+// salt. Throws a Failure: kUnavailable if a log or the salt can't be read, kData for a log without
+// a line of the daemon.
 std::vector<LoggedSteer> ReadLoggedSteers(const std::vector<std::string>& logs,
                                           const platform::FilePath& salt_file);
 
-// What became of the steers of a log, in the period of a report.
+// The steers of a log in the period of a report.
 struct LoggedSteerCounts {
   std::size_t steers = 0;
   std::size_t without_disconnect = 0;

@@ -5,10 +5,10 @@
 
 namespace orvane::wavelarkctl {
 
-// The page of a report, from the files in report/ and the charting library. The build makes it.
+// The page of a report. The build makes it from the files in report/ and the charting library.
 extern const std::string_view kReportPage;
 
-// Where in the page its data belongs, as JSON in which "<" is escaped.
+// The data replaces this mark in the page: JSON in which "<" is escaped.
 inline constexpr std::string_view kReportDataMark = "@DATA@";
 
 }  // namespace orvane::wavelarkctl

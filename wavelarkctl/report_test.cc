@@ -114,7 +114,7 @@ class ReportTest : public testbed::ToolTest {
   std::vector<PlayedEvent> events_;
 };
 
-TEST_F(ReportTest, LevelsAreWhatAHandCounts) {
+TEST_F(ReportTest, LevelsAgreeWithACountByHand) {
   StoreFourDays();
   const json levels = Data()["levels"];
   const auto share = [&](std::size_t i) {
@@ -151,7 +151,7 @@ TEST_F(ReportTest, LevelsHaveCausesAndClients) {
   EXPECT_EQ(levels[0]["clients"][0][2], 3);
 }
 
-TEST_F(ReportTest, LimitsAndGoalsAreTheUsers) {
+TEST_F(ReportTest, TheUserSetsLimitsAndGoals) {
   StoreFourDays();
   const json levels =
       Data({"--time-limit", "3", "--signal-limit", "-75", "--goal", "time=12.5"})["levels"];
@@ -180,7 +180,7 @@ TEST_F(ReportTest, TheSummaryIsPrintedAndTheStatusSaysWhetherAGoalIsMissed) {
             0);
 }
 
-TEST_F(ReportTest, TheRestOfThePageIsWhatAHandCounts) {
+TEST_F(ReportTest, TheRestOfThePageAgreesWithACountByHand) {
   StoreFourDays();
   const json data = Data();
   EXPECT_EQ(data["counts"]["events"], 15);
@@ -250,7 +250,7 @@ TEST_F(ReportTest, OutcomesOfSteers) {
     Add(time, client, WLAN_5000MHZ,
         "event_type: DISCONNECT steering_reason: STEER rssi_in_dbm: -80");
     if (rows[i].after == nullptr) continue;
-    // An attempt that fails is no return.
+    // A failed attempt does not count as a return.
     Add(time + 1, client, WLAN_5000MHZ, "event_type: CONNECT is_event_success: false");
     Add(time + rows[i].away, client, rows[i].interface, connect + rows[i].after);
   }
@@ -297,7 +297,7 @@ TEST_F(ReportTest, CausesOfSlowness) {
       ["authenticated more than once", 1], ["slow association", 1], ["slow key handshake", 1]])"));
 }
 
-TEST_F(ReportTest, ALogHasSteersThatTheDatabaseDoesNotShow) {
+TEST_F(ReportTest, ALogAddsSteersThatTheDatabaseLacks) {
   const platform::FilePath salt = directory_.path() / "salt";
   const platform::FilePath log = directory_.path() / "daemon.log";
   testbed::WriteFile(salt, "secret");
@@ -346,7 +346,7 @@ TEST_F(ReportTest, AnEmptyDatabaseMakesAPageWithoutFigures) {
   EXPECT_THAT(outcome.out, HasSubstr("0 events of 0 clients\n"));
 }
 
-TEST_F(ReportTest, EventsWithoutFieldsAreCountedAndNothingElse) {
+TEST_F(ReportTest, EventsWithoutFieldsAreOnlyCounted) {
   Execute(
       fmt::format("INSERT INTO records (id, received_ms, type) VALUES (1, {}, 'x');"
                   "INSERT INTO client_events (record_id) VALUES (1), (1)",
@@ -371,7 +371,7 @@ TEST_F(ReportTest, ValuesOfAnotherKindAreIgnored) {
   EXPECT_EQ(data["signals"], json::array());
 }
 
-TEST_F(ReportTest, TextOfStrangersStaysData) {
+TEST_F(ReportTest, TextFromOutsideStaysData) {
   const std::string evil = "</script><script>alert(1)</script><!--";
   Execute(
       fmt::format("INSERT INTO records (id, received_ms, type) VALUES (1, {0}, 'x');"
@@ -386,12 +386,12 @@ TEST_F(ReportTest, TextOfStrangersStaysData) {
   EXPECT_THAT(data, Not(HasSubstr("<")));
   EXPECT_EQ(json::parse(data)["clients"][0], evil);
   EXPECT_EQ(json::parse(data)["signals"][0][0], evil);
-  // Nothing of the template is left, and the data is in one place.
+  // No mark of the template is left, and the data appears only once.
   EXPECT_EQ(page.find(evil), std::string::npos);
   EXPECT_EQ(page.find("@DATA@"), std::string::npos);
 }
 
-TEST_F(ReportTest, ThePageHasAllThatItNeeds) {
+TEST_F(ReportTest, ThePageNeedsNoOtherFile) {
   StoreFourDays();
   const std::string page = Page();
   EXPECT_THAT(page, HasSubstr("Chart.js v3"));
@@ -427,7 +427,7 @@ TEST_F(ReportTest, ShortPeriodsHaveHours) {
   EXPECT_EQ(period["labels"], json::parse(R"(["Mon 10:30", "Mon 11:00"])"));
 }
 
-TEST_F(ReportTest, AnotherUserOfTheDatabaseWritesMeanwhile) {
+TEST_F(ReportTest, AnotherProcessMayWriteToTheDatabase) {
   StoreFourDays();
   SQLite::Database writer(path_.native(), SQLite::OPEN_READWRITE);
   writer.exec("BEGIN IMMEDIATE; DELETE FROM client_events");
@@ -436,10 +436,10 @@ TEST_F(ReportTest, AnotherUserOfTheDatabaseWritesMeanwhile) {
   EXPECT_EQ(Data()["counts"]["events"], 0);
 }
 
-TEST_F(ReportTest, WrongOptionsAreOneLine) {
+TEST_F(ReportTest, WrongOptionsAreReportedInOneLine) {
   Store({});
   EXPECT_EQ(ReportPeriod({"--goal", "speed=5"}).err,
-            "wavelarkctl: --goal: \"speed=5\" is not LEVEL=PERCENT; levels are connects time "
+            "wavelarkctl: --goal: 'speed=5' is not LEVEL=PERCENT; the levels are connects time "
             "coverage steering stability\n");
   for (const char* goal : {"connects", "connects=", "connects=101", "connects=-1", "connects=nan",
                            "connects=5x", "=5", ""}) {

@@ -13,7 +13,7 @@ std::uint64_t ToKey(const Address& address) {
 
 }  // namespace
 
-// There are few of them.
+// A linear search is enough: there are few interfaces.
 std::uint32_t Roster::InterfaceNumber(std::string_view name) {
   const auto found = std::ranges::find(interfaces_, name);
   const auto number = static_cast<std::uint32_t>(found - interfaces_.begin());

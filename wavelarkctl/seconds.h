@@ -9,11 +9,14 @@
 
 namespace orvane::wavelarkctl {
 
-// Seconds with as many decimals as are needed, at most six: "90", "-0.5", "1700000000.000001".
+// Decimal seconds: the form of times and time spans in traces and JSON. time_text.h has the forms
+// for people, log_time.h those of the daemon's log.
+
+// Has as many decimals as needed, at most six: "90", "-0.5", "1700000000.000001".
 std::string FormatSeconds(platform::TimeSpan span);
 
-// Reads what FormatSeconds writes, with any number of decimals; those after the sixth are dropped.
-// Nothing if the text is anything else, or out of range.
+// Parses the output of FormatSeconds, with any number of decimals. Drops those after the sixth.
+// Returns nothing for any other text, or out of range.
 std::optional<platform::TimeSpan> ParseSeconds(std::string_view text);
 
 }  // namespace orvane::wavelarkctl

@@ -9,23 +9,23 @@
 
 namespace orvane::wavelarkctl {
 
-// What became of a client that was steered.
+// The outcome of a steer.
 enum class SteerOutcome : std::uint8_t {
-  kMoved,             // it came to the other interface
+  kMoved,             // the client came to the other interface
   kReturned,          // it left, and came back to the same interface
   kReturnedOrStayed,  // the next poll saw it where it was; the log has no events of hostapd
-  kStayed,            // the next poll saw it where it was, and hostapd reported no leaving
+  kStayed,            // the next poll saw it where it was, and hostapd did not report that it left
   kLost,              // a command could not be sent, and the client was not seen to leave
-  kNotSeenAgain,      // the log has no more of it
+  kNotSeenAgain,      // the log does not show it again
   kUnknown,           // the daemon forgot its clients before it saw this one again
 };
 
 // One steer of a client and what followed.
 struct SteerRecord {
   platform::WallTime time;
-  std::string interface;  // empty if the log does not have it
+  std::string interface;  // empty if the log does not show it
   std::uint8_t metric = 0;
-  platform::TimeSpan steer_interval{};  // that was assumed
+  platform::TimeSpan steer_interval{};  // the assumed one
 
   bool is_command_lost = false;
   bool has_events = false;  // hostapd's events of the interface are in the log

@@ -72,7 +72,7 @@ std::string RefusalOf(const std::string& text) {
   return "";
 }
 
-TEST(SteerSettingsTest, AnythingElseIsRefused) {
+TEST(SteerSettingsTest, OtherTextsAreRefused) {
   EXPECT_THAT(RefusalOf("floor=3"), HasSubstr("floor is not a numeric steering flag: client_"));
   EXPECT_THAT(RefusalOf("client_steering_interval"), HasSubstr("no value"));
   EXPECT_THAT(RefusalOf("client_steering_interval="), HasSubstr("not an integer"));
@@ -93,7 +93,7 @@ class FlagsFileTest : public ::testing::Test {
   ap::OptimizerFlags settings_ = DefaultSteerSettings();
 };
 
-TEST_F(FlagsFileTest, ChangesWhatItNames) {
+TEST_F(FlagsFileTest, ChangesTheSettingsThatItNames) {
   const auto path = Write(
       "clientSteeringRootLqmFloor=35\nclientSteeringInterval = 60\nclientSteering=disabled\n");
   EXPECT_THAT(ApplyFlagsFile(path, &settings_), IsEmpty());
@@ -109,7 +109,7 @@ TEST_F(FlagsFileTest, AnUnknownKeyIsAWarning) {
               ElementsAre(path.native() + ":1: unknown key other"));
 }
 
-TEST_F(FlagsFileTest, AWrongFileOrNoneIsRefused) {
+TEST_F(FlagsFileTest, AWrongOrMissingFileIsRefused) {
   const auto status_of = [&](const platform::FilePath& path) {
     try {
       ApplyFlagsFile(path, &settings_);
@@ -123,7 +123,7 @@ TEST_F(FlagsFileTest, AWrongFileOrNoneIsRefused) {
   EXPECT_EQ(status_of(directory_.path() / "none.conf"), ExitStatus::kUnavailable);
 }
 
-TEST(SteerLimitsTest, TheFloorInForceIsThatOfTheRole) {
+TEST(SteerLimitsTest, TheRoleChoosesTheFloor) {
   EXPECT_EQ(LimitsOf(PolicyOf(With("is_root=true"))).lqm_floor, 30);
   EXPECT_EQ(LimitsOf(PolicyOf(With("is_root=false"))).lqm_floor, 40);
 }

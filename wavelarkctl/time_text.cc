@@ -6,7 +6,6 @@
 #include <array>
 #include <charconv>
 #include <chrono>
-#include <limits>
 #include <system_error>
 
 #include "wavelarkctl/command.h"
@@ -16,6 +15,10 @@ namespace {
 
 using platform::TimeSpan;
 using platform::WallTime;
+
+constexpr TimeSpan kMinute = std::chrono::minutes(1);
+constexpr TimeSpan kHour = std::chrono::hours(1);
+constexpr TimeSpan kDay = std::chrono::hours(24);
 
 struct Unit {
   std::string_view suffix;
@@ -66,19 +69,41 @@ std::optional<WallTime> ParseDate(std::string text) {
   return std::nullopt;
 }
 
-std::string Format(WallTime time, bool is_utc, const char* format) {
+// The year of a WallTime always fits into a tm.
+std::string FormatFields(WallTime time, bool is_utc, const char* format) {
   const auto whole_seconds = std::chrono::floor<std::chrono::seconds>(time);
-  const auto milliseconds =
-      std::chrono::floor<std::chrono::milliseconds>(time - whole_seconds).count();
   const time_t seconds = whole_seconds.time_since_epoch().count();
   tm fields = {};
-  if ((is_utc ? gmtime_r(&seconds, &fields) : localtime_r(&seconds, &fields)) == nullptr) {
-    return fmt::format("@{}", seconds);
+  if (is_utc) {
+    gmtime_r(&seconds, &fields);
+  } else {
+    localtime_r(&seconds, &fields);
   }
   std::array<char, 64> text = {};
   const std::size_t size = strftime(text.data(), text.size(), format, &fields);
-  return fmt::format("{}.{:03}{}", std::string_view(text.data(), size), milliseconds,
-                     is_utc ? "Z" : "");
+  return {text.data(), size};
+}
+
+std::string FormatMilliseconds(WallTime time) {
+  const auto whole_seconds = std::chrono::floor<std::chrono::seconds>(time);
+  return fmt::format(".{:03}",
+                     std::chrono::floor<std::chrono::milliseconds>(time - whole_seconds).count());
+}
+
+// The two largest units. The smaller one is left out if it is 0.
+std::string FormatUnits(TimeSpan span, TimeSpan unit, char name, TimeSpan part, char part_name) {
+  std::string text = fmt::format("{}{}", span / unit, name);
+  if (const auto parts = span % unit / part; parts != 0) {
+    text += fmt::format("{}{}", parts, part_name);
+  }
+  return text;
+}
+
+std::string FormatShortSeconds(TimeSpan span) {
+  const double seconds = std::chrono::duration<double>(span).count();
+  const bool is_whole = span % std::chrono::seconds(1) == TimeSpan::zero();
+  return is_whole || seconds >= 10 ? fmt::format("{:.0f}s", seconds)
+                                   : fmt::format("{:.1f}s", seconds);
 }
 
 }  // namespace
@@ -91,15 +116,33 @@ std::optional<WallTime> ParseTime(const std::string& text, WallTime now) {
 
 WallTime ParseTimeOption(std::string_view option, const std::string& text) {
   if (const auto time = ParseTime(text, Now())) return *time;
-  throw Failure(
-      ExitStatus::kUsage,
-      fmt::format("{}: \"{}\" is no time, as 7d, 12h, 90m, 30s or 2026-11-22 08:00", option, text));
+  throw Failure(ExitStatus::kUsage,
+                fmt::format("{}: '{}' is not a time, such as 7d, 12h, 90m, 30s or 2026-11-22 08:00",
+                            option, text));
 }
 
 WallTime Now() { return std::chrono::time_point_cast<TimeSpan>(std::chrono::system_clock::now()); }
 
-std::string FormatTime(WallTime time) { return Format(time, false, "%Y-%m-%d %H:%M:%S"); }
+std::string FormatTime(WallTime time) {
+  return FormatLocalSeconds(time) + FormatMilliseconds(time);
+}
 
-std::string FormatUtcTime(WallTime time) { return Format(time, true, "%Y-%m-%dT%H:%M:%S"); }
+std::string FormatLocalSeconds(WallTime time) {
+  return FormatFields(time, false, "%Y-%m-%d %H:%M:%S");
+}
+
+std::string FormatClock(WallTime time) { return FormatFields(time, false, "%H:%M:%S"); }
+
+std::string FormatUtcTime(WallTime time) {
+  return FormatFields(time, true, "%Y-%m-%dT%H:%M:%S") + FormatMilliseconds(time) + "Z";
+}
+
+std::string FormatShortSpan(TimeSpan span) {
+  if (span < TimeSpan::zero() && span != TimeSpan::min()) return "-" + FormatShortSpan(-span);
+  if (span >= kDay) return FormatUnits(span, kDay, 'd', kHour, 'h');
+  if (span >= kHour) return FormatUnits(span, kHour, 'h', kMinute, 'm');
+  if (span >= kMinute) return FormatUnits(span, kMinute, 'm', std::chrono::seconds(1), 's');
+  return FormatShortSeconds(span);
+}
 
 }  // namespace orvane::wavelarkctl

@@ -9,9 +9,12 @@
 
 namespace orvane::wavelarkctl {
 
-// Reads a time: "now", as long before `now` as "7d", "12h", "90m" or "30s" says, or a date with or
-// without a time of day, "2026-11-22", "2026-11-22 08:00" or "2026-11-22T08:00:30". It is local
-// time unless "Z" follows. Returns nothing for any other text.
+// Times and time spans as people write and read them, on the command line and in output. log_time.h
+// has those of the daemon's log, seconds.h those of traces and JSON.
+
+// Parses a time: "now", a time span before `now` such as "7d", "12h", "90m" or "30s", or a date
+// with or without a time of day, "2026-11-22", "2026-11-22 08:00" or "2026-11-22T08:00:30". A date
+// is local time unless "Z" follows. Returns nothing for any other text.
 std::optional<platform::WallTime> ParseTime(const std::string& text, platform::WallTime now);
 
 // ParseTime with the clock's time. Throws a Failure of kUsage that names the option.
@@ -20,11 +23,16 @@ platform::WallTime ParseTimeOption(std::string_view option, const std::string& t
 // The current time.
 platform::WallTime Now();
 
-// Local time: "2026-11-22 08:00:30.125".
+// Local time: "2026-11-22 08:00:30.125", "2026-11-22 08:00:30" and "08:00:30".
 std::string FormatTime(platform::WallTime time);
+std::string FormatLocalSeconds(platform::WallTime time);
+std::string FormatClock(platform::WallTime time);
 
 // UTC, as in RFC 3339: "2026-11-22T08:00:30.125Z".
 std::string FormatUtcTime(platform::WallTime time);
+
+// The two largest units of a time span: "0.3s", "42s", "5m30s", "2h10m", "3d4h".
+std::string FormatShortSpan(platform::TimeSpan span);
 
 }  // namespace orvane::wavelarkctl
 

@@ -51,9 +51,21 @@ TEST_F(TimeTextTest, RefusesOtherTexts) {
 
 TEST_F(TimeTextTest, WritesTimes) {
   EXPECT_EQ(FormatTime(kNow + std::chrono::microseconds(1'999)), "2023-11-14 23:13:20.001");
+  EXPECT_EQ(FormatLocalSeconds(kNow), "2023-11-14 23:13:20");
+  EXPECT_EQ(FormatClock(kNow), "23:13:20");
   EXPECT_EQ(FormatUtcTime(kNow), "2023-11-14T22:13:20.000Z");
   EXPECT_EQ(FormatUtcTime(WallTime(std::chrono::milliseconds(-1))), "1969-12-31T23:59:59.999Z");
   EXPECT_EQ(FormatUtcTime(WallTime::max()), "294247-01-10T04:00:54.775Z");
+}
+
+TEST(FormatShortSpanTest, HasTheTwoLargestUnits) {
+  EXPECT_EQ(FormatShortSpan(std::chrono::milliseconds(300)), "0.3s");
+  EXPECT_EQ(FormatShortSpan(seconds(42)), "42s");
+  EXPECT_EQ(FormatShortSpan(seconds(330)), "5m30s");
+  EXPECT_EQ(FormatShortSpan(seconds(7805)), "2h10m");
+  EXPECT_EQ(FormatShortSpan(hours(76)), "3d4h");
+  EXPECT_EQ(FormatShortSpan(hours(72)), "3d");
+  EXPECT_EQ(FormatShortSpan(-seconds(60)), "-1m");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The subcommand "trace": what is recorded, how often, and until when.
+// The subcommand "trace": its options, the kernel, and the end of the recording.
 
 #include <signal.h>
 #include <unistd.h>
@@ -18,6 +18,7 @@
 #include "platform/netlink/netlink_manager.h"
 #include "platform/sd_event_loop.h"
 #include "wavelarkctl/commands.h"
+#include "wavelarkctl/common_options.h"
 #include "wavelarkctl/seconds.h"
 #include "wavelarkctl/trace_recorder.h"
 #include "wavelarkctl/trace_row.h"
@@ -48,7 +49,8 @@ platform::TimeSpan PeriodOf(const CommandOptions& options) {
 void CheckInterfaces(const CommandOptions& options, const platform::NetlinkManager& netlink) {
   for (const std::string& name : options.interfaces) {
     if (!IsInterfaceName(name)) {
-      throw Failure(ExitStatus::kUsage, "--interface: '" + name + "' can't be in a trace");
+      throw Failure(ExitStatus::kUsage,
+                    "--interface: '" + name + "' is not a name that a trace can have");
     }
   }
   const bool exists = std::ranges::any_of(options.interfaces, [&](const std::string& name) {
@@ -100,9 +102,9 @@ constexpr char kExamples[] = R"(Examples:
   wavelarkctl trace -o office.csv
       the clients of the daemon's two interfaces once a second, until Ctrl-C
   wavelarkctl trace --interface wlan0 --interface wlan1 --every 10s --anonymous -o office.csv
-      two other interfaces, with numbers in place of addresses
+      two other interfaces, with numbers instead of addresses
   timeout 1h wavelarkctl trace -o office.csv; wavelarkctl replay office.csv
-      an hour, and what the daemon would have done
+      record for an hour, then show what the daemon would have done
 
 Exit status: 0 after a signal; 64 for a wrong command line; 69 if there is no such interface, or the
 trace can't be written.)";
@@ -113,15 +115,15 @@ void AddTrace(CLI::App& app, Action* action) {
   auto options = std::make_shared<CommandOptions>();
   CLI::App* command =
       app.add_subcommand("trace", "Record the signals of clients into a trace, for replay");
+  AddRepeatedOption(*command, "--interface", &options->interfaces,
+                    "Record this interface, not the daemon's two", "NAME");
   command
-      ->add_option("--interface", options->interfaces,
-                   "Record this interface in place of the daemon's two; may be repeated")
-      ->option_text("NAME")
-      ->allow_extra_args(false);
-  command->add_option("--every", options->every, "The time between two samples (default: 1s)")
+      ->add_option("--every", options->every,
+                   WithDefault("The time between two samples", options->every))
       ->option_text("SECONDS");
   command
-      ->add_option("-o,--output", options->file, "Write to a new file instead of standard output")
+      ->add_option("-o,--output", options->file,
+                   WithDefault("Write the trace to this new file", "standard output"))
       ->option_text("FILE");
   command->add_flag("--anonymous", options->is_anonymous,
                     "Replace each address by a number in order of appearance");

@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t kBufferSize = std::size_t{256} << 10;
 
 platform::ScopedFd Open(const platform::FilePath& path) {
-  // Not to be held up by a pipe of that name.
+  // O_NONBLOCK: opening a pipe must not wait for its writer.
   return platform::ScopedFd(platform::RetryOnEintr(
       [&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
 }
@@ -37,7 +37,7 @@ TraceReader::TraceReader(platform::ScopedFd file, std::string name)
   if (!file_.is_valid() || fstat(file_.get(), &status) != 0) {
     FailToRead(name_, platform::SystemErrorText(errno));
   }
-  // It is read twice.
+  // The file is read twice.
   if (!S_ISREG(status.st_mode)) FailToRead(name_, "not a regular file");
   Rewind();
 }

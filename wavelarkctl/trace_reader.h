@@ -12,11 +12,11 @@
 
 namespace orvane::wavelarkctl {
 
-// Reads the rows of a trace file, any number of them in the same memory. Lines may end in CR LF.
+// Reads the rows of a trace file in constant memory. Lines may end in CR LF.
 //
 // Throws a Failure: kUnavailable for a file that can't be read, kData with "FILE:LINE: REASON" for
-// one without the header, for a wrong row, and for a last line without an end, which may be half of
-// one.
+// one without the header, for a wrong row, and for a last line without an end, which may be
+// incomplete.
 class TraceReader {
  public:
   explicit TraceReader(const platform::FilePath& path);

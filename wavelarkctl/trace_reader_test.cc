@@ -35,7 +35,7 @@ class TraceReaderTest : public ::testing::Test {
     return rows;
   }
 
-  // The end of the message, after the file's name.
+  // The message after the file's name.
   std::string ErrorOf(const std::string& text, ExitStatus status = ExitStatus::kData) {
     try {
       Read(text);
@@ -58,7 +58,7 @@ TEST_F(TraceReaderTest, RowsComeInTheOrderOfTheFile) {
   EXPECT_THAT(Read(kHeader + kRow + other), ElementsAre(kRow, other));
 }
 
-TEST_F(TraceReaderTest, LinesMayEndAsOnOtherSystems) {
+TEST_F(TraceReaderTest, LinesMayEndInCrLf) {
   EXPECT_THAT(Read(std::string(kTraceHeader) + "\r\n1,a,02:00:00:00:00:01,-71,1\r\n"),
               ElementsAre(kRow));
 }
@@ -78,7 +78,7 @@ TEST_F(TraceReaderTest, AWrongRowIsNamedByItsLine) {
             ":4: the signal is not -128 to 127 dBm");
 }
 
-TEST_F(TraceReaderTest, ALastLineWithoutAnEndMayBeHalfOfOne) {
+TEST_F(TraceReaderTest, ALastLineWithoutAnEndIsRefused) {
   EXPECT_EQ(ErrorOf(kHeader + "1,a,02:00:00:00:00:01,-71,1"), ":2: no line end");
   EXPECT_EQ(ErrorOf(std::string(kTraceHeader)), ":1: no line end");
 }
@@ -88,7 +88,7 @@ TEST_F(TraceReaderTest, ALongLineIsRefusedWithoutBeingKept) {
   EXPECT_EQ(ErrorOf(kHeader + kRow + std::string(3'000'000, 'x')), ":3: over 256 characters");
 }
 
-TEST_F(TraceReaderTest, WhatCannotBeReadIsUnavailable) {
+TEST_F(TraceReaderTest, AFileThatCannotBeReadIsUnavailable) {
   EXPECT_THROW(TraceReader(directory_.path() / "none"), Failure);
   EXPECT_THROW(TraceReader(directory_.path()), Failure);
   ASSERT_EQ(mkfifo((directory_.path() / "pipe").c_str(), 0600), 0);

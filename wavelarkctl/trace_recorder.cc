@@ -32,7 +32,7 @@ TraceRecorder::TraceRecorder(platform::Loop& loop, platform::NetlinkManager* net
 
 void TraceRecorder::Start() { OnTimer(); }
 
-// Armed again first: samples start at equal distances, however long they take.
+// Re-arms the timer first, so that samples start at equal distances, however long they take.
 void TraceRecorder::OnTimer() {
   timer_.Start(options_.every,
                platform::BindWeak(weak_ptr_factory_.GetWeakPtr(), &TraceRecorder::OnTimer));
@@ -56,7 +56,7 @@ void TraceRecorder::AskNext() {
   EndSample();
 }
 
-// The view gives 0 dBm for a signal that is missing.
+// The view returns 0 dBm for a missing signal.
 void TraceRecorder::OnStation(const ap::Nl80211Station& station) {
   Address address;
   const ap::MacAddress mac_address = station.GetMacAddress();

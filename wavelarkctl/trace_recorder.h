@@ -21,8 +21,8 @@
 
 namespace orvane::wavelarkctl {
 
-// Numbers addresses in order of appearance. The number is the pseudonym's last four bytes, which
-// cannot be undone without the table, and the table is in this object only.
+// Numbers addresses in order of appearance. The number is the pseudonym's last four bytes. It can't
+// be reversed without the table, which only this object has.
 class Pseudonyms {
  public:
   Address For(const Address& address);
@@ -31,9 +31,9 @@ class Pseudonyms {
   std::map<Address, std::uint32_t> numbers_;
 };
 
-// Records the stations of interfaces from the kernel. A sample asks for each interface in turn; its
-// rows have the time of its start, and are flushed together. If a sample takes longer than the time
-// between two, the next one is left out.
+// Records the stations of interfaces from the kernel. A sample requests the stations of each
+// interface in turn. Its rows have the time of its start, and are flushed together. If a sample
+// takes longer than the period, the next one is skipped.
 class TraceRecorder {
  public:
   struct Options {
@@ -42,7 +42,7 @@ class TraceRecorder {
     bool is_anonymous = false;
   };
 
-  // Called with the first failure of an interface, and again if it has answered since.
+  // Called when an interface fails. Further failures are reported only after an answer.
   using WarningCallback = std::function<void(const std::string& text)>;
   // Called if a sample can't be written, with the exception. The recorder has stopped.
   using FailureCallback = std::function<void(std::exception_ptr exception)>;
@@ -66,7 +66,7 @@ class TraceRecorder {
 
   platform::Loop& loop_;
   platform::NetlinkManager* netlink_;
-  // A station without rates is in no poll of a daemon that skips it, nor is it in a trace.
+  // Skips stations without rates, as the daemon's option WAVELARK_SKIP_INCOMPLETE_STATIONS does.
   ap::Nl80211Manager nl80211_{true};
   Options options_;
   TraceWriter* writer_;

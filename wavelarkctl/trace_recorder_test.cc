@@ -109,7 +109,7 @@ TEST_F(TraceRecorderTest, ASignalThatIsMissingIsEmpty) {
   EXPECT_THAT(TakeRows(), ElementsAre("100,a,02:00:00:00:00:01,,1"));
 }
 
-// Neither does the daemon judge it.
+// The daemon does not judge it either.
 TEST_F(TraceRecorderTest, AStationWithoutRatesIsLeftOut) {
   Join("a", 1, -50).has_rx_rate = false;
   Join("a", 2, -50);
@@ -129,7 +129,7 @@ TEST_F(TraceRecorderTest, PseudonymsStayTheSame) {
               ElementsAre("101,a,02:00:00:00:00:02,-60,1", "101,b,02:00:00:00:00:01,-50,1"));
 }
 
-TEST_F(TraceRecorderTest, AnInterfaceMayGoAndComeBack) {
+TEST_F(TraceRecorderTest, AnInterfaceMayDisappearAndComeBack) {
   Join("a", 1, -50);
   Join("b", 2, -60);
   kernel_.RemoveInterface("a");
@@ -155,7 +155,7 @@ TEST_F(TraceRecorderTest, AKernelThatRefusesIsReportedOnce) {
 }
 
 // Five seconds is the deadline of a request.
-TEST_F(TraceRecorderTest, ASlowSampleLeavesOthersOut) {
+TEST_F(TraceRecorderTest, DuringASlowSampleOthersAreSkipped) {
   Join("b", 2, -60);
   kernel_.SetHolding(true);
   Start();
@@ -171,7 +171,7 @@ TEST_F(TraceRecorderTest, ASlowSampleLeavesOthersOut) {
 TEST_F(TraceRecorderTest, AFullDiskStopsTheRecorder) {
   Start();
   Join("a", 1, -50);
-  // From now on the file is a device that is always full.
+  // From now on, writes go to a device that is always full.
   ASSERT_EQ(dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), file_), file_);
   loop_.AdvanceBy(1s);
   ASSERT_TRUE(failure_);
@@ -186,7 +186,7 @@ TEST_F(TraceRecorderTest, AFullDiskStopsTheRecorder) {
   EXPECT_EQ(kernel_.requests().size(), requests);
 }
 
-TEST_F(TraceRecorderTest, DestructionInTheMiddleOfASampleWritesNoneOfIt) {
+TEST_F(TraceRecorderTest, ADestroyedRecorderWritesNothingOfItsSample) {
   Join("a", 1, -50);
   kernel_.SetHolding(true);
   Start();

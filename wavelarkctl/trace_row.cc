@@ -17,7 +17,7 @@ constexpr int kHexadecimal = 16;
 constexpr std::size_t kAddressLength = 17;
 constexpr auto kLastTime = std::chrono::sys_days(std::chrono::year(10'000) / 1 / 1);
 
-// Takes the text up to the next comma, or all.
+// Removes and returns the text up to the next comma, or all of it.
 std::string_view TakeField(std::string_view* line) {
   const std::size_t end = std::min(line->find(','), line->size());
   const std::string_view field = line->substr(0, end);

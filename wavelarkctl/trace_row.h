@@ -20,7 +20,7 @@ inline constexpr std::size_t kMaxTraceLine = 256;
 
 using Address = std::array<std::uint8_t, 6>;
 
-// "02:00:00:00:00:01"; the digits of either case. Nothing if the text is anything else.
+// Parses "02:00:00:00:00:01", with digits of either case. Returns nothing for any other text.
 std::optional<Address> ParseAddress(std::string_view text);
 std::string FormatAddress(const Address& address);
 
@@ -32,7 +32,7 @@ struct TraceRow {
   platform::WallTime time;     // Unix seconds, up to six decimals
   std::string_view interface;  // see IsInterfaceName
   Address address = {};
-  std::optional<std::int8_t> signal;  // on average, dBm; the field is empty if it is not known
+  std::optional<std::int8_t> signal;  // average in dBm; the field is empty if it is unknown
   bool is_authorized = false;         // 1 or 0
 };
 

@@ -23,7 +23,7 @@ TEST(TraceRowTest, EachFieldIsRead) {
   EXPECT_TRUE(row.is_authorized);
 }
 
-TEST(TraceRowTest, WhatIsWrittenIsRead) {
+TEST(TraceRowTest, AFormattedRowIsReadBack) {
   for (const std::string line :
        {"1700000000.25,wlan-2400mhz,02:00:00:00:0a:ff,-71,1", "0,a,00:00:00:00:00:00,,0",
         "253402300799.999999,123456789012345,ff:ff:ff:ff:ff:ff,127,1",
@@ -34,7 +34,7 @@ TEST(TraceRowTest, WhatIsWrittenIsRead) {
   }
 }
 
-TEST(TraceRowTest, ASignalOfAnEarlierRowIsForgotten) {
+TEST(TraceRowTest, ASignalOfAnEarlierRowIsCleared) {
   TraceRow row;
   row.signal = -50;
   ASSERT_EQ(ParseTraceRow("0,a,00:00:00:00:00:00,,0", &row), "");

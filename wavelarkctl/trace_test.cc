@@ -1,4 +1,4 @@
-// The subcommand "trace", as it is run: in a process of its own, on a kernel that is played.
+// The subcommand "trace" in a process of its own, on a simulated kernel.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

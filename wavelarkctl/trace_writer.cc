@@ -13,7 +13,7 @@ namespace orvane::wavelarkctl {
 namespace {
 
 constexpr std::size_t kBlockSize = std::size_t{64} << 10;
-constexpr mode_t kMode = 0666;  // and the process's mask
+constexpr mode_t kMode = 0666;  // before the process's umask
 
 [[noreturn]] void Fail(const std::string& name) {
   throw Failure(ExitStatus::kUnavailable, name + ": " + platform::SystemErrorText(errno));

@@ -9,17 +9,17 @@
 namespace orvane::wavelarkctl {
 
 // Writes a trace: the header at once, rows in blocks of whole lines. Throws a Failure
-// (kUnavailable) if it can't.
+// (kUnavailable) if the file can't be written.
 class TraceWriter {
  public:
-  // `name` is the file's in errors.
+  // `name` is the name of the file in errors.
   TraceWriter(platform::ScopedFd file, std::string name);
   TraceWriter(const TraceWriter&) = delete;
   TraceWriter& operator=(const TraceWriter&) = delete;
   TraceWriter(TraceWriter&&) = default;
 
   void Add(const TraceRow& row);
-  // Writes what is left. What has not been flushed is lost with the writer.
+  // Writes the remaining rows. The destructor does not flush.
   void Flush();
 
  private:
@@ -28,7 +28,7 @@ class TraceWriter {
   std::string lines_;
 };
 
-// Makes a new file. Throws a Failure (kUnavailable) if there is one of that name already.
+// Creates a file. Throws a Failure (kUnavailable) if the file exists.
 TraceWriter CreateTrace(const platform::FilePath& path);
 
 }  // namespace orvane::wavelarkctl

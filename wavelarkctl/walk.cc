@@ -22,7 +22,7 @@ constexpr TimeSpan kDay = 24h;
 constexpr double kNear = -50;  // dBm
 constexpr double kFar = -92;
 
-// The library's distributions differ from one implementation to the next; this does not.
+// The standard library's distributions depend on the implementation; this one does not.
 class Dice {
  public:
   // From `least` to `greatest`, in steps of a thousandth of that range.
@@ -53,7 +53,7 @@ TraceRow MakeRow(TimeSpan time, const char* interface, std::uint32_t client, dou
           .is_authorized = true};
 }
 
-// There and back.
+// The client walks off and comes back.
 void WriteAway(Dice& dice, TraceWriter& writer) {
   constexpr TimeSpan kWay = 45min;
   constexpr TimeSpan kRest = 30min;
@@ -90,7 +90,7 @@ void WriteDips(Dice& dice, TraceWriter& writer) {
   }
 }
 
-// Each client is drawn to a place of its own, from which it strays.
+// The signal of each client wanders around a mean of its own.
 void WriteCrowd(std::uint32_t clients, Dice& dice, TraceWriter& writer) {
   struct Client {
     const char* interface;

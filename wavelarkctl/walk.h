@@ -7,11 +7,11 @@
 
 namespace orvane::wavelarkctl {
 
-// Traces that are made up. They are the same in each run.
+// Generated traces. They are the same in each run.
 enum class Walk : std::uint8_t {
   kAway,   // a client walks off, stays away for half an hour, and comes back: 2 hours
-  kFloor,  // a client sits where its metric is about the default floor: 24 hours
-  kDips,   // a client is near, with a dip of some minutes now and then: 24 hours
+  kFloor,  // a client's metric stays around the default floor: 24 hours
+  kDips,   // a client is near, with occasional dips of some minutes: 24 hours
   kCrowd,  // clients wander on both bands, a row for each in every minute: 24 hours
 };
 
