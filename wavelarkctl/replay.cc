@@ -1,6 +1,7 @@
 // The subcommand "replay": its options, the trace, the settings, and the output.
 
 #include <fmt/format.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <CLI/App.hpp>
@@ -169,7 +170,16 @@ TraceSurvey Survey(TraceReader& reader, const std::optional<Address>& client) {
   return survey;
 }
 
+// The simulated kernel allocates and frees the dumps of each poll. Otherwise malloc would return
+// them to the system after each poll, and page faults would take longer than the poll.
+void KeepFreedMemory() {
+  constexpr int kLargestThreshold = 32 << 20;
+  mallopt(M_MMAP_THRESHOLD, kLargestThreshold);
+  mallopt(M_TRIM_THRESHOLD, kLargestThreshold);
+}
+
 ExitStatus Replay(const CommandOptions& options) {
+  KeepFreedMemory();
   // The service's own lines are not part of the output.
   platform::InitLog(0, "");
   const std::optional<Address> client = FindClient(options);
