@@ -5,18 +5,9 @@
 #include <string_view>
 
 namespace orvane::bridge {
-namespace {
 
 using platform::Attribute;
 using platform::AttributeList;
-
-std::string TextOf(const Attribute& attribute) {
-  const std::string_view text(reinterpret_cast<const char*>(attribute.payload().data()),
-                              attribute.payload().size());
-  return std::string(text.substr(0, text.find('\0')));
-}
-
-}  // namespace
 
 std::optional<MulticastFamily> ParseMulticastFamily(
     const platform::GenericNetlinkMessage& message) {
@@ -28,7 +19,7 @@ std::optional<MulticastFamily> ParseMulticastFamily(
   family.id = *id;
   for (const Attribute& entry : AttributeList(attributes.Find(CTRL_ATTR_MCAST_GROUPS))) {
     const AttributeList group(entry);
-    const std::string name = TextOf(group.Find(CTRL_ATTR_MCAST_GRP_NAME));
+    const std::string_view name = group.Find(CTRL_ATTR_MCAST_GRP_NAME).text();
     const auto number = group.Get<std::uint32_t>(CTRL_ATTR_MCAST_GRP_ID);
     if (!name.empty() && number.has_value()) family.groups.emplace(name, *number);
   }

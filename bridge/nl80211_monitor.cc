@@ -1,9 +1,7 @@
 #include "bridge/nl80211_monitor.h"
 
 #include <linux/genetlink.h>
-#include <linux/netlink.h>
 #include <linux/nl80211.h>
-#include <sys/socket.h>
 
 #include <span>
 #include <utility>
@@ -61,9 +59,7 @@ bool Nl80211Monitor::JoinGroups(const MulticastFamily& family) {
   for (const char* name : kGroups) {
     const auto group = family.groups.find(name);
     if (group == family.groups.end()) return false;
-    const std::uint32_t number = group->second;
-    if (setsockopt(events_->fd(), SOL_NETLINK, NETLINK_ADD_MEMBERSHIP, &number, sizeof(number)) !=
-        0) {
+    if (!events_->JoinGroup(group->second)) {
       PLOG(ERROR) << "Failed to join nl80211's group " << name;
       return false;
     }

@@ -57,6 +57,18 @@ std::size_t SizeOfFirst(std::size_t count, std::span<const std::uint8_t> message
   return size;
 }
 
+// Like the kernel, numbers the entries from 1.
+AttributeBuilder GroupAttributes(const std::map<std::string, std::uint32_t>& groups) {
+  AttributeBuilder list;
+  int entry = 0;
+  for (const auto& [name, number] : groups) {
+    list.Nest(++entry, AttributeBuilder()
+                           .Text(CTRL_ATTR_MCAST_GRP_NAME, name)
+                           .U32(CTRL_ATTR_MCAST_GRP_ID, number));
+  }
+  return list;
+}
+
 AttributeList AttributesOf(const FakeKernel::Request& request) {
   return AttributeList(request.attributes);
 }
@@ -71,6 +83,11 @@ class FakeKernel::Socket : public NetlinkSocket {
 
   int fd() const override { return fd_.get(); }
   std::uint32_t port() const override { return port_; }
+
+  bool JoinGroup(std::uint32_t group) override {
+    peer().groups.insert(group);
+    return true;
+  }
 
   bool Send(std::span<const std::uint8_t> datagram) override {
     if (kernel_->send_error_ != 0) {
@@ -87,7 +104,9 @@ class FakeKernel::Socket : public NetlinkSocket {
     peer().largest_buffer = std::max(peer().largest_buffer, buffer.size());
     ++kernel_->receive_count_;
     const ReceiveResult result = NetlinkSocket::Receive(buffer);
-    if (result.status != ReceiveStatus::kDatagram || peer().outcomes.empty()) return result;
+    const bool has_datagram =
+        result.status == ReceiveStatus::kDatagram || result.status == ReceiveStatus::kTruncated;
+    if (!has_datagram || peer().outcomes.empty()) return result;
     kernel_->ContinueDump(peer());
     const Outcome outcome = peer().outcomes.front();
     peer().outcomes.pop_front();
@@ -176,15 +195,14 @@ void FakeKernel::Answer(const Request& request) {
 }
 
 void FakeKernel::AnswerFamily(const Request& request) {
-  const Attribute attribute = AttributesOf(request).Find(CTRL_ATTR_FAMILY_NAME);
-  const std::string name(reinterpret_cast<const char*>(attribute.payload().data()),
-                         std::max<std::size_t>(attribute.payload().size(), 1) - 1);
+  const std::string name(AttributesOf(request).Find(CTRL_ATTR_FAMILY_NAME).text());
   const auto found = families_.find(name);
   if (found == families_.end()) return ReplyError(request, {ENOENT, ""});
   const auto attributes = AttributeBuilder()
                               .Text(CTRL_ATTR_FAMILY_NAME, name)
                               .U16(CTRL_ATTR_FAMILY_ID, found->second)
-                              .U32(CTRL_ATTR_VERSION, 1);
+                              .U32(CTRL_ATTR_VERSION, 1)
+                              .Nest(CTRL_ATTR_MCAST_GROUPS, GroupAttributes(groups_));
   ReplyAndAcknowledge(
       request, MakeGenericMessage({GENL_ID_CTRL, 0, request.header.sequence, request.header.port},
                                   CTRL_CMD_NEWFAMILY, attributes));
@@ -294,6 +312,21 @@ void FakeKernel::Reply(const MessageHeader& header, std::span<const std::uint8_t
 
 void FakeKernel::Deliver(std::span<const std::uint8_t> datagram) {
   Reply({.type = 0, .port = last_port_}, datagram);
+}
+
+void FakeKernel::Multicast(std::uint32_t group, std::span<const std::uint8_t> datagram) {
+  PushToGroup(group, datagram, {ReceiveStatus::kDatagram, 0});
+}
+
+void FakeKernel::MulticastFailure(std::uint32_t group, ReceiveStatus status, int error_number) {
+  PushToGroup(group, {&kPlaceholder, 1}, {status, error_number});
+}
+
+void FakeKernel::PushToGroup(std::uint32_t group, std::span<const std::uint8_t> datagram,
+                             const Outcome& outcome) {
+  for (auto& [port, peer] : peers_) {
+    if (peer.groups.contains(group)) Push(peer, datagram, outcome);
+  }
 }
 
 void FakeKernel::DeliverFailure(ReceiveStatus status, int error_number) {

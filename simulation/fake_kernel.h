@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -21,9 +22,10 @@
 namespace orvane::simulation {
 
 // A simulated kernel: network interfaces with stations and mesh paths, and generic netlink to
-// request them. It exchanges real netlink bytes over socket pairs. Like the real kernel, it works
-// inside the system calls of its peer: it answers a request during the send, and builds the next
-// part of a dump during the receive of the part before. So it needs no loop and no thread.
+// request them and to join multicast groups. It exchanges real netlink bytes over socket pairs.
+// Like the real kernel, it works inside the system calls of its peer: it answers a request during
+// the send, and builds the next part of a dump during the receive of the part before. So it needs
+// no loop and no thread.
 //
 // Like the real kernel, it sizes the parts of a dump by the largest receive buffer so far, up to 32
 // KiB; refuses a second dump on a socket while one is running; drops the dump when the socket is
@@ -31,6 +33,9 @@ namespace orvane::simulation {
 class FakeKernel : public platform::NetlinkKernel {
  public:
   static constexpr std::uint16_t kNl80211Family = 0x1c;
+  // Numbers of nl80211's multicast groups.
+  static constexpr std::uint32_t kConfigGroup = 4;
+  static constexpr std::uint32_t kMlmeGroup = 7;
 
   using Address = std::array<std::uint8_t, 6>;
 
@@ -94,6 +99,9 @@ class FakeKernel : public platform::NetlinkKernel {
     return mesh_proxy_paths_[interface];
   }
   void RemoveFamily(const std::string& name) { families_.erase(name); }
+  void RemoveGroup(std::uint32_t group) {
+    std::erase_if(groups_, [group](const auto& entry) { return entry.second == group; });
+  }
 
   // --- Behaviour ---
 
@@ -132,6 +140,10 @@ class FakeKernel : public platform::NetlinkKernel {
 
   // The socket of the last request receives these bytes.
   void Deliver(std::span<const std::uint8_t> datagram);
+
+  // Each socket in the group receives these bytes, or this failure.
+  void Multicast(std::uint32_t group, std::span<const std::uint8_t> datagram);
+  void MulticastFailure(std::uint32_t group, platform::ReceiveStatus status, int error_number);
 
   // Closes all connections.
   void Close();
@@ -174,6 +186,7 @@ class FakeKernel : public platform::NetlinkKernel {
   struct Peer {
     platform::ScopedFd fd;
     std::size_t largest_buffer = 0;
+    std::set<std::uint32_t> groups;
     std::optional<Dump> dump;
     // One for each datagram that the peer has not received yet.
     std::deque<Outcome> outcomes;
@@ -190,6 +203,8 @@ class FakeKernel : public platform::NetlinkKernel {
   void ReplyAndAcknowledge(const Request& request, std::span<const std::uint8_t> reply);
   void ReplyError(const Request& request, const Failure& failure);
   void Reply(const MessageHeader& header, std::span<const std::uint8_t> datagram);
+  void PushToGroup(std::uint32_t group, std::span<const std::uint8_t> datagram,
+                   const Outcome& outcome);
   void Push(Peer& peer, std::span<const std::uint8_t> datagram, const Outcome& outcome);
   std::optional<std::string> FindInterface(const platform::AttributeList& attributes) const;
 
@@ -197,6 +212,8 @@ class FakeKernel : public platform::NetlinkKernel {
   std::map<std::uint32_t, Peer> peers_;
   std::uint32_t next_port_ = 4711;
   std::map<std::string, std::uint16_t> families_ = {{"nl80211", kNl80211Family}};
+  // nl80211's multicast groups, by name.
+  std::map<std::string, std::uint32_t> groups_ = {{"config", kConfigGroup}, {"mlme", kMlmeGroup}};
   std::map<std::string, std::uint32_t> indexes_;
   std::map<std::string, std::vector<Station>> stations_;
   std::map<std::string, std::vector<MeshPath>> mesh_paths_;

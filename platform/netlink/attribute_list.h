@@ -10,6 +10,7 @@
 #include <iterator>
 #include <optional>
 #include <span>
+#include <string_view>
 
 namespace orvane::platform {
 
@@ -27,6 +28,12 @@ class Attribute {
   // The type without the flag bits for nesting and byte order.
   std::uint16_t type() const { return type_ & NLA_TYPE_MASK; }
   std::span<const std::uint8_t> payload() const { return {payload_, length_}; }
+
+  // The payload as text, up to its first null byte.
+  std::string_view text() const {
+    const std::string_view bytes(reinterpret_cast<const char*>(payload_), length_);
+    return bytes.substr(0, bytes.find('\0'));
+  }
 
   // Returns the payload as a number or struct, in host byte order. Returns nothing if the attribute
   // is absent or its payload has another size.

@@ -19,12 +19,6 @@ std::span<const std::uint8_t> SkipBytes(std::span<const std::uint8_t> bytes, std
   return bytes.subspan(std::min(count, bytes.size()));
 }
 
-std::string_view TextOf(const Attribute& attribute) {
-  const std::string_view text(reinterpret_cast<const char*>(attribute.payload().data()),
-                              attribute.payload().size());
-  return text.substr(0, text.find('\0'));
-}
-
 }  // namespace
 
 std::optional<NetlinkMessage> NetlinkMessage::TakeFrom(std::span<const std::uint8_t>* bytes) {
@@ -62,7 +56,7 @@ std::int32_t NetlinkMessage::GetErrno() const {
 
 std::string NetlinkMessage::GetErrorText() const {
   std::string text = SystemErrorText(GetErrno());
-  const std::string_view detail = TextOf(GetExtendedAcknowledgement().Find(NLMSGERR_ATTR_MSG));
+  const std::string_view detail = GetExtendedAcknowledgement().Find(NLMSGERR_ATTR_MSG).text();
   if (!detail.empty()) text.append(": ").append(detail);
   return text;
 }

@@ -25,6 +25,10 @@ ReceiveStatus StatusOfError(int error_number) {
 
 }  // namespace
 
+bool NetlinkSocket::JoinGroup(std::uint32_t group) {
+  return setsockopt(fd(), SOL_NETLINK, NETLINK_ADD_MEMBERSHIP, &group, sizeof(group)) == 0;
+}
+
 bool NetlinkSocket::Send(std::span<const std::uint8_t> datagram) {
   // An unconnected netlink socket sends to the kernel.
   const ssize_t sent = RetryOnEintr(

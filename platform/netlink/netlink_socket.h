@@ -33,6 +33,9 @@ class NetlinkSocket {
   // The socket's address. The kernel copies it into replies.
   virtual std::uint32_t port() const = 0;
 
+  // Joins a multicast group. On failure returns false, with errno set.
+  virtual bool JoinGroup(std::uint32_t group);
+
   // Sends one datagram. On failure returns false, with errno set.
   virtual bool Send(std::span<const std::uint8_t> datagram);
 
