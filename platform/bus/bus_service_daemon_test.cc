@@ -197,6 +197,19 @@ TEST_F(BusServiceDaemonDeathTest, ASignalBeforeTheNameIsClaimedEndsTheProcess) {
   }
 }
 
+TEST_F(BusServiceDaemonDeathTest, ASignalAfterItsDestructionEndsTheProcess) {
+  EXPECT_EXIT(
+      {
+        {
+          TestDaemon daemon;
+          daemon.init_result = 7;
+          daemon.Run();
+        }
+        kill(getpid(), SIGTERM);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
 TEST_F(BusServiceDaemonTest, ShutdownHasTheBusAndSetsTheExitCode) {
   daemon_.on_shutdown = [this](int* exit_code) {
     EXPECT_EQ(*exit_code, 0);

@@ -1,10 +1,12 @@
 #include "platform/bus/object_proxy.h"
 
 #include <cstdint>
+#include <memory>
+#include <string>
+#include <tuple>
 #include <utility>
 
 #include "platform/bus/connection.h"
-#include "platform/bus/slot.h"
 #include "platform/logging.h"
 #include "platform/weak_ptr.h"
 
@@ -66,44 +68,29 @@ class PendingCallImpl : public PendingCall {
   WeakPtrFactory<PendingCallImpl> weak_ptr_factory_{this};
 };
 
-class SignalSubscriptionImpl : public SignalSubscription {
- public:
-  explicit SignalSubscriptionImpl(ObjectProxy::SignalCallback callback)
-      : callback_(std::make_shared<ObjectProxy::SignalCallback>(std::move(callback))) {}
+void LogSubscriptionFailure(const std::string& reason) {
+  LOG(WARNING) << "Failed to subscribe to bus signals: " << reason;
+}
 
-  void Start(sd_bus* bus, const std::string& match) {
-    sd_bus_slot* slot = nullptr;
-    const int result =
-        sd_bus_add_match_async(bus, &slot, match.c_str(), &OnSignal, &OnInstalled, this);
-    slot_.reset(slot);
-    if (result < 0) LogFailure(SystemErrorText(-result));
+int OnSubscribed(sd_bus_message* reply, void* /*callback*/, sd_bus_error* /*error*/) noexcept {
+  const sd_bus_error* error = sd_bus_message_get_error(reply);
+  if (error != nullptr) {
+    LogSubscriptionFailure(error->message == nullptr ? error->name : error->message);
   }
+  return 0;
+}
 
- private:
-  static void LogFailure(const std::string& reason) {
-    LOG(WARNING) << "Failed to subscribe to bus signals: " << reason;
-  }
+// The library keeps the slot, which owns the callback, until this returns.
+int OnSignal(sd_bus_message* signal, void* callback, sd_bus_error* /*error*/) noexcept {
+  // Nothing guarantees the sender of a unicast signal.
+  if (sd_bus_message_get_destination(signal) != nullptr) return 0;
+  (*static_cast<const ObjectProxy::SignalCallback*>(callback))(signal);
+  return 0;
+}
 
-  static int OnInstalled(sd_bus_message* reply, void* /*subscription*/,
-                         sd_bus_error* /*error*/) noexcept {
-    const sd_bus_error* error = sd_bus_message_get_error(reply);
-    if (error != nullptr) LogFailure(error->message == nullptr ? error->name : error->message);
-    return 0;
-  }
-
-  static int OnSignal(sd_bus_message* signal, void* subscription,
-                      sd_bus_error* /*error*/) noexcept {
-    // Nothing guarantees the sender of a unicast signal.
-    if (sd_bus_message_get_destination(signal) != nullptr) return 0;
-    // The callback may destroy the subscription, so a copy of the callback runs.
-    const auto callback = static_cast<SignalSubscriptionImpl*>(subscription)->callback_;
-    (*callback)(signal);
-    return 0;
-  }
-
-  std::shared_ptr<ObjectProxy::SignalCallback> callback_;
-  SlotPtr slot_;
-};
+void DestroySignalCallback(void* callback) {
+  delete static_cast<ObjectProxy::SignalCallback*>(callback);
+}
 
 }  // namespace
 
@@ -146,16 +133,22 @@ std::unique_ptr<PendingCall> ObjectProxy::CallAsync(MethodCall call, int timeout
   return pending;
 }
 
-std::unique_ptr<SignalSubscription> ObjectProxy::Subscribe(const std::string& interface,
-                                                           const std::string& member,
-                                                           const std::string& arg0,
-                                                           SignalCallback callback) const {
+SignalSubscription ObjectProxy::Subscribe(const std::string& interface, const std::string& member,
+                                          const std::string& arg0, SignalCallback callback) const {
   std::string match = "type='signal',sender='" + service_ + "',path='" + path_ + "',interface='" +
                       interface + "',member='" + member + "'";
   if (!arg0.empty()) match += ",arg0='" + arg0 + "'";
-  auto subscription = std::make_unique<SignalSubscriptionImpl>(std::move(callback));
-  subscription->Start(connection_.bus(), match);
-  return subscription;
+  auto kept = std::make_unique<SignalCallback>(std::move(callback));
+  sd_bus_slot* slot = nullptr;
+  const int result = sd_bus_add_match_async(connection_.bus(), &slot, match.c_str(), &OnSignal,
+                                            &OnSubscribed, kept.get());
+  if (result < 0) {
+    LogSubscriptionFailure(SystemErrorText(-result));
+    return nullptr;
+  }
+  sd_bus_slot_set_destroy_callback(slot, &DestroySignalCallback);
+  std::ignore = kept.release();
+  return SignalSubscription(slot);
 }
 
 bool CheckNoMoreArguments(sd_bus_message* reply, ErrorHolder error) {

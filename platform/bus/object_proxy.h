@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/bus/messages.h"
+#include "platform/bus/slot.h"
 
 namespace orvane::platform::bus {
 
@@ -45,10 +46,7 @@ class PendingCall {
 };
 
 // A subscription, which ends on destruction. Its callback may destroy it.
-class SignalSubscription {
- public:
-  virtual ~SignalSubscription() = default;
-};
+using SignalSubscription = SlotPtr;
 
 // A remote object, for method calls and signals. Created by Connection.
 //
@@ -81,10 +79,9 @@ class ObjectProxy {
   // required first argument; empty matches any. The bus checks that the sender of a broadcast owns
   // the service's name, so a change of owner can't be missed. It does not check signals that are
   // addressed to this process. These are ignored, since any process can send them.
-  [[nodiscard]] std::unique_ptr<SignalSubscription> Subscribe(const std::string& interface,
-                                                              const std::string& member,
-                                                              const std::string& arg0,
-                                                              SignalCallback callback) const;
+  [[nodiscard]] SignalSubscription Subscribe(const std::string& interface,
+                                             const std::string& member, const std::string& arg0,
+                                             SignalCallback callback) const;
 
   Connection& connection() const { return connection_; }
   const std::string& service() const { return service_; }

@@ -173,7 +173,7 @@ TEST_F(ObjectProxyTest, ACallMayBeDestroyedInItsOwnCallback) {
 }
 
 TEST_F(ObjectProxyTest, ASubscriptionMayBeDestroyedInItsOwnCallback) {
-  std::unique_ptr<SignalSubscription> subscription;
+  SignalSubscription subscription;
   const auto witness = std::make_shared<std::string>("alive");
   std::vector<std::string> seen;
   subscription = proxy_->Subscribe("a.b", "S", "", [&, witness](sd_bus_message* signal) {

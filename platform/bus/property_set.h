@@ -53,8 +53,8 @@ class PropertySet {
   std::string interface_;
   ChangedCallback callback_;
   std::map<std::string, PropertyBase*, std::less<>> properties_;
-  std::unique_ptr<SignalSubscription> owner_subscription_;
-  std::unique_ptr<SignalSubscription> change_subscription_;
+  SignalSubscription owner_subscription_;
+  SignalSubscription change_subscription_;
   std::unique_ptr<PendingCall> pending_get_all_;
   WeakPtrFactory<PropertySet> weak_ptr_factory_{this};
 };

@@ -247,7 +247,7 @@ TEST_F(PropertySetTest, AServiceThatComesLateIsReadAndFollowed) {
   EXPECT_THAT(changed_, ElementsAre("One", "Two"));
 }
 
-TEST_F(PropertySetTest, AServiceThatComesAgainIsReadAgain) {
+TEST_F(PropertySetTest, AServiceThatComesAgainIsReadAgainAndFollowed) {
   StartWith({{"One", {{"a", "1"}}}});
   service_.peer().ReleaseName(kName);
   Settle();
@@ -262,6 +262,9 @@ TEST_F(PropertySetTest, AServiceThatComesAgainIsReadAgain) {
   EXPECT_TRUE(RunUntil([this] { return !changed_.empty(); }));
   EXPECT_THAT(changed_, ElementsAre("One"));
   EXPECT_EQ(set_->one.value(), (StringMap{{"a", "2"}}));
+  next.SignalChange("", kInterface, Filled({{"Two", {{"b", "3"}}}}), {});
+  EXPECT_TRUE(RunUntil([this] { return changed_.size() == 2; }));
+  EXPECT_EQ(set_->two.value(), (StringMap{{"b", "3"}}));
   EXPECT_TRUE(log_.empty());
 }
 
