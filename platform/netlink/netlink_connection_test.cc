@@ -383,9 +383,11 @@ TEST_F(NetlinkConnectionTest, ABrokenOffSingleRequestIsNotReportedEither) {
   SendSingle("a");
   const MessageHeader to = LastRequest();
   Deliver({Odd(to), MakeErrorMessage(to, 0), Reply(to)});
+  EXPECT_FALSE(connection_->IsIdle()) << "more may follow";
   loop_.AdvanceBy(1min);
   EXPECT_THAT(events_, ElementsAre("a:aux3m", "a:ack", "a:message"));
   EXPECT_FALSE(HasHandlers());
+  EXPECT_FALSE(connection_->IsOpen());
 }
 
 TEST_F(NetlinkConnectionTest, BrokenMessagesAreSurvived) {

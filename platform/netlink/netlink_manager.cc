@@ -47,13 +47,9 @@ void NetlinkManager::Send(const GenericNetlinkRequest& request, NetlinkHandlers 
   // Type 0 is an unknown family. The kernel would treat the message as a control message.
   NetlinkConnection* const connection = request.message_type() == 0 ? nullptr : FindConnection();
   if (connection != nullptr && connection->Send(request, NextSequence(), &handlers)) return;
-  // A timer, not a task: after a task the next turn starts at once, and a caller that retries at
-  // each failure would keep the processor busy.
-  loop_->PostDelayedTask(
-      [weak = weak_ptr_factory_.GetWeakPtr(), fail = std::move(handlers.on_auxiliary)] {
-        if (weak) fail(AuxiliaryKind::kKernelError, nullptr);
-      },
-      TimeSpan::zero());
+  loop_->PostTask([weak = weak_ptr_factory_.GetWeakPtr(), fail = std::move(handlers.on_auxiliary)] {
+    if (weak) fail(AuxiliaryKind::kKernelError, nullptr);
+  });
 }
 
 NetlinkConnection* NetlinkManager::FindConnection() {

@@ -156,6 +156,7 @@ TEST_F(NetlinkManagerTest, ABrokenOffDumpDelaysNoOther) {
   SendDump("b");
   loop_.RunUntilIdle();
   EXPECT_THAT(ends_, ElementsAre("a3", "b0"));
+  EXPECT_THAT(Ports(), SizeIs(2)) << "the kernel may still send the first dump";
   loop_.AdvanceBy(1min);
   EXPECT_THAT(ends_, ElementsAre("a3", "b0"));
   EXPECT_FALSE(HasHandlers());
@@ -172,6 +173,18 @@ TEST_F(NetlinkManagerTest, ASocketIsUsedAgain) {
   }
   EXPECT_THAT(Ports(), SizeIs(1));
   EXPECT_EQ(kernel_.socket_count(), 1U);
+}
+
+// A late reply on a socket that is used again must not be taken for another request's.
+TEST_F(NetlinkManagerTest, EachRequestHasItsOwnSequenceNumber) {
+  std::set<std::uint32_t> sequences;
+  for (int i = 0; i < 3; ++i) {
+    SendSingle("a");
+    loop_.RunUntilIdle();
+    sequences.insert(kernel_.requests().back().header.sequence);
+  }
+  EXPECT_THAT(Ports(), SizeIs(1));
+  EXPECT_THAT(sequences, SizeIs(3));
 }
 
 TEST_F(NetlinkManagerTest, SocketsThatTimedOutAreReplaced) {
@@ -376,6 +389,19 @@ TEST_F(NetlinkManagerTest, StopForgetsRequestsAndStartBeginsAnew) {
   other_loop.RunUntilIdle();
   EXPECT_THAT(ends_, ElementsAre("c0"));
   manager_->Stop();
+}
+
+TEST_F(NetlinkManagerTest, DestroyingAHandlerMayStopTheManager) {
+  held_ = std::shared_ptr<int>(new int(0), [this](const int* value) {
+    delete value;
+    manager_->Stop();
+  });
+  kernel_.SetSilent(true);
+  SendDump("a");
+  SendDump("b");
+  held_.reset();
+  manager_->Stop();
+  EXPECT_EQ(kernel_.socket_count(), 0U);
 }
 
 TEST_F(NetlinkManagerTest, StopForgetsASendThatFailed) {
