@@ -196,14 +196,25 @@ TEST_F(DatagramWriterTest, APeerThatReadsAgainIsServedAgain) {
   EXPECT_THAT(world_.losses, SizeIs(1));
 }
 
-// Simulates a blocking call: the time has expired, and the peer, which was blocked by this process,
-// reads just then.
+TEST_F(DatagramWriterTest, ASendDoesNotOvertakeWaitingDatagrams) {
+  world_.Fill();
+  world_.SendNumbers(1);
+  world_.Drain();
+  EXPECT_TRUE(world_.writer->Send("next"));
+  EXPECT_EQ(world_.server.Receive(), std::nullopt);
+  loop_.RunUntilIdle();
+  EXPECT_EQ(world_.server.Receive(), "0");
+  EXPECT_EQ(world_.server.Receive(), "next");
+}
+
+// The peer was blocked by this process and reads after the time has expired.
 TEST_F(DatagramWriterTest, ALoopThatWasHeldGivesThePeerTimeToRead) {
   world_.Fill();
   world_.SendNumbers(1);
-  loop_.PostDelayedTask([this] { loop_.PostTask([this] { world_.Drain(); }); },
-                        DatagramWriter::kPatience / 2);
-  loop_.AdvanceBy(DatagramWriter::kPatience);
+  loop_.Hold(2 * DatagramWriter::kPatience);
+  loop_.RunUntilIdle();
+  world_.Drain();
+  loop_.RunUntilIdle();
   EXPECT_EQ(world_.server.Receive(), "0");
   EXPECT_THAT(world_.losses, IsEmpty());
 }

@@ -92,13 +92,14 @@ void ManualLoop::AdvanceBy(TimeSpan span) {
     }
     const std::optional<MonotonicTime> next = NextDeadline();
     const MonotonicTime stop = next.has_value() ? std::min(*next, end) : end;
-    if (stop > monotonic_now_) {
-      wall_now_ += stop - monotonic_now_;
-      monotonic_now_ = stop;
-      continue;
-    }
-    return;
+    if (stop <= monotonic_now_) return;
+    Hold(stop - monotonic_now_);
   }
+}
+
+void ManualLoop::Hold(TimeSpan span) {
+  wall_now_ += span;
+  monotonic_now_ += span;
 }
 
 }  // namespace orvane::platform

@@ -9,8 +9,8 @@
 
 namespace orvane::platform {
 
-// A loop with virtual time, which only AdvanceBy moves. Simulated days take milliseconds, and every
-// run is the same. Descriptors are real and are polled between turns.
+// A loop with virtual time, which only AdvanceBy and Hold move. Simulated days take milliseconds,
+// and every run is the same. Descriptors are real and are polled between turns.
 class ManualLoop : public Loop {
  public:
   // The wall clock starts at 2001-09-09 01:46:40 UTC.
@@ -23,6 +23,9 @@ class ManualLoop : public Loop {
 
   // Advances both clocks. Runs what becomes due, each task at its own time.
   void AdvanceBy(TimeSpan span);
+
+  // Advances both clocks and runs nothing, like a callback that blocks.
+  void Hold(TimeSpan span);
 
   // Runs turns and serves descriptors until nothing more is due now.
   void RunUntilIdle() { AdvanceBy(TimeSpan::zero()); }
