@@ -28,6 +28,7 @@ using platform::MonotonicTime;
 using platform::TimeSpan;
 using platform::WallTime;
 using simulation::AttributeBuilder;
+using testbed::GenericMessage;
 using testing::ElementsAreArray;
 
 // If two entries are further apart, everything was read in between.
@@ -96,7 +97,7 @@ class Replay {
       attributes.Raw(NL80211_ATTR_FRAME, ByteString::CreateFromHexString(second).AsSpan());
       if (first == "ack") attributes.Flag(NL80211_ATTR_ACK);
     }
-    const auto event = ParseMessage(MakeMessage(command, attributes), &ParseNl80211Event);
+    const auto event = ParseNl80211Event(GenericMessage(command, attributes).message());
     ASSERT_TRUE(event.has_value()) << fields;
     tracker_.OnNl80211Event(*event, Now());
   }

@@ -9,6 +9,7 @@ namespace orvane::bridge {
 namespace {
 
 using simulation::AttributeBuilder;
+using testbed::GenericMessage;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -25,7 +26,7 @@ TEST(MulticastFamilyTest, ReadsIdAndGroups) {
   AttributeBuilder attributes;
   attributes.U16(CTRL_ATTR_FAMILY_ID, 32).Nest(CTRL_ATTR_MCAST_GROUPS, groups);
   const auto family =
-      ParseMessage(MakeMessage(CTRL_CMD_NEWFAMILY, attributes), &ParseMulticastFamily);
+      ParseMulticastFamily(GenericMessage(CTRL_CMD_NEWFAMILY, attributes).message());
   ASSERT_TRUE(family.has_value());
   EXPECT_EQ(family->id, 32);
   EXPECT_THAT(family->groups, ElementsAre(Pair("config", 9), Pair("mlme", 12)));
@@ -40,18 +41,18 @@ TEST(MulticastFamilyTest, LeavesOutIncompleteGroups) {
   AttributeBuilder attributes;
   attributes.U16(CTRL_ATTR_FAMILY_ID, 32).Nest(CTRL_ATTR_MCAST_GROUPS, groups);
   const auto family =
-      ParseMessage(MakeMessage(CTRL_CMD_NEWFAMILY, attributes), &ParseMulticastFamily);
+      ParseMulticastFamily(GenericMessage(CTRL_CMD_NEWFAMILY, attributes).message());
   ASSERT_TRUE(family.has_value());
   EXPECT_THAT(family->groups, IsEmpty());
 }
 
 TEST(MulticastFamilyTest, NeedsAnId) {
   EXPECT_FALSE(
-      ParseMessage(MakeMessage(CTRL_CMD_NEWFAMILY, AttributeBuilder()), &ParseMulticastFamily)
+      ParseMulticastFamily(GenericMessage(CTRL_CMD_NEWFAMILY, AttributeBuilder()).message())
           .has_value());
   const AttributeBuilder attributes = AttributeBuilder().U16(CTRL_ATTR_FAMILY_ID, 32);
   EXPECT_FALSE(
-      ParseMessage(MakeMessage(CTRL_CMD_DELFAMILY, attributes), &ParseMulticastFamily).has_value());
+      ParseMulticastFamily(GenericMessage(CTRL_CMD_DELFAMILY, attributes).message()).has_value());
 }
 
 }  // namespace

@@ -15,6 +15,7 @@ namespace {
 
 using platform::ByteString;
 using simulation::AttributeBuilder;
+using testbed::GenericMessage;
 
 constexpr std::string_view kDeauthentication =
     "c000000002000000030002000000000002000000000000000f00";
@@ -35,7 +36,7 @@ AttributeBuilder WithFrame(std::string_view hex) {
 }
 
 std::optional<Nl80211Event> Parse(int command, const AttributeBuilder& attributes) {
-  return ParseMessage(MakeMessage(command, attributes), &ParseNl80211Event);
+  return ParseNl80211Event(GenericMessage(command, attributes).message());
 }
 
 std::optional<EapolMessage> MessageOf(std::string_view hex) {

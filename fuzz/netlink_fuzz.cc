@@ -19,6 +19,7 @@
 
 #include "fuzz/fuzz_target.h"
 #include "optimizer/nl80211_manager.h"
+#include "optimizer/nl80211_message.h"
 #include "platform/files.h"
 #include "platform/logging.h"
 #include "platform/manual_loop.h"
@@ -186,8 +187,8 @@ void Request(NetlinkManager* netlink, std::uint8_t command, bool is_dump,
                  .on_acknowledgement = [](bool* remove_handlers) { *remove_handlers = false; },
                  .on_auxiliary =
                      [is_dump, ends](AuxiliaryKind kind, const NetlinkMessage* message) {
-                       ap::internal::TellEnd(is_dump, kind, message,
-                                             &ap::Nl80211Manager::LogNl80211Error);
+                       ap::ReportOutcome(is_dump, kind, message,
+                                         &ap::Nl80211Manager::LogNl80211Error);
                        if (kind == AuxiliaryKind::kUnexpectedType) {
                          ends->has_broken_off = true;
                        } else {

@@ -8,6 +8,9 @@
 
 #include "platform/byte_string.h"
 #include "platform/logging.h"
+#include "platform/netlink/generic_netlink_request.h"
+#include "platform/netlink/netlink_connection.h"
+#include "platform/netlink/netlink_message.h"
 
 namespace orvane::ap {
 
@@ -22,24 +25,6 @@ using CompletionCallback = Nl80211Manager::CompletionCallback;
 using MessageHandler = std::function<void(const GenericNetlinkMessage&)>;
 
 namespace {
-
-const char* TextOf(AuxiliaryKind kind) {
-  switch (kind) {
-    case AuxiliaryKind::kTimeOut:
-      return "Netlink response timeout";
-    case AuxiliaryKind::kUnexpectedType:
-      return "Unexpected Netlink response type";
-    case AuxiliaryKind::kDone:
-    case AuxiliaryKind::kKernelError:
-      break;
-  }
-  return "Unknown Netlink error";
-}
-
-void Fail(const CompletionCallback& callback, std::string message, std::int32_t code) {
-  const Nl80211Error error = {std::move(message), code};
-  callback(&error);
-}
 
 template <typename Record>
 MessageHandler HandleRecord(std::function<void(const Record&)> callback) {
@@ -74,7 +59,7 @@ void SendRequest(const GenericNetlinkRequest& request, NetlinkManager* netlink_m
        .on_auxiliary =
            [is_dump = request.IsDump(), completion_callback = std::move(completion_callback)](
                AuxiliaryKind kind, const NetlinkMessage* message) {
-             internal::TellEnd(is_dump, kind, message, completion_callback);
+             ReportOutcome(is_dump, kind, message, completion_callback);
            }});
 }
 
@@ -84,7 +69,7 @@ bool SendDump(const std::string& interface_name, std::uint8_t command,
   const std::uint32_t interface_index = netlink_manager->GetInterfaceIndex(interface_name);
   if (interface_index == 0) return false;
   GenericNetlinkRequest request(netlink_manager->nl80211_message_type(), command);
-  internal::SetInterfaceIndex(interface_index, &request);
+  SetInterfaceIndex(interface_index, &request);
   request.AddFlags(NLM_F_DUMP);
   SendRequest(request, netlink_manager, std::move(message_handler), std::move(completion_callback));
   return true;
@@ -92,55 +77,22 @@ bool SendDump(const std::string& interface_name, std::uint8_t command,
 
 }  // namespace
 
-namespace internal {
-
-void TellEnd(bool is_dump, AuxiliaryKind kind, const NetlinkMessage* message,
-             const CompletionCallback& callback) {
-  if (message == nullptr) {
-    Fail(callback, TextOf(kind), static_cast<std::int32_t>(kind));
-  } else if (message->IsError()) {
-    Fail(callback, message->GetErrorText(), message->GetErrno());
-  } else if (!message->IsDone()) {
-    VLOG(1) << "Unexpected message received: type " << message->type();
-  } else if (is_dump) {
-    callback(nullptr);
-  }
-}
-
-void SetInterfaceIndex(std::uint32_t interface, GenericNetlinkRequest* request) {
-  CHECK_TEXT(request->attributes().SetU32AttributeValue(NL80211_ATTR_IFINDEX, interface),
-             "request.attributes()->SetU32AttributeValue( NL80211_ATTR_IFINDEX, interface)");
-}
-
-void SetStationAddress(const ByteString& address, GenericNetlinkRequest* request) {
-  CHECK_TEXT(request->attributes().SetRawAttributeValue(NL80211_ATTR_MAC, address),
-             "request.attributes()->SetRawAttributeValue( NL80211_ATTR_MAC, address)");
-}
-
-void SetStationAddress(const MacAddress& mac_address, GenericNetlinkRequest* request) {
-  CHECK_TEXT(
-      request->attributes().SetRawAttributeValue(NL80211_ATTR_MAC, mac_address.ToByteString()),
-      "request.attributes()->SetRawAttributeValue( NL80211_ATTR_MAC, mac_address.ToByteString())");
-}
-
-}  // namespace internal
-
 void Nl80211Manager::GetStation(const AttributeList& attributes, NetlinkManager* netlink_manager,
                                 StationCallback station_callback,
                                 CompletionCallback completion_callback) {
   const auto interface_index = attributes.Get<std::uint32_t>(NL80211_ATTR_IFINDEX);
   if (!interface_index) {
-    Fail(completion_callback, "Missing interface index attribute", EINVAL);
+    ReportFailure(completion_callback, "Missing interface index attribute", EINVAL);
     return;
   }
   const platform::Attribute address = attributes.Find(NL80211_ATTR_MAC);
   if (!address) {
-    Fail(completion_callback, "Missing MAC address attribute", EINVAL);
+    ReportFailure(completion_callback, "Missing MAC address attribute", EINVAL);
     return;
   }
   GenericNetlinkRequest request(netlink_manager->nl80211_message_type(), NL80211_CMD_GET_STATION);
-  internal::SetInterfaceIndex(*interface_index, &request);
-  internal::SetStationAddress(ByteString(address.payload()), &request);
+  SetInterfaceIndex(*interface_index, &request);
+  SetStationAddress(ByteString(address.payload()), &request);
   SendRequest(request, netlink_manager, HandleRecord(std::move(station_callback)),
               std::move(completion_callback));
 }
@@ -151,8 +103,8 @@ bool Nl80211Manager::GetStation(const std::string& interface_name, const MacAddr
   const std::uint32_t interface_index = netlink_manager->GetInterfaceIndex(interface_name);
   if (interface_index == 0) return false;
   GenericNetlinkRequest request(netlink_manager->nl80211_message_type(), NL80211_CMD_GET_STATION);
-  internal::SetInterfaceIndex(interface_index, &request);
-  internal::SetStationAddress(mac_address, &request);
+  SetInterfaceIndex(interface_index, &request);
+  SetStationAddress(mac_address, &request);
   SendRequest(request, netlink_manager, HandleRecord(std::move(station_callback)),
               std::move(completion_callback));
   return true;

@@ -9,35 +9,24 @@
 #include "optimizer/build_options.h"
 #include "optimizer/nl80211_mesh_path.h"
 #include "optimizer/nl80211_mesh_proxy_path.h"
+#include "optimizer/nl80211_message.h"
 #include "optimizer/nl80211_station.h"
-#include "platform/byte_string.h"
 #include "platform/netlink/attribute_list.h"
-#include "platform/netlink/generic_netlink_request.h"
-#include "platform/netlink/netlink_connection.h"
 #include "platform/netlink/netlink_manager.h"
-#include "platform/netlink/netlink_message.h"
 
 namespace orvane::ap {
-
-// The reason of a failed request.
-struct Nl80211Error {
-  std::string message;
-  // A positive errno; or the AuxiliaryKind if there is no message.
-  std::int32_t code;
-};
 
 // Requests the stations, mesh paths and mesh proxy paths of an interface from the kernel. It has no
 // state: requests may overlap, and it may be destroyed before they end.
 //
-// A record callback runs once for each record, which is valid during the call. A completion
-// callback gets null on success, otherwise an error that is valid during the call. Callbacks never
-// run inside the request, except where noted.
+// A record callback runs once for each record, which is valid during the call. Callbacks never run
+// inside the request, except where noted.
 class Nl80211Manager {
  public:
   using StationCallback = std::function<void(const Nl80211Station& station)>;
   using MeshPathCallback = std::function<void(const Nl80211MeshPath& mesh_path)>;
   using MeshProxyPathCallback = std::function<void(const Nl80211MeshProxyPath& mesh_proxy_path)>;
-  using CompletionCallback = std::function<void(const Nl80211Error* error)>;
+  using CompletionCallback = Nl80211CompletionCallback;
 
   // If `skip_incomplete_stations` is true, GetStations skips a station that is not complete
   // (Nl80211Station::IsComplete) and logs a verbose line. Otherwise such a station aborts the
@@ -81,19 +70,6 @@ class Nl80211Manager {
   bool skip_incomplete_stations_;
 };
 
-namespace internal {
-
-// These setters abort if the request has no room left.
-void SetInterfaceIndex(std::uint32_t interface, platform::GenericNetlinkRequest* request);
-void SetStationAddress(const platform::ByteString& address,
-                       platform::GenericNetlinkRequest* request);
-void SetStationAddress(const MacAddress& mac_address, platform::GenericNetlinkRequest* request);
-
-// Translates a call of an auxiliary handler into a call of the completion callback.
-void TellEnd(bool is_dump, platform::AuxiliaryKind kind, const platform::NetlinkMessage* message,
-             const Nl80211Manager::CompletionCallback& callback);
-
-}  // namespace internal
 }  // namespace orvane::ap
 
 #endif  // OPTIMIZER_NL80211_MANAGER_H_

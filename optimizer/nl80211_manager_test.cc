@@ -293,17 +293,6 @@ TEST_F(Nl80211ManagerTest, WithoutTheFamilyEveryRequestIsAnUnknownError) {
   EXPECT_THAT(events_, ElementsAre("Unknown Netlink error 1", "Unknown Netlink error 1"));
 }
 
-// Covers the kinds without a message, whatever the netlink manager passes.
-TEST_F(Nl80211ManagerTest, EachKindWithoutAMessageHasItsText) {
-  using Kind = platform::AuxiliaryKind;
-  for (const Kind kind : {Kind::kDone, Kind::kKernelError, Kind::kTimeOut, Kind::kUnexpectedType}) {
-    internal::TellEnd(/*is_dump=*/true, kind, nullptr, NoteCompletion());
-  }
-  EXPECT_THAT(events_,
-              ElementsAre("Unknown Netlink error 0", "Unknown Netlink error 1",
-                          "Netlink response timeout 2", "Unexpected Netlink response type 3"));
-}
-
 TEST_F(Nl80211ManagerTest, LogsAnError) {
   Nl80211Manager::LogNl80211Error(nullptr);
   EXPECT_THAT(log_, IsEmpty());
@@ -322,18 +311,6 @@ TEST_F(Nl80211ManagerTest, AnAddressThatDoesNotFitIsFatal) {
   EXPECT_DEATH(GetStation(attributes),
                HasSubstr("Check failed: request.attributes()->SetRawAttributeValue( "
                          "NL80211_ATTR_MAC, address)"));
-}
-
-TEST_F(Nl80211ManagerTest, AFullRequestIsFatal) {
-  GenericNetlinkRequest request(FakeKernel::kNl80211Family, NL80211_CMD_GET_STATION);
-  while (request.attributes().SetU32AttributeValue(1, 1)) {
-  }
-  EXPECT_DEATH(internal::SetInterfaceIndex(kIndex, &request),
-               HasSubstr("Check failed: request.attributes()->SetU32AttributeValue( "
-                         "NL80211_ATTR_IFINDEX, interface)"));
-  EXPECT_DEATH(internal::SetStationAddress(MacAddress("000000000001"), &request),
-               HasSubstr("Check failed: request.attributes()->SetRawAttributeValue( "
-                         "NL80211_ATTR_MAC, mac_address.ToByteString())"));
 }
 
 TEST_F(Nl80211ManagerTest, AReplyThatIsNotAStationIsFatal) {

@@ -2,12 +2,10 @@
 
 #include <linux/nl80211.h>
 
-#include "platform/byte_string.h"
+#include "optimizer/nl80211_message.h"
 #include "platform/logging.h"
 
 namespace orvane::ap {
-
-using platform::ByteString;
 
 Nl80211MeshPath::Nl80211MeshPath(const platform::GenericNetlinkMessage& message)
     : message_(&message) {
@@ -21,29 +19,12 @@ Nl80211MeshPath::Nl80211MeshPath(const platform::GenericNetlinkMessage& message)
 }
 
 std::uint32_t Nl80211MeshPath::GetInterfaceIndex() const {
-  const auto interface_index =
-      message_->const_attributes()->Get<std::uint32_t>(NL80211_ATTR_IFINDEX);
-  CHECK_TEXT(interface_index.has_value(),
-             "message_->const_attributes()->GetU32AttributeValue( NL80211_ATTR_IFINDEX, "
-             "&interface_index)");
-  return *interface_index;
+  return ap::GetInterfaceIndex(*message_);
 }
 
-MacAddress Nl80211MeshPath::GetDestination() const {
-  const platform::Attribute address = message_->const_attributes()->Find(NL80211_ATTR_MAC);
-  CHECK_TEXT(address,
-             "message_->const_attributes()->GetRawAttributeValue( NL80211_ATTR_MAC, &address)");
-  return MacAddress(ByteString(address.payload()));
-}
+MacAddress Nl80211MeshPath::GetDestination() const { return GetAddress(*message_); }
 
-MacAddress Nl80211MeshPath::GetNextHop() const {
-  const platform::Attribute address =
-      message_->const_attributes()->Find(NL80211_ATTR_MPATH_NEXT_HOP);
-  CHECK_TEXT(address,
-             "message_->const_attributes()->GetRawAttributeValue( NL80211_ATTR_MPATH_NEXT_HOP, "
-             "&address)");
-  return MacAddress(ByteString(address.payload()));
-}
+MacAddress Nl80211MeshPath::GetNextHop() const { return ap::GetNextHop(*message_); }
 
 std::uint32_t Nl80211MeshPath::GetFrameQueueLength() const {
   return mesh_path_information_.Get<std::uint32_t>(NL80211_MPATH_INFO_FRAME_QLEN).value_or(0);

@@ -2,12 +2,10 @@
 
 #include <linux/nl80211.h>
 
-#include "platform/byte_string.h"
+#include "optimizer/nl80211_message.h"
 #include "platform/logging.h"
 
 namespace orvane::ap {
-
-using platform::ByteString;
 
 Nl80211MeshProxyPath::Nl80211MeshProxyPath(const platform::GenericNetlinkMessage& message)
     : message_(&message) {
@@ -16,20 +14,8 @@ Nl80211MeshProxyPath::Nl80211MeshProxyPath(const platform::GenericNetlinkMessage
              "NL80211_ATTR_MPATH_INFO, &mesh_proxy_path_information_)");
 }
 
-MacAddress Nl80211MeshProxyPath::GetDestination() const {
-  const platform::Attribute address = message_->const_attributes()->Find(NL80211_ATTR_MAC);
-  CHECK_TEXT(address,
-             "message_->const_attributes()->GetRawAttributeValue( NL80211_ATTR_MAC, &address)");
-  return MacAddress(ByteString(address.payload()));
-}
+MacAddress Nl80211MeshProxyPath::GetDestination() const { return GetAddress(*message_); }
 
-MacAddress Nl80211MeshProxyPath::GetMeshProxy() const {
-  const platform::Attribute address =
-      message_->const_attributes()->Find(NL80211_ATTR_MPATH_NEXT_HOP);
-  CHECK_TEXT(address,
-             "message_->const_attributes()->GetRawAttributeValue( NL80211_ATTR_MPATH_NEXT_HOP, "
-             "&address)");
-  return MacAddress(ByteString(address.payload()));
-}
+MacAddress Nl80211MeshProxyPath::GetMeshProxy() const { return GetNextHop(*message_); }
 
 }  // namespace orvane::ap

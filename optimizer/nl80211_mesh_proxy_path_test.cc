@@ -5,20 +5,20 @@
 #include <linux/nl80211.h>
 
 #include "simulation/message_builder.h"
-#include "testbed/nl80211_reply.h"
+#include "testbed/generic_message.h"
 
 namespace orvane::ap {
 namespace {
 
-using testbed::Nl80211Reply;
+using testbed::GenericMessage;
 
 using simulation::AttributeBuilder;
 using testing::HasSubstr;
 
-class Reply : public Nl80211Reply {
+class Reply : public GenericMessage {
  public:
   explicit Reply(const AttributeBuilder& attributes)
-      : Nl80211Reply(NL80211_CMD_NEW_MPATH, attributes) {}
+      : GenericMessage(NL80211_CMD_NEW_MPATH, attributes) {}
 };
 
 TEST(Nl80211MeshProxyPathTest, ReadsBothAddresses) {

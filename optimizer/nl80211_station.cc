@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "optimizer/nl80211_message.h"
 #include "platform/byte_string.h"
 #include "platform/logging.h"
 
@@ -171,14 +172,7 @@ std::uint64_t Nl80211Station::GetRxBytes() const {
   return *bytes;
 }
 
-std::uint32_t Nl80211Station::GetInterfaceIndex() const {
-  const auto interface_index =
-      message_->const_attributes()->Get<std::uint32_t>(NL80211_ATTR_IFINDEX);
-  CHECK_TEXT(interface_index.has_value(),
-             "message_->const_attributes()->GetU32AttributeValue( NL80211_ATTR_IFINDEX, "
-             "&interface_index)");
-  return *interface_index;
-}
+std::uint32_t Nl80211Station::GetInterfaceIndex() const { return ap::GetInterfaceIndex(*message_); }
 
 std::uint32_t Nl80211Station::GetInactiveTime() const {
   return station_information_.Get<std::uint32_t>(NL80211_STA_INFO_INACTIVE_TIME).value_or(0);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 
 namespace orvane::ap {
 namespace {
@@ -51,33 +52,35 @@ TEST(JudgeStationTest, EachLimitItselfIsNotEnough) {
   EXPECT_TRUE(IsSteered(inputs));
 }
 
-TEST(JudgeStationTest, TheChangeCountsInBothDirections) {
+struct MetricsRow {
+  std::uint8_t now;
+  std::uint8_t at_last_steer;
+  std::uint8_t floor;
+  std::uint8_t hysteresis;
+  bool is_steered;
+};
+
+class MetricsTest : public testing::TestWithParam<MetricsRow> {};
+
+TEST_P(MetricsTest, FloorAndHysteresisDecide) {
   SteerInputs inputs = kSteered;
-  inputs.last_steer_link_quality_metric = 36;
-  EXPECT_TRUE(IsSteered(inputs));
-  inputs.last_steer_link_quality_metric = 35;
-  EXPECT_FALSE(IsSteered(inputs));
-  inputs.link_quality_metric = 0;
-  inputs.last_steer_link_quality_metric = 100;
-  EXPECT_TRUE(IsSteered(inputs));
+  inputs.link_quality_metric = GetParam().now;
+  inputs.last_steer_link_quality_metric = GetParam().at_last_steer;
+  inputs.lqm_floor = GetParam().floor;
+  inputs.lqm_hysteresis = GetParam().hysteresis;
+  EXPECT_EQ(IsSteered(inputs), GetParam().is_steered);
 }
 
-TEST(JudgeStationTest, TheWholeRangeOfEightBitsWorks) {
-  SteerInputs inputs = kSteered;
-  inputs.lqm_floor = 255;
-  inputs.link_quality_metric = 100;
-  EXPECT_TRUE(IsSteered(inputs));
-  inputs.lqm_hysteresis = 255;
-  EXPECT_FALSE(IsSteered(inputs));
-  inputs.lqm_hysteresis = 0;
-  inputs.last_steer_link_quality_metric = 100;
-  EXPECT_FALSE(IsSteered(inputs));
-  inputs.last_steer_link_quality_metric = 99;
-  EXPECT_TRUE(IsSteered(inputs));
-  inputs.lqm_floor = 0;
-  inputs.link_quality_metric = 0;
-  EXPECT_FALSE(IsSteered(inputs));
-}
+INSTANTIATE_TEST_SUITE_P(BothDirections, MetricsTest,
+                         testing::Values(MetricsRow{20, 36, 30, 15, true},
+                                         MetricsRow{20, 35, 30, 15, false},
+                                         MetricsRow{0, 100, 30, 15, true}));
+INSTANTIATE_TEST_SUITE_P(WholeRange, MetricsTest,
+                         testing::Values(MetricsRow{100, 0, 255, 15, true},
+                                         MetricsRow{100, 0, 255, 255, false},
+                                         MetricsRow{100, 100, 255, 0, false},
+                                         MetricsRow{100, 99, 255, 0, true},
+                                         MetricsRow{0, 99, 0, 0, false}));
 
 TEST(JudgeStationTest, ANegativeIntervalIsAlwaysOver) {
   SteerInputs inputs = kSteered;

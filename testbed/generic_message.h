@@ -8,24 +8,30 @@
 #include "platform/netlink/netlink_message.h"
 #include "simulation/message_builder.h"
 
-namespace orvane::bridge {
+namespace orvane::testbed {
 
-// Returns the bytes of a generic netlink message.
-inline std::vector<std::uint8_t> MakeMessage(int command,
-                                             const simulation::AttributeBuilder& attributes) {
-  constexpr std::uint16_t kFamily = 0x20;
-  return simulation::MakeGenericMessage({.type = kFamily}, static_cast<std::uint8_t>(command),
-                                        attributes);
-}
+// A generic netlink message that owns its bytes, for tests of parsers and views.
+class GenericMessage {
+ public:
+  GenericMessage(int command, const simulation::AttributeBuilder& attributes)
+      : bytes_(simulation::MakeGenericMessage({.type = 28}, static_cast<std::uint8_t>(command),
+                                              attributes)),
+        message_(View(bytes_)) {}
+  GenericMessage(const GenericMessage&) = delete;
+  GenericMessage& operator=(const GenericMessage&) = delete;
 
-// Applies a parser to the first message in `bytes`.
-template <typename Result>
-Result ParseMessage(std::span<const std::uint8_t> bytes,
-                    Result (*parse)(const platform::GenericNetlinkMessage&)) {
-  const auto message = platform::NetlinkMessage::TakeFrom(&bytes);
-  return parse(platform::GenericNetlinkMessage::From(*message).value());
-}
+  const platform::GenericNetlinkMessage& message() const { return message_; }
 
-}  // namespace orvane::bridge
+ private:
+  static platform::GenericNetlinkMessage View(std::span<const std::uint8_t> bytes) {
+    return platform::GenericNetlinkMessage::From(*platform::NetlinkMessage::TakeFrom(&bytes))
+        .value();
+  }
+
+  std::vector<std::uint8_t> bytes_;
+  platform::GenericNetlinkMessage message_;
+};
+
+}  // namespace orvane::testbed
 
 #endif  // TESTBED_GENERIC_MESSAGE_H_
