@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/files.h"
+#include "platform/inotify.h"
 #include "platform/loop.h"
 #include "testbed/failure.h"
 
@@ -28,7 +29,7 @@ class FileWatch : public platform::FdWatcher {
   platform::FilePath directory_;
   std::string name_;
   std::function<void()> on_change_;
-  platform::ScopedFd inotify_;
+  platform::Inotify inotify_;
   std::unique_ptr<platform::FdWatch> watch_;
 };
 

@@ -2,15 +2,26 @@
 
 #include <fmt/format.h>
 
+#include "platform/bus/messages.h"
 #include "platform/text.h"
+#include "testbed/offline_message.h"
 #include "testbed/text.h"
 
 namespace orvane::testbed {
 namespace {
 
+// Returns whether the bus accepts the text: UTF-8 without a null character.
+bool CanBeSent(std::string_view text) {
+  OfflineMessages messages;
+  const platform::bus::MessagePtr message = messages.New();
+  platform::bus::MessageWriter writer(message.get());
+  writer.AppendString(std::string(text));
+  return writer.ok();
+}
+
 // Returns the problem, or an empty text if the line was added.
 std::string TakeLine(std::string_view line, FlagMap* flags) {
-  if (!IsBusString(line)) return "not UTF-8";
+  if (!CanBeSent(line)) return "not UTF-8";
   const std::size_t separator = line.find('=');
   if (separator == std::string_view::npos) return fmt::format(R"(no "=" in "{}")", line);
   const std::string_view key = platform::TrimWhitespace(line.substr(0, separator));

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+
 namespace orvane::testbed {
 namespace {
 
@@ -32,12 +34,12 @@ TEST(FlagsFileTest, SkipsBadLinesAndReportsTheirNumbers) {
       "no separator\n"
       "=value\n"
       "a=2\n"
-      "b=\xff\n"
-      "c=3\n");
+      "b=\xff\n" +
+      std::string("b=\0\n", 4) + "c=3\n");
   EXPECT_THAT(file.flags, ElementsAre(Pair("a", "1"), Pair("c", "3")));
   EXPECT_THAT(file.problems,
               ElementsAre("line 3: no \"=\" in \"no separator\"", "line 4: no key before \"=\"",
-                          "line 5: the key \"a\" again", "line 6: not UTF-8"));
+                          "line 5: the key \"a\" again", "line 6: not UTF-8", "line 7: not UTF-8"));
 }
 
 TEST(FlagsFileTest, NothingGivesNothing) {

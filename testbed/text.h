@@ -13,9 +13,6 @@ std::vector<std::string_view> SplitLines(std::string_view text);
 // if there is none.
 std::string_view TakeWord(std::string_view* text);
 
-// Returns whether a string can be sent over the bus: valid UTF-8 without a null character.
-bool IsBusString(std::string_view text);
-
 }  // namespace orvane::testbed
 
 #endif  // TESTBED_TEXT_H_
