@@ -16,7 +16,7 @@
 //   PLOG(ERROR) << "Failed to connect";           // adds ": " and the text and number of errno
 //   VLOG(1) << "Callback: " << 7;                 // off unless the verbose level is 1 or more
 //   CHECK(!started_) << "message";                // FATAL "Check failed: !started_ message"
-//   CHECK_TEXT(ok, "a fixed text");          // as CHECK, the condition's text given apart
+//   CHECK_TEXT(ok, "a fixed text");               // the same, with this text as the condition
 //
 // Values are formatted by fmt; integers of every width are decimal numbers. A verbose line that is
 // off costs one comparison and does not evaluate its arguments.
