@@ -16,21 +16,23 @@ namespace orvane::ap {
 // The 48-bit hardware address of a station. Either empty or six bytes, in network order.
 class MacAddress {
  public:
-  // An empty address, the target of a Parse function. It has no text form.
+  // Creates an empty address, as the output of a Parse function.
   MacAddress() = default;
 
   // Takes six bytes, or a text that ConvertHexStringToByteString accepts. Anything else is fatal.
   explicit MacAddress(const platform::ByteString& mac_address);
   explicit MacAddress(std::string_view mac_address);
 
-  // Returns false and leaves `out` unchanged unless `bytes` has six bytes.
+  // Sets `out` to the address. Returns false and leaves `out` unchanged unless `bytes` has six
+  // bytes.
   static bool ParseFromByteString(const platform::ByteString& bytes, MacAddress* out);
 
-  // Like ConvertHexStringToByteString.
+  // Accepts what ConvertHexStringToByteString accepts. On failure returns false and clears `out`.
   static bool ParseFromString(std::string_view text, MacAddress* out);
 
   // Accepts twelve hexadecimal digits in either case, with any number of ":" and "-" between or
-  // around them. Sets `out`, which may be null, to the six bytes. On failure clears it.
+  // around them. Sets `out`, which may be null, to the six bytes. On failure returns false and
+  // clears `out`.
   static bool ConvertHexStringToByteString(std::string_view text, platform::ByteString* out);
 
   // Twelve lower-case digits: "001a2b3c4d5e". The address must not be empty.
@@ -58,7 +60,8 @@ class MacAddress {
   }
 
  private:
-  // Steering looks up every station in every poll. Comparing numbers takes half the time of memcmp.
+  // Steering looks up every station in every poll. Comparing numbers is faster than comparing
+  // bytes.
   std::uint64_t ToNumber() const {
     if (address_.IsEmpty()) return 0;
     std::uint32_t high;

@@ -23,8 +23,8 @@ inline constexpr char kConnectionEventsProbeReqUploadFlag[] = "connectionEventsP
 inline constexpr char kEnabledValue[] = "enabled";
 inline constexpr char kDisabledValue[] = "disabled";
 
-// One flag and its useful values. The daemon does not check the range: it aborts on a non-numeric
-// value and truncates a metric to 8 bits.
+// One flag and the values that the flags service accepts. The daemon itself checks no range: it
+// truncates a metric to 8 bits. It aborts on a non-numeric value.
 struct RunTimeFlag {
   enum class Kind : std::uint8_t {
     kSwitch,  // kEnabledValue or kDisabledValue

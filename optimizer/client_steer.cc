@@ -97,7 +97,8 @@ void ClientSteer::OnStart() {
             << " lqm_hysteresis=" << lqm_hysteresis_;
 }
 
-// A running pass continues to its end, but schedules no other pass.
+// A running pass continues to its end. The stations that it sees are remembered while the service
+// is off.
 void ClientSteer::OnStop() {
   poll_timer_.Stop();
   stations_.clear();
@@ -114,7 +115,8 @@ void ClientSteer::Configure(std::int32_t steer_interval_seconds, std::int32_t po
             << " poll_interval=" << poll_interval_seconds << " lqm_hysteresis=" << lqm_hysteresis;
 }
 
-// With an interval of 0, a kernel that refuses every dump would fill the log.
+// Without the lower limit, an interval of 0 and a kernel that refuses every dump would fill the
+// log.
 void ClientSteer::StartPollTimer() {
   poll_timer_.Start(
       std::max(poll_interval_, kShortestPollInterval),
@@ -143,7 +145,7 @@ void ClientSteer::OnStation(const Nl80211Station& station) {
   CheckStation(station.GetMacAddress(), station.GetSignalAverage());
 }
 
-// A failed dump does not end the pass.
+// A failed dump does not end the pass, unlike a missing interface.
 void ClientSteer::OnPollComplete(const Nl80211Error* error) {
   Nl80211Manager::LogNl80211Error(error);
   ++poll_cursor_;
@@ -154,8 +156,8 @@ void ClientSteer::OnPollComplete(const Nl80211Error* error) {
   }
 }
 
-// A late reply of an earlier pass can find the cursor past the last interface. It places the
-// station there too, which delays its next steer. There is no metric for that position.
+// If the cursor is past the last interface, this is a late reply of an earlier pass. The station is
+// then placed at that index, which restarts its steer interval. No metric is stored for that index.
 void ClientSteer::CheckStation(const MacAddress& mac_address, std::int8_t signal_dbm) {
   StationSteerState& state = stations_[mac_address];
   const platform::WallTime now = loop_.Now();
@@ -170,7 +172,8 @@ void ClientSteer::CheckStation(const MacAddress& mac_address, std::int8_t signal
   if (verdict == SteerVerdict::kSteered) Steer(mac_address, inputs, state, now);
 }
 
-// Counts as a steer, so that a station is not steered within a steer interval after its arrival.
+// Sets the time of the last steer, so a station is not steered within a steer interval of its
+// arrival.
 void ClientSteer::PlaceStation(StationSteerState& state, platform::WallTime now) {
   if (state.interface_index == -1) {
     state.last_steer_link_quality_metric.resize(steer_interfaces_.size(), 0);

@@ -25,15 +25,15 @@ namespace orvane::ap {
 
 // The initial settings of the steering policy.
 struct ClientSteerSettings {
-  platform::TimeSpan steer_interval;  // minimum time between two steers of a station
+  platform::TimeSpan steer_interval;  // time since the last steer or arrival, exclusive minimum
   platform::TimeSpan poll_interval;   // from the start of a pass to the start of the next one
-  std::uint8_t lqm_hysteresis;  // a station is steered again only if its metric has changed by more
+  std::uint8_t lqm_hysteresis;  // change of the metric since the last steer, exclusive minimum
   bool is_root;                 // chooses the floor
   std::uint8_t root_lqm_floor;
   std::uint8_t child_lqm_floor;
 };
 
-// One station and the result of a poll for it.
+// The decision on one station in one poll.
 struct StationJudgement {
   const std::string& interface;
   const MacAddress& mac_address;
@@ -42,14 +42,16 @@ struct StationJudgement {
 };
 
 // Disassociates poorly connected stations from an access-point interface, so that they join a
-// better one. A pass requests the stations of each interface in turn, sends hostapd a command to
-// disassociate those that qualify, and forgets stations that have not been seen for two steer
-// intervals.
+// better one. A pass polls each interface in turn: it requests the stations and sends hostapd a
+// command to disassociate those that qualify. At its end it forgets the stations that have not been
+// seen for two steer intervals. If an interface does not exist, the pass ends there and forgets
+// nothing.
 //
-// The first pass starts one poll interval after the service. Passes can overlap: if a pass takes
-// longer than the poll interval, the next one starts over at the first interface, and late replies
-// of the earlier pass count for the interface that is being polled now. If the cursor is past the
-// last interface, a late reply still places the station, but never steers it.
+// The first pass starts one poll interval after the service starts. Passes overlap if a pass takes
+// longer than the poll interval. They share one cursor, the index of the interface that is polled:
+// a new pass resets it, the end of each dump advances it, and replies count for the interface at
+// the cursor, whichever pass requested them. If the cursor is past the last interface, a reply only
+// updates what is known of the station.
 class ClientSteer : public Service {
  public:
   // The smallest poll interval. Shorter settings have the same effect.
@@ -70,12 +72,13 @@ class ClientSteer : public Service {
   void OnStart() override;
   void OnStop() override;
 
-  // Changes the settings whose argument is not 0. The floor that changes is the one in use.
+  // Sets each setting whose argument is not 0. `lqm_floor` replaces the floor in use.
   void Configure(std::int32_t steer_interval_seconds, std::int32_t poll_interval_seconds,
                  std::int32_t lqm_floor, std::int32_t lqm_hysteresis);
 
-  // Calls `observer` for each authorized station in each poll, before any command for it is sent.
-  // The observer must not change the service. It replaces an earlier observer; null removes it.
+  // Calls `observer` for each authorized station in each poll, before any command for it is sent,
+  // but not for replies past the last interface. The observer must not call this object. Replaces
+  // the previous observer; null removes it.
   void SetObserver(Observer observer) { observer_ = std::move(observer); }
 
   // Starts a pass and schedules the next one after the poll interval, until the service is switched
@@ -84,7 +87,7 @@ class ClientSteer : public Service {
 
  private:
   struct StationSteerState {
-    std::int32_t interface_index = -1;  // where it was last seen; -1: nowhere
+    std::int32_t interface_index = -1;  // in steer_interfaces_, where it was last seen; -1: nowhere
     platform::WallTime last_steer_time;
     platform::WallTime last_seen_time;
     // Per interface; 0 until the station is steered from it.

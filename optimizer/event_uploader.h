@@ -36,14 +36,16 @@ class EventUploader : public Service {
   // Registers with `event_source`, which may outlive the uploader.
   void Initialize(platform::TimeSpan upload_period, HostapdInterface* event_source);
 
-  // Switches the collection of connection events by "connectionEventsUpload" (initially on) and of
-  // probe requests by "connectionEventsProbeReqUpload" (initially off). The value is a decimal
-  // number, 0 for off. A non-numeric value throws the exception of std::stoi.
+  // "connectionEventsUpload" switches the collection of connection events, which is on at first.
+  // "connectionEventsProbeReqUpload" switches the collection of probe requests, which is off at
+  // first. The value is a decimal number: 0 is off, any other number is on. A non-numeric value
+  // throws the exception of std::stoi.
   void OnFlagChanged(std::string key, std::string value) override;
   void OnStart() override;
   void OnStop() override;
 
-  // Collects one event; see HostapdInterface::EventCallback. Throws like ApplyEventAttributes.
+  // Collects one event; see HostapdInterface::EventCallback. Throws the exception of std::stoi if a
+  // numeric attribute is not a number.
   void EventCallback(std::string_view interface_name, HostapdEventType kind, std::string_view mac,
                      HostapdAttributes attributes);
 
@@ -51,13 +53,13 @@ class EventUploader : public Service {
   using Event = access_infrastructure::proto::Event;
   using ClientEventType = access_infrastructure::proto::ClientEventInfo::ClientEventType;
 
-  // A batch is thousands of small objects that are all destroyed at once, so it has its own arena.
+  // A batch can have thousands of small objects, which are destroyed together.
   struct Batch {
     google::protobuf::Arena arena;
     Event* event = google::protobuf::Arena::CreateMessage<Event>(&arena);
   };
 
-  // Returns the batch of the interface, and creates it if needed.
+  // Returns the record of the interface, and creates its batch if there is none.
   Event* GetEventForInterface(std::string_view interface_name);
 
   void AddClientEvent(ClientEventType type, std::string_view mac, HostapdAttributes attributes,

@@ -14,7 +14,7 @@
 
 namespace orvane::platform {
 
-// Called when a watched descriptor is ready.
+// Receives the events of watched descriptors.
 class FdWatcher {
  public:
   virtual ~FdWatcher() = default;
@@ -31,13 +31,13 @@ class FdWatch {
 // The message loop of a thread. It runs tasks, timers and descriptor watchers one after the other
 // on its thread. All functions must be called on that thread.
 //
-// Order: a turn runs the tasks that were posted before it, in order of posting. Then it runs the
-// timers that are due, in order of deadline; equal deadlines run in order of arming. Tasks and
-// timers that are added during a turn wait for the next turn, even with no delay. Descriptors are
-// served between turns, so neither a chain of tasks nor a timer that re-arms itself can starve
-// them.
+// The loop works in turns. A turn runs the tasks that were posted before the turn began, in order
+// of posting. Then it runs the timers that were due when the turn began, in order of deadline;
+// equal deadlines run in order of arming. Tasks and timers that are added during a turn wait for
+// the next turn, even with no delay. Descriptors are served between turns, so neither a chain of
+// tasks nor a timer that re-arms itself can starve them.
 //
-// A task must not throw: an exception that leaves it ends the process.
+// An exception that leaves a task, a timer or a watcher ends the process.
 class Loop {
  public:
   using Task = std::function<void()>;
@@ -52,21 +52,21 @@ class Loop {
   // Runs `task` in the next turn.
   void PostTask(Task task, Location from = Location::Current());
 
-  // Runs `task` after `delay`. A delay of zero or less is due in the next turn.
+  // Runs `task` after `delay`, or in the next turn if `delay` is zero or less.
   void PostDelayedTask(Task task, TimeSpan delay, Location from = Location::Current());
 
   // The wall clock.
   virtual WallTime Now() const = 0;
 
-  // The clock of deadlines.
+  // The monotonic clock, which deadlines use.
   virtual MonotonicTime MonotonicNow() const = 0;
 
-  // Calls `watcher` whenever `fd` is readable or in error, until the watch is destroyed. Returns
-  // null if the descriptor can't be watched; one descriptor can have one watch at a time. `fd` and
-  // `watcher` must outlive the watch.
+  // Calls OnReadReady of `watcher` while `fd` is readable or in error, until the watch is
+  // destroyed. Returns null if the descriptor can't be watched; one descriptor can have one watch
+  // at a time. `fd` and `watcher` must outlive the watch.
   [[nodiscard]] virtual std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) = 0;
 
-  // The same for a descriptor that is writable or in error.
+  // Like WatchReadable, but calls OnWriteReady while `fd` is writable or in error.
   [[nodiscard]] virtual std::unique_ptr<FdWatch> WatchWritable(int fd, FdWatcher* watcher) = 0;
 
  protected:

@@ -23,13 +23,13 @@ inline constexpr int kConnectionLostExitCode = EX_UNAVAILABLE;
 // line and ends the loop with kConnectionLostExitCode, so that the service manager restarts the
 // process.
 //
-// The destructor sends queued messages and closes the connection. Destroy its subscriptions and
-// pending calls first.
+// The destructor sends queued messages and closes the connection. Subscriptions and pending calls
+// must be destroyed before the connection.
 class Connection {
  public:
-  // Connects to the system bus, whose address DBUS_SYSTEM_BUS_ADDRESS can set, and blocks until the
-  // bus accepts the connection. On failure returns null and adds an error. `loop` must outlive the
-  // connection.
+  // Connects to the system bus. The environment variable DBUS_SYSTEM_BUS_ADDRESS overrides its
+  // address. Blocks until the bus accepts the connection or the bus library gives up, after up to
+  // 90 s. On failure returns null and adds an error. `loop` must outlive the connection.
   static std::shared_ptr<Connection> OpenSystemBus(SdEventLoop& loop, ErrorHolder error);
 
   // Takes over a connected `bus`. Use OpenSystemBus instead.
@@ -38,12 +38,12 @@ class Connection {
   Connection& operator=(const Connection&) = delete;
   ~Connection();
 
-  // Returns the object at `path` of `service`. It is valid as long as the connection. Causes no bus
+  // Returns a proxy for the object at `path` of `service`. The connection owns it. Causes no bus
   // traffic.
   ObjectProxy* GetObjectProxy(const std::string& service, const std::string& path);
 
-  // Claims a name for the lifetime of the connection. A name that already has an owner is an error:
-  // the connection does not wait for the name or take it over.
+  // Claims a name for the lifetime of the connection. On failure returns false and adds an error.
+  // It fails if the name has an owner: the connection does not wait for the name or take it over.
   bool RequestName(const std::string& name, ErrorHolder error);
 
   // Publishes an object manager at `path` that manages no objects.

@@ -18,17 +18,18 @@ namespace orvane::platform {
 
 // The reason for a call of the auxiliary handler.
 enum class AuxiliaryKind : std::int32_t {
-  kDone = 0,            // The dump is complete. Comes with the message.
-  kKernelError = 1,     // The request failed. Null if no message says so.
-  kTimeOut = 2,         // The kernel did not answer. No message.
-  kUnexpectedType = 3,  // A message of another type than the request's. Comes with the message.
+  kDone = 0,            // The dump is complete. With the done message.
+  kKernelError = 1,     // The request failed. With the error message, or null if the socket failed.
+  kTimeOut = 2,         // The kernel did not answer. With null.
+  kUnexpectedType = 3,  // The type of a message is not the request's. With the message.
 };
 
 // The handlers of a request. All must be set.
 struct NetlinkHandlers {
   // Called for each reply message.
   std::function<void(const GenericNetlinkMessage& message)> on_message;
-  // Called for an acknowledgement. If it leaves `*remove_handlers` true, the request is over.
+  // Called for an acknowledgement. `*remove_handlers` is true at the call; unless the handler sets
+  // it to false, the request ends.
   std::function<void(bool* remove_handlers)> on_acknowledgement;
   // `message` is null or valid during the call.
   std::function<void(AuxiliaryKind kind, const NetlinkMessage* message)> on_auxiliary;
@@ -40,27 +41,32 @@ struct NetlinkHandlers {
 // A request ends once, and its handlers are then destroyed:
 //  - A done message or an error message arrives: the auxiliary handler is called.
 //  - The socket fails: the auxiliary handler is called with kKernelError.
-//  - The deadline passes: the auxiliary handler is called with kTimeOut, unless only the
-//    acknowledgement of a single record is missing.
-//  - The reply and the acknowledgement of a single record have both arrived: no call.
+//  - The deadline passes: the auxiliary handler is called with kTimeOut, unless the reply to a
+//  request
+//    that is not a dump has arrived.
+//  - Both the reply and the acknowledgement of a request that is not a dump have arrived: no call.
 //  - The acknowledgement handler removes the handlers: no call.
 //
-// A message of an unexpected type breaks the answer off: the auxiliary handler is called with it,
-// and is not called again. Replies still reach the message handler until the request ends.
+// The auxiliary handler is also called for each message of an unexpected type. After the first one,
+// the end of the request is not reported, because the answer may be incomplete. Replies still reach
+// the message handler until the request ends.
 //
-// The deadline is kResponseDeadline after Send. If datagrams have arrived by then, it is extended
-// by the same time, repeatedly. So silence of twice that time always ends a request.
+// The connection checks the request every kResponseDeadline, first after Send. If no datagram has
+// arrived since the last check, the request ends. So the kernel can be silent for up to twice
+// kResponseDeadline.
 //
-// After a complete answer the connection is idle and can send the next request. In all other cases
-// late replies may follow, so the socket is closed, which also ends the dump in the kernel.
+// After a done message, an error message, or a reply and its acknowledgement, the connection is
+// idle and can send the next request. In all other cases late replies may follow, so the socket is
+// closed, which also ends the dump in the kernel.
 //
 // Handlers may destroy the connection.
 class NetlinkConnection final : private FdWatcher {
  public:
   static constexpr TimeSpan kResponseDeadline{5'000'000};
-  // The kernel sizes the parts of a dump by the largest receive buffer so far, up to 32 KiB.
+  // The kernel sizes the datagrams of a dump by the largest buffer that the socket has been read
+  // with, up to 32 KiB.
   static constexpr std::size_t kReceiveBufferSize = 64 * 1024;
-  // Other descriptors are served after so many datagrams.
+  // The most datagrams that are read before the loop serves other descriptors.
   static constexpr int kDatagramsPerWakeUp = 16;
 
   // `loop` must outlive the connection. The connection is closed if the loop can't watch the
@@ -81,9 +87,9 @@ class NetlinkConnection final : private FdWatcher {
  private:
   enum class Phase : std::uint8_t {
     kSent,
-    kReplied,       // A single record has arrived, its acknowledgement has not.
-    kAcknowledged,  // The acknowledgement has arrived, the record has not.
-    kBrokenOff,     // After an unexpected message. The end is not reported.
+    kReplied,       // Not a dump: the reply has arrived, its acknowledgement has not.
+    kAcknowledged,  // Not a dump: the acknowledgement has arrived, the reply has not.
+    kBrokenOff,     // An unexpected message has arrived. The end is not reported.
     kEnded,
   };
 
@@ -101,7 +107,7 @@ class NetlinkConnection final : private FdWatcher {
   void OnDeadline();
 
   // Each of these may call handlers, which may destroy the connection. `request` outlives the call;
-  // it is null if there is none.
+  // a null pointer means that no request is pending.
   void ReadDatagrams();
   bool ReadDatagram(Request* request);
   void WalkMessages(Request* request, std::span<const std::uint8_t> datagram);
@@ -117,7 +123,7 @@ class NetlinkConnection final : private FdWatcher {
   std::unique_ptr<FdWatch> watch_;
   OneShotTimer deadline_;
   bool has_heard_since_armed_ = false;
-  // Shared with the functions that call its handlers, so that it outlives them.
+  // Shared, because a handler may destroy the connection while a function uses the request.
   std::shared_ptr<Request> request_;
 };
 

@@ -15,23 +15,23 @@
 
 namespace orvane::platform {
 
-// Sends requests to generic netlink families. Each request is sent at once over a connection of its
-// own, so that a dump never waits for another one. Idle connections are reused. See
-// NetlinkConnection for the deadline and the end of a request.
+// Sends requests to generic netlink families. A request is sent at once, and a connection has one
+// request at a time, so a dump never waits for another one. See NetlinkConnection for the deadline
+// and the end of a request.
 //
-// Handlers may send requests, destroy their owner, and stop or destroy the manager (except the
-// process-wide one). They never run inside Send.
+// Handlers may send requests, destroy their owner, stop the manager, and destroy the manager unless
+// it is the process-wide one. They never run inside Send.
 class NetlinkManager {
  public:
-  // A request to a silent kernel holds a connection for NetlinkConnection::kResponseDeadline. Two
-  // interfaces that are polled every second hold ten.
+  // With a silent kernel, a request holds its connection for NetlinkConnection::kResponseDeadline,
+  // so two interfaces that are polled every second need ten connections. The rest is reserve.
   static constexpr std::size_t kMaxConnections = 32;
 
   // Returns the process-wide manager. It uses the real kernel unless SetKernel replaces it. Never
   // null.
   static NetlinkManager* GetInstance();
 
-  // `kernel` must stay valid as long as the manager, or until SetKernel replaces it.
+  // `kernel` must outlive the manager, unless SetKernel replaces it.
   explicit NetlinkManager(NetlinkKernel& kernel);
   NetlinkManager(const NetlinkManager&) = delete;
   NetlinkManager& operator=(const NetlinkManager&) = delete;
@@ -42,15 +42,15 @@ class NetlinkManager {
   void SetKernel(NetlinkKernel& kernel);
 
   // Returns the id of a family, which is the message type of its requests and replies. Logs a line
-  // and returns 0 if the kernel has no such family or does not answer. Blocks up to
-  // kFamilyDeadline.
+  // and returns 0 if the kernel has no such family or does not answer. Blocks for up to
+  // kFamilyDeadline (netlink_family.h).
   std::uint16_t GetFamily(const std::string& name);
 
-  // The message type of nl80211, for code that builds its requests. 0 until it is set.
+  // The message type of nl80211 requests. 0 until it is set, or if the kernel has no nl80211.
   void SetNl80211MessageType(std::uint16_t type) { nl80211_message_type_ = type; }
   std::uint16_t nl80211_message_type() const { return nl80211_message_type_; }
 
-  // Replies are read on `loop`, which must outlive the manager unless Stop is called.
+  // Reads replies on `loop`. Stop or destroy the manager before the loop is destroyed.
   void Start(Loop& loop);
 
   // Stops using the loop, closes all connections and drops pending requests without calling their
