@@ -12,7 +12,7 @@ string(REPLACE "@STYLE@" "${style}" page "${page}")
 string(REPLACE "@SCRIPT@" "${script}" page "${page}")
 string(REPLACE "@CHART_LICENCE@" "${licence}" page "${page}")
 string(REPLACE "@CHART@" "${chart}" page "${page}")
-file(WRITE "${OUTPUT}" "#include \"wavelarkctl/report_page.h\"
+file(WRITE "${OUTPUT}" "#include \"wavelarkctl/report/report_page.h\"
 
 namespace orvane::wavelarkctl {
 

@@ -11,8 +11,8 @@
 #include "fuzz/fuzz_target.h"
 #include "platform/logging.h"
 #include "wavelarkctl/decision.h"
-#include "wavelarkctl/explain_text.h"
-#include "wavelarkctl/explainer.h"
+#include "wavelarkctl/explain/explain_text.h"
+#include "wavelarkctl/explain/explainer.h"
 
 namespace orvane {
 namespace {

@@ -17,9 +17,9 @@
 #include "fuzz/fuzz_target.h"
 #include "platform/logging.h"
 #include "recorder/schema.h"
-#include "wavelarkctl/recorded_event.h"
-#include "wavelarkctl/report_data.h"
-#include "wavelarkctl/report_events.h"
+#include "wavelarkctl/events/recorded_event.h"
+#include "wavelarkctl/report/report_data.h"
+#include "wavelarkctl/report/report_events.h"
 
 namespace orvane {
 namespace {

@@ -14,10 +14,10 @@
 #include "platform/logging.h"
 #include "wavelarkctl/command.h"
 #include "wavelarkctl/progress.h"
-#include "wavelarkctl/replay_run.h"
-#include "wavelarkctl/trace_reader.h"
-#include "wavelarkctl/trace_row.h"
-#include "wavelarkctl/trace_survey.h"
+#include "wavelarkctl/replay/replay_run.h"
+#include "wavelarkctl/trace/trace_reader.h"
+#include "wavelarkctl/trace/trace_row.h"
+#include "wavelarkctl/trace/trace_survey.h"
 
 namespace orvane {
 namespace {

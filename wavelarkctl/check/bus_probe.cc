@@ -1,0 +1,197 @@
+#include "wavelarkctl/check/bus_probe.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+
+#include "platform/bus/messages.h"
+#include "platform/logging.h"
+
+namespace orvane::wavelarkctl {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kPatience(2);
+
+constexpr char kBusName[] = "org.freedesktop.DBus";
+constexpr char kBusPath[] = "/org/freedesktop/DBus";
+constexpr char kFlagsName[] = "org.velmora.ap.Flags";
+constexpr char kFlagsPath[] = "/org/velmora/ap/Flags";
+constexpr char kSystemdName[] = "org.freedesktop.systemd1";
+constexpr char kSystemdPath[] = "/org/freedesktop/systemd1";
+constexpr char kManager[] = "org.freedesktop.systemd1.Manager";
+constexpr char kUnit[] = "org.freedesktop.systemd1.Unit";
+constexpr char kService[] = "org.freedesktop.systemd1.Service";
+
+// Owns the error of a call.
+class CallError {
+ public:
+  CallError() = default;
+  CallError(const CallError&) = delete;
+  CallError& operator=(const CallError&) = delete;
+  ~CallError() { sd_bus_error_free(&error_); }
+
+  sd_bus_error* get() { return &error_; }
+  std::string text() const { return error_.message == nullptr ? "" : error_.message; }
+
+ private:
+  sd_bus_error error_ = SD_BUS_ERROR_NULL;
+};
+
+// Owns the reply of a call.
+struct Reply {
+  sd_bus_message* message = nullptr;
+
+  Reply() = default;
+  Reply(const Reply&) = delete;
+  Reply& operator=(const Reply&) = delete;
+  ~Reply() { sd_bus_message_unref(message); }
+};
+
+bool ReadMap(sd_bus_message* message, flags::FlagMap* map) {
+  if (sd_bus_message_enter_container(message, 'a', "{ss}") < 0) return false;
+  while (sd_bus_message_enter_container(message, 'e', "ss") > 0) {
+    const char* key = nullptr;
+    const char* value = nullptr;
+    if (sd_bus_message_read(message, "ss", &key, &value) < 0) return false;
+    map->emplace(key, value);
+    sd_bus_message_exit_container(message);
+  }
+  return true;
+}
+
+}  // namespace
+
+BusProbe::BusProbe() {
+  sd_bus* bus = nullptr;
+  const int result = sd_bus_open_system(&bus);
+  bus_.reset(bus);
+  if (result < 0) {
+    error_ = platform::SystemErrorText(-result);
+    return;
+  }
+  sd_bus_set_method_call_timeout(bus, microseconds(kPatience).count());
+  WaitUntilReady();
+}
+
+// The library itself waits for up to 90 s if a bus accepts a connection and sends nothing.
+void BusProbe::WaitUntilReady() {
+  const auto deadline = steady_clock::now() + kPatience;
+  while (sd_bus_is_ready(bus_.get()) == 0) {
+    const auto left = std::chrono::duration_cast<microseconds>(deadline - steady_clock::now());
+    if (left.count() <= 0) return Note(-ETIMEDOUT, "");
+    int result = sd_bus_process(bus_.get(), nullptr);
+    if (result == 0) result = sd_bus_wait(bus_.get(), static_cast<std::uint64_t>(left.count()));
+    if (result < 0) return Note(result, "");
+  }
+}
+
+// Keeps an error after which no other call gets an answer.
+void BusProbe::Note(int result, const std::string& what) {
+  const bool is_lost = result == -ETIMEDOUT || result == -ENOTCONN || result == -ECONNRESET;
+  if (!is_lost && !what.empty()) return;
+  error_ = result == -ETIMEDOUT ? "no answer within 2 s" : platform::SystemErrorText(-result);
+}
+
+std::optional<NameOwner> BusProbe::FindOwner(const std::string& name) {
+  if (!error_.empty()) return std::nullopt;
+  NameOwner owner;
+  for (const auto& [member, value] :
+       {std::pair{"GetConnectionUnixProcessID", &owner.pid},
+        {"GetConnectionUnixUser", reinterpret_cast<int*>(&owner.uid)}}) {
+    Reply reply;
+    const int result = sd_bus_call_method(bus_.get(), kBusName, kBusPath, kBusName, member, nullptr,
+                                          &reply.message, "s", name.c_str());
+    std::uint32_t number = 0;
+    if (result < 0 || sd_bus_message_read(reply.message, "u", &number) < 0) {
+      Note(result, name);
+      return std::nullopt;
+    }
+    *value = static_cast<int>(number);
+  }
+  return owner;
+}
+
+bool BusProbe::IsActivatable(const std::string& name) {
+  if (!error_.empty()) return false;
+  Reply reply;
+  const int result = sd_bus_call_method(bus_.get(), kBusName, kBusPath, kBusName,
+                                        "ListActivatableNames", nullptr, &reply.message, "");
+  char** names = nullptr;
+  if (result < 0 || sd_bus_message_read_strv(reply.message, &names) < 0) {
+    Note(result, name);
+    return false;
+  }
+  bool is_listed = false;
+  for (char** entry = names; entry != nullptr && *entry != nullptr; ++entry) {
+    is_listed = is_listed || name == *entry;
+    std::free(*entry);
+  }
+  std::free(names);
+  return is_listed;
+}
+
+std::optional<flags::FlagMap> BusProbe::ReadFlags(std::string* problem) {
+  CallError error;
+  Reply reply;
+  flags::FlagMap map;
+  // The bus policy allows the daemon's user this call only.
+  const int result =
+      sd_bus_call_method(bus_.get(), kFlagsName, kFlagsPath, "org.freedesktop.DBus.Properties",
+                         "GetAll", error.get(), &reply.message, "s", kFlagsName);
+  if (result < 0) {
+    *problem = result == -ETIMEDOUT ? "no answer within 2 s" : error.text();
+    return std::nullopt;
+  }
+  bool is_good = sd_bus_message_enter_container(reply.message, 'a', "{sv}") >= 0;
+  while (is_good && sd_bus_message_enter_container(reply.message, 'e', "sv") > 0) {
+    const char* name = nullptr;
+    is_good = sd_bus_message_read(reply.message, "s", &name) > 0;
+    if (is_good && std::string_view(name) == "Flags") {
+      is_good = sd_bus_message_enter_container(reply.message, 'v', "a{ss}") > 0 &&
+                ReadMap(reply.message, &map);
+      if (is_good) return map;
+    } else if (is_good) {
+      is_good = sd_bus_message_skip(reply.message, "v") >= 0 &&
+                sd_bus_message_exit_container(reply.message) >= 0;
+    }
+  }
+  *problem = "it has no property Flags of the type a{ss}";
+  return std::nullopt;
+}
+
+std::string BusProbe::GetText(const std::string& path, const char* interface, const char* name) {
+  char* text = nullptr;
+  if (sd_bus_get_property_string(bus_.get(), kSystemdName, path.c_str(), interface, name, nullptr,
+                                 &text) < 0) {
+    return "";
+  }
+  const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
+  return text;
+}
+
+std::optional<UnitState> BusProbe::FindUnit(const std::string& name) {
+  if (!FindOwner(kSystemdName)) return std::nullopt;
+  Reply reply;
+  const char* path_text = nullptr;
+  if (sd_bus_call_method(bus_.get(), kSystemdName, kSystemdPath, kManager, "LoadUnit", nullptr,
+                         &reply.message, "s", name.c_str()) < 0 ||
+      sd_bus_message_read(reply.message, "o", &path_text) < 0) {
+    return std::nullopt;
+  }
+  const std::string path = path_text;
+  UnitState state = {.load = GetText(path, kUnit, "LoadState"),
+                     .active = GetText(path, kUnit, "ActiveState"),
+                     .result = GetText(path, kService, "Result")};
+  int needs_reload = 0;
+  sd_bus_get_property_trivial(bus_.get(), kSystemdName, path.c_str(), kUnit, "NeedDaemonReload",
+                              nullptr, 'b', &needs_reload);
+  state.needs_reload = needs_reload != 0;
+  sd_bus_get_property_trivial(bus_.get(), kSystemdName, path.c_str(), kService, "NRestarts",
+                              nullptr, 'u', &state.restarts);
+  return state;
+}
+
+}  // namespace orvane::wavelarkctl

@@ -1,0 +1,189 @@
+// wavelarkctl events: the recorded events, one line each.
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/signalfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <CLI/App.hpp>
+#include <array>
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "optimizer/station_id_generator.h"
+#include "platform/files.h"
+#include "recorder/schema.h"
+#include "wavelarkctl/client_option.h"
+#include "wavelarkctl/commands.h"
+#include "wavelarkctl/common_options.h"
+#include "wavelarkctl/events/recorded_event.h"
+#include "wavelarkctl/events/records.h"
+#include "wavelarkctl/human_text.h"
+#include "wavelarkctl/time_text.h"
+
+namespace orvane::wavelarkctl {
+namespace {
+
+using platform::FilePath;
+
+// The number of past events that --follow shows first.
+constexpr int kFirstEvents = 10;
+
+// How often --follow looks for new events.
+constexpr int kPollMs = 500;
+
+// How many times --follow tries to read a database that replaces another one.
+constexpr int kMostFailures = 20;
+
+constexpr char kDescription[] = "Show the recorded events of clients";
+
+constexpr char kExamples[] = R"(Examples:
+  wavelarkctl events --since 12h
+      the events of the last 12 hours
+  wavelarkctl events --follow --client 02:00:00:00:02:00
+      the events of one client as they are recorded
+  wavelarkctl events --since '2026-11-22 08:00' --json | jq -r .event_type | sort | uniq -c
+      how many events of each type there were
+
+Events are shown in the order of recording. The daemon sends them to the recorder once per upload
+period, so they appear later than they happen. A client is shown by the first digits of its salted
+identifier. Exit status: 0; 64 for a wrong command line; 65 for a wrong database; 69 if the database
+or the salt can't be read.)";
+
+struct Options {
+  FilePath database = recorder::DatabaseOptions().path;
+  FilePath salt = ap::StationIdGenerator::kSaltFile;
+  std::string since;
+  std::string client;
+  bool is_following = false;
+  bool is_json = false;
+};
+
+// Blocks SIGINT, SIGTERM and SIGHUP. The descriptor becomes readable at each of them.
+platform::ScopedFd OpenEndSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal_number);
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  return platform::ScopedFd(signalfd(-1, &signals, SFD_CLOEXEC));
+}
+
+// Waits until it is time to look for new events. Returns false if the program must end: after a
+// signal, or when the reader of standard output has gone.
+bool WaitForMore(const platform::ScopedFd& end_signals) {
+  // Without any requested event, poll still reports that the reader has gone.
+  auto descriptors = std::to_array<pollfd>({{end_signals.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}});
+  const int ready = platform::RetryOnEintr(
+      [&descriptors] { return poll(descriptors.data(), descriptors.size(), kPollMs); });
+  return ready == 0;
+}
+
+// Identifies a file. A recorder that finds its database damaged replaces the file.
+struct FileIdentity {
+  dev_t device = 0;
+  ino_t inode = 0;
+  friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
+
+std::optional<FileIdentity> IdentityOf(const FilePath& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) return std::nullopt;
+  return FileIdentity{status.st_dev, status.st_ino};
+}
+
+void PrintAll(EventReader* reader, bool is_json) {
+  const bool has_colour = !is_json && IsColourWanted();
+  while (true) {
+    const std::vector<RecordedEvent>& events = reader->ReadSome();
+    for (const RecordedEvent& event : events) {
+      std::cout << (is_json ? EventJson(event) : EventText(event, has_colour)) << '\n';
+    }
+    if (events.empty()) break;
+  }
+  std::cout.flush();
+}
+
+// Prints events as they are recorded. Returns true if the program must end, false if another
+// database has replaced this one.
+bool Follow(EventReader* reader, const Options& options, const platform::ScopedFd& end_signals) {
+  const auto identity = IdentityOf(options.database);
+  while (true) {
+    PrintAll(reader, options.is_json);
+    if (!std::cout || !WaitForMore(end_signals)) return true;
+    const auto now = IdentityOf(options.database);
+    if (now.has_value() && now != identity) return false;
+  }
+}
+
+void FollowAll(const Options& options, const EventFilter& filter) {
+  const platform::ScopedFd end_signals = OpenEndSignals();
+  std::optional<FileIdentity> followed;
+  bool is_over = false;
+  int failures = 0;
+  while (!is_over) {
+    try {
+      ReadRecords(options.database, [&](SQLite::Database& database) {
+        EventReader reader(database, filter);
+        if (!followed.has_value() && options.since.empty()) reader.SkipToLast(kFirstEvents);
+        followed = IdentityOf(options.database);
+        is_over = Follow(&reader, options, end_signals);
+      });
+    } catch (const Failure&) {
+      // The recorder may still be creating the new database.
+      const bool is_replaced = followed.has_value() && IdentityOf(options.database) != followed;
+      if (!is_replaced || ++failures == kMostFailures) throw;
+      is_over = !WaitForMore(end_signals);
+    }
+  }
+}
+
+ExitStatus Run(const Options& options) {
+  EventFilter filter;
+  if (!options.since.empty()) {
+    filter.since_ms = std::chrono::floor<std::chrono::milliseconds>(
+                          ParseTimeOption("--since", options.since).time_since_epoch())
+                          .count();
+  }
+  if (!options.client.empty()) filter.client = ClientIdentifier(options.client, options.salt);
+  if (options.is_following) {
+    FollowAll(options, filter);
+    return ExitStatus::kOk;
+  }
+  ReadRecords(options.database, [&](SQLite::Database& database) {
+    EventReader reader(database, filter);
+    PrintAll(&reader, options.is_json);
+  });
+  return ExitStatus::kOk;
+}
+
+}  // namespace
+
+void AddEvents(CLI::App& app, Action* action) {
+  CLI::App* command = app.add_subcommand("events", kDescription);
+  command->footer(kExamples);
+  const auto options = std::make_shared<Options>();
+  command->add_flag("--follow", options->is_following,
+                    "Show the last 10 events, or those of --since, then new ones until a signal");
+  command
+      ->add_option("--since", options->since,
+                   fmt::format("Only events since this time{}", kTimeForms))
+      ->option_text("TIME");
+  command
+      ->add_option("--client", options->client,
+                   "Only events of this client: its address, its identifier, or the first digits "
+                   "of that")
+      ->option_text("ID|MAC");
+  command->add_flag("--json", options->is_json,
+                    "Print a JSON object for each event, with the fields of the database");
+  AddDatabaseOption(*command, &options->database);
+  AddSaltOption(*command, &options->salt);
+  command->callback([action, options] { *action = [options] { return Run(*options); }; });
+}
+
+}  // namespace orvane::wavelarkctl

@@ -1,0 +1,290 @@
+// The subcommand "report": its options, and the page or its data.
+
+#include <fmt/format.h>
+#include <time.h>
+
+#include <CLI/App.hpp>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "optimizer/station_id_generator.h"
+#include "platform/files.h"
+#include "recorder/schema.h"
+#include "wavelarkctl/commands.h"
+#include "wavelarkctl/common_options.h"
+#include "wavelarkctl/events/records.h"
+#include "wavelarkctl/parse_number.h"
+#include "wavelarkctl/report/report_data.h"
+#include "wavelarkctl/report/report_events.h"
+#include "wavelarkctl/report/report_levels.h"
+#include "wavelarkctl/report/report_log.h"
+#include "wavelarkctl/report/report_page.h"
+#include "wavelarkctl/time_text.h"
+
+namespace orvane::wavelarkctl {
+namespace {
+
+using nlohmann::json;
+using platform::FilePath;
+using platform::WallTime;
+
+constexpr char kDescription[] = "Write a page about service levels, joins, signals and steering";
+
+constexpr char kExamples[] = R"(Examples:
+  wavelarkctl report
+      the last 7 days, in report.html
+  wavelarkctl report --since 30d -o /srv/www/wifi.html --goal connects=98 --signal-limit -67
+      the last 30 days, with other goals and limits
+  journalctl -u ap-wavelark --since -7d | wavelarkctl report --log -
+      with the steers of the daemon's log
+  wavelarkctl report --since 2026-11-02 --until 2026-11-09 --json | jq .levels
+      the service levels of one week, for a script
+
+The page is one file that a browser shows without a network. It compares the period with the
+previous one of the same length. Exit status: 0; 1 if a service level misses its goal; 64 for a
+wrong command line; 65 for a wrong database or log; 69 if a file can't be read or written.)";
+
+// Trends have a step for each hour of up to three days, else for each day.
+constexpr std::int64_t kHourMs = 3'600'000;
+constexpr std::int64_t kDayMs = 24 * kHourMs;
+constexpr std::int64_t kLongestByHour = 3 * kDayMs;
+
+// The longest period.
+constexpr std::int64_t kLongestMs = 400 * kDayMs;
+
+struct Options {
+  FilePath database = recorder::DatabaseOptions().path;
+  FilePath output = "report.html";
+  std::string since = "7d";
+  std::string until = "now";
+  std::vector<std::string> goals;
+  std::vector<std::string> logs;
+  FilePath salt = ap::StationIdGenerator::kSaltFile;
+  double time_limit = 2;   // seconds
+  int signal_limit = -70;  // dBm
+  bool is_json = false;
+};
+
+std::int64_t Milliseconds(WallTime time) {
+  return std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch()).count();
+}
+
+tm LocalFields(std::int64_t time_ms) {
+  const time_t seconds = time_ms / 1000;
+  tm fields = {};
+  localtime_r(&seconds, &fields);
+  return fields;
+}
+
+// The next full hour or midnight of local time.
+std::int64_t NextStep(std::int64_t time_ms, bool is_by_hour) {
+  if (is_by_hour) return (time_ms / kHourMs + 1) * kHourMs;
+  tm fields = LocalFields(time_ms);
+  fields.tm_sec = fields.tm_min = fields.tm_hour = 0;
+  ++fields.tm_mday;
+  fields.tm_isdst = -1;
+  return std::int64_t{mktime(&fields)} * 1000;
+}
+
+std::string StepLabel(std::int64_t time_ms, bool is_by_hour) {
+  const tm fields = LocalFields(time_ms);
+  std::array<char, 64> text = {};
+  const std::size_t size =
+      strftime(text.data(), text.size(), is_by_hour ? "%a %H:%M" : "%a %-d", &fields);
+  return {text.data(), size};
+}
+
+ReportScope ScopeOf(const Options& options) {
+  ReportScope scope;
+  scope.since_ms = Milliseconds(ParseTimeOption("--since", options.since));
+  scope.until_ms = Milliseconds(ParseTimeOption("--until", options.until));
+  if (scope.since_ms >= scope.until_ms) {
+    throw Failure(ExitStatus::kUsage, "--since must be before --until");
+  }
+  if (scope.until_ms - scope.since_ms > kLongestMs) {
+    throw Failure(ExitStatus::kUsage, "a report covers at most 400 days");
+  }
+  const bool is_by_hour = scope.until_ms - scope.since_ms <= kLongestByHour;
+  for (std::int64_t step = scope.since_ms; step < scope.until_ms;
+       step = NextStep(step, is_by_hour)) {
+    scope.steps.push_back(step);
+  }
+  scope.time_limit_ms = static_cast<std::int64_t>(options.time_limit * 1000);
+  scope.signal_limit_dbm = options.signal_limit;
+  return scope;
+}
+
+[[noreturn]] void RefuseGoal(const std::string& text) {
+  std::string names;
+  for (const LevelRow& level : kLevelRows) names += fmt::format(" {}", level.key);
+  throw Failure(ExitStatus::kUsage,
+                fmt::format("--goal: '{}' is not LEVEL=PERCENT; the levels are{}", text, names));
+}
+
+std::array<double, kLevels> GoalsOf(const std::vector<std::string>& texts) {
+  std::array<double, kLevels> goals = {};
+  std::ranges::transform(kLevelRows, goals.begin(), &LevelRow::goal);
+  for (const std::string& text : texts) {
+    const std::size_t equals = text.find('=');
+    const auto level = std::ranges::find(kLevelRows, text.substr(0, equals), &LevelRow::key);
+    if (equals == std::string::npos || level == kLevelRows.end()) RefuseGoal(text);
+    const auto percent = ParseNumber<double>(std::string_view(text).substr(equals + 1));
+    if (!percent || !(*percent >= 0 && *percent <= 100)) RefuseGoal(text);
+    goals[static_cast<std::size_t>(level - kLevelRows.begin())] = *percent;
+  }
+  return goals;
+}
+
+void AddLabels(const ReportScope& scope, json* data) {
+  const bool is_by_hour = scope.until_ms - scope.since_ms <= kLongestByHour;
+  json labels = json::array();
+  for (const std::int64_t step : scope.steps) labels.push_back(StepLabel(step, is_by_hour));
+  json& period = (*data)["period"];
+  period["labels"] = std::move(labels);
+  period["steps"] = scope.steps;
+  period["step"] = is_by_hour ? "hour" : "day";
+  // The page shows the access point's local time in every time zone.
+  period["offset"] = LocalFields(scope.until_ms - 1).tm_gmtoff;
+}
+
+json Collect(const Options& options, const ReportScope& scope) {
+  const std::array<double, kLevels> goals = GoalsOf(options.goals);
+  const std::vector<LoggedSteer> steers = ReadLoggedSteers(options.logs, options.salt);
+  ReportEvents events;
+  ReadRecords(options.database,
+              [&](SQLite::Database& database) { events = ReadReportEvents(database, scope); });
+  const LoggedSteerCounts counts = MarkLoggedSteers(steers, &events);
+  json data = ReportData(events, goals);
+  if (!options.logs.empty()) {
+    data["log"] = {{"steers", counts.steers}, {"without_disconnect", counts.without_disconnect}};
+  }
+  AddLabels(scope, &data);
+  data["made"] = Milliseconds(Now());
+  data["database"] = options.database.native();
+  return data;
+}
+
+// Bytes that are not UTF-8 become U+FFFD. "<" is escaped, so that no text can end its element.
+std::string TextForPage(const json& data) {
+  std::string text;
+  for (const char character : data.dump(-1, ' ', false, json::error_handler_t::replace)) {
+    if (character == '<') {
+      text += "\\u003c";
+    } else {
+      text += character;
+    }
+  }
+  return text;
+}
+
+void WritePage(const json& data, std::ostream& out) {
+  const std::size_t mark = kReportPage.find(kReportDataMark);
+  out << kReportPage.substr(0, mark) << TextForPage(data)
+      << kReportPage.substr(mark + kReportDataMark.size()) << std::flush;
+}
+
+void WritePage(const json& data, const FilePath& path) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  if (file) WritePage(data, file);
+  if (!file) {
+    throw Failure(ExitStatus::kUnavailable,
+                  fmt::format("{}: can't be written: {}", path.native(), strerror(errno)));
+  }
+}
+
+bool IsMissed(const json& level) {
+  const auto all = level["all"].get<double>();
+  return all > 0 && 100 * level["good"].get<double>() < level["goal"].get<double>() * all;
+}
+
+void PrintSummary(const json& data) {
+  for (const json& level : data["levels"]) {
+    const auto all = level["all"].get<std::int64_t>();
+    const std::string share = all == 0
+                                  ? "no data"
+                                  : fmt::format("{:5.1f} %", 100 * level["good"].get<double>() /
+                                                                 static_cast<double>(all));
+    std::cout << fmt::format("{:<20} {:>7}  goal {:g} %{}\n", level["title"].get<std::string>(),
+                             share, level["goal"].get<double>(), IsMissed(level) ? ", missed" : "");
+  }
+}
+
+ExitStatus Run(const Options& options) {
+  const json data = Collect(options, ScopeOf(options));
+  if (options.is_json) {
+    std::cout << data.dump(2, ' ', false, json::error_handler_t::replace) << '\n';
+  } else if (options.output == "-") {
+    WritePage(data, std::cout);
+  } else {
+    WritePage(data, options.output);
+    PrintSummary(data);
+    std::cout << fmt::format("{}: {} events of {} clients\n", options.output.native(),
+                             data["counts"]["events"].get<std::int64_t>(),
+                             data["counts"]["clients"].get<std::int64_t>());
+  }
+  return std::ranges::any_of(data["levels"], IsMissed) ? ExitStatus::kFound : ExitStatus::kOk;
+}
+
+std::string DefaultGoals() {
+  std::string goals;
+  for (const LevelRow& level : kLevelRows) {
+    goals += fmt::format("{}{}={:g}", goals.empty() ? "" : " ", level.key, level.goal);
+  }
+  return goals;
+}
+
+void AddLimits(CLI::App& command, Options* options) {
+  AddRepeatedOption(command, "--goal", &options->goals,
+                    WithDefault("The goal of a service level", DefaultGoals()), "LEVEL=PERCENT");
+  command
+      .add_option("--time-limit", options->time_limit,
+                  WithDefault("A connect that takes longer is slow", options->time_limit))
+      ->option_text("SECONDS")
+      ->check(CLI::Range(0.0, 60.0).description(""));
+  command
+      .add_option("--signal-limit", options->signal_limit,
+                  WithDefault("A weaker signal misses the coverage level", options->signal_limit))
+      ->option_text("DBM")
+      ->check(CLI::Range(-100, 0).description(""));
+}
+
+}  // namespace
+
+void AddReport(CLI::App& app, Action* action) {
+  CLI::App* command = app.add_subcommand("report", kDescription);
+  command->footer(kExamples);
+  const auto options = std::make_shared<Options>();
+  command
+      ->add_option(
+          "--since", options->since,
+          WithDefault(fmt::format("The start of the period{}", kTimeForms), options->since))
+      ->option_text("TIME");
+  command
+      ->add_option("--until", options->until, WithDefault("The end of the period", options->until))
+      ->option_text("TIME");
+  command
+      ->add_option("-o,--output", options->output,
+                   WithDefault("Write the page to this file; - is standard output",
+                               options->output.native()))
+      ->option_text("FILE");
+  command->add_flag("--json", options->is_json,
+                    "Print the data of the page as JSON, write no page");
+  AddRepeatedOption(*command, "--log", &options->logs,
+                    "A log of the daemon, for steers that the database lacks; - is standard input",
+                    "FILE");
+  AddLimits(*command, options.get());
+  AddDatabaseOption(*command, &options->database);
+  AddSaltOption(*command, &options->salt);
+  command->callback([action, options] { *action = [options] { return Run(*options); }; });
+}
+
+}  // namespace orvane::wavelarkctl

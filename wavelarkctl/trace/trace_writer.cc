@@ -1,0 +1,52 @@
+#include "wavelarkctl/trace/trace_writer.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/logging.h"
+#include "wavelarkctl/command.h"
+
+namespace orvane::wavelarkctl {
+namespace {
+
+constexpr std::size_t kBlockSize = std::size_t{64} << 10;
+constexpr mode_t kMode = 0666;  // before the process's umask
+
+[[noreturn]] void Fail(const std::string& name) {
+  throw Failure(ExitStatus::kUnavailable, name + ": " + platform::SystemErrorText(errno));
+}
+
+}  // namespace
+
+TraceWriter::TraceWriter(platform::ScopedFd file, std::string name)
+    : file_(std::move(file)), name_(std::move(name)), lines_(kTraceHeader) {
+  if (!file_.is_valid()) Fail(name_);
+  lines_ += '\n';
+  Flush();
+}
+
+void TraceWriter::Add(const TraceRow& row) {
+  lines_ += FormatTraceRow(row);
+  if (lines_.size() >= kBlockSize) Flush();
+}
+
+void TraceWriter::Flush() {
+  std::string_view rest = lines_;
+  while (!rest.empty()) {
+    const ssize_t written =
+        platform::RetryOnEintr([&] { return write(file_.get(), rest.data(), rest.size()); });
+    if (written < 0) Fail(name_);
+    rest.remove_prefix(static_cast<std::size_t>(written));
+  }
+  lines_.clear();
+}
+
+TraceWriter CreateTrace(const platform::FilePath& path) {
+  return {platform::ScopedFd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode)),
+          path.native()};
+}
+
+}  // namespace orvane::wavelarkctl

@@ -1,0 +1,36 @@
+#ifndef WAVELARKCTL_TRACE_TRACE_WRITER_H_
+#define WAVELARKCTL_TRACE_TRACE_WRITER_H_
+
+#include <string>
+
+#include "platform/files.h"
+#include "wavelarkctl/trace/trace_row.h"
+
+namespace orvane::wavelarkctl {
+
+// Writes a trace: the header at once, rows in blocks of whole lines. Throws a Failure
+// (kUnavailable) if the file can't be written.
+class TraceWriter {
+ public:
+  // `name` is the name of the file in errors.
+  TraceWriter(platform::ScopedFd file, std::string name);
+  TraceWriter(const TraceWriter&) = delete;
+  TraceWriter& operator=(const TraceWriter&) = delete;
+  TraceWriter(TraceWriter&&) = default;
+
+  void Add(const TraceRow& row);
+  // Writes the remaining rows. The destructor does not flush.
+  void Flush();
+
+ private:
+  platform::ScopedFd file_;
+  std::string name_;
+  std::string lines_;
+};
+
+// Creates a file. Throws a Failure (kUnavailable) if the file exists.
+TraceWriter CreateTrace(const platform::FilePath& path);
+
+}  // namespace orvane::wavelarkctl
+
+#endif  // WAVELARKCTL_TRACE_TRACE_WRITER_H_
