@@ -1,30 +1,11 @@
 #include "bridge/bridge.h"
 
-#include <filesystem>
-#include <fstream>
-#include <system_error>
 #include <utility>
 
 #include "platform/logging.h"
 #include "platform/netlink/netlink_kernel.h"
 
 namespace orvane::bridge {
-namespace {
-
-// Replaces a file atomically, so that nobody reads an incomplete one.
-bool ReplaceFile(const platform::FilePath& path, const std::string& contents) {
-  platform::FilePath draft = path;
-  draft += ".new";
-  std::ofstream file(draft, std::ios::trunc);
-  file << contents;
-  file.close();
-  if (!file) return false;
-  std::error_code error;
-  std::filesystem::rename(draft, path, error);
-  return !error;
-}
-
-}  // namespace
 
 Bridge::Bridge(platform::Loop& loop, const Options& options)
     : metrics_file_(options.metrics_file),
@@ -86,7 +67,8 @@ void Bridge::LogCounters() const {
 }
 
 void Bridge::WriteMetrics() {
-  if (metrics_file_.empty() || ReplaceFile(metrics_file_, FormatOpenMetrics(counters()))) return;
+  if (metrics_file_.empty()) return;
+  if (platform::ReplaceFile(metrics_file_, FormatOpenMetrics(counters()))) return;
   PLOG(WARNING) << "Failed to write " << metrics_file_.native();
 }
 

@@ -6,9 +6,32 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <limits>
 
 namespace orvane::platform {
+namespace {
+
+constexpr mode_t kReadableByAll = 0644;
+
+bool WriteWhole(int fd, std::string_view contents) {
+  while (!contents.empty()) {
+    const ssize_t size = RetryOnEintr([&] { return write(fd, contents.data(), contents.size()); });
+    if (size < 0) return false;
+    contents.remove_prefix(static_cast<std::size_t>(size));
+  }
+  return true;
+}
+
+bool CreateFile(const FilePath& path, std::string_view contents) {
+  const ScopedFd file(RetryOnEintr([&] {
+    return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kReadableByAll);
+  }));
+  return file.is_valid() && fchmod(file.get(), kReadableByAll) == 0 &&
+         WriteWhole(file.get(), contents);
+}
+
+}  // namespace
 
 ScopedFd::~ScopedFd() {
   if (is_valid()) close(fd_);
@@ -31,6 +54,15 @@ std::optional<std::string> ReadFileToString(const FilePath& path) {
   const ScopedFd file(RetryOnEintr([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
   if (!file.is_valid()) return std::nullopt;
   return ReadUpTo(file.get(), std::numeric_limits<std::size_t>::max());
+}
+
+bool ReplaceFile(const FilePath& path, std::string_view contents) {
+  const FilePath draft = path.native() + ".new";
+  if (CreateFile(draft, contents) && rename(draft.c_str(), path.c_str()) == 0) return true;
+  const int error = errno;
+  unlink(draft.c_str());
+  errno = error;
+  return false;
 }
 
 // open(2) returns the lowest free number.

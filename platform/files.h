@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace orvane::platform {
@@ -37,6 +38,11 @@ std::optional<std::string> ReadUpTo(int fd, std::size_t limit);
 
 // Reads a whole file. Returns nothing, with errno set, if it can't be opened or read to its end.
 std::optional<std::string> ReadFileToString(const FilePath& path);
+
+// Replaces a file atomically: a reader sees the old contents or the new ones, never a part. The new
+// file has mode 0644, whatever the umask. It is written as "PATH.new" first and then renamed.
+// Returns false, with errno set, on failure. The old file remains then, and the new one is removed.
+bool ReplaceFile(const FilePath& path, std::string_view contents);
 
 // Returns whether the path leads to an existing file. Follows links.
 bool PathExists(const FilePath& path);

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -120,6 +121,56 @@ TEST_F(FilesTest, LeavesNoDescriptorOpen) {
   EXPECT_FALSE(ReadFileToString(directory_.path() / "missing").has_value());
   const ScopedFd after(OpenSomething());
   EXPECT_EQ(after.get(), next_fd);
+}
+
+mode_t ModeOf(const FilePath& path) {
+  struct stat status = {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0);
+  return status.st_mode & 07777U;
+}
+
+TEST_F(FilesTest, ReplacesAFileThatEveryoneMayRead) {
+  const FilePath path = Write("a longer text");
+  chmod(path.c_str(), 0600);
+  const mode_t mask = umask(0077);
+  EXPECT_TRUE(ReplaceFile(path, "text"));
+  umask(mask);
+  EXPECT_EQ(ReadFileToString(path), "text");
+  EXPECT_EQ(ModeOf(path), 0644U);
+  EXPECT_FALSE(PathExists(path.native() + ".new"));
+}
+
+// A reader that has opened the file still reads its old contents.
+TEST_F(FilesTest, ReplacesAFileInsteadOfChangingIt) {
+  const FilePath path = Write("old");
+  const ScopedFd reader(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_TRUE(ReplaceFile(path, "new"));
+  EXPECT_EQ(ReadUpTo(reader.get(), 10), "old");
+}
+
+TEST_F(FilesTest, LeavesNoDraftAfterAFailedReplacement) {
+  EXPECT_FALSE(ReplaceFile(directory_.path() / "missing/file", ""));
+  EXPECT_EQ(errno, ENOENT);
+  const FilePath path = directory_.path() / "directory";
+  std::filesystem::create_directory(path);
+  EXPECT_FALSE(ReplaceFile(path, ""));
+  EXPECT_EQ(errno, EISDIR);
+  EXPECT_FALSE(PathExists(path.native() + ".new"));
+}
+
+TEST_F(FilesTest, KeepsTheFileIfItsReplacementCannotBeWritten) {
+  const FilePath path = Write("old");
+  const rlimit limit = {.rlim_cur = 4, .rlim_max = RLIM_INFINITY};
+  EXPECT_EXIT(
+      {
+        signal(SIGXFSZ, SIG_IGN);
+        setrlimit(RLIMIT_FSIZE, &limit);
+        const bool is_refused = !ReplaceFile(path, "longer") && errno == EFBIG;
+        _exit(is_refused ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_EQ(ReadFileToString(path), "old");
+  EXPECT_FALSE(PathExists(path.native() + ".new"));
 }
 
 std::atomic<int> interruptions = 0;

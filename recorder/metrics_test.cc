@@ -1,15 +1,11 @@
 #include <gmock/gmock.h>
 #include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <string>
 
-#include "platform/files.h"
-#include "recorder/metrics_file.h"
 #include "recorder/metrics_text.h"
 #include "recorder/tally.h"
-#include "testbed/temporary_directory.h"
 
 namespace orvane::recorder {
 namespace {
@@ -76,29 +72,6 @@ TEST(MetricsTest, TheTimeOfTheLastRecordIsThereOnceThereIsOne) {
   EXPECT_THAT(MetricsText({}), Not(HasSubstr("timestamp")));
   EXPECT_THAT(MetricsText({.counts = {}, .last_record_ms = 1'700'000'000'123}),
               HasSubstr("\nap_wavelark_last_record_timestamp_seconds 1700000000.123\n"));
-}
-
-TEST(MetricsFileTest, IsReplacedAndReadableForAll) {
-  const testbed::TemporaryDirectory directory;
-  const platform::FilePath path = directory.path() / "metrics.prom";
-  const mode_t mask = umask(0077);
-  EXPECT_EQ(ReplaceFile(path, "a longer text\n"), "");
-  EXPECT_EQ(ReplaceFile(path, "text\n"), "");
-  umask(mask);
-  EXPECT_EQ(platform::ReadFileToString(path), "text\n");
-  struct stat status = {};
-  ASSERT_EQ(stat(path.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777U, 0644U);
-}
-
-TEST(MetricsFileTest, AFailureLeavesNothingBehind) {
-  const testbed::TemporaryDirectory directory;
-  EXPECT_EQ(ReplaceFile(directory.path() / "none/metrics.prom", ""),
-            "No such file or directory (2)");
-  const platform::FilePath path = directory.path() / "metrics.prom";
-  std::filesystem::create_directory(path);
-  EXPECT_NE(ReplaceFile(path, ""), "");
-  EXPECT_FALSE(std::filesystem::exists(path.native() + ".new"));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "platform/logging.h"
-#include "recorder/metrics_file.h"
 #include "recorder/metrics_text.h"
 
 namespace orvane::recorder {
@@ -108,12 +107,11 @@ void Recorder::WriteMetricsLater() {
 
 void Recorder::WriteMetrics() {
   if (!options_.metrics_file) return;
-  const std::string problem =
-      ReplaceFile(*options_.metrics_file, MetricsText(store_.ReadMetrics()));
-  const bool is_bad = !problem.empty();
-  if (is_bad) store_.CountError(kMetricsFileFailed);
+  const bool is_bad =
+      !platform::ReplaceFile(*options_.metrics_file, MetricsText(store_.ReadMetrics()));
   // Log the first failure only.
-  if (is_bad && !is_metrics_file_bad_) LOG(ERROR) << "Failed to write the metrics: " << problem;
+  if (is_bad && !is_metrics_file_bad_) PLOG(ERROR) << "Failed to write the metrics";
+  if (is_bad) store_.CountError(kMetricsFileFailed);
   is_metrics_file_bad_ = is_bad;
 }
 

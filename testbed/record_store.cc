@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
 #include <system_error>
 
 namespace orvane::testbed {
@@ -37,14 +36,9 @@ Failure RecordStore::Keep(const DataRecord& record) {
 }
 
 Failure RecordStore::WriteAtomically(const std::string& name, std::string_view contents) {
-  const platform::FilePath unfinished = directory_ / ("." + name + ".unfinished");
-  std::ofstream file(unfinished, std::ios::binary | std::ios::trunc);
-  file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
-  file.close();
-  std::error_code error;
-  if (file.good()) std::filesystem::rename(unfinished, directory_ / name, error);
-  if (!file.good() || error) return "Can't keep " + (directory_ / name).native();
-  return std::nullopt;
+  const platform::FilePath path = directory_ / name;
+  if (platform::ReplaceFile(path, contents)) return std::nullopt;
+  return "Can't keep " + path.native();
 }
 
 }  // namespace orvane::testbed

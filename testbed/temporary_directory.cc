@@ -29,9 +29,7 @@ void WriteFile(const platform::FilePath& path, std::string_view contents) {
 }
 
 void ReplaceFile(const platform::FilePath& path, std::string_view contents) {
-  const platform::FilePath new_file = path.native() + ".new";
-  WriteFile(new_file, contents);
-  std::filesystem::rename(new_file, path);
+  CHECK(platform::ReplaceFile(path, contents)) << "Can't replace " << path.native();
 }
 
 }  // namespace orvane::testbed
