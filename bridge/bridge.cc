@@ -35,7 +35,7 @@ void Bridge::Add(platform::Loop& loop, const Options& options, const InterfaceNa
 void Bridge::OnHostapdUp(Entry* entry) {
   const std::string& name = entry->interface->names().hostapd;
   if (!nl80211_.Open()) {
-    LOG(WARNING) << "No nl80211: " << name << " has connects and disconnects only";
+    LOG(WARNING) << "Only connects and disconnects are reported without nl80211: " << name;
   }
   entry->index = nl80211_.InterfaceIndex(name);
   if (entry->index == 0) LOG(WARNING) << "No network interface " << name;
@@ -68,7 +68,7 @@ void Bridge::LogCounters() const {
 
 void Bridge::WriteMetrics() {
   if (metrics_file_.empty()) return;
-  if (platform::ReplaceFile(metrics_file_, FormatOpenMetrics(counters()))) return;
+  if (platform::ReplaceFile(metrics_file_, FormatMetrics(counters()))) return;
   PLOG(WARNING) << "Failed to write " << metrics_file_.native();
 }
 

@@ -6,6 +6,8 @@
 #include <iterator>
 #include <numeric>
 
+#include "platform/metrics_text.h"
+
 namespace orvane::bridge {
 namespace {
 
@@ -36,17 +38,17 @@ constexpr InterfaceMetric kInterfaceMetrics[] = {
      [](const InterfaceCounters& c) { return c.dropped_lines; }},
     {"expired_lines", "counter", "Lines lost because no daemon attached in time.",
      [](const InterfaceCounters& c) { return c.expired_lines; }},
-    {"ignored_events", "counter", "Events of stations beyond the limit.",
+    {"ignored_events", "counter", "Events of stations beyond the maximum number.",
      [](const InterfaceCounters& c) { return c.ignored_events; }},
-    {"stray_answers", "counter", "Answers of hostapd to no command.",
+    {"stray_answers", "counter", "Answers of hostapd without a command.",
      [](const InterfaceCounters& c) { return c.stray_answers; }},
-    {"commands", "counter", "Commands passed on to hostapd.",
+    {"commands", "counter", "Commands forwarded to hostapd.",
      [](const InterfaceCounters& c) { return c.commands; }},
     {"refused_commands", "counter", "Commands that were too long or too many.",
      [](const InterfaceCounters& c) { return c.refused_commands; }},
-    {"lost_answers", "counter", "Answers that a client did not take.",
+    {"lost_answers", "counter", "Answers that a client did not read.",
      [](const InterfaceCounters& c) { return c.lost_answers; }},
-    {"attaches", "counter", "Times of attaching to hostapd.",
+    {"attaches", "counter", "Attachments to hostapd.",
      [](const InterfaceCounters& c) { return c.attaches; }},
     {"attached", "gauge", "Whether hostapd answers.",
      [](const InterfaceCounters& c) { return std::uint64_t{c.is_attached}; }},
@@ -54,43 +56,39 @@ constexpr InterfaceMetric kInterfaceMetrics[] = {
      [](const InterfaceCounters& c) { return std::uint64_t{c.waiting_lines}; }},
     {"monitors", "gauge", "Clients that are attached.",
      [](const InterfaceCounters& c) { return std::uint64_t{c.monitors}; }},
-    {"stations", "gauge", "Stations of which something is remembered.",
+    {"stations", "gauge", "Stations with state.",
      [](const InterfaceCounters& c) { return std::uint64_t{c.stations}; }},
 };
 
-// Builds the text of a metrics file, metric by metric.
-class MetricsText {
+// Builds the metrics file. Names are without kPrefix and without a counter's "_total".
+class BridgeMetrics {
  public:
   void Begin(std::string_view name, std::string_view type, std::string_view help) {
-    name_ = fmt::format("{}{}", kPrefix, name);
-    fmt::format_to(std::back_inserter(text_), "# TYPE {} {}\n# HELP {} {}\n", name_, type, name_,
-                   help);
-    if (type == "counter") name_ += "_total";
+    name_ = fmt::format("{}{}{}", kPrefix, name, type == "counter" ? "_total" : "");
+    text_.AddFamily({name_, type, help});
   }
-  void Add(std::string_view labels, std::uint64_t value) {
-    fmt::format_to(std::back_inserter(text_), "{}{} {}\n", name_, labels, value);
-  }
-  std::string Finish() { return std::move(text_) + "# EOF\n"; }
+  void Add(std::string_view labels, std::uint64_t value) { text_.AddSample(name_, labels, value); }
+  std::string Take() { return text_.Take(); }
 
  private:
   std::string name_;
-  std::string text_;
+  platform::MetricsText text_;
 };
 
 std::string Labels(const InterfaceCounters& interface) {
-  return fmt::format(R"({{interface="{}"}})", interface.interface);
+  return platform::MetricLabel("interface", interface.interface);
 }
 
 std::string Labels(const InterfaceCounters& interface, std::string_view kind) {
-  return fmt::format(R"({{interface="{}",kind="{}"}})", interface.interface, kind);
+  return Labels(interface) + ',' + platform::MetricLabel("kind", kind);
 }
 
 template <std::size_t size>
 void AddKinds(const InterfaceCounters& interface,
               const std::array<std::uint64_t, size> InterfaceCounters::*counts,
-              const std::array<std::string_view, size>& names, MetricsText* text) {
+              const std::array<std::string_view, size>& names, BridgeMetrics* metrics) {
   for (std::size_t i = 0; i < size; ++i) {
-    text->Add(Labels(interface, names[i]), (interface.*counts)[i]);
+    metrics->Add(Labels(interface, names[i]), (interface.*counts)[i]);
   }
 }
 
@@ -119,27 +117,27 @@ std::vector<std::string> FormatForLog(const Counters& counters) {
   return lines;
 }
 
-std::string FormatOpenMetrics(const Counters& counters) {
-  MetricsText text;
-  text.Begin("events", "counter", "Events of hostapd.");
+std::string FormatMetrics(const Counters& counters) {
+  BridgeMetrics metrics;
+  metrics.Begin("events", "counter", "Events of hostapd.");
   for (const auto& interface : counters.interfaces) {
-    AddKinds(interface, &InterfaceCounters::events, kEventKindNames, &text);
+    AddKinds(interface, &InterfaceCounters::events, kEventKindNames, &metrics);
   }
-  text.Begin("lines", "counter", "Lines written or passed on.");
+  metrics.Begin("lines", "counter", "Lines written or forwarded.");
   for (const auto& interface : counters.interfaces) {
-    AddKinds(interface, &InterfaceCounters::lines, kLineKindNames, &text);
+    AddKinds(interface, &InterfaceCounters::lines, kLineKindNames, &metrics);
   }
   for (const InterfaceMetric& metric : kInterfaceMetrics) {
-    text.Begin(metric.name, metric.type, metric.help);
+    metrics.Begin(metric.name, metric.type, metric.help);
     for (const auto& interface : counters.interfaces) {
-      text.Add(Labels(interface), metric.value(interface));
+      metrics.Add(Labels(interface), metric.value(interface));
     }
   }
-  text.Begin("netlink_messages", "counter", "Messages of nl80211's multicast groups.");
-  text.Add("", counters.netlink_messages);
-  text.Begin("netlink_losses", "counter", "Times that the kernel dropped messages.");
-  text.Add("", counters.netlink_losses);
-  return text.Finish();
+  metrics.Begin("netlink_messages", "counter", "Messages of nl80211's multicast groups.");
+  metrics.Add("", counters.netlink_messages);
+  metrics.Begin("netlink_losses", "counter", "Times that the kernel dropped messages.");
+  metrics.Add("", counters.netlink_losses);
+  return metrics.Take();
 }
 
 }  // namespace orvane::bridge

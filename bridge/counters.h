@@ -26,7 +26,7 @@ struct InterfaceCounters {
   std::uint64_t dropped_lines = 0;                  // a queue was full
   std::uint64_t expired_lines = 0;                  // waited too long for the daemon
   std::uint64_t ignored_events = 0;                 // too many stations
-  std::uint64_t stray_answers = 0;                  // answers of hostapd to no command
+  std::uint64_t stray_answers = 0;                  // answers of hostapd without a command
   std::uint64_t commands = 0;                       // forwarded
   std::uint64_t refused_commands = 0;               // too long, or too many pending
   std::uint64_t lost_answers = 0;                   // the client did not read them
@@ -50,8 +50,8 @@ std::string_view LineKindName(std::size_t index);
 // Returns one log line for each interface and one for the kernel's messages.
 std::vector<std::string> FormatForLog(const Counters& counters);
 
-// Returns a whole file in OpenMetrics format.
-std::string FormatOpenMetrics(const Counters& counters);
+// Returns the contents of the metrics file.
+std::string FormatMetrics(const Counters& counters);
 
 }  // namespace orvane::bridge
 

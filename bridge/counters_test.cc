@@ -9,7 +9,6 @@ namespace orvane::bridge {
 namespace {
 
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -29,12 +28,13 @@ Counters Example() {
   return counters;
 }
 
-TEST(CountersTest, AreWrittenAsOpenMetrics) {
-  const std::string text = FormatOpenMetrics(Example());
-  EXPECT_THAT(text, StartsWith("# TYPE ap_wavelark_bridge_events counter\n"
-                               "# HELP ap_wavelark_bridge_events Events of hostapd.\n"
+TEST(CountersTest, AreWrittenAsMetrics) {
+  const std::string text = FormatMetrics(Example());
+  EXPECT_THAT(text, StartsWith("# HELP ap_wavelark_bridge_events_total Events of hostapd.\n"
+                               "# TYPE ap_wavelark_bridge_events_total counter\n"
                                "ap_wavelark_bridge_events_total{interface=\"wlan-2400mhz\","
                                "kind=\"other\"} 0\n"));
+  EXPECT_THAT(text, HasSubstr("\n# TYPE ap_wavelark_bridge_attached gauge\n"));
   for (const std::string line :
        {"events_total{interface=\"wlan-2400mhz\",kind=\"probe_request\"} 3\n",
         "events_total{interface=\"wlan-2400mhz\",kind=\"malformed\"} 1\n",
@@ -46,7 +46,14 @@ TEST(CountersTest, AreWrittenAsOpenMetrics) {
         "netlink_messages_total 10\n", "netlink_losses_total 4\n"}) {
     EXPECT_THAT(text, HasSubstr("ap_wavelark_bridge_" + line));
   }
-  EXPECT_THAT(text, EndsWith("\n# EOF\n"));
+}
+
+// The command line accepts quotes in the name of an interface.
+TEST(CountersTest, EscapeTheNameOfAnInterface) {
+  Counters counters;
+  counters.interfaces.emplace_back().interface = "a\"b";
+  EXPECT_THAT(FormatMetrics(counters),
+              HasSubstr(R"(ap_wavelark_bridge_attached{interface="a\"b"} 0)"));
 }
 
 TEST(CountersTest, AreWrittenToTheLog) {

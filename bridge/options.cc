@@ -68,7 +68,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options* opti
   command_line.AddText(
       "queue-lines", "INT (default: 4096)", "Lines that wait for a client at most",
       [options](const std::string& text) { return SetQueueLines(text, &options->queue_lines); });
-  AddPath("metrics-file", "FILE (default: none)", "A file for counters in the OpenMetrics format",
+  AddPath("metrics-file", "FILE (default: none)", "A file for counters, for Prometheus",
           &options->metrics_file, &command_line);
   std::int32_t verbose_level = 0;
   command_line.AddInt32("v", "Verbose level; 1 logs each event", &verbose_level);

@@ -11,7 +11,7 @@
 #include "platform/logging.h"
 #include "proto/event.pb.h"
 #include "recorder/event_parts.h"
-#include "recorder/metrics_text.h"
+#include "recorder/metrics.h"
 #include "recorder/tally.h"
 
 namespace orvane {
@@ -34,7 +34,8 @@ void CheckMetrics(const Event& event) {
   recorder::Tally tally;
   for (const auto& entry : event.client_event_info()) tally.AddEntry("WLAN_5000MHZ", entry);
   for (const auto& entry : event.client_probe_request_info()) tally.AddEntry("", entry);
-  std::istringstream text(recorder::MetricsText({.counts = tally.Counts(), .last_record_ms = {}}));
+  std::istringstream text(
+      recorder::FormatMetrics({.counts = tally.Counts(), .last_record_ms = {}}));
   for (std::string line; std::getline(text, line);) {
     CHECK(line.starts_with("ap_wavelark_") || line.starts_with("# "));
   }

@@ -1,10 +1,11 @@
+#include "recorder/metrics.h"
+
 #include <gmock/gmock.h>
 #include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "recorder/metrics_text.h"
 #include "recorder/tally.h"
 
 namespace orvane::recorder {
@@ -21,9 +22,9 @@ void AddEvent(Tally* tally, const std::string& interface, const std::string& tex
   tally->AddEntry(interface, event);
 }
 
-std::string TextOf(const Tally& tally) { return MetricsText({.counts = tally.Counts()}); }
+std::string TextOf(const Tally& tally) { return FormatMetrics({.counts = tally.Counts()}); }
 
-TEST(MetricsTest, EventsAreCountedByWhatTheyAre) {
+TEST(MetricsTest, EventsAreCountedByTheirLabels) {
   Tally tally;
   const std::string failed =
       "client_shmac: 'SECRET' event_type: CONNECT is_event_success: false event_reason: NO_ACK";
@@ -68,9 +69,9 @@ ap_wavelark_signal_dbm_count{interface="A"} 3
 )"));
 }
 
-TEST(MetricsTest, TheTimeOfTheLastRecordIsThereOnceThereIsOne) {
-  EXPECT_THAT(MetricsText({}), Not(HasSubstr("timestamp")));
-  EXPECT_THAT(MetricsText({.counts = {}, .last_record_ms = 1'700'000'000'123}),
+TEST(MetricsTest, TheTimeOfTheLastRecordNeedsARecord) {
+  EXPECT_THAT(FormatMetrics({}), Not(HasSubstr("timestamp")));
+  EXPECT_THAT(FormatMetrics({.counts = {}, .last_record_ms = 1'700'000'000'123}),
               HasSubstr("\nap_wavelark_last_record_timestamp_seconds 1700000000.123\n"));
 }
 

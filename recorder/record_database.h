@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "recorder/event_parts.h"
-#include "recorder/metrics_text.h"
+#include "recorder/metrics.h"
 #include "recorder/record.h"
 #include "recorder/schema.h"
 #include "recorder/tally.h"

@@ -86,7 +86,7 @@ class RecordStoreTest : public testing::Test {
     return rows.empty() ? "" : rows.front();
   }
 
-  std::string MetricsNow() { return MetricsText(store_->ReadMetrics()); }
+  std::string MetricsNow() { return FormatMetrics(store_->ReadMetrics()); }
 
   void PruneAll(std::int64_t oldest_ms = 0) {
     while (store_->Prune(oldest_ms)) {
@@ -147,7 +147,7 @@ TEST_F(RecordStoreTest, ColumnsAreNamedAsTheFields) {
   EXPECT_EQ(QueryOne("PRAGMA user_version"), "1");
 }
 
-TEST_F(RecordStoreTest, WhatHasNoColumnIsKeptRaw) {
+TEST_F(RecordStoreTest, FieldsWithoutAColumnAreStoredRaw) {
   const std::string entry = "client_event_info { event_type: CONNECT }";
   const std::string unknown = "\x98\x06\x01";
   for (const std::string& data :
@@ -163,7 +163,7 @@ TEST_F(RecordStoreTest, WhatHasNoColumnIsKeptRaw) {
   EXPECT_EQ(QueryOne("SELECT count(*) FROM client_events"), "3");
 }
 
-TEST_F(RecordStoreTest, WhatIsNoEventIsStoredRaw) {
+TEST_F(RecordStoreTest, OtherDataIsStoredRaw) {
   // The second entry is truncated: the first one must not stay.
   const std::string half =
       BytesOf("client_event_info { event_type: CONNECT }") + std::string("\x22\x02\x0a\x05", 4);
@@ -189,7 +189,7 @@ TEST_F(RecordStoreTest, AMetricKeepsItsValueAndFields) {
   EXPECT_THAT(Query("SELECT * FROM metric_fields"), ElementsAre("1|a|1", "1|b|2"));
 }
 
-TEST_F(RecordStoreTest, CountersGoOnAfterARestartAndPruning) {
+TEST_F(RecordStoreTest, CountersContinueAfterARestartAndPruning) {
   ASSERT_TRUE(Add(kEventType, Batch(3)));
   store_.reset();
   ASSERT_TRUE(Add(kEventType, Batch(4)));
@@ -216,7 +216,7 @@ TEST_F(RecordStoreTest, ViewsAnswerQuestions) {
       ElementsAre("2023-11-14 22:13:20.500|CONNECT|-61", "2023-11-14 22:13:21.000|DISCONNECT|-64"));
 }
 
-TEST_F(RecordStoreTest, TheOldestGoWhenThereIsNoRoom) {
+TEST_F(RecordStoreTest, TheOldestRecordsAreDeletedAtTheMaximumSize) {
   max_size_ = 1 << 20;
   for (int i = 1; i <= 20; ++i) {
     ASSERT_TRUE(Add(kEventType, Batch(1000), i));
@@ -243,7 +243,7 @@ TEST_F(RecordStoreTest, ASmallerSizeShrinksTheFile) {
   EXPECT_LE(std::filesystem::file_size(path_), 1U << 20);
 }
 
-TEST_F(RecordStoreTest, RecordsGoWhenTheyAreOld) {
+TEST_F(RecordStoreTest, ExpiredRecordsAreDeleted) {
   for (int i = 1; i <= 5; ++i) ASSERT_TRUE(Add("type", "data", i * 1000));
   PruneAll(/*oldest_ms=*/3000);
   EXPECT_THAT(Query("SELECT id FROM records"), ElementsAre("3", "4", "5"));
@@ -252,13 +252,13 @@ TEST_F(RecordStoreTest, RecordsGoWhenTheyAreOld) {
   EXPECT_THAT(Query("SELECT id FROM records"), ElementsAre("6")) << "no number is used again";
 }
 
-TEST_F(RecordStoreTest, ARecordThatCannotFitIsRefused) {
+TEST_F(RecordStoreTest, ATooLargeRecordIsRefused) {
   max_size_ = 1 << 20;
   EXPECT_FALSE(Add("type", std::string((1 << 20) + 1, 'x')));
   EXPECT_EQ(error_->code(), "org.freedesktop.DBus.Error.LimitsExceeded");
 }
 
-TEST_F(RecordStoreTest, AnUnusablePathIsAnErrorUntilItIsUsable) {
+TEST_F(RecordStoreTest, AnUnusablePathIsTriedAgain) {
   path_ = directory_.path() / "later/records.db";
   EXPECT_FALSE(Add("type", "data"));
   EXPECT_EQ(error_->code(), "org.freedesktop.DBus.Error.IOError");
@@ -277,7 +277,7 @@ std::vector<std::string> FilesIn(const FilePath& directory, const std::string& p
   return names;
 }
 
-TEST_F(RecordStoreTest, ADamagedDatabaseIsPutAsideAndANewOneBegun) {
+TEST_F(RecordStoreTest, ADamagedDatabaseIsRenamedAndReplaced) {
   testbed::WriteFile(path_, std::string(8192, 'x'));
   EXPECT_TRUE(Add("type", "data"));
   EXPECT_EQ(QueryOne("SELECT count(*) FROM records"), "1");
@@ -285,11 +285,11 @@ TEST_F(RecordStoreTest, ADamagedDatabaseIsPutAsideAndANewOneBegun) {
   ASSERT_THAT(aside, SizeIs(1));
   EXPECT_EQ(std::filesystem::file_size(directory_.path() / aside.front()), 8192U);
   EXPECT_THAT(log_.Lines(platform::Severity::kError),
-              ElementsAre(HasSubstr("The database is damaged, and put aside: ")));
+              ElementsAre(HasSubstr("The database is damaged and is renamed: ")));
   EXPECT_THAT(MetricsNow(), HasSubstr("errors_total{kind=\"database_damaged\"} 1\n"));
 }
 
-TEST_F(RecordStoreTest, ADamageWithinIsNoticedAndTheRecordStored) {
+TEST_F(RecordStoreTest, ADamagedPageIsDetectedAndTheRecordStored) {
   for (int i = 1; i <= 5; ++i) ASSERT_TRUE(Add(kEventType, Batch(1000)));
   store_.reset();
   // Overwrites all pages except the first, which has the schema.
@@ -313,7 +313,7 @@ TEST_F(RecordStoreTest, OnlyTheLastDamagedDatabasesAreKept) {
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-20"), SizeIs(1));
 }
 
-TEST_F(RecordStoreTest, AnotherProgramsDatabaseIsLeftAlone) {
+TEST_F(RecordStoreTest, ADatabaseOfAnotherProgramIsNotChanged) {
   {
     SQLite::Database other(path_.native(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
     other.exec("CREATE TABLE t (a)");
@@ -325,7 +325,7 @@ TEST_F(RecordStoreTest, AnotherProgramsDatabaseIsLeftAlone) {
   EXPECT_EQ(platform::ReadFileToString(path_), content);
 }
 
-TEST_F(RecordStoreTest, ALaterVersionIsLeftAlone) {
+TEST_F(RecordStoreTest, ALaterVersionIsNotChanged) {
   ASSERT_TRUE(Add("type", "data"));
   store_.reset();
   SQLite::Database(path_.native(), SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 99");
@@ -333,7 +333,7 @@ TEST_F(RecordStoreTest, ALaterVersionIsLeftAlone) {
   EXPECT_THAT(error_->message(), HasSubstr("of a later version"));
 }
 
-TEST_F(RecordStoreTest, AColumnThatIsMissingIsAdded) {
+TEST_F(RecordStoreTest, AMissingColumnIsAdded) {
   ASSERT_TRUE(Add(kEventType, Batch(1)));
   store_.reset();
   SQLite::Database(path_.native(), SQLite::OPEN_READWRITE)
@@ -342,7 +342,7 @@ TEST_F(RecordStoreTest, AColumnThatIsMissingIsAdded) {
   EXPECT_THAT(Query("SELECT first_time_seen FROM client_events"), ElementsAre("-", "1"));
 }
 
-TEST_F(RecordStoreTest, SomebodyElseMayReadMeanwhile) {
+TEST_F(RecordStoreTest, AnotherProcessMayRead) {
   ASSERT_TRUE(Add(kEventType, Batch(1)));
   SQLite::Database reader(path_.native());
   SQLite::Statement rows(reader, "SELECT * FROM client_events");

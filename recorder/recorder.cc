@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "platform/logging.h"
-#include "recorder/metrics_text.h"
+#include "recorder/metrics.h"
 
 namespace orvane::recorder {
 namespace {
@@ -108,7 +108,7 @@ void Recorder::WriteMetricsLater() {
 void Recorder::WriteMetrics() {
   if (!options_.metrics_file) return;
   const bool is_bad =
-      !platform::ReplaceFile(*options_.metrics_file, MetricsText(store_.ReadMetrics()));
+      !platform::ReplaceFile(*options_.metrics_file, FormatMetrics(store_.ReadMetrics()));
   // Log the first failure only.
   if (is_bad && !is_metrics_file_bad_) PLOG(ERROR) << "Failed to write the metrics";
   if (is_bad) store_.CountError(kMetricsFileFailed);

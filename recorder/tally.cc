@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "platform/metrics_text.h"
 #include "recorder/metric_names.h"
 
 namespace orvane::recorder {
@@ -12,9 +13,10 @@ namespace {
 
 using access_infrastructure::proto::ClientEventInfo;
 using access_infrastructure::proto::ClientProbeRequestInfo;
+using platform::MetricLabel;
 
 std::string InterfaceLabel(const std::string& interface) {
-  return fmt::format("interface=\"{}\"", interface);
+  return MetricLabel("interface", interface);
 }
 
 std::string EventLabels(const std::string& interface, const ClientEventInfo& event) {
@@ -23,8 +25,9 @@ std::string EventLabels(const std::string& interface, const ClientEventInfo& eve
   const std::string reason =
       event.has_event_reason() ? ClientEventInfo::ClientEventReason_Name(event.event_reason()) : "";
   const char* success = event.is_event_success() ? "true" : "false";
-  return fmt::format(R"({},type="{}",success="{}",reason="{}")", InterfaceLabel(interface), type,
-                     event.has_is_event_success() ? success : "", reason);
+  return fmt::format("{},{},{},{}", InterfaceLabel(interface), MetricLabel("type", type),
+                     MetricLabel("success", event.has_is_event_success() ? success : ""),
+                     MetricLabel("reason", reason));
 }
 
 // Returns the client's signal. The view signal_distribution of the database uses the same rule.
@@ -38,12 +41,12 @@ std::optional<std::int32_t> SignalOf(const ClientEventInfo& event) {
 }  // namespace
 
 void Tally::AddRecord(std::string_view type, std::size_t size) {
-  ++counts_[{kRecordsTotal, fmt::format("type=\"{}\"", type)}];
+  ++counts_[{kRecordsTotal, MetricLabel("type", type)}];
   counts_[{kRecordBytesTotal, ""}] += static_cast<std::int64_t>(size);
 }
 
 void Tally::AddError(std::string_view kind) {
-  ++counts_[{kErrorsTotal, fmt::format("kind=\"{}\"", kind)}];
+  ++counts_[{kErrorsTotal, MetricLabel("kind", kind)}];
 }
 
 void Tally::AddEntry(const std::string& interface, const ClientEventInfo& event) {
@@ -78,7 +81,7 @@ std::vector<std::pair<Tally::Key, std::int64_t>> Tally::Counts() const {
       count += histogram.counts[i];
       const std::string bound =
           i < kSignalBounds.size() ? std::to_string(kSignalBounds[i]) : "+Inf";
-      counts.push_back({{kSignalBuckets, fmt::format("{},le=\"{}\"", label, bound)}, count});
+      counts.push_back({{kSignalBuckets, label + "," + MetricLabel("le", bound)}, count});
     }
     counts.push_back({{kSignalSum, label}, histogram.sum});
     counts.push_back({{kSignalCount, label}, count});

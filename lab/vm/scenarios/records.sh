@@ -95,8 +95,10 @@ step "The daemon ends. The metrics are sums over the rows:"
 stop daemon || give_up "the daemon ends with status 0"
 expect "the metrics agree with the database" metrics_agree
 samples_of_file | show
-promtool check metrics <"$scratch/metrics.prom" >"$scratch/promtool" 2>&1 ||
-  { show <"$scratch/promtool" && give_up "promtool accepts the metrics"; }
+for file in metrics bridge; do
+  promtool check metrics <"$scratch/$file.prom" >"$scratch/promtool" 2>&1 ||
+    { show <"$scratch/promtool" && give_up "promtool accepts $file.prom"; }
+done
 
 step "No record and no log of a service has an address. The daemon's log has both."
 addresses() { printf '%s\n' "$(address_of "$client")" "$(address_of "$other")"; }
