@@ -1,12 +1,12 @@
 #include "bridge/hostapd_channel.h"
 
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <cerrno>
 #include <utility>
 
 #include "bridge/control_event.h"
+#include "bridge/unix_address.h"
 #include "platform/logging.h"
 
 namespace orvane::bridge {
@@ -15,27 +15,6 @@ namespace {
 constexpr std::size_t kLargestDatagram = 64 * 1024;
 // Other descriptors are served after so many datagrams.
 constexpr int kDatagramsPerWakeUp = 64;
-
-// Lets the kernel choose an abstract name, so that the peer has an address for its answers.
-bool BindToAnyName(int fd) {
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  return bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address.sun_family)) == 0;
-}
-
-bool Connect(int fd, const platform::FilePath& path) {
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  const std::string& text = path.native();
-  if (text.size() >= sizeof(address.sun_path)) {
-    errno = ENAMETOOLONG;
-    return false;
-  }
-  text.copy(address.sun_path, text.size());
-  return platform::RetryOnEintr([&] {
-           return connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
-         }) == 0;
-}
 
 }  // namespace
 
@@ -47,8 +26,12 @@ HostapdChannel::HostapdChannel(platform::Loop& loop, Callbacks callbacks)
       buffer_(std::make_unique_for_overwrite<char[]>(kLargestDatagram)) {}
 
 bool HostapdChannel::Open(const platform::FilePath& path) {
+  const std::optional<UnixAddress> peer = UnixAddress::OfFile(path);
+  if (!peer.has_value()) return false;
   fd_ = platform::ScopedFd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (!fd_.is_valid() || !BindToAnyName(fd_.get()) || !Connect(fd_.get(), path)) return false;
+  // hostapd answers to an address, so the socket needs one.
+  const UnixAddress any_name;
+  if (!fd_.is_valid() || !Bind(fd_.get(), any_name) || !Connect(fd_.get(), *peer)) return false;
   watch_ = loop_.WatchReadable(fd_.get(), this);
   CHECK(watch_ != nullptr);
   return true;
@@ -108,7 +91,7 @@ void HostapdChannel::OnDatagram(std::string_view datagram) {
   }
   if (!is_first_sent_) {
     ++stray_count_;
-    LOG(WARNING) << "An answer of hostapd to no command";
+    LOG(WARNING) << "Unexpected answer of hostapd";
     return;
   }
   timeout_.Stop();

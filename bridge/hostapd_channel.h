@@ -58,7 +58,7 @@ class HostapdChannel : private platform::FdWatcher {
   // Reads all pending datagrams, without waiting for the loop.
   void ReadAll();
 
-  // The number of answers to no command.
+  // The number of answers without a command.
   std::uint64_t stray_count() const { return stray_count_; }
 
  private:

@@ -19,32 +19,26 @@ namespace {
 // Other descriptors are served after so many datagrams.
 constexpr int kDatagramsPerWakeUp = 64;
 
-// Sets the mode by umask: a client that watches the directory may connect before a later chmod.
-bool Bind(int fd, const platform::FilePath& path) {
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  const std::string& text = path.native();
-  if (text.size() >= sizeof(address.sun_path)) {
-    errno = ENAMETOOLONG;
-    return false;
-  }
-  text.copy(address.sun_path, text.size());
-  unlink(text.c_str());
+// Binds with a umask: a later chmod would be too late for a client that watches the directory.
+bool BindForOwnerAndGroup(int fd, const UnixAddress& address) {
   constexpr mode_t kOthers = 0007;
   const mode_t mask = umask(kOthers);
-  const int result = bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+  const bool is_bound = Bind(fd, address);
   const int error = errno;
   umask(mask);
   errno = error;
-  return result == 0;
+  return is_bound;
 }
 
 }  // namespace
 
 std::unique_ptr<ServedSocket> ServedSocket::Create(platform::Loop& loop, platform::FilePath path,
                                                    Receiver receiver) {
+  const std::optional<UnixAddress> address = UnixAddress::OfFile(path);
+  if (!address.has_value()) return nullptr;
+  unlink(path.c_str());
   platform::ScopedFd fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (!fd.is_valid() || !Bind(fd.get(), path)) return nullptr;
+  if (!fd.is_valid() || !BindForOwnerAndGroup(fd.get(), *address)) return nullptr;
   std::unique_ptr<ServedSocket> served(
       new ServedSocket(std::move(path), std::move(fd), std::move(receiver)));
   served->watch_ = loop.WatchReadable(served->fd_.get(), served.get());

@@ -1,8 +1,7 @@
 #include "bridge/unix_address.h"
 
+#include <cerrno>
 #include <cstring>
-
-#include "platform/files.h"
 
 namespace orvane::bridge {
 namespace {
@@ -17,6 +16,16 @@ UnixAddress::UnixAddress(const sockaddr_un& address, socklen_t length) {
   }
 }
 
+std::optional<UnixAddress> UnixAddress::OfFile(const platform::FilePath& path) {
+  if (path.native().size() >= sizeof(sockaddr_un::sun_path)) {
+    errno = ENAMETOOLONG;
+    return std::nullopt;
+  }
+  UnixAddress address;
+  address.bytes_ = path.native();
+  return address;
+}
+
 std::string_view UnixAddress::Name() const {
   std::string_view name = bytes_;
   if (name.starts_with('\0')) name.remove_prefix(1);
@@ -28,6 +37,19 @@ socklen_t UnixAddress::Write(sockaddr_un* address) const {
   address->sun_family = AF_UNIX;
   std::memcpy(address->sun_path, bytes_.data(), bytes_.size());
   return static_cast<socklen_t>(kFamilyLength + bytes_.size());
+}
+
+bool Bind(int fd, const UnixAddress& address) {
+  sockaddr_un raw;
+  const socklen_t length = address.Write(&raw);
+  return bind(fd, reinterpret_cast<const sockaddr*>(&raw), length) == 0;
+}
+
+bool Connect(int fd, const UnixAddress& address) {
+  sockaddr_un raw;
+  const socklen_t length = address.Write(&raw);
+  return platform::RetryOnEintr(
+             [&] { return connect(fd, reinterpret_cast<const sockaddr*>(&raw), length); }) == 0;
 }
 
 ssize_t ReceiveFrom(int fd, char* buffer, std::size_t size, UnixAddress* sender) {

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 namespace orvane::bridge {
@@ -23,7 +25,7 @@ TEST(UnixAddressTest, HasTheNameOfAPathAndOfAnAbstractAddress) {
   EXPECT_EQ(UnixAddress(Raw(kAbstract), 5).Name(), "na");
 }
 
-TEST(UnixAddressTest, KnowsASocketWithoutAName) {
+TEST(UnixAddressTest, RecognisesAnUnnamedSocket) {
   EXPECT_TRUE(UnixAddress().IsUnnamed());
   EXPECT_TRUE(UnixAddress(Raw("x"), sizeof(sa_family_t)).IsUnnamed());
   EXPECT_TRUE(UnixAddress(Raw("x"), sizeof(sockaddr_un) + 1).IsUnnamed());
@@ -37,6 +39,19 @@ TEST(UnixAddressTest, WritesTheSameBytesAgain) {
     EXPECT_EQ(UnixAddress(raw, static_cast<socklen_t>(length)).Write(&written), length);
     EXPECT_EQ(std::memcmp(&written, &raw, length), 0);
   }
+}
+
+TEST(UnixAddressTest, HoldsThePathOfAFile) {
+  const auto address = UnixAddress::OfFile("/run/x");
+  ASSERT_TRUE(address.has_value());
+  EXPECT_EQ(address->Name(), "/run/x");
+}
+
+TEST(UnixAddressTest, RefusesAPathWithoutRoomForItsEnd) {
+  constexpr std::size_t kLongest = sizeof(sockaddr_un::sun_path) - 1;
+  EXPECT_TRUE(UnixAddress::OfFile(std::string(kLongest, 'x')).has_value());
+  EXPECT_FALSE(UnixAddress::OfFile(std::string(kLongest + 1, 'x')).has_value());
+  EXPECT_EQ(errno, ENAMETOOLONG);
 }
 
 TEST(UnixAddressTest, ComparesEveryByte) {
