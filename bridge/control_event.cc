@@ -6,6 +6,7 @@
 #include <string>
 
 #include "bridge/control_text.h"
+#include "common/event_names.h"
 #include "platform/hex.h"
 
 namespace orvane::bridge {
@@ -76,8 +77,8 @@ struct EventRow {
 constexpr EventRow kEvents[] = {
     {"AP-MGMT-FRAME-RECEIVED", ReadFrame},
     {"RX-PROBE-REQUEST", ReadProbe},
-    {"AP-STA-CONNECTED", ReadStation<StationConnected>},
-    {"AP-STA-DISCONNECTED", ReadStation<StationDisconnected>},
+    {ap::kEventConnected, ReadStation<StationConnected>},
+    {ap::kEventDisconnected, ReadStation<StationDisconnected>},
     {"AP-STA-POSSIBLE-PSK-MISMATCH", ReadStation<PskMismatch>},
     {"BSS-TM-RESP", ReadTransitionAnswer},
 };

@@ -38,7 +38,7 @@ TEST(ControlEventTest, ReadsAReceivedFrame) {
   EXPECT_EQ(received->frame.source.ToString(), "02:00:00:00:02:00");
 }
 
-TEST(ControlEventTest, RefusesABrokenFrame) {
+TEST(ControlEventTest, RejectsAMalformedFrame) {
   EXPECT_TRUE(IsMalformed(kAuthentication.substr(0, kAuthentication.size() - 2)));
   EXPECT_TRUE(IsMalformed(kAuthentication.substr(0, kAuthentication.size() - 1)));
   EXPECT_TRUE(IsMalformed("<3>AP-MGMT-FRAME-RECEIVED buf="));

@@ -5,6 +5,8 @@
 #include <chrono>
 #include <iterator>
 
+#include "common/event_names.h"
+
 namespace orvane::bridge {
 namespace {
 
@@ -59,15 +61,15 @@ void AddStation(const StationInfo& station, Attributes* attributes) {
 std::string_view EventName(LineKind kind) {
   switch (kind) {
     case LineKind::kAuthentication:
-      return "AP-STA-AUTH";
+      return ap::kEventAuth;
     case LineKind::kAssociation:
-      return "AP-STA-ASSOC";
+      return ap::kEventAssoc;
     case LineKind::kConnect:
-      return "AP-STA-CONNECT";
+      return ap::kEventConnect;
     case LineKind::kDisconnect:
-      return "AP-STA-DISCONNECT";
+      return ap::kEventDisconnect;
     case LineKind::kProbe:
-      return "AP-MONITOR-STA-INFO";
+      return ap::kEventMonitorInfo;
   }
   return "";
 }

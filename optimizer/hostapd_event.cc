@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "common/event_names.h"
 #include "platform/logging.h"
 #include "platform/text.h"
 
@@ -19,18 +20,18 @@ struct EventNameRow {
 // hostapd's event names. The receiver of the records expects association responses as
 // authentication responses, so two rows have the same kind.
 constexpr std::array<EventNameRow, 12> kEventNames = {{
-    {"AP-STA-CONNECTED", kStationConnected},
-    {"AP-STA-DISCONNECTED", kStationDisconnected},
-    {"AP-STA-STEERING", kStationSteering},
-    {"AP-STA-NO-STEERING", kStationNoSteering},
-    {"AP-STA-TAXONOMY", kStationTaxonomy},
-    {"AP-STA-AUTH", kStationAuth},
-    {"AP-STA-AUTH-RESP", kStationAuthResponse},
-    {"AP-STA-ASSOC", kStationAssoc},
-    {"AP-STA-ASSOC-RESP", kStationAuthResponse},
-    {"AP-STA-CONNECT", kStationConnect},
-    {"AP-STA-DISCONNECT", kStationDisconnect},
-    {"AP-MONITOR-STA-INFO", kStationMonitorInfo},
+    {kEventConnected, kStationConnected},
+    {kEventDisconnected, kStationDisconnected},
+    {kEventSteering, kStationSteering},
+    {kEventNoSteering, kStationNoSteering},
+    {kEventTaxonomy, kStationTaxonomy},
+    {kEventAuth, kStationAuth},
+    {kEventAuthResponse, kStationAuthResponse},
+    {kEventAssoc, kStationAssoc},
+    {kEventAssocResponse, kStationAuthResponse},
+    {kEventConnect, kStationConnect},
+    {kEventDisconnect, kStationDisconnect},
+    {kEventMonitorInfo, kStationMonitorInfo},
 }};
 
 struct DisplayNameRow {

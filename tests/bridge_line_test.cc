@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "bridge/all_attributes_for_test.h"
 #include "bridge/event_line.h"
 #include "bridge/reasons.h"
 #include "event.pb.h"
@@ -24,27 +25,6 @@ using access_infrastructure::proto::ClientEventInfo;
 using ap::HostapdEventType;
 
 const ap::MacAddress kStation("02:00:00:00:02:00");
-
-LineAttributes AllAttributes() {
-  LineAttributes attributes;
-  attributes.time = platform::WallTime(std::chrono::milliseconds(1'700'000'000'123));
-  attributes.success = false;
-  attributes.event_reason = "no_ack";
-  attributes.frame_status = 17;
-  attributes.frame_rssi = -50;
-  attributes.station = {.signal = -51,
-                        .signal_average = -52,
-                        .transmit_rate = {.kbps = 780'000,
-                                          .bandwidth_mhz = 80,
-                                          .ht_mcs = std::nullopt,
-                                          .vht_mcs = 9,
-                                          .vht_nss = 2,
-                                          .short_guard_interval = true}};
-  attributes.is_steered = true;
-  attributes.since_probe = std::chrono::microseconds(12'999);
-  attributes.since_steering = std::chrono::seconds(3);
-  return attributes;
-}
 
 struct Reading {
   std::vector<HostapdEventType> kinds;
