@@ -14,7 +14,6 @@
 #include "proto/event.pb.h"
 #include "testbed/bus_peer.h"
 #include "testbed/child_process.h"
-#include "testbed/fake_recorder.h"
 #include "testbed/private_bus.h"
 
 namespace orvane::bench {
@@ -48,15 +47,6 @@ void HandOver(sd_bus* bus, const std::string& type, const Event& event) {
   MustSucceed(sd_bus_call(bus, call, 0, nullptr, &reply));
   sd_bus_message_unref(reply);
   sd_bus_message_unref(call);
-}
-
-// Returns what the uploader passes to the recorder for these lines.
-testbed::FakeRecorder::Record RecordOf(const std::vector<std::string>& lines) {
-  testbed::FakeRecorder recorder;
-  FullUploader uploader(&recorder);
-  uploader.Take(lines);
-  uploader.Upload();
-  return recorder.records().back();
 }
 
 Measured MeasureBatch() {

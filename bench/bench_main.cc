@@ -25,8 +25,8 @@ namespace {
 
 std::vector<Row> AllRows(const std::string& polls) {
   std::vector<Row> all;
-  for (const auto& rows :
-       {ProcessRows(), EventRows(), StationRows(), BatchRows(), ToolRows(), PollRows(polls)}) {
+  for (const auto& rows : {ProcessRows(), EventRows(), StationRows(), BatchRows(), BridgeRows(),
+                           ServiceRows(), ToolRows(), PollRows(polls)}) {
     all.insert(all.end(), rows.begin(), rows.end());
   }
   return all;

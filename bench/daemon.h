@@ -11,7 +11,6 @@
 namespace orvane::bench {
 
 // Waits until the process sleeps. Aborts if it does not.
-
 void AwaitAsleep(pid_t pid);
 void Stop(pid_t pid);    // returns when the process is stopped
 void Resume(pid_t pid);  // returns at once

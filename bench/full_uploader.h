@@ -12,6 +12,7 @@
 #include "optimizer/hostapd_event.h"
 #include "optimizer/hostapd_interface.h"
 #include "testbed/event_plan.h"
+#include "testbed/fake_recorder.h"
 #include "testbed/temporary_directory.h"
 
 namespace orvane::bench {
@@ -63,6 +64,15 @@ class FullUploader {
     uploader_.EventCallback(interface, kind, mac, attributes);
   };
 };
+
+// Returns the record that the uploader makes of these lines.
+inline testbed::FakeRecorder::Record RecordOf(const std::vector<std::string>& lines) {
+  testbed::FakeRecorder recorder;
+  FullUploader uploader(&recorder);
+  uploader.Take(lines);
+  uploader.Upload();
+  return recorder.records().back();
+}
 
 }  // namespace orvane::bench
 

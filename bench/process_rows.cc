@@ -1,9 +1,6 @@
-#include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <functional>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -11,6 +8,7 @@
 #include "bench/daemon.h"
 #include "bench/full_uploader.h"
 #include "bench/rows.h"
+#include "bench/sample.h"
 #include "platform/logging.h"
 #include "testbed/process_figures.h"
 #include "testbed/temporary_directory.h"
@@ -26,13 +24,6 @@ constexpr std::size_t kBurstsPerRun = 12;
 constexpr std::size_t kPendingEvents = 1000;
 constexpr std::size_t kStations = 200;
 constexpr std::chrono::seconds kIdleTime(10);
-
-// Takes `count` samples of ours.
-Measured Sample(int count, const std::function<double()>& measure) {
-  std::vector<double> samples(static_cast<std::size_t>(count));
-  std::generate(samples.begin(), samples.end(), measure);
-  return {.ours = Summarize(samples), .floor = {}};
-}
 
 // --- Events ---
 
@@ -60,38 +51,24 @@ Measured MeasureEventRoad() {
   AwaitTaken(floor_hostapd);
   AwaitAsleep(floor_process->pid());
 
-  std::vector<double> ours;
-  std::vector<double> floor;
-  // The first run includes page faults of new memory.
-  for (int i = 0; i <= kRuns; ++i) {
-    const double our_time = TakeBursts(daemon.pid(), daemon.hostapd(), lines);
-    const double floor_time = TakeBursts(floor_process->pid(), floor_hostapd, lines);
-    if (i == 0) continue;
-    ours.push_back(our_time);
-    floor.push_back(floor_time);
-  }
-  return {.ours = Summarize(ours), .floor = Summarize(floor)};
+  return SampleBoth(
+      kRuns, [&] { return TakeBursts(daemon.pid(), daemon.hostapd(), lines); },
+      [&] { return TakeBursts(floor_process->pid(), floor_hostapd, lines); });
 }
 
 // --- Memory and size ---
 
-// A kB of /proc has 1,024 bytes.
-double Megabytes(Daemon& daemon, std::string_view key) {
-  return static_cast<double>(testbed::ProcessFile(daemon.pid(), "smaps_rollup").Figure(key)) *
-         1024 / 1'000'000;
-}
-
 Measured MeasureIdleMemory() {
   return Sample(kStarts, [] {
     Daemon daemon;
-    return Megabytes(daemon, "Anonymous");
+    return MemoryOf(daemon.pid(), "Anonymous");
   });
 }
 
 Measured MeasureResidentSize() {
   return Sample(kStarts, [] {
     Daemon daemon;
-    return Megabytes(daemon, "Rss");
+    return MemoryOf(daemon.pid(), "Rss");
   });
 }
 
@@ -106,7 +83,7 @@ Measured MeasureLoadedMemory() {
       AwaitTaken(daemon.hostapd());
     }
     AwaitAsleep(daemon.pid());
-    return Megabytes(daemon, "Anonymous") +
+    return MemoryOf(daemon.pid(), "Anonymous") +
            static_cast<double>(MemoryOfStations(kStations)) / 1'000'000;
   });
 }

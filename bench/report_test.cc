@@ -19,7 +19,7 @@ TEST(FigureTest, TakesTheMiddleOfUnsortedSamples) {
   EXPECT_DOUBLE_EQ(figure.high, 9);
 }
 
-TEST(FigureTest, OneSampleIsAll) {
+TEST(FigureTest, OneSampleIsMedianAndRange) {
   const Figure figure = Summarize({4});
   EXPECT_DOUBLE_EQ(figure.low, 4);
   EXPECT_DOUBLE_EQ(figure.median, 4);
@@ -50,7 +50,7 @@ TEST(ReportTest, FormatsARowAsOneLine) {
   EXPECT_THAT(line, EndsWith(" an event, ns\n"));
 }
 
-TEST(ReportTest, ARowWithoutAGoalCannotMissIt) {
+TEST(ReportTest, ARowWithoutAGoalHasNoVerdict) {
   Row row = kRow;
   row.goal.reset();
   const Result result = {.row = row, .measured = {.ours = {4, 4, 4}, .floor = Figure{2, 2, 2}}};

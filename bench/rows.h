@@ -15,6 +15,8 @@ std::vector<Row> StationRows();
 std::vector<Row> BatchRows();
 std::vector<Row> ProcessRows();
 std::vector<Row> ToolRows();
+std::vector<Row> BridgeRows();
+std::vector<Row> ServiceRows();
 // Rows from the output of the virtual machine's scenario `polls` in that file.
 std::vector<Row> PollRows(const std::string& samples_file);
 

@@ -1,20 +1,17 @@
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
+#include <chrono>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "bench/rows.h"
 #include "platform/logging.h"
+#include "testbed/child_process.h"
 #include "testbed/temporary_directory.h"
 
 namespace orvane::bench {
 namespace {
 
+constexpr std::chrono::hours kLongestRun(1);
 constexpr int kRuns = 5;
 constexpr int kMinutes = 24 * 60;
 constexpr int kDay = 1000;  // clients
@@ -25,27 +22,16 @@ struct Cost {
   double megabytes;  // maximum resident size
 };
 
-double Seconds(const timeval& time) {
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-}
-
 // Runs the tool and waits for its end.
 Cost RunTool(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), WAVELARKCTL_PATH);
-  std::vector<char*> pointers;
-  for (std::string& argument : arguments) pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  pid_t pid = 0;
-  CHECK(posix_spawn(&pid, pointers.front(), &actions, nullptr, pointers.data(), environ) == 0);
-  posix_spawn_file_actions_destroy(&actions);
-  int status = 0;
-  rusage usage = {};
-  CHECK(wait4(pid, &status, 0, &usage) == pid && status == 0) << "wavelarkctl failed";
-  return {Seconds(usage.ru_utime) + Seconds(usage.ru_stime),
-          static_cast<double>(usage.ru_maxrss) * 1024 / 1'000'000};
+  arguments.insert(arguments.begin(), {RESOURCE_USAGE_PATH, WAVELARKCTL_PATH});
+  const auto usage = testbed::StartProcess(arguments);
+  const auto status = usage->WaitForExit(kLongestRun);
+  CHECK(status.has_value() && status->code == 0) << usage->err().Text();
+  double seconds = 0;
+  double kilobytes = 0;
+  std::istringstream(usage->out().Text()) >> seconds >> kilobytes;
+  return {seconds, kilobytes * 1024 / 1'000'000};
 }
 
 // Replays a day of `clients`, with a row per client and minute.
