@@ -133,7 +133,7 @@ std::string Probe(int station) {
   return fmt::format("<3>AP-MONITOR-STA-INFO 02:00:00:00:0{}:00 frame_rssi:-50", station);
 }
 
-TEST(FourVisitsTest, BecomeTheseLines) {
+TEST(FourVisitsTest, ProduceTheExpectedLines) {
   std::ifstream file(FOUR_VISITS_FILE);
   ASSERT_TRUE(file.is_open());
   Replay replay;

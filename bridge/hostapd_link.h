@@ -36,7 +36,7 @@ class HostapdLink {
     // Called after on_up, when hostapd no longer answers.
     std::function<void()> on_down;
     std::function<void(std::string_view event)> on_event;
-    // All pending events have been passed on.
+    // All pending events have been reported.
     std::function<void()> on_quiet;
   };
 
@@ -60,7 +60,7 @@ class HostapdLink {
   void Forward(std::string command, HostapdChannel::AnswerCallback callback);
   std::size_t forwarded_count() const;  // forwarded commands without an answer
 
-  // The total number of answers to no command.
+  // The total number of answers without a command.
   std::uint64_t stray_count() const;
 
  private:

@@ -70,7 +70,7 @@ TEST(ManagementFrameTest, ReadsAssociations) {
   EXPECT_EQ(response->code, 0x100);
 }
 
-TEST(ManagementFrameTest, TakesReassociationsForAssociations) {
+TEST(ManagementFrameTest, TreatsReassociationsAsAssociations) {
   // A reassociation request has the address of the current access point before its elements.
   const std::string request = WithByte(kAssociationRequest, 0, "20") + "00";
   ASSERT_TRUE(Parse(request).has_value());
@@ -80,7 +80,7 @@ TEST(ManagementFrameTest, TakesReassociationsForAssociations) {
   EXPECT_EQ(response->kind, FrameKind::kAssociationResponse);
 }
 
-TEST(ManagementFrameTest, ReadsTheReasonOfAnEnd) {
+TEST(ManagementFrameTest, ReadsReasonCodes) {
   const auto deauthentication = Parse(kDeauthentication);
   ASSERT_TRUE(deauthentication.has_value());
   EXPECT_EQ(deauthentication->kind, FrameKind::kDeauthentication);
@@ -107,7 +107,7 @@ TEST(ManagementFrameTest, IgnoresOtherFrames) {
 }
 
 // Tests each kind with exactly its fixed fields, and with one byte less.
-TEST(ManagementFrameTest, NeedsAllFixedFields) {
+TEST(ManagementFrameTest, RequiresAllFixedFields) {
   struct Case {
     std::string_view subtype;
     std::size_t body_length;

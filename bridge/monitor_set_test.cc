@@ -63,7 +63,7 @@ class MonitorSetTest : public testing::Test {
                        }};
 };
 
-TEST_F(MonitorSetTest, HandsLinesToEverybody) {
+TEST_F(MonitorSetTest, SendsLinesToAllMonitors) {
   EXPECT_TRUE(Attach(kDaemon));
   EXPECT_TRUE(Attach(kOther));
   Push("a");
@@ -112,7 +112,7 @@ TEST_F(MonitorSetTest, DropsTheOldestLinesOfAFullQueue) {
   EXPECT_EQ(monitors_.dropped_count(), 4U);
 }
 
-TEST_F(MonitorSetTest, GivesTheNextDaemonWhatTheFirstDidNotTake) {
+TEST_F(MonitorSetTest, GivesUndeliveredLinesToTheNextDaemon) {
   Attach(kDaemon);
   Push("a");
   busy_ = {kDaemon};
@@ -125,7 +125,7 @@ TEST_F(MonitorSetTest, GivesTheNextDaemonWhatTheFirstDidNotTake) {
   EXPECT_THAT(Got(kNextDaemon), ElementsAre("b", "c", "d"));
 }
 
-TEST_F(MonitorSetTest, FindsThatTheDaemonIsGoneWhenANewOneComes) {
+TEST_F(MonitorSetTest, DetectsADeadDaemonWhenAnotherAttaches) {
   Attach(kDaemon);
   busy_ = {kDaemon};
   Push("a");
@@ -135,7 +135,7 @@ TEST_F(MonitorSetTest, FindsThatTheDaemonIsGoneWhenANewOneComes) {
   EXPECT_EQ(monitors_.monitor_count(), 1U);
 }
 
-TEST_F(MonitorSetTest, KeepsTheLineThatShowsThatTheDaemonIsGone) {
+TEST_F(MonitorSetTest, KeepsTheLineThatADeadDaemonDidNotGet) {
   Attach(kDaemon);
   gone_ = {kDaemon};
   Push("a");
@@ -144,7 +144,7 @@ TEST_F(MonitorSetTest, KeepsTheLineThatShowsThatTheDaemonIsGone) {
   EXPECT_THAT(Got(kNextDaemon), ElementsAre("a"));
 }
 
-TEST_F(MonitorSetTest, KeepsNothingForOthers) {
+TEST_F(MonitorSetTest, KeepsNoLinesForOtherMonitors) {
   Attach(kDaemon);
   Attach(kOther);
   busy_ = {kOther};
@@ -156,7 +156,7 @@ TEST_F(MonitorSetTest, KeepsNothingForOthers) {
   EXPECT_EQ(monitors_.depth(), 0U);
 }
 
-TEST_F(MonitorSetTest, GivesALineToOneDaemonOfTwoOnce) {
+TEST_F(MonitorSetTest, KeepsNoLinesThatAnotherDaemonGot) {
   Attach(kDaemon);
   Attach(kNextDaemon);
   busy_ = {kDaemon};
@@ -167,7 +167,7 @@ TEST_F(MonitorSetTest, GivesALineToOneDaemonOfTwoOnce) {
   EXPECT_EQ(monitors_.depth(), 0U);
 }
 
-TEST_F(MonitorSetTest, ForgetsLinesThatNobodyTookInTime) {
+TEST_F(MonitorSetTest, DropsExpiredLines) {
   Push("a");
   now_ += seconds(30);
   Push("b");
@@ -177,7 +177,7 @@ TEST_F(MonitorSetTest, ForgetsLinesThatNobodyTookInTime) {
   EXPECT_EQ(monitors_.expired_count(), 1U);
 }
 
-TEST_F(MonitorSetTest, KeepsLinesOfADaemonWhenAllAreDetached) {
+TEST_F(MonitorSetTest, KeepsTheDaemonsLinesWhenAllAreDetached) {
   Attach(kDaemon);
   Attach(kOther);
   busy_ = {kDaemon, kOther};
@@ -189,14 +189,14 @@ TEST_F(MonitorSetTest, KeepsLinesOfADaemonWhenAllAreDetached) {
   EXPECT_THAT(Got(kNextDaemon), ElementsAre("a"));
 }
 
-TEST_F(MonitorSetTest, KnowsWhoIsAttached) {
+TEST_F(MonitorSetTest, DetachesOnlyAttachedMonitors) {
   EXPECT_FALSE(monitors_.Detach(kOther, now_));
   Attach(kOther);
   EXPECT_TRUE(monitors_.Detach(kOther, now_));
   EXPECT_FALSE(monitors_.Detach(kOther, now_));
 }
 
-TEST_F(MonitorSetTest, RefusesOneMonitorTooMany) {
+TEST_F(MonitorSetTest, LimitsTheNumberOfMonitors) {
   for (std::size_t i = 0; i < MonitorSet::kMostMonitors; ++i) {
     EXPECT_TRUE(Attach(Abstract("client " + std::to_string(i))));
   }
@@ -205,7 +205,7 @@ TEST_F(MonitorSetTest, RefusesOneMonitorTooMany) {
 }
 
 // One name belongs to another interface, one client only resembles the daemon.
-TEST_F(MonitorSetTest, KnowsTheDaemonByTheEndOfItsName) {
+TEST_F(MonitorSetTest, IdentifiesTheDaemonByTheSuffixOfItsName) {
   Push("a");
   Attach(Abstract("1-wavelark-wlan1"));
   Attach(Abstract("1-wavelark-wlan0x"));

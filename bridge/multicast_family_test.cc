@@ -32,7 +32,7 @@ TEST(MulticastFamilyTest, ReadsIdAndGroups) {
   EXPECT_THAT(family->groups, ElementsAre(Pair("config", 9), Pair("mlme", 12)));
 }
 
-TEST(MulticastFamilyTest, LeavesOutIncompleteGroups) {
+TEST(MulticastFamilyTest, SkipsIncompleteGroups) {
   const AttributeBuilder groups =
       AttributeBuilder()
           .Nest(1, AttributeBuilder().U32(CTRL_ATTR_MCAST_GRP_ID, 9))
@@ -46,7 +46,7 @@ TEST(MulticastFamilyTest, LeavesOutIncompleteGroups) {
   EXPECT_THAT(family->groups, IsEmpty());
 }
 
-TEST(MulticastFamilyTest, NeedsAnId) {
+TEST(MulticastFamilyTest, RequiresAnId) {
   EXPECT_FALSE(
       ParseMulticastFamily(GenericMessage(CTRL_CMD_NEWFAMILY, AttributeBuilder()).message())
           .has_value());

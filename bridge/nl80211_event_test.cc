@@ -106,7 +106,7 @@ TEST(Nl80211EventTest, ReadsARemovedStationWithoutInformation) {
   EXPECT_EQ(std::get<StationRemoved>(event->content).info, StationInfo());
 }
 
-TEST(Nl80211EventTest, NeedsTheInterfaceAndTheSubject) {
+TEST(Nl80211EventTest, RequiresInterfaceAndStation) {
   AttributeBuilder no_interface;
   no_interface.Raw(NL80211_ATTR_FRAME, ByteString::CreateFromHexString(kDeauthentication).AsSpan())
       .Raw(NL80211_ATTR_MAC, {2, 0, 0, 0, 2, 0});

@@ -26,7 +26,7 @@ TEST(OptionsTest, HasDefaults) {
   EXPECT_EQ(options.interfaces[1].served, "wlan-5000mhz");
 }
 
-TEST(OptionsTest, TakesEveryOption) {
+TEST(OptionsTest, AcceptsEveryOption) {
   Options options;
   EXPECT_EQ(
       Parse({"--hostapd-directory=/a", "--directory", "/b", "--interface", "wlan-2400mhz=wlan0",
@@ -44,7 +44,7 @@ TEST(OptionsTest, TakesEveryOption) {
   EXPECT_EQ(options.interfaces[1].hostapd, "guest-2400mhz");
 }
 
-TEST(OptionsTest, RefusesWhatIsWrong) {
+TEST(OptionsTest, RejectsInvalidValues) {
   for (const char* argument :
        {"--interface=../x", "--interface=.", "--interface=a b", "--interface=a=b/c",
         "--interface=a=", "--queue-lines=-1", "--queue-lines=1x", "--directory=relative",

@@ -16,7 +16,7 @@ constexpr platform::TimeSpan kLife = std::chrono::seconds(10);
 
 MonotonicTime At(int seconds) { return MonotonicTime(std::chrono::seconds(seconds)); }
 
-TEST(RecentMapTest, FindsWhatWasPut) {
+TEST(RecentMapTest, FindsEntries) {
   RecentMap<int, int> map(3, kLife);
   map.Put(1, 10, At(0));
   map.Put(1, 11, At(1));
@@ -25,7 +25,7 @@ TEST(RecentMapTest, FindsWhatWasPut) {
   EXPECT_EQ(map.size(), 1U);
 }
 
-TEST(RecentMapTest, ForgetsAfterItsLife) {
+TEST(RecentMapTest, RemovesExpiredEntries) {
   RecentMap<int, int> map(3, kLife);
   map.Put(1, 10, At(0));
   map.Put(2, 20, At(5));
@@ -35,7 +35,7 @@ TEST(RecentMapTest, ForgetsAfterItsLife) {
   EXPECT_EQ(map.size(), 2U);
 }
 
-TEST(RecentMapTest, PuttingAgainRenews) {
+TEST(RecentMapTest, RenewsAReplacedEntry) {
   RecentMap<int, int> map(2, kLife);
   map.Put(1, 10, At(0));
   map.Put(2, 20, At(1));
@@ -46,7 +46,7 @@ TEST(RecentMapTest, PuttingAgainRenews) {
   EXPECT_EQ(map.size(), 2U);
 }
 
-TEST(RecentMapTest, ForgetsWhatIsErased) {
+TEST(RecentMapTest, ForgetsErasedEntries) {
   RecentMap<int, int> map(2, kLife);
   map.Put(1, 10, At(0));
   map.Erase(1);

@@ -22,7 +22,7 @@ bool MakeDirectory(const platform::FilePath& directory) {
   std::error_code error;
   std::filesystem::create_directories(directory, error);
   if (!error) return true;
-  LOG(ERROR) << "Failed to make " << directory.native() << ": " << error.message();
+  LOG(ERROR) << "Failed to create " << directory.native() << ": " << error.message();
   return false;
 }
 

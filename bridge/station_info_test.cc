@@ -29,11 +29,11 @@ TEST(StationInfoTest, ReadsSignals) {
   EXPECT_EQ(info.transmit_rate, TransmitRate());
 }
 
-TEST(StationInfoTest, IsEmptyForAnAbsentNest) {
+TEST(StationInfoTest, IsEmptyWithoutTheNest) {
   EXPECT_EQ(ReadStationInfo(AttributeList()), StationInfo());
 }
 
-TEST(StationInfoTest, LeavesOutWhatHasAnotherSize) {
+TEST(StationInfoTest, SkipsAttributesOfAWrongSize) {
   AttributeBuilder attributes;
   attributes.U32(NL80211_STA_INFO_SIGNAL, 1)
       .Flag(NL80211_STA_INFO_SIGNAL_AVG)
@@ -85,14 +85,14 @@ TEST(StationInfoTest, ReadsOnlySpeedAndWidthOfAnHeRate) {
   EXPECT_EQ(rate, (TransmitRate{.kbps = 2'401'900, .bandwidth_mhz = 160}));
 }
 
-TEST(StationInfoTest, HasNoWidthForAPartOfTheChannel) {
+TEST(StationInfoTest, HasNoWidthIfOnlyAPartOfTheChannelIsUsed) {
   for (const int part : {NL80211_RATE_INFO_HE_RU_ALLOC, NL80211_RATE_INFO_EHT_RU_ALLOC}) {
     EXPECT_EQ(ReadRate(AttributeBuilder().U32(NL80211_RATE_INFO_BITRATE32, 100).U8(part, 1)),
               (TransmitRate{.kbps = 10'000}));
   }
 }
 
-TEST(StationInfoTest, KnowsEveryWidth) {
+TEST(StationInfoTest, ReadsEveryWidth) {
   const auto width_of = [](int flag) {
     return ReadRate(AttributeBuilder().U32(NL80211_RATE_INFO_BITRATE32, 1).Flag(flag))
         .bandwidth_mhz;

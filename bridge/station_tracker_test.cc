@@ -77,7 +77,7 @@ TEST_F(StationTrackerTest, HasTimeAndAddress) {
 
 // --- Requests and answers ---
 
-TEST_F(StationTrackerTest, TakesAnAnswerThatIsReadFirst) {
+TEST_F(StationTrackerTest, AcceptsAnAnswerThatIsReadFirst) {
   ap_.AnswerAuthentication();
   ap_.RequestAuthentication();
   ap_.TellNoSignal();
@@ -93,7 +93,7 @@ TEST_F(StationTrackerTest, WaitsForTheAnswerAndTheSignal) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth("success:1 frame_status:0 frame_rssi:-70")));
 }
 
-TEST_F(StationTrackerTest, TakesTheSignalOfTheRightStation) {
+TEST_F(StationTrackerTest, UsesTheSignalOfTheRightStation) {
   ap_.RequestAuthentication();
   ap_.AnswerAuthentication();
   ap_.Now("02:00:00:00:03:00");
@@ -101,7 +101,7 @@ TEST_F(StationTrackerTest, TakesTheSignalOfTheRightStation) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth(kAccepted)));
 }
 
-TEST_F(StationTrackerTest, LeavesOutALostAnswer) {
+TEST_F(StationTrackerTest, OmitsALostAnswer) {
   ap_.RequestAuthentication();
   ap_.TellSignal(-50);
   ap_.Pass(StationMachine::kAnswerWait - milliseconds(1));
@@ -110,7 +110,7 @@ TEST_F(StationTrackerTest, LeavesOutALostAnswer) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth("frame_rssi:-50")));
 }
 
-TEST_F(StationTrackerTest, WaitsForALostAnswerOnlyShortlyOnceTheVisitGoesOn) {
+TEST_F(StationTrackerTest, WaitsOnlyShortlyForALostAnswerAfterTheNextRequest) {
   ap_.RequestAuthentication();
   ap_.TellNoSignal();
   ap_.Associate();
@@ -120,7 +120,7 @@ TEST_F(StationTrackerTest, WaitsForALostAnswerOnlyShortlyOnceTheVisitGoesOn) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth(""), Assoc(kAccepted), Connect("success:1")));
 }
 
-TEST_F(StationTrackerTest, TakesALateAnswer) {
+TEST_F(StationTrackerTest, AcceptsALateAnswer) {
   ap_.RequestAuthentication();
   ap_.RequestAssociation();
   ap_.TellNoSignal();
@@ -129,7 +129,7 @@ TEST_F(StationTrackerTest, TakesALateAnswer) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth(kAccepted), Assoc(kAccepted)));
 }
 
-TEST_F(StationTrackerTest, TreatsARepeatedRequestAsTheSame) {
+TEST_F(StationTrackerTest, WritesOneLineForARepeatedRequest) {
   ap_.RequestAuthentication();
   ap_.Pass(milliseconds(900));
   ap_.RequestAuthentication();
@@ -145,7 +145,7 @@ TEST_F(StationTrackerTest, TreatsARepeatedRequestAsTheSame) {
 }
 
 // The answer to a repeated request must not be used for a later request.
-TEST_F(StationTrackerTest, DropsASurplusAnswer) {
+TEST_F(StationTrackerTest, DropsAnUnexpectedAnswer) {
   ap_.Authenticate();
   ap_.AnswerAuthentication();
   ap_.TakeLines();
@@ -214,7 +214,7 @@ TEST_F(StationTrackerTest, WritesOneLineForAnSaeExchange) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth("success:1 frame_status:0 frame_rssi:-40")));
 }
 
-TEST_F(StationTrackerTest, GoesOnAfterARequestForATokenOrAnotherMethod) {
+TEST_F(StationTrackerTest, ContinuesAfterARequestForATokenOrAnotherMethod) {
   for (const std::uint16_t status : std::initializer_list<std::uint16_t>{76, 126, 127}) {
     ap_.RequestAuthentication(1, kSaeAuthentication);
     ap_.AnswerAuthentication(status, 1, kSaeAuthentication);
@@ -236,7 +236,7 @@ TEST_F(StationTrackerTest, ReportsAWrongSaePassword) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth("success:0 frame_status:15")));
 }
 
-TEST_F(StationTrackerTest, DoesNotClaimSuccessForAnAbandonedExchange) {
+TEST_F(StationTrackerTest, ReportsNoSuccessForAnAbandonedExchange) {
   ap_.RequestAuthentication(1, kSaeAuthentication);
   ap_.AnswerAuthentication(0, 1, kSaeAuthentication);
   ap_.TellNoSignal();
@@ -276,7 +276,7 @@ TEST_F(StationTrackerTest, WritesOneConnectForAWrongPassphrase) {
   EXPECT_THAT(ap_.TakeLines(), IsEmpty());
 }
 
-TEST_F(StationTrackerTest, ReportsAWrongPassphraseHoweverTheJoinEnds) {
+TEST_F(StationTrackerTest, ReportsAWrongPassphraseForEveryEndOfAJoin) {
   const std::string expected = Connect("success:0 event_reason:psk_mismatch");
   const auto mismatch = [this] {
     ap_.Authenticate();
@@ -302,7 +302,7 @@ TEST_F(StationTrackerTest, ReportsAWrongPassphraseHoweverTheJoinEnds) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(expected));
 }
 
-TEST_F(StationTrackerTest, BelievesASuccessAfterASuspicion) {
+TEST_F(StationTrackerTest, ReportsSuccessAfterAFailedHandshake) {
   ap_.Authenticate();
   ap_.Associate();
   ap_.SuspectPassphrase();
@@ -312,7 +312,7 @@ TEST_F(StationTrackerTest, BelievesASuccessAfterASuspicion) {
               ElementsAre(Auth(kAccepted), Assoc(kAccepted), Connect("success:1")));
 }
 
-TEST_F(StationTrackerTest, NamesTheMessageThatWasNotAnswered) {
+TEST_F(StationTrackerTest, ReportsTheUnansweredHandshakeMessage) {
   const auto fail_after = [this](std::optional<EapolMessage> message) {
     ap_.Authenticate();
     ap_.Associate();
@@ -339,7 +339,7 @@ TEST_F(StationTrackerTest, ReportsAClientThatGivesUp) {
 }
 
 // hostapd may have connected the station by now: only Settle knows that nothing is left to read.
-TEST_F(StationTrackerTest, DecidesOnAFailureOnlyWhenEverythingIsRead) {
+TEST_F(StationTrackerTest, ReportsAFailureOnlyWhenEverythingIsRead) {
   ap_.Authenticate();
   ap_.Associate();
   ap_.SendOff(kDeauthentication, 4);
@@ -350,7 +350,7 @@ TEST_F(StationTrackerTest, DecidesOnAFailureOnlyWhenEverythingIsRead) {
                                            Disconnect("event_reason:inactivity")));
 }
 
-TEST_F(StationTrackerTest, DoesNotTakeTheRemovalOfAStationForAFailure) {
+TEST_F(StationTrackerTest, ReportsNoFailureWhenAStationIsRemoved) {
   ap_.Authenticate();
   ap_.Associate();
   ap_.Remove();
@@ -371,7 +371,7 @@ TEST_F(StationTrackerTest, WritesNothingForAnUnfinishedJoin) {
 
 // --- Ends of connections ---
 
-TEST_F(StationTrackerTest, NamesTheAccessPointsReason) {
+TEST_F(StationTrackerTest, ReportsTheReasonOfTheAccessPoint) {
   for (const auto& [reason, attributes] :
        {std::pair(4, "event_reason:inactivity"), std::pair(34, "event_reason:low_ack"),
         std::pair(16, "event_reason:gtk_m1_timeout"), std::pair(2, "event_reason:wpa_auth"),
@@ -385,7 +385,7 @@ TEST_F(StationTrackerTest, NamesTheAccessPointsReason) {
   }
 }
 
-TEST_F(StationTrackerTest, DoesNotSuspectAHandshakeWhereThereWasNone) {
+TEST_F(StationTrackerTest, ReportsNoFailedHandshakeWithoutAHandshake) {
   ap_.Authenticate();
   ap_.Associate();
   ap_.Connect();
@@ -430,7 +430,7 @@ TEST_F(StationTrackerTest, UsesTheKernelsInformationAtTheConnect) {
                                      "tx_rate_bw:20 tx_rate_mcs:0")));
 }
 
-TEST_F(StationTrackerTest, WaitsForTheKernelsPartWithinABound) {
+TEST_F(StationTrackerTest, LimitsTheWaitForTheKernel) {
   ap_.Join();
   ap_.Disconnect();
   ap_.Pass(StationMachine::kLateWait - milliseconds(1));
@@ -491,7 +491,7 @@ TEST_F(StationTrackerTest, ReportsAnAcceptedRequestToMove) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("event_reason:deauth_cli")));
 }
 
-TEST_F(StationTrackerTest, ForgetsAFrameOfLeavingThatHadNoEffect) {
+TEST_F(StationTrackerTest, ForgetsALeavingFrameWithoutEffect) {
   ap_.Join();
   ap_.Leave(kDeauthentication);
   ap_.Pass(StationMachine::kEvidenceLife);
@@ -526,7 +526,7 @@ TEST_F(StationTrackerTest, MarksASteeredStationUntilItIsBack) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Assoc(kAccepted)));
 }
 
-TEST_F(StationTrackerTest, KnowsASteeredStationOnTheOtherBand) {
+TEST_F(StationTrackerTest, RecognisesASteeredStationOnTheOtherBand) {
   AccessPointOnPaper other(&shared_);
   ap_.Join();
   ap_.Steer();
@@ -537,7 +537,7 @@ TEST_F(StationTrackerTest, KnowsASteeredStationOnTheOtherBand) {
       ElementsAre(Auth("success:1 frame_status:0 steering_reason:steered steer_delta_ms:3000")));
 }
 
-TEST_F(StationTrackerTest, DoesNotBlameASteeringOfLongAgo) {
+TEST_F(StationTrackerTest, IgnoresAnExpiredSteering) {
   ap_.Join();
   ap_.Steer();
   ap_.Pass(minutes(1) + milliseconds(1));
@@ -548,7 +548,7 @@ TEST_F(StationTrackerTest, DoesNotBlameASteeringOfLongAgo) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("event_reason:inactivity"), Auth(kAccepted)));
 }
 
-TEST_F(StationTrackerTest, KnowsAStationThatHasMovedToTheOtherBand) {
+TEST_F(StationTrackerTest, RecognisesAMoveToTheOtherBand) {
   AccessPointOnPaper other(&shared_);
   ap_.Join();
   ap_.Pass(seconds(1));
@@ -560,7 +560,7 @@ TEST_F(StationTrackerTest, KnowsAStationThatHasMovedToTheOtherBand) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("event_reason:other_bss")));
 }
 
-TEST_F(StationTrackerTest, PrefersAStatedReasonToAMove) {
+TEST_F(StationTrackerTest, PrefersTheReasonCodeToAMove) {
   AccessPointOnPaper other(&shared_);
   ap_.Join();
   other.Authenticate();
@@ -576,7 +576,7 @@ TEST_F(StationTrackerTest, PrefersAStatedReasonToAMove) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("event_reason:deauth_cli")));
 }
 
-TEST_F(StationTrackerTest, DoesNotTakeAnEarlierVisitToTheOtherBandForAMove) {
+TEST_F(StationTrackerTest, IgnoresAnEarlierVisitToTheOtherBand) {
   AccessPointOnPaper other(&shared_);
   other.Authenticate();
   ap_.Pass(seconds(1));
@@ -587,7 +587,7 @@ TEST_F(StationTrackerTest, DoesNotTakeAnEarlierVisitToTheOtherBandForAMove) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("event_reason:inactivity")));
 }
 
-TEST_F(StationTrackerTest, DoesNotTakeAFailedAuthenticationForAMove) {
+TEST_F(StationTrackerTest, IgnoresAFailedAuthenticationOnTheOtherBand) {
   AccessPointOnPaper other(&shared_);
   ap_.Join();
   other.Pass(seconds(1));
@@ -611,7 +611,7 @@ TEST_F(StationTrackerTest, WritesConnectsAndDisconnectsWithoutFrames) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("last_rx_rssi:-60")));
 }
 
-TEST_F(StationTrackerTest, WritesTheEndOfAStationThatItNeverSaw) {
+TEST_F(StationTrackerTest, WritesADisconnectWithoutAConnect) {
   ap_.Leave(kDisassociation);
   ap_.Disconnect();
   ap_.Remove();
@@ -649,14 +649,14 @@ TEST_F(StationTrackerTest, WritesNoDisconnectThatHostapdDoesNotReport) {
               ElementsAre(Auth(kAccepted), Assoc(kAccepted), Connect("success:1")));
 }
 
-TEST_F(StationTrackerTest, IgnoresFramesToEveryone) {
+TEST_F(StationTrackerTest, IgnoresGroupAddresses) {
   ap_.Now("ff:ff:ff:ff:ff:ff");
   ap_.SendOff(kDeauthentication, 3);
   EXPECT_EQ(ap_.tracker().station_count(), 0U);
   EXPECT_EQ(ap_.tracker().ignored_count(), 0U);
 }
 
-TEST_F(StationTrackerTest, MeasuresSpansWhileTheClockJumps) {
+TEST_F(StationTrackerTest, MeasuresTimesIndependentlyOfTheWallClock) {
   ap_.Probe(-50);
   ap_.Pass(milliseconds(80));
   ap_.SetClock(platform::WallTime(-seconds(5)));
@@ -671,7 +671,7 @@ TEST_F(StationTrackerTest, MeasuresSpansWhileTheClockJumps) {
   EXPECT_THAT(lines[1].text, HasSubstr(" probe_delta_ms:80"));
 }
 
-TEST_F(StationTrackerTest, CompletesLinesWhenHostapdGoes) {
+TEST_F(StationTrackerTest, WritesWaitingLinesWhenHostapdIsGone) {
   ap_.Join();
   ap_.Disconnect();
   ap_.RequestAuthentication();
@@ -690,7 +690,7 @@ std::string Address(unsigned number) {
   return fmt::format("02:00:00:00:{:02x}:{:02x}", number >> 8U, number & 255U);
 }
 
-TEST_F(StationTrackerTest, KeepsALimitedNumberOfStations) {
+TEST_F(StationTrackerTest, LimitsTheNumberOfStations) {
   for (unsigned i = 0; i < StationTracker::kMostStations + 3; ++i) {
     ap_.Now(Address(i));
     ap_.RequestAuthentication();

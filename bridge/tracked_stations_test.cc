@@ -5,7 +5,7 @@
 namespace orvane::bridge {
 namespace {
 
-TEST(TrackedStationsTest, ReadsStationsThatWereJustHeard) {
+TEST(TrackedStationsTest, ReadsRecentlyReceivedStations) {
   const auto stations = ParseTrackedStations(
       "02:00:00:00:03:00 0 -50\n02:00:00:00:02:00 1 -81\n02:00:00:00:04:00 2 -60\n");
   ASSERT_EQ(stations.size(), 2U);
@@ -15,11 +15,11 @@ TEST(TrackedStationsTest, ReadsStationsThatWereJustHeard) {
   EXPECT_EQ(stations[1].signal, -81);
 }
 
-TEST(TrackedStationsTest, TakesALastLineWithoutItsEnd) {
+TEST(TrackedStationsTest, AcceptsALastLineWithoutLineFeed) {
   EXPECT_EQ(ParseTrackedStations("02:00:00:00:03:00 0 -50").size(), 1U);
 }
 
-TEST(TrackedStationsTest, SkipsLinesThatCanNotBeRead) {
+TEST(TrackedStationsTest, SkipsInvalidLines) {
   EXPECT_TRUE(ParseTrackedStations("").empty());
   EXPECT_TRUE(ParseTrackedStations("FAIL\n").empty());
   EXPECT_TRUE(ParseTrackedStations("UNKNOWN COMMAND\n").empty());

@@ -21,14 +21,14 @@ FlagsOptions Parse(std::initializer_list<const char*> arguments) {
   return options;
 }
 
-TEST(FlagsCommandLineTest, DefaultsHoldWithoutArguments) {
+TEST(FlagsCommandLineTest, HasDefaults) {
   const FlagsOptions options = Parse({});
   EXPECT_THAT(options.directories,
               ElementsAre("/etc/ap-wavelark/flags.d", "/run/ap-wavelark/flags.d"));
   EXPECT_FALSE(options.check);
 }
 
-TEST(FlagsCommandLineTest, DirectoriesReplaceTheDefaultsInTheirOrder) {
+TEST(FlagsCommandLineTest, DirectoriesReplaceTheDefaults) {
   const FlagsOptions options = Parse({"--directory", "/b", "--check", "--directory=/a", "--v=1"});
   EXPECT_THAT(options.directories, ElementsAre("/b", "/a"));
   EXPECT_TRUE(options.check);

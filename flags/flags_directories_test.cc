@@ -56,7 +56,7 @@ TEST_F(FlagsDirectoriesTest, OnlyFlagsFilesAreRead) {
   EXPECT_THAT(reading.flags, IsEmpty());
 }
 
-TEST_F(FlagsDirectoriesTest, WhatIsNotThereHasNoFlags) {
+TEST_F(FlagsDirectoriesTest, AMissingDirectoryHasNoFlags) {
   const Reading reading = ReadFlagsDirectories({directory_.path() / "none", second_});
   EXPECT_THAT(reading.errors, IsEmpty());
   EXPECT_THAT(reading.flags, IsEmpty());
@@ -67,7 +67,7 @@ TEST_F(FlagsDirectoriesTest, AnErrorNamesItsFile) {
   EXPECT_THAT(Read().errors, ElementsAre((first_ / "a.conf").native() + ":2: no \"=\""));
 }
 
-TEST_F(FlagsDirectoriesTest, WhatIsNoRegularFileIsAnErrorAndHoldsNobodyUp) {
+TEST_F(FlagsDirectoriesTest, ASpecialFileIsAnErrorAndDoesNotBlock) {
   const FilePath file = first_ / "a.conf";
   ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
   EXPECT_EQ(ErrorOf(file), "not a regular file");
@@ -84,7 +84,7 @@ TEST_F(FlagsDirectoriesTest, ALinkIsFollowedAndMustLeadToAFile) {
   EXPECT_THAT(Read().flags, ElementsAre(Pair("a", "1")));
 }
 
-TEST_F(FlagsDirectoriesTest, AFileThatIsTooBigIsAnError) {
+TEST_F(FlagsDirectoriesTest, ATooLargeFileIsAnError) {
   const FilePath file = first_ / "a.conf";
   testbed::WriteFile(file, std::string(kMaxFileSize, '\n'));
   EXPECT_THAT(Read().errors, IsEmpty());
@@ -99,7 +99,7 @@ TEST_F(FlagsDirectoriesTest, TooManyFilesAreAnError) {
   EXPECT_THAT(Read().errors, ElementsAre("101 files, over 100"));
 }
 
-TEST_F(FlagsDirectoriesTest, ADirectoryThatIsNoneIsAnError) {
+TEST_F(FlagsDirectoriesTest, AFileInPlaceOfADirectoryIsAnError) {
   std::filesystem::remove(first_);
   testbed::WriteFile(first_, "");
   EXPECT_EQ(ErrorOf(first_), "Not a directory");

@@ -68,7 +68,7 @@ bool FlagsPublisher::WaitForWriter() {
   }
   if (!patience_timer_.IsRunning()) {
     patience_timer_.Start(kPatience, [this] {
-      LOG(WARNING) << "Changes of flags wait for whoever writes " << watch_.UnfinishedFile();
+      LOG(WARNING) << "Waiting for the writer of " << watch_.UnfinishedFile() << " to close it";
     });
   }
   return true;

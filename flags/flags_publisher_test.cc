@@ -82,7 +82,7 @@ class FlagsFilesTest : public FlagsPublisherTest {
   }
 };
 
-TEST_F(FlagsPublisherTest, DirectoriesMayComeLater) {
+TEST_F(FlagsPublisherTest, DirectoriesMayBeCreatedLater) {
   Start();
   EXPECT_THAT(Flags(), IsEmpty());
   std::filesystem::create_directories(run_);
@@ -109,7 +109,7 @@ TEST_F(FlagsFilesTest, AFileMayBeWrittenReplacedAndRemoved) {
   EXPECT_EQ(published_, 3);
 }
 
-TEST_F(FlagsFilesTest, ALinkCounts) {
+TEST_F(FlagsFilesTest, ALinkIsFollowed) {
   testbed::WriteFile(directory_.path() / "target", "b=2\n");
   std::filesystem::create_symlink(directory_.path() / "target", etc_ / "b.conf");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1"), Pair("b", "2")));
@@ -124,7 +124,7 @@ TEST_F(FlagsFilesTest, AnUnchangedMapIsNotPublished) {
   EXPECT_EQ(published_, 0);
 }
 
-TEST_F(FlagsFilesTest, AFileThatIsBeingWrittenIsWaitedFor) {
+TEST_F(FlagsFilesTest, AFileIsReadWhenItsWriterClosesIt) {
   {
     Writer writer(file_);
     EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1"))) << "truncated";
@@ -138,7 +138,7 @@ TEST_F(FlagsFilesTest, AFileThatIsBeingWrittenIsWaitedFor) {
   EXPECT_EQ(published_, 1);
 }
 
-TEST_F(FlagsFilesTest, ANewFileIsWaitedForBeforeItsFirstLine) {
+TEST_F(FlagsFilesTest, ANewEmptyFileIsReadWhenItsWriterClosesIt) {
   std::filesystem::remove(file_);
   {
     Writer writer(file_);
@@ -148,24 +148,24 @@ TEST_F(FlagsFilesTest, ANewFileIsWaitedForBeforeItsFirstLine) {
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "2")));
 }
 
-TEST_F(FlagsFilesTest, TheWaitForAWriterShowsInTheLog) {
+TEST_F(FlagsFilesTest, TheWaitForAWriterIsLogged) {
   Writer writer(file_);
   Settle();
   loop_.AdvanceBy(seconds(9));
   EXPECT_TRUE(log_.empty());
   loop_.AdvanceBy(seconds(100));
   EXPECT_THAT(log_.Lines(Severity::kWarning),
-              ElementsAre("Changes of flags wait for whoever writes a.conf"));
+              ElementsAre("Waiting for the writer of a.conf to close it"));
 }
 
-TEST_F(FlagsFilesTest, AWriterWhoseFileIsReplacedIsNotWaitedFor) {
+TEST_F(FlagsFilesTest, AReplacedFileEndsTheWaitForItsWriter) {
   Writer writer(file_);
   Settle();
   testbed::ReplaceFile(file_, "a=2\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "2")));
 }
 
-TEST_F(FlagsFilesTest, ABadFileLeavesTheLastGoodMapInForce) {
+TEST_F(FlagsFilesTest, ABadFileKeepsTheLastGoodMap) {
   testbed::WriteFile(file_, "a=2\nclientSteeringInterval=abc\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1")));
   EXPECT_THAT(
@@ -180,7 +180,7 @@ TEST_F(FlagsFilesTest, ABadFileLeavesTheLastGoodMapInForce) {
               ElementsAre(Pair("a", "2"), Pair("b", "2"), Pair("clientSteeringInterval", "30")));
 }
 
-TEST_F(FlagsFilesTest, AnErrorThatComesAgainIsLoggedAgain) {
+TEST_F(FlagsFilesTest, ARepeatedErrorIsLoggedAgain) {
   for (int time = 1; time <= 2; ++time) {
     testbed::WriteFile(file_, "bad\n");
     Settle();
@@ -190,7 +190,7 @@ TEST_F(FlagsFilesTest, AnErrorThatComesAgainIsLoggedAgain) {
   }
 }
 
-TEST_F(FlagsFilesTest, NoValueIsInTheLog) {
+TEST_F(FlagsFilesTest, ValuesAreNotLogged) {
   testbed::WriteFile(file_, "client=02:00:00:00:00:01\nclientSteering=02:00:00:00:00:01\n");
   Settle();
   ASSERT_EQ(log_.lines().size(), 3U);
@@ -226,7 +226,7 @@ TEST_F(FlagsFilesTest, ADirectoryMayBecomeALink) {
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "2")));
 }
 
-TEST_F(FlagsFilesTest, ManyChangesArePublishedWhenTheyAreOver) {
+TEST_F(FlagsFilesTest, ManyChangesArePublishedOnce) {
   for (int i = 1; i <= 1000; ++i) {
     testbed::ReplaceFile(file_, "a=" + std::to_string(i) + "\n");
     if (i % 10 == 0) loop_.AdvanceBy(milliseconds(10));  // one second in total
@@ -235,7 +235,7 @@ TEST_F(FlagsFilesTest, ManyChangesArePublishedWhenTheyAreOver) {
   EXPECT_EQ(published_, 1);
 }
 
-TEST_F(FlagsFilesTest, LostFileEventsCauseAReading) {
+TEST_F(FlagsFilesTest, LostFileEventsCauseARead) {
   testbed::WriteFile(etc_ / "b.conf", "b=1\n");
   testbed::WriteFile(etc_ / "c.conf", "c=1\n");
   Settle();

@@ -51,7 +51,7 @@ TEST(FlagsTextTest, TheLastValueOfAKeyWins) {
   EXPECT_THAT(reading.flags, ElementsAre(Pair("clientSteeringInterval", "3")));
 }
 
-TEST(FlagsTextTest, AnUnknownKeyIsTakenWithAWarning) {
+TEST(FlagsTextTest, AnUnknownKeyIsAcceptedWithAWarning) {
   const Reading reading = Read("\nsomething=a=b \nempty=\n");
   EXPECT_THAT(reading.flags, ElementsAre(Pair("empty", ""), Pair("something", "a=b")));
   EXPECT_THAT(reading.warnings,
@@ -63,7 +63,7 @@ TEST(FlagsTextTest, ABadLineIsReportedWithItsPlace) {
   EXPECT_THAT(reading.errors, ElementsAre("f:2: no \"=\"", "f:3: no key before \"=\""));
 }
 
-TEST(FlagsTextTest, ALastLineWithoutAnEndMayBeHalfOfOne) {
+TEST(FlagsTextTest, ALastLineWithoutLineFeedIsAnError) {
   EXPECT_THAT(Read("clientSteeringInterval=60").errors, ElementsAre("f:1: no line end"));
   EXPECT_THAT(Read("clientSteeringInterval=60\n# done").errors, IsEmpty());
 }
@@ -95,7 +95,7 @@ TEST(FlagsTextTest, NonNumericValuesAreRejected) {
   }
 }
 
-TEST(FlagsTextTest, ANumberThatTheDaemonWouldNotKeepIsRefused) {
+TEST(FlagsTextTest, NumbersThatTheDaemonWouldTruncateAreRejected) {
   EXPECT_EQ(ErrorOf("clientSteeringRootLqmFloor=300"),
             "f:1: the value of clientSteeringRootLqmFloor is not within 0 and 255 (link quality "
             "metric)");
@@ -107,7 +107,7 @@ TEST(FlagsTextTest, ANumberThatTheDaemonWouldNotKeepIsRefused) {
 }
 
 // Values at the bounds of the table are accepted, values beyond them are not.
-TEST(FlagsTextTest, BoundsComeFromTheTable) {
+TEST(FlagsTextTest, BoundsAreThoseOfTheTable) {
   for (const ap::RunTimeFlag& flag : ap::kRunTimeFlags) {
     if (flag.kind != ap::RunTimeFlag::Kind::kNumber) continue;
     const std::string key = std::string(flag.key) + "=";

@@ -34,7 +34,7 @@ std::string Join(const EventParts& parts) {
   return event.SerializeAsString();
 }
 
-TEST(EventPartsTest, ThePartsEqualTheWhole) {
+TEST(EventPartsTest, PartsContainTheWholeEvent) {
   const std::string bytes =
       EventOf(
           "group_id: 'g' interface: WLAN_5000MHZ frequency_in_mhz: 5180 "
@@ -49,7 +49,7 @@ TEST(EventPartsTest, ThePartsEqualTheWhole) {
   EXPECT_EQ(Join(*parts), bytes);
 }
 
-TEST(EventPartsTest, FieldsMayComeInAnyOrderAndBeUnknown) {
+TEST(EventPartsTest, FieldsMayBeInAnyOrderAndUnknown) {
   const std::string entry =
       EventOf("client_event_info { event_type: CONNECT }").SerializeAsString();
   const std::string header = EventOf("interface: WLAN_2400MHZ").SerializeAsString();

@@ -103,7 +103,7 @@ bool RecordStore::Prune(std::int64_t oldest_ms) {
 void RecordStore::Checkpoint() {
   std::unique_ptr<Error> error;
   if (!Run([](RecordDatabase& database) { database.Checkpoint(); }, &error)) {
-    LOG(ERROR) << "Failed to clear the log of the database: " << error->message();
+    LOG(ERROR) << "Failed to empty the write-ahead log: " << error->message();
   }
 }
 
@@ -135,7 +135,7 @@ bool RecordStore::Run(const std::function<void(RecordDatabase& database)>& work,
       const std::string reason =
           fmt::format("{} ({})", exception.what(), exception.getExtendedErrorCode());
       if (is_first && IsDamage(exception)) {
-        LOG(ERROR) << "The database is damaged, and put aside: " << reason;
+        LOG(ERROR) << "The database is damaged and is renamed: " << reason;
         PutAside();
         continue;
       }
