@@ -21,8 +21,9 @@ struct MetricFamily {
 std::string MetricLabel(std::string_view name, std::string_view value);
 
 // Builds the text of a metrics file in the text format of Prometheus, version 0.0.4. The textfile
-// collector of node_exporter reads this format only: the OpenMetrics format names families
-// differently and ends with a line that the collector does not expect.
+// collector of node_exporter reads this format only: in OpenMetrics, families of counters have
+// other names. The last line is OpenMetrics' "# EOF", a comment in this format, by which a reader
+// can check that the file is complete.
 class MetricsText {
  public:
   // The samples of the family follow, before the next family.
@@ -35,7 +36,8 @@ class MetricsText {
     fmt::format_to(std::back_inserter(text_), "{}\n", value);
   }
 
-  std::string Take() { return std::move(text_); }
+  // Returns the text, complete.
+  std::string Take() { return std::move(text_) + "# EOF\n"; }
 
  private:
   void AddName(std::string_view name, std::string_view labels);

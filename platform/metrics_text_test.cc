@@ -28,7 +28,8 @@ TEST(MetricsTextTest, HasAHeadForEachFamily) {
             "lines_total{kind=\"c\"} 0\n"
             "# HELP signal The signal.\n"
             "# TYPE signal gauge\n"
-            "signal -51\n");
+            "signal -51\n"
+            "# EOF\n");
 }
 
 }  // namespace
