@@ -1,8 +1,8 @@
 # shellcheck shell=bash
-# What a scenario finds: the names of things, and the functions of lab/world.sh and
-# lab/vm/access_point.sh.
+# What a scenario can use: the names of things, and the functions of lab/world.sh, lab/vm/access_point.sh
+# and lab/vm/trace.sh.
 
-# What a login would have set.
+# The environment that a login would set.
 export PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8
 
 source script/lib.sh
@@ -24,12 +24,14 @@ readonly programs="$build/testbed"
 readonly vm_programs="$build/lab/vm"
 readonly daemon="$build/optimizer/ap-wavelark"
 readonly bridge="$build/bridge/ap-wavelark-bridge"
+readonly wavelarkctl="$build/wavelarkctl/wavelarkctl"
 mkdir -p "$scratch"
 
 source lab/world.sh
 source lab/vm/access_point.sh
+source lab/vm/trace.sh
 
-# Starting a program is slow on a processor that is emulated, and so is the rest.
+# On an emulated processor everything is slow, above all starting a program.
 pause=0.2
 patience=120
 

@@ -1,5 +1,6 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
-# A client walks away, is sent off, comes back, and is judged again.
+# A client walks away, is steered, comes back, and is judged again. A replay of the trace steers as the
+# daemon does.
 # Clients: 2
 # Bridge: yes
 
@@ -8,13 +9,13 @@ near=client2
 address="$(address_of "$walker")"
 steer_interval=4
 
-# The metric that the daemon saw last of a client, and the signal that it stands for.
+# The last metric of a client in the daemon's log.
 last_metric() {
   sed -nE "s/.* $(address_of "$1") link_quality_metric ([0-9]+) last_.*/\1/p" "$scratch/daemon.log" |
     tail -n 1
 }
 
-# Whether the daemon's metric of a client is what the kernel tells everybody.
+# Whether the daemon's metric of a client is that of the kernel's average signal.
 agrees() { [[ "$(last_metric "$1")" == $(("$(station_value 2400mhz "$1" 'signal avg')" + 100)) ]]; }
 
 settles_at() { signal_is 2400mhz "$walker" "$1" && agrees "$walker"; }
@@ -30,10 +31,9 @@ stay_away "$walker"
 start_traffic 40 "$walker" "$near"
 
 step "The daemon starts, steering: floor 30, hysteresis 5, interval $steer_interval s, poll interval 2 s."
-start_daemon --enable_client_steering --client_steering_interval="$steer_interval" \
-  --client_steering_poll_interval=2 --client_steering_lqm_hysteresis=5
+start_traced_daemon client_steering_interval="$steer_interval" client_steering_lqm_hysteresis=5
 
-step "One of them walks off slowly. What the daemon says of it is what iw says:"
+step "One of them walks off slowly. The daemon's metric follows the signal:"
 for signal in -50 -58 -66; do
   set_signal "$walker" "$signal"
   expect "the daemon sees $signal dBm" settles_at "$signal"
@@ -41,35 +41,41 @@ for signal in -50 -58 -66; do
     "$(last_metric "$walker")"
 done
 expect "the daemon sees the near one as iw does" agrees "$near"
-! told daemon 'Steer Client' || give_up "nobody is sent off above the floor"
+! told daemon 'Steer Client' || give_up "no client is steered above the floor"
 
-step "It goes out of reach, below the floor. hostapd is told to send it off, for reason 5:"
-# It is looked at when it is there, and not on the way.
+step "It falls below the floor. The daemon steers it with reason 5:"
+# Otherwise a poll could see an average between the two signals.
 hold_daemon
 set_signal "$walker" -82
 expect "the kernel hears it there" signal_is 2400mhz "$walker" -82
 release_daemon
-expect "the daemon has it sent off" told daemon "Steer Client $address "
-expect "hostapd is told" told hostapd-2400mhz "DISASSOCIATE $address"
+expect "the daemon steers it" told daemon "Steer Client $address "
+expect "hostapd receives the command" told hostapd-2400mhz "DISASSOCIATE $address"
 hold_daemon
-expect "the client is told" told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
+expect "the client is disconnected" told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
 grep 'Steer Client' "$scratch/daemon.log" | show
 grep "^$walker: CTRL-EVENT-DISCONNECTED" "$scratch/clients.log" | show
 
-step "It comes back at once, as weak as before. Its metric is what it was then: it may stay."
+step "It comes back at once, as weak as before. Its metric has not changed, so it stays."
 join "$walker" 2400mhz
 release_daemon
 as_weak="$(poll_pattern "$walker" '(1[789]|20)' '(1[789]|20)')"
-expect "it is polled past the interval" told daemon "$as_weak last steer ([5-9]|[1-9][0-9])(\.[0-9]+)?s"
-[[ "$(count_told daemon "Steer Client $address ")" == 1 ]] || give_up "it is sent off only once"
+expect "it is polled after the steer interval" told daemon "$as_weak last steer ([5-9]|[1-9][0-9])(\.[0-9]+)?s"
+[[ "$(count_told daemon "Steer Client $address ")" == 1 ]] || give_up "it is steered only once"
 
-step "It goes further still, by more than the hysteresis: it is sent off again."
+step "Its signal falls further, by more than the hysteresis. It is steered again:"
+hold_daemon
 set_signal "$walker" -92
-expect "the daemon has it sent off again" told daemon "Steer Client $address " 2
-expect "the client is told again" \
+expect "the kernel hears it there" signal_is 2400mhz "$walker" -92
+release_daemon
+expect "the daemon steers it again" told daemon "Steer Client $address " 2
+expect "the client is disconnected again" \
   told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5" 2
 grep 'Steer Client' "$scratch/daemon.log" | tail -n 1 | show
 
-step "The near one was never sent off."
+step "The near client was never steered."
 ! told clients "^$near: CTRL-EVENT-DISCONNECTED" || give_up "the near client stays"
 stop daemon || give_up "the daemon ends with status 0"
+
+step "A replay of the trace steers at the same polls:"
+check_replay

@@ -1,5 +1,5 @@
 # shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
-# What the daemon is for, step by step, for somebody who sees it for the first time.
+# A tour of what the daemon does, step by step, for new users.
 # Clients: 2
 # Bridge: yes
 
@@ -13,12 +13,12 @@ show_access_point() {
   start_hostapd 5000mhz
   iw dev | awk '/Interface wlan/ { name = $2 } /channel/ && name { print name ": channel " $2; name = "" }' |
     sort | show
-  step "The bridge stands between it and the daemon, for what Debian's hostapd does not report."
+  step "The bridge runs between it and the daemon, and adds what Debian's hostapd does not report:"
   grep -h 'Attached to hostapd' "$scratch/bridge.log" | show
 }
 
 show_clients() {
-  step "Two clients join at 2.4 GHz. What hostapd knows of them:"
+  step "Two clients join at 2.4 GHz. hostapd lists them:"
   start_clients
   join "$walker" 2400mhz
   join "$neighbour" 2400mhz
@@ -29,7 +29,7 @@ show_clients() {
 }
 
 show_daemon() {
-  step "The recorder, the flags service and the daemon start. It steers: below a metric of 30, that is -70 dBm, a client has to go."
+  step "The recorder, the flags service and the daemon start. It steers clients below a metric of 30, or -70 dBm:"
   set_flags connectionEvents=enabled
   start_services
   start_daemon --enable_client_steering --client_steering_interval="$steer_interval" \
@@ -39,19 +39,19 @@ show_daemon() {
 }
 
 show_steering() {
-  step "One of them, $(address_of "$walker"), walks off. What the daemon sees at each poll:"
+  step "One of them, $(address_of "$walker"), walks off. What the daemon logs at each poll:"
   set_signal "$walker" -82
-  expect "the walker is sent off" told daemon "$(steer_pattern "$walker")"
+  expect "the walker is steered" told daemon "$(steer_pattern "$walker")"
   grep -E "$(poll_pattern "$walker")" "$scratch/daemon.log" | tail -n 3 | show
-  step "Below the floor, and longer than $steer_interval s: hostapd is told to send it off. The client:"
-  expect "the client is told" told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
-  # A poll just while it joins again would be fatal.
+  step "Below the floor for more than $steer_interval s: hostapd disassociates it. The client logs:"
+  expect "the client is disconnected" told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
+  # A poll while it joins again would be fatal.
   hold_daemon
   grep "^$walker: CTRL-EVENT-DISCONNECTED" "$scratch/clients.log" | show
 }
 
 show_return() {
-  step "It looks elsewhere, and joins at 5 GHz, where it is heard better:"
+  step "It joins at 5 GHz, where its signal is better:"
   set_signal "$walker" -50
   join "$walker" 5000mhz
   expect "the kernel hears it there" signal_is 5000mhz "$walker" -50
@@ -62,23 +62,23 @@ show_return() {
 }
 
 show_flags() {
-  step "The flags service raises the floor to 45: now the neighbour, at -60 dBm, is too weak, too."
-  ! told daemon "$(steer_pattern "$neighbour")" || give_up "the neighbour could stay so far"
+  step "The flags service raises the floor to 45. Now the neighbour is too weak at -60 dBm, and is steered:"
+  ! told daemon "$(steer_pattern "$neighbour")" || give_up "the neighbour stays until then"
   set_flags connectionEvents=enabled clientSteeringRootLqmFloor=45
-  expect "the neighbour is sent off" told daemon "$(steer_pattern "$neighbour")"
-  expect "hostapd is told" told hostapd-2400mhz "DISASSOCIATE $(address_of "$neighbour")"
+  expect "the neighbour is steered" told daemon "$(steer_pattern "$neighbour")"
+  expect "hostapd receives the command" told hostapd-2400mhz "DISASSOCIATE $(address_of "$neighbour")"
   hold_daemon
   show_steered "$neighbour"
   expect "the neighbour leaves" told clients "^$neighbour: CTRL-EVENT-DISCONNECTED .*reason=5"
   join "$neighbour" 2400mhz
-  step "And switches steering off:"
+  step "The flags service switches steering off:"
   set_flags clientSteering=disabled
   release_daemon
   expect "steering stops" told daemon 'Client Steer Stopped'
   grep 'Client Steer Stopped' "$scratch/daemon.log" | show
 }
 
-# What the recorder has stored of the client that was last seen at 5 GHz: one row an event.
+# The events of the client that was last at 5 GHz.
 readonly time_line="SELECT substr(time, 12) AS time, interface, event_type AS event,
   signal_dbm AS dBm, coalesce(event_reason, steering_reason, '') AS reason
   FROM timeline WHERE client_shmac =
@@ -86,7 +86,7 @@ readonly time_line="SELECT substr(time, 12) AS time, interface, event_type AS ev
 
 show_records() {
   local heard
-  step "What happened is uploaded in batches. The recorder's database about the one that walked off:"
+  step "The daemon uploads events in batches. The recorder's database about the client that walked off:"
   expect_rows "client_events WHERE interface = 'WLAN_5000MHZ' AND event_type = 'CONNECT'"
   expect_rows "client_events WHERE interface = 'WLAN_2400MHZ' AND event_type = 'DISCONNECT'" 2
   show_query "$time_line"
@@ -100,10 +100,10 @@ show_records() {
 
 show_explanation() {
   local status=0
-  step "And why it was steered, as wavelarkctl reads it from the daemon's log:"
-  "$build/wavelarkctl/wavelarkctl" explain --client "$(address_of "$walker")" "$scratch/daemon.log" \
+  step "wavelarkctl explains from the daemon's log why it was steered:"
+  "$wavelarkctl" explain --client "$(address_of "$walker")" "$scratch/daemon.log" \
     >"$scratch/explanation" 2>&1 || status=$?
-  # 1 says that something needs attention.
+  # Status 1: something needs attention.
   ((status <= 1)) || { cat "$scratch/explanation" && give_up "wavelarkctl explains the log"; }
   grep -q STEERED "$scratch/explanation" || give_up "wavelarkctl finds the steer"
   show <"$scratch/explanation"
@@ -117,7 +117,7 @@ show_return
 show_flags
 show_records
 show_explanation
-step "Told to end, the daemon and the bridge end with exit status 0."
+step "On SIGTERM the daemon and the bridge end with exit status 0."
 stop daemon || give_up "the daemon ends with exit status 0"
 stop bridge || give_up "the bridge ends with exit status 0"
-expect "the bridge leaves hostapd" told hostapd-2400mhz 'monitor detached'
+expect "the bridge detaches from hostapd" told hostapd-2400mhz 'monitor detached'
