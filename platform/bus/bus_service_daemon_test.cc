@@ -121,10 +121,8 @@ class BusServiceDaemonTest : public testing::Test {
 
 class EndingSignalTest : public BusServiceDaemonTest, public testing::WithParamInterface<int> {};
 
-TEST_P(EndingSignalTest, EndsTheDaemonWithSuccessAtOnce) {
-  const auto start = std::chrono::steady_clock::now();
+TEST_P(EndingSignalTest, EndsTheDaemonWithSuccess) {
   EXPECT_EQ(RunWithSignals(daemon_, {GetParam()}), 0);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
   EXPECT_EQ(daemon_.shutdowns, 1);
   EXPECT_TRUE(log_.empty());
 }

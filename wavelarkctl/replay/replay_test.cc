@@ -1,9 +1,12 @@
 // The subcommand "replay", as it is run.
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -242,40 +245,42 @@ TEST_F(ReplayTest, APlotNeedsGnuplot) {
   EXPECT_FALSE(platform::PathExists(directory_.path() / "p.svg"));
 }
 
-struct Mistake {
-  std::vector<std::string> arguments;
-  int status;
-  const char* message;
-};
-
-class ReplayMistakeTest : public ReplayTest, public ::testing::WithParamInterface<Mistake> {};
-
-TEST_P(ReplayMistakeTest, EndsWithOneLine) {
-  std::vector<std::string> arguments = GetParam().arguments;
-  arguments.insert(arguments.begin(), "replay");
-  if (arguments.back() == "TRACE") arguments.back() = trace_;
-  const Outcome outcome = Run(arguments);
-  EXPECT_EQ(outcome.status, GetParam().status);
-  EXPECT_EQ(outcome.out, "");
-  EXPECT_THAT(outcome.err, AllOf(StartsWith("wavelarkctl: "), HasSubstr(GetParam().message)));
-  EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1);
+TEST_F(ReplayTest, AMistakeEndsWithOneLine) {
+  struct Mistake {
+    std::vector<std::string> arguments;
+    int status;
+    const char* message;
+  };
+  const auto mistakes = std::to_array<Mistake>({
+      {{}, 64, "TRACE"},
+      {{"--walk", "moon"}, 64, "--walk"},
+      {{"--returns", "home", "TRACE"}, 64, "--returns"},
+      {{"--stale", "soon", "TRACE"}, 64, "--stale"},
+      {{"--stale=-1", "TRACE"}, 64, "--stale"},
+      {{"--stale=86401", "TRACE"}, 64, "--stale"},
+      {{"--client", "me", "TRACE"}, 64, "--client"},
+      {{"--crowd", "5", "TRACE"}, 64, "--crowd"},
+      {{"--set", "floor=1", "TRACE"}, 64, "floor"},
+      {{"--set", "floor", "TRACE"}, 64, "floor has no value"},
+      {{"--compare", "/none.conf", "--json", "TRACE"}, 64, "--json"},
+      {{"--compare", "/none.conf", "TRACE"}, 69, "/none.conf"},
+      {{"--client", "02:00:00:00:00:99", "TRACE"}, 65, "no row of"},
+      {{"/none.csv"}, 69, "/none.csv"},
+      {{"/"}, 69, "regular"},
+  });
+  for (const auto& [rest, status, message] : mistakes) {
+    SCOPED_TRACE(fmt::format("{}", fmt::join(rest, " ")));
+    std::vector<std::string> arguments = {"replay"};
+    for (const std::string& argument : rest) {
+      arguments.push_back(argument == "TRACE" ? trace_ : argument);
+    }
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, AllOf(StartsWith("wavelarkctl: "), HasSubstr(message)));
+    EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Arguments, ReplayMistakeTest,
-    ::testing::Values(Mistake{{}, 64, "TRACE"}, Mistake{{"--walk", "moon"}, 64, "--walk"},
-                      Mistake{{"--returns", "home", "TRACE"}, 64, "--returns"},
-                      Mistake{{"--stale", "soon", "TRACE"}, 64, "--stale"},
-                      Mistake{{"--stale=-1", "TRACE"}, 64, "--stale"},
-                      Mistake{{"--stale=86401", "TRACE"}, 64, "--stale"},
-                      Mistake{{"--client", "me", "TRACE"}, 64, "--client"},
-                      Mistake{{"--crowd", "5", "TRACE"}, 64, "--crowd"},
-                      Mistake{{"--set", "floor=1", "TRACE"}, 64, "floor"},
-                      Mistake{{"--set", "floor", "TRACE"}, 64, "floor has no value"},
-                      Mistake{{"--compare", "/none.conf", "--json", "TRACE"}, 64, "--json"},
-                      Mistake{{"--compare", "/none.conf", "TRACE"}, 69, "/none.conf"},
-                      Mistake{{"--client", "02:00:00:00:00:99", "TRACE"}, 65, "no row of"},
-                      Mistake{{"/none.csv"}, 69, "/none.csv"}, Mistake{{"/"}, 69, "regular"}));
 
 class WalkTest : public ReplayTest, public ::testing::WithParamInterface<const char*> {};
 

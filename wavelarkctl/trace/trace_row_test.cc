@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <string>
 
@@ -41,43 +42,42 @@ TEST(TraceRowTest, ASignalOfAnEarlierRowIsCleared) {
   EXPECT_EQ(row.signal, std::nullopt);
 }
 
-struct Case {
-  const char* line;
-  const char* problem;
-};
-
-class WrongRowTest : public ::testing::TestWithParam<Case> {};
-
-TEST_P(WrongRowTest, IsRefused) {
-  TraceRow row;
-  EXPECT_THAT(std::string(ParseTraceRow(GetParam().line, &row)), HasSubstr(GetParam().problem));
+TEST(TraceRowTest, AWrongRowIsRefused) {
+  struct Case {
+    const char* line;
+    const char* problem;
+  };
+  for (const auto& [line, problem] : std::to_array<Case>({
+           {"", "five fields"},
+           {"1,a,02:00:00:00:00:01,-71", "five fields"},
+           {"1,a,02:00:00:00:00:01,-71,1,", "five fields"},
+           {"x,a,02:00:00:00:00:01,-71,1", "time"},
+           {"-1,a,02:00:00:00:00:01,-71,1", "time"},
+           {"253402300800,a,02:00:00:00:00:01,-71,1", "time"},
+           {",a,02:00:00:00:00:01,-71,1", "time"},
+           {"1,,02:00:00:00:00:01,-71,1", "interface"},
+           {"1,1234567890123456,02:00:00:00:00:01,-71,1", "interface"},
+           {"1,a b,02:00:00:00:00:01,-71,1", "interface"},
+           {"1,a\"b,02:00:00:00:00:01,-71,1", "interface"},
+           {"1,a/b,02:00:00:00:00:01,-71,1", "interface"},
+           {"1,\xc3\xa4,02:00:00:00:00:01,-71,1", "interface"},
+           {"1,a,02:00:00:00:00:1,-71,1", "address"},
+           {"1,a,02:00:00:00:00:0g,-71,1", "address"},
+           {"1,a,02-00-00-00-00-01,-71,1", "address"},
+           {"1,a,-2:00:00:00:00:01,-71,1", "address"},
+           {"1,a,02:00:00:00:00:01,-129,1", "signal"},
+           {"1,a,02:00:00:00:00:01,128,1", "signal"},
+           {"1,a,02:00:00:00:00:01,-71.5,1", "signal"},
+           {"1,a,02:00:00:00:00:01, -71,1", "signal"},
+           {"1,a,02:00:00:00:00:01,-71,2", "authorized"},
+           {"1,a,02:00:00:00:00:01,-71,", "authorized"},
+           {"1,a,02:00:00:00:00:01,-71,1 ", "authorized"},
+       })) {
+    SCOPED_TRACE(line);
+    TraceRow row;
+    EXPECT_THAT(std::string(ParseTraceRow(line, &row)), HasSubstr(problem));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, WrongRowTest,
-    ::testing::Values(Case{"", "five fields"}, Case{"1,a,02:00:00:00:00:01,-71", "five fields"},
-                      Case{"1,a,02:00:00:00:00:01,-71,1,", "five fields"},
-                      Case{"x,a,02:00:00:00:00:01,-71,1", "time"},
-                      Case{"-1,a,02:00:00:00:00:01,-71,1", "time"},
-                      Case{"253402300800,a,02:00:00:00:00:01,-71,1", "time"},
-                      Case{",a,02:00:00:00:00:01,-71,1", "time"},
-                      Case{"1,,02:00:00:00:00:01,-71,1", "interface"},
-                      Case{"1,1234567890123456,02:00:00:00:00:01,-71,1", "interface"},
-                      Case{"1,a b,02:00:00:00:00:01,-71,1", "interface"},
-                      Case{"1,a\"b,02:00:00:00:00:01,-71,1", "interface"},
-                      Case{"1,a/b,02:00:00:00:00:01,-71,1", "interface"},
-                      Case{"1,\xc3\xa4,02:00:00:00:00:01,-71,1", "interface"},
-                      Case{"1,a,02:00:00:00:00:1,-71,1", "address"},
-                      Case{"1,a,02:00:00:00:00:0g,-71,1", "address"},
-                      Case{"1,a,02-00-00-00-00-01,-71,1", "address"},
-                      Case{"1,a,-2:00:00:00:00:01,-71,1", "address"},
-                      Case{"1,a,02:00:00:00:00:01,-129,1", "signal"},
-                      Case{"1,a,02:00:00:00:00:01,128,1", "signal"},
-                      Case{"1,a,02:00:00:00:00:01,-71.5,1", "signal"},
-                      Case{"1,a,02:00:00:00:00:01, -71,1", "signal"},
-                      Case{"1,a,02:00:00:00:00:01,-71,2", "authorized"},
-                      Case{"1,a,02:00:00:00:00:01,-71,", "authorized"},
-                      Case{"1,a,02:00:00:00:00:01,-71,1 ", "authorized"}));
 
 }  // namespace
 }  // namespace orvane::wavelarkctl
