@@ -25,6 +25,11 @@ constexpr char kManager[] = "org.freedesktop.systemd1.Manager";
 constexpr char kUnit[] = "org.freedesktop.systemd1.Unit";
 constexpr char kService[] = "org.freedesktop.systemd1.Service";
 
+// The text of a negative result of the library.
+std::string ErrorText(int result) {
+  return result == -ETIMEDOUT ? "no answer within 2 s" : platform::SystemErrorText(-result);
+}
+
 // Owns the error of a call.
 class CallError {
  public:
@@ -34,7 +39,11 @@ class CallError {
   ~CallError() { sd_bus_error_free(&error_); }
 
   sd_bus_error* get() { return &error_; }
-  std::string text() const { return error_.message == nullptr ? "" : error_.message; }
+  // The bus explains a refusal with the whole message, which tells an operator nothing.
+  std::string text() const {
+    if (sd_bus_error_has_name(&error_, SD_BUS_ERROR_ACCESS_DENIED) > 0) return "access is denied";
+    return error_.message == nullptr ? "" : error_.message;
+  }
 
  private:
   sd_bus_error error_ = SD_BUS_ERROR_NULL;
@@ -69,7 +78,7 @@ BusProbe::BusProbe() {
   const int result = sd_bus_open_system(&bus);
   bus_.reset(bus);
   if (result < 0) {
-    error_ = platform::SystemErrorText(-result);
+    error_ = ErrorText(result);
     return;
   }
   sd_bus_set_method_call_timeout(bus, microseconds(kPatience).count());
@@ -81,37 +90,37 @@ void BusProbe::WaitUntilReady() {
   const auto deadline = steady_clock::now() + kPatience;
   while (sd_bus_is_ready(bus_.get()) == 0) {
     const auto left = std::chrono::duration_cast<microseconds>(deadline - steady_clock::now());
-    if (left.count() <= 0) return Note(-ETIMEDOUT, "");
-    int result = sd_bus_process(bus_.get(), nullptr);
+    int result = left.count() <= 0 ? -ETIMEDOUT : sd_bus_process(bus_.get(), nullptr);
     if (result == 0) result = sd_bus_wait(bus_.get(), static_cast<std::uint64_t>(left.count()));
-    if (result < 0) return Note(result, "");
+    if (result < 0) {
+      error_ = ErrorText(result);
+      return;
+    }
   }
 }
 
-// Keeps an error after which no other call gets an answer.
-void BusProbe::Note(int result, const std::string& what) {
-  const bool is_lost = result == -ETIMEDOUT || result == -ENOTCONN || result == -ECONNRESET;
-  if (!is_lost && !what.empty()) return;
-  error_ = result == -ETIMEDOUT ? "no answer within 2 s" : platform::SystemErrorText(-result);
+void BusProbe::NoteLoss(int result) {
+  if (result == -ETIMEDOUT || result == -ENOTCONN || result == -ECONNRESET) {
+    error_ = ErrorText(result);
+  }
+}
+
+std::optional<std::uint32_t> BusProbe::AskBus(const char* member, const std::string& name) {
+  if (!error_.empty()) return std::nullopt;
+  Reply reply;
+  const int result = sd_bus_call_method(bus_.get(), kBusName, kBusPath, kBusName, member, nullptr,
+                                        &reply.message, "s", name.c_str());
+  std::uint32_t number = 0;
+  if (result >= 0 && sd_bus_message_read(reply.message, "u", &number) > 0) return number;
+  NoteLoss(result);
+  return std::nullopt;
 }
 
 std::optional<NameOwner> BusProbe::FindOwner(const std::string& name) {
-  if (!error_.empty()) return std::nullopt;
-  NameOwner owner;
-  for (const auto& [member, value] :
-       {std::pair{"GetConnectionUnixProcessID", &owner.pid},
-        {"GetConnectionUnixUser", reinterpret_cast<int*>(&owner.uid)}}) {
-    Reply reply;
-    const int result = sd_bus_call_method(bus_.get(), kBusName, kBusPath, kBusName, member, nullptr,
-                                          &reply.message, "s", name.c_str());
-    std::uint32_t number = 0;
-    if (result < 0 || sd_bus_message_read(reply.message, "u", &number) < 0) {
-      Note(result, name);
-      return std::nullopt;
-    }
-    *value = static_cast<int>(number);
-  }
-  return owner;
+  const auto pid = AskBus("GetConnectionUnixProcessID", name);
+  const auto uid = AskBus("GetConnectionUnixUser", name);
+  if (!pid || !uid) return std::nullopt;
+  return NameOwner{.pid = static_cast<pid_t>(*pid), .uid = *uid};
 }
 
 bool BusProbe::IsActivatable(const std::string& name) {
@@ -121,7 +130,7 @@ bool BusProbe::IsActivatable(const std::string& name) {
                                         "ListActivatableNames", nullptr, &reply.message, "");
   char** names = nullptr;
   if (result < 0 || sd_bus_message_read_strv(reply.message, &names) < 0) {
-    Note(result, name);
+    NoteLoss(result);
     return false;
   }
   bool is_listed = false;

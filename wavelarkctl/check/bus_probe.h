@@ -56,7 +56,10 @@ class BusProbe {
   };
 
   void WaitUntilReady();
-  void Note(int result, const std::string& what);
+  // Keeps an error after which no other call gets an answer.
+  void NoteLoss(int result);
+  // Calls a method of the bus that returns a number for a name.
+  std::optional<std::uint32_t> AskBus(const char* member, const std::string& name);
   std::string GetText(const std::string& path, const char* interface, const char* name);
 
   std::unique_ptr<sd_bus, Closer> bus_;
