@@ -33,14 +33,16 @@ struct SharedMemory {
 
   static constexpr std::size_t kCapacity = 4096;
 
-  // When a station was last steered. A join after this lifetime does not count as caused by it.
+  // When a station was last steered. A later join than this lifetime is not an effect of the steer.
   RecentMap<ap::MacAddress, platform::MonotonicTime> steerings{kCapacity, std::chrono::minutes(1)};
-  // The lifetime exceeds the time after which hostapd notices that a station has left an interface.
+  // The last authentication of each station, on any interface. A disconnect uses it to see that the
+  // station has moved. The lifetime exceeds the time after which hostapd notices that a station has
+  // left an interface.
   RecentMap<ap::MacAddress, Join> joins{kCapacity, std::chrono::minutes(15)};
 };
 
-// The stations of one interface. Passes each report to the machine of its station. It uses no clock
-// and no descriptors; see StationMachine for the order of calls.
+// The stations of one interface. Passes each event to the StationMachine of its station. Uses no
+// clock and no descriptors; see StationMachine for the order of calls.
 class StationTracker {
  public:
   // Maximum number of stations with state. hostapd serves at most 2007.
@@ -59,17 +61,18 @@ class StationTracker {
   void OnControlEvent(const ControlEvent& event, Moment now);
   void OnNl80211Event(const Nl80211Event& event, Moment now);
 
-  // Handles hostapd's answer to a TRACK_STA_LIST that was sent after the last received frame; empty
-  // if it failed.
+  // Sets the signals of the lines that wait for one. `tracked` is hostapd's answer to a
+  // TRACK_STA_LIST that was sent after the last received frame; empty if the command failed.
   void OnTrackedStations(std::span<const TrackedStation> tracked);
 
   // A DISASSOCIATE for the station has been forwarded to hostapd.
   void OnSteered(const ap::MacAddress& station, Moment now);
 
-  // Nothing is left to read, or NextDeadline has passed.
+  // Finishes the lines that are complete or due. Called when nothing is left to read, and when
+  // NextDeadline has passed.
   void Settle(Moment now);
 
-  // hostapd is gone: writes the waiting lines as they are, and removes the stations.
+  // Called when hostapd is gone. Finishes all lines as they are, and removes the stations.
   void Reset();
 
   std::optional<platform::MonotonicTime> NextDeadline() const;
@@ -78,7 +81,8 @@ class StationTracker {
   std::vector<EventLine> TakeLines() { return std::exchange(lines_, {}); }
 
   std::size_t station_count() const { return stations_.size(); }
-  // The number of events of stations that were ignored for lack of room.
+  // The number of ignored events: of group addresses, and of further stations while kMostStations
+  // are known.
   std::uint64_t ignored_count() const { return ignored_count_; }
 
  private:

@@ -13,7 +13,8 @@ using FlagMap = std::map<std::string, std::string>;
 // The result of reading so far. The map is valid only without errors.
 struct Reading {
   FlagMap flags;
-  // Each is "FILE:LINE: REASON". Values are not quoted, since they may contain anything.
+  // Each error and each warning is "FILE:LINE: REASON". The reason does not repeat the value, which
+  // may contain anything.
   std::vector<std::string> errors;
   std::vector<std::string> warnings;
 
@@ -21,13 +22,13 @@ struct Reading {
 };
 
 // Adds the lines of a file to a reading. Each line is "KEY=VALUE", empty, or begins with "#". White
-// space around line, key and value is ignored. A value may be empty and may contain "=". A repeated
-// key gets the new value.
+// space around line, key and value is ignored. The first "=" ends the key. If a key is repeated,
+// the last value wins.
 //
-// Errors: a line without "=" or without a key; a line with characters other than printable ASCII
-// and tabs, or longer than kMaxLineLength; a value that the daemon can't use
-// (common/run_time_flags.h); a last line without a line end, which may be incomplete. An unknown
-// key is a warning.
+// Errors, except in comments and empty lines: a line without "=" or without a key; a line with
+// characters other than printable ASCII and tabs, or longer than kMaxLineLength; a value that the
+// daemon can't use (common/run_time_flags.h); a last line without a line end, which may be
+// incomplete. An unknown key is a warning.
 void ReadFlags(const std::string& file, std::string_view text, Reading* reading);
 
 inline constexpr std::size_t kMaxLineLength = 1024;

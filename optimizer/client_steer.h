@@ -25,15 +25,18 @@ namespace orvane::ap {
 
 // The initial settings of the steering policy.
 struct ClientSteerSettings {
-  platform::TimeSpan steer_interval;  // time since the last steer or arrival, exclusive minimum
-  platform::TimeSpan poll_interval;   // from the start of a pass to the start of the next one
-  std::uint8_t lqm_hysteresis;  // change of the metric since the last steer, exclusive minimum
-  bool is_root;                 // chooses the floor
+  // A station is steered only if more than this has passed since its last steer or arrival.
+  platform::TimeSpan steer_interval;
+  // From the start of a pass to the start of the next one.
+  platform::TimeSpan poll_interval;
+  // A station is steered only if its metric differs by more than this from the last steer metric.
+  std::uint8_t lqm_hysteresis;
+  bool is_root;  // true: root_lqm_floor applies; false: child_lqm_floor
   std::uint8_t root_lqm_floor;
   std::uint8_t child_lqm_floor;
 };
 
-// The decision on one station in one poll.
+// The decision on one station in one pass.
 struct StationJudgement {
   const std::string& interface;
   const MacAddress& mac_address;
@@ -42,16 +45,17 @@ struct StationJudgement {
 };
 
 // Disassociates poorly connected stations from an access-point interface, so that they join a
-// better one. A pass polls each interface in turn: it requests the stations and sends hostapd a
+// better one. A pass requests a dump of the stations of each interface in turn, and sends hostapd a
 // command to disassociate those that qualify. At its end it forgets the stations that have not been
 // seen for two steer intervals. If an interface does not exist, the pass ends there and forgets
 // nothing.
 //
 // The first pass starts one poll interval after the service starts. Passes overlap if a pass takes
-// longer than the poll interval. They share one cursor, the index of the interface that is polled:
-// a new pass resets it, the end of each dump advances it, and replies count for the interface at
-// the cursor, whichever pass requested them. If the cursor is past the last interface, a reply only
-// updates what is known of the station.
+// longer than the poll interval. They share one cursor, the index of the interface that is dumped.
+// A new pass sets the cursor to 0, and the end of each dump advances it. A reply counts for the
+// interface at the cursor, even if an earlier pass requested it. If the cursor is past the last
+// interface, the station counts as moved to that index: it is not steered, and its steer interval
+// restarts.
 class ClientSteer : public Service {
  public:
   // The smallest poll interval. Shorter settings have the same effect.
@@ -76,18 +80,20 @@ class ClientSteer : public Service {
   void Configure(std::int32_t steer_interval_seconds, std::int32_t poll_interval_seconds,
                  std::int32_t lqm_floor, std::int32_t lqm_hysteresis);
 
-  // Calls `observer` for each authorized station in each poll, before any command for it is sent,
-  // but not for replies past the last interface. The observer must not call this object. Replaces
-  // the previous observer; null removes it.
+  // Calls `observer` for each authorized station in each pass, before a command for the station is
+  // sent, but not while the cursor is past the last interface. The observer must not call this
+  // object. Replaces the previous observer; null removes it.
   void SetObserver(Observer observer) { observer_ = std::move(observer); }
 
-  // Starts a pass and schedules the next one after the poll interval, until the service is switched
-  // off. The timer calls this.
+  // Starts a pass, and arms the timer, which calls this again after the poll interval. Switching
+  // the service off stops the timer.
   void CheckAndSteer();
 
  private:
   struct StationSteerState {
-    std::int32_t interface_index = -1;  // in steer_interfaces_, where it was last seen; -1: nowhere
+    // Index in steer_interfaces_ where the station was last seen. -1: nowhere; the size: in a reply
+    // past the last interface.
+    std::int32_t interface_index = -1;
     platform::WallTime last_steer_time;
     platform::WallTime last_seen_time;
     // Per interface; 0 until the station is steered from it.

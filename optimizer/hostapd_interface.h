@@ -32,19 +32,19 @@ class HostapdInterface {
   HostapdInterface& operator=(const HostapdInterface&) = delete;
   virtual ~HostapdInterface();
 
-  // Creates and starts the monitors. Replaces existing ones.
+  // Creates and starts the monitors. Destroys existing ones, so a callback must not call this.
   void Init();
 
   // Callbacks run in order of registration. A callback that is added during an event also gets that
-  // event. Callbacks can't be removed, so bind them to a weak reference.
+  // event. A single callback can't be removed, so bind it to a weak reference.
   void AddEventCallback(EventCallback callback);
 
   // Sends a command to the hostapd of the interface. A command for an interface that is not
   // monitored is dropped. Neither a failure nor hostapd's answer is reported.
   virtual void SendCommand(const std::string& interface_name, const std::string& command);
 
-  // Removes the callbacks and destroys the monitors, which detaches them. A callback must not call
-  // this.
+  // Removes all callbacks and destroys the monitors, which detach from hostapd. A callback must not
+  // call this.
   void Shutdown();
 
  private:

@@ -18,7 +18,7 @@ namespace orvane::ap {
 // The reason of a failed request.
 struct Nl80211Error {
   std::string message;
-  // A positive errno; or the AuxiliaryKind if there is no message.
+  // A positive errno, or the AuxiliaryKind if the kernel sent no error message.
   std::int32_t code;
 };
 
@@ -41,7 +41,7 @@ void ReportFailure(const Nl80211CompletionCallback& callback, std::string messag
                    std::int32_t code);
 
 // Translates a call of the auxiliary handler (see NetlinkHandlers) into a call of the callback. An
-// unexpected message is only logged. The end of a request that is not a dump is not reported.
+// unexpected message is only logged. The success of a request that is not a dump is not reported.
 void ReportOutcome(bool is_dump, platform::AuxiliaryKind kind,
                    const platform::NetlinkMessage* message,
                    const Nl80211CompletionCallback& callback);

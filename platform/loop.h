@@ -62,8 +62,8 @@ class Loop {
   virtual MonotonicTime MonotonicNow() const = 0;
 
   // Calls OnReadReady of `watcher` while `fd` is readable or in error, until the watch is
-  // destroyed. Returns null if the descriptor can't be watched; one descriptor can have one watch
-  // at a time. `fd` and `watcher` must outlive the watch.
+  // destroyed. Returns null if the descriptor can't be watched, or has a watch of either kind.
+  // `fd` and `watcher` must outlive the watch.
   [[nodiscard]] virtual std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) = 0;
 
   // Like WatchReadable, but calls OnWriteReady while `fd` is writable or in error.

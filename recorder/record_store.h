@@ -14,10 +14,10 @@
 
 namespace orvane::recorder {
 
-// Stores records in a database that may fail. After a failure the next record opens the database
-// again, so that a repaired one is used at once. A damaged database and its log are renamed to
-// "NAME.damaged-YYYYMMDDTHHMMSSZ", and a new one is created. The last kKeptDamaged damaged ones are
-// kept.
+// Stores records in a database. After a failure the next access opens the database again, so a
+// repaired database is used at once. A damaged database is renamed to
+// "NAME.damaged-YYYYMMDDTHHMMSSZ", its write-ahead log to the same with "-wal", and a new database
+// is created. The last kKeptDamaged damaged databases are kept.
 //
 // Errors have the domain platform::kDBusErrorDomain.
 class RecordStore {
@@ -28,18 +28,20 @@ class RecordStore {
 
   explicit RecordStore(DatabaseOptions options) : options_(std::move(options)) {}
 
-  // Opens the database. Without this call the first record opens it.
+  // Opens the database. Without this call the first access opens it.
   bool Open(ErrorHolder error);
 
-  // Return true if the record is stored permanently.
+  // Return true if the record is committed. It then survives the end of the process, and with
+  // DatabaseOptions::is_synchronous_full also a power failure.
   bool AddData(const DataRecord& record, ErrorHolder error);
   bool AddMetric(const MetricRecord& record, ErrorHolder error);
 
   // Counts an error that does not concern the database.
   void CountError(std::string_view kind) { pending_.AddError(kind); }
 
-  // Deletes records that are older than `oldest_ms` or exceed the maximum size. One call takes some
-  // milliseconds. Returns whether there may be more to delete.
+  // Deletes some of the oldest rows if there are records from before `oldest_ms` (since the Unix
+  // epoch), or if the database is larger than its maximum size. One call takes some milliseconds.
+  // Returns whether there may be more to delete.
   bool Prune(std::int64_t oldest_ms);
 
   void Checkpoint();
@@ -47,8 +49,8 @@ class RecordStore {
   // The size of the write-ahead log, in bytes.
   std::int64_t log_size() const { return database_ ? database_->log_size() : 0; }
 
-  // Returns the metrics of the database, or those of the last successful reading, plus what is not
-  // stored yet.
+  // Returns the metrics of the database plus the counts that are not stored yet. If the database
+  // can't be read, uses its metrics of the last successful reading.
   Metrics ReadMetrics();
 
  private:

@@ -39,7 +39,8 @@ class MethodCall {
   std::string member_;
 };
 
-// A call without its reply yet. Destroying it drops the reply. Its callback may destroy it.
+// A call whose callback has not run yet. Destroying it cancels the callback. The callback may
+// destroy it.
 class PendingCall {
  public:
   virtual ~PendingCall() = default;
@@ -50,9 +51,10 @@ using SignalSubscription = SlotPtr;
 
 // A remote object, for method calls and signals. Created by Connection.
 //
-// Errors have the domain kDBusErrorDomain. An error reply gives its own name and text. Without a
-// reply (no such service, time-out, lost connection) the bus library gives them. If the call can't
-// be built or sent, the name is "org.freedesktop.DBus.Error.Failed".
+// Errors have the domain kDBusErrorDomain and the D-Bus error's name as their code. Name and text
+// come from the error reply (of the bus, if there is no such service) or from the bus library
+// (time-out, lost connection). If the call can't be built, or CallAsync can't send it, the code is
+// "org.freedesktop.DBus.Error.Failed".
 class ObjectProxy {
  public:
   // Exactly one argument is not null. The reply is valid during the call.
@@ -75,10 +77,10 @@ class ObjectProxy {
   [[nodiscard]] std::unique_ptr<PendingCall> CallAsync(MethodCall call, int timeout_ms,
                                                        ReplyCallback callback) const;
 
-  // Calls `callback` for each broadcast signal of that name from this object. `arg0` is the
-  // required first argument; empty matches any. The bus checks that the sender of a broadcast owns
-  // the service's name, so a change of owner can't be missed. It does not check signals that are
-  // addressed to this process. These are ignored, since any process can send them.
+  // Calls `callback` for each broadcast signal `interface`.`member` of this object. If `arg0` is
+  // not empty, it must equal the first argument. The bus delivers broadcasts only from the current
+  // owner of the service's name. Signals that are addressed to this process are ignored, because
+  // any process can send them. On failure returns null and logs a line.
   [[nodiscard]] SignalSubscription Subscribe(const std::string& interface,
                                              const std::string& member, const std::string& arg0,
                                              SignalCallback callback) const;
@@ -93,7 +95,8 @@ class ObjectProxy {
   std::string path_;
 };
 
-// Returns whether the reply has no unread arguments left. Otherwise adds an error.
+// Returns true if all arguments of the reply have been read. Otherwise returns false and adds an
+// error.
 bool CheckNoMoreArguments(sd_bus_message* reply, ErrorHolder error);
 
 }  // namespace orvane::platform::bus

@@ -16,44 +16,43 @@
 
 namespace orvane::platform {
 
-// The reason for a call of the auxiliary handler.
+// Why the auxiliary handler is called, and with which message.
 enum class AuxiliaryKind : std::int32_t {
-  kDone = 0,            // The dump is complete. With the done message.
-  kKernelError = 1,     // The request failed. With the error message, or null if the socket failed.
-  kTimeOut = 2,         // The kernel did not answer. With null.
-  kUnexpectedType = 3,  // The type of a message is not the request's. With the message.
+  kDone = 0,            // The dump is complete; the done message.
+  kKernelError = 1,     // The request failed; the error message, or null if the socket failed.
+  kTimeOut = 2,         // The kernel did not answer; null.
+  kUnexpectedType = 3,  // A message has another type than the request; that message.
 };
 
 // The handlers of a request. All must be set.
 struct NetlinkHandlers {
   // Called for each reply message.
   std::function<void(const GenericNetlinkMessage& message)> on_message;
-  // Called for an acknowledgement. `*remove_handlers` is true at the call; unless the handler sets
-  // it to false, the request ends.
+  // Called for an acknowledgement. `*remove_handlers` is true at the call. If the handler sets it
+  // to false, the request continues, unless its reply has already arrived. Otherwise it ends.
   std::function<void(bool* remove_handlers)> on_acknowledgement;
-  // `message` is null or valid during the call.
+  // The auxiliary handler. `message` is valid during the call.
   std::function<void(AuxiliaryKind kind, const NetlinkMessage* message)> on_auxiliary;
 };
 
 // A socket to the kernel, and the pending request on it, if any. The kernel runs one dump per
 // socket at a time.
 //
-// A request ends once, and its handlers are then destroyed:
+// A request ends in one of these ways. Its handlers are then destroyed.
 //  - A done message or an error message arrives: the auxiliary handler is called.
 //  - The socket fails: the auxiliary handler is called with kKernelError.
-//  - The deadline passes: the auxiliary handler is called with kTimeOut, unless the reply to a
-//  request
-//    that is not a dump has arrived.
-//  - Both the reply and the acknowledgement of a request that is not a dump have arrived: no call.
-//  - The acknowledgement handler removes the handlers: no call.
+//  - The deadline passes: the auxiliary handler is called with kTimeOut.
+//  - The deadline passes, and only the acknowledgement is missing (not for dumps): no call.
+//  - The reply and the acknowledgement have both arrived (not for dumps): no call.
+//  - An acknowledgement arrives, and its handler leaves `*remove_handlers` true: no call.
+//  - The connection is destroyed: no call.
 //
-// The auxiliary handler is also called for each message of an unexpected type. After the first one,
-// the end of the request is not reported, because the answer may be incomplete. Replies still reach
+// The auxiliary handler is also called for each message of an unexpected type. The answer may then
+// be incomplete, so the end of the request is not reported, not even a failure. Replies still reach
 // the message handler until the request ends.
 //
-// The connection checks the request every kResponseDeadline, first after Send. If no datagram has
-// arrived since the last check, the request ends. So the kernel can be silent for up to twice
-// kResponseDeadline.
+// After Send, the connection checks the request every kResponseDeadline. The deadline passes if no
+// datagram has arrived since Send or the last check, so after up to twice kResponseDeadline.
 //
 // After a done message, an error message, or a reply and its acknowledgement, the connection is
 // idle and can send the next request. In all other cases late replies may follow, so the socket is

@@ -24,7 +24,7 @@ namespace orvane::wavelarkctl {
 enum class Returns : std::uint8_t {
   kTrace,  // it follows its rows
   kSame,   // it comes back to the interface that it was steered from
-  kOther,  // it joins the next interface of the list, after the last one the first
+  kOther,  // it joins the next interface of the roster; after the last one, the first one
 };
 
 // "trace", "same" or "other".
@@ -45,11 +45,12 @@ struct Sighting {
   bool is_authorized;
 };
 
-// A client from one row to its next one. If the next row is later than the stale age plus a poll
-// interval, the client has left, and the stay ends when the row becomes stale.
+// The time from a row of a client to the client's next row. If the next row comes later than
+// ReplayOptions::stale plus a poll interval, the client has left, and the stay ends `stale` after
+// the first of the two rows. The last stay ends after `stale` or with the trace.
 struct Stay {
   std::uint32_t client;
-  std::uint32_t interface;  // after its steers, see Returns
+  std::uint32_t interface;  // where the replay puts the client after a steer, see Returns
   std::uint8_t metric;
   bool is_below_floor;
   platform::WallTime begin;
@@ -67,15 +68,16 @@ class ReplayListener {
 };
 
 // Runs the daemon's own steering service over the rows of a trace, in virtual time, on a simulated
-// kernel that lists the clients of the rows. The service starts at the time of the first row. A
-// poll comes after the rows of its time. It sees each client at each interface of the client's last
-// sample, unless that is stale. No poll is later than the last row.
+// kernel that lists the clients of the rows. The service starts at the time of the first row. The
+// rows with one time are a sample, and come before a poll at that time. A poll sees each client at
+// all interfaces of the client's last sample, unless the sample is older than ReplayOptions::stale.
+// No poll is later than the last row.
 //
-// If a row's time is before that of the previous row, the clock was set back, and no time passes.
-// If it is later, that time passes, however long it is.
+// If a row is earlier than the previous row, the clock was set back, and the virtual time does not
+// advance. If a row is later, the virtual time advances by the difference, however long it is.
 //
-// With kSame or kOther a steered client stays where the model puts it, with the signals of its
-// rows, until it has left (see Stay).
+// With kSame or kOther a steered client stays where Returns puts it, with the signals of its rows,
+// until it has left (see Stay).
 class Replayer {
  public:
   // Polls the interfaces of the roster. The roster and the listener must outlive this object.
@@ -117,7 +119,7 @@ class Replayer {
   platform::MonotonicTime Now() const;
   // Skips polls that would see no client, and advances the wall clock. Returns the rest of `span`.
   platform::TimeSpan SkipIdlePolls(platform::TimeSpan span);
-  // Runs everything that is due before `time`, and stops the loop just before it.
+  // Runs the polls that are due before `time`. Sets `behind_` to the time that the loop then lacks.
   void RunUntil(platform::MonotonicTime time);
   void EndStay(std::uint32_t number, Client& client, platform::TimeSpan length);
   void OnPass();
