@@ -17,6 +17,7 @@
 
 #include "common/mac_address.h"
 #include "optimizer/nl80211_manager.h"
+#include "optimizer/nl80211_message.h"
 #include "platform/netlink/generic_netlink_request.h"
 #include "platform/netlink/netlink_manager.h"
 #include "platform/netlink/netlink_message.h"
@@ -77,8 +78,8 @@ struct Request {
 // Takes the station from the attributes of a message, such as a notification of the kernel.
 bool GetStationOfMessage(Nl80211Manager& manager, const Request& request) {
   GenericNetlinkRequest news(request.netlink->nl80211_message_type(), NL80211_CMD_NEW_STATION);
-  ap::internal::SetInterfaceIndex(request.netlink->GetInterfaceIndex(request.interface), &news);
-  ap::internal::SetStationAddress(MacAddress(request.address), &news);
+  ap::SetInterfaceIndex(request.netlink->GetInterfaceIndex(request.interface), &news);
+  ap::SetStationAddress(MacAddress(request.address), &news);
   std::span<const std::uint8_t> bytes = news.bytes();
   const auto message = GenericNetlinkMessage::From(*NetlinkMessage::TakeFrom(&bytes));
   manager.GetStation(*message->const_attributes(), request.netlink, &PrintStation,
