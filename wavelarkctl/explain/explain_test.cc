@@ -6,11 +6,13 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "testbed/temporary_directory.h"
 #include "testbed/tool_test.h"
+#include "wavelarkctl/log/log_source.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -96,6 +98,14 @@ Log Walk() {
       .Left("10:12:00", kPhone, k2400)
       .Came("10:12:02", kPhone, k5000)
       .Judged("10:14:00", kPhone, 50, 0, "1m");
+}
+
+// Each with its line end.
+std::vector<std::string> LinesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line + "\n");
+  return lines;
 }
 
 class ExplainTest : public testbed::ToolTest {
@@ -402,21 +412,41 @@ TEST_F(ExplainTest, AFileThatCannotBeReadIsAnError) {
 
 // Lines of other programs and incomplete lines, with or without a syslog's prefix, change nothing.
 TEST_F(ExplainTest, OtherLinesChangeNothing) {
-  const std::string clean = Walk().text();
   Log noisy;
-  std::size_t begin = 0;
-  for (std::size_t end = clean.find('\n'); end != std::string::npos;
-       end = clean.find('\n', begin)) {
-    const std::string line = clean.substr(begin, end - begin);
+  for (const std::string& line : LinesOf(Walk().text())) {
     noisy
         .Raw(
             "Feb  1 10:00:00 ap hostapd[7]: wlan0: STA 02:11:22:33:44:55 IEEE 802.11: associated\n")
-        .Raw("Feb  1 10:00:00 ap ap-wavelark[8]: " + line + "\n")
-        .Raw(line.substr(0, line.size() - 12) + "\n")
+        .Raw("Feb  1 10:00:00 ap ap-wavelark[8]: " + line)
+        .Raw(line.substr(0, line.size() - 13) + "\n")
         .Raw(std::string("\0\x1b[31m\xff\n", 8));
-    begin = end + 1;
   }
   EXPECT_EQ(Explain(noisy).out, Explain(Walk()).out);
+}
+
+// A power loss can leave NUL bytes in a log.
+TEST_F(ExplainTest, ALineAfterNulBytesIsRead) {
+  using namespace std::string_literals;
+  const std::string expected = Explain(Walk()).out;
+  for (const std::string& line : {"\0text\n"s, "te\0xt\n"s, "text\0\n"s, "\0\0\0\n"s}) {
+    Log log;
+    for (const std::string& good : LinesOf(Walk().text())) log.Raw(line).Raw(good);
+    EXPECT_EQ(Explain(log).out, expected) << testing::PrintToString(line);
+  }
+}
+
+TEST_F(ExplainTest, TheRestOfATooLongLineIsDropped) {
+  Log log;
+  // The rest alone would be a line with a prefix.
+  log.Raw(std::string(kMaxLogLine, 'x') + " ap ap-wavelark[8]: ");
+  log.Judged("10:00:00", "02:11:22:33:44:77", 1, 0, "1m").Raw(Walk().text());
+  EXPECT_EQ(Explain(log).out, Explain(Walk()).out);
+}
+
+TEST_F(ExplainTest, ALastLineWithoutItsEndIsRead) {
+  std::string text = Walk().text();
+  text.pop_back();
+  EXPECT_EQ(Explain(Log().Raw(text)).out, Explain(Walk()).out);
 }
 
 // A stand-in for journalctl, in front of the real one.

@@ -6,9 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <memory>
-#include <vector>
 
 #include "platform/logging.h"
 #include "wavelarkctl/command.h"
@@ -24,18 +22,20 @@ struct Closer {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-// Returns whether the file was read to its end.
+// Returns whether the file was read to its end. A line may contain NUL bytes.
 bool ReadLines(std::FILE* file, const LineSink& sink) {
-  std::vector<char> buffer(kMaxLogLine);
-  bool is_beginning = true;  // of a line
-  while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), file) != nullptr) {
-    std::string_view line = buffer.data();
-    const bool has_end = line.ends_with('\n');
-    if (has_end) line.remove_suffix(1);
-    if (is_beginning) sink(line);
-    is_beginning = has_end;
+  std::string line;
+  for (int byte = getc_unlocked(file); byte != EOF; byte = getc_unlocked(file)) {
+    if (byte == '\n') {
+      sink(line);
+      line.clear();
+    } else if (line.size() < kMaxLogLine) {
+      line.push_back(static_cast<char>(byte));
+    }
   }
-  return std::ferror(file) == 0;
+  if (std::ferror(file) != 0) return false;
+  if (!line.empty()) sink(line);
+  return true;
 }
 
 // Runs a shell command and reads its output. It shares this process's standard error.
