@@ -12,6 +12,7 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,7 @@
 #include "wavelarkctl/report/report_levels.h"
 #include "wavelarkctl/report/report_log.h"
 #include "wavelarkctl/report/report_page.h"
+#include "wavelarkctl/seconds.h"
 #include "wavelarkctl/time_text.h"
 
 namespace orvane::wavelarkctl {
@@ -61,6 +63,8 @@ constexpr std::int64_t kLongestByHour = 3 * kDayMs;
 // The longest period.
 constexpr std::int64_t kLongestMs = 400 * kDayMs;
 
+constexpr platform::TimeSpan kMaxTimeLimit = std::chrono::seconds(60);
+
 struct Options {
   FilePath database = recorder::DatabaseOptions().path;
   FilePath output = "report.html";
@@ -69,8 +73,8 @@ struct Options {
   std::vector<std::string> goals;
   std::vector<std::string> logs;
   FilePath salt = ap::StationIdGenerator::kSaltFile;
-  double time_limit = 2;   // seconds
-  int signal_limit = -70;  // dBm
+  std::string time_limit = "2";  // seconds
+  int signal_limit = -70;        // dBm
   bool is_json = false;
 };
 
@@ -103,6 +107,15 @@ std::string StepLabel(std::int64_t time_ms, bool is_by_hour) {
   return {text.data(), size};
 }
 
+std::int64_t TimeLimitOf(const std::string& text) {
+  const std::optional<platform::TimeSpan> limit = ParseSeconds(text);
+  if (!limit || *limit < platform::TimeSpan::zero() || *limit > kMaxTimeLimit) {
+    throw Failure(ExitStatus::kUsage,
+                  fmt::format("--time-limit: '{}' is not 0 to 60 seconds", text));
+  }
+  return std::chrono::floor<std::chrono::milliseconds>(*limit).count();
+}
+
 ReportScope ScopeOf(const Options& options) {
   ReportScope scope;
   scope.since_ms = Milliseconds(ParseTimeOption("--since", options.since));
@@ -118,7 +131,7 @@ ReportScope ScopeOf(const Options& options) {
        step = NextStep(step, is_by_hour)) {
     scope.steps.push_back(step);
   }
-  scope.time_limit_ms = static_cast<std::int64_t>(options.time_limit * 1000);
+  scope.time_limit_ms = TimeLimitOf(options.time_limit);
   scope.signal_limit_dbm = options.signal_limit;
   return scope;
 }
@@ -248,8 +261,7 @@ void AddLimits(CLI::App& command, Options* options) {
   command
       .add_option("--time-limit", options->time_limit,
                   WithDefault("A connect that takes longer is slow", options->time_limit))
-      ->option_text("SECONDS")
-      ->check(CLI::Range(0.0, 60.0).description(""));
+      ->option_text("SECONDS");
   command
       .add_option("--signal-limit", options->signal_limit,
                   WithDefault("A weaker signal misses the coverage level", options->signal_limit))

@@ -159,6 +159,7 @@ TEST_F(ReportTest, TheUserSetsLimitsAndGoals) {
   EXPECT_EQ(levels[1]["goal"], 12.5);
   EXPECT_EQ(levels[2]["good"], 6);
   EXPECT_EQ(Data({"--time-limit", "2.999"})["levels"][1]["good"], 1);
+  EXPECT_EQ(Data({"--time-limit", "1.005"})["limits"]["time"], 1005);
   EXPECT_EQ(Data({"--signal-limit", "-74"})["levels"][2]["good"], 5);
 }
 
@@ -448,6 +449,10 @@ TEST_F(ReportTest, WrongOptionsAreReportedInOneLine) {
   EXPECT_EQ(Report({"--since", kEnd, "--until", kBegin}).status, 64);
   EXPECT_EQ(Report({"--since", "2024-01-01", "--until", kBegin}).status, 64);
   EXPECT_EQ(ReportPeriod({"--signal-limit", "5"}).status, 64);
+  for (const char* limit : {"nan", "inf", "-1", "60.001", "2s", "1e1", ""}) {
+    EXPECT_EQ(ReportPeriod({"--time-limit", limit, "--json"}).err,
+              fmt::format("wavelarkctl: --time-limit: '{}' is not 0 to 60 seconds\n", limit));
+  }
   const Outcome outcome = ReportPeriod({"-o", (directory_.path() / "no/page.html").native()});
   EXPECT_EQ(outcome.status, 69);
   EXPECT_THAT(outcome.err, HasSubstr("no/page.html: can't be written: No such file or directory"));
