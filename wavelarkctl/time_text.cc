@@ -114,8 +114,8 @@ std::optional<WallTime> ParseTime(const std::string& text, WallTime now) {
   return ParseDate(text);
 }
 
-WallTime ParseTimeOption(std::string_view option, const std::string& text) {
-  if (const auto time = ParseTime(text, Now())) return *time;
+WallTime ParseTimeOption(std::string_view option, const std::string& text, WallTime now) {
+  if (const auto time = ParseTime(text, now)) return *time;
   throw Failure(ExitStatus::kUsage,
                 fmt::format("{}: '{}' is not a time, such as 7d, 12h, 90m, 30s or 2026-11-22 08:00",
                             option, text));

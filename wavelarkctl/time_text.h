@@ -17,11 +17,13 @@ namespace orvane::wavelarkctl {
 // is local time unless "Z" follows. Returns nothing for any other text.
 std::optional<platform::WallTime> ParseTime(const std::string& text, platform::WallTime now);
 
-// ParseTime with the clock's time. Throws a Failure of kUsage that names the option.
-platform::WallTime ParseTimeOption(std::string_view option, const std::string& text);
-
 // The current time.
 platform::WallTime Now();
+
+// ParseTime for an option. Throws a Failure of kUsage that names the option. Options that are
+// compared with each other need the same `now`.
+platform::WallTime ParseTimeOption(std::string_view option, const std::string& text,
+                                   platform::WallTime now = Now());
 
 // Local time: "2026-11-22 08:00:30.125", "2026-11-22 08:00:30" and "08:00:30".
 std::string FormatTime(platform::WallTime time);

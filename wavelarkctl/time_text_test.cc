@@ -41,6 +41,11 @@ TEST_F(TimeTextTest, ReadsDates) {
   EXPECT_EQ(ParseTime("2023-07-01Z", kNow), WallTime(seconds(1'688'169'600)));
 }
 
+TEST_F(TimeTextTest, OptionsAreRelativeToTheGivenTime) {
+  EXPECT_EQ(ParseTimeOption("--since", "3d", kNow), kNow - hours(3 * 24));
+  EXPECT_EQ(ParseTimeOption("--until", "now", kNow), kNow);
+}
+
 TEST_F(TimeTextTest, RefusesOtherTexts) {
   for (const char* text :
        {"", "7", "d", "-7d", "7 d", "7w", "1.5h", "9223372036854775807d", "36601d", "2023-02-30",

@@ -118,8 +118,9 @@ std::int64_t TimeLimitOf(const std::string& text) {
 
 ReportScope ScopeOf(const Options& options) {
   ReportScope scope;
-  scope.since_ms = Milliseconds(ParseTimeOption("--since", options.since));
-  scope.until_ms = Milliseconds(ParseTimeOption("--until", options.until));
+  const WallTime now = Now();
+  scope.since_ms = Milliseconds(ParseTimeOption("--since", options.since, now));
+  scope.until_ms = Milliseconds(ParseTimeOption("--until", options.until, now));
   if (scope.since_ms >= scope.until_ms) {
     throw Failure(ExitStatus::kUsage, "--since must be before --until");
   }
