@@ -168,9 +168,11 @@ TEST_F(TraceRecorderTest, DuringASlowSampleOthersAreSkipped) {
   EXPECT_THAT(TakeRows(), ElementsAre("103,b,02:00:00:00:00:02,-60,1"));
 }
 
+// The rows of a sample are written together, however many they are.
 TEST_F(TraceRecorderTest, AFullDiskStopsTheRecorder) {
+  constexpr int kStations = 5000;
   Start();
-  Join("a", 1, -50);
+  for (int i = 0; i < kStations; ++i) Join("a", static_cast<std::uint8_t>(i), -50);
   // From now on, writes go to a device that is always full.
   ASSERT_EQ(dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), file_), file_);
   loop_.AdvanceBy(1s);

@@ -28,8 +28,9 @@ TraceWriter::TraceWriter(platform::ScopedFd file, std::string name)
   Flush();
 }
 
-void TraceWriter::Add(const TraceRow& row) {
-  lines_ += FormatTraceRow(row);
+void TraceWriter::Add(const TraceRow& row) { lines_ += FormatTraceRow(row); }
+
+void TraceWriter::FlushBlock() {
   if (lines_.size() >= kBlockSize) Flush();
 }
 

@@ -8,8 +8,8 @@
 
 namespace orvane::wavelarkctl {
 
-// Writes a trace: the header at once, rows in blocks of whole lines. Throws a Failure
-// (kUnavailable) if the file can't be written.
+// Writes a trace: the header at once, rows by Flush. Throws a Failure (kUnavailable) if the file
+// can't be written.
 class TraceWriter {
  public:
   // `name` is the name of the file in errors.
@@ -18,9 +18,12 @@ class TraceWriter {
   TraceWriter& operator=(const TraceWriter&) = delete;
   TraceWriter(TraceWriter&&) = default;
 
+  // Collects a row. Writes nothing, so it does not throw a Failure.
   void Add(const TraceRow& row);
-  // Writes the remaining rows. The destructor does not flush.
+  // Writes the collected rows. The destructor does not.
   void Flush();
+  // Flushes if the collected rows fill a block. For rows that need not be written together.
+  void FlushBlock();
 
  private:
   platform::ScopedFd file_;

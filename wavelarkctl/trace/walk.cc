@@ -62,6 +62,7 @@ void WriteAway(Dice& dice, TraceWriter& writer) {
     const double part = std::chrono::duration<double>(way) / kWay;
     const double signal = kNear + (kFar - kNear) * part + dice.Roll(-2, 2);
     writer.Add(MakeRow(time, ap::kWlan5000MhzInterface, 1, signal));
+    writer.FlushBlock();
   }
 }
 
@@ -72,6 +73,7 @@ void WriteFloor(Dice& dice, TraceWriter& writer) {
     const double phase = 2 * std::numbers::pi * (std::chrono::duration<double>(time) / kPeriod);
     const double signal = kFloor + 3 * std::sin(phase) + dice.Roll(-4, 4);
     writer.Add(MakeRow(time, ap::kWlan5000MhzInterface, 1, signal));
+    writer.FlushBlock();
   }
 }
 
@@ -87,6 +89,7 @@ void WriteDips(Dice& dice, TraceWriter& writer) {
       end_of_phase = time + std::chrono::seconds(static_cast<int>(minutes * 60));
     }
     writer.Add(MakeRow(time, ap::kWlan5000MhzInterface, 1, level + dice.Roll(-2, 2)));
+    writer.FlushBlock();
   }
 }
 
@@ -108,6 +111,7 @@ void WriteCrowd(std::uint32_t clients, Dice& dice, TraceWriter& writer) {
       Client& client = crowd[i];
       client.signal += kPull * (client.home - client.signal) + dice.Roll(-4, 4);
       writer.Add(MakeRow(time, client.interface, i + 1, client.signal));
+      writer.FlushBlock();
     }
   }
 }
