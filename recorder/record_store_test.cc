@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -323,6 +324,21 @@ TEST_F(RecordStoreTest, ADatabaseOfAnotherProgramIsNotChanged) {
   EXPECT_THAT(error_->message(), HasSubstr("belongs to another program"));
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-"), IsEmpty());
   EXPECT_EQ(platform::ReadFileToString(path_), content);
+}
+
+// The database is checked for damage, because its writer did not close it.
+TEST_F(RecordStoreTest, ADamagedDatabaseOfAnotherProgramIsNotRenamed) {
+  {
+    SQLite::Database other(path_.native(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+    other.exec("PRAGMA application_id = 1; CREATE TABLE t (a); INSERT INTO t VALUES (1)");
+  }
+  constexpr std::streamoff kSecondPage = 4096;
+  std::fstream(path_.native(), std::ios::in | std::ios::out).seekp(kSecondPage)
+      << std::string(100, 'x');
+  std::ofstream(path_.native() + "-wal") << "x";
+  ASSERT_FALSE(Add("type", "data"));
+  EXPECT_THAT(error_->message(), HasSubstr("belongs to another program"));
+  EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-"), IsEmpty());
 }
 
 TEST_F(RecordStoreTest, ALaterVersionIsNotChanged) {

@@ -161,8 +161,8 @@ SQLite::Database OpenDatabase(const DatabaseOptions& options) {
   const bool was_closed = WasClosed(options.path);
   SQLite::Database database(options.path.native(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
                             kBusyTimeoutMs);
-  if (!was_closed) Check(database);
   const int version = UsableVersion(database);
+  if (!was_closed) Check(database);
   // The journal mode is stored in the file.
   Configure(database, options.is_synchronous_full);
   Migrate(database, version);
