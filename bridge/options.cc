@@ -17,9 +17,11 @@ namespace {
 
 constexpr std::size_t kMostQueueLines = 1'000'000;
 
+// The kernel accepts more characters, but names are also labels in the metrics file.
 bool IsInterfaceName(std::string_view name) {
+  const auto is_allowed = [](char c) { return c > ' ' && c <= '~' && c != '/' && c != ':'; };
   return !name.empty() && name.size() < IFNAMSIZ && name != "." && name != ".." &&
-         name.find_first_of("/ \t\n:") == std::string_view::npos;
+         std::ranges::all_of(name, is_allowed);
 }
 
 // Parses "NAME" or "NAME=HOSTAPD_NAME".

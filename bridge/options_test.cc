@@ -46,8 +46,9 @@ TEST(OptionsTest, AcceptsEveryOption) {
 
 TEST(OptionsTest, RejectsInvalidValues) {
   for (const char* argument :
-       {"--interface=../x", "--interface=.", "--interface=a b", "--interface=a=b/c",
-        "--interface=a=", "--queue-lines=-1", "--queue-lines=1x", "--directory=relative",
+       {"--interface=../x", "--interface=.", "--interface=a b", "--interface=a\xff",
+        "--interface=a\x01", "--interface=a=b/c", "--interface=a=", "--queue-lines=-1",
+        "--queue-lines=1x", "--directory=relative",
         "--hostapd-directory=", "--metrics-file=relative", "stray"}) {
     Options options;
     EXPECT_EQ(Parse({argument}, &options), 64) << argument;
