@@ -173,9 +173,9 @@ TraceSurvey Survey(TraceReader& reader, const std::optional<Address>& client) {
 // The simulated kernel allocates and frees the dumps of each poll. Otherwise malloc would return
 // them to the system after each poll, and page faults would take longer than the poll.
 void KeepFreedMemory() {
-  constexpr int kLargestThreshold = 32 << 20;
-  mallopt(M_MMAP_THRESHOLD, kLargestThreshold);
-  mallopt(M_TRIM_THRESHOLD, kLargestThreshold);
+  constexpr int kKeptBytes = 32 << 20;
+  mallopt(M_MMAP_MAX, 0);
+  mallopt(M_TRIM_THRESHOLD, kKeptBytes);
 }
 
 ExitStatus Replay(const CommandOptions& options) {

@@ -10,8 +10,9 @@ using ap::SteerInputs;
 using ap::SteerVerdict;
 using platform::WallTime;
 
-double ClientSummary::SteersPerHour() const {
+std::optional<double> ClientSummary::SteersPerHour() const {
   if (steers == 0) return 0;
+  if (present == platform::TimeSpan::zero()) return std::nullopt;
   const auto hours = std::chrono::duration<double, std::chrono::hours::period>(present);
   return static_cast<double>(steers) / hours.count();
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "optimizer/steer_policy.h"
@@ -31,8 +32,9 @@ struct ClientSummary {
   // floor or above, and the daemon did not forget the client.
   std::uint64_t longest_chain = 0;
 
-  // Per hour of presence.
-  double SteersPerHour() const;
+  // Per hour of presence. Nothing if the client was steered in no time, which happens if rows
+  // become stale at once.
+  std::optional<double> SteersPerHour() const;
 };
 
 // Counts the decisions of a replay. Keeps a few numbers for each client, and the first steers.

@@ -85,6 +85,11 @@ TEST_F(ReplaySummaryTest, TimesAreAddedUpForEachClient) {
   EXPECT_EQ(summary_.Total().present, 3h);
 }
 
+TEST_F(ReplaySummaryTest, ASteerWithoutPresenceHasNoRate) {
+  Steer(0min, 1);
+  EXPECT_EQ(summary_.clients()[1].SteersPerHour(), std::nullopt);
+}
+
 TEST_F(ReplaySummaryTest, ClientsWithTheMostSteersComeFirst) {
   for (int i = 0; i < 2; ++i) Steer(0min, 3);
   for (int i = 0; i < 3; ++i) Steer(0min, 1);

@@ -31,7 +31,8 @@ std::string ShareText(TimeSpan part, TimeSpan whole) {
 }
 
 std::string RateText(const ClientSummary& client) {
-  return fmt::format("{:.3g}", client.SteersPerHour());
+  const auto rate = client.SteersPerHour();
+  return rate ? fmt::format("{:.3g}", *rate) : "-";
 }
 
 // One line of the comparison.
