@@ -33,7 +33,8 @@ void ControlClient::Send(std::string_view command) {
 
 std::string ControlClient::Receive(std::chrono::milliseconds timeout) {
   pollfd watched = {.fd = socket_.get(), .events = POLLIN, .revents = 0};
-  if (poll(&watched, 1, static_cast<int>(timeout.count())) <= 0) return "";
+  const auto wait = [&] { return poll(&watched, 1, static_cast<int>(timeout.count())); };
+  if (platform::RetryOnEintr(wait) <= 0) return "";
   std::vector<char> buffer(kLargestDatagram);
   const ssize_t length = recv(socket_.get(), buffer.data(), buffer.size(), 0);
   return length > 0 ? std::string(buffer.data(), static_cast<std::size_t>(length)) : "";

@@ -88,7 +88,7 @@ int OnSignal(sd_bus_message* signal, void* callback, sd_bus_error* /*error*/) no
   return 0;
 }
 
-void DestroySignalCallback(void* callback) {
+void DestroySignalCallback(void* callback) noexcept {
   delete static_cast<ObjectProxy::SignalCallback*>(callback);
 }
 
