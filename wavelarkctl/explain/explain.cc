@@ -5,6 +5,7 @@
 #include <CLI/App.hpp>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -77,6 +78,15 @@ AssumedSettings MakeSettings(const ExplainOptions& options) {
   return settings;
 }
 
+// The assumed settings can't explain a contradiction, so its "why" is null.
+std::string ObjectOf(const ExplainedDecision& explained) {
+  std::string object = JsonLine(explained.decision);
+  if (!explained.is_contradiction) return object;
+  auto members = nlohmann::ordered_json::parse(object);
+  members["why"] = nullptr;
+  return members.dump();
+}
+
 void ReadAll(const ExplainOptions& options, platform::WallTime since, Explainer* explainer) {
   Progress progress("lines");
   const LineSink add = [&](std::string_view line) {
@@ -116,9 +126,7 @@ ExitStatus Explain(const ExplainOptions& options) {
   const ExplainFilter filter = MakeFilter(options);
   Explainer::Sink sink;
   if (options.json) {
-    sink = [](const ExplainedDecision& explained) {
-      std::cout << JsonLine(explained.decision) << '\n';
-    };
+    sink = [](const ExplainedDecision& explained) { std::cout << ObjectOf(explained) << '\n'; };
   }
   Explainer explainer(MakeSettings(options), filter, std::move(sink));
   ReadAll(options, filter.since, &explainer);

@@ -331,6 +331,30 @@ TEST_F(ExplainTest, SettingsThatContradictTheLogNeedAttention) {
   EXPECT_EQ(with_floor.status, 0);
 }
 
+TEST_F(ExplainTest, AContradictionHasNoReasonInJson) {
+  const Outcome outcome = Explain(Log()
+                                      .Start()
+                                      .Judged("10:12:00", kPhone, 18, 0, "19m")
+                                      .Judged("10:13:00", kTablet, 33, 0, "20m")
+                                      .Steered("10:13:00", kTablet, 33, 0, k2400)
+                                      .Judged("10:14:00", kTablet, 33, 33, "1m"),
+                                  {"--json"});
+  EXPECT_THAT(outcome.out,
+              HasSubstr(R"({"time":1769940720,"interface":"","address":"02:11:22:33:44:55",)"
+                        R"("metric":18,"last_metric":0,"since_last_steer":1140,)"
+                        R"("steered":false,"why":null})"
+                        "\n"));
+  EXPECT_THAT(
+      outcome.out,
+      HasSubstr(R"({"time":1769940780,"interface":"wlan-2400mhz","address":"02:11:22:33:44:66",)"
+                R"("metric":33,"last_metric":0,"since_last_steer":1200,)"
+                R"("steered":true,"why":null})"
+                "\n"));
+  EXPECT_THAT(outcome.out, HasSubstr(R"("steered":false,"why":"not-below-floor"})"));
+  EXPECT_THAT(outcome.err, HasSubstr("2 decisions contradict the assumed settings"));
+  EXPECT_EQ(outcome.status, 1);
+}
+
 TEST_F(ExplainTest, RootNamesTheMachineWithTheSettings) {
   WriteBelow("root/etc/default/ap-wavelark",
              "# Flags\nDAEMON_OPTS=\"--nois_root --client_steering_child_lqm_floor=20 "
