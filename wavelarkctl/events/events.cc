@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/signalfd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/App.hpp>
@@ -22,6 +21,7 @@
 #include "wavelarkctl/client_option.h"
 #include "wavelarkctl/commands.h"
 #include "wavelarkctl/common_options.h"
+#include "wavelarkctl/events/event_follower.h"
 #include "wavelarkctl/events/recorded_event.h"
 #include "wavelarkctl/events/records.h"
 #include "wavelarkctl/human_text.h"
@@ -37,9 +37,6 @@ constexpr int kFirstEvents = 10;
 
 // How often --follow looks for new events.
 constexpr int kPollMs = 500;
-
-// How many times --follow tries to read a database that replaces another one.
-constexpr int kMostFailures = 20;
 
 constexpr char kDescription[] = "Show the recorded events of clients";
 
@@ -84,63 +81,33 @@ bool WaitForMore(const platform::ScopedFd& end_signals) {
   return ready == 0;
 }
 
-// Identifies a file. A recorder that finds its database damaged replaces the file.
-struct FileIdentity {
-  dev_t device = 0;
-  ino_t inode = 0;
-  friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
-};
-
-std::optional<FileIdentity> IdentityOf(const FilePath& path) {
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) return std::nullopt;
-  return FileIdentity{status.st_dev, status.st_ino};
-}
-
-void PrintAll(EventReader* reader, bool is_json) {
+void Print(const std::vector<RecordedEvent>& events, bool is_json) {
   const bool has_colour = !is_json && IsColourWanted();
-  while (true) {
-    const std::vector<RecordedEvent>& events = reader->ReadSome();
-    for (const RecordedEvent& event : events) {
-      std::cout << (is_json ? EventJson(event) : EventText(event, has_colour)) << '\n';
-    }
-    if (events.empty()) break;
+  for (const RecordedEvent& event : events) {
+    std::cout << (is_json ? EventJson(event) : EventText(event, has_colour)) << '\n';
   }
   std::cout.flush();
 }
 
-// Prints events as they are recorded. Returns true if the program must end, false if another
-// database has replaced this one.
-bool Follow(EventReader* reader, const Options& options, const platform::ScopedFd& end_signals) {
-  const auto identity = IdentityOf(options.database);
-  while (true) {
-    PrintAll(reader, options.is_json);
-    if (!std::cout || !WaitForMore(end_signals)) return true;
-    const auto now = IdentityOf(options.database);
-    if (now.has_value() && now != identity) return false;
-  }
+// Prints events as they are recorded, until the program must end.
+void Follow(const Options& options, const EventFilter& filter) {
+  const platform::ScopedFd end_signals = OpenEndSignals();
+  EventFollower follower(options.database, filter,
+                         options.since.empty() ? std::optional(kFirstEvents) : std::nullopt);
+  do {
+    follower.ReadNew([&](const auto& events) { Print(events, options.is_json); });
+  } while (std::cout && WaitForMore(end_signals));
 }
 
-void FollowAll(const Options& options, const EventFilter& filter) {
-  const platform::ScopedFd end_signals = OpenEndSignals();
-  std::optional<FileIdentity> followed;
-  bool is_over = false;
-  int failures = 0;
-  while (!is_over) {
-    try {
-      ReadRecords(options.database, [&](SQLite::Database& database) {
-        EventReader reader(database, filter);
-        if (!followed.has_value() && options.since.empty()) reader.SkipToLast(kFirstEvents);
-        followed = IdentityOf(options.database);
-        is_over = Follow(&reader, options, end_signals);
-      });
-    } catch (const Failure&) {
-      // The recorder may still be creating the new database.
-      const bool is_replaced = followed.has_value() && IdentityOf(options.database) != followed;
-      if (!is_replaced || ++failures == kMostFailures) throw;
-      is_over = !WaitForMore(end_signals);
+void PrintAll(const Options& options, const EventFilter& filter) {
+  ReadRecords(options.database, [&](SQLite::Database& database) {
+    EventReader reader(database, filter);
+    while (true) {
+      const std::vector<RecordedEvent>& events = reader.ReadSome();
+      if (events.empty() || !std::cout) break;
+      Print(events, options.is_json);
     }
-  }
+  });
 }
 
 ExitStatus Run(const Options& options) {
@@ -152,13 +119,10 @@ ExitStatus Run(const Options& options) {
   }
   if (!options.client.empty()) filter.client = ClientIdentifier(options.client, options.salt);
   if (options.is_following) {
-    FollowAll(options, filter);
-    return ExitStatus::kOk;
+    Follow(options, filter);
+  } else {
+    PrintAll(options, filter);
   }
-  ReadRecords(options.database, [&](SQLite::Database& database) {
-    EventReader reader(database, filter);
-    PrintAll(&reader, options.is_json);
-  });
   return ExitStatus::kOk;
 }
 

@@ -290,6 +290,33 @@ TEST_F(FollowTest, ContinuesWithTheDatabaseThatReplacesADamagedOne) {
   ExpectEnd(child.get());
 }
 
+// A user without rights to the directory can start before the recorder.
+TEST_F(FollowTest, ShowsAnotherUserWhatALaterRecorderAdds) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  Store({Connect("01", 1'700'000'000'000)});
+  std::filesystem::permissions(directory_.path(), std::filesystem::perms(0755));
+  std::filesystem::permissions(path_, std::filesystem::perms(0644));
+  // The build directory may be closed to the other user.
+  const platform::FilePath tool = directory_.path() / "wavelarkctl";
+  std::filesystem::copy_file(WAVELARKCTL_PATH, tool);
+  const auto child =
+      testbed::StartProcess({"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
+                             tool.native(), "events", "--follow", "--database", path_.native()});
+  ASSERT_TRUE(child->out().WaitForLine("01AAAAAA", kLongEnough).has_value()) << child->err().Text();
+  Store({Connect("02", 1'700'000'000'000)});
+  EXPECT_TRUE(child->out().WaitForLine("02AAAAAA", kLongEnough).has_value());
+  // A recorder that runs on: the event is only in the log.
+  SQLite::Database recorder(path_.native(), SQLite::OPEN_READWRITE);
+  recorder.exec(
+      "BEGIN;"
+      "INSERT INTO records (received_ms, type) VALUES (1, 'x');"
+      "INSERT INTO client_events (record_id, client_shmac) VALUES (last_insert_rowid(), '03');"
+      "COMMIT");
+  EXPECT_TRUE(child->out().WaitForLine("03", kLongEnough).has_value());
+  child->Signal(SIGTERM);
+  ExpectEnd(child.get());
+}
+
 TEST_F(FollowTest, EndsWhenItsReaderEnds) {
   Store({Connect("01", 1'700'000'000'000)});
   const auto child = testbed::StartProcess(

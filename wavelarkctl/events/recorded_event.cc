@@ -234,8 +234,11 @@ std::string EventJson(const RecordedEvent& event) {
   return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-EventReader::EventReader(SQLite::Database& database, EventFilter filter)
-    : filter_(std::move(filter)), next_(database, NextQuery()), last_(database, LastQuery()) {}
+EventReader::EventReader(SQLite::Database& database, EventFilter filter, RecordedEvent::Place place)
+    : filter_(std::move(filter)),
+      next_(database, NextQuery()),
+      last_(database, LastQuery()),
+      place_(place) {}
 
 void EventReader::Bind(SQLite::Statement* statement) const {
   statement->bind(1, filter_.client);

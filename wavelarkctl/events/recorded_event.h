@@ -51,7 +51,8 @@ struct EventFilter {
 // Reads events in the order of recording, some at a time. Does not lock the database in between.
 class EventReader {
  public:
-  EventReader(SQLite::Database& database, EventFilter filter);
+  // Reads the events after `place`; by default all.
+  EventReader(SQLite::Database& database, EventFilter filter, RecordedEvent::Place place = {});
 
   // Returns the next matching events. At the end, returns none until more are recorded.
   const std::vector<RecordedEvent>& ReadSome();
