@@ -3,11 +3,9 @@
 #include <fmt/format.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <CLI/App.hpp>
-#include <array>
 #include <chrono>
 #include <iostream>
 #include <memory>
@@ -56,29 +54,29 @@ or the salt can't be read.)";
 struct Options {
   FilePath database = recorder::DatabaseOptions().path;
   FilePath salt = ap::StationIdGenerator::kSaltFile;
-  std::string since;
-  std::string client;
+  std::optional<std::string> since;
+  std::optional<std::string> client;
   bool is_following = false;
   bool is_json = false;
 };
 
-// Blocks SIGINT, SIGTERM and SIGHUP. The descriptor becomes readable at each of them.
-platform::ScopedFd OpenEndSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal_number);
-  sigprocmask(SIG_BLOCK, &signals, nullptr);
-  return platform::ScopedFd(signalfd(-1, &signals, SFD_CLOEXEC));
+// A handler instead of a flag, since a signal must also end a write that blocks. The database is
+// only read, so there is nothing to clean up.
+void EndProgram(int /*signal_number*/) { _exit(static_cast<int>(ExitStatus::kOk)); }
+
+// Lets each of these signals end the program with success. A write to a closed pipe causes SIGPIPE.
+void EndAtSignals() {
+  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+    signal(signal_number, EndProgram);
+  }
 }
 
-// Waits until it is time to look for new events. Returns false if the program must end: after a
-// signal, or when the reader of standard output has gone.
-bool WaitForMore(const platform::ScopedFd& end_signals) {
+// Waits until it is time to look for new events. Returns false if the reader of standard output has
+// gone.
+bool WaitForMore() {
   // Without any requested event, poll still reports that the reader has gone.
-  auto descriptors = std::to_array<pollfd>({{end_signals.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}});
-  const int ready = platform::RetryOnEintr(
-      [&descriptors] { return poll(descriptors.data(), descriptors.size(), kPollMs); });
-  return ready == 0;
+  pollfd output = {STDOUT_FILENO, 0, 0};
+  return poll(&output, 1, kPollMs) <= 0;
 }
 
 void Print(const std::vector<RecordedEvent>& events, bool is_json) {
@@ -91,12 +89,12 @@ void Print(const std::vector<RecordedEvent>& events, bool is_json) {
 
 // Prints events as they are recorded, until the program must end.
 void Follow(const Options& options, const EventFilter& filter) {
-  const platform::ScopedFd end_signals = OpenEndSignals();
+  EndAtSignals();
   EventFollower follower(options.database, filter,
-                         options.since.empty() ? std::optional(kFirstEvents) : std::nullopt);
+                         !options.since.has_value() ? std::optional(kFirstEvents) : std::nullopt);
   do {
     follower.ReadNew([&](const auto& events) { Print(events, options.is_json); });
-  } while (std::cout && WaitForMore(end_signals));
+  } while (std::cout && WaitForMore());
 }
 
 void PrintAll(const Options& options, const EventFilter& filter) {
@@ -112,12 +110,12 @@ void PrintAll(const Options& options, const EventFilter& filter) {
 
 ExitStatus Run(const Options& options) {
   EventFilter filter;
-  if (!options.since.empty()) {
+  if (options.since.has_value()) {
     filter.since_ms = std::chrono::floor<std::chrono::milliseconds>(
-                          ParseTimeOption("--since", options.since).time_since_epoch())
+                          ParseTimeOption("--since", *options.since).time_since_epoch())
                           .count();
   }
-  if (!options.client.empty()) filter.client = ClientIdentifier(options.client, options.salt);
+  if (options.client.has_value()) filter.client = ClientIdentifier(*options.client, options.salt);
   if (options.is_following) {
     Follow(options, filter);
   } else {
@@ -135,13 +133,15 @@ void AddEvents(CLI::App& app, Action* action) {
   command->add_flag("--follow", options->is_following,
                     "Show the last 10 events, or those of --since, then new ones until a signal");
   command
-      ->add_option("--since", options->since,
-                   fmt::format("Only events since this time{}", kTimeForms))
+      ->add_option_function<std::string>(
+          "--since", [options](const std::string& text) { options->since = text; },
+          fmt::format("Only events since this time{}", kTimeForms))
       ->option_text("TIME");
   command
-      ->add_option("--client", options->client,
-                   "Only events of this client: its address, its identifier, or the first digits "
-                   "of that")
+      ->add_option_function<std::string>(
+          "--client", [options](const std::string& text) { options->client = text; },
+          "Only events of this client: its address, its identifier, or the first digits "
+          "of that")
       ->option_text("ID|MAC");
   command->add_flag("--json", options->is_json,
                     "Print a JSON object for each event, with the fields of the database");

@@ -1,9 +1,12 @@
 #include <SQLiteCpp/Database.h>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -160,8 +163,20 @@ TEST_F(EventsTest, ClientIsAnIdentifierOrItsBeginning) {
   EXPECT_EQ(Lines({"--client", fmt::format("{:A<64}", "0B")}), line);
   EXPECT_EQ(Lines({"--client", "0C"}), "");
   for (const char* text : {"", "%", "0%", "x", "02:00:00", "02:00:00:00:00:00:00"}) {
-    EXPECT_EQ(Events({"--client", text}).status, *text == '\0' ? 0 : 64) << text;
+    EXPECT_EQ(Events({"--client", text}).status, 64) << text;
   }
+}
+
+// An unset variable of a script does not select everything.
+TEST_F(EventsTest, AnEmptyValueIsRefused) {
+  Store({Connect("01", 1'700'000'000'000)});
+  const Outcome client = Events({"--client", ""});
+  EXPECT_EQ(client.status, 64);
+  EXPECT_EQ(client.err, "wavelarkctl: --client: '' is neither an address nor an identifier\n");
+  const Outcome since = Events({"--since", ""});
+  EXPECT_EQ(since.status, 64);
+  EXPECT_THAT(since.err, StartsWith("wavelarkctl: --since: '' is not a time, such as 7d, "));
+  for (const char* option : {"--client=", "--since="}) EXPECT_EQ(Events({option}).status, 64);
 }
 
 TEST_F(EventsTest, ClientIsAnAddressIfTheSaltCanBeRead) {
@@ -325,6 +340,49 @@ TEST_F(FollowTest, EndsWhenItsReaderEnds) {
       {{"TZ", "UTC"}});
   ExpectEnd(child.get());
   EXPECT_THAT(child->out().Text(), HasSubstr("01AAAAAA"));
+}
+
+// The output is larger than a pipe, so the tool writes after the reader has ended.
+TEST_F(FollowTest, EndsWhenItsReaderEndsWithinAList) {
+  Store(std::vector<PlayedEvent>(5000, Connect("01", 1'700'000'000'000)));
+  const auto child = testbed::StartProcess(
+      {"bash", "-c",
+       "set -o pipefail; \"$0\" events --follow --since 2023-11-14 --database \"$1\" | head -n 1",
+       WAVELARKCTL_PATH, path_.native()},
+      {{"TZ", "UTC"}});
+  ExpectEnd(child.get());
+  EXPECT_THAT(child->out().Text(), HasSubstr("01AAAAAA"));
+}
+
+class FollowSignalTest : public FollowTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(FollowSignalTest, EndsAWriteThatBlocks) {
+  Store(std::vector<PlayedEvent>(5000, Connect("01", 1'700'000'000'000)));
+  const platform::FilePath fifo = directory_.path() / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const platform::ScopedFd reader(open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const auto child = testbed::StartProcess(
+      {"bash", "-c", "exec \"$0\" events --follow --since 2023-11-14 --database \"$1\" > \"$2\"",
+       WAVELARKCTL_PATH, path_.native(), fifo.native()},
+      {{"TZ", "UTC"}});
+  // Nobody reads the pipe, so the tool can't write the whole list.
+  pollfd output = {reader.get(), POLLIN, 0};
+  ASSERT_EQ(poll(&output, 1, static_cast<int>(kLongEnough.count())), 1);
+  child->Signal(GetParam());
+  ExpectEnd(child.get());
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, FollowSignalTest, ::testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST_F(FollowTest, AFullDiskIsReported) {
+  Store({Connect("01", 1'700'000'000'000)});
+  const auto child = testbed::StartProcess(
+      {"bash", "-c", "exec \"$0\" events --follow --database \"$1\" > /dev/full", WAVELARKCTL_PATH,
+       path_.native()});
+  const auto status = child->WaitForExit(kLongEnough);
+  ASSERT_TRUE(status.has_value());
+  EXPECT_EQ(*status, (testbed::ExitStatus{.code = 69, .signal = 0}));
+  EXPECT_EQ(child->err().Text(), "wavelarkctl: can't write to standard output\n");
 }
 
 }  // namespace
