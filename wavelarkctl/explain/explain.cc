@@ -78,10 +78,10 @@ AssumedSettings MakeSettings(const ExplainOptions& options) {
   return settings;
 }
 
-// The assumed settings can't explain a contradiction, so its "why" is null.
+// If the assumed settings steer a client that the daemon did not steer, they can't explain why.
 std::string ObjectOf(const ExplainedDecision& explained) {
   std::string object = JsonLine(explained.decision);
-  if (!explained.is_contradiction) return object;
+  if (!explained.is_contradiction || explained.decision.steered) return object;
   auto members = nlohmann::ordered_json::parse(object);
   members["why"] = nullptr;
   return members.dump();

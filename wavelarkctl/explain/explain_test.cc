@@ -331,7 +331,7 @@ TEST_F(ExplainTest, SettingsThatContradictTheLogNeedAttention) {
   EXPECT_EQ(with_floor.status, 0);
 }
 
-TEST_F(ExplainTest, AContradictionHasNoReasonInJson) {
+TEST_F(ExplainTest, ASteerThatDidNotHappenHasNoReasonInJson) {
   const Outcome outcome = Explain(Log()
                                       .Start()
                                       .Judged("10:12:00", kPhone, 18, 0, "19m")
@@ -348,7 +348,7 @@ TEST_F(ExplainTest, AContradictionHasNoReasonInJson) {
       outcome.out,
       HasSubstr(R"({"time":1769940780,"interface":"wlan-2400mhz","address":"02:11:22:33:44:66",)"
                 R"("metric":33,"last_metric":0,"since_last_steer":1200,)"
-                R"("steered":true,"why":null})"
+                R"("steered":true,"why":"steered"})"
                 "\n"));
   EXPECT_THAT(outcome.out, HasSubstr(R"("steered":false,"why":"not-below-floor"})"));
   EXPECT_THAT(outcome.err, HasSubstr("2 decisions contradict the assumed settings"));
