@@ -11,6 +11,12 @@ void AddRepeatedOption(CLI::App& command, const std::string& name, std::vector<s
       ->allow_extra_args(false);
 }
 
+void RefuseEmpty(CLI::Option* option) {
+  option->check([](const std::string& text) {
+    return std::string(text.empty() ? "the value is empty" : "");
+  });
+}
+
 void AddDatabaseOption(CLI::App& command, platform::FilePath* path) {
   command.add_option("--database", *path, WithDefault("The recorder's database", path->native()))
       ->option_text("FILE");

@@ -11,7 +11,8 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace orvane::wavelarkctl {
 
@@ -30,6 +31,9 @@ std::string WithDefault(std::string_view help, const Value& value) {
 // Adds an option that may be repeated, each time with one value. `value` describes the value.
 void AddRepeatedOption(CLI::App& command, const std::string& name, std::vector<std::string>* values,
                        const std::string& help, const std::string& value);
+
+// Makes an empty value an error of the command line, as of a shell variable that is not set.
+void RefuseEmpty(CLI::Option* option);
 
 // --database, which sets `*path`. `*path` holds the default.
 void AddDatabaseOption(CLI::App& command, platform::FilePath* path);

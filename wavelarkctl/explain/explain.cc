@@ -164,12 +164,12 @@ void AddExplain(CLI::App& app, Action* action) {
   auto options = std::make_shared<ExplainOptions>();
   CLI::App* command = app.add_subcommand(
       "explain", "Explain why clients were steered or not, from the daemon's log");
-  command->add_option("--client", options->client, "Only the polls of this client")
-      ->option_text("MAC");
-  command
-      ->add_option("--since", options->since,
-                   fmt::format("Only the log since this time{}", kTimeForms))
-      ->option_text("TIME");
+  RefuseEmpty(command->add_option("--client", options->client, "Only the polls of this client")
+                  ->option_text("MAC"));
+  RefuseEmpty(command
+                  ->add_option("--since", options->since,
+                               fmt::format("Only the log since this time{}", kTimeForms))
+                  ->option_text("TIME"));
   AddSetOption(*command, &options->settings);
   command
       ->add_option("--root", options->root,

@@ -384,6 +384,8 @@ TEST_F(ExplainTest, AWrongCommandLineIsRefused) {
       {{"--client", "nobody"}, "--client: 'nobody' is not an address, such as 02:00:00:00:00:01"},
       {{"--since", "soon"},
        "--since: 'soon' is not a time, such as 7d, 12h, 90m, 30s or 2026-11-22 08:00"},
+      {{"--client", ""}, "--client: the value is empty (--help lists the options)"},
+      {{"--since", ""}, "--since: the value is empty (--help lists the options)"},
       {{"--set", "floor=3"},
        "--set: floor is not a numeric steering flag: client_steering_interval, "
        "client_steering_poll_interval, client_steering_root_lqm_floor, "

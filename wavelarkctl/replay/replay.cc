@@ -220,8 +220,8 @@ void AddTraceOptions(CLI::App& command, CommandOptions& options) {
   command
       .add_option("TRACE", options.trace, "The trace to replay; with --walk, the file to create")
       ->option_text("FILE");
-  command.add_option("--client", options.client, "Only the rows of this client")
-      ->option_text("MAC");
+  RefuseEmpty(command.add_option("--client", options.client, "Only the rows of this client")
+                  ->option_text("MAC"));
   command
       .add_option("--returns", options.returns,
                   WithDefault("What a steered client does: trace (follow its rows), same (come "
@@ -250,10 +250,10 @@ void AddOptions(CLI::App& command, CommandOptions& options) {
   AddRepeatedOption(command, "--compare", &options.compared_files,
                     "Also replay with the settings of a flags file", "FILE.conf");
   AddTraceOptions(command, options);
-  command
-      .add_option("--plot", options.plot,
-                  "Plot signal, floor, hysteresis and steers over time, by gnuplot")
-      ->option_text("FILE.svg");
+  RefuseEmpty(command
+                  .add_option("--plot", options.plot,
+                              "Plot signal, floor, hysteresis and steers over time, by gnuplot")
+                  ->option_text("FILE.svg"));
   command.add_flag("--json", options.json, "Print a JSON object for each client and poll")
       ->excludes(command.get_option("--compare"))
       ->option_text(" ");

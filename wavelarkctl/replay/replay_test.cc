@@ -259,6 +259,8 @@ TEST_F(ReplayTest, AMistakeEndsWithOneLine) {
       {{"--stale=-1", "TRACE"}, 64, "--stale"},
       {{"--stale=86401", "TRACE"}, 64, "--stale"},
       {{"--client", "me", "TRACE"}, 64, "--client"},
+      {{"--client", "", "TRACE"}, 64, "--client: the value is empty"},
+      {{"--plot", "", "TRACE"}, 64, "--plot: the value is empty"},
       {{"--crowd", "5", "TRACE"}, 64, "--crowd"},
       {{"--set", "floor=1", "TRACE"}, 64, "floor"},
       {{"--set", "floor", "TRACE"}, 64, "floor has no value"},
