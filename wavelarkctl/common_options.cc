@@ -29,9 +29,10 @@ void AddSaltOption(CLI::App& command, platform::FilePath* path) {
 }
 
 void AddSetOption(CLI::App& command, std::vector<std::string>* assignments) {
-  AddRepeatedOption(command, "--set", assignments,
-                    "Set a steering flag of the daemon, or a key of the flags service",
-                    "FLAG=VALUE");
+  AddRepeatedOption(
+      command, "--set", assignments,
+      "Set a numeric steering flag of the daemon, by its name or its key in the flags service",
+      "FLAG=VALUE");
 }
 
 }  // namespace orvane::wavelarkctl
