@@ -55,7 +55,6 @@ class Words {
 
   // Whether all parts were read and nothing is left.
   bool IsWhole() const { return is_good_ && rest_.empty(); }
-  bool IsGood() const { return is_good_; }
 
  private:
   std::string_view TakeWord() {
