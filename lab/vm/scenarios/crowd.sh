@@ -155,7 +155,7 @@ for client in "${lower[@]}" "${upper[@]}"; do expect_steered "$client"; done
 printf '     %d clients steered, %d commands at 2.4 GHz, %d at 5 GHz\n' "$(steered | wc -l)" \
   "$(disassociated 2400mhz | wc -l)" "$(disassociated 5000mhz | wc -l)"
 
-step "All clients join again. Nobody was or is steered twice."
+step "All clients join again. No client is steered twice."
 hold_daemon
 set_strong_signals
 join_all 2400mhz "${lower[@]}"
