@@ -14,15 +14,6 @@ namespace {
 
 constexpr mode_t kReadableByAll = 0644;
 
-bool WriteWhole(int fd, std::string_view contents) {
-  while (!contents.empty()) {
-    const ssize_t size = RetryOnEintr([&] { return write(fd, contents.data(), contents.size()); });
-    if (size < 0) return false;
-    contents.remove_prefix(static_cast<std::size_t>(size));
-  }
-  return true;
-}
-
 bool CreateFile(const FilePath& path, std::string_view contents) {
   const ScopedFd file(RetryOnEintr([&] {
     return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kReadableByAll);
@@ -54,6 +45,15 @@ std::optional<std::string> ReadFileToString(const FilePath& path) {
   const ScopedFd file(RetryOnEintr([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
   if (!file.is_valid()) return std::nullopt;
   return ReadUpTo(file.get(), std::numeric_limits<std::size_t>::max());
+}
+
+bool WriteWhole(int fd, std::string_view contents) {
+  while (!contents.empty()) {
+    const ssize_t size = RetryOnEintr([&] { return write(fd, contents.data(), contents.size()); });
+    if (size <= 0) return false;
+    contents.remove_prefix(static_cast<std::size_t>(size));
+  }
+  return true;
 }
 
 bool ReplaceFile(const FilePath& path, std::string_view contents) {

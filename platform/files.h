@@ -39,6 +39,9 @@ std::optional<std::string> ReadUpTo(int fd, std::size_t limit);
 // Reads a whole file. Returns nothing, with errno set, if it can't be opened or read to its end.
 std::optional<std::string> ReadFileToString(const FilePath& path);
 
+// Writes all of `contents`. Returns false, with errno set, on failure; a part may be written then.
+bool WriteWhole(int fd, std::string_view contents);
+
 // Replaces a file atomically: a reader sees the old contents or the new ones, never a part. The new
 // file has mode 0644, whatever the umask. It is written as "PATH.new" first and then renamed.
 // Returns false, with errno set, on failure. The old file remains then, and the new one is removed.

@@ -80,14 +80,7 @@ std::string AddJournalPriority(std::string_view text, int priority) {
 }
 
 // A line that can't be written is dropped: there is no other place to report it.
-void WriteToStderr(std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written =
-        RetryOnEintr([&] { return write(STDERR_FILENO, text.data(), text.size()); });
-    if (written <= 0) return;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
+void WriteToStderr(std::string_view text) { WriteWhole(STDERR_FILENO, text); }
 
 void WriteLine(const SeverityRow& severity, const char* file, int line, std::string_view message) {
   const Output& output = CurrentOutput();

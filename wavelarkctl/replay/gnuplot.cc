@@ -26,13 +26,8 @@ using platform::ScopedFd;
 // Returns a file in memory with these contents, positioned at its start.
 ScopedFd MakeFile(std::string_view contents) {
   ScopedFd file(memfd_create("gnuplot", MFD_CLOEXEC));
-  while (file.is_valid() && !contents.empty()) {
-    const ssize_t written =
-        platform::RetryOnEintr([&] { return write(file.get(), contents.data(), contents.size()); });
-    if (written < 0) Fail(platform::SystemErrorText(errno));
-    contents.remove_prefix(static_cast<std::size_t>(written));
-  }
-  if (!file.is_valid() || lseek(file.get(), 0, SEEK_SET) != 0) {
+  if (!file.is_valid() || !platform::WriteWhole(file.get(), contents) ||
+      lseek(file.get(), 0, SEEK_SET) != 0) {
     Fail(platform::SystemErrorText(errno));
   }
   return file;

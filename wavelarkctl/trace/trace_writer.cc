@@ -1,7 +1,6 @@
 #include "wavelarkctl/trace/trace_writer.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <utility>
@@ -35,13 +34,7 @@ void TraceWriter::FlushBlock() {
 }
 
 void TraceWriter::Flush() {
-  std::string_view rest = lines_;
-  while (!rest.empty()) {
-    const ssize_t written =
-        platform::RetryOnEintr([&] { return write(file_.get(), rest.data(), rest.size()); });
-    if (written < 0) Fail(name_);
-    rest.remove_prefix(static_cast<std::size_t>(written));
-  }
+  if (!platform::WriteWhole(file_.get(), lines_)) Fail(name_);
   lines_.clear();
 }
 
