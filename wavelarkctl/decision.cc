@@ -15,6 +15,12 @@ std::string Quote(const std::string& text) {
   return Json(text).dump(kOneLine, ' ', false, Json::error_handler_t::replace);
 }
 
+// A steer that did not happen has no reason.
+std::string WhyJson(const Decision& decision) {
+  if (decision.why == ap::SteerVerdict::kSteered && !decision.steered) return "null";
+  return fmt::format("\"{}\"", WhyText(decision.why));
+}
+
 }  // namespace
 
 ap::SteerVerdict DeriveWhy(const Decision& decision, const SteerLimits& limits) {
@@ -45,11 +51,10 @@ std::string_view WhyText(ap::SteerVerdict why) {
 // A day can have millions of decisions, and a JSON object of the library takes four times as long.
 std::string JsonLine(const Decision& decision) {
   return fmt::format(R"({{"time":{},"interface":{},"address":{},"metric":{},"last_metric":{},)"
-                     R"("since_last_steer":{},"steered":{},"why":"{}"}})",
+                     R"("since_last_steer":{},"steered":{},"why":{}}})",
                      FormatSeconds(decision.time.time_since_epoch()), Quote(decision.interface),
                      Quote(decision.address), decision.metric, decision.last_metric,
-                     FormatSeconds(decision.since_last_steer), decision.steered,
-                     WhyText(decision.why));
+                     FormatSeconds(decision.since_last_steer), decision.steered, WhyJson(decision));
 }
 
 }  // namespace orvane::wavelarkctl

@@ -21,6 +21,7 @@ struct Decision {
   // Since its last steer, or since it came to this interface. Negative if the clock was set back.
   platform::TimeSpan since_last_steer{};
   bool steered = false;
+  // kSteered without `steered` if the settings that `explain` assumes contradict the daemon's log.
   ap::SteerVerdict why = ap::SteerVerdict::kNew;
 };
 
@@ -37,7 +38,8 @@ ap::SteerVerdict DeriveWhy(const Decision& decision, const SteerLimits& limits);
 // "new", "not-below-floor", "within-hysteresis", "too-early" or "steered".
 std::string_view WhyText(ap::SteerVerdict why);
 
-// One JSON object, without a line end. Bytes of names that are not UTF-8 become U+FFFD.
+// One JSON object, without a line end. Bytes of names that are not UTF-8 become U+FFFD. "why" is
+// null in a contradiction.
 std::string JsonLine(const Decision& decision);
 
 }  // namespace orvane::wavelarkctl

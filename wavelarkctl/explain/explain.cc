@@ -5,7 +5,6 @@
 #include <CLI/App.hpp>
 #include <iostream>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -78,15 +77,6 @@ AssumedSettings MakeSettings(const ExplainOptions& options) {
   return settings;
 }
 
-// If the assumed settings steer a client that the daemon did not steer, they can't explain why.
-std::string ObjectOf(const ExplainedDecision& explained) {
-  std::string object = JsonLine(explained.decision);
-  if (!explained.is_contradiction || explained.decision.steered) return object;
-  auto members = nlohmann::ordered_json::parse(object);
-  members["why"] = nullptr;
-  return members.dump();
-}
-
 void ReadAll(const ExplainOptions& options, platform::WallTime since, Explainer* explainer) {
   Progress progress("lines");
   const LineSink add = [&](std::string_view line) {
@@ -126,7 +116,9 @@ ExitStatus Explain(const ExplainOptions& options) {
   const ExplainFilter filter = MakeFilter(options);
   Explainer::Sink sink;
   if (options.json) {
-    sink = [](const ExplainedDecision& explained) { std::cout << ObjectOf(explained) << '\n'; };
+    sink = [](const ExplainedDecision& explained) {
+      std::cout << JsonLine(explained.decision) << '\n';
+    };
   }
   Explainer explainer(MakeSettings(options), filter, std::move(sink));
   ReadAll(options, filter.since, &explainer);
