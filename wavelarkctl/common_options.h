@@ -20,7 +20,7 @@ namespace orvane::wavelarkctl {
 
 // Follows the help text of an option that ParseTimeOption reads.
 inline constexpr std::string_view kTimeForms =
-    ": 7d, 12h, 90m or 30s ago, or a date such as '2026-11-22 08:00'";
+    ": an age (7d, 12h, 90m, 30s) or a date ('2026-11-22 08:00')";
 
 // "HELP (default: VALUE)". Each option with a default has its help text from here.
 template <typename Value>
