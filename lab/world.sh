@@ -73,19 +73,19 @@ wait_until() {
 # expect WHAT COMMAND...: waits until the command succeeds. Gives up if it does not, or if a program has
 # ended.
 expect() {
-  local what="$1" has_come=no
+  local what="$1" has_succeeded=no
   shift
   wait_until "$patience" is_settled "$@" || give_up "$what"
   # The program may have caused it just before its end. A success that was seen counts even if it has
   # passed.
-  [[ "$has_come" == yes ]] || "$@" || give_up "$what"
+  [[ "$has_succeeded" == yes ]] || "$@" || give_up "$what"
 }
 
-# Whether waiting is over: the command has succeeded, which sets `has_come` of `expect`, or a program has
+# Whether waiting is over: the command has succeeded, which sets `has_succeeded` of `expect`, or a program has
 # ended.
 is_settled() {
   if "$@"; then
-    has_come=yes
+    has_succeeded=yes
   else
     ! all_run
   fi
@@ -107,13 +107,13 @@ give_up() {
   fail "this did not happen: $*"
 }
 
-# told PROGRAM PATTERN [COUNT]: whether the program's output has COUNT matching lines, 1 by default.
-told() {
-  (("$(count_told "$1" "$2")" >= ${3:-1}))
+# printed PROGRAM PATTERN [COUNT]: whether the program's output has COUNT matching lines, 1 by default.
+printed() {
+  (("$(count_printed "$1" "$2")" >= ${3:-1}))
 }
 
 # How many lines of a program's output match a pattern.
-count_told() {
+count_printed() {
   grep -cE -- "$2" "$scratch/$1.log" || true
 }
 
@@ -139,7 +139,7 @@ start_bus() {
   start bus dbus-daemon --nofork --nopidfile --nosyslog --print-address \
     --config-file=testbed/private_bus.conf --address="unix:path=$scratch/bus"
   # The socket's file exists before the bus accepts connections.
-  expect "the bus starts" told bus '^unix:path='
+  expect "the bus starts" printed bus '^unix:path='
   export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$scratch/bus"
 }
 
@@ -156,10 +156,10 @@ is_on_bus() {
 set_flags() {
   local published
   mkdir -p "$scratch/flags.d"
-  [[ ! -v 'pids[flags]' ]] || published="$(count_told flags "$publication")"
+  [[ ! -v 'pids[flags]' ]] || published="$(count_printed flags "$publication")"
   printf '%s\n' "$@" | write "$scratch/flags.d/lab.conf"
   [[ ! -v 'pids[flags]' ]] ||
-    expect "the flags service publishes $*" told flags "$publication" $((published + 1))
+    expect "the flags service publishes $*" printed flags "$publication" $((published + 1))
 }
 
 readonly publication='Publishing [0-9]+ flags$'

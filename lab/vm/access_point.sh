@@ -123,7 +123,7 @@ ${access_point_keys[$network]}
 CONFIG
   # Only with -d it logs commands and who attaches.
   start "hostapd-$band" hostapd -d "$scratch/hostapd-$band.conf"
-  expect "hostapd starts on wlan-$band" told "hostapd-$band" 'AP-ENABLED'
+  expect "hostapd starts on wlan-$band" printed "hostapd-$band" 'AP-ENABLED'
 }
 
 # Sends a command to a running hostapd.
@@ -151,7 +151,7 @@ bridge_hostapd() {
 }
 
 # How often the bridge has attached to the hostapd of a band.
-count_serves() { count_told bridge "Attached to hostapd at $hostapd_directory/wlan-$1\$"; }
+count_serves() { count_printed bridge "Attached to hostapd at $hostapd_directory/wlan-$1\$"; }
 
 serves_again() { (("$(count_serves "$1")" > $2)) && [[ -S "$control_directory/wlan-$1" ]]; }
 
@@ -160,12 +160,12 @@ line_pattern() {
   printf 'wlan-%s writes: <3>AP-STA-%s %s .*%s' "$1" "$2" "$(address_of "$3")" "${4:-}"
 }
 
-count_lines() { count_told bridge "$(line_pattern "$@")"; }
+count_lines() { count_printed bridge "$(line_pattern "$@")"; }
 
 # expect_line BAND EVENT CLIENT [ATTRIBUTES [COUNT]]: waits until the bridge has written COUNT such lines.
 expect_line() {
   expect "the bridge writes AP-STA-$2 of $3 on wlan-$1 ${4:-}" \
-    told bridge "$(line_pattern "$1" "$2" "$3" "${4:-}")" "${5:-1}"
+    printed bridge "$(line_pattern "$1" "$2" "$3" "${4:-}")" "${5:-1}"
 }
 
 # --- Clients ---
@@ -218,7 +218,7 @@ client_is_away() { [[ "$(ask_client "$1" status)" == *wpa_state=@(DISCONNECTED|I
 # How often a client had joined before its last attempt began.
 declare -A earlier_joins=()
 
-count_joins() { count_told clients "^([0-9.]+: )?$1: CTRL-EVENT-CONNECTED "; }
+count_joins() { count_printed clients "^([0-9.]+: )?$1: CTRL-EVENT-CONNECTED "; }
 
 # Makes a client look for the network of one band only. It leaves first: a client that has not noticed
 # that its access point is gone would do nothing.
@@ -298,9 +298,9 @@ start_daemon() {
 # How often the daemon has attached to a band: to hostapd, or to the bridge since the start of that.
 count_attached() {
   if [[ "$bridged" == no ]]; then
-    count_told "hostapd-$1" 'CTRL_IFACE monitor attached'
+    count_printed "hostapd-$1" 'CTRL_IFACE monitor attached'
   else
-    count_told bridge "wlan-$1 attaches .*-wavelark-wlan-$1\$"
+    count_printed bridge "wlan-$1 attaches .*-wavelark-wlan-$1\$"
   fi
 }
 
@@ -313,7 +313,7 @@ expect_attached() {
 
 # expect_event BAND EVENT [COUNT]: waits until the daemon has received COUNT such events on a band.
 expect_event() {
-  expect "the daemon receives $2 on wlan-$1" told daemon "$(event_pattern "$1" "$2")" "${3:-1}"
+  expect "the daemon receives $2 on wlan-$1" printed daemon "$(event_pattern "$1" "$2")" "${3:-1}"
 }
 
 # Starts the daemon as a service manager does, which restarts it after each failure.
@@ -339,8 +339,8 @@ seconds_of() {
 expect_polls() {
   local pattern seen
   pattern="$(poll_pattern "$1")"
-  seen="$(count_told daemon "$pattern")"
-  expect "the daemon polls $1" told daemon "$pattern" $((seen + ${2:-1}))
+  seen="$(count_printed daemon "$pattern")"
+  expect "the daemon polls $1" printed daemon "$pattern" $((seen + ${2:-1}))
 }
 
 # Stops the daemon, and the trace if there is one, while a client joins. A poll of a client that has
@@ -363,12 +363,12 @@ release_daemon() {
 # expect_steered CLIENT [COUNT]: waits until the daemon has steered a client COUNT times, and the client
 # has noticed.
 expect_steered() {
-  expect "the daemon steers $1" told daemon "$(steer_pattern "$1")" "${2:-1}"
-  expect "$1 is disconnected with reason 5" told clients "^$1: CTRL-EVENT-DISCONNECTED .*reason=5" "${2:-1}"
+  expect "the daemon steers $1" printed daemon "$(steer_pattern "$1")" "${2:-1}"
+  expect "$1 is disconnected with reason 5" printed clients "^$1: CTRL-EVENT-DISCONNECTED .*reason=5" "${2:-1}"
 }
 
 # How often the daemon has steered a client.
-count_steered() { count_told daemon "$(steer_pattern "$1")"; }
+count_steered() { count_printed daemon "$(steer_pattern "$1")"; }
 
 steer_pattern() { printf 'Steer Client %s ' "$(address_of "$1")"; }
 

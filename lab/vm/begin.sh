@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# What a scenario can use: the names of things, and the functions of lab/world.sh, lab/vm/access_point.sh
-# and lab/vm/trace.sh.
+# What a scenario can use: these variables, and the functions of lab/world.sh, lab/vm/access_point.sh and
+# lab/vm/trace.sh.
 
 # The environment that a login would set.
 export PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8

@@ -50,7 +50,7 @@ check_replay() {
     (($? == 1)) || give_up "the daemon's log can be explained"
   list_steers "$scratch/explained.json" >"$scratch/steers"
   list_steers "$scratch/replayed.json" >"$scratch/replayed_steers"
-  [[ "$(wc -l <"$scratch/steers")" == "$(count_told daemon 'Steer Client')" ]] ||
+  [[ "$(wc -l <"$scratch/steers")" == "$(count_printed daemon 'Steer Client')" ]] ||
     give_up "each steer of the daemon is explained"
   diff "$scratch/steers" "$scratch/replayed_steers" || give_up "the replay steers as the daemon does"
   show <"$scratch/steers"

@@ -45,5 +45,5 @@ expect_event 5000mhz kStationConnected 2
 step "The daemon ends, and detaches from both."
 stop daemon || give_up "the daemon ends with status 0"
 for band in 2400mhz 5000mhz; do
-  expect "the daemon detaches from wlan-$band" told "hostapd-$band" 'CTRL_IFACE monitor detached'
+  expect "the daemon detaches from wlan-$band" printed "hostapd-$band" 'CTRL_IFACE monitor detached'
 done

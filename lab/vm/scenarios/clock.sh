@@ -23,9 +23,9 @@ poll_line() {
 expect_goes_on() {
   local line polls records
   line="$(poll_line "$@")"
-  polls="$(count_told daemon "$line")"
+  polls="$(count_printed daemon "$line")"
   records="$(count_rows records)"
-  expect "polls continue" told daemon "$line" $((polls + 3))
+  expect "polls continue" printed daemon "$line" $((polls + 3))
   expect_rows records $((records + 3))
   grep -E "$line" "$scratch/daemon.log" | tail -n 1 | show
   expect_rows "$newest_event_is_of_now"
@@ -42,12 +42,12 @@ set_clock() {
 
 # expect_steered METRIC LAST_METRIC
 expect_steered() {
-  expect "the station is steered" told daemon \
+  expect "the station is steered" printed daemon \
     "Steer Client $station link_quality_metric $1 last_steer_link_quality_metric $2$"
 }
 
 expect_steer_count() {
-  (($(count_told daemon 'Steer Client') == $1)) || give_up "it is steered $1 times in all"
+  (($(count_printed daemon 'Steer Client') == $1)) || give_up "it is steered $1 times in all"
 }
 
 step "The daemon polls a weak station every second, and records an event a second."
@@ -82,7 +82,7 @@ set_signal_dbm -82
 expect_goes_on 18 2 "$recently"
 for round in {1..10}; do
   date --set='+5 minutes' >/dev/null
-  expect "it is polled with the clock forward" told daemon "$(poll_line 18 2 '[5-9]m[0-9.]+s')" "$round"
+  expect "it is polled with the clock forward" printed daemon "$(poll_line 18 2 '[5-9]m[0-9.]+s')" "$round"
   date --set='-5 minutes' >/dev/null
 done
 expect_goes_on 18 2 "$recently"
@@ -92,6 +92,6 @@ step "Forward by eleven minutes, more than a steer interval: the station is stee
 set_clock '+11 minutes'
 expect_steered 18 2
 expect_steer_count 3
-(($(count_told daemon 'WARNING|ERROR|FATAL') == 0)) || give_up "the daemon logs no warning"
+(($(count_printed daemon 'WARNING|ERROR|FATAL') == 0)) || give_up "the daemon logs no warning"
 stop daemon || give_up "the daemon ends with status 0"
 date --set='-131 minutes' >/dev/null

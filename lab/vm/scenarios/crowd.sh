@@ -50,7 +50,7 @@ all_are_weak() {
 }
 
 # Each poll logs `client_count` judgements, except the first one: it places the stations.
-count_polls() { printf '%d' $(("$(count_told daemon ' link_quality_metric .* time since')" / client_count)); }
+count_polls() { printf '%d' $(("$(count_printed daemon ' link_quality_metric .* time since')" / client_count)); }
 
 have_polled() { (("$(count_polls)" >= $1)); }
 
@@ -139,7 +139,7 @@ step "Each poll judged each client once, with the right metric."
 [[ "$(count_in_kernel '^Station')" == "$client_count" ]] || give_up "no client has left"
 check_polls || give_up "each poll judges each client once"
 check_metrics
-! told daemon 'Steer Client' || give_up "no client is steered above the floor"
+! printed daemon 'Steer Client' || give_up "no client is steered above the floor"
 ((own[-1] <= own[0])) || give_up "memory does not grow after a third of the polls"
 
 step "All clients fall below the floor between two polls. One pass steers all of them:"

@@ -22,7 +22,7 @@ expect_records() { expect "records arrive" has_probes $(("$(count_rows probe_rep
 # Whether the daemon has logged the loss of a batch. Causes another one.
 has_lost_batch() {
   ask_client "$wanderer" scan >/dev/null
-  told daemon 'Error recording offline data: '
+  printed daemon 'Error recording offline data: '
 }
 
 step "An access point with a client; the daemon steers, and uploads records each second."
@@ -61,7 +61,7 @@ step "The interface at 2.4 GHz disappears while the daemon polls it:"
 radio="$(radio_of wlan-2400mhz)"
 iw dev wlan-2400mhz del
 expect "the daemon logs that it is missing" \
-  told daemon 'Unable to get stations on interface: wlan-2400mhz$' 2
+  printed daemon 'Unable to get stations on interface: wlan-2400mhz$' 2
 grep 'Unable to get' "$scratch/daemon.log" | tail -n 1 | show
 stop hostapd-2400mhz || true
 step "The interface comes back, and then the client. Polls find both:"
@@ -70,14 +70,14 @@ start_hostapd 2400mhz
 expect_attached 2400mhz
 # A client that has not sent any data yet is fatal to a poll.
 set_flags "$probes" clientSteering=disabled
-expect "steering stops" told daemon 'Client Steer Stopped'
-missed="$(count_told daemon 'Unable to get stations')"
+expect "steering stops" printed daemon 'Client Steer Stopped'
+missed="$(count_printed daemon 'Unable to get stations')"
 join "$client" 2400mhz
 set_flags "$probes" clientSteering=enabled clientSteeringRootLqmFloor=30
 expect_polls "$client"
 grep -E "$(poll_pattern "$client")" "$scratch/daemon.log" | tail -n 1 | show
-[[ "$(count_told daemon 'Unable to get stations')" == "$missed" ]] || give_up "the interface is found again"
-[[ "$(count_told daemon 'supervisor:')" == 0 ]] || give_up "the daemon was not restarted"
+[[ "$(count_printed daemon 'Unable to get stations')" == "$missed" ]] || give_up "the interface is found again"
+[[ "$(count_printed daemon 'supervisor:')" == 0 ]] || give_up "the daemon was not restarted"
 
 step "The bus is stopped, and its services end. The daemon ends with status 69 at each start:"
 stop bus || true
@@ -85,7 +85,7 @@ for service in flags recorder; do
   wait_until "$patience" has_ended "$service" || give_up "$service ends without the bus"
   forget "$service" || true
 done
-expect "the daemon ends, twice" told daemon 'supervisor: it ended with status 69$' 2
+expect "the daemon ends, twice" printed daemon 'supervisor: it ended with status 69$' 2
 grep -B 1 'supervisor:' "$scratch/daemon.log" | head -n 2 | show
 step "They are started again. The next daemon does all that the first one did:"
 attached="$(count_attached 2400mhz)"

@@ -27,7 +27,7 @@ walk() {
   local metric=$(($2 + 100))
   set_signal "$1" "$2"
   expect "the daemon sees $1 at $2 dBm" \
-    told daemon "$(poll_pattern "$1" "($((metric - 1))|$metric|$((metric + 1)))")"
+    printed daemon "$(poll_pattern "$1" "($((metric - 1))|$metric|$((metric + 1)))")"
 }
 
 expect_never_steered() {
@@ -45,32 +45,32 @@ start_traffic 40 "$far" "$middle" "$near" "$last"
 start_daemon --client_steering_interval=2 --client_steering_poll_interval=1 \
   --client_steering_lqm_hysteresis=5
 sleep 3
-! told daemon link_quality_metric || give_up "no client is judged while steering is off"
+! printed daemon link_quality_metric || give_up "no client is judged while steering is off"
 expect_never_steered "$far" "no client is steered while steering is off"
 has_joined "$far" 2400mhz || give_up "the far one stays"
 
 step "Steering is switched on. The far client is steered, the others stay:"
 set_flags clientSteering=enabled
-expect "steering starts" told daemon 'Client Steer Started  lqm_floor=30 '
+expect "steering starts" printed daemon 'Client Steer Started  lqm_floor=30 '
 expect_steered "$far"
 show_steered "$far"
 
 step "Steering is switched off. The far client comes back, and no poll judges it."
 set_flags clientSteering=disabled
-expect "steering stops" told daemon 'Client Steer Stopped'
+expect "steering stops" printed daemon 'Client Steer Stopped'
 join "$far" 2400mhz
-polls="$(count_told daemon ' link_quality_metric ')"
+polls="$(count_printed daemon ' link_quality_metric ')"
 sleep 3
-[[ "$(count_told daemon ' link_quality_metric ')" == "$polls" ]] || give_up "no poll while it is off"
+[[ "$(count_printed daemon ' link_quality_metric ')" == "$polls" ]] || give_up "no poll while it is off"
 has_joined "$far" 2400mhz || give_up "the far one stays while steering is off"
 
 step "Steering is on again. The daemon remembers nothing, so the far client is steered with the same metric:"
 set_flags clientSteering=enabled
-expect "steering starts again" told daemon 'Client Steer Started ' 2
+expect "steering starts again" printed daemon 'Client Steer Started ' 2
 expect_steered "$far" 2
 show_steered "$far"
 expect "its last metric is forgotten" \
-  told daemon "$(steer_pattern "$far").* last_steer_link_quality_metric 0$" 2
+  printed daemon "$(steer_pattern "$far").* last_steer_link_quality_metric 0$" 2
 
 step "The middle client walks to -62 dBm, above the floor of 30. The floor rises to 45, and it is steered:"
 walk "$middle" -62

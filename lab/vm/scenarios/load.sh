@@ -68,9 +68,9 @@ expect_rows "$requests" "$events"
 
 step "A command without and with the bridge, and the delay of an event by it: median and 99th percentile in us:"
 start delays "$vm_programs/delays" "$hostapd_directory/wlan-2400mhz" "$control_directory/wlan-2400mhz"
-expect "delays is attached" told delays '^attached$'
+expect "delays is attached" printed delays '^attached$'
 "$vm_programs/frames" "$air" --to wlan-2400mhz --kind probe --first 20000 --stations 250 --count 250 --rate 100
-expect "delays has measured" told delays '^event '
+expect "delays has measured" printed delays '^event '
 forget delays || give_up "delays ends with status 0"
 grep -v attached "$scratch/delays.log" | show
 delay() { awk -v kind="$1" '$1 == kind { print $3 }' "$scratch/delays.log"; }
@@ -107,7 +107,7 @@ for ending in 1 2 3; do
   expect "the next daemon attaches" has_attached 2400mhz $((attached + 1))
 done
 await_frames
-expect "the bridge writes them" told bridge 'writes: <3>AP-STA-AUTH 02:5b:' $((2 * events + killed_frames))
+expect "the bridge writes them" printed bridge 'writes: <3>AP-STA-AUTH 02:5b:' $((2 * events + killed_frames))
 # The line about this client follows all others.
 join "$client" 2400mhz
 leave "$client"
@@ -123,7 +123,7 @@ step "500 probe requests a second, $probes in all. The bridge's anonymous memory
 [[ "$(kind_counter lines_total probe_request)" == "$(kind_counter events_total probe_request)" ]] ||
   give_up "each probe request so far has its line"
 before="$(kind_counter events_total probe_request)"
-heard="$(count_told daemon kStationMonitorInfo)"
+heard="$(count_printed daemon kStationMonitorInfo)"
 own=()
 for part in 1 2 3; do
   start_frames --kind probe --stations 500 --count $((probes / 3)) --rate 500
@@ -131,7 +131,7 @@ for part in 1 2 3; do
   own+=("$(bridge_memory)")
   printf '     %d\n' "${own[-1]}"
 done
-expect "the daemon receives each" told daemon kStationMonitorInfo $((heard + probes / 3 * 3))
+expect "the daemon receives each" printed daemon kStationMonitorInfo $((heard + probes / 3 * 3))
 got=$(("$(kind_counter events_total probe_request)" - before))
 printf '     hostapd reported %d\n' "$got"
 ((got >= probes / 3 * 3)) || give_up "each probe request is reported"

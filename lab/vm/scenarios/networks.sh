@@ -60,7 +60,7 @@ done
 
 step "The bridge's counters:"
 kill -USR1 "${pids[bridge]}"
-expect "the bridge logs its counters" told bridge 'nl80211: [0-9]+ messages, 0 losses'
+expect "the bridge logs its counters" printed bridge 'nl80211: [0-9]+ messages, 0 losses'
 grep -h 'events in' "$scratch/bridge.log" | show
 
 step "The database has each event once:"
@@ -69,7 +69,7 @@ for band in WLAN_2400MHZ WLAN_5000MHZ; do
   expect_rows "client_events WHERE interface = '$band' AND event_type = 'DISCONNECT'" "$total"
 done
 stop daemon || give_up "the daemon ends with status 0"
-! told daemon 'Received unknown event' || give_up "the daemon knows every event"
+! printed daemon 'Received unknown event' || give_up "the daemon knows every event"
 for event in "${!kinds[@]}"; do
   for band in WLAN_2400MHZ WLAN_5000MHZ; do
     (("$(count_rows "client_events WHERE interface = '$band' AND event_type = '${kinds[$event]}'")" ==

@@ -35,8 +35,8 @@ start_traffic 20 "$stays" "$returns" "$leaves"
 step "The daemon starts, with a steer interval of $steer_interval s. It steers both:"
 start_daemon --enable_client_steering --client_steering_interval="$steer_interval" \
   --client_steering_poll_interval=2 --client_steering_lqm_hysteresis=5
-expect "both are steered" told daemon ' Steer Client ' 2
-expect "hostapd receives both commands" told hostapd-2400mhz 'CTRL_IFACE DISASSOCIATE' 2
+expect "both are steered" printed daemon ' Steer Client ' 2
+expect "hostapd receives both commands" printed hostapd-2400mhz 'CTRL_IFACE DISASSOCIATE' 2
 hold_daemon
 expect_steered "$returns"
 expect_steered "$leaves"
@@ -46,11 +46,11 @@ show_steered "$leaves"
 step "One comes back. The daemon remembers its metric, so it stays:"
 join "$returns" 2400mhz
 release_daemon
-expect "it is remembered" told daemon "$(poll_pattern "$returns" '1[789]' '1[789]')"
+expect "it is remembered" printed daemon "$(poll_pattern "$returns" '1[789]' '1[789]')"
 grep -E "$(poll_pattern "$returns")" "$scratch/daemon.log" | tail -n 1 | show
 
 step "The other is forgotten after two steer intervals:"
-expect "it is forgotten" told daemon "$(prune_pattern "$leaves")"
+expect "it is forgotten" printed daemon "$(prune_pattern "$leaves")"
 grep 'Prune Station' "$scratch/daemon.log" | show
 seconds="$(seconds_until_pruned)"
 printf '     %s s after it was steered\n' "$seconds"
@@ -63,11 +63,11 @@ release_daemon
 expect_steered "$leaves" 2
 show_steered "$leaves"
 expect "its last metric is forgotten" \
-  told daemon "$(steer_pattern "$leaves").* last_steer_link_quality_metric 0$" 2
+  printed daemon "$(steer_pattern "$leaves").* last_steer_link_quality_metric 0$" 2
 
 step "The one that came back in time was not steered again, and no other client was forgotten."
 [[ "$(count_steered "$returns")" == 1 ]] || give_up "it is steered only once"
 for client in "$returns" "$stays"; do
-  ! told daemon "$(prune_pattern "$client")" || give_up "$client is not forgotten"
+  ! printed daemon "$(prune_pattern "$client")" || give_up "$client is not forgotten"
 done
 stop daemon || give_up "the daemon ends with status 0"

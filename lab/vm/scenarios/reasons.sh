@@ -76,7 +76,7 @@ show_lines 'CONNECT|DISCONNECT' 2
 
 step "A station that does not exist authenticates. It acknowledges no frames:"
 "$vm_programs/frames" "$air" --to wlan-2400mhz --kind authentication
-expect "the bridge writes no_ack" told bridge 'AP-STA-AUTH .* success:0 .*event_reason:no_ack'
+expect "the bridge writes no_ack" printed bridge 'AP-STA-AUTH .* success:0 .*event_reason:no_ack'
 show_lines AUTH
 
 step "The client joins, is steered by a command, and comes back:"
@@ -117,6 +117,6 @@ done
 expect_rows "client_events WHERE steering_reason = 'STEER'"
 show_query "SELECT event_type, event_reason, steering_reason, count(*) AS events FROM client_events
   WHERE event_reason IS NOT NULL OR steering_reason IS NOT NULL GROUP BY 1, 2, 3"
-! told daemon 'Received unknown event' || give_up "the daemon knows every event"
+! printed daemon 'Received unknown event' || give_up "the daemon knows every event"
 stop daemon || give_up "the daemon ends with status 0"
 stop bridge || give_up "the bridge ends with status 0"

@@ -49,7 +49,7 @@ start_hostapd 5000mhz
 start_clients
 start_daemon --connection_event_upload_period=2 --client_steering_interval=2 \
   --client_steering_poll_interval=1
-expect "the flag takes effect" told daemon 'Set probe_req_event_upload to 1$'
+expect "the flag takes effect" printed daemon 'Set probe_req_event_upload to 1$'
 
 step "A client joins and leaves."
 join "$client" 2400mhz

@@ -43,6 +43,6 @@ step "A client joins as before."
 connects="$(count_lines 2400mhz CONNECT client1 'success:1')"
 join client1 2400mhz
 expect_line 2400mhz CONNECT client1 'success:1' $((connects + 1))
-! told daemon 'Received unknown event' || give_up "the daemon knows every event"
+! printed daemon 'Received unknown event' || give_up "the daemon knows every event"
 stop daemon || give_up "the daemon ends with status 0"
 stop bridge || give_up "the bridge ends with status 0"

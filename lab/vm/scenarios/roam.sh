@@ -13,7 +13,7 @@ move_to() {
   hold_daemon
   join "$mover" "$1"
   expect "it has left $2" is_gone_from "$2"
-  polls_before="$(count_told daemon "$(poll_pattern "$mover")")"
+  polls_before="$(count_printed daemon "$(poll_pattern "$mover")")"
   release_daemon
 }
 
@@ -21,7 +21,7 @@ move_to() {
 # one with a log line. The time since the last steer counts from the first poll.
 expect_arrival() {
   local poll logged_at
-  expect "the daemon remembers $2" told daemon "$(poll_pattern "$mover")" $((polls_before + 1))
+  expect "the daemon remembers $2" printed daemon "$(poll_pattern "$mover")" $((polls_before + 1))
   poll="$(grep -E "$(poll_pattern "$mover")" "$scratch/daemon.log" | sed -n "$((polls_before + 1))p")"
   show <<<"$poll"
   [[ "$poll" =~ $(poll_pattern "$mover" "$1" "$2") ]] || give_up "the daemon remembers $2"
@@ -33,8 +33,8 @@ expect_arrival() {
 # expect_sent_off COUNT BAND BAND_COUNT: waits until the client has been steered COUNT times in all, and
 # BAND_COUNT times from this band. Holds the daemon, until the client has joined again.
 expect_sent_off() {
-  expect "the daemon steers it" told daemon "$(steer_pattern "$mover")" "$1"
-  expect "hostapd receives the command" told "hostapd-$2" "CTRL_IFACE DISASSOCIATE $(address_of "$mover")" "$3"
+  expect "the daemon steers it" printed daemon "$(steer_pattern "$mover")" "$1"
+  expect "hostapd receives the command" printed "hostapd-$2" "CTRL_IFACE DISASSOCIATE $(address_of "$mover")" "$3"
   hold_daemon
   expect_steered "$mover" "$1"
   show_steered "$mover"
@@ -75,7 +75,7 @@ step "At 5 GHz again, weaker than before: the daemon remembers its metric there,
 move_to 5000mhz 2400mhz
 expect_arrival '1[789]' '2[3456]'
 expect_sent_off 3 5000mhz 2
-[[ "$(count_told daemon 'Prune Station')" == 0 ]] || give_up "no client is forgotten"
+[[ "$(count_printed daemon 'Prune Station')" == 0 ]] || give_up "no client is forgotten"
 
 stop daemon || give_up "the daemon ends with status 0"
 

@@ -84,10 +84,10 @@ expect "the recorder is started" is_active ap-wavelark-recorder
 for name in ap-wavelark ap-wavelark-{bridge,flags,recorder}; do expect_sandbox "$name"; done
 
 step "It polls the kernel, and steers the client once that is too weak:"
-expect "the daemon polls the client" told daemon "$(address_of "$client") link_quality_metric 50 "
+expect "the daemon polls the client" printed daemon "$(address_of "$client") link_quality_metric 50 "
 set_signal "$client" -82
-expect "the client is steered" told daemon "Steer Client $(address_of "$client") "
-expect "the client is disconnected with reason 5" told clients "^$client: CTRL-EVENT-DISCONNECTED .*reason=5"
+expect "the client is steered" printed daemon "Steer Client $(address_of "$client") "
+expect "the client is disconnected with reason 5" printed clients "^$client: CTRL-EVENT-DISCONNECTED .*reason=5"
 grep 'Steer Client' "$scratch/daemon.log" | head -n 1 | show
 
 step "It uploads the bridge's events, with identifiers by the salt:"
@@ -118,11 +118,11 @@ done
 
 step "A silent client aborts it by a failed check, until the client sends data. The journal has each line once:"
 join "$silent" 2400mhz
-expect "the check fails" told daemon "$failed_check"
+expect "the check fails" printed daemon "$failed_check"
 expect "it is started again" has_restarted_more_than 3
 start more_traffic "$vm_programs/traffic" --rate 10 "$silent"
-polls="$(count_told daemon "$(poll_pattern "$silent")")"
-expect "it polls the client that was silent" told daemon "$(poll_pattern "$silent")" $((polls + 1))
+polls="$(count_printed daemon "$(poll_pattern "$silent")")"
+expect "it polls the client that was silent" printed daemon "$(poll_pattern "$silent")" $((polls + 1))
 journal --priority=crit | grep -E "$failed_check" | sort | uniq -c >"$scratch/fatal" ||
   give_up "the failed checks are in the journal"
 ! grep -v '^ *1 ' "$scratch/fatal" || give_up "each is in the journal once"

@@ -24,7 +24,7 @@ iw dev wlan-2400mhz station dump | grep -E 'Station|bitrate|authorized:' | show
 step "A daemon that skips such a client continues to poll:"
 skipped="Skip incomplete station $(address_of "$client")\$"
 start skipping "$daemon-skip" --v=1 --enable_client_steering --client_steering_poll_interval=1
-expect "the client is skipped at each poll" told skipping "VERBOSE1 .*$skipped" 3
+expect "the client is skipped at each poll" printed skipping "VERBOSE1 .*$skipped" 3
 grep -m 1 -E "$skipped" "$scratch/skipping.log" | show
 stop skipping || give_up "the daemon that skips ends with status 0"
 
@@ -32,8 +32,8 @@ step "The default daemon polls it, and a failed check aborts it. The next start 
 start_supervised_daemon --enable_client_steering --client_steering_poll_interval=1
 pattern='FATAL .*Check failed: station_information_->ConstGetNestedAttributeList. NL80211_STA_INFO_'
 pattern+='(TX_BITRATE, &tx|RX_BITRATE, &rx)_rate_information_.'
-expect "the check fails" told daemon "$pattern" 2
-expect "the daemon ends by SIGABRT" told daemon "^supervisor: it ended with status $((128 + 6))$" 2
+expect "the check fails" printed daemon "$pattern" 2
+expect "the daemon ends by SIGABRT" printed daemon "^supervisor: it ended with status $((128 + 6))$" 2
 grep -m 2 -E "$pattern|^supervisor" "$scratch/daemon.log" | show
 
 step "The client sends data, so it has a rate. The next daemon continues:"

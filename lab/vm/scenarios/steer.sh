@@ -41,7 +41,7 @@ for signal in -50 -58 -66; do
     "$(last_metric "$walker")"
 done
 expect "the daemon sees the near one as iw does" agrees "$near"
-! told daemon 'Steer Client' || give_up "no client is steered above the floor"
+! printed daemon 'Steer Client' || give_up "no client is steered above the floor"
 
 step "It falls below the floor. The daemon steers it with reason 5:"
 # Otherwise a poll could see an average between the two signals.
@@ -49,10 +49,10 @@ hold_daemon
 set_signal "$walker" -82
 expect "the kernel hears it there" signal_is 2400mhz "$walker" -82
 release_daemon
-expect "the daemon steers it" told daemon "Steer Client $address "
-expect "hostapd receives the command" told hostapd-2400mhz "DISASSOCIATE $address"
+expect "the daemon steers it" printed daemon "Steer Client $address "
+expect "hostapd receives the command" printed hostapd-2400mhz "DISASSOCIATE $address"
 hold_daemon
-expect "the client is disconnected" told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
+expect "the client is disconnected" printed clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
 grep 'Steer Client' "$scratch/daemon.log" | show
 grep "^$walker: CTRL-EVENT-DISCONNECTED" "$scratch/clients.log" | show
 
@@ -60,21 +60,21 @@ step "It comes back at once, as weak as before. Its metric has not changed, so i
 join "$walker" 2400mhz
 release_daemon
 as_weak="$(poll_pattern "$walker" '(1[789]|20)' '(1[789]|20)')"
-expect "it is polled after the steer interval" told daemon "$as_weak last steer ([5-9]|[1-9][0-9])(\.[0-9]+)?s"
-[[ "$(count_told daemon "Steer Client $address ")" == 1 ]] || give_up "it is steered only once"
+expect "it is polled after the steer interval" printed daemon "$as_weak last steer ([5-9]|[1-9][0-9])(\.[0-9]+)?s"
+[[ "$(count_printed daemon "Steer Client $address ")" == 1 ]] || give_up "it is steered only once"
 
 step "Its signal falls further, by more than the hysteresis. It is steered again:"
 hold_daemon
 set_signal "$walker" -92
 expect "the kernel hears it there" signal_is 2400mhz "$walker" -92
 release_daemon
-expect "the daemon steers it again" told daemon "Steer Client $address " 2
+expect "the daemon steers it again" printed daemon "Steer Client $address " 2
 expect "the client is disconnected again" \
-  told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5" 2
+  printed clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5" 2
 grep 'Steer Client' "$scratch/daemon.log" | tail -n 1 | show
 
 step "The near client was never steered."
-! told clients "^$near: CTRL-EVENT-DISCONNECTED" || give_up "the near client stays"
+! printed clients "^$near: CTRL-EVENT-DISCONNECTED" || give_up "the near client stays"
 stop daemon || give_up "the daemon ends with status 0"
 
 step "A replay of the trace steers at the same polls:"

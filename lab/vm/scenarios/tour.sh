@@ -34,17 +34,17 @@ show_daemon() {
   start_services
   start_daemon --enable_client_steering --client_steering_interval="$steer_interval" \
     --client_steering_poll_interval=2 --connection_event_upload_period=3
-  expect "steering starts" told daemon 'Client Steer Started'
+  expect "steering starts" printed daemon 'Client Steer Started'
   grep 'Client Steer Started' "$scratch/daemon.log" | show
 }
 
 show_steering() {
   step "One of them, $(address_of "$walker"), walks off. What the daemon logs at each poll:"
   set_signal "$walker" -82
-  expect "the walker is steered" told daemon "$(steer_pattern "$walker")"
+  expect "the walker is steered" printed daemon "$(steer_pattern "$walker")"
   grep -E "$(poll_pattern "$walker")" "$scratch/daemon.log" | tail -n 3 | show
   step "Below the floor for more than $steer_interval s: hostapd disassociates it. The client logs:"
-  expect "the client is disconnected" told clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
+  expect "the client is disconnected" printed clients "^$walker: CTRL-EVENT-DISCONNECTED .*reason=5"
   # A poll while it joins again would be fatal.
   hold_daemon
   grep "^$walker: CTRL-EVENT-DISCONNECTED" "$scratch/clients.log" | show
@@ -63,18 +63,18 @@ show_return() {
 
 show_flags() {
   step "The flags service raises the floor to 45. Now the neighbour is too weak at -60 dBm, and is steered:"
-  ! told daemon "$(steer_pattern "$neighbour")" || give_up "the neighbour stays until then"
+  ! printed daemon "$(steer_pattern "$neighbour")" || give_up "the neighbour stays until then"
   set_flags connectionEvents=enabled clientSteeringRootLqmFloor=45
-  expect "the neighbour is steered" told daemon "$(steer_pattern "$neighbour")"
-  expect "hostapd receives the command" told hostapd-2400mhz "DISASSOCIATE $(address_of "$neighbour")"
+  expect "the neighbour is steered" printed daemon "$(steer_pattern "$neighbour")"
+  expect "hostapd receives the command" printed hostapd-2400mhz "DISASSOCIATE $(address_of "$neighbour")"
   hold_daemon
   show_steered "$neighbour"
-  expect "the neighbour leaves" told clients "^$neighbour: CTRL-EVENT-DISCONNECTED .*reason=5"
+  expect "the neighbour leaves" printed clients "^$neighbour: CTRL-EVENT-DISCONNECTED .*reason=5"
   join "$neighbour" 2400mhz
   step "The flags service switches steering off:"
   set_flags clientSteering=disabled
   release_daemon
-  expect "steering stops" told daemon 'Client Steer Stopped'
+  expect "steering stops" printed daemon 'Client Steer Stopped'
   grep 'Client Steer Stopped' "$scratch/daemon.log" | show
 }
 
@@ -120,4 +120,4 @@ show_explanation
 step "On SIGTERM the daemon and the bridge end with exit status 0."
 stop daemon || give_up "the daemon ends with exit status 0"
 stop bridge || give_up "the bridge ends with exit status 0"
-expect "the bridge detaches from hostapd" told hostapd-2400mhz 'monitor detached'
+expect "the bridge detaches from hostapd" printed hostapd-2400mhz 'monitor detached'
