@@ -72,7 +72,6 @@ bool Recorder::Finish(bool is_stored, std::unique_ptr<Error> failure, ErrorHolde
   WriteMetricsLater();
   if (is_stored) {
     PruneLater();
-    CheckpointLater();
     return true;
   }
   LOG(ERROR) << "Failed to store a record: " << failure->message();
@@ -90,15 +89,14 @@ void Recorder::Prune() {
   is_pruning_ = false;
   if (store_.Prune(NowMs() - Milliseconds(options_.max_age))) {
     PruneLater();
-    CheckpointLater();
   } else {
     age_timer_.Start(kPrunePeriod, [this] { PruneLater(); });
   }
-}
-
-void Recorder::CheckpointLater() {
-  checkpoint_timer_.Start(store_.log_size() > kMaxLogSize ? TimeSpan::zero() : kCheckpointDelay,
-                          [this] { store_.Checkpoint(); });
+  if (store_.log_size() > kMaxLogSize) {
+    store_.Checkpoint();
+  } else {
+    checkpoint_timer_.Start(kCheckpointDelay, [this] { store_.Checkpoint(); });
+  }
 }
 
 void Recorder::WriteMetricsLater() {

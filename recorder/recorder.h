@@ -49,7 +49,6 @@ class Recorder {
   bool Finish(bool is_stored, std::unique_ptr<platform::Error> failure, ErrorHolder error);
   void PruneLater();
   void Prune();
-  void CheckpointLater();
   void WriteMetricsLater();
   void WriteMetrics();
 

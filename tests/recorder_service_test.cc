@@ -8,8 +8,10 @@
 #include <signal.h>
 #include <sys/mount.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <random>
@@ -165,6 +167,19 @@ TEST_F(RecorderServiceTest, SecondInstanceExits) {
   ExpectExit(69);
   EXPECT_THAT(recorder_->err().Text(), HasSubstr("Failed to claim the bus name"));
   EXPECT_TRUE(Record(Batch(1, 1)));
+}
+
+// At the maximum size each record is followed by deletions, which also write to the log.
+TEST_F(RecorderServiceTest, WriteAheadLogIsBoundedWhileRecordsAreDeleted) {
+  Start({"--max-size=1M"});
+  const std::string batch = Batch(1000, 1);
+  std::uintmax_t largest = 0;
+  for (int i = 0; i < 300; ++i) {
+    ASSERT_TRUE(Record(batch)) << error_->message();
+    largest = std::max(largest, std::filesystem::file_size(path_.native() + "-wal"));
+  }
+  EXPECT_GT(largest, 20U << 20) << "too few records to fill the log";
+  EXPECT_LT(largest, 28U << 20);
 }
 
 // Kills the recorder WAVELARK_KILLS times, by default 20.
