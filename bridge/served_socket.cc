@@ -30,12 +30,21 @@ bool BindForOwnerAndGroup(int fd, const UnixAddress& address) {
   return is_bound;
 }
 
+bool IsServed(const UnixAddress& address) {
+  const platform::ScopedFd probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  return probe.is_valid() && Connect(probe.get(), address);
+}
+
 }  // namespace
 
 std::unique_ptr<ServedSocket> ServedSocket::Create(platform::Loop& loop, platform::FilePath path,
                                                    Receiver receiver) {
   const std::optional<UnixAddress> address = UnixAddress::OfFile(path);
   if (!address.has_value()) return nullptr;
+  if (IsServed(*address)) {
+    errno = EADDRINUSE;
+    return nullptr;
+  }
   unlink(path.c_str());
   platform::ScopedFd fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!fd.is_valid() || !BindForOwnerAndGroup(fd.get(), *address)) return nullptr;

@@ -29,8 +29,9 @@ class ServedSocket : private platform::FdWatcher {
   // socket.
   using Receiver = std::function<void(const UnixAddress& sender, std::string_view datagram)>;
 
-  // Creates the socket. Replaces what a killed process has left at the path. Returns null, with
-  // errno set, on failure. The loop must outlive the socket.
+  // Creates the socket. Replaces what a killed process has left at the path, but not a socket that
+  // another process serves. Returns null, with errno set, on failure. The loop must outlive the
+  // socket.
   static std::unique_ptr<ServedSocket> Create(platform::Loop& loop, platform::FilePath path,
                                               Receiver receiver);
   ServedSocket(const ServedSocket&) = delete;

@@ -249,6 +249,26 @@ TEST_F(BridgeTest, ReplacesAKilledBridge) {
   EXPECT_EQ(ControlClient("late", ServedPath()).Ask("PING"), "PONG\n");
 }
 
+TEST_F(BridgeTest, LeavesTheSocketOfAnotherBridge) {
+  StartAnswering();
+  const std::unique_ptr<ChildProcess> first = std::move(bridge_);
+  StartBridge();
+  EXPECT_TRUE(bridge_->err().WaitForLine("Failed to serve", kPatience));
+  bridge_->Signal(SIGTERM);
+  EXPECT_TRUE(bridge_->WaitForExit(kPatience).has_value());
+  ASSERT_TRUE(IsServed(ServedPath()));
+  EXPECT_EQ(ControlClient("client", ServedPath()).Ask("PING"), "PONG\n");
+}
+
+TEST_F(BridgeTest, LeavesTheSocketOfHostapd) {
+  hostapd_.emplace(HostapdPath());
+  StartBridge({fmt::format("--directory={}", kHostapdDirectory),
+               fmt::format("--interface={}", kHostapdName)});
+  EXPECT_TRUE(bridge_->err().WaitForLine("Failed to serve", kPatience));
+  bridge_.reset();
+  EXPECT_TRUE(IsServed(HostapdPath()));
+}
+
 TEST_F(BridgeTest, ForwardsOnlyEventsThatTheDaemonKnows) {
   StartAnswering();
   ControlClient client("client", ServedPath());
