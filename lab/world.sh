@@ -1,12 +1,12 @@
-# shellcheck shell=bash disable=SC2154 # `scratch` is set by whoever sources this
+# shellcheck shell=bash disable=SC2154 # the script that sources this sets `scratch`
 # Functions for demonstrations and for scenarios in the virtual machine: they start programs by name, wait
-# for what these log, and narrate. Sourced after script/lib.sh, with `scratch` set to a folder for the
+# for their output, and print each step. Sourced after script/lib.sh, with `scratch` set to a folder for the
 # logs.
 
 declare -A pids=()
 step_number=0
-# How many seconds `expect` waits, which is far longer than anything takes on any machine, and how long it
-# pauses between two attempts.
+# The seconds that `expect` waits, far more than any step needs on a slow machine, and its pause between two
+# attempts.
 patience=60
 pause=0.05
 # No data ever arrives here. Reading from it with a time limit sleeps without another process.

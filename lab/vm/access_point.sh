@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # Functions for an access point and its clients in the virtual machine. Sourced by lab/vm/begin.sh.
 #
 # A band is 2400mhz or 5000mhz, as in the names of the interfaces. Clients are client1, client2 and so on.

@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh says where things are; scenarios read the rest
+# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh sets the variables; scenarios read the rest
 # The programs as the packages install them, started by systemd. For scenarios to source.
 
 readonly unit=ap-wavelark.service

@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # A trace of what the daemon polls, and its replay. Sourced by lab/vm/inside after access_point.sh.
 
 readonly trace="$scratch/trace.csv"

@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # The daemon attaches to both hostapds, and again after one was stopped or killed.
 # Clients: 2
 

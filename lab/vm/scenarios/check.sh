@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # What wavelarkctl check finds: on a bare Debian, on an access point as the packages install it, and with
 # six faults at once.
 # Clients: 1
@@ -69,11 +69,11 @@ expect "the flags service is started" is_active ap-wavelark-flags
 check beside_systemd
 expect_findings "$clock"
 
-step "Another user sees less, and the check says so."
+step "Another user may read less, and the check reports that."
 check beside_systemd setpriv --reuid nobody --regid nogroup --clear-groups
 [[ "$(count_findings '^failure')" == 0 ]] || give_up "nothing is wrong"
 (("$(count_findings '^warning .* -> run the check as root$')" >= 1)) ||
-  give_up "the check says what it cannot see"
+  give_up "the check reports what it may not read"
 
 step "Six faults: no hostapd at 5 GHz, permissions of directory and salt, a bad flag, no bus policy, a drop-in."
 stop hostapd-5000mhz || give_up "hostapd ends with status 0"
@@ -93,7 +93,7 @@ expect_findings \
   '^failure  bus +no .*policy .*ap-wavelark.* own org.velmora.ap.Wavelark -> install the package again' \
   '^failure  sandbox +.*/private.conf sets PrivateNetwork=yes: .* -> remove that line' "$clock"
 
-step "The advice is followed. The access point is as before."
+step "The advice is applied. The access point is as before."
 start_hostapd 5000mhz
 chgrp ap-wavelark "$control_directory" && chmod 2750 "$control_directory"
 chgrp ap-wavelark /var/lib/ap/monitor/station_id_salt && chmod 0640 /var/lib/ap/monitor/station_id_salt

@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # The clock is set forward and back while the daemon polls, steers and uploads. A simulated kernel reads
 # the daemon's stations from a file.
 

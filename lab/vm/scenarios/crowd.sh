@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # Clients on both bands, each with a signal of its own. Many polls see each of them, and the daemon's use
 # of processor and memory does not grow. Then one pass steers all of them. --rounds is the number of
 # polls.

@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # The recorder, the flags service, a radio and the bus disappear and come back.
 # Clients: 2
 # Bridge: yes

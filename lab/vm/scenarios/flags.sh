@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # Steering is switched on, off and tuned at run time while clients move. A steered client stays away, so
 # each client shows one thing.
 # Clients: 4

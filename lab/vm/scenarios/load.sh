@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh sets the variables
 # The bridge under load: a recorder that hangs, a daemon that is killed, and a flood of probe requests.
 # --rounds multiplies the durations: with 5 the recorder hangs for 25 s, and the flood takes 60 s.
 # Clients: 2
@@ -123,7 +123,7 @@ step "500 probe requests a second, $probes in all. The bridge's anonymous memory
 [[ "$(kind_counter lines_total probe_request)" == "$(kind_counter events_total probe_request)" ]] ||
   give_up "each probe request so far has its line"
 before="$(kind_counter events_total probe_request)"
-heard="$(count_printed daemon kStationMonitorInfo)"
+seen="$(count_printed daemon kStationMonitorInfo)"
 own=()
 for part in 1 2 3; do
   start_frames --kind probe --stations 500 --count $((probes / 3)) --rate 500
@@ -131,7 +131,7 @@ for part in 1 2 3; do
   own+=("$(bridge_memory)")
   printf '     %d\n' "${own[-1]}"
 done
-expect "the daemon receives each" printed daemon kStationMonitorInfo $((heard + probes / 3 * 3))
+expect "the daemon receives each" printed daemon kStationMonitorInfo $((seen + probes / 3 * 3))
 got=$(("$(kind_counter events_total probe_request)" - before))
 printf '     hostapd reported %d\n' "$got"
 ((got >= probes / 3 * 3)) || give_up "each probe request is reported"

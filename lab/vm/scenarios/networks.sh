@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh sets the variables
 # Visits to networks of every kind, through the bridge. Each visit has exactly one AUTH, ASSOC, CONNECT
 # and DISCONNECT in the log of the bridge and in the database. --rounds is the number of visits for each
 # kind and band.

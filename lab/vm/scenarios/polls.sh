@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # Measures for script/bench what a poll costs the daemon, and what a dump of the same stations costs a
 # program that does nothing else. Prints a line for each. --rounds is the number of measurements.
 # Clients: 1

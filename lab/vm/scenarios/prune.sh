@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # The daemon forgets a steered client that stays away for two steer intervals, but not one that comes back
 # in time.
 # Clients: 3

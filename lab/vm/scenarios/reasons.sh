@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh sets the variables
 # What the bridge writes: why clients fail to join and why they leave, their signals and rates, and how
 # long a steered client is away.
 # Clients: 3

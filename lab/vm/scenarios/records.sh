@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # From a stock hostapd to the database: a client joins, leaves, uses a wrong passphrase, is steered and
 # moves to the other band. The recorder has rows for all of this, and its metrics are sums over the rows.
 # Clients: 2

@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # Each request of the request manager on a real kernel: stations of an access point, paths of a mesh.
 # Clients: 3
 
@@ -39,12 +39,12 @@ join "$client" 2400mhz
 start_traffic 40 "$client"
 expect "the kernel's average is -50 dBm" signal_is 2400mhz "$client" -50
 
-step "All stations of an interface: each, then the end."
+step "All stations of an interface: each station, then the end of the dump."
 one="^station $address index $(<"/sys/class/net/wlan-2400mhz/ifindex") signal -50 average -5[01] authorized true [^"$'\n'"]*"
 expect_answer "$one"$'\n'"complete$" stations wlan-2400mhz
 expect "iw prints the same receive rate" agrees_on_rate
 
-step "All stations of an interface without any: the end."
+step "All stations of an interface without stations: only the end of the dump."
 expect_answer '^complete$' stations wlan-5000mhz
 
 step "One station, by name and address: the station, and no completion."
@@ -74,7 +74,7 @@ node_address="$(address_of "$node")"
 peer_address="$(address_of "$peer")"
 start traffic "$vm_programs/traffic" --rate 20 --to "$peer_address" "$node"
 
-step "The path from one to the other, and the end."
+step "The path from one to the other, then the end of the dump."
 direct="^path $peer_address via $peer_address index $(<"/sys/class/net/$node/ifindex")"
 expect_answer "$direct metric [1-9][0-9]* queued 0 active true resolved (true|false)"$'\n''complete$' \
   mesh-paths "$node"

@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # hostapd is stopped, killed and started again behind the bridge. Each time the daemon is attached again
 # within 1.5 s. --rounds is the number of restarts.
 # Clients: 1

@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # A client moves between the bands. The daemon remembers its metric on each band. Its arrival on a band
 # counts as a steer there. A replay of the trace steers as the daemon does.
 # Clients: 2

@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh sets the variables
 # The programs as the packages install them: systemd starts each as its own user in its unit's sandbox.
 # All their functions work there.
 # Clients: 2
@@ -83,14 +83,14 @@ expect "the recorder is started" is_active ap-wavelark-recorder
 # Prints user, capabilities, new privileges, filter of system calls.
 for name in ap-wavelark ap-wavelark-{bridge,flags,recorder}; do expect_sandbox "$name"; done
 
-step "It polls the kernel, and steers the client once that is too weak:"
+step "It polls the kernel, and steers the client once its signal is too weak:"
 expect "the daemon polls the client" printed daemon "$(address_of "$client") link_quality_metric 50 "
 set_signal "$client" -82
 expect "the client is steered" printed daemon "Steer Client $(address_of "$client") "
 expect "the client is disconnected with reason 5" printed clients "^$client: CTRL-EVENT-DISCONNECTED .*reason=5"
 grep 'Steer Client' "$scratch/daemon.log" | head -n 1 | show
 
-step "It uploads the bridge's events, with identifiers by the salt:"
+step "It uploads the bridge's events, with salted identifiers:"
 expect_rows "client_events WHERE event_type = 'DISCONNECT' AND steering_reason = 'STEER'"
 show_query "SELECT substr(client_shmac, 1, 12) AS client, event_type AS event, signal_dbm AS dBm, steering_reason FROM timeline"
 [[ "$(query 'SELECT DISTINCT client_shmac FROM client_events')" =~ ^[0-9A-F]{64}$ ]] ||

@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154,SC2034 # lab/vm/begin.sh sets the variables
 # An open network has a client that never sends data, so the kernel reports no receive rate of it, and
 # some kernels no transmit rate. A daemon built with WAVELARK_SKIP_INCOMPLETE_STATIONS skips it. One built
 # without is aborted by it.

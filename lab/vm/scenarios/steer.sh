@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # A client walks away, is steered, comes back, and is judged again. A replay of the trace steers as the
 # daemon does.
 # Clients: 2

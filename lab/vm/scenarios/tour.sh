@@ -1,4 +1,4 @@
-# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh says where things are
+# shellcheck shell=bash disable=SC2154 # lab/vm/begin.sh sets the variables
 # A tour of what the daemon does, step by step, for new users.
 # Clients: 2
 # Bridge: yes
@@ -85,16 +85,16 @@ readonly time_line="SELECT substr(time, 12) AS time, interface, event_type AS ev
     (SELECT client_shmac FROM client_events WHERE interface = 'WLAN_5000MHZ' ORDER BY record_id LIMIT 1)"
 
 show_records() {
-  local heard
+  local address
   step "The daemon uploads events in batches. The recorder's database about the client that walked off:"
   expect_rows "client_events WHERE interface = 'WLAN_5000MHZ' AND event_type = 'CONNECT'"
   expect_rows "client_events WHERE interface = 'WLAN_2400MHZ' AND event_type = 'DISCONNECT'" 2
   show_query "$time_line"
-  heard="$(address_of "$walker")"
-  (("$(count_addresses "$scratch/daemon.log" <<<"$heard")" == 1)) ||
+  address="$(address_of "$walker")"
+  (("$(count_addresses "$scratch/daemon.log" <<<"$address")" == 1)) ||
     give_up "the log has the address"
   dump_database
-  (("$(count_addresses "$scratch"/{database.sql,metrics.prom} <<<"$heard")" == 0)) ||
+  (("$(count_addresses "$scratch"/{database.sql,metrics.prom} <<<"$address")" == 0)) ||
     give_up "no address is in the database"
 }
 
