@@ -73,11 +73,16 @@ build() {
   run cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
-# run_tests PRESET [CTEST-ARGUMENT...]: runs as many tests at a time as there are processors.
+# Prints the number of tests to run at a time: two for each processor, since most of them wait.
+test_jobs() {
+  printf '%s' $((2 * $(nproc)))
+}
+
+# run_tests PRESET [CTEST-ARGUMENT...]
 run_tests() {
   local preset="$1"
   shift
-  run ctest --preset "$preset" --parallel "$(nproc)" "$@"
+  run ctest --preset "$preset" --parallel "$(test_jobs)" "$@"
 }
 
 # Prints the files of the project that match one of the patterns, NUL-separated.
