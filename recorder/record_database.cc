@@ -170,6 +170,12 @@ std::int64_t RecordDatabase::AddMetric(const MetricRecord& record, Tally tally) 
   return static_cast<std::int64_t>(record.fields.size()) + 1;
 }
 
+void RecordDatabase::AddCounts(const Tally& tally) {
+  SQLite::Transaction transaction(database_);
+  AddTally(tally);
+  transaction.commit();
+}
+
 std::int64_t RecordDatabase::AddRecord(const std::string& type, std::int64_t received_ms) {
   add_record_.bind(1, received_ms);
   add_record_.bindNoCopy(2, type);

@@ -33,6 +33,9 @@ class RecordDatabase {
   std::int64_t AddData(const DataRecord& record, Tally tally);
   std::int64_t AddMetric(const MetricRecord& record, Tally tally);
 
+  // Stores a tally without a record.
+  void AddCounts(const Tally& tally);
+
   // Deletes up to `rows` of the oldest rows if records are older than `oldest_ms` or the database
   // exceeds its maximum size. Returns whether there was anything to do.
   bool Prune(std::int64_t oldest_ms, std::int64_t rows);

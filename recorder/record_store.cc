@@ -108,7 +108,13 @@ void RecordStore::Checkpoint() {
 }
 
 Metrics RecordStore::ReadMetrics() {
-  Run([this](RecordDatabase& database) { stored_ = database.ReadMetrics(); }, nullptr);
+  Run(
+      [this](RecordDatabase& database) {
+        database.AddCounts(pending_);
+        pending_ = {};
+        stored_ = database.ReadMetrics();
+      },
+      nullptr);
   Metrics metrics = stored_;
   for (const auto& [key, count] : pending_.Counts()) {
     const auto found =

@@ -49,8 +49,8 @@ class RecordStore {
   // The size of the write-ahead log, in bytes.
   std::int64_t log_size() const { return database_ ? database_->log_size() : 0; }
 
-  // Returns the metrics of the database plus the counts that are not stored yet. If the database
-  // can't be read, uses its metrics of the last successful reading.
+  // Stores the counts that are not stored yet and returns the metrics of the database. If that
+  // fails, returns the metrics of the last successful reading plus these counts.
   Metrics ReadMetrics();
 
  private:

@@ -202,6 +202,16 @@ TEST_F(RecordStoreTest, CountersContinueAfterARestartAndPruning) {
   EXPECT_THAT(MetricsNow(), HasSubstr(sum));
 }
 
+TEST_F(RecordStoreTest, CountsOfErrorsContinueAfterARestart) {
+  max_size_ = 1 << 20;
+  EXPECT_FALSE(Add("type", std::string((1 << 20) + 1, 'x')));
+  const std::string count = "errors_total{kind=\"too_large\"} 1\n";
+  EXPECT_THAT(MetricsNow(), HasSubstr(count));
+  store_.reset();
+  Open();
+  EXPECT_THAT(MetricsNow(), HasSubstr(count));
+}
+
 TEST_F(RecordStoreTest, ViewsAnswerQuestions) {
   ASSERT_TRUE(Add(kEventType, BytesOf(R"(
       interface: WLAN_5000MHZ
