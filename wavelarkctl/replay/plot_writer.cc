@@ -3,15 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <fstream>
 #include <memory>
 #include <string>
 
-#include "platform/logging.h"
-#include "wavelarkctl/command.h"
 #include "wavelarkctl/human_text.h"
+#include "wavelarkctl/output_file.h"
 #include "wavelarkctl/replay/gnuplot.h"
 #include "wavelarkctl/replay/replay_plot.h"
 
@@ -44,12 +41,6 @@ PlotPanel MakePanel(const ReplayRun& run, const std::string& address, const Plot
           &series, limits.lqm_floor, limits.lqm_hysteresis};
 }
 
-void WriteFile(const platform::FilePath& path, const std::string& contents) {
-  std::ofstream file(path, std::ios::binary);
-  if (file << contents && file.flush()) return;
-  throw Failure(ExitStatus::kUnavailable, path.native() + ": " + platform::SystemErrorText(errno));
-}
-
 }  // namespace
 
 void WritePlot(const platform::FilePath& file, TraceReader& reader, const TraceSurvey& survey,
@@ -78,7 +69,7 @@ void WritePlot(const platform::FilePath& file, TraceReader& reader, const TraceS
                                       collectors[i]->Of(number), runs.size() > 1));
     }
   }
-  WriteFile(file, RunGnuplot(GnuplotScript(plot)));
+  WriteOutputFile(file, RunGnuplot(GnuplotScript(plot)));
 }
 
 }  // namespace orvane::wavelarkctl

@@ -231,7 +231,7 @@ TEST_F(PlotTest, AFileThatCannotBeWrittenIsReported) {
   const Outcome outcome = Run({"replay", "--plot", "/nowhere/plot.svg", trace_});
   EXPECT_EQ(outcome.status, 69);
   EXPECT_EQ(outcome.out, "");
-  EXPECT_THAT(outcome.err, HasSubstr("/nowhere/plot.svg: No such file"));
+  EXPECT_THAT(outcome.err, HasSubstr("/nowhere/plot.svg: can't be written: No such file"));
 }
 
 TEST_F(ReplayTest, APlotNeedsGnuplot) {

@@ -5,10 +5,7 @@
 
 #include <CLI/App.hpp>
 #include <array>
-#include <cerrno>
 #include <chrono>
-#include <cstring>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -23,6 +20,7 @@
 #include "wavelarkctl/commands.h"
 #include "wavelarkctl/common_options.h"
 #include "wavelarkctl/events/records.h"
+#include "wavelarkctl/output_file.h"
 #include "wavelarkctl/parse_number.h"
 #include "wavelarkctl/report/report_data.h"
 #include "wavelarkctl/report/report_events.h"
@@ -200,19 +198,9 @@ std::string TextForPage(const json& data) {
   return text;
 }
 
-void WritePage(const json& data, std::ostream& out) {
-  const std::size_t mark = kReportPage.find(kReportDataMark);
-  out << kReportPage.substr(0, mark) << TextForPage(data)
-      << kReportPage.substr(mark + kReportDataMark.size()) << std::flush;
-}
-
-void WritePage(const json& data, const FilePath& path) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  if (file) WritePage(data, file);
-  if (!file) {
-    throw Failure(ExitStatus::kUnavailable,
-                  fmt::format("{}: can't be written: {}", path.native(), strerror(errno)));
-  }
+std::string PageOf(const json& data) {
+  std::string page(kReportPage);
+  return page.replace(page.find(kReportDataMark), kReportDataMark.size(), TextForPage(data));
 }
 
 bool IsMissed(const json& level) {
@@ -237,9 +225,9 @@ ExitStatus Run(const Options& options) {
   if (options.is_json) {
     std::cout << data.dump(2, ' ', false, json::error_handler_t::replace) << '\n';
   } else if (options.output == "-") {
-    WritePage(data, std::cout);
+    std::cout << PageOf(data);
   } else {
-    WritePage(data, options.output);
+    WriteOutputFile(options.output, PageOf(data));
     PrintSummary(data);
     std::cout << fmt::format("{}: {} events of {} clients\n", options.output.native(),
                              data["counts"]["events"].get<std::int64_t>(),
