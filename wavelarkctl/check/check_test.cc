@@ -161,7 +161,7 @@ failure  interface  there is no interface wlan-5000mhz
 failure  nl80211    the kernel has no nl80211
                     -> modprobe cfg80211, then restart the daemon: it looks for nl80211 only at its start
 failure  hostapd    /run/hostapd is missing
-                    -> set ctrl_interface=/var/run/hostapd in hostapd's configuration, systemd-tmpfiles --create, then restart the daemon
+                    -> set ctrl_interface=/run/hostapd in hostapd's configuration, systemd-tmpfiles --create, then restart the daemon
 failure  bus        the system bus: No such file or directory (2)
                     -> systemctl restart dbus.socket dbus
 warning  flags      can't be checked without the bus

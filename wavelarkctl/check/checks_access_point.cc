@@ -48,7 +48,7 @@ Finding CheckControlDirectory(const Machine& machine, const std::string& directo
     return {Level::kFailure, ProblemText(directory, state.error),
             directory == kBridgeDirectory
                 ? "systemd-tmpfiles --create, then systemctl restart ap-wavelark-bridge"
-                : "set ctrl_interface=/var/run/hostapd in hostapd's configuration, "
+                : "set ctrl_interface=/run/hostapd in hostapd's configuration, "
                   "systemd-tmpfiles --create, then restart the daemon"};
   }
   if (!S_ISDIR(state.status.st_mode)) {
