@@ -45,7 +45,7 @@ check_replay() {
   grep -v ',0$' "$trace" >"$scratch/authorized.csv"
   "$wavelarkctl" replay --json --returns trace --stale 3600 "${traced_settings[@]/#/--set=}" \
     "$scratch/authorized.csv" >"$scratch/replayed.json" || give_up "the trace can be replayed"
-  # Status 1: something needs attention, for example a client that bounces.
+  # Status 1: something needs attention, for example a client that is steered repeatedly.
   "$wavelarkctl" explain --json "$scratch/daemon.log" >"$scratch/explained.json" 2>"$scratch/explain.log" ||
     (($? == 1)) || give_up "the daemon's log can be explained"
   list_steers "$scratch/explained.json" >"$scratch/steers"

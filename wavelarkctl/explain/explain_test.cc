@@ -281,7 +281,7 @@ TEST_F(ExplainTest, ACommandWithoutEffectNeedsAttention) {
                        "hostapd_cli -i wlan-2400mhz status\n"));
 }
 
-TEST_F(ExplainTest, AClientThatBouncesNeedsAttention) {
+TEST_F(ExplainTest, AClientThatIsSteeredRepeatedlyNeedsAttention) {
   const Outcome outcome = Explain(SteerAt2400()
                                       .Judged("10:23:00", kPhone, 1, 18, "11m")
                                       .Steered("10:23:00", kPhone, 1, 18, k2400)
@@ -292,7 +292,7 @@ TEST_F(ExplainTest, AClientThatBouncesNeedsAttention) {
   EXPECT_THAT(outcome.out, HasSubstr("02:11:22:33:44:55  wlan-2400mhz      4  -99..-80      "
                                      "steered 4 times\n"));
   EXPECT_THAT(outcome.out,
-              HasSubstr("Needs attention\n  02:11:22:33:44:55 bounces: it was steered 3 times in a "
+              HasSubstr("Needs attention\n  02:11:22:33:44:55 was steered 3 times in a "
                         "row, each time within two steer intervals of the previous steer. "));
   EXPECT_EQ(outcome.status, 1);
 }

@@ -205,9 +205,9 @@ void FindInClient(const MacAddress& address, const ClientHistory& history,
                   std::vector<std::string>* found) {
   if (const std::size_t chain = LongestChain(history.steers); chain > 1) {
     found->push_back(
-        fmt::format("{} bounces: it was steered {} times in a row, each time within two steer "
-                    "intervals of the previous steer. Raise the hysteresis or the steer interval, "
-                    "or lower the floor.",
+        fmt::format("{} was steered {} times in a row, each time within two steer intervals of the "
+                    "previous steer. Raise the hysteresis or the steer interval, or lower the "
+                    "floor.",
                     address.ToString(), chain));
   }
   const auto lost = std::ranges::count_if(history.steers, HadNoEffect);
