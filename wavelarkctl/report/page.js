@@ -16,9 +16,12 @@ const plural = (count, word) => `${number(count)} ${word}${count === 1 ? '' : 's
 const percent = (good, all) => (all ? `${(100 * good / all).toFixed(1)} %` : '–');
 const shortId = (place) => (place === null ? 'unknown' : data.clients[place].slice(0, 8));
 
-// Times are in the access point's time zone.
+// Times are in the access point's time zone. Its offset changes with daylight saving time.
+const offsetAt = (ms) =>
+  (data.period.offsets.filter(([from]) => from <= ms).pop() || data.period.offsets[0])[1];
+
 function time(ms, options) {
-  const shifted = new Date(ms + data.period.offset * 1000);
+  const shifted = new Date(ms + offsetAt(ms) * 1000);
   return shifted.toLocaleString('en-GB', {timeZone: 'UTC', ...options});
 }
 const day = (ms) => time(ms, {day: 'numeric', month: 'long', year: 'numeric'});
@@ -420,6 +423,11 @@ function showTimelines() {
     parent.append(element('p', {class: 'empty'}, 'No client is known.'));
     return;
   }
+  const omitted = lines.reduce((sum, line) => sum + line.omitted, 0);
+  if (omitted) {
+    byId('timelines-about').textContent += ` ${number(omitted)} later visits and marks of clients ` +
+      'with very many are left out.';
+  }
   const labels = lines.map((line) => shortId(line.client));
   const names = [...new Set(lines.flatMap((line) => line.visits.map((visit) => visit[2])))].sort().reverse();
   const sum = (line, name) => line.visits.filter((visit) => visit[2] === name)
@@ -519,7 +527,7 @@ function showHead() {
   byId('period').textContent = `${long(since)} to ${long(until)}`;
   byId('counts').textContent = `${plural(data.counts.events, 'event')} of ` +
     plural(data.counts.clients, 'client') +
-    (data.counts.unnamed ? `, ${number(data.counts.unnamed)} of them without an identifier` : '');
+    (data.counts.unnamed ? `; ${plural(data.counts.unnamed, 'event')} without an identifier` : '');
   byId('source').textContent = `From ${data.database}, made on ${minute(data.made)}. ` +
     'Times are in the access point’s time zone.';
   document.title = `Wi-Fi report, ${day(since)} to ${day(until)}`;

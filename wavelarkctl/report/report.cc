@@ -54,7 +54,8 @@ previous one of the same length. Exit status: 0; 1 if a service level misses its
 wrong command line; 65 for a wrong database or log; 69 if a file can't be read or written.)";
 
 // Trends have a step for each hour of up to three days, else for each day.
-constexpr std::int64_t kHourMs = 3'600'000;
+constexpr std::int64_t kQuarterMs = 900'000;
+constexpr std::int64_t kHourMs = 4 * kQuarterMs;
 constexpr std::int64_t kDayMs = 24 * kHourMs;
 constexpr std::int64_t kLongestByHour = 3 * kDayMs;
 
@@ -164,8 +165,24 @@ void AddLabels(const ReportScope& scope, json* data) {
   period["labels"] = std::move(labels);
   period["steps"] = scope.steps;
   period["step"] = is_by_hour ? "hour" : "day";
-  // The page shows the access point's local time in every time zone.
-  period["offset"] = LocalFields(scope.until_ms - 1).tm_gmtoff;
+}
+
+// The page shows the access point's local time in every time zone: rows of a time and the offset of
+// local time from then on, in seconds. They apply to both periods, the first record and `now_ms`.
+json OffsetsOf(const ReportScope& scope, std::int64_t first_ms, std::int64_t now_ms) {
+  std::vector<std::int64_t> times;
+  if (first_ms < scope.before_ms()) times.push_back(first_ms);
+  // Zones change their offset at a quarter of an hour.
+  for (std::int64_t t = scope.before_ms(); t < scope.until_ms; t += kQuarterMs - t % kQuarterMs) {
+    times.push_back(t);
+  }
+  if (now_ms >= scope.until_ms) times.push_back(now_ms);
+  json rows = json::array();
+  for (const std::int64_t t : times) {
+    const std::int64_t offset = LocalFields(t).tm_gmtoff;
+    if (rows.empty() || rows.back()[1] != offset) rows.push_back({t, offset});
+  }
+  return rows;
 }
 
 json Collect(const Options& options, const ReportScope& scope) {
@@ -180,7 +197,9 @@ json Collect(const Options& options, const ReportScope& scope) {
     data["log"] = {{"steers", counts.steers}, {"without_disconnect", counts.without_disconnect}};
   }
   AddLabels(scope, &data);
-  data["made"] = Milliseconds(Now());
+  const std::int64_t now_ms = Milliseconds(Now());
+  data["period"]["offsets"] = OffsetsOf(scope, events.first_ms, now_ms);
+  data["made"] = now_ms;
   data["database"] = options.database.native();
   return data;
 }

@@ -311,18 +311,27 @@ class DataMaker {
   json Timeline(std::int32_t client) {
     json visits = json::array();
     json marks = json::array();
+    std::int64_t omitted = 0;
+    const auto add = [&omitted](json* rows, json row) {
+      if (rows->size() == kVisits) {
+        ++omitted;
+      } else {
+        rows->push_back(std::move(row));
+      }
+    };
     const std::span<const ReportEvent> events = report_.Of(client);
     for (std::size_t i = 0; i < events.size(); ++i) {
       const ReportEvent& event = events[i];
-      if (!event.is_now) continue;
-      if (IsConnected(event) && visits.size() < kVisits) {
-        visits.push_back({event.t, EndOfVisit(event, events.subspan(i + 1)), Interface(event)});
+      if (IsConnected(event)) {
+        const std::int64_t begin = std::max(event.t, report_.scope.since_ms);
+        const std::int64_t end = EndOfVisit(event, events.subspan(i + 1));
+        if (event.is_now || end > begin) add(&visits, {begin, end, Interface(event)});
       }
-      if (marks.size() == kVisits) continue;
-      if (IsFailedJoin(event)) marks.push_back({event.t, "failure"});
-      if (IsDisconnect(event) && IsSteered(event)) marks.push_back({event.t, "steer"});
+      if (!event.is_now) continue;
+      if (IsFailedJoin(event)) add(&marks, {event.t, "failure"});
+      if (IsDisconnect(event) && IsSteered(event)) add(&marks, {event.t, "steer"});
     }
-    return {{"client", Name(client)}, {"visits", visits}, {"marks", marks}};
+    return {{"client", Name(client)}, {"visits", visits}, {"marks", marks}, {"omitted", omitted}};
   }
 
   // A visit lasts until the client leaves that interface or connects again, at most until the end

@@ -230,6 +230,38 @@ TEST_F(ReportTest, SteersAndVisitsAreListed) {
             json::array({{At(kDay), "failure"}, {At(kDay + 95'000), "failure"}}));
 }
 
+TEST_F(ReportTest, AVisitMayBeginBeforeThePeriod) {
+  const std::string connect = "event_type: CONNECT is_event_success: true";
+  Add(-3 * kDay, "A", WLAN_5000MHZ, connect);
+  Add(-2 * kDay, "A", WLAN_2400MHZ, connect);
+  Add(kDay, "A", WLAN_2400MHZ, "event_type: DISCONNECT");
+  // This one ends before the period.
+  Add(-2 * kDay, "B", WLAN_2400MHZ, connect);
+  Add(0, "B", WLAN_2400MHZ, "event_type: DISCONNECT");
+  Add(1, "B", WLAN_2400MHZ, "event_type: AUTHENTICATE is_event_success: false");
+  Store(events_);
+  const json lines = Data()["timelines"];
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0]["visits"], json::array());
+  EXPECT_EQ(lines[0]["marks"], json::array({{At(1), "failure"}}));
+  EXPECT_EQ(lines[1]["visits"], json::array({{At(0), At(kDay), "wlan-2400mhz"}}));
+}
+
+TEST_F(ReportTest, ATimeLineCountsTheVisitsThatItLacks) {
+  for (std::int64_t i = 0; i < 1502; ++i) {
+    Add(i * 1000, "A", WLAN_5000MHZ, "event_type: CONNECT is_event_success: true");
+    Add(i * 1000, "A", WLAN_5000MHZ, "event_type: CONNECT is_event_success: false");
+  }
+  Add(0, "B", WLAN_5000MHZ, "event_type: CONNECT is_event_success: true");
+  Store(events_);
+  const json lines = Data()["timelines"];
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0]["visits"].size(), 1500U);
+  EXPECT_EQ(lines[0]["marks"].size(), 1500U);
+  EXPECT_EQ(lines[0]["omitted"], 4);
+  EXPECT_EQ(lines[1]["omitted"], 0);
+}
+
 // Each row: what follows a steer at -80 dBm from 5 GHz, and the outcome.
 TEST_F(ReportTest, OutcomesOfSteers) {
   struct Row {
@@ -417,7 +449,33 @@ TEST_F(ReportTest, DaysBeginAtLocalMidnight) {
             kDay / 2);
   EXPECT_EQ(period["steps"][3].get<std::int64_t>() - period["steps"][2].get<std::int64_t>(),
             kDay - 3'600'000);
-  EXPECT_EQ(period["offset"], 7200);
+}
+
+TEST_F(ReportTest, LocalTimeHasAnOffsetForEachPartOfTheYear) {
+  Execute("INSERT INTO records (id, received_ms, type) VALUES (1, 946684800000, 'x')");  // 2000
+  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+  tzset();
+  const std::int64_t spring = 1'774'746'000'000;  // 2026-03-29 01:00 UTC
+  const std::int64_t autumn = 1'792'890'000'000;  // 2026-10-25 01:00 UTC
+  // Without those of the first record and of the present time.
+  const auto offsets = [&](const char* since, const char* until) {
+    const json data = json::parse(Report({"--since", since, "--until", until, "--json"}).out);
+    json found = data["period"]["offsets"];
+    EXPECT_EQ(found[0], json::parse("[946684800000, 3600]"));
+    found.erase(found.begin());
+    if (found.back()[0] >= data["period"]["until"]) found.erase(found.size() - 1);
+    return found;
+  };
+  // Both periods count.
+  EXPECT_EQ(offsets("2026-03-30", "2026-04-02"), json::array({{spring, 7200}}));
+  EXPECT_EQ(offsets("2026-08-01", "2026-11-01").back(), json::array({autumn, 3600}));
+  EXPECT_EQ(offsets("2026-05-01", "2026-05-02").size(), 1U);
+  // Here the clock changes by half an hour, at a half hour of UTC or at a full one.
+  setenv("TZ", "XXX-10:30YYY-11,M10.1.0,M4.1.0", 1);
+  tzset();
+  const json period = json::parse(
+      Report({"--since", "2026-04-04", "--until", "2026-04-06", "--json"}).out)["period"];
+  EXPECT_THAT(period["offsets"], testing::Contains(json::parse("[1775314800000, 37800]")));
 }
 
 TEST_F(ReportTest, ShortPeriodsHaveHours) {
