@@ -20,7 +20,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import browser  # noqa: E402
 
 SKIPPED = 77
-PHONE, DESKTOP = 390, 1280
+PHONE, DESKTOP = 360, 1280
 EVIL = "</script><img src=x onerror=\"window.hacked = 1\"><script>window.hacked = 1</script>"
 
 wavelarkctl, play_days, pictures = None, None, None
@@ -225,6 +225,10 @@ class ReportInBrowser(unittest.TestCase):
         self.value("dispatchEvent(new Event('beforeprint'))")
         self.assertGreater(luminance(self.value(
             "getComputedStyle(document.querySelector('.panel')).backgroundColor")), 0.9)
+        # Paper is narrow, so each panel and its chart have the full width.
+        self.assertEqual(self.value(
+            "document.querySelector('#joins-chart').offsetWidth"),
+            self.value("document.querySelector('#joins').offsetWidth"))
         self.value("dispatchEvent(new Event('afterprint'))")
         self.assertLess(luminance(self.value(
             "getComputedStyle(document.querySelector('.panel')).backgroundColor")), 0.1)
