@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "platform/logging.h"
@@ -53,7 +54,7 @@ void HostapdLink::Look() {
 
 void HostapdLink::Connect() {
   identity_ = Identify(socket_path_);
-  if (!identity_.has_value()) return;
+  if (!identity_.has_value()) return LogConnectError(errno);
   events_ = OpenChannel({.on_event = callbacks_.on_event,
                          .on_quiet = callbacks_.on_quiet,
                          .on_lost = [this] { GoDownSoon(); }});
@@ -61,10 +62,20 @@ void HostapdLink::Connect() {
                            .on_quiet = [] {},
                            .on_lost = [this] { GoDownSoon(); }});
   if (events_ == nullptr || commands_ == nullptr) {
+    const int error = errno;
     Close();
-    return;
+    return LogConnectError(error);
   }
+  connect_error_ = 0;
   Attach(kAttachWithProbes, /*is_last_try=*/false);
+}
+
+// An absent hostapd is not an error. A killed one leaves its socket behind.
+void HostapdLink::LogConnectError(int error) {
+  const bool is_new = std::exchange(connect_error_, error) != error;
+  if (!is_new || error == ENOENT || error == ECONNREFUSED) return;
+  errno = error;
+  PLOG(WARNING) << "Failed to connect to hostapd at " << socket_path_.native();
 }
 
 std::unique_ptr<HostapdChannel> HostapdLink::OpenChannel(HostapdChannel::Callbacks callbacks) {
@@ -76,15 +87,22 @@ void HostapdLink::Attach(const std::string& command, bool is_last_try) {
   events_->Request(command, [this, is_last_try](std::string_view answer) {
     if (answer == kOk) {
       is_attached_ = true;
+      if (is_last_try) {
+        LOG(INFO) << "hostapd at " << socket_path_.native() << " does not report probe requests";
+      }
       Prepare();
-    } else if (is_last_try) {
-      LOG(WARNING) << "hostapd at " << socket_path_.native() << " refuses to report events";
-      GoDownSoon();
-    } else {
-      LOG(INFO) << "hostapd at " << socket_path_.native() << " does not report probe requests";
+    } else if (!is_last_try) {
       Attach(kAttach, /*is_last_try=*/true);
+    } else {
+      LogRefusal();
+      GoDownSoon();
     }
   });
+}
+
+void HostapdLink::LogRefusal() {
+  if (std::exchange(is_refusal_logged_, true)) return;
+  LOG(WARNING) << "hostapd at " << socket_path_.native() << " refuses to report events";
 }
 
 void HostapdLink::Prepare() {
@@ -100,6 +118,7 @@ void HostapdLink::Prepare() {
 void HostapdLink::GoUp() {
   LOG(INFO) << "Attached to hostapd at " << socket_path_.native();
   is_up_ = true;
+  is_refusal_logged_ = false;
   callbacks_.on_up();
 }
 

@@ -75,8 +75,10 @@ class HostapdLink {
 
   void Look();
   void Connect();
+  void LogConnectError(int error);
   std::unique_ptr<HostapdChannel> OpenChannel(HostapdChannel::Callbacks callbacks);
   void Attach(const std::string& command, bool is_last_try);
+  void LogRefusal();
   void Prepare();
   void GoUp();
   void GoDown();
@@ -91,6 +93,9 @@ class HostapdLink {
   std::unique_ptr<HostapdChannel> commands_;
   bool is_attached_ = false;
   bool is_up_ = false;
+  // What the last attempts logged. An attempt logs only what is new.
+  int connect_error_ = 0;
+  bool is_refusal_logged_ = false;
   int looks_ = 0;
   std::uint64_t stray_count_ = 0;  // of closed channels
   platform::OneShotTimer look_timer_;

@@ -215,6 +215,34 @@ TEST_F(BridgeTest, AttachesToAHostapdThatReportsNoProbes) {
   EXPECT_EQ(hostapd().Count("ATTACH"), 1U);
 }
 
+TEST_F(BridgeTest, LogsARefusalOnce) {
+  hostapd_.emplace(HostapdPath());
+  hostapd().SetAnswers("ATTACH probe_rx_events=1", {"FAIL\n"});
+  hostapd().SetAnswers("ATTACH", {"FAIL\n"});
+  StartBridge();
+  EXPECT_TRUE(WaitUntil([this] { return hostapd().Count("ATTACH") == 3; }));
+  hostapd().SetAnswers("ATTACH", {"OK\n"});
+  ExpectServed();
+  EXPECT_EQ(bridge_->err().Count("refuses to report events"), 1U);
+  EXPECT_EQ(bridge_->err().Count("does not report probe requests"), 1U);
+}
+
+TEST_F(BridgeTest, LogsWhyItCannotConnect) {
+  {
+    // A stream socket does not accept the connection.
+    const platform::ScopedFd other(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    HostapdPath().native().copy(address.sun_path, sizeof(address.sun_path) - 1);
+    ASSERT_EQ(bind(other.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    StartBridge();
+    EXPECT_TRUE(bridge_->err().WaitForLine("Failed to connect to hostapd at", kPatience));
+  }
+  std::filesystem::remove(HostapdPath());
+  hostapd_.emplace(HostapdPath());
+  ExpectServed();
+}
+
 TEST_F(BridgeTest, DoesNotServeASilentHostapd) {
   hostapd_.emplace(HostapdPath());
   hostapd().SetAnswers("ATTACH probe_rx_events=1", {});
