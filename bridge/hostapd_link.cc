@@ -38,7 +38,7 @@ HostapdLink::~HostapdLink() {
 std::optional<HostapdLink::FileIdentity> HostapdLink::Identify(const platform::FilePath& path) {
   struct stat status;
   if (stat(path.c_str(), &status) != 0) return std::nullopt;
-  return FileIdentity{status.st_dev, status.st_ino};
+  return FileIdentity{status.st_dev, status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
 void HostapdLink::Look() {

@@ -64,10 +64,13 @@ class HostapdLink {
   std::uint64_t stray_count() const;
 
  private:
-  // Identifies the file at the path. A restarted hostapd has a new one.
+  // Identifies the file at the path. A restarted hostapd has a new one. Some file systems give it
+  // the old inode number.
   struct FileIdentity {
     dev_t device;
     ino_t inode;
+    std::int64_t modified_s;
+    std::int64_t modified_ns;
     friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
   };
 

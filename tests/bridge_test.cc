@@ -243,6 +243,13 @@ TEST_F(BridgeTest, LogsWhyItCannotConnect) {
   ExpectServed();
 }
 
+// A new file may have the inode number of the old one.
+TEST_F(BridgeTest, DetectsANewFileByItsTime) {
+  StartAnswering();
+  std::filesystem::last_write_time(HostapdPath(), std::filesystem::file_time_type::clock::now());
+  EXPECT_TRUE(WaitUntil([this] { return hostapd().Count("ATTACH probe_rx_events=1") == 2; }));
+}
+
 TEST_F(BridgeTest, DoesNotServeASilentHostapd) {
   hostapd_.emplace(HostapdPath());
   hostapd().SetAnswers("ATTACH probe_rx_events=1", {});
