@@ -62,6 +62,7 @@ Moment BridgedInterface::Now() const { return {loop_.MonotonicNow(), loop_.Now()
 
 void BridgedInterface::OnUp() {
   ++counts_.attaches;
+  is_asking_for_signal_ = false;
   callbacks_.on_hostapd_up();
   platform::TimeSpan delay = platform::TimeSpan::zero();
   if (absent_since_.has_value()) delay = *absent_since_ + kLeastAbsence - loop_.MonotonicNow();
@@ -102,8 +103,12 @@ void BridgedInterface::OnEvent(std::string_view line) {
   if (IsRequest(event)) AskForSignal();
 }
 
+// One answer serves all frames before it. hostapd reports a frame before it answers a later
+// command, so a pending answer includes the signals of all frames that were read.
 void BridgedInterface::AskForSignal() {
+  if (std::exchange(is_asking_for_signal_, true)) return;
   link_.Ask(kTrackedStations, [this](std::string_view answer) {
+    is_asking_for_signal_ = false;
     tracker_.OnTrackedStations(ParseTrackedStations(answer));
   });
 }

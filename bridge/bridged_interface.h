@@ -96,6 +96,7 @@ class BridgedInterface {
   Callbacks callbacks_;
   InterfaceCounters counts_;
   StationTracker tracker_;
+  bool is_asking_for_signal_ = false;
   std::unique_ptr<ServedSocket> socket_;
   MonitorSet monitors_;
   std::optional<platform::MonotonicTime> absent_since_;

@@ -333,6 +333,30 @@ TEST_F(BridgeTest, SurvivesUnreadableEvents) {
   EXPECT_EQ(bridge_->err().Count("Unreadable event of hostapd"), 4U);
 }
 
+// The second frame arrives before the answer to the first question.
+TEST_F(BridgeTest, AsksOnceForTheSignalsOfSeveralFrames) {
+  StartAnswering();
+  hostapd().SetAnswers("TRACK_STA_LIST", {});
+  ControlClient client("client", ServedPath());
+  ASSERT_EQ(client.Ask("ATTACH"), "OK\n");
+  for (const char* station : {"020000000200", "020000000300"}) {
+    hostapd().Send(
+        fmt::format("<3>AP-MGMT-FRAME-RECEIVED "
+                    "buf=b0003a01020000000000{}0200000000001000000001000000",
+                    station));
+  }
+  hostapd().Send("02:00:00:00:03:00 0 -61\n02:00:00:00:02:00 0 -50\n");
+  hostapd().Send(Probe(1));
+  ASSERT_EQ(client.Receive(), ProbeLine(1));
+  // hostapd reads commands in order.
+  ASSERT_EQ(client.Ask("STATUS"), "OK\n");
+  EXPECT_EQ(hostapd().Count("TRACK_STA_LIST"), 1U);
+  EXPECT_THAT(client.Receive(),
+              AllOf(HasSubstr("AP-STA-AUTH 02:00:00:00:02:00"), HasSubstr("frame_rssi:-50")));
+  EXPECT_THAT(client.Receive(),
+              AllOf(HasSubstr("AP-STA-AUTH 02:00:00:00:03:00"), HasSubstr("frame_rssi:-61")));
+}
+
 TEST_F(BridgeTest, KeepsAnswersInOrder) {
   StartAnswering();
   ControlClient one("one", ServedPath());
