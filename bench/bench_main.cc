@@ -88,7 +88,7 @@ int Main(int argc, char** argv) {
   for (const Row& row : *rows) {
     const std::optional<Measured> measured = row.measure();
     if (!measured.has_value()) {
-      std::cout << row.name << ": not measured, since the lab has not told\n" << std::flush;
+      std::cout << row.name << ": not measured, because the lab gave no figures\n" << std::flush;
       continue;
     }
     results.push_back({.row = row, .measured = *measured});

@@ -24,7 +24,7 @@ const char* Verdict(const Result& result) {
   return result.IsMet() ? "ok" : "missed";
 }
 
-// Names and units are plain words, so nothing needs escaping.
+// The texts of a row are plain words, so nothing needs escaping.
 std::string JsonFigure(const Figure& figure) {
   return fmt::format(R"({{"median": {:.4g}, "p20": {:.4g}, "p80": {:.4g}}})", figure.median,
                      figure.low, figure.high);

@@ -8,8 +8,7 @@
 
 namespace orvane::bench {
 
-// Return the head of the table, or one line of it, with the line end. A line fits the width of a
-// page.
+// Return the head of the table, and one line of it, each with its line end.
 std::string TableHead();
 std::string TableLine(const Result& result);
 

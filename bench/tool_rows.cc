@@ -14,15 +14,14 @@ namespace {
 constexpr std::chrono::hours kLongestRun(1);
 constexpr int kRuns = 5;
 constexpr int kMinutes = 24 * 60;
-constexpr int kDay = 1000;  // clients
-constexpr int kCrowd = 10'000;
+constexpr int kClients = 1000;
+constexpr int kManyClients = 10'000;
 
 struct Cost {
   double seconds;    // processor time
   double megabytes;  // maximum resident size
 };
 
-// Runs the tool and waits for its end.
 Cost RunTool(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), {RESOURCE_USAGE_PATH, WAVELARKCTL_PATH});
   const auto usage = testbed::StartProcess(arguments);
@@ -34,7 +33,7 @@ Cost RunTool(std::vector<std::string> arguments) {
   return {seconds, kilobytes * 1024 / 1'000'000};
 }
 
-// Replays a day of `clients`, with a row per client and minute.
+// Replays a day with a row per client and minute. Returns the cost of each run.
 std::vector<Cost> ReplayDay(int clients, int runs) {
   const testbed::TemporaryDirectory directory;
   const std::string trace = (directory.path() / "trace.csv").native();
@@ -51,18 +50,18 @@ Figure Summary(const std::vector<Cost>& costs, double Cost::*value, double facto
 }
 
 Measured MeasureReplay() {
-  return {.ours = Summary(ReplayDay(kDay, kRuns), &Cost::seconds), .floor = {}};
+  return {.ours = Summary(ReplayDay(kClients, kRuns), &Cost::seconds), .floor = {}};
 }
 
 Measured MeasureReplayMemory() {
-  return {.ours = Summary(ReplayDay(kCrowd, 1), &Cost::megabytes), .floor = {}};
+  return {.ours = Summary(ReplayDay(kManyClients, 1), &Cost::megabytes), .floor = {}};
 }
 
-// Nanoseconds per row. The floor is the smaller crowd.
+// Nanoseconds per row. The floor is a row of fewer clients.
 Measured MeasureReplayGrowth() {
   const auto per_row = [](int clients) { return 1e9 / kMinutes / clients; };
-  return {.ours = Summary(ReplayDay(kCrowd, 1), &Cost::seconds, per_row(kCrowd)),
-          .floor = Summary(ReplayDay(kDay, kRuns), &Cost::seconds, per_row(kDay))};
+  return {.ours = Summary(ReplayDay(kManyClients, 1), &Cost::seconds, per_row(kManyClients)),
+          .floor = Summary(ReplayDay(kClients, kRuns), &Cost::seconds, per_row(kClients))};
 }
 
 }  // namespace
@@ -70,9 +69,8 @@ Measured MeasureReplayGrowth() {
 std::vector<Row> ToolRows() {
   return {
       {"replay_day", "a replay of 1,440,000 rows of 1,000 clients", "s", 1.5, MeasureReplay},
-      {"replay_memory", "the same of ten times as many: peak of memory", "MB", 64,
-       MeasureReplayMemory},
-      {"replay_growth", "a row of these, beside one of 1,000 clients", "ns", 1.6,
+      {"replay_memory", "peak memory of a replay of 10,000 clients", "MB", 64, MeasureReplayMemory},
+      {"replay_growth", "a replayed row of 10,000 clients; floor: of 1,000", "ns", 1.6,
        MeasureReplayGrowth},
   };
 }

@@ -7,7 +7,7 @@
 
 namespace orvane::bridge {
 
-// Removes the first part of `*text` and the separator behind it. Returns that part.
+// Removes the first part of `*text` and the separator after it. Returns that part.
 inline std::string_view TakeUntil(std::string_view* text, char separator) {
   const std::string_view taken = text->substr(0, text->find(separator));
   text->remove_prefix(taken.size() < text->size() ? taken.size() + 1 : taken.size());

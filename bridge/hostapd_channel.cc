@@ -13,7 +13,7 @@ namespace orvane::bridge {
 namespace {
 
 constexpr std::size_t kLargestDatagram = 64 * 1024;
-// Other descriptors are served after so many datagrams.
+// After this many datagrams, other descriptors are served.
 constexpr int kDatagramsPerWakeUp = 64;
 
 }  // namespace

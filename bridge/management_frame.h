@@ -40,7 +40,7 @@ std::optional<FrameKind> FrameKindOf(std::span<const std::uint8_t> bytes);
 
 // Parses a plaintext frame, from its frame control field, without its check sequence. Returns
 // nothing for other kinds, for encrypted authentications, and for frames that are too short for
-// their fixed fields. Elements behind the fixed fields are ignored.
+// their fixed fields. Elements after the fixed fields are ignored.
 std::optional<ManagementFrame> ParseManagementFrame(std::span<const std::uint8_t> bytes);
 
 }  // namespace orvane::bridge

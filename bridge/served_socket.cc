@@ -16,7 +16,7 @@
 namespace orvane::bridge {
 namespace {
 
-// Other descriptors are served after so many datagrams.
+// After this many datagrams, other descriptors are served.
 constexpr int kDatagramsPerWakeUp = 64;
 
 // Binds with a umask: a later chmod would be too late for a client that watches the directory.

@@ -215,7 +215,7 @@ void StationMachine::ApplyAnswer(const Answer& answer, Step* step, MonotonicTime
   }
 }
 
-// Takes notice and removal, up to the beginning of a later connection.
+// Takes the notice and the removal that the line waits for. An answer begins a later connection.
 void StationMachine::TakeLeave(Step* step) {
   while (!evidence_.empty() && (step->awaits_notice || step->awaits_removal)) {
     const auto& content = evidence_.front().content;

@@ -29,7 +29,7 @@ StationMachine* StationTracker::Find(const ap::MacAddress& mac) {
   return &found->second.machine;
 }
 
-// Returns null if there is no room.
+// Returns null for a group address, and if there is no room.
 StationMachine* StationTracker::FindOrAdd(const ap::MacAddress& mac) {
   if (StationMachine* machine = Find(mac)) return machine;
   if (stations_.size() >= kMostStations || IsGroupAddress(mac)) {
@@ -166,10 +166,10 @@ void StationTracker::SettleStation(const ap::MacAddress& mac, Moment now) {
   StationMachine& machine = found->second.machine;
   machine.Settle(now, &lines_);
   SetDeadline(mac, &found->second, machine.NextDeadline());
+  // An idle machine has no deadline, so it has no entry in `deadlines_`.
   if (machine.IsIdle()) stations_.erase(found);
 }
 
-// An idle machine has no deadline, so no entry stays behind for it.
 void StationTracker::SetDeadline(const ap::MacAddress& mac, Entry* entry,
                                  std::optional<MonotonicTime> deadline) {
   if (entry->deadline == deadline) return;

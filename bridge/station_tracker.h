@@ -33,7 +33,7 @@ struct SharedMemory {
 
   static constexpr std::size_t kCapacity = 4096;
 
-  // When a station was last steered. A later join than this lifetime is not an effect of the steer.
+  // When a station was last steered. A join after this lifetime is not an effect of the steer.
   RecentMap<ap::MacAddress, platform::MonotonicTime> steerings{kCapacity, std::chrono::minutes(1)};
   // The last authentication of each station, on any interface. A disconnect uses it to see that the
   // station has moved. The lifetime exceeds the time after which hostapd notices that a station has

@@ -23,8 +23,8 @@ inline constexpr char kConnectionEventsProbeReqUploadFlag[] = "connectionEventsP
 inline constexpr char kEnabledValue[] = "enabled";
 inline constexpr char kDisabledValue[] = "disabled";
 
-// One flag and the values that the flags service accepts. The daemon itself checks no range: it
-// truncates a metric to 8 bits. It aborts on a non-numeric value.
+// One flag and the values that the flags service accepts. The daemon itself does not check these
+// bounds: it truncates a metric to 8 bits. It aborts if a number is missing or exceeds 32 bits.
 struct RunTimeFlag {
   enum class Kind : std::uint8_t {
     kSwitch,  // kEnabledValue or kDisabledValue

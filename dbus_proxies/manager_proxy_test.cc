@@ -282,7 +282,7 @@ TEST_F(ManagerProxyTest, ALostBusIsAnError) {
   EXPECT_FALSE(RecordOffline(&error));
 }
 
-TEST_F(ManagerProxyTest, ACallThatCannotBePutTogetherIsAnError) {
+TEST_F(ManagerProxyTest, AnInvalidArgumentIsAnError) {
   const std::string not_utf8 = "\xff";
   std::unique_ptr<Error> error;
   EXPECT_FALSE(proxy_->RecordOfflineData(not_utf8, {}, &error, kDefault));
@@ -322,7 +322,7 @@ TEST_F(ManagerProxyTest, ASilentRecorderRunsTheErrorCallback) {
   EXPECT_THAT(outcomes_, ElementsAre(HasSubstr("org.freedesktop.DBus.Error.NoReply")));
 }
 
-TEST_F(ManagerProxyTest, EveryCallUnderWayHasItsOwnEnd) {
+TEST_F(ManagerProxyTest, EachPendingCallEndsOnce) {
   recorder_.AttachTo(loop_);
   for (int i = 0; i < 100; ++i) RecordOfflineAsync();
   EXPECT_TRUE(RunUntil([this] { return outcomes_.size() == 100; }));
@@ -330,7 +330,7 @@ TEST_F(ManagerProxyTest, EveryCallUnderWayHasItsOwnEnd) {
   EXPECT_THAT(outcomes_, testing::AllOf(testing::SizeIs(100), testing::Each("success")));
 }
 
-TEST_F(ManagerProxyTest, DestroyedWithRepliesToCome) {
+TEST_F(ManagerProxyTest, DestroyedWithPendingCalls) {
   recorder_.AttachTo(loop_);
   RecordOfflineAsync();
   RecordOfflineAsync();

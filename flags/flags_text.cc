@@ -24,7 +24,7 @@ std::string CheckNumber(const RunTimeFlag& flag, std::string_view value) {
   const auto [stop, error] = std::from_chars(value.data(), end, number);
   if (error == std::errc::invalid_argument || stop != end) return "is not a number";
   if (error != std::errc() || number < flag.least || number > flag.greatest) {
-    return fmt::format("is not within {} and {} ({})", flag.least, flag.greatest, flag.unit);
+    return fmt::format("is not from {} to {} ({})", flag.least, flag.greatest, flag.unit);
   }
   return "";
 }

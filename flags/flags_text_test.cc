@@ -97,13 +97,12 @@ TEST(FlagsTextTest, NonNumericValuesAreRejected) {
 
 TEST(FlagsTextTest, NumbersThatTheDaemonWouldTruncateAreRejected) {
   EXPECT_EQ(ErrorOf("clientSteeringRootLqmFloor=300"),
-            "f:1: the value of clientSteeringRootLqmFloor is not within 0 and 255 (link quality "
+            "f:1: the value of clientSteeringRootLqmFloor is not from 0 to 255 (link quality "
             "metric)");
-  EXPECT_EQ(
-      ErrorOf("clientSteeringPollInterval=0"),
-      "f:1: the value of clientSteeringPollInterval is not within 1 and 2147483647 (seconds)");
+  EXPECT_EQ(ErrorOf("clientSteeringPollInterval=0"),
+            "f:1: the value of clientSteeringPollInterval is not from 1 to 2147483647 (seconds)");
   EXPECT_EQ(ErrorOf("clientSteeringInterval=99999999999999999999"),
-            "f:1: the value of clientSteeringInterval is not within 1 and 2147483647 (seconds)");
+            "f:1: the value of clientSteeringInterval is not from 1 to 2147483647 (seconds)");
 }
 
 // Values at the bounds of the table are accepted, values beyond them are not.

@@ -30,13 +30,13 @@ constexpr std::int64_t kSince = 1'000'000;
 constexpr std::int64_t kUntil = 2'000'000;
 constexpr int kMostRows = 64;
 
-// An empty database in a temporary directory.
-class Place {
+// A temporary directory for the database.
+class DatabaseDirectory {
  public:
-  Place() : path_(mkdtemp(name_.data())) {}
-  Place(const Place&) = delete;
-  Place& operator=(const Place&) = delete;
-  ~Place() { std::filesystem::remove_all(path_); }
+  DatabaseDirectory() : path_(mkdtemp(name_.data())) {}
+  DatabaseDirectory(const DatabaseDirectory&) = delete;
+  DatabaseDirectory& operator=(const DatabaseDirectory&) = delete;
+  ~DatabaseDirectory() { std::filesystem::remove_all(path_); }
   std::filesystem::path database() const { return path_ / "records.db"; }
 
  private:
@@ -45,9 +45,9 @@ class Place {
 };
 
 SQLite::Database& Database() {
-  static const Place place;
+  static const DatabaseDirectory directory;
   static SQLite::Database database = [] {
-    SQLite::Database made = recorder::OpenDatabase({.path = place.database()});
+    SQLite::Database made = recorder::OpenDatabase({.path = directory.database()});
     made.exec("PRAGMA synchronous = OFF");
     return made;
   }();

@@ -60,7 +60,7 @@ std::uint32_t GetChannelWidth(const AttributeList& rate) {
   return kDefaultWidth;
 }
 
-// The attributes that the walks over the message and its station information look for.
+// The attributes that are read from the message and its station information.
 struct StationAttributes {
   Attribute mac_address;
   Attribute station_information;
@@ -70,7 +70,7 @@ struct StationAttributes {
   Attribute signal_average;
 };
 
-// If a type is repeated, the first attribute counts, as in every getter.
+// If a type is repeated, the first attribute counts, as in AttributeList::Find.
 void Note(const Attribute& attribute, Attribute* found) {
   if (!*found) *found = attribute;
 }

@@ -22,7 +22,7 @@ namespace orvane::platform {
 class DatagramWriter : private FdWatcher {
  public:
   static constexpr TimeSpan kPatience{1'000'000};
-  // If so many datagrams are waiting, another one is lost at once.
+  // The most datagrams that wait. A further one is lost at once.
   static constexpr std::size_t kMaxWaiting = 10'000;
 
   // Runs once for each lost datagram, with an errno value: EAGAIN if the peer did not read. If the

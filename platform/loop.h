@@ -28,7 +28,7 @@ class FdWatch {
   virtual ~FdWatch() = default;
 };
 
-// The message loop of a thread. It runs tasks, timers and descriptor watchers one after the other
+// The event loop of a thread. It runs tasks, timers and descriptor watchers one after the other
 // on its thread. All functions must be called on that thread.
 //
 // The loop works in turns. A turn runs the tasks that were posted before the turn began, in order

@@ -73,12 +73,11 @@ TEST_F(SteeringTest, WeakStationIsSteeredInTheFirstPollAfterTheInterval) {
   ap_.wlan5000().ExpectSilence(milliseconds(0));
 }
 
-// Its metric is the same as at the last steer.
 TEST_F(SteeringTest, StationWithAnUnchangedMetricIsNotSteeredAgain) {
   ap_.SetStations({kWeakAt2400});
   ap_.Start();
   ap_.wlan2400().ExpectCommand(kWeakCommand);
-  // Time counts from that steer.
+  // After the steer, a poll shows the time since that steer.
   const std::size_t polls = TimesSinceLastSteer("02:00:00:00:00:01").size();
   EXPECT_TRUE(WaitUntil([&] { return TimesSinceLastSteer("02:00:00:00:00:01").size() > polls; }));
   ExpectPolledAfter(2);

@@ -104,7 +104,7 @@ class MessageReader {
 };
 
 // Enters a container of a message that is being read. The destructor leaves it and skips its unread
-// values, so that the position is behind it in any case.
+// values, so that the position is always after it.
 class ReadScope {
  public:
   // Null `contents` accepts any contents. If the next value is something else, no container is

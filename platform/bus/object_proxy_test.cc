@@ -100,7 +100,7 @@ TEST_F(ObjectProxyTest, ABlockingCallWaitsForItsTimeoutAndNoLonger) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
-TEST_F(ObjectProxyTest, ACallThatCannotBePutTogetherFailsWithItsName) {
+TEST_F(ObjectProxyTest, AnInvalidCallFailsWithItsName) {
   std::unique_ptr<Error> error;
   EXPECT_EQ(proxy_->CallAndWait(NewCall("Echo", "\xff"), kDefaultTimeoutMs, &error), nullptr);
   ASSERT_NE(error, nullptr);

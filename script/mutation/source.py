@@ -167,7 +167,7 @@ class Source:
         return found
 
     def headers(self, *words):
-        """Yields the first and last token in the brackets behind each of these words."""
+        """Yields the first and last token in the brackets after each of these words."""
         for i, token in self.live():
             if token.text in words and self.text_at(i + 1) == "(":
                 yield i + 2, self.partner[i + 1] - 1

@@ -15,7 +15,7 @@ struct NameRow {
   std::string_view name;
   LineKind kind;
 };
-// Events that batches report.
+// Events that the daemon records.
 constexpr NameRow kNames[] = {
     {"<3>AP-STA-AUTH ", LineKind::kConnection},    {"<3>AP-STA-AUTH-RESP ", LineKind::kConnection},
     {"<3>AP-STA-ASSOC ", LineKind::kConnection},   {"<3>AP-STA-ASSOC-RESP ", LineKind::kConnection},
@@ -30,7 +30,7 @@ LineKind KindOf(std::string_view line) {
   return LineKind::kOther;
 }
 
-// The last attribute with a name counts.
+// Returns an attribute for the end of a line: if an attribute is repeated, the last value wins.
 std::string NumberFor(LineKind kind, std::uint64_t serial) {
   switch (kind) {
     case LineKind::kConnection:

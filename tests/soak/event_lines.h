@@ -8,7 +8,8 @@
 
 namespace orvane::soak {
 
-// Whether batches report the line, and as what.
+// What the daemon does with a line: records a connection event or a probe request, ignores it, or
+// logs it as unknown.
 enum class LineKind { kConnection, kProbe, kOther, kUnknown };
 
 struct EventLine {
@@ -21,7 +22,7 @@ class EventLines {
  public:
   explicit EventLines(std::uint32_t seed);
 
-  // Returns a line that contains `serial` in a field that batches report.
+  // Returns a line. If the daemon records it, the record contains `serial`.
   EventLine Next(std::uint64_t serial);
 
  private:

@@ -13,9 +13,8 @@
 
 namespace orvane::soak {
 
-// hostapd's part of one interface, which starts, ends and hangs. It counts as up only when the
-// daemon is certainly attached: a change during an attempt to attach may end the daemon, which
-// aborts on two changes in quick succession.
+// A stand-in hostapd of one interface, which starts, ends and hangs. It is up only when the daemon
+// is certainly attached, because the daemon aborts on two changes in quick succession.
 class Radio {
  public:
   using Clock = std::chrono::steady_clock;
@@ -31,9 +30,9 @@ class Radio {
   std::uint64_t last_taken() const { return last_taken_; }
 
   void Start();
-  // Ends at any time.
+  // Ends hostapd at once.
   void Kill();
-  // Ends when everything sent has been read.
+  // Ends hostapd when the daemon has read everything.
   void Stop(std::function<void()> on_stopped);
   // Neither receives nor sends until WakeUp.
   void Silence() { state_ = State::kSilent; }

@@ -39,7 +39,7 @@ class CallError {
   ~CallError() { sd_bus_error_free(&error_); }
 
   sd_bus_error* get() { return &error_; }
-  // The bus explains a refusal with the whole message, which tells an operator nothing.
+  // The bus explains a refusal with the whole message, which does not help an operator.
   std::string text() const {
     if (sd_bus_error_has_name(&error_, SD_BUS_ERROR_ACCESS_DENIED) > 0) return "access is denied";
     return error_.message == nullptr ? "" : error_.message;

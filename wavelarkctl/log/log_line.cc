@@ -42,7 +42,7 @@ std::optional<LogLine> LogLineReader::ReadFrom(std::string_view line) {
 std::optional<LogLine> LogLineReader::Read(std::string_view line) {
   if (HasPriority(line)) line.remove_prefix(kPriorityLength);
   if (const auto found = ReadFrom(line)) return found;
-  // "Jan 31 23:59:59 host ap-wavelark[123]: " or another prefix that ends so.
+  // "Jan 31 23:59:59 host ap-wavelark[123]: " or another prefix that ends in "]: ".
   TakeUntil(&line, "]: ");
   return ReadFrom(line);
 }

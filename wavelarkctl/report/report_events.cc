@@ -15,7 +15,7 @@ namespace {
 
 using access_infrastructure::proto::ClientEventInfo;
 
-// The daemon's time may be missing, the recorder's is always there.
+// The time of an event may be missing. The time of its record is always set.
 constexpr char kQuery[] = R"(
   SELECT t, client_shmac, event_type, event_reason, steering_reason, interface, frame_status_code,
          signal_dbm, is_event_success
@@ -28,14 +28,14 @@ constexpr char kQuery[] = R"(
   WHERE t >= ? AND t < ?
 )";
 
-// Gives each name the value of its enumeration as number.
+// Gives each name its value in the enumeration.
 void AddNames(const google::protobuf::EnumDescriptor& names, TextNumbers* numbers) {
   for (int i = 0; i < names.value_count(); ++i) {
     numbers->NumberOf(names.FindValueByNumber(i)->name().c_str());
   }
 }
 
-// Null for NULL.
+// Returns null for NULL, for which getText returns an empty text.
 const char* TextIn(const SQLite::Column& column) {
   return column.isNull() ? nullptr : column.getText();
 }

@@ -53,7 +53,6 @@ TraceRow MakeRow(TimeSpan time, const char* interface, std::uint32_t client, dou
           .is_authorized = true};
 }
 
-// The client walks off and comes back.
 void WriteAway(Dice& dice, TraceWriter& writer) {
   constexpr TimeSpan kWay = 45min;
   constexpr TimeSpan kRest = 30min;
