@@ -288,7 +288,7 @@ class WriteWatcher : public FdWatcher {
   std::function<void(int fd)> on_ready_;
 };
 
-TEST_P(LoopTest, AWritableDescriptorIsServedWhileThereIsRoomAndOnceThereIsAgain) {
+TEST_P(LoopTest, AWritableDescriptorIsServedWheneverThereIsRoom) {
   std::array<int, 2> fds = {-1, -1};
   ASSERT_EQ(pipe2(fds.data(), O_CLOEXEC | O_NONBLOCK), 0);
   const ScopedFd reader(fds[0]);

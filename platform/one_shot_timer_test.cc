@@ -162,7 +162,7 @@ TEST_P(OneShotTimerTest, APostedTaskMayStopATimerThatIsDueInTheSameTurn) {
 }
 
 // Like a service whose period is set to 0 at run time.
-TEST_P(OneShotTimerTest, ATimerThatRestartsItselfWithNoDelayLeavesTheOthersTheirTurn) {
+TEST_P(OneShotTimerTest, ATimerThatRestartsItselfAtOnceStarvesNoTask) {
   int fired = 0;
   const Loop::Task again = [&] {
     ++fired;
