@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <type_traits>
 #include <utility>
 #include <variant>
@@ -89,6 +91,13 @@ RecordDatabase::RecordDatabase(const DatabaseOptions& options)
              "SELECT page_count, freelist_count FROM pragma_page_count, pragma_freelist_count"),
       oldest_(database_, "SELECT id, received_ms FROM records ORDER BY id LIMIT 1") {
   sqlite3_wal_hook(database_.getHandle(), &OnCommit, this);
+}
+
+RecordDatabase::~RecordDatabase() {
+  if (!WasMoved() || database_.tryExec("PRAGMA wal_checkpoint(PASSIVE)") != SQLITE_OK) return;
+  const std::string path = sqlite3_db_filename(database_.getHandle(), "main");
+  std::error_code ignored;
+  for (const char* suffix : {"-wal", "-shm"}) std::filesystem::remove(path + suffix, ignored);
 }
 
 int RecordDatabase::OnCommit(void* self, sqlite3* /*database*/, const char* /*name*/, int pages) {
@@ -246,6 +255,12 @@ bool RecordDatabase::Shrink() {
 void RecordDatabase::Checkpoint() {
   database_.execAndGet("PRAGMA wal_checkpoint(PASSIVE)");
   log_size_ = 0;
+}
+
+bool RecordDatabase::WasMoved() const {
+  int was_moved = 0;
+  sqlite3_file_control(database_.getHandle(), "main", SQLITE_FCNTL_HAS_MOVED, &was_moved);
+  return was_moved != 0;
 }
 
 Metrics RecordDatabase::ReadMetrics() {

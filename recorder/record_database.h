@@ -28,6 +28,10 @@ class RecordDatabase {
   RecordDatabase(const RecordDatabase&) = delete;
   RecordDatabase& operator=(const RecordDatabase&) = delete;
 
+  // If the file was moved, completes it and deletes its write-ahead log: SQLite would apply the log
+  // to the next database with the old name.
+  ~RecordDatabase();
+
   // Each stores a record, its own tally and `tally` in one transaction. Returns the number of new
   // rows.
   std::int64_t AddData(const DataRecord& record, Tally tally);
@@ -42,6 +46,9 @@ class RecordDatabase {
 
   // Moves the contents of the write-ahead log into the database file.
   void Checkpoint();
+
+  // Returns whether the file has been renamed or deleted since it was opened.
+  bool WasMoved() const;
 
   // The used size of the write-ahead log, in bytes.
   std::int64_t log_size() const { return log_size_; }

@@ -133,6 +133,7 @@ bool RecordStore::Run(const std::function<void(RecordDatabase& database)>& work,
                       ErrorHolder error) {
   for (bool is_first = true;; is_first = false) {
     try {
+      CloseIfMoved();
       if (!database_) database_.emplace(options_);
       work(*database_);
       return true;
@@ -149,6 +150,12 @@ bool RecordStore::Run(const std::function<void(RecordDatabase& database)>& work,
       return false;
     }
   }
+}
+
+void RecordStore::CloseIfMoved() {
+  if (!database_ || !database_->WasMoved()) return;
+  LOG(WARNING) << "The database was renamed or deleted; opening " << options_.path.native();
+  database_.reset();
 }
 
 // The log is renamed first: a new database must not find the log of another one.

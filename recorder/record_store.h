@@ -15,7 +15,8 @@
 namespace orvane::recorder {
 
 // Stores records in a database. After a failure the next access opens the database again, so a
-// repaired database is used at once. A damaged database is renamed to
+// repaired database is used at once. If the file was renamed or deleted, the next access opens or
+// creates one with its name. A damaged database is renamed to
 // "NAME.damaged-YYYYMMDDTHHMMSSZ", its write-ahead log to the same with "-wal", and a new database
 // is created. The last kKeptDamaged damaged databases are kept.
 //
@@ -56,6 +57,7 @@ class RecordStore {
  private:
   bool Add(const std::function<std::int64_t(RecordDatabase& database)>& add, ErrorHolder error);
   bool Run(const std::function<void(RecordDatabase& database)>& work, ErrorHolder error);
+  void CloseIfMoved();
   void PutAside();
 
   DatabaseOptions options_;

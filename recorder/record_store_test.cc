@@ -10,6 +10,7 @@
 #include <fstream>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/files.h"
@@ -322,6 +323,48 @@ TEST_F(RecordStoreTest, OnlyTheLastDamagedDatabasesAreKept) {
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-19700101T000001Z"), IsEmpty());
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-1970"), SizeIs(4));
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-20"), SizeIs(1));
+}
+
+TEST_F(RecordStoreTest, ADeletedDatabaseIsReplaced) {
+  ASSERT_TRUE(Add("type", "data"));
+  std::filesystem::remove(path_);
+  ASSERT_TRUE(Add("type", "more"));
+  EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("more"));
+  EXPECT_THAT(log_.Lines(platform::Severity::kWarning),
+              ElementsAre(HasSubstr("was renamed or deleted")));
+}
+
+TEST_F(RecordStoreTest, ARenamedDatabaseKeepsItsRecords) {
+  ASSERT_TRUE(Add("type", "data"));
+  const FilePath renamed = directory_.path() / "renamed.db";
+  std::filesystem::rename(path_, renamed);
+  ASSERT_TRUE(Add("type", "more"));
+  EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("more"));
+  path_ = renamed;
+  EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("data"));
+}
+
+TEST_F(RecordStoreTest, ARenamedDatabaseKeepsItsRecordsAtTheEnd) {
+  ASSERT_TRUE(Add("type", "data"));
+  const FilePath original = std::exchange(path_, directory_.path() / "renamed.db");
+  std::filesystem::rename(original, path_);
+  store_.reset();
+  EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("data"));
+  EXPECT_FALSE(std::filesystem::exists(original.native() + "-wal"));
+}
+
+// The write-ahead log of the first database is found under the name of the second.
+TEST_F(RecordStoreTest, ADatabaseMayBeReplacedByAnother) {
+  const FilePath original = path_;
+  path_ = directory_.path() / "other.db";
+  ASSERT_TRUE(Add("type", "other"));
+  store_.reset();
+  path_ = original;
+  ASSERT_TRUE(Add("type", "data"));
+  std::filesystem::rename(directory_.path() / "other.db", path_);
+  ASSERT_TRUE(Add("type", "more"));
+  EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("other", "more"));
+  EXPECT_EQ(QueryOne("PRAGMA integrity_check"), "ok");
 }
 
 TEST_F(RecordStoreTest, ADatabaseOfAnotherProgramIsNotChanged) {
