@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -63,7 +64,7 @@ class StationMachine {
   // Maximum number of pieces of evidence; the oldest is dropped first.
   static constexpr std::size_t kMostEvidence = 64;
 
-  explicit StationMachine(const ap::MacAddress& mac) : mac_(mac) {}
+  explicit StationMachine(ap::MacAddress mac) : mac_(std::move(mac)) {}
 
   // Events of hostapd.
   void OnAuthenticationRequest(const ManagementFrame& frame, const Background& background,

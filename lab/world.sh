@@ -101,6 +101,7 @@ all_run() {
 give_up() {
   local log
   for log in "$scratch"/*.log; do
+    [[ -e "$log" ]] || continue
     printf -- '--- the last of %s\n' "$(basename "$log")"
     tail -n "${log_tail:-5}" "$log"
   done >&2

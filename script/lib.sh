@@ -46,6 +46,11 @@ package_version() {
   dpkg-parsechangelog -l packaging/debian/changelog -S Version
 }
 
+# Prints the commands of the README that configure a stock access point.
+documented_configuration() {
+  sed -nE '/^## Install/,/^## [^I]/s/^    ((printf|echo|systemctl restart) .*)$/\1/p' README.md
+}
+
 # Prints the next step.
 say() {
   printf '== %s\n' "$*"

@@ -107,20 +107,24 @@ start_hostapd() {
   fi
 }
 
-run_hostapd() {
-  local band="$1"
-  write "$scratch/hostapd-$band.conf" <<CONFIG
-interface=wlan-$band
+# The lines of hostapd's configuration about the network on a band.
+network_settings() {
+  cat <<SETTINGS
 driver=nl80211
-ctrl_interface=$hostapd_directory
 ssid=lab
 country_code=US
-hw_mode=${modes[$band]}
-channel=${channels[$band]}
+hw_mode=${modes[$1]}
+channel=${channels[$1]}
 ieee80211n=1
 wmm_enabled=1
 ${access_point_keys[$network]}
-CONFIG
+SETTINGS
+}
+
+run_hostapd() {
+  local band="$1"
+  { printf '%s\n' "interface=wlan-$band" "ctrl_interface=$hostapd_directory" && network_settings "$band"; } |
+    write "$scratch/hostapd-$band.conf"
   # Only with -d it logs commands and who attaches.
   start "hostapd-$band" hostapd -d "$scratch/hostapd-$band.conf"
   expect "hostapd starts on wlan-$band" printed "hostapd-$band" 'AP-ENABLED'
