@@ -22,11 +22,12 @@ FilePath Absolute(const FilePath& directory) {
   return path.has_filename() ? path : path.parent_path();
 }
 
-// Returns whether a newly created file will be written. Its creator has it open, unless it is a
-// link.
+// Returns whether a newly created file will be written. An empty file is open in its creator,
+// unless it is a link. A file with contents is a link, or its creator's next write is noticed.
 bool IsToBeWritten(const FilePath& file) {
   struct stat status = {};
-  return lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
+  return lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+         status.st_size == 0;
 }
 
 }  // namespace

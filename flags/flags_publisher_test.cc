@@ -148,6 +148,15 @@ TEST_F(FlagsFilesTest, ANewEmptyFileIsReadWhenItsWriterClosesIt) {
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "2")));
 }
 
+// Some programs write a file under another name, link it and remove the other name.
+TEST_F(FlagsFilesTest, AFileMayBeLinkedFromATemporaryOne) {
+  const FilePath temporary = etc_ / "temporary";
+  testbed::WriteFile(temporary, "b=2\n");
+  std::filesystem::create_hard_link(temporary, etc_ / "b.conf");
+  std::filesystem::remove(temporary);
+  EXPECT_THAT(Flags(), ElementsAre(Pair("a", "1"), Pair("b", "2")));
+}
+
 TEST_F(FlagsFilesTest, TheWaitForAWriterIsLogged) {
   Writer writer(file_);
   Settle();
