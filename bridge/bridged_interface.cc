@@ -222,7 +222,8 @@ void BridgedInterface::Answer(const UnixAddress& client, std::string_view answer
   ++counts_.lost_answers;
 }
 
-InterfaceCounters BridgedInterface::counters() const {
+InterfaceCounters BridgedInterface::counters() {
+  FlushMonitors();
   InterfaceCounters counters = counts_;
   counters.dropped_lines = monitors_.dropped_count();
   counters.expired_lines = monitors_.expired_count();

@@ -69,7 +69,8 @@ class BridgedInterface {
   // Reads hostapd's events, writes the lines that are due, and sends as much as possible.
   void Pump();
 
-  InterfaceCounters counters() const;
+  // Drops expired lines first, so that they do not count as waiting.
+  InterfaceCounters counters();
 
  private:
   Moment Now() const;

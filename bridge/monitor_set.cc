@@ -90,6 +90,7 @@ void MonitorSet::Flush(MonotonicTime now) {
     monitor = monitors_.erase(monitor);
     KeepLines(address, &queue, now);
   }
+  DropExpired(now);
 }
 
 // Returns false if the monitor is gone.

@@ -56,7 +56,7 @@ class MonitorSet {
   // Queues a line for all monitors. Call Flush afterwards.
   void Push(std::string_view line, platform::MonotonicTime now);
 
-  // Sends as much as possible. Detaches monitors that are gone.
+  // Sends as much as possible. Detaches monitors that are gone, and drops expired lines.
   void Flush(platform::MonotonicTime now);
 
   // Returns whether a monitor was busy and has lines left, so that Flush must be called again.

@@ -177,6 +177,14 @@ TEST_F(MonitorSetTest, DropsExpiredLines) {
   EXPECT_EQ(monitors_.expired_count(), 1U);
 }
 
+TEST_F(MonitorSetTest, DropsExpiredLinesWithoutADaemon) {
+  Push("a");
+  now_ += MonitorSet::kBacklogLife + seconds(1);
+  monitors_.Flush(now_);
+  EXPECT_EQ(monitors_.depth(), 0U);
+  EXPECT_EQ(monitors_.expired_count(), 1U);
+}
+
 TEST_F(MonitorSetTest, KeepsTheDaemonsLinesWhenAllAreDetached) {
   Attach(kDaemon);
   Attach(kOther);
