@@ -66,7 +66,11 @@ void MonitorSet::Append(Line line, Queue* queue) {
 }
 
 void MonitorSet::Push(std::string_view line, MonotonicTime now) {
-  for (auto& [monitor, queue] : monitors_) Append({std::string(line), now}, &queue);
+  for (auto& [monitor, queue] : monitors_) {
+    // A long burst has no Flush in between.
+    if (queue.size() >= capacity_) SendLines(monitor, &queue);
+    Append({std::string(line), now}, &queue);
+  }
   if (HasDaemon()) return;
   DropExpired(now);
   Append({std::string(line), now}, &backlog_);

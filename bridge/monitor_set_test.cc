@@ -112,6 +112,14 @@ TEST_F(MonitorSetTest, DropsTheOldestLinesOfAFullQueue) {
   EXPECT_EQ(monitors_.dropped_count(), 4U);
 }
 
+TEST_F(MonitorSetTest, SendsBeforeItDrops) {
+  Attach(kDaemon);
+  for (const char* line : {"a", "b", "c", "d", "e"}) monitors_.Push(line, now_);
+  monitors_.Flush(now_);
+  EXPECT_THAT(Got(kDaemon), ElementsAre("a", "b", "c", "d", "e"));
+  EXPECT_EQ(monitors_.dropped_count(), 0U);
+}
+
 TEST_F(MonitorSetTest, GivesUndeliveredLinesToTheNextDaemon) {
   Attach(kDaemon);
   Push("a");
