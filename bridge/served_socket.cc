@@ -7,6 +7,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <utility>
@@ -28,6 +29,12 @@ bool BindForOwnerAndGroup(int fd, const UnixAddress& address) {
   umask(mask);
   errno = error;
   return is_bound;
+}
+
+// Returns an upper limit of what the kernel charges for a datagram.
+int LargestCharge(std::size_t size) {
+  constexpr std::size_t kOverhead = 4096;
+  return static_cast<int>(2 * size + kOverhead);
 }
 
 bool IsServed(const UnixAddress& address) {
@@ -64,12 +71,20 @@ ServedSocket::ServedSocket(platform::FilePath path, platform::ScopedFd fd, Recei
 ServedSocket::~ServedSocket() { unlink(path_.c_str()); }
 
 // All datagrams can use half of the buffer, lines for the daemon three quarters, and answers all of
-// it.
-bool ServedSocket::HasRoom(Share share) const {
+// it. Unread lines of the daemon are lost if it is killed, so they can use only a quarter.
+bool ServedSocket::HasRoom(Share share) {
   int used = 0;
-  if (share == Share::kAnswer || ioctl(fd_.get(), SIOCOUTQ, &used) != 0) return true;
-  const int limit = share == Share::kDaemonLine ? buffer_size_ / 4 * 3 : buffer_size_ / 2;
-  return used < limit;
+  if (ioctl(fd_.get(), SIOCOUTQ, &used) != 0) return true;
+  used_by_others_ = std::min(used_by_others_, used);
+  switch (share) {
+    case Share::kAnswer:
+      return true;
+    case Share::kDaemonLine:
+      return used < buffer_size_ / 4 * 3 && used - used_by_others_ < buffer_size_ / 4;
+    case Share::kOtherLine:
+      return used < buffer_size_ / 2;
+  }
+  return true;
 }
 
 SendResult ServedSocket::Send(const UnixAddress& to, Share share, std::string_view datagram) {
@@ -80,7 +95,10 @@ SendResult ServedSocket::Send(const UnixAddress& to, Share share, std::string_vi
     return sendto(fd_.get(), datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
                   reinterpret_cast<const sockaddr*>(&address), length);
   });
-  if (sent >= 0) return SendResult::kSent;
+  if (sent >= 0) {
+    if (share != Share::kDaemonLine) used_by_others_ += LargestCharge(datagram.size());
+    return SendResult::kSent;
+  }
   const bool is_busy = errno == EAGAIN || errno == ENOBUFS || errno == ENOMEM;
   return is_busy ? SendResult::kBusy : SendResult::kGone;
 }

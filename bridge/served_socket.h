@@ -49,11 +49,13 @@ class ServedSocket : private platform::FdWatcher {
 
   void OnReadReady(int fd) override;
   void OnWriteReady(int /*fd*/) override {}
-  bool HasRoom(Share share) const;
+  bool HasRoom(Share share);
 
   platform::FilePath path_;
   platform::ScopedFd fd_;
   int buffer_size_ = 0;
+  // Upper limit of what unread datagrams other than the daemon's lines use of the buffer.
+  int used_by_others_ = 0;
   Receiver receiver_;
   std::unique_ptr<platform::FdWatch> watch_;
   std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);

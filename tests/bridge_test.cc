@@ -483,6 +483,28 @@ TEST_F(BridgeTest, DetectsADaemonThatEndedWithoutDetaching) {
   for (unsigned i = 0; i < 100; ++i) EXPECT_EQ(second.Receive(), ProbeLine(i));
 }
 
+// Only the lines in the socket of the daemon are lost.
+TEST_F(BridgeTest, KeepsMostLinesOfADaemonThatHangsAndIsKilled) {
+  constexpr unsigned kLines = 300;
+  constexpr std::size_t kMostLost = 100;
+  StartAnswering();
+  auto first = std::make_unique<ControlClient>(DaemonName(1), ServedPath());
+  ASSERT_EQ(first->Ask("ATTACH"), "OK\n");
+  for (unsigned i = 0; i < kLines; ++i) hostapd().Send(Probe(i));
+  ASSERT_TRUE(bridge_->err().WaitForLine("writes: " + ProbeLine(kLines - 1), kPatience));
+  first.reset();
+  ControlClient second(DaemonName(2), ServedPath());
+  EXPECT_EQ(second.Ask("ATTACH"), "OK\n");
+  std::vector<std::string> lines;
+  do {
+    lines.push_back(second.Receive());
+  } while (!lines.back().empty() && lines.back() != ProbeLine(kLines - 1));
+  EXPECT_GE(lines.size(), kLines - kMostLost);
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    EXPECT_EQ(lines[i], ProbeLine(static_cast<unsigned>(kLines - lines.size() + i)));
+  }
+}
+
 TEST_F(BridgeTest, KeepsLinesWhileHostapdIsReplaced) {
   StartAnswering();
   {
