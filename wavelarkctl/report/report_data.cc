@@ -59,7 +59,7 @@ struct ClientFigures {
 class DataMaker {
  public:
   DataMaker(const ReportEvents& report, const std::array<double, kLevels>& goals)
-      : report_(report), goals_(goals), findings_(Judge(report)) {}
+      : report_(report), goals_(goals), judgement_(Judge(report)) {}
 
   json Make() {
     json data = {
@@ -153,7 +153,7 @@ class DataMaker {
   json Levels() {
     json levels = json::array();
     for (std::size_t i = 0; i < kLevels; ++i) {
-      const LevelTally& tally = findings_.levels[i];
+      const LevelTally& tally = judgement_.levels[i];
       json trend = json::array();
       for (const Share& share : tally.trend) trend.push_back(JsonOf(share));
       levels.push_back({{"key", kLevelRows[i].key},
@@ -256,7 +256,7 @@ class DataMaker {
       client.signal_sum += event.signal;
       ++client.signals;
     }
-    for (const Join& join : findings_.joins) {
+    for (const Join& join : judgement_.joins) {
       if (!join.connect->is_now || join.previous == nullptr) continue;
       ClientFigures& client = figures[static_cast<std::size_t>(join.connect->client)];
       if (join.connect->interface != join.previous->interface) ++client.moves;
@@ -348,7 +348,7 @@ class DataMaker {
   json Steers() {
     std::map<std::pair<std::string_view, int>, std::int64_t> counts;
     std::vector<const RecordedSteer*> now;
-    for (const RecordedSteer& steer : findings_.steers) {
+    for (const RecordedSteer& steer : judgement_.steers) {
       if (!steer.disconnect->is_now) continue;
       now.push_back(&steer);
       ++counts[{ResultName(steer.outcome), steer.disconnect->step}];
@@ -398,7 +398,7 @@ class DataMaker {
 
   [[nodiscard]] json MedianTime(bool is_now) const {
     std::vector<std::int64_t> times;
-    for (const Join& join : findings_.joins) {
+    for (const Join& join : judgement_.joins) {
       if (join.start != nullptr && join.connect->is_now == is_now) {
         times.push_back(join.duration_ms());
       }
@@ -466,7 +466,7 @@ class DataMaker {
 
   const ReportEvents& report_;
   const std::array<double, kLevels>& goals_;
-  const Findings findings_;
+  const Judgement judgement_;
   std::map<std::int32_t, std::size_t> client_places_;
   json client_names_ = json::array();
 };

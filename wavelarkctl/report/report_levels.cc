@@ -108,30 +108,30 @@ std::string WordsOfWeakness(const ReportEvent& event, const ReportEvents& report
 // Counts an event in the levels that judge single events.
 void JudgeEvent(const ReportEvent& event, const ReportEvents& report,
                 std::vector<LevelTally>* levels) {
-  const auto level = [levels](Level which) -> LevelTally& {
+  const auto level = [levels](ServiceLevel which) -> LevelTally& {
     return (*levels)[static_cast<std::size_t>(which)];
   };
   if (IsConnected(event) || IsFailedJoin(event)) {
-    level(Level::kConnects).Add(event, IsConnected(event), [&] {
+    level(ServiceLevel::kConnects).Add(event, IsConnected(event), [&] {
       return WordsOfFailure(event, report);
     });
   } else if (event.type == Info::CONNECT && event.is_now) {
-    ++level(Level::kConnects).unmeasured;
+    ++level(ServiceLevel::kConnects).unmeasured;
   }
   if ((IsConnected(event) || IsDisconnect(event)) && event.has_signal()) {
-    level(Level::kCoverage).Add(event, event.signal >= report.scope.signal_limit_dbm, [&] {
+    level(ServiceLevel::kCoverage).Add(event, event.signal >= report.scope.signal_limit_dbm, [&] {
       return WordsOfWeakness(event, report);
     });
   } else if ((IsConnected(event) || IsDisconnect(event)) && event.is_now) {
-    ++level(Level::kCoverage).unmeasured;
+    ++level(ServiceLevel::kCoverage).unmeasured;
   }
   if (!IsDisconnect(event)) return;
   if (const auto is_wanted = IsWanted(event)) {
-    level(Level::kStability).Add(event, *is_wanted, [&] {
+    level(ServiceLevel::kStability).Add(event, *is_wanted, [&] {
       return WordsOfDisconnect(event, report);
     });
   } else if (event.is_now) {
-    ++level(Level::kStability).unmeasured;
+    ++level(ServiceLevel::kStability).unmeasured;
   }
 }
 
@@ -207,22 +207,26 @@ std::string WordsOfDisconnect(const ReportEvent& event, const ReportEvents& repo
   return WordsOfReason(report.reasons.TextOf(event.reason));
 }
 
-Findings Judge(const ReportEvents& report) {
-  Findings findings;
-  findings.levels.assign(kLevels, LevelTally(report.scope.steps.size(), report.clients.size()));
-  const auto level = [&](Level which) { return &findings.levels[static_cast<std::size_t>(which)]; };
+Judgement Judge(const ReportEvents& report) {
+  Judgement judgement;
+  judgement.levels.assign(kLevels, LevelTally(report.scope.steps.size(), report.clients.size()));
+  const auto level = [&](ServiceLevel which) {
+    return &judgement.levels[static_cast<std::size_t>(which)];
+  };
   for (const Client client : report.ByClient()) {
-    FindJoins(client, &findings.joins);
-    FindSteers(client, &findings.steers);
+    FindJoins(client, &judgement.joins);
+    FindSteers(client, &judgement.steers);
   }
   for (const ReportEvent& event : report.events) {
     if (event.client >= 0 || !IsDisconnect(event) || !IsSteered(event)) continue;
-    findings.steers.push_back({&event, nullptr, SteerResult::kUnknown});
+    judgement.steers.push_back({&event, nullptr, SteerResult::kUnknown});
   }
-  for (const ReportEvent& event : report.events) JudgeEvent(event, report, &findings.levels);
-  for (const Join& join : findings.joins) JudgeJoin(join, report, level(Level::kTime));
-  for (const RecordedSteer& steer : findings.steers) JudgeSteer(steer, level(Level::kSteering));
-  return findings;
+  for (const ReportEvent& event : report.events) JudgeEvent(event, report, &judgement.levels);
+  for (const Join& join : judgement.joins) JudgeJoin(join, report, level(ServiceLevel::kTime));
+  for (const RecordedSteer& steer : judgement.steers) {
+    JudgeSteer(steer, level(ServiceLevel::kSteering));
+  }
+  return judgement;
 }
 
 }  // namespace orvane::wavelarkctl

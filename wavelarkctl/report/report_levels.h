@@ -15,7 +15,7 @@
 namespace orvane::wavelarkctl {
 
 // The service levels, in the order in which a report shows them; docs/wavelarkctl.md defines them.
-enum class Level : std::uint8_t { kConnects, kTime, kCoverage, kSteering, kStability };
+enum class ServiceLevel : std::uint8_t { kConnects, kTime, kCoverage, kSteering, kStability };
 
 struct LevelRow {
   std::string_view key;  // on the command line
@@ -98,14 +98,14 @@ std::string WordsOfFailure(const ReportEvent& event, const ReportEvents& report)
 // "client was silent"
 std::string WordsOfDisconnect(const ReportEvent& event, const ReportEvents& report);
 
-// The findings of a report. They refer to its events.
-struct Findings {
+// What a report shows apart from its events. Refers to its events.
+struct Judgement {
   std::vector<Join> joins;            // of both periods, by client, then by time
   std::vector<RecordedSteer> steers;  // the same
   std::vector<LevelTally> levels;
 };
 
-Findings Judge(const ReportEvents& report);
+Judgement Judge(const ReportEvents& report);
 
 }  // namespace orvane::wavelarkctl
 
