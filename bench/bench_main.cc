@@ -75,8 +75,7 @@ int Main(int argc, char** argv) {
     return testbed::kExitOk;
   }
   if (const testbed::Failure failure = testbed::EnterPrivateNamespace({.private_dev = true})) {
-    std::cerr << app.get_name() << ": " << *failure << "\n";
-    return testbed::kExitFailure;
+    return testbed::ExitCodeOf(app, failure);
   }
   // Only warnings of the measured parts are printed, beside the table.
   platform::InitLog(0, app.get_name());

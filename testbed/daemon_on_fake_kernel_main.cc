@@ -6,7 +6,6 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <cstdint>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -106,10 +105,7 @@ int Main(int argc, char** argv) {
     return *exit_code;
   }
   StationsFileKernel kernel(file);
-  if (const Failure failure = kernel.Load()) {
-    std::cerr << app.get_name() << ": " << *failure << "\n";
-    return kExitFailure;
-  }
+  if (const Failure failure = kernel.Load()) return ExitCodeOf(app, failure);
   platform::NetlinkManager::GetInstance()->SetKernel(kernel);
   argv[1] = argv[0];
   return ap::RunOptimizer(argc - 1, argv + 1);
