@@ -1,11 +1,14 @@
 #include "wavelarkctl/steer_settings.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <optional>
+#include <utility>
 
+#include "flags/flags_directories.h"
 #include "flags/flags_text.h"
 #include "platform/logging.h"
 #include "platform/time.h"
@@ -36,6 +39,21 @@ std::optional<bool> ParseBool(std::string_view text) {
   if (text == "true" || text == "1" || text == "yes" || text == "on") return true;
   if (text == "false" || text == "0" || text == "no" || text == "off") return false;
   return std::nullopt;
+}
+
+// Refuses the same size as the flags service.
+std::string ReadFlagsFile(const platform::FilePath& path) {
+  const platform::ScopedFd file(
+      platform::RetryOnEintr([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
+  auto text = file.is_valid() ? platform::ReadUpTo(file.get(), flags::kMaxFileSize + 1)
+                              : std::optional<std::string>();
+  if (!text) {
+    throw Failure(ExitStatus::kUnavailable,
+                  path.native() + ": " + platform::SystemErrorText(errno));
+  }
+  if (text->size() <= flags::kMaxFileSize) return *std::move(text);
+  throw Failure(ExitStatus::kData,
+                fmt::format("{}: over {} bytes", path.native(), flags::kMaxFileSize));
 }
 
 [[noreturn]] void RefuseName(std::string_view name) {
@@ -75,13 +93,8 @@ void ApplyFlag(std::string_view text, ap::OptimizerFlags* settings) {
 
 std::vector<std::string> ApplyFlagsFile(const platform::FilePath& file,
                                         ap::OptimizerFlags* settings) {
-  const std::optional<std::string> text = platform::ReadFileToString(file);
-  if (!text) {
-    throw Failure(ExitStatus::kUnavailable,
-                  file.native() + ": " + platform::SystemErrorText(errno));
-  }
   flags::Reading reading;
-  flags::ReadFlags(file.native(), *text, &reading);
+  flags::ReadFlags(file.native(), ReadFlagsFile(file), &reading);
   if (!reading.errors.empty()) throw Failure(ExitStatus::kData, reading.errors.front());
   for (const SteerFlag& flag : kSteerFlags) {
     const auto found = reading.flags.find(std::string(flag.key));

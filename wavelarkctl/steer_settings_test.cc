@@ -121,6 +121,11 @@ TEST_F(FlagsFileTest, AWrongOrMissingFileIsRefused) {
   };
   EXPECT_EQ(status_of(Write("clientSteeringRootLqmFloor=300\n")), ExitStatus::kData);
   EXPECT_EQ(status_of(directory_.path() / "none.conf"), ExitStatus::kUnavailable);
+  // ap-wavelark-flags refuses it, too.
+  const std::string key = "clientSteeringRootLqmFloor=35\n";
+  EXPECT_EQ(status_of(Write(key + std::string((64 << 10) - key.size(), '\n'))), ExitStatus::kOk);
+  EXPECT_EQ(status_of(Write(key + std::string((64 << 10) - key.size() + 1, '\n'))),
+            ExitStatus::kData);
 }
 
 TEST(SteerLimitsTest, TheRoleChoosesTheFloor) {
