@@ -55,8 +55,8 @@ void WritePlot(const platform::FilePath& file, TraceReader& reader, const TraceS
   std::vector<std::unique_ptr<PlotCollector>> collectors;
   std::vector<ReplayListener*> listeners;
   for (const ReplayRun& run : runs) {
-    collectors.push_back(std::make_unique<PlotCollector>(
-        plot.begin, plot.end, plot.columns, PolicyOf(run.options.settings).poll_interval, clients));
+    collectors.push_back(std::make_unique<PlotCollector>(plot.begin, plot.end, plot.columns,
+                                                         PollIntervalOf(run.options), clients));
     listeners.push_back(collectors.back().get());
   }
   ClientFilter filter;

@@ -227,6 +227,18 @@ TEST_F(PlotTest, JsonAndAPlotGoTogether) {
   EXPECT_THAT(*platform::ReadFileToString(plot_), HasSubstr(": 1 steer<"));
 }
 
+// The daemon then polls each second.
+TEST_F(PlotTest, APollIntervalThatTheDaemonDoesNotUseIsNotPlotted) {
+  const auto plot = [&](const std::string& seconds) {
+    const std::string setting = "client_steering_poll_interval=" + seconds;
+    EXPECT_EQ(Run({"replay", "--set", setting, "--plot", plot_, trace_}).status, 0);
+    return *platform::ReadFileToString(plot_);
+  };
+  const std::string svg = plot("1");
+  EXPECT_EQ(plot("0"), svg);
+  EXPECT_EQ(plot("-86400"), svg);
+}
+
 TEST_F(PlotTest, AFileThatCannotBeWrittenIsReported) {
   const Outcome outcome = Run({"replay", "--plot", "/nowhere/plot.svg", trace_});
   EXPECT_EQ(outcome.status, 69);

@@ -40,6 +40,10 @@ std::string_view ReturnsText(Returns returns) {
   return "";
 }
 
+TimeSpan PollIntervalOf(const ReplayOptions& options) {
+  return std::max(PolicyOf(options.settings).poll_interval, ap::ClientSteer::kShortestPollInterval);
+}
+
 // Makes the time of the next poll public, so that rows before it cost nothing.
 class Replayer::Loop : public platform::ManualLoop {
  public:
@@ -81,8 +85,7 @@ Replayer::Replayer(const ReplayOptions& options, Roster& roster, WallTime start,
                    ReplayListener* listener)
     : options_(options),
       floor_(LimitsOf(PolicyOf(options.settings)).lqm_floor),
-      poll_interval_(std::max(PolicyOf(options.settings).poll_interval,
-                              ap::ClientSteer::kShortestPollInterval)),
+      poll_interval_(PollIntervalOf(options)),
       roster_(roster),
       listener_(listener),
       loop_(std::make_unique<Loop>()),

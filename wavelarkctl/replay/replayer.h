@@ -37,6 +37,10 @@ struct ReplayOptions {
   platform::TimeSpan stale = std::chrono::seconds(10);
 };
 
+// The time between two polls. The daemon polls no more often than once in
+// ap::ClientSteer::kShortestPollInterval.
+platform::TimeSpan PollIntervalOf(const ReplayOptions& options);
+
 // A row of a trace, with the numbers of its names in the roster.
 struct Sighting {
   std::uint32_t interface;
