@@ -331,6 +331,12 @@ TEST_F(ExplainTest, SettingsThatContradictTheLogNeedAttention) {
   EXPECT_EQ(with_floor.status, 0);
 }
 
+TEST_F(ExplainTest, ASteerThatDidNotHappenIsNotListedAsASteer) {
+  const Outcome outcome = Explain(Log().Start().Judged("10:12:00", kPhone, 18, 0, "19m"));
+  EXPECT_THAT(outcome.out, HasSubstr("not steered, against the assumed settings (10:12:00)\n"));
+  EXPECT_THAT(outcome.out, Not(HasSubstr("STEERED")));
+}
+
 TEST_F(ExplainTest, ASteerThatDidNotHappenHasNoReasonInJson) {
   const Outcome outcome = Explain(Log()
                                       .Start()

@@ -99,9 +99,7 @@ std::string YesOrNo(bool condition) { return condition ? "yes" : "no"; }
 std::string ResultText(const PollRun& run) {
   const ExplainedDecision& closest = run.closest;
   if (closest.decision.why == SteerVerdict::kNew) return "new on the interface";
-  if (!closest.is_contradiction) return ReasonText(closest);
-  return closest.decision.steered ? "STEERED, against the assumed settings"
-                                  : "not steered, against the assumed settings";
+  return ReasonText(closest);
 }
 
 std::vector<std::string> RunRow(const PollRun& run) {
@@ -260,6 +258,10 @@ std::string SettingsText(const Explainer& explainer) {
 std::string ReasonText(const ExplainedDecision& explained) {
   const Decision& decision = explained.decision;
   const SteerLimits& limits = explained.limits;
+  if (explained.is_contradiction) {
+    return fmt::format("{}, against the assumed settings",
+                       decision.steered ? "STEERED" : "not steered");
+  }
   switch (decision.why) {
     case SteerVerdict::kNew:
       return "new";
