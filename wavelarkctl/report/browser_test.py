@@ -251,6 +251,17 @@ class ReportInBrowser(unittest.TestCase):
         self.assertIsNone(self.value("window.hacked"))
         self.assertEqual(self.value("document.images.length"), 0)
 
+    def test_times_follow_daylight_saving_time(self):
+        page = os.path.join(self.directory.name, "spring.html")
+        subprocess.run([wavelarkctl, "report", "--since", "2026-03-27", "--until", "2026-04-01",
+                        "--database", self.database, "-o", page], stdout=subprocess.DEVNULL,
+                       env={**os.environ, "TZ": "CET-1CEST,M3.5.0,M10.5.0/3"}, check=True)
+        self.show(page)
+        # 11:00 UTC, on the day before the change and on the day after.
+        self.assertEqual(self.value(
+            "[1774695600000, 1774868400000]"
+            ".map((t) => time(t, {hour: '2-digit', minute: '2-digit'}))"), ["12:00", "13:00"])
+
     def test_an_empty_period_says_so(self):
         page = os.path.join(self.directory.name, "empty.html")
         subprocess.run([wavelarkctl, "report", "--since", "2020-01-01Z", "--until", "2020-01-08Z",

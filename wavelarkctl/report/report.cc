@@ -224,7 +224,8 @@ std::string PageOf(const json& data) {
 
 bool IsMissed(const json& level) {
   const auto all = level["all"].get<double>();
-  return all > 0 && 100 * level["good"].get<double>() < level["goal"].get<double>() * all;
+  // As in the page: a product of the goal could be rounded to more than a share that equals it.
+  return all > 0 && 100 * level["good"].get<double>() / all < level["goal"].get<double>();
 }
 
 void PrintSummary(const json& data) {

@@ -181,6 +181,16 @@ TEST_F(ReportTest, TheSummaryIsPrintedAndTheStatusSaysWhetherAGoalIsMissed) {
             0);
 }
 
+TEST_F(ReportTest, AShareThatEqualsItsGoalMeetsIt) {
+  for (std::int64_t i = 0; i < 500; ++i) {
+    Add(i, "A", WLAN_5000MHZ,
+        fmt::format("event_type: CONNECT is_event_success: {}", i < 161 ? "true" : "false"));
+  }
+  Store(events_);
+  EXPECT_EQ(ReportPeriod({"--json", "--goal", "connects=32.2", "--goal", "time=0"}).status, 0);
+  EXPECT_EQ(ReportPeriod({"--json", "--goal", "connects=32.3", "--goal", "time=0"}).status, 1);
+}
+
 TEST_F(ReportTest, TheRestOfThePageAgreesWithACountByHand) {
   StoreFourDays();
   const json data = Data();
