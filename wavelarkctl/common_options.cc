@@ -18,14 +18,17 @@ void RefuseEmpty(CLI::Option* option) {
 }
 
 void AddDatabaseOption(CLI::App& command, platform::FilePath* path) {
-  command.add_option("--database", *path, WithDefault("The recorder's database", path->native()))
-      ->option_text("FILE");
+  RefuseEmpty(
+      command
+          .add_option("--database", *path, WithDefault("The recorder's database", path->native()))
+          ->option_text("FILE"));
 }
 
 void AddSaltOption(CLI::App& command, platform::FilePath* path) {
-  command
-      .add_option("--salt", *path, WithDefault("The salt that hashes addresses", path->native()))
-      ->option_text("FILE");
+  RefuseEmpty(command
+                  .add_option("--salt", *path,
+                              WithDefault("The salt that hashes addresses", path->native()))
+                  ->option_text("FILE"));
 }
 
 void AddSetOption(CLI::App& command, std::vector<std::string>* assignments) {

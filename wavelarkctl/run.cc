@@ -31,6 +31,15 @@ int Report(const std::string& message, ExitStatus status) {
   return static_cast<int>(status);
 }
 
+int ReportNoCommand(const CLI::App& app) {
+  const std::vector<std::string> words = app.remaining();
+  const auto name =
+      std::ranges::find_if(words, [](const std::string& word) { return !word.starts_with('-'); });
+  const std::string problem =
+      name == words.end() ? "a command is missing" : "there is no command " + *name;
+  return Report(problem + " (--help lists the commands)", ExitStatus::kUsage);
+}
+
 int RunAction(const Action& action) {
   try {
     const ExitStatus status = action();
@@ -59,6 +68,7 @@ int RunWavelarkctl(int argc, const char* const* argv) {
   } catch (const CLI::Success& success) {
     return app.exit(success);
   } catch (const CLI::ParseError& error) {
+    if (app.get_subcommands().empty()) return ReportNoCommand(app);
     return Report(std::string(error.what()) + " (--help lists the options)", ExitStatus::kUsage);
   }
   return RunAction(action);

@@ -177,6 +177,20 @@ TEST_F(EventsTest, AnEmptyValueIsRefused) {
   EXPECT_EQ(since.status, 64);
   EXPECT_THAT(since.err, StartsWith("wavelarkctl: --since: '' is not a time, such as 7d, "));
   for (const char* option : {"--client=", "--since="}) EXPECT_EQ(Events({option}).status, 64);
+  for (const char* option : {"--database", "--salt"}) {
+    EXPECT_EQ(
+        Run({"events", option, ""}).err,
+        fmt::format("wavelarkctl: {}: the value is empty (--help lists the options)\n", option));
+  }
+}
+
+TEST_F(EventsTest, AnUnknownCommandIsNamed) {
+  const Outcome unknown = Run({"event", "--follow"});
+  EXPECT_EQ(unknown.status, 64);
+  EXPECT_EQ(unknown.err, "wavelarkctl: there is no command event (--help lists the commands)\n");
+  const Outcome none = Run({});
+  EXPECT_EQ(none.status, 64);
+  EXPECT_EQ(none.err, "wavelarkctl: a command is missing (--help lists the commands)\n");
 }
 
 TEST_F(EventsTest, ClientIsAnAddressIfTheSaltCanBeRead) {

@@ -163,10 +163,11 @@ void AddExplain(CLI::App& app, Action* action) {
                                fmt::format("Only the log since this time{}", kTimeForms))
                   ->option_text("TIME"));
   AddSetOption(*command, &options->settings);
-  command
-      ->add_option("--root", options->root,
-                   "Read the settings from the files below DIR, not from those of this machine")
-      ->option_text("DIR");
+  RefuseEmpty(command
+                  ->add_option("--root", options->root,
+                               "Read the settings from the files below DIR, not from those of "
+                               "this machine")
+                  ->option_text("DIR"));
   command->add_flag("--json", options->json, "Print a JSON object for each client and poll");
   command
       ->add_option("FILE", options->files, "Read these logs, not the journal; - is standard input")

@@ -392,6 +392,7 @@ TEST_F(ExplainTest, AWrongCommandLineIsRefused) {
        "--since: 'soon' is not a time, such as 7d, 12h, 90m, 30s or 2026-11-22 08:00"},
       {{"--client", ""}, "--client: the value is empty (--help lists the options)"},
       {{"--since", ""}, "--since: the value is empty (--help lists the options)"},
+      {{"--root", ""}, "--root: the value is empty (--help lists the options)"},
       {{"--set", "floor=3"},
        "--set: floor is not a numeric steering flag: client_steering_interval, "
        "client_steering_poll_interval, client_steering_root_lqm_floor, "

@@ -217,9 +217,10 @@ constexpr char kExamples[] = R"(Examples:
 file; 69 if a file can't be read or written.)";
 
 void AddTraceOptions(CLI::App& command, CommandOptions& options) {
-  command
-      .add_option("TRACE", options.trace, "The trace to replay; with --walk, the file to create")
-      ->option_text("FILE");
+  RefuseEmpty(command
+                  .add_option("TRACE", options.trace,
+                              "The trace to replay; with --walk, the file to create")
+                  ->option_text("FILE"));
   RefuseEmpty(command.add_option("--client", options.client, "Only the rows of this client")
                   ->option_text("MAC"));
   command

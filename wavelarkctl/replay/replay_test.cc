@@ -278,6 +278,7 @@ TEST_F(ReplayTest, AMistakeEndsWithOneLine) {
       {{"--set", "floor", "TRACE"}, 64, "floor has no value"},
       {{"--compare", "/none.conf", "--json", "TRACE"}, 64, "--json"},
       {{"--compare", "/none.conf", "TRACE"}, 69, "/none.conf"},
+      {{"--walk", "dips", ""}, 64, "TRACE: the value is empty"},
       {{"--client", "02:00:00:00:00:99", "TRACE"}, 65, "no row of"},
       {{"/none.csv"}, 69, "/none.csv"},
       {{"/"}, 69, "regular"},

@@ -292,11 +292,11 @@ void AddReport(CLI::App& app, Action* action) {
   command
       ->add_option("--until", options->until, WithDefault("The end of the period", options->until))
       ->option_text("TIME");
-  command
-      ->add_option("-o,--output", options->output,
-                   WithDefault("Write the page to this file; - is standard output",
-                               options->output.native()))
-      ->option_text("FILE");
+  RefuseEmpty(command
+                  ->add_option("-o,--output", options->output,
+                               WithDefault("Write the page to this file; - is standard output",
+                                           options->output.native()))
+                  ->option_text("FILE"));
   command->add_flag("--json", options->is_json,
                     "Print the data of the page as JSON, write no page");
   AddRepeatedOption(*command, "--log", &options->logs,

@@ -521,6 +521,7 @@ TEST_F(ReportTest, WrongOptionsAreReportedInOneLine) {
     EXPECT_EQ(ReportPeriod({"--time-limit", limit, "--json"}).err,
               fmt::format("wavelarkctl: --time-limit: '{}' is not 0 to 60 seconds\n", limit));
   }
+  EXPECT_EQ(ReportPeriod({"-o", ""}).status, 64);
   const Outcome outcome = ReportPeriod({"-o", (directory_.path() / "no/page.html").native()});
   EXPECT_EQ(outcome.status, 69);
   EXPECT_THAT(outcome.err, HasSubstr("no/page.html: can't be written: No such file or directory"));

@@ -121,10 +121,10 @@ void AddTrace(CLI::App& app, Action* action) {
       ->add_option("--every", options->every,
                    WithDefault("The time between two samples", options->every))
       ->option_text("SECONDS");
-  command
-      ->add_option("-o,--output", options->file,
-                   WithDefault("Write the trace to this new file", "standard output"))
-      ->option_text("FILE");
+  RefuseEmpty(command
+                  ->add_option("-o,--output", options->file,
+                               WithDefault("Write the trace to this new file", "standard output"))
+                  ->option_text("FILE"));
   command->add_flag("--anonymous", options->is_anonymous,
                     "Replace each address by a number in order of appearance");
   command->footer(kExamples);

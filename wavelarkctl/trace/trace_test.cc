@@ -98,6 +98,7 @@ TEST_F(TraceTest, WrongArgumentsAreRefused) {
                                              {"--every", "1m"},
                                              {"--interface", "a,b"},
                                              {"--interface", ""},
+                                             {"--output", ""},
                                              {"stray"}}) {
     std::vector<std::string> all = {"trace"};
     all.insert(all.end(), arguments.begin(), arguments.end());
