@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "wavelarkctl/command.h"
@@ -46,6 +47,8 @@ void EventFollower::ReadNew(const Use& use) {
 
 void EventFollower::Read(const Use& use, bool is_first) {
   ReadRecords(database_, [&](SQLite::Database& database) {
+    // Later reads begin after this place, even if no event before it matches.
+    const RecordedEvent::Place last = LastPlace(database);
     EventReader reader(database, filter_, place_);
     if (is_first && last_.has_value()) reader.SkipToLast(*last_);
     while (true) {
@@ -54,6 +57,7 @@ void EventFollower::Read(const Use& use, bool is_first) {
       use(events);
       place_ = events.back().place;
     }
+    place_ = std::max(place_, last);
   });
 }
 

@@ -37,9 +37,10 @@ class EventFollowerTest : public testbed::ToolTest {
   }
 
   // The clients of the new events.
-  std::vector<std::string> ReadNew() {
+  std::vector<std::string> ReadNew() { return ReadNew(follower_); }
+  static std::vector<std::string> ReadNew(EventFollower& follower) {
     std::vector<std::string> clients;
-    follower_.ReadNew([&](const auto& events) {
+    follower.ReadNew([&](const auto& events) {
       for (const RecordedEvent& event : events) {
         for (const auto& value : event.values) {
           const auto* text = std::get_if<std::string>(&value);
@@ -52,6 +53,18 @@ class EventFollowerTest : public testbed::ToolTest {
 
   EventFollower follower_{path_, {}, 2};
 };
+
+// Otherwise each read for a rare client would go through the whole database.
+TEST_F(EventFollowerTest, EventsThatDoNotMatchAreReadOnce) {
+  EventFollower follower(path_, {.client = "B"}, 2);
+  StoreEventOf("A");
+  EXPECT_THAT(ReadNew(follower), IsEmpty());
+  SQLite::Database(path_.native(), SQLite::OPEN_READWRITE)
+      .exec("UPDATE client_events SET client_shmac = 'B'");
+  EXPECT_THAT(ReadNew(follower), IsEmpty());
+  StoreEventOf("B");
+  EXPECT_THAT(ReadNew(follower), ElementsAre("B"));
+}
 
 TEST_F(EventFollowerTest, StartsWithTheLastEvents) {
   for (const char* id : {"A", "B", "C"}) StoreEventOf(id);

@@ -234,6 +234,14 @@ std::string EventJson(const RecordedEvent& event) {
   return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
+RecordedEvent::Place LastPlace(SQLite::Database& database) {
+  SQLite::Statement last(database,
+                         "SELECT record_id, rowid FROM client_events"
+                         " ORDER BY record_id DESC, rowid DESC LIMIT 1");
+  if (!last.executeStep()) return {};
+  return {last.getColumn(0).getInt64(), last.getColumn(1).getInt64()};
+}
+
 EventReader::EventReader(SQLite::Database& database, EventFilter filter, RecordedEvent::Place place)
     : filter_(std::move(filter)),
       next_(database, NextQuery()),

@@ -4,6 +4,7 @@
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
 
+#include <compare>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -23,6 +24,8 @@ struct RecordedEvent {
   struct Place {
     std::int64_t record_id = 0;
     std::int64_t row = 0;
+
+    friend auto operator<=>(const Place&, const Place&) = default;
   };
 
   Place place;
@@ -47,6 +50,9 @@ struct EventFilter {
   std::int64_t since_ms = std::numeric_limits<std::int64_t>::min();
   std::string client;  // the first digits of the identifier, in upper case; empty for all
 };
+
+// Returns the place of the last event, {} if there is none.
+RecordedEvent::Place LastPlace(SQLite::Database& database);
 
 // Reads events in the order of recording, some at a time. Does not lock the database in between.
 class EventReader {
