@@ -253,8 +253,11 @@ bool RecordDatabase::Shrink() {
 }
 
 void RecordDatabase::Checkpoint() {
-  database_.execAndGet("PRAGMA wal_checkpoint(PASSIVE)");
-  log_size_ = 0;
+  SQLite::Statement checkpoint(database_, "PRAGMA wal_checkpoint(PASSIVE)");
+  checkpoint.executeStep();
+  // The columns are: busy, pages in the log, pages copied from it.
+  log_size_ =
+      (checkpoint.getColumn(1).getInt64() - checkpoint.getColumn(2).getInt64()) * page_size_;
 }
 
 bool RecordDatabase::WasMoved() const {

@@ -44,13 +44,14 @@ class RecordDatabase {
   // exceeds its maximum size. Returns whether there was anything to do.
   bool Prune(std::int64_t oldest_ms, std::int64_t rows);
 
-  // Moves the contents of the write-ahead log into the database file.
+  // Moves the contents of the write-ahead log into the database file, except the part that a reader
+  // must not see yet.
   void Checkpoint();
 
   // Returns whether the file has been renamed or deleted since it was opened.
   bool WasMoved() const;
 
-  // The used size of the write-ahead log, in bytes.
+  // The size of the part of the write-ahead log that is not in the database yet, in bytes.
   std::int64_t log_size() const { return log_size_; }
 
   Metrics ReadMetrics();

@@ -78,10 +78,22 @@ bool RecordStore::AddMetric(const MetricRecord& record, ErrorHolder error) {
   return Add([&](RecordDatabase& database) { return database.AddMetric(record, pending_); }, error);
 }
 
+bool RecordStore::HasRoomInLog() {
+  // The sum of both limits could overflow.
+  const auto has_room = [this] { return log_size() - kMaxLogSize <= options_.max_size; };
+  if (!has_room()) Checkpoint();
+  return has_room();
+}
+
 bool RecordStore::Add(const std::function<std::int64_t(RecordDatabase& database)>& add,
                       ErrorHolder error) {
+  const bool has_room = HasRoomInLog();
+  if (!has_room) {
+    Error::AddTo(error, platform::kDBusErrorDomain, kLimitsExceeded,
+                 "a reader of the database keeps the write-ahead log from being emptied");
+  }
   const bool is_stored =
-      Run([&](RecordDatabase& database) { rows_since_prune_ += add(database); }, error);
+      has_room && Run([&](RecordDatabase& database) { rows_since_prune_ += add(database); }, error);
   if (is_stored) {
     pending_ = {};
   } else {

@@ -27,6 +27,11 @@ class RecordStore {
 
   static constexpr std::size_t kKeptDamaged = 3;
 
+  // The owner calls Checkpoint when the write-ahead log is larger than this, in bytes. If a reader
+  // keeps the log from being emptied, and it exceeds this size plus the maximum size of the
+  // database, records are refused.
+  static constexpr std::int64_t kMaxLogSize = std::int64_t{24} << 20;
+
   explicit RecordStore(DatabaseOptions options) : options_(std::move(options)) {}
 
   // Opens the database. Without this call the first access opens it.
@@ -47,7 +52,7 @@ class RecordStore {
 
   void Checkpoint();
 
-  // The size of the write-ahead log, in bytes.
+  // The size of the part of the write-ahead log that is not in the database yet, in bytes.
   std::int64_t log_size() const { return database_ ? database_->log_size() : 0; }
 
   // Stores the counts that are not stored yet and returns the metrics of the database. If that
@@ -55,6 +60,8 @@ class RecordStore {
   Metrics ReadMetrics();
 
  private:
+  // Returns whether the write-ahead log may grow, if necessary after emptying it.
+  bool HasRoomInLog();
   bool Add(const std::function<std::int64_t(RecordDatabase& database)>& add, ErrorHolder error);
   bool Run(const std::function<void(RecordDatabase& database)>& work, ErrorHolder error);
   void CloseIfMoved();

@@ -411,6 +411,23 @@ TEST_F(RecordStoreTest, AMissingColumnIsAdded) {
   EXPECT_THAT(Query("SELECT first_time_seen FROM client_events"), ElementsAre("-", "1"));
 }
 
+// A reader in the middle of a query keeps the log from being emptied.
+TEST_F(RecordStoreTest, AReaderCannotLetTheLogGrowWithoutBound) {
+  max_size_ = 1 << 20;
+  ASSERT_TRUE(Add(kEventType, Batch(1000)));
+  SQLite::Database reader(path_.native());
+  SQLite::Statement rows(reader, "SELECT * FROM client_events");
+  ASSERT_TRUE(rows.executeStep());
+  const std::string batch = Batch(10'000);
+  int accepted = 0;
+  while (accepted < 100 && Add(kEventType, batch)) ++accepted;
+  ASSERT_LT(accepted, 100);
+  EXPECT_EQ(error_->code(), "org.freedesktop.DBus.Error.LimitsExceeded");
+  EXPECT_LT(std::filesystem::file_size(path_.native() + "-wal"), 30U << 20);
+  rows.reset();
+  EXPECT_TRUE(Add(kEventType, batch));
+}
+
 TEST_F(RecordStoreTest, AnotherProcessMayRead) {
   ASSERT_TRUE(Add(kEventType, Batch(1)));
   SQLite::Database reader(path_.native());

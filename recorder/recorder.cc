@@ -15,10 +15,9 @@ using platform::TimeSpan;
 // How often old records are deleted while no new ones arrive.
 constexpr TimeSpan kPrunePeriod = std::chrono::hours(1);
 
-// The write-ahead log is cleared when no record has arrived for this time, or when it has this
-// size.
+// The write-ahead log is emptied when no record has arrived for this time, or when it has its
+// maximum size.
 constexpr TimeSpan kCheckpointDelay = std::chrono::seconds(1);
-constexpr std::int64_t kMaxLogSize = std::int64_t{24} << 20;
 
 // Delay from a record to the writing of the metrics.
 constexpr TimeSpan kMetricsDelay = std::chrono::seconds(5);
@@ -92,7 +91,7 @@ void Recorder::Prune() {
   } else {
     age_timer_.Start(kPrunePeriod, [this] { PruneLater(); });
   }
-  if (store_.log_size() > kMaxLogSize) {
+  if (store_.log_size() > RecordStore::kMaxLogSize) {
     store_.Checkpoint();
   } else {
     checkpoint_timer_.Start(kCheckpointDelay, [this] { store_.Checkpoint(); });
