@@ -17,6 +17,10 @@ namespace orvane::flags {
 namespace {
 
 int Check(const FlagsOptions& options) {
+  for (const platform::FilePath& directory : options.directories) {
+    if (platform::PathExists(directory)) continue;
+    std::cerr << "warning: " << directory.native() << ": the directory does not exist\n";
+  }
   const Reading reading = ReadFlagsDirectories(options.directories);
   for (const std::string& warning : reading.warnings) std::cerr << "warning: " << warning << "\n";
   for (const std::string& error : reading.errors) std::cerr << "error: " << error << "\n";

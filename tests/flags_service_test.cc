@@ -143,6 +143,16 @@ TEST_F(FlagsServiceTest, FollowsAReplacedDirectory) {
   Expect({{"a", "2"}});
 }
 
+// The path may be misspelled.
+TEST_F(FlagsServiceTest, CheckWarnsOfAMissingDirectory) {
+  const auto check = StartProcess(
+      {AP_WAVELARK_FLAGS_PATH, "--check", "--directory", (ap_.directory() / "none").native()});
+  const auto status = check->WaitForExit(kPatience);
+  ASSERT_TRUE(status.has_value());
+  EXPECT_EQ(status->code, 0);
+  EXPECT_THAT(check->err().Text(), HasSubstr("none: the directory does not exist\n"));
+}
+
 TEST_F(FlagsServiceTest, CheckReportsErrors) {
   WriteFile(file_, "clientSteering=enabled\nb=2\n");
   EXPECT_EQ(OutputOf({AP_WAVELARK_FLAGS_PATH, "--check", "--directory", flags_d_.native()}),
