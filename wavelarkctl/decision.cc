@@ -12,7 +12,8 @@ namespace {
 std::string Quote(const std::string& text) {
   using Json = nlohmann::json;
   constexpr int kOneLine = -1;
-  return Json(text).dump(kOneLine, ' ', false, Json::error_handler_t::replace);
+  constexpr bool kAscii = true;
+  return Json(text).dump(kOneLine, ' ', kAscii, Json::error_handler_t::replace);
 }
 
 // A steer that did not happen has no reason.

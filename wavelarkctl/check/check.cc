@@ -29,7 +29,7 @@ std::string JsonOf(std::string_view subject, const Finding& finding) {
   json["subject"] = subject;
   json["finding"] = finding.text;
   json["advice"] = finding.advice;
-  return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  return json.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
 }
 
 std::string TextOf(std::string_view subject, const Finding& finding, bool is_colour_wanted) {

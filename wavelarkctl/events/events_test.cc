@@ -132,7 +132,7 @@ TEST_F(EventsTest, TextOfStrangersIsHarmless) {
   EXPECT_EQ(Lines({"--json"}),
             "{\"time\":\"2023-11-14T22:13:20.000Z\",\"interface\":\"a\\u001b[2J\","
             "\"client_shmac\":\"\\u001b]0;x\\u0007\",\"event_type\":\"N\\n\","
-            "\"event_reason\":\"\xEF\xBF\xBD\\n\",\"rssi_in_dbm\":\"text\"}\n");
+            "\"event_reason\":\"\\ufffd\\n\",\"rssi_in_dbm\":\"text\"}\n");
 }
 
 TEST_F(EventsTest, SinceLeavesOutWhatWasBefore) {
@@ -182,6 +182,15 @@ TEST_F(EventsTest, AnEmptyValueIsRefused) {
         Run({"events", option, ""}).err,
         fmt::format("wavelarkctl: {}: the value is empty (--help lists the options)\n", option));
   }
+}
+
+// U+009B begins an escape sequence on some terminals.
+TEST_F(EventsTest, JsonHasNoControlCharacters) {
+  Execute(
+      "INSERT INTO records (id, received_ms, type) VALUES (1, 5, 'x');"
+      "INSERT INTO client_events (record_id, event_type, client_shmac) VALUES"
+      " (1, 'CONNECT', CAST(x'1bc29b7fff' AS TEXT))");
+  EXPECT_THAT(Events({"--json"}).out, HasSubstr(R"("client_shmac":"\u001b\u009b\u007f\ufffd")"));
 }
 
 TEST_F(EventsTest, AnUnknownCommandIsNamed) {

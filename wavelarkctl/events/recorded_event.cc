@@ -230,8 +230,8 @@ std::string EventJson(const RecordedEvent& event) {
     if (std::holds_alternative<std::monostate>(event.values[i])) continue;
     object[EventColumns()[i].name] = JsonOf(event.values[i], *EventColumns()[i].path.back());
   }
-  // Bytes that are not UTF-8 become U+FFFD.
-  return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  // Bytes that are not UTF-8 become U+FFFD. All but ASCII is escaped: it may control a terminal.
+  return object.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
 }
 
 RecordedEvent::Place LastPlace(SQLite::Database& database) {

@@ -90,7 +90,7 @@ function bars(rows, most, unit) {
 
 // ---------------------------------------------------------------- interfaces
 
-// An interface has the same colour everywhere. Unknown names get the remaining colours.
+// An interface has the same colour everywhere. All other names are grey.
 const interfaceColours = {'wlan-5000mhz': 'blue', 'wlan-2400mhz': 'orange',
   'guest-5000mhz': 'green', 'guest-2400mhz': 'purple'};
 const colourOf = (name) =>

@@ -243,7 +243,7 @@ void PrintSummary(const json& data) {
 ExitStatus Run(const Options& options) {
   const json data = Collect(options, ScopeOf(options));
   if (options.is_json) {
-    std::cout << data.dump(2, ' ', false, json::error_handler_t::replace) << '\n';
+    std::cout << data.dump(2, ' ', true, json::error_handler_t::replace) << '\n';
   } else if (options.output == "-") {
     std::cout << PageOf(data);
   } else {
