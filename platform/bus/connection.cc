@@ -1,8 +1,12 @@
 #include "platform/bus/connection.h"
 
+#include <poll.h>
+
 #include <cerrno>
+#include <cstdint>
 #include <utility>
 
+#include "platform/files.h"
 #include "platform/logging.h"
 
 namespace orvane::platform::bus {
@@ -10,6 +14,9 @@ namespace {
 
 constexpr char kLocalInterface[] = "org.freedesktop.DBus.Local";
 constexpr char kLocalPath[] = "/org/freedesktop/DBus/Local";
+
+// How long the bus may read nothing when the connection ends.
+constexpr int kPatienceMs = 1000;
 
 bool Succeeded(int result, ErrorHolder error) {
   if (result < 0) AddErrno(error, -result);
@@ -33,7 +40,22 @@ std::shared_ptr<Connection> Connection::OpenSystemBus(SdEventLoop& loop, ErrorHo
 
 Connection::Connection(BusPtr bus, SdEventLoop& loop) : loop_(loop), bus_(std::move(bus)) {}
 
-Connection::~Connection() = default;
+Connection::~Connection() {
+  disconnected_slot_.reset();
+  SendQueued();
+  sd_bus_close(bus_.get());
+}
+
+// Unlike sd_bus_flush, it gives up on a bus that hangs, which would hold the end of the process.
+void Connection::SendQueued() {
+  std::uint64_t queued = 0;
+  while (sd_bus_get_n_queued_write(bus_.get(), &queued) >= 0 && queued > 0) {
+    pollfd socket = {sd_bus_get_fd(bus_.get()), POLLOUT, 0};
+    if (RetryOnEintr([&] { return poll(&socket, 1, kPatienceMs); }) <= 0) return;
+    // Only writes while the socket takes more.
+    if (sd_bus_process(bus_.get(), nullptr) < 0) return;
+  }
+}
 
 bool Connection::Attach(ErrorHolder error) {
   // The loop ends before the objects that use the bus, and these may still send messages.

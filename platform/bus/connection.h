@@ -23,8 +23,9 @@ inline constexpr int kConnectionLostExitCode = EX_UNAVAILABLE;
 // line and ends the loop with kConnectionLostExitCode, so that the service manager restarts the
 // process.
 //
-// The destructor sends queued messages and closes the connection. Subscriptions and pending calls
-// must be destroyed before the connection.
+// The destructor sends queued messages and closes the connection. It drops the messages if the bus
+// reads nothing for a second. Subscriptions and pending calls must be destroyed before the
+// connection.
 class Connection {
  public:
   // Connects to the system bus. The environment variable DBUS_SYSTEM_BUS_ADDRESS overrides its
@@ -54,6 +55,7 @@ class Connection {
 
  private:
   bool Attach(ErrorHolder error);
+  void SendQueued();
   static int OnDisconnected(sd_bus_message* message, void* connection,
                             sd_bus_error* error) noexcept;
 

@@ -2,14 +2,18 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/files.h"
 #include "testbed/bus_fixture.h"
@@ -150,6 +154,23 @@ TEST_F(ConnectionTest, WhatIsQueuedIsSentBeforeItIsClosed) {
   connection_.reset();
   peer.AttachTo(loop_);
   EXPECT_TRUE(RunUntil([&] { return calls == 1; }));
+}
+
+// If the end waited for the bus, this test would never end.
+TEST_F(ConnectionTest, AHungBusDoesNotHoldTheEnd) {
+  const ObjectProxy* proxy = connection_->GetObjectProxy("a.b", "/c");
+  MethodCall call = proxy->NewMethodCall("a.b", "C");
+  // More than the socket accepts at once.
+  call.writer().AppendBytes(std::vector<std::uint8_t>(std::size_t{30} << 20));
+  ASSERT_EQ(kill(bus_.pid(), SIGSTOP), 0);
+  auto pending = proxy->CallAsync(std::move(call), kDefaultTimeoutMs, [](auto*, auto*) {});
+  std::uint64_t queued = 0;
+  ASSERT_GE(sd_bus_get_n_queued_write(connection_->bus(), &queued), 0);
+  ASSERT_EQ(queued, 1);
+  pending.reset();
+  connection_.reset();
+  EXPECT_EQ(kill(bus_.pid(), SIGCONT), 0);
+  EXPECT_THAT(log_.lines(), testing::IsEmpty());
 }
 
 TEST_F(ConnectionTest, DescriptorsDoNotLeak) {
