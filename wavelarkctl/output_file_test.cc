@@ -67,7 +67,9 @@ TEST_F(OutputFileTest, AnOldFileStaysUntilTheNewOneIsComplete) {
 TEST_F(OutputFileTest, AFileIsReplacedAndKeepsItsModeAndOwner) {
   testbed::WriteFile(path_, "a longer text");
   ASSERT_EQ(chmod(path_.c_str(), 0640), 0);
-  if (geteuid() == 0) ASSERT_EQ(chown(path_.c_str(), 1, 1), 0);
+  if (geteuid() == 0) {
+    ASSERT_EQ(chown(path_.c_str(), 1, 1), 0);
+  }
   const struct stat before = Status();
   const platform::ScopedFd reader(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
   WriteOutputFile(path_, "new");
