@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "optimizer/build_options.h"
 #include "platform/byte_string.h"
 #include "platform/logging.h"
 #include "platform/netlink/generic_netlink_request.h"
@@ -113,7 +114,7 @@ bool Nl80211Manager::GetStation(const std::string& interface_name, const MacAddr
 bool Nl80211Manager::GetStations(const std::string& interface_name, NetlinkManager* netlink_manager,
                                  StationCallback station_callback,
                                  CompletionCallback completion_callback) {
-  MessageHandler handler = skip_incomplete_stations_
+  MessageHandler handler = kSkipIncompleteStations
                                ? HandleCompleteStation(std::move(station_callback))
                                : HandleRecord(std::move(station_callback));
   return SendDump(interface_name, NL80211_CMD_GET_STATION, netlink_manager, std::move(handler),

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "common/mac_address.h"
-#include "optimizer/build_options.h"
 #include "optimizer/nl80211_mesh_path.h"
 #include "optimizer/nl80211_mesh_proxy_path.h"
 #include "optimizer/nl80211_message.h"
@@ -28,11 +27,6 @@ class Nl80211Manager {
   using MeshProxyPathCallback = std::function<void(const Nl80211MeshProxyPath& mesh_proxy_path)>;
   using CompletionCallback = Nl80211CompletionCallback;
 
-  // If `skip_incomplete_stations` is true, GetStations skips a station that is not complete
-  // (Nl80211Station::IsComplete) and logs a verbose line. Otherwise such a station aborts the
-  // process.
-  explicit Nl80211Manager(bool skip_incomplete_stations = kSkipIncompleteStations)
-      : skip_incomplete_stations_(skip_incomplete_stations) {}
   virtual ~Nl80211Manager() = default;
 
   // Requests one station by the interface index and the address in `attributes`, which come from a
@@ -43,7 +37,9 @@ class Nl80211Manager {
                           StationCallback station_callback, CompletionCallback completion_callback);
 
   // Request all records of an interface. The completion callback runs once, after the last record.
-  // Return false, and run no callback, if there is no interface of that name.
+  // Return false, and run no callback, if there is no interface of that name. A station that is not
+  // complete (Nl80211Station::IsComplete) aborts the process, unless kSkipIncompleteStations is
+  // set: it is then skipped with a verbose line.
   virtual bool GetStations(const std::string& interface_name,
                            platform::NetlinkManager* netlink_manager,
                            StationCallback station_callback,
@@ -65,9 +61,6 @@ class Nl80211Manager {
 
   // Logs a warning, unless `error` is null.
   static void LogNl80211Error(const Nl80211Error* error);
-
- private:
-  bool skip_incomplete_stations_;
 };
 
 }  // namespace orvane::ap

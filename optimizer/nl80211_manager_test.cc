@@ -80,7 +80,7 @@ class Nl80211ManagerTest : public testing::Test {
   platform::ManualLoop loop_;
   FakeKernel kernel_;
   NetlinkManager netlink_{kernel_};
-  Nl80211Manager manager_{/*skip_incomplete_stations=*/false};
+  Nl80211Manager manager_;
   std::vector<std::string> events_;
   std::vector<std::string> log_;
   platform::LogListener listener_{[this](platform::Severity severity, std::string_view text) {
@@ -91,6 +91,13 @@ class Nl80211ManagerTest : public testing::Test {
   }};
 };
 
+TEST(Nl80211ManagerSizeTest, HasNoDataMembers) {
+  struct OnlyVirtual {
+    virtual ~OnlyVirtual() = default;
+  };
+  EXPECT_EQ(sizeof(Nl80211Manager), sizeof(OnlyVirtual));
+}
+
 // --- Dumps ---
 
 TEST_F(Nl80211ManagerTest, AnIncompleteStationIsFatal) {
@@ -98,15 +105,6 @@ TEST_F(Nl80211ManagerTest, AnIncompleteStationIsFatal) {
   GetStations();
   EXPECT_DEATH(loop_.RunUntilIdle(), HasSubstr("NL80211_STA_INFO_RX_BITRATE, "
                                                "&rx_rate_information_)"));
-}
-
-TEST_F(Nl80211ManagerTest, AnIncompleteStationCanBeSkipped) {
-  manager_ = Nl80211Manager(/*skip_incomplete_stations=*/true);
-  kernel_.Stations("wlan-2400mhz").front().has_rx_rate = false;
-  GetStations();
-  loop_.RunUntilIdle();
-  EXPECT_THAT(events_, ElementsAre("000000000002 -70", "complete"));
-  EXPECT_THAT(log_, ElementsAre("V Skip incomplete station 00:00:00:00:00:01"));
 }
 
 TEST_F(Nl80211ManagerTest, ReportsEachStationAndThenTheEnd) {

@@ -66,8 +66,7 @@ class TraceRecorder {
 
   platform::Loop& loop_;
   platform::NetlinkManager* netlink_;
-  // Skips stations without rates, as the daemon's option WAVELARK_SKIP_INCOMPLETE_STATIONS does.
-  ap::Nl80211Manager nl80211_{true};
+  ap::Nl80211Manager nl80211_;
   Options options_;
   TraceWriter* writer_;
   WarningCallback on_warning_;
