@@ -68,7 +68,7 @@ void StationMachine::OnAuthenticationRequest(const ManagementFrame& frame,
   if (frame.transaction != 1 && !IsRepetition(LineKind::kAuthentication)) return;
   CheckJoin(now);
   // A client that starts over has given up its earlier attempt.
-  if (has_psk_mismatch_) FailJoin(kReasonPskMismatch, now);
+  if (mismatch_at_.has_value()) FailJoin(kReasonPskMismatch, now);
   joining_since_.reset();
   leave_frame_.reset();
   OpenRequest(LineKind::kAuthentication, background, now);
@@ -85,7 +85,7 @@ void StationMachine::OnLeaveFrame(FrameKind kind, MonotonicTime now) { leave_fra
 void StationMachine::OnConnected(const StationInfo& info, const Background& background,
                                  Moment now) {
   joining_since_.reset();
-  has_psk_mismatch_ = false;
+  mismatch_at_.reset();
   leave_frame_.reset();
   connected_at_ = now.monotonic;
   Step step = {.kind = LineKind::kConnect, .attributes = {}, .deadline = now.monotonic};
@@ -114,6 +114,16 @@ void StationMachine::OnDisconnected(const StationInfo& info, bool has_moved, Mom
   transition_accepted_at_.reset();
   steered_at_.reset();
   TakeEvidence(now.monotonic);
+}
+
+void StationMachine::OnPskMismatch(MonotonicTime now) {
+  if (!joining_since_.has_value()) {
+    // A connected station renews its keys.
+    if (connected_at_.has_value()) return;
+    // Not all drivers report that the station is associated.
+    joining_since_ = now;
+  }
+  mismatch_at_ = now;
 }
 
 // Returns the reason that does not depend on the access point's frame.
@@ -211,7 +221,7 @@ void StationMachine::ApplyAnswer(const Answer& answer, Step* step, MonotonicTime
   step->awaits_answer = false;
   if (step->kind == LineKind::kAssociation) {
     joining_since_ = is_success ? std::optional(now) : std::nullopt;
-    has_psk_mismatch_ = false;
+    mismatch_at_.reset();
   }
 }
 
@@ -246,8 +256,9 @@ void StationMachine::CheckJoin(Moment now) {
   if (!joining_since_.has_value()) return;
   if (const auto reason = FindFailure()) {
     FailJoin(*reason, now);
+  } else if (mismatch_at_.has_value()) {
+    if (!IsWithin(mismatch_at_, kRetryWait, now.monotonic)) FailJoin(kReasonPskMismatch, now);
   } else if (!IsWithin(joining_since_, kHandshakeWait, now.monotonic)) {
-    if (has_psk_mismatch_) FailJoin(kReasonPskMismatch, now);
     joining_since_.reset();
   }
 }
@@ -265,17 +276,17 @@ std::optional<std::string_view> StationMachine::FindFailure() {
     return ReasonOfNotice(notice->reason, notice->last_message);
   }
   // hostapd also removes and re-adds a station when the client repeats its association.
-  return has_psk_mismatch_ ? std::optional(kReasonPskMismatch) : std::nullopt;
+  return mismatch_at_.has_value() ? std::optional(kReasonPskMismatch) : std::nullopt;
 }
 
 void StationMachine::FailJoin(std::string_view reason, Moment now) {
   Step step = {.kind = LineKind::kConnect, .attributes = {}, .deadline = now.monotonic};
   step.attributes.time = now.wall;
   step.attributes.success = false;
-  step.attributes.event_reason = has_psk_mismatch_ ? kReasonPskMismatch : reason;
+  step.attributes.event_reason = mismatch_at_.has_value() ? kReasonPskMismatch : reason;
   OpenStep(step, now.monotonic);
   joining_since_.reset();
-  has_psk_mismatch_ = false;
+  mismatch_at_.reset();
 }
 
 void StationMachine::Settle(Moment now, std::vector<EventLine>* lines) {
@@ -317,8 +328,10 @@ std::optional<MonotonicTime> StationMachine::NextDeadline() const {
   if (!steps_.empty()) deadline = steps_.front().deadline;
   if (!evidence_.empty()) deadline = Earlier(deadline, evidence_.front().at + kEvidenceLife);
   if (leave_frame_.has_value()) deadline = Earlier(deadline, leave_frame_->at + kEvidenceLife);
-  if (joining_since_.has_value()) {
-    // One microsecond after the end of the wait.
+  // One microsecond after the end of the wait.
+  if (mismatch_at_.has_value()) {
+    deadline = Earlier(deadline, *mismatch_at_ + kRetryWait + TimeSpan(1));
+  } else if (joining_since_.has_value()) {
     deadline = Earlier(deadline, *joining_since_ + kHandshakeWait + TimeSpan(1));
   }
   return deadline;

@@ -55,6 +55,9 @@ class StationMachine {
   static constexpr platform::TimeSpan kLateWait = std::chrono::milliseconds(200);
   // Maximum time from association to connection.
   static constexpr platform::TimeSpan kHandshakeWait = std::chrono::seconds(30);
+  // Maximum time from a wrong passphrase to the next attempt of the same handshake. hostapd repeats
+  // its message after one second.
+  static constexpr platform::TimeSpan kRetryWait = std::chrono::seconds(3);
   // How long evidence is kept.
   static constexpr platform::TimeSpan kEvidenceLife = std::chrono::seconds(1);
   // If a station leaves within this time after it accepted a transition or was steered, that is the
@@ -75,7 +78,7 @@ class StationMachine {
   // `has_moved`: the station has joined another interface since it was connected. `info` is the
   // kernel's information about the station, if the kernel still has it.
   void OnDisconnected(const StationInfo& info, bool has_moved, Moment now);
-  void OnPskMismatch() { has_psk_mismatch_ = joining_since_.has_value(); }
+  void OnPskMismatch(platform::MonotonicTime now);
   void OnTransitionAccepted(platform::MonotonicTime now) { transition_accepted_at_ = now; }
 
   // Returns whether a line waits for the signal of the frame that opened it.
@@ -173,7 +176,8 @@ class StationMachine {
   std::optional<EapolMessage> last_message_;
   // Set while the station is associated but not connected.
   std::optional<platform::MonotonicTime> joining_since_;
-  bool has_psk_mismatch_ = false;
+  // The last wrong passphrase while the station is joining.
+  std::optional<platform::MonotonicTime> mismatch_at_;
   std::optional<platform::MonotonicTime> connected_at_;
   std::optional<LeaveFrame> leave_frame_;
   std::optional<platform::MonotonicTime> transition_accepted_at_;

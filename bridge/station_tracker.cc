@@ -107,8 +107,8 @@ void StationTracker::Handle(const StationDisconnected& disconnected, Moment now)
   machine->OnDisconnected(read_station_(mac), HasMoved(mac, *machine, now), now);
 }
 
-void StationTracker::Handle(const PskMismatch& mismatch, Moment /*now*/) {
-  if (StationMachine* machine = Find(mismatch.station)) machine->OnPskMismatch();
+void StationTracker::Handle(const PskMismatch& mismatch, Moment now) {
+  if (StationMachine* machine = FindOrAdd(mismatch.station)) machine->OnPskMismatch(now.monotonic);
 }
 
 void StationTracker::Handle(const TransitionAnswered& answered, Moment now) {

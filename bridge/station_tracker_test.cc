@@ -296,10 +296,32 @@ TEST_F(StationTrackerTest, ReportsAWrongPassphraseForEveryEndOfAJoin) {
   ap_.Pass(minutes(1));
   ap_.TakeLines();
   mismatch();
-  ap_.Pass(StationMachine::kHandshakeWait);
+  ap_.Pass(StationMachine::kRetryWait);
   EXPECT_THAT(ap_.TakeLines(), IsEmpty());
   ap_.Pass(milliseconds(1));
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(expected));
+}
+
+// A driver that associates stations itself reports no frames.
+TEST_F(StationTrackerTest, ReportsAWrongPassphraseOfAStationWithoutFrames) {
+  for (int attempt = 0; attempt < 4; ++attempt) {
+    ap_.SuspectPassphrase();
+    ap_.Pass(seconds(1));
+  }
+  EXPECT_THAT(ap_.TakeLines(), IsEmpty());
+  ap_.Pass(StationMachine::kRetryWait);
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Connect("success:0 event_reason:psk_mismatch")));
+  ap_.Pass(minutes(1));
+  EXPECT_THAT(ap_.TakeLines(), IsEmpty());
+  EXPECT_EQ(ap_.tracker().station_count(), 0U);
+}
+
+TEST_F(StationTrackerTest, IgnoresAWrongPassphraseOfAConnectedStation) {
+  ap_.Connect();
+  ap_.TakeLines();
+  ap_.SuspectPassphrase();
+  ap_.Pass(minutes(1));
+  EXPECT_THAT(ap_.TakeLines(), IsEmpty());
 }
 
 TEST_F(StationTrackerTest, ReportsSuccessAfterAFailedHandshake) {
@@ -624,7 +646,6 @@ TEST_F(StationTrackerTest, WritesNothingForAnUnknownStation) {
   ap_.SendMessage(EapolMessage::kPairwise1);
   ap_.SendOff(kDeauthentication, 7);
   ap_.Remove();
-  ap_.SuspectPassphrase();
   ap_.AnswerTransition(true);
   ap_.Steer();
   ap_.Leave(kDeauthentication);
