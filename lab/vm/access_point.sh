@@ -80,6 +80,15 @@ start_traffic() {
   start traffic "$vm_programs/traffic" --rate "$1" "${@:2}"
 }
 
+# answer_traffic BAND CLIENT: the access point sends small frames to a client from now on. Some kernels
+# report a transmit rate only then, or after the handshake of a secured network.
+answer_traffic() {
+  start "answers-$2" "$vm_programs/traffic" --rate 10 --to "$(address_of "$2")" "wlan-$1"
+}
+
+# Whether the kernel reports both rates of a client.
+has_rates() { [[ -n "$(station_value "$1" "$2" 'rx bitrate')" && -n "$(station_value "$1" "$2" 'tx bitrate')" ]]; }
+
 # Makes a client's radio a monitor on the channel of a band. It can send any frames.
 start_monitor() {
   busybox ip link set "$1" down

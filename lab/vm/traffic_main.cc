@@ -148,7 +148,7 @@ int Main(int argc, char** argv) {
       ->check(HardwareAddress());
   app.add_option("--from", options.from, "Source address (default: the interface's)")
       ->check(HardwareAddress());
-  app.add_option("interfaces", options.interfaces, "Interfaces of clients")->required();
+  app.add_option("interfaces", options.interfaces, "Interfaces to send from")->required();
   if (const std::optional<int> exit_code = ParseCommandLine(app, argc, argv)) return *exit_code;
   platform::SdEventLoop loop;
   EndOnSignals(loop);

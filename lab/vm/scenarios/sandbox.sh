@@ -70,6 +70,8 @@ start_clients
 join "$client" 2400mhz
 stay_away "$client"
 start_traffic 40 "$client"
+answer_traffic 2400mhz "$client"
+expect "the kernel reports its rates" has_rates 2400mhz "$client"
 
 step "systemd starts the daemon and waits until it is ready. The bus starts the services that the daemon calls:"
 start_unit "$unit"
@@ -116,11 +118,12 @@ for ending in 1 2 3; do
 done
 [[ "$(unit_value MainPID)" != "$first_pid" ]] || give_up "it is another process"
 
-step "A silent client aborts it by a failed check, until the client sends data. The journal has each line once:"
+step "A silent client aborts it by a failed check, until there is data. The journal has each line once:"
 join "$silent" 2400mhz
 expect "the check fails" printed daemon "$failed_check"
 expect "it is started again" has_restarted_more_than 3
 start more_traffic "$vm_programs/traffic" --rate 10 "$silent"
+answer_traffic 2400mhz "$silent"
 polls="$(count_printed daemon "$(poll_pattern "$silent")")"
 expect "it polls the client that was silent" printed daemon "$(poll_pattern "$silent")" $((polls + 1))
 journal --priority=crit | grep -E "$failed_check" | sort | uniq -c >"$scratch/fatal" ||

@@ -36,9 +36,10 @@ expect "the check fails" printed daemon "$pattern" 2
 expect "the daemon ends by SIGABRT" printed daemon "^supervisor: it ended with status $((128 + 6))$" 2
 grep -m 2 -E "$pattern|^supervisor" "$scratch/daemon.log" | show
 
-step "The client sends data, so it has a rate. The next daemon continues:"
+step "Client and access point send data, so there are rates. The next daemon continues:"
 start_traffic 10 "$client"
-expect "there is a receive rate" has_receive_rate
+answer_traffic 2400mhz "$client"
+expect "there are rates" has_rates 2400mhz "$client"
 iw dev wlan-2400mhz station dump | grep -E 'Station|bitrate|authorized:' | show
 expect_polls "$client" 2
 grep -E "$(poll_pattern "$client")" "$scratch/daemon.log" | tail -n 1 | show
