@@ -43,6 +43,12 @@ if(WAVELARK_BUILD_TESTS)
   include(GoogleTest)
 endif()
 
+# The lab's virtual machine is a PC and runs releases: emulation is too slow for other builds.
+set(WAVELARK_LAB OFF)
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_CROSSCOMPILING)
+  set(WAVELARK_LAB ON)
+endif()
+
 # Options of code that only tests use. Under the sanitizers it is not optimised, which saves 43 % of the
 # compile time. A release has less debug information for it, which saves 26 %, but optimises it like the
 # product, because some warnings need optimisation and g++ 12 has false warnings at -O1.
