@@ -68,8 +68,8 @@ void StationMachine::OnAuthenticationRequest(const ManagementFrame& frame,
   if (frame.transaction != 1 && !IsRepetition(LineKind::kAuthentication)) return;
   CheckJoin(now);
   // A client that starts over has given up its earlier attempt.
-  if (mismatch_at_.has_value()) FailJoin(kReasonPskMismatch, now);
-  joining_since_.reset();
+  if (HasMismatch()) FailJoin(kReasonPskMismatch, now);
+  join_.reset();
   leave_frame_.reset();
   OpenRequest(LineKind::kAuthentication, background, now);
   TakeEvidence(now.monotonic);
@@ -84,8 +84,7 @@ void StationMachine::OnLeaveFrame(FrameKind kind, MonotonicTime now) { leave_fra
 
 void StationMachine::OnConnected(const StationInfo& info, const Background& background,
                                  Moment now) {
-  joining_since_.reset();
-  mismatch_at_.reset();
+  join_.reset();
   leave_frame_.reset();
   connected_at_ = now.monotonic;
   Step step = {.kind = LineKind::kConnect, .attributes = {}, .deadline = now.monotonic};
@@ -108,7 +107,7 @@ void StationMachine::OnDisconnected(const StationInfo& info, bool has_moved, Mom
   step.awaits_removal = true;
   step.has_moved = has_moved;
   OpenStep(step, now.monotonic);
-  joining_since_.reset();
+  join_.reset();
   connected_at_.reset();
   leave_frame_.reset();
   transition_accepted_at_.reset();
@@ -117,13 +116,13 @@ void StationMachine::OnDisconnected(const StationInfo& info, bool has_moved, Mom
 }
 
 void StationMachine::OnPskMismatch(MonotonicTime now) {
-  if (!joining_since_.has_value()) {
+  if (!join_.has_value()) {
     // A connected station renews its keys.
     if (connected_at_.has_value()) return;
     // Not all drivers report that the station is associated.
-    joining_since_ = now;
+    join_ = Join{now};
   }
-  mismatch_at_ = now;
+  join_->mismatch_at = now;
 }
 
 // Returns the reason that does not depend on the access point's frame.
@@ -220,8 +219,8 @@ void StationMachine::ApplyAnswer(const Answer& answer, Step* step, MonotonicTime
   }
   step->awaits_answer = false;
   if (step->kind == LineKind::kAssociation) {
-    joining_since_ = is_success ? std::optional(now) : std::nullopt;
-    mismatch_at_.reset();
+    join_.reset();
+    if (is_success) join_ = Join{now};
   }
 }
 
@@ -253,13 +252,13 @@ void StationMachine::ApplyNotice(const Notice& notice, Step* step) {
 
 // Turns a join that can no longer succeed into a CONNECT line with success:0.
 void StationMachine::CheckJoin(Moment now) {
-  if (!joining_since_.has_value()) return;
+  if (!join_.has_value()) return;
   if (const auto reason = FindFailure()) {
     FailJoin(*reason, now);
-  } else if (mismatch_at_.has_value()) {
-    if (!IsWithin(mismatch_at_, kRetryWait, now.monotonic)) FailJoin(kReasonPskMismatch, now);
-  } else if (!IsWithin(joining_since_, kHandshakeWait, now.monotonic)) {
-    joining_since_.reset();
+  } else if (HasMismatch()) {
+    if (!IsWithin(join_->mismatch_at, kRetryWait, now.monotonic)) FailJoin(kReasonPskMismatch, now);
+  } else if (!IsWithin(join_->since, kHandshakeWait, now.monotonic)) {
+    join_.reset();
   }
 }
 
@@ -276,17 +275,16 @@ std::optional<std::string_view> StationMachine::FindFailure() {
     return ReasonOfNotice(notice->reason, notice->last_message);
   }
   // hostapd also removes and re-adds a station when the client repeats its association.
-  return mismatch_at_.has_value() ? std::optional(kReasonPskMismatch) : std::nullopt;
+  return HasMismatch() ? std::optional(kReasonPskMismatch) : std::nullopt;
 }
 
 void StationMachine::FailJoin(std::string_view reason, Moment now) {
   Step step = {.kind = LineKind::kConnect, .attributes = {}, .deadline = now.monotonic};
   step.attributes.time = now.wall;
   step.attributes.success = false;
-  step.attributes.event_reason = mismatch_at_.has_value() ? kReasonPskMismatch : reason;
+  step.attributes.event_reason = HasMismatch() ? kReasonPskMismatch : reason;
   OpenStep(step, now.monotonic);
-  joining_since_.reset();
-  mismatch_at_.reset();
+  join_.reset();
 }
 
 void StationMachine::Settle(Moment now, std::vector<EventLine>* lines) {
@@ -329,17 +327,17 @@ std::optional<MonotonicTime> StationMachine::NextDeadline() const {
   if (!evidence_.empty()) deadline = Earlier(deadline, evidence_.front().at + kEvidenceLife);
   if (leave_frame_.has_value()) deadline = Earlier(deadline, leave_frame_->at + kEvidenceLife);
   // One microsecond after the end of the wait.
-  if (mismatch_at_.has_value()) {
-    deadline = Earlier(deadline, *mismatch_at_ + kRetryWait + TimeSpan(1));
-  } else if (joining_since_.has_value()) {
-    deadline = Earlier(deadline, *joining_since_ + kHandshakeWait + TimeSpan(1));
+  if (HasMismatch()) {
+    deadline = Earlier(deadline, *join_->mismatch_at + kRetryWait + TimeSpan(1));
+  } else if (join_.has_value()) {
+    deadline = Earlier(deadline, join_->since + kHandshakeWait + TimeSpan(1));
   }
   return deadline;
 }
 
 bool StationMachine::IsIdle() const {
-  return steps_.empty() && evidence_.empty() && !joining_since_.has_value() &&
-         !connected_at_.has_value() && !leave_frame_.has_value();
+  return steps_.empty() && evidence_.empty() && !join_.has_value() && !connected_at_.has_value() &&
+         !leave_frame_.has_value();
 }
 
 }  // namespace orvane::bridge

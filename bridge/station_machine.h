@@ -144,6 +144,11 @@ class StationMachine {
     }
   };
 
+  struct Join {
+    platform::MonotonicTime since;
+    std::optional<platform::MonotonicTime> mismatch_at = std::nullopt;  // the last wrong passphrase
+  };
+
   struct LeaveFrame {
     FrameKind kind;
     platform::MonotonicTime at;
@@ -161,6 +166,7 @@ class StationMachine {
   void ApplyAnswer(const Answer& answer, Step* step, platform::MonotonicTime now);
   static void ApplyNotice(const Notice& notice, Step* step);
 
+  bool HasMismatch() const { return join_.has_value() && join_->mismatch_at.has_value(); }
   void CheckJoin(Moment now);
   std::optional<std::string_view> FindFailure();
   void FailJoin(std::string_view reason, Moment now);
@@ -175,9 +181,7 @@ class StationMachine {
   // The last message of the four-way handshake since the association.
   std::optional<EapolMessage> last_message_;
   // Set while the station is associated but not connected.
-  std::optional<platform::MonotonicTime> joining_since_;
-  // The last wrong passphrase while the station is joining.
-  std::optional<platform::MonotonicTime> mismatch_at_;
+  std::optional<Join> join_;
   std::optional<platform::MonotonicTime> connected_at_;
   std::optional<LeaveFrame> leave_frame_;
   std::optional<platform::MonotonicTime> transition_accepted_at_;

@@ -324,6 +324,18 @@ TEST_F(StationTrackerTest, IgnoresAWrongPassphraseOfAConnectedStation) {
   EXPECT_THAT(ap_.TakeLines(), IsEmpty());
 }
 
+// A station that was connected before the bridge started renews its keys. Its connection ends.
+TEST_F(StationTrackerTest, ForgetsAWrongPassphraseOfADisconnectedStation) {
+  ap_.SuspectPassphrase();
+  ap_.Disconnect();
+  ap_.Remove();
+  ap_.SendOff(kDeauthentication, 15);
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("")));
+  ap_.Pass(minutes(1));
+  EXPECT_THAT(ap_.TakeLines(), IsEmpty());
+  EXPECT_EQ(ap_.tracker().station_count(), 0U);
+}
+
 TEST_F(StationTrackerTest, ReportsSuccessAfterAFailedHandshake) {
   ap_.Authenticate();
   ap_.Associate();
