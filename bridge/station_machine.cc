@@ -70,6 +70,7 @@ void StationMachine::OnAuthenticationRequest(const ManagementFrame& frame,
   // A client that starts over has given up its earlier attempt.
   if (HasMismatch()) FailJoin(kReasonPskMismatch, now);
   join_.reset();
+  starts_over_ = true;
   leave_frame_.reset();
   OpenRequest(LineKind::kAuthentication, background, now);
   TakeEvidence(now.monotonic);
@@ -85,6 +86,7 @@ void StationMachine::OnLeaveFrame(FrameKind kind, MonotonicTime now) { leave_fra
 void StationMachine::OnConnected(const StationInfo& info, const Background& background,
                                  Moment now) {
   join_.reset();
+  starts_over_ = false;
   leave_frame_.reset();
   connected_at_ = now.monotonic;
   Step step = {.kind = LineKind::kConnect, .attributes = {}, .deadline = now.monotonic};
@@ -108,6 +110,7 @@ void StationMachine::OnDisconnected(const StationInfo& info, bool has_moved, Mom
   step.has_moved = has_moved;
   OpenStep(step, now.monotonic);
   join_.reset();
+  starts_over_ = false;
   connected_at_.reset();
   leave_frame_.reset();
   transition_accepted_at_.reset();
@@ -220,7 +223,8 @@ void StationMachine::ApplyAnswer(const Answer& answer, Step* step, MonotonicTime
   step->awaits_answer = false;
   if (step->kind == LineKind::kAssociation) {
     join_.reset();
-    if (is_success) join_ = Join{now};
+    // A connected station that only associates again stays connected.
+    if (is_success && (starts_over_ || !connected_at_.has_value())) join_ = Join{now};
   }
 }
 

@@ -373,6 +373,31 @@ TEST_F(StationTrackerTest, ReportsAClientThatGivesUp) {
 }
 
 // hostapd may have connected the station by now: only Settle knows that nothing is left to read.
+// Its connection continues, so hostapd reports no other connect.
+TEST_F(StationTrackerTest, ReportsNoFailureWhenAConnectedStationAssociatesAgain) {
+  ap_.Join();
+  ap_.Associate();
+  ap_.Remove();
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Assoc(kAccepted)));
+  ap_.Leave(kDeauthentication);
+  EXPECT_THAT(ap_.TakeLines(), IsEmpty());
+  ap_.Disconnect();
+  ap_.Pass(minutes(1));
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("event_reason:deauth_cli")));
+  EXPECT_EQ(ap_.tracker().station_count(), 0U);
+}
+
+// hostapd does not report that an authentication ends the earlier connection.
+TEST_F(StationTrackerTest, ReportsAFailedJoinOfAConnectedStationThatStartsOver) {
+  ap_.Join();
+  ap_.Authenticate();
+  ap_.Associate();
+  ap_.SuspectPassphrase();
+  ap_.SendOff(kDeauthentication, 15);
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth(kAccepted), Assoc(kAccepted),
+                                           Connect("success:0 event_reason:psk_mismatch")));
+}
+
 TEST_F(StationTrackerTest, ReportsAFailureOnlyWhenEverythingIsRead) {
   ap_.Authenticate();
   ap_.Associate();
