@@ -16,6 +16,10 @@ std::string Quote(const std::string& text) {
   return Json(text).dump(kOneLine, ' ', kAscii, Json::error_handler_t::replace);
 }
 
+std::string SinceJson(const Decision& decision) {
+  return decision.since_last_steer ? FormatSeconds(*decision.since_last_steer) : "null";
+}
+
 // A steer that did not happen has no reason.
 std::string WhyJson(const Decision& decision) {
   if (decision.why == ap::SteerVerdict::kSteered && !decision.steered) return "null";
@@ -25,9 +29,10 @@ std::string WhyJson(const Decision& decision) {
 }  // namespace
 
 ap::SteerVerdict DeriveWhy(const Decision& decision, const SteerLimits& limits) {
+  const platform::TimeSpan since = decision.since_last_steer.value_or(platform::TimeSpan::zero());
   return ap::JudgeStation({.link_quality_metric = decision.metric,
                            .last_steer_link_quality_metric = decision.last_metric,
-                           .since_last_steer = decision.since_last_steer,
+                           .since_last_steer = since,
                            .lqm_floor = limits.lqm_floor,
                            .lqm_hysteresis = limits.lqm_hysteresis,
                            .steer_interval = limits.steer_interval});
@@ -55,7 +60,7 @@ std::string JsonLine(const Decision& decision) {
                      R"("since_last_steer":{},"steered":{},"why":{}}})",
                      FormatSeconds(decision.time.time_since_epoch()), Quote(decision.interface),
                      Quote(decision.address), decision.metric, decision.last_metric,
-                     FormatSeconds(decision.since_last_steer), decision.steered, WhyJson(decision));
+                     SinceJson(decision), decision.steered, WhyJson(decision));
 }
 
 }  // namespace orvane::wavelarkctl

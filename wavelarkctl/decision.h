@@ -2,6 +2,7 @@
 #define WAVELARKCTL_DECISION_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,7 +20,8 @@ struct Decision {
   std::uint8_t metric = 0;
   std::uint8_t last_metric = 0;  // when it was last steered from this interface; 0 if it never was
   // Since its last steer, or since it came to this interface. Negative if the clock was set back.
-  platform::TimeSpan since_last_steer{};
+  // Empty if a log shows the steer, but not the poll.
+  std::optional<platform::TimeSpan> since_last_steer = platform::TimeSpan::zero();
   bool steered = false;
   // kSteered without `steered` if the settings that `explain` assumes contradict the daemon's log.
   ap::SteerVerdict why = ap::SteerVerdict::kNew;

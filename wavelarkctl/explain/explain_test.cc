@@ -421,6 +421,67 @@ TEST_F(ExplainTest, ALogWithoutVerboseLinesHasSteersOnly) {
             "clients were not steered\n");
 }
 
+// Only the line of a poll shows the time since the last steer. The last metric belongs to the
+// interface.
+TEST_F(ExplainTest, SteersWithoutTheLinesOfTheirPolls) {
+  Log log;
+  log.Start();
+  const auto steered = [&](const char* time, int metric, int last) {
+    log.Info(time, fmt::format(" Steer Client {} link_quality_metric {} "
+                               "last_steer_link_quality_metric {}",
+                               kPhone, metric, last));
+  };
+  steered("10:12:00", 18, 0);
+  steered("10:32:00", 20, 0);
+  steered("10:52:00", 2, 20);
+  EXPECT_THAT(Explain(log, {"--json"}).out,
+              HasSubstr(R"("last_metric":0,"since_last_steer":null,"steered":true)"));
+  const std::string text = Explain(log, {"--client", kPhone}).out;
+  EXPECT_THAT(text, HasSubstr("-82           yes          yes                   STEERED\n"));
+  EXPECT_THAT(text, HasSubstr("-82 -> -80 (+2 dB)   went to ? within 20m\n"));
+  EXPECT_THAT(text, HasSubstr("-80 -> -98 (-18 dB)  there again or still there within 20m\n"));
+  EXPECT_THAT(text, HasSubstr("-98                  not seen again\n"));
+}
+
+// A log may have been rotated. Its first lines then count from a steer or an arrival that the log
+// does not show.
+TEST_F(ExplainTest, APollBeforeTheFirstLineIsNotInvented) {
+  const Log middle = Log()
+                         .Judged("10:12:00", kPhone, 40, 18, "5m")
+                         .Judged("10:12:00", kTablet, 40, 0, "5m")
+                         .Judged("10:14:00", kPhone, 40, 18, "1m");
+  const std::vector<std::string> lines = LinesOf(Explain(middle, {"--json"}).out);
+  ASSERT_THAT(lines, testing::SizeIs(5));
+  EXPECT_THAT(lines[0], AllOf(HasSubstr(kPhone), HasSubstr("not-below-floor")));
+  // Without an earlier steer it was an arrival.
+  EXPECT_THAT(lines[1], AllOf(HasSubstr("1769940420"), HasSubstr(kTablet), HasSubstr("\"new\"")));
+  EXPECT_THAT(lines[2], AllOf(HasSubstr(kTablet), HasSubstr("not-below-floor")));
+  EXPECT_THAT(lines[3], AllOf(HasSubstr("1769940780"), HasSubstr(kPhone), HasSubstr("\"new\"")));
+}
+
+TEST_F(ExplainTest, AnArrivalAfterTheFirstLineIsShown) {
+  const Log log =
+      Log().Judged("10:00:00", kTablet, 40, 0, "5m").Judged("10:12:00", kPhone, 40, 18, "5m");
+  EXPECT_THAT(
+      Explain(log, {"--json"}).out,
+      HasSubstr(R"({"time":1769940420,"interface":"","address":"02:11:22:33:44:55","metric":0,)"));
+}
+
+// The event of a later move may be lost.
+TEST_F(ExplainTest, AnEventThatAPollHasConfirmedDoesNotPlaceTheNextMove) {
+  const Log log = Log()
+                      .Start()
+                      .Came("10:00:10", kPhone, k2400)
+                      .Judged("10:02:00", kPhone, 40, 0, "1m")
+                      .Left("10:02:10", kPhone, k2400)
+                      .Came("10:02:20", kPhone, k2400)
+                      .Judged("10:03:00", kPhone, 40, 0, "2m")
+                      .Judged("10:05:00", kPhone, 40, 0, "1m");
+  const std::vector<std::string> lines = LinesOf(Explain(log, {"--json"}).out);
+  ASSERT_THAT(lines, testing::SizeIs(5));
+  EXPECT_THAT(lines.back(), HasSubstr(k5000));
+}
+
 TEST_F(ExplainTest, ALogOfAnotherProgramIsRefused) {
   const Outcome outcome = Explain(Log().Raw("one\ntwo\n").Raw(std::string(200'000, 'x')));
   EXPECT_EQ(outcome.status, 65);

@@ -113,10 +113,12 @@ std::vector<std::string> RunRow(const PollRun& run) {
     row.insert(row.end(), {"", "", "", ""});
   } else {
     const int change = std::abs(closest.metric - closest.last_metric);
-    row.insert(row.end(),
-               {RangeText(run.lowest, run.highest), YesOrNo(closest.metric < limits.lqm_floor),
-                YesOrNo(change > limits.lqm_hysteresis),
-                YesOrNo(closest.since_last_steer > limits.steer_interval)});
+    row.insert(
+        row.end(),
+        {RangeText(run.lowest, run.highest), YesOrNo(closest.metric < limits.lqm_floor),
+         YesOrNo(change > limits.lqm_hysteresis),
+         closest.since_last_steer ? YesOrNo(*closest.since_last_steer > limits.steer_interval)
+                                  : ""});
   }
   row.push_back(ResultText(run));
   return row;
@@ -271,7 +273,7 @@ std::string ReasonText(const ExplainedDecision& explained) {
       if (decision.metric == limits.lqm_floor) return "at the floor, not below it";
       return fmt::format("{} dB above the floor", decision.metric - limits.lqm_floor);
     case SteerVerdict::kTooEarly:
-      return "too early by " + FormatShortSpan(limits.steer_interval - decision.since_last_steer);
+      return "too early by " + FormatShortSpan(limits.steer_interval - *decision.since_last_steer);
     case SteerVerdict::kWithinHysteresis:
       break;
   }

@@ -69,7 +69,7 @@ std::int64_t DistanceOf(const ExplainedDecision& explained) {
     case SteerVerdict::kWithinHysteresis:
       return limits.lqm_hysteresis - std::abs(decision.metric - decision.last_metric) + 1;
     case SteerVerdict::kTooEarly:
-      return (limits.steer_interval - decision.since_last_steer).count();
+      return (limits.steer_interval - *decision.since_last_steer).count();
     case SteerVerdict::kNew:
     case SteerVerdict::kSteered:
       return 0;
@@ -84,7 +84,7 @@ void Explainer::AddLine(std::string_view line) {
   ++summary_.lines;
   const auto log_line = reader_.Read(line);
   if (!log_line) return;
-  ++summary_.daemon_lines;
+  if (summary_.daemon_lines++ == 0) begin_ = log_line->time;
   summary_.is_verbose = summary_.is_verbose || log_line->severity == kVerbose;
   NoteTime(log_line->time);
   if (const auto event = ParseMessage(log_line->message)) Handle(log_line->time, *event);
@@ -122,7 +122,12 @@ void Explainer::On(WallTime time, const ClientJudged& event) {
   if (!IsWanted(event.address)) return;
   Tracked& tracked = tracked_[event.address];
   const WallTime base = time - event.since_last_steer;
-  if (!tracked.base || !IsSameMoment(*tracked.base, base)) Place(event.address, tracked, base);
+  if (!tracked.base || !IsSameMoment(*tracked.base, base)) {
+    // Before the first line, the client may have been steered instead.
+    const bool is_arrival = tracked.base || event.last_metric == 0 || base >= begin_;
+    Place(event.address, tracked, base);
+    if (is_arrival) ReportNew(event.address, tracked.interface, base);
+  }
   SeeAgain(event.address, tracked, event, time);
   pending_address_ = event.address;
   pending_ = Decision{.time = time,
@@ -141,13 +146,14 @@ void Explainer::On(WallTime time, const ClientSteered& event) {
     FlushPending();
     if (!IsWanted(event.address)) return;
     // Without --v=1 the log lacks the line of the judgement.
+    SeeAgainByNextSteer(event, time);
     pending_address_ = event.address;
     pending_ = Decision{.time = time,
                         .interface = tracked_[event.address].interface,
                         .address = event.address.ToString(),
                         .metric = event.metric,
                         .last_metric = event.last_metric,
-                        .since_last_steer = {},
+                        .since_last_steer = std::nullopt,
                         .steered = false,
                         .why = SteerVerdict::kSteered};
   }
@@ -229,21 +235,16 @@ void Explainer::Place(const MacAddress& address, Tracked& tracked, WallTime time
       steer->back_interface = tracked.interface;
     }
   }
-  Report(address, {.time = time,
-                   .interface = tracked.interface,
-                   .address = address.ToString(),
-                   .why = SteerVerdict::kNew});
 }
 
 // A poll has judged the client again. This completes the record of its last steer.
 void Explainer::SeeAgain(const MacAddress& address, Tracked& tracked, const ClientJudged& event,
                          WallTime time) {
-  if (tracked.interface.empty() && !tracked.came_to.empty()) {
-    tracked.interface = std::exchange(tracked.came_to, "");
-  }
+  if (tracked.interface.empty()) tracked.interface = tracked.came_to;
+  // The kernel may still list the client on the interface that it has left.
+  if (tracked.interface == tracked.came_to) tracked.came_to.clear();
   SteerRecord* steer = OpenSteer(address);
   if (steer == nullptr) return;
-  // The kernel may still list the client on the interface that it has left.
   if (steer->has_moved && tracked.interface == steer->interface) return;
   steer->metric_after = event.metric;
   if (!steer->back) {
@@ -252,6 +253,15 @@ void Explainer::SeeAgain(const MacAddress& address, Tracked& tracked, const Clie
   }
   steer->has_events = event_interfaces_.contains(steer->interface);
   tracked.has_open_steer = false;
+}
+
+// As SeeAgain, for a log without polls. The daemon keeps a last metric for each interface.
+void Explainer::SeeAgainByNextSteer(const ClientSteered& event, WallTime time) {
+  SteerRecord* steer = OpenSteer(event.address);
+  if (steer == nullptr) return;
+  steer->has_moved = steer->has_moved || event.last_metric != steer->metric;
+  steer->metric_after = event.metric;
+  if (!steer->back) steer->back = time;
 }
 
 SteerRecord* Explainer::OpenSteer(const MacAddress& address) {
@@ -285,6 +295,13 @@ void Explainer::FlushPending() {
   if (auto decision = std::exchange(pending_, std::nullopt)) {
     Report(pending_address_, *std::move(decision));
   }
+}
+
+void Explainer::ReportNew(const MacAddress& address, const std::string& interface, WallTime time) {
+  Report(address, {.time = time,
+                   .interface = interface,
+                   .address = address.ToString(),
+                   .why = SteerVerdict::kNew});
 }
 
 void Explainer::Report(const MacAddress& address, Decision decision) {

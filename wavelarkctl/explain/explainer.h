@@ -120,11 +120,14 @@ class Explainer {
   void Place(const ap::MacAddress& address, Tracked& tracked, platform::WallTime time);
   void SeeAgain(const ap::MacAddress& address, Tracked& tracked, const ClientJudged& event,
                 platform::WallTime time);
+  void SeeAgainByNextSteer(const ClientSteered& event, platform::WallTime time);
   // The open steer of a client, if any.
   SteerRecord* OpenSteer(const ap::MacAddress& address);
   void BeginSteer(const ap::MacAddress& address, const Decision& decision);
   void TrimRecentSteers(platform::WallTime time);
   void FlushPending();
+  void ReportNew(const ap::MacAddress& address, const std::string& interface,
+                 platform::WallTime time);
   void Report(const ap::MacAddress& address, Decision decision);
   void Count(ClientHistory& history, const ExplainedDecision& explained);
 
@@ -133,6 +136,7 @@ class Explainer {
   Sink sink_;
   LogLineReader reader_;
   LogSummary summary_;
+  platform::WallTime begin_;  // of the log
   std::map<ap::MacAddress, Tracked> tracked_;
   std::map<ap::MacAddress, ClientHistory> histories_;
   std::set<std::string, std::less<>> event_interfaces_;  // with events of hostapd
