@@ -590,6 +590,15 @@ TEST_F(JournalTest, TheSettingsOfAnEarlierStartAreLookedUp) {
             "--quiet --no-pager --output=cat --unit=ap-wavelark.service --since=@1769940780\n");
 }
 
+// journalctl refuses a time before 1970.
+TEST_F(JournalTest, AVeryOldTimeReadsTheWholeJournal) {
+  WriteBelow("text", Walk().text());
+  Journal(fmt::format("echo \"$*\" >>{0}/arguments; cat {0}/text", directory_.path().native()));
+  Run({"explain", "--root", directory_.path().native(), "--since", "36000d"});
+  EXPECT_THAT(platform::ReadFileToString(directory_.path() / "arguments").value_or(""),
+              AllOf(HasSubstr("--since=@0\n"), Not(HasSubstr("@-"))));
+}
+
 TEST_F(JournalTest, AJournalThatCannotBeReadIsAnError) {
   Journal("exit 1");
   const Outcome failed = Run({"explain", "--root", directory_.path().native()});

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -69,8 +70,9 @@ void ReadLogFile(const std::string& name, const LineSink& sink) {
 
 void ReadJournal(platform::WallTime since, const LineSink& sink) {
   if (since == platform::WallTime::min()) return ReadCommand(std::string(kJournal), sink);
-  const std::int64_t seconds =
-      std::chrono::floor<std::chrono::seconds>(since.time_since_epoch()).count();
+  // journalctl refuses times before 1970.
+  const std::int64_t seconds = std::max<std::int64_t>(
+      std::chrono::floor<std::chrono::seconds>(since.time_since_epoch()).count(), 0);
   // journalctl fails if nothing matches, which is not an error here.
   ReadCommand(fmt::format("{0} --until=@{1} --lines=1 --grep='Client Steer Started' || true; "
                           "{0} --since=@{1}",
