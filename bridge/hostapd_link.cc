@@ -19,7 +19,7 @@ constexpr char kDetach[] = "DETACH";
 constexpr char kPing[] = "PING";
 
 // Settings that the bridge needs, whatever hostapd's configuration has.
-constexpr const char* kPreparations[] = {"SET notify_mgmt_frames 1", "SET track_sta_max_num 100"};
+constexpr const char* kSettings[] = {"SET notify_mgmt_frames 1", "SET track_sta_max_num 100"};
 
 }  // namespace
 
@@ -47,8 +47,8 @@ void HostapdLink::Look() {
     Connect();
   } else if (Identify(socket_path_) != identity_) {
     GoDown();
-  } else if (++looks_ % kLooksPerPing == 0 && is_up_ && events_->waiting_count() == 0) {
-    events_->Request(kPing, [](std::string_view) {});
+  } else if (++looks_ % kLooksPerRenewal == 0 && is_up_ && events_->waiting_count() == 0) {
+    Renew();
   }
 }
 
@@ -106,13 +106,21 @@ void HostapdLink::LogRefusal() {
 }
 
 void HostapdLink::Prepare() {
-  for (const char* command : kPreparations) {
+  for (const char* command : kSettings) {
     events_->Request(command, [this, command](std::string_view answer) {
-      if (answer == kOk) return;
+      if (answer == kOk) return accepted_settings_.push_back(command);
       LOG(INFO) << "hostapd at " << socket_path_.native() << " does not support: " << command;
     });
   }
   events_->Request(kPing, [this](std::string_view) { GoUp(); });
+}
+
+// A reload of hostapd's configuration resets the settings, and nothing reports it.
+void HostapdLink::Renew() {
+  for (const char* command : accepted_settings_) {
+    events_->Request(command, [](std::string_view) {});
+  }
+  events_->Request(kPing, [](std::string_view) {});
 }
 
 void HostapdLink::GoUp() {
@@ -143,6 +151,7 @@ void HostapdLink::Close() {
   events_.reset();
   commands_.reset();
   is_attached_ = false;
+  accepted_settings_.clear();
   weak_ptr_factory_.InvalidateWeakPtrs();
 }
 

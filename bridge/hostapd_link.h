@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "bridge/hostapd_channel.h"
 #include "platform/files.h"
@@ -19,15 +20,16 @@
 
 namespace orvane::bridge {
 
-// Keeps a connection to the hostapd of one interface and makes it report what the bridge needs.
-// While hostapd is absent it checks the path at intervals. This also finds a socket in a directory
-// that is created later, and detects a hostapd that was killed and left its socket behind.
+// Keeps a connection to the hostapd of one interface and makes it report what the bridge needs,
+// also after it has reloaded its configuration. While hostapd is absent it checks the path at
+// intervals. This also finds a socket in a directory that is created later, and detects a hostapd
+// that was killed and left its socket behind.
 class HostapdLink {
  public:
   // Interval between checks of hostapd's socket.
   static constexpr platform::TimeSpan kLookInterval = std::chrono::milliseconds(200);
-  // Number of checks between two PINGs.
-  static constexpr int kLooksPerPing = 5;
+  // Number of checks between two commands that renew the settings and show that hostapd answers.
+  static constexpr int kLooksPerRenewal = 5;
 
   // The callbacks must not destroy the link.
   struct Callbacks {
@@ -83,6 +85,7 @@ class HostapdLink {
   void Attach(const std::string& command, bool is_last_try);
   void LogRefusal();
   void Prepare();
+  void Renew();
   void GoUp();
   void GoDown();
   void GoDownSoon();
@@ -96,6 +99,7 @@ class HostapdLink {
   std::unique_ptr<HostapdChannel> commands_;
   bool is_attached_ = false;
   bool is_up_ = false;
+  std::vector<const char*> accepted_settings_;
   // What the last attempts logged. An attempt logs only what is new.
   int connect_error_ = 0;
   bool is_refusal_logged_ = false;

@@ -199,11 +199,14 @@ TEST_F(BridgeWithRealHostapdTest, ServesOtherClients) {
 
 // --- A hostapd under the test's control ---
 
-TEST_F(BridgeTest, AsksHostapdForReports) {
+// When hostapd reloads its configuration, it forgets what was set.
+TEST_F(BridgeTest, KeepsAskingHostapdForReports) {
   StartAnswering();
+  for (const char* command : {"SET notify_mgmt_frames 1", "SET track_sta_max_num 100"}) {
+    EXPECT_GE(hostapd().Count(command), 1U);
+    EXPECT_TRUE(WaitUntil([&] { return hostapd().Count(command) > 2; }));
+  }
   EXPECT_EQ(hostapd().Count("ATTACH probe_rx_events=1"), 1U);
-  EXPECT_EQ(hostapd().Count("SET notify_mgmt_frames 1"), 1U);
-  EXPECT_EQ(hostapd().Count("SET track_sta_max_num 100"), 1U);
 }
 
 TEST_F(BridgeTest, AttachesToAHostapdThatReportsNoProbes) {
@@ -213,6 +216,8 @@ TEST_F(BridgeTest, AttachesToAHostapdThatReportsNoProbes) {
   StartBridge();
   ExpectServed();
   EXPECT_EQ(hostapd().Count("ATTACH"), 1U);
+  EXPECT_TRUE(WaitUntil([this] { return hostapd().Count("SET track_sta_max_num 100") > 1; }));
+  EXPECT_EQ(hostapd().Count("SET notify_mgmt_frames 1"), 1U);
 }
 
 TEST_F(BridgeTest, LogsARefusalOnce) {
