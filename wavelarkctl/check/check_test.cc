@@ -485,9 +485,18 @@ TEST_F(CheckTest, TheStateOfTheUnitIsJudged) {
 TEST_F(CheckTest, HarmfulDropInsAreFound) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"[Service]\n# PrivateNetwork=yes\nMemoryMax=1G\n", "ok: {} is harmless"},
-      {" RestrictAddressFamilies = AF_UNIX\n",
+      {"RestrictAddressFamilies=\n RestrictAddressFamilies = AF_UNIX\n",
        "failure: {} sets RestrictAddressFamilies=AF_UNIX: the daemon needs AF_UNIX and AF_NETLINK"},
-      {"RestrictAddressFamilies=AF_UNIX AF_NETLINK AF_INET\n", "ok: {} is harmless"},
+      {"RestrictAddressFamilies=~AF_INET AF_NETLINK AF_UNIX\n",
+       "failure: {} sets RestrictAddressFamilies=~AF_INET AF_NETLINK AF_UNIX: the daemon needs "
+       "AF_UNIX and AF_NETLINK"},
+      {"RestrictAddressFamilies=none\n",
+       "failure: {} sets RestrictAddressFamilies=none: the daemon needs AF_UNIX and AF_NETLINK"},
+      // systemd adds them to the unit's list, or removes them from it.
+      {"RestrictAddressFamilies=AF_INET\n", "ok: {} is harmless"},
+      {"RestrictAddressFamilies=~AF_INET\n", "ok: {} is harmless"},
+      {"RestrictAddressFamilies=\nRestrictAddressFamilies=AF_UNIX AF_NETLINK\n",
+       "ok: {} is harmless"},
       {"Restart=no",
        "warning: {} sets Restart=no: the daemon is not restarted after a failed check"},
       {"User=root\n", "warning: {} sets User=root: files and bus policy are for ap-wavelark"},

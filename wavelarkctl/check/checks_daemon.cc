@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "common/run_time_flags.h"
 #include "flags/flags_directories.h"
@@ -163,23 +164,35 @@ Finding JudgeSalt(const Machine& machine, const std::string& path, const struct 
 
 // Drop-ins of the unit
 
+// The effect of earlier lines.
+struct DropInState {
+  bool has_families = true;  // a list of address families is in force, at first the unit's
+};
+
 struct DropInRule {
   std::string_view key;
-  bool (*is_wrong)(std::string_view value);
+  bool (*is_wrong)(std::string_view value, DropInState* state);
   Level level;
   std::string_view reason;
 };
 
-bool IsYes(std::string_view value) {
+bool IsYes(std::string_view value, DropInState* /*state*/) {
   return value == "yes" || value == "true" || value == "on" || value == "1";
 }
-bool IsNo(std::string_view value) { return value == "no"; }
-bool LacksFamilies(std::string_view value) {
-  return !value.empty() && (value.find("AF_UNIX") == std::string_view::npos ||
-                            value.find("AF_NETLINK") == std::string_view::npos);
+bool IsNo(std::string_view value, DropInState* /*state*/) { return value == "no"; }
+bool IsOtherUser(std::string_view value, DropInState* /*state*/) { return value != kDaemonUser; }
+bool IsOtherType(std::string_view value, DropInState* /*state*/) { return value != "notify"; }
+
+// systemd adds a list of families to that of the unit, removes those after '~' from it, and drops
+// it for an empty value.
+bool LacksFamilies(std::string_view value, DropInState* state) {
+  const bool had_list = std::exchange(state->has_families, !value.empty());
+  const bool has_unix = value.find("AF_UNIX") != std::string_view::npos;
+  const bool has_netlink = value.find("AF_NETLINK") != std::string_view::npos;
+  if (value.starts_with('~')) return has_unix || has_netlink;
+  if (value.empty() || value == "none") return !value.empty();
+  return !had_list && !(has_unix && has_netlink);
 }
-bool IsOtherUser(std::string_view value) { return value != kDaemonUser; }
-bool IsOtherType(std::string_view value) { return value != "notify"; }
 
 constexpr std::array<DropInRule, 5> kDropInRules = {{
     {"PrivateNetwork", IsYes, Level::kFailure, "the daemon can't reach nl80211 and hostapd"},
@@ -194,20 +207,22 @@ constexpr std::array<std::string_view, 3> kDropInDirectories = {
     "/usr/lib/systemd/system/ap-wavelark.service.d", "/run/systemd/system/ap-wavelark.service.d",
     "/etc/systemd/system/ap-wavelark.service.d"};
 
-void JudgeDropInLine(const std::string& file, std::string_view line, Findings* findings) {
+void JudgeDropInLine(const std::string& file, std::string_view line, DropInState* state,
+                     Findings* findings) {
   const std::size_t equals = line.find('=');
   if (equals == std::string_view::npos || line.starts_with('#') || line.starts_with(';')) return;
   const std::string_view key = platform::TrimWhitespace(line.substr(0, equals));
   const std::string_view value = platform::TrimWhitespace(line.substr(equals + 1));
   for (const DropInRule& rule : kDropInRules) {
-    if (rule.key != key || !rule.is_wrong(value)) continue;
+    if (rule.key != key || !rule.is_wrong(value, state)) continue;
     findings->push_back({rule.level,
                          fmt::format("{} sets {}={}: {}", file, key, value, rule.reason),
                          "remove that line, then systemctl daemon-reload and restart the daemon"});
   }
 }
 
-void JudgeDropIn(const Machine& machine, const std::string& file, Findings* findings) {
+void JudgeDropIn(const Machine& machine, const std::string& file, DropInState* state,
+                 Findings* findings) {
   const auto text = platform::ReadFileToString(machine.At(file));
   if (!text) {
     findings->push_back({Level::kWarning, ProblemText(file, errno), "run the check as root"});
@@ -218,7 +233,7 @@ void JudgeDropIn(const Machine& machine, const std::string& file, Findings* find
   while (!rest.empty()) {
     const std::string_view line = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-    JudgeDropInLine(file, platform::TrimWhitespace(line), findings);
+    JudgeDropInLine(file, platform::TrimWhitespace(line), state, findings);
   }
   if (findings->size() == before) findings->push_back({Level::kOk, file + " is harmless"});
 }
@@ -316,9 +331,10 @@ Findings CheckUnit(Machine& machine) {
 
 Findings CheckDropIns(Machine& machine) {
   Findings findings;
+  DropInState state;
   for (const std::string_view directory : kDropInDirectories) {
     for (const std::string& file : machine.ListConfigurations(directory)) {
-      JudgeDropIn(machine, file, &findings);
+      JudgeDropIn(machine, file, &state, &findings);
     }
   }
   if (findings.empty()) findings.push_back({Level::kOk, "the unit has no drop-ins"});
