@@ -4,17 +4,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include "wavelarkctl/json_text.h"
 #include "wavelarkctl/seconds.h"
 
 namespace orvane::wavelarkctl {
 namespace {
 
-std::string Quote(const std::string& text) {
-  using Json = nlohmann::json;
-  constexpr int kOneLine = -1;
-  constexpr bool kAscii = true;
-  return Json(text).dump(kOneLine, ' ', kAscii, Json::error_handler_t::replace);
-}
+std::string Quote(const std::string& text) { return JsonText(nlohmann::json(text)); }
 
 std::string SinceJson(const Decision& decision) {
   return decision.since_last_steer ? FormatSeconds(*decision.since_last_steer) : "null";

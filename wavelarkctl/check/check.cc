@@ -16,6 +16,7 @@
 #include "wavelarkctl/commands.h"
 #include "wavelarkctl/events/event_words.h"
 #include "wavelarkctl/human_text.h"
+#include "wavelarkctl/json_text.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -29,7 +30,7 @@ std::string JsonOf(std::string_view subject, const Finding& finding) {
   json["subject"] = subject;
   json["finding"] = finding.text;
   json["advice"] = finding.advice;
-  return json.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
+  return JsonText(json);
 }
 
 std::string TextOf(std::string_view subject, const Finding& finding, bool is_colour_wanted) {

@@ -15,6 +15,7 @@
 #include "recorder/schema.h"
 #include "wavelarkctl/events/event_words.h"
 #include "wavelarkctl/human_text.h"
+#include "wavelarkctl/json_text.h"
 #include "wavelarkctl/time_text.h"
 
 namespace orvane::wavelarkctl {
@@ -230,8 +231,7 @@ std::string EventJson(const RecordedEvent& event) {
     if (std::holds_alternative<std::monostate>(event.values[i])) continue;
     object[EventColumns()[i].name] = JsonOf(event.values[i], *EventColumns()[i].path.back());
   }
-  // Bytes that are not UTF-8 become U+FFFD. All but ASCII is escaped: it may control a terminal.
-  return object.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
+  return JsonText(object);
 }
 
 RecordedEvent::Place LastPlace(SQLite::Database& database) {

@@ -20,6 +20,7 @@
 #include "wavelarkctl/commands.h"
 #include "wavelarkctl/common_options.h"
 #include "wavelarkctl/events/records.h"
+#include "wavelarkctl/json_text.h"
 #include "wavelarkctl/output_file.h"
 #include "wavelarkctl/parse_number.h"
 #include "wavelarkctl/report/report_data.h"
@@ -243,7 +244,7 @@ void PrintSummary(const json& data) {
 ExitStatus Run(const Options& options) {
   const json data = Collect(options, ScopeOf(options));
   if (options.is_json) {
-    std::cout << data.dump(2, ' ', true, json::error_handler_t::replace) << '\n';
+    std::cout << JsonText(data, 2) << '\n';
   } else if (options.output == "-") {
     std::cout << PageOf(data);
   } else {
