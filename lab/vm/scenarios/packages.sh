@@ -72,9 +72,7 @@ join_and_leave "$client"
 try_wrong_passphrase "$client"
 
 step "It joins, moves away, and is steered. It joins at 5 GHz."
-join "$client" 2400mhz
-stay_away "$client"
-start_traffic 40 "$client"
+join_to_be_steered "$client"
 set_signal "$client" -82
 expect_steered "$client"
 join_after_steering "$client"
