@@ -110,7 +110,8 @@ ReplayOptions MakeReplayOptions(const CommandOptions& options) {
   replay.returns = ReturnsByName().at(options.returns);
   const std::optional<platform::TimeSpan> stale = ParseSeconds(options.stale);
   if (!stale || *stale < platform::TimeSpan::zero() || *stale > kMaxStale) {
-    throw Failure(ExitStatus::kUsage, "--stale: '" + options.stale + "' is not 0 to 86400 seconds");
+    throw Failure(ExitStatus::kUsage,
+                  "--stale: '" + options.stale + "' is not a number of seconds from 0 to 86400");
   }
   replay.stale = *stale;
   for (const std::string& text : options.settings) ApplyFlag(text, &replay.settings);
@@ -170,8 +171,8 @@ TraceSurvey Survey(TraceReader& reader, const std::optional<Address>& client) {
   return survey;
 }
 
-// The simulated kernel allocates and frees the dumps of each poll. Otherwise malloc would return
-// them to the system after each poll, and page faults would take longer than the poll.
+// Makes malloc keep freed memory. The simulated kernel allocates and frees its dumps at each poll.
+// If malloc returned this memory to the system, the page faults would take longer than the poll.
 void KeepFreedMemory() {
   constexpr int kKeptBytes = 32 << 20;
   mallopt(M_MMAP_MAX, 0);
@@ -180,7 +181,7 @@ void KeepFreedMemory() {
 
 ExitStatus Replay(const CommandOptions& options) {
   KeepFreedMemory();
-  // The service's own lines are not part of the output.
+  // Disables the log lines of the steering service, which are not part of the output.
   platform::InitLog(0, "");
   const std::optional<Address> client = FindClient(options);
   std::vector<ReplayRun> runs = MakeRuns(options);
@@ -224,18 +225,25 @@ void AddTraceOptions(CLI::App& command, CommandOptions& options) {
   RefuseEmpty(command.add_option("--client", options.client, "Only the rows of this client")
                   ->option_text("MAC"));
   command
-      .add_option("--returns", options.returns,
-                  WithDefault("What a steered client does: trace (follow its rows), same (come "
-                              "back) or other (join the other interface)",
-                              options.returns))
+      .add_option(
+          "--returns", options.returns,
+          WithDefault("What a steered client does: trace (as in the trace), same (come back to "
+                      "the same interface) or other (join the other interface)",
+                      options.returns))
       ->option_text("MODEL")
       ->check(CLI::IsMember(NamesOf(ReturnsByName())));
   command
       .add_option("--stale", options.stale,
-                  WithDefault("The age at which a poll no longer sees a row", options.stale))
+                  WithDefault("The maximum age of a client's latest row; a poll does not see a "
+                              "client whose row is older",
+                              options.stale))
       ->option_text("SECONDS");
   CLI::Option* walk =
-      command.add_option("--walk", options.walk, "Generate a trace: away, floor, dips or crowd")
+      command
+          .add_option("--walk", options.walk,
+                      "Generate a trace: away (a client moves away and comes back), floor (its "
+                      "signal stays near the default floor), dips (its signal drops for short "
+                      "times) or crowd (many clients move around)")
           ->option_text("KIND")
           ->check(CLI::IsMember(NamesOf(kWalks)));
   command
