@@ -10,7 +10,7 @@
 namespace orvane::bridge {
 namespace {
 
-// The priority "info".
+// hostapd's message level MSG_INFO. It is not a syslog priority.
 constexpr std::string_view kPriority = "<3>";
 
 std::int64_t Milliseconds(platform::TimeSpan span) {

@@ -11,8 +11,8 @@ namespace {
 using platform::MonotonicTime;
 using platform::TimeSpan;
 
-// Status codes of IEEE 802.11 that ask the station to continue its authentication: with an
-// anti-clogging token, or with another SAE method.
+// IEEE 802.11 status codes of an SAE exchange that continues: 76 requests an anti-clogging token;
+// 126 and 127 select hash-to-element and SAE-PK.
 constexpr std::uint16_t kGoingOn[] = {76, 126, 127};
 
 // Returns the transaction number of the access point's last authentication frame.
@@ -36,12 +36,12 @@ std::optional<MonotonicTime> Earlier(std::optional<MonotonicTime> one, Monotonic
 
 }  // namespace
 
-// A client that gets no answer in time repeats its request.
+// A station that gets no answer in time repeats its request.
 bool StationMachine::IsRepetition(LineKind kind) const {
   return !steps_.empty() && steps_.back().kind == kind && steps_.back().awaits_answer;
 }
 
-// The station has progressed: what earlier lines wait for has arrived, arrives soon, or is lost.
+// The station has progressed, so earlier lines wait at most kLateWait longer for their evidence.
 void StationMachine::OpenStep(const Step& step, MonotonicTime now) {
   for (Step& earlier : steps_) earlier.deadline = std::min(earlier.deadline, now + kLateWait);
   steps_.push_back(step);
@@ -67,7 +67,7 @@ void StationMachine::OnAuthenticationRequest(const ManagementFrame& frame,
   // Later frames of an exchange are ignored if its beginning was missed.
   if (frame.transaction != 1 && !IsRepetition(LineKind::kAuthentication)) return;
   CheckJoin(now);
-  // A client that starts over has given up its earlier attempt.
+  // A station that starts over has given up its earlier attempt.
   if (HasMismatch()) FailJoin(kReasonPskMismatch, now);
   join_.reset();
   starts_over_ = true;
@@ -120,7 +120,7 @@ void StationMachine::OnDisconnected(const StationInfo& info, bool has_moved, Mom
 
 void StationMachine::OnPskMismatch(MonotonicTime now) {
   if (!join_.has_value()) {
-    // A connected station renews its keys.
+    // The renewal of a connected station's keys failed. This is not a failed join.
     if (connected_at_.has_value()) return;
     // Not all drivers report that the station is associated.
     join_ = Join{now};
@@ -128,7 +128,8 @@ void StationMachine::OnPskMismatch(MonotonicTime now) {
   join_->mismatch_at = now;
 }
 
-// Returns the reason that does not depend on the access point's frame.
+// Returns the reason if the station caused the leave: an accepted transition, or its own leave
+// frame. Otherwise returns an empty text; the access point's frame then has the reason.
 std::string_view StationMachine::ReasonOfLeaving(MonotonicTime now) const {
   if (IsWithin(transition_accepted_at_, kEffectWait, now)) return kReasonTransition;
   if (!leave_frame_.has_value()) return "";
@@ -184,7 +185,7 @@ void StationMachine::AddEvidence(const std::variant<Answer, Notice, Removal>& co
   TakeEvidence(now);
 }
 
-// Gives evidence to the waiting lines, in order.
+// Applies the stored evidence to the waiting lines, oldest line first.
 void StationMachine::TakeEvidence(MonotonicTime now) {
   for (Step& step : steps_) {
     if (step.awaits_answer) TakeAnswer(&step, now);
@@ -192,8 +193,8 @@ void StationMachine::TakeEvidence(MonotonicTime now) {
   }
 }
 
-// Takes the first answer to a request, and drops earlier evidence, which belongs to an earlier
-// connection.
+// Takes the answers to a request, up to the one that ends it. Drops evidence before an answer,
+// because it belongs to an earlier connection.
 void StationMachine::TakeAnswer(Step* step, MonotonicTime now) {
   while (step->awaits_answer) {
     const auto found = std::ranges::find_if(evidence_, [step](const Evidence& evidence) {
@@ -228,7 +229,8 @@ void StationMachine::ApplyAnswer(const Answer& answer, Step* step, MonotonicTime
   }
 }
 
-// Takes the notice and the removal that the line waits for. An answer begins a later connection.
+// Takes the notice and the removal that the line waits for. Stops at an answer, because it belongs
+// to a later connection.
 void StationMachine::TakeLeave(Step* step) {
   while (!evidence_.empty() && (step->awaits_notice || step->awaits_removal)) {
     const auto& content = evidence_.front().content;
@@ -278,7 +280,7 @@ std::optional<std::string_view> StationMachine::FindFailure() {
   if (const Notice* notice = std::get_if<Notice>(&evidence.content)) {
     return ReasonOfNotice(notice->reason, notice->last_message);
   }
-  // hostapd also removes and re-adds a station when the client repeats its association.
+  // hostapd also removes and re-adds a station when the station repeats its association.
   return HasMismatch() ? std::optional(kReasonPskMismatch) : std::nullopt;
 }
 
@@ -313,8 +315,8 @@ void StationMachine::WriteFirstStep(std::vector<EventLine>* lines) {
   steps_.pop_front();
 }
 
-// hostapd reports a request before it answers it. So an answer that no line has taken by now
-// belongs to an unreported request, or was sent twice.
+// Nothing is left to read, and hostapd reports each request before it sends the answer. So an
+// answer that no line has taken belongs to an unreported request, or is a repetition.
 void StationMachine::DropEvidence(MonotonicTime now) {
   std::erase_if(evidence_, [](const Evidence& evidence) {
     return std::holds_alternative<Answer>(evidence.content);
@@ -330,7 +332,7 @@ std::optional<MonotonicTime> StationMachine::NextDeadline() const {
   if (!steps_.empty()) deadline = steps_.front().deadline;
   if (!evidence_.empty()) deadline = Earlier(deadline, evidence_.front().at + kEvidenceLife);
   if (leave_frame_.has_value()) deadline = Earlier(deadline, leave_frame_->at + kEvidenceLife);
-  // One microsecond after the end of the wait.
+  // IsWithin includes the end of the wait, so the deadline is one microsecond later.
   if (HasMismatch()) {
     deadline = Earlier(deadline, *join_->mismatch_at + kRetryWait + TimeSpan(1));
   } else if (join_.has_value()) {

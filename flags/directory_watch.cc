@@ -22,8 +22,9 @@ FilePath Absolute(const FilePath& directory) {
   return path.has_filename() ? path : path.parent_path();
 }
 
-// Returns whether a newly created file will be written. An empty file is open in its creator,
-// unless it is a link. A file with contents is a link, or its creator's next write is noticed.
+// Returns whether the creator of a new file has not written it yet. This is assumed for an empty
+// regular file without other hard links. Other files need no wait: a link is complete, and each
+// later write causes an event.
 bool IsToBeWritten(const FilePath& file) {
   struct stat status = {};
   return lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
@@ -61,8 +62,8 @@ void DirectoryWatch::OnReadReady(int /*fd*/) {
   if (Poll()) on_change_();
 }
 
-// A watch follows its directory when that is renamed. So all paths are walked again, and watches
-// that are no longer on a path are removed.
+// An inotify watch stays with its directory when the directory is renamed. WatchAll therefore walks
+// all paths again and removes the watches of directories that are no longer on a path.
 void DirectoryWatch::WatchAll() {
   std::map<int, Folder> folders;
   for (const FilePath& directory : directories_) WatchOne(directory, &folders);

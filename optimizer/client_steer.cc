@@ -97,8 +97,8 @@ void ClientSteer::OnStart() {
             << " lqm_hysteresis=" << lqm_hysteresis_;
 }
 
-// A running pass continues to its end. The stations that it sees are remembered while the service
-// is off.
+// A running pass continues. It adds the stations that it sees to the cleared map. They are new to
+// it, so it does not steer them.
 void ClientSteer::OnStop() {
   poll_timer_.Stop();
   stations_.clear();
@@ -145,7 +145,8 @@ void ClientSteer::OnStation(const Nl80211Station& station) {
   CheckStation(station.GetMacAddress(), station.GetSignalAverage());
 }
 
-// A failed dump does not end the pass, unlike a missing interface.
+// After a failed dump, the pass continues with the next interface. (A missing interface ends the
+// pass in PollInterface.)
 void ClientSteer::OnPollComplete(const Nl80211Error* error) {
   Nl80211Manager::LogNl80211Error(error);
   ++poll_cursor_;
@@ -156,8 +157,9 @@ void ClientSteer::OnPollComplete(const Nl80211Error* error) {
   }
 }
 
-// If the cursor is past the last interface, this is a late reply of an earlier pass. The station is
-// then placed at that index, which restarts its steer interval. No metric is stored for that index.
+// If the cursor is past the last interface, this is a late reply of an earlier pass. The cursor
+// then becomes the station's interface index, which restarts its steer interval. There is no metric
+// for this index, so the function returns.
 void ClientSteer::CheckStation(const MacAddress& mac_address, std::int8_t signal_dbm) {
   StationSteerState& state = stations_[mac_address];
   const platform::WallTime now = loop_.Now();

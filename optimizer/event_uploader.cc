@@ -31,7 +31,8 @@ struct EventTypeRow {
   ClientEventInfo::ClientEventType type;
 };
 
-// A request and its response have the same record type.
+// A request and its response have the same record type. The parser reports association responses as
+// kStationAuthResponse, so kStationAssocResp does not occur.
 constexpr auto kEventTypes = std::to_array<EventTypeRow>({
     {HostapdEventType::kStationAuth, ClientEventInfo::AUTHENTICATE},
     {HostapdEventType::kStationAuthResponse, ClientEventInfo::AUTHENTICATE},

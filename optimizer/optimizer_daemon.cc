@@ -36,7 +36,7 @@ OptimizerDaemon::OptimizerDaemon(const OptimizerFlags& flags)
 OptimizerDaemon::~OptimizerDaemon() {
   weak_ptr_factory_.InvalidateWeakPtrs();
   while (!services_.empty()) services_.pop_front();
-  // The netlink manager outlives the loop.
+  // The netlink manager is a singleton and outlives the loop, so it must stop using the loop here.
   if (netlink_manager_ != nullptr) netlink_manager_->Stop();
 }
 
@@ -62,7 +62,7 @@ void OptimizerDaemon::StartNetlink() {
 }
 
 void OptimizerDaemon::CreateClientSteer() {
-  // Metrics are truncated to 8 bits; a larger number is not an error.
+  // Floors and hysteresis are truncated to 8 bits; a larger number is not an error.
   const ClientSteerSettings settings = {
       .steer_interval = platform::SecondsToTimeSpan(client_steering_interval_),
       .poll_interval = platform::SecondsToTimeSpan(client_steering_poll_interval_),
@@ -96,7 +96,7 @@ void OptimizerDaemon::FollowFlags() {
 void OptimizerDaemon::OnFlagsPropertyChanged(org::velmora::ap::FlagsProxyInterface* proxy,
                                              const std::string& property_name) {
   if (property_name != "Flags") return;
-  // A copy: a service may cause another reading of the map while it handles a flag.
+  // Iterates over a copy: while a service handles a flag, a new read may replace the proxy's map.
   const FlagMap flags = proxy->flags();  // NOLINT(performance-unnecessary-copy-initialization)
   ApplyFlags(flags, services_);
 }

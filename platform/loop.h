@@ -22,7 +22,7 @@ class FdWatcher {
   virtual void OnWriteReady(int fd) = 0;
 };
 
-// A watch on a descriptor. Destroying it ends the watch, also from inside the watcher.
+// A watch on a descriptor. Destroying it ends the watch, also during a callback of the watcher.
 class FdWatch {
  public:
   virtual ~FdWatch() = default;
@@ -61,12 +61,12 @@ class Loop {
   // The monotonic clock, which deadlines use.
   virtual MonotonicTime MonotonicNow() const = 0;
 
-  // Calls OnReadReady of `watcher` while `fd` is readable or in error, until the watch is
-  // destroyed. Returns null if the descriptor can't be watched, or has a watch of either kind.
-  // `fd` and `watcher` must outlive the watch.
+  // Calls OnReadReady of `watcher` repeatedly as long as `fd` is readable or in error. Returns null
+  // if `fd` can't be watched, or already has a read or write watch. `fd` and `watcher` must outlive
+  // the watch.
   [[nodiscard]] virtual std::unique_ptr<FdWatch> WatchReadable(int fd, FdWatcher* watcher) = 0;
 
-  // Like WatchReadable, but calls OnWriteReady while `fd` is writable or in error.
+  // Like WatchReadable, but calls OnWriteReady as long as `fd` is writable or in error.
   [[nodiscard]] virtual std::unique_ptr<FdWatch> WatchWritable(int fd, FdWatcher* watcher) = 0;
 
  protected:

@@ -30,7 +30,7 @@ constexpr std::string_view kOtherType = "other";
 // Number of free pages that one step returns to the file system.
 constexpr int kPagesPerStep = 256;
 
-// The tables with the rows of records.
+// The tables whose rows belong to a record, by record_id.
 constexpr std::array<const char*, 3> kRowTables = {"client_events", "probe_reports",
                                                    "metric_fields"};
 
@@ -139,7 +139,7 @@ std::optional<std::int64_t> RecordDatabase::AddEvent(const DataRecord& record,
                                           &add_probe_report_, &tally, &is_more)) {
     return std::nullopt;
   }
-  // Fields without a column must not be lost.
+  // Fields without a column would be lost, so the whole message is stored, too.
   if (is_more) SetData(id, record.data);
   AddTally(tally);
   transaction.commit();
@@ -193,7 +193,7 @@ std::int64_t RecordDatabase::AddRecord(const std::string& type, std::int64_t rec
 }
 
 void RecordDatabase::SetData(std::int64_t record_id, Bytes data) {
-  // Empty data is not NULL.
+  // A null pointer would store NULL instead of an empty value.
   const void* bytes = data.empty() ? "" : static_cast<const void*>(data.data());
   set_data_.bindNoCopy(1, bytes, static_cast<int>(data.size()));
   set_data_.bind(2, record_id);
@@ -242,7 +242,7 @@ bool RecordDatabase::DeleteOldest(std::int64_t oldest_ms, std::int64_t rows) {
   return true;
 }
 
-// Free pages stay in the file for later records, unless the file itself exceeds the size.
+// Free pages stay in the file for later records, unless the file exceeds max_size_.
 bool RecordDatabase::Shrink() {
   pages_.executeStep();
   const bool is_needed =

@@ -33,7 +33,7 @@ constexpr int kSignalStep = 5;
 constexpr int kWeakestSignal = -100;
 constexpr int kStrongestSignal = -1;
 
-// The median. Null without values.
+// Returns the lower median, or null if there are no values.
 json Median(std::vector<std::int64_t> values) {
   if (values.empty()) return nullptr;
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>((values.size() - 1) / 2);
@@ -83,8 +83,8 @@ class DataMaker {
     return InterfaceName(report_.interfaces.TextOf(event.interface));
   }
 
-  // The index of a client in the page's list of clients, which it is added to. Null for an unknown
-  // client.
+  // Returns the index of a client in the page's list of clients, and adds the client if it is not
+  // in the list. Returns null for a client without an identifier.
   json Name(std::int32_t client) {
     if (client < 0) return nullptr;
     const auto [found, is_new] = client_places_.try_emplace(client, client_names_.size());
@@ -206,7 +206,8 @@ class DataMaker {
     return {{"failures", RowsOf(failures)}};
   }
 
-  // The rows of RowsOf, and whether the disconnect was wanted: true, false, or null if unknown.
+  // The rows of RowsOf, each with whether the client or the operator wanted the disconnect: true,
+  // false, or null if unknown.
   [[nodiscard]] json Disconnects() const {
     Table reasons;
     std::map<std::string, std::optional<bool>> wishes;
@@ -294,7 +295,7 @@ class DataMaker {
     const auto bouncing = Highest(figures, &ClientFigures::bounces);
     (*data)["busiest"] = RowsOf(busiest);
     (*data)["bouncing"] = RowsOf(bouncing);
-    // Alternately those that bounce most and those that are busiest.
+    // Takes clients from both rankings alternately, each client once.
     std::set<std::int32_t> shown;
     json lines = json::array();
     for (std::size_t i = 0; i < kRankedClients; ++i) {
@@ -307,7 +308,7 @@ class DataMaker {
     (*data)["timelines"] = std::move(lines);
   }
 
-  // Visits are rows of begin, end and interface, marks of time and kind.
+  // A visit is a row of begin, end and interface. A mark is a row of time and kind.
   json Timeline(std::int32_t client) {
     json visits = json::array();
     json marks = json::array();
@@ -414,7 +415,7 @@ class DataMaker {
     return Median(std::move(signals));
   }
 
-  // The reasons whose counts changed most. Steers have a row of their own.
+  // The reasons whose counts changed most, without steers, which have their own row in Changes.
   [[nodiscard]] json ChangedReasons() const {
     using Key = std::pair<std::int32_t, std::int32_t>;  // type, reason
     std::map<Key, std::pair<std::int64_t, std::int64_t>> counts;
@@ -441,7 +442,8 @@ class DataMaker {
     return rows;
   }
 
-  // Rows of title, before, now and unit, and the number of clients that came and went.
+  // Rows of title, before, now and unit; the number of clients seen only in this period, and of
+  // those seen only in the previous one.
   [[nodiscard]] json Changes() const {
     json rows = json::array();
     AddCount(
@@ -457,8 +459,9 @@ class DataMaker {
     for (const json& row : ChangedReasons()) rows.push_back(row);
     std::int64_t come = 0;
     std::int64_t gone = 0;
+    // The events of a client are in order of time.
     for (const auto client : report_.ByClient()) {
-      if (client.front().is_now) ++come;  // in order of time
+      if (client.front().is_now) ++come;
       if (!client.back().is_now) ++gone;
     }
     return {{"rows", rows}, {"come", come}, {"gone", gone}};
