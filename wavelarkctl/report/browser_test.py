@@ -118,6 +118,19 @@ class ReportInBrowser(unittest.TestCase):
         self.assertEqual(self.texts("#overview .value"), shares)
         self.assertEqual(self.texts(".level .value"), shares)
 
+    def test_a_share_is_not_rounded_up_to_a_goal_that_it_misses(self):
+        page = os.path.join(self.directory.name, "goals.html")
+        shares = [100 * level["good"] / level["all"] for level in self.data["levels"]]
+        goals = [round(share, 1) for share in shares]
+        report(self.database, page, *(f"--goal={level['key']}={goal}"
+                                      for level, goal in zip(self.data["levels"], goals)))
+        self.show(page)
+        shown = [f"{goal - 0.1 if share < goal else goal:.1f} %"
+                 for share, goal in zip(shares, goals)]
+        self.assertTrue(any(share < goal for share, goal in zip(shares, goals)))
+        self.assertEqual(self.texts("#overview .value"), shown)
+        self.assertEqual(self.texts(".level .value"), shown)
+
     def test_pointing_at_a_trend_shows_its_values(self):
         self.show()
         good, all_ = self.data["levels"][2]["trend"][3]

@@ -180,6 +180,13 @@ const levelWords = {
 
 const shareOf = (level) => (level.all ? 100 * level.good / level.all : null);
 
+// A share below the goal is not rounded up to it.
+function percentOf(level) {
+  const share = shareOf(level);
+  const hidesMiss = share < level.goal && Math.round(share * 10) / 10 >= level.goal;
+  return hidesMiss ? percent(Math.floor(share * 10), 1000) : percent(level.good, level.all);
+}
+
 function stateOf(level) {
   const share = shareOf(level);
   if (share === null) return {name: 'empty', sign: '', words: 'no data'};
@@ -191,7 +198,7 @@ function tile(level) {
   const state = stateOf(level);
   return element('a', {class: `tile ${state.name}`, href: `#level-${level.key}`},
     element('span', {class: 'name'}, level.title),
-    element('span', {class: 'value'}, percent(level.good, level.all)),
+    element('span', {class: 'value'}, percentOf(level)),
     element('span', {class: 'state'}, element('span', {class: state.name}, state.sign),
       ` goal ${level.goal} %`));
 }
@@ -211,7 +218,7 @@ function facts(level) {
   return element('div', {class: 'facts'},
     element('h2', {style: 'color: var(--text)'}, level.title),
     element('p', {class: `value ${state.name}`, style: state.name === 'missed' ? '' : 'color: var(--text)'},
-      percent(level.good, level.all)),
+      percentOf(level)),
     element('p', {}, words.counts),
     element('p', {class: `badge ${state.name}`}, `${state.sign} ${state.words}`.trim()),
     sinceBefore(level),

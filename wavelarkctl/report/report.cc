@@ -4,8 +4,10 @@
 #include <time.h>
 
 #include <CLI/App.hpp>
+#include <algorithm>
 #include <array>
 #include <chrono>
+#include <cmath>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -99,11 +101,21 @@ std::int64_t NextStep(std::int64_t time_ms, bool is_by_hour) {
   return std::int64_t{mktime(&fields)} * 1000;
 }
 
-std::string StepLabel(std::int64_t time_ms, bool is_by_hour) {
+// The labels of steps in periods up to a length. They must not repeat within a period: a weekday
+// and a day of the month may meet again after four weeks.
+struct LabelForm {
+  std::int64_t longest_ms;
+  const char* format;
+};
+constexpr std::array<LabelForm, 4> kLabelForms = {{{kLongestByHour, "%a %H:%M"},
+                                                   {27 * kDayMs, "%a %-d"},
+                                                   {364 * kDayMs, "%-d %b"},
+                                                   {kLongestMs, "%-d %b %Y"}}};
+
+std::string StepLabel(std::int64_t time_ms, const char* format) {
   const tm fields = LocalFields(time_ms);
   std::array<char, 64> text = {};
-  const std::size_t size =
-      strftime(text.data(), text.size(), is_by_hour ? "%a %H:%M" : "%a %-d", &fields);
+  const std::size_t size = strftime(text.data(), text.size(), format, &fields);
   return {text.data(), size};
 }
 
@@ -159,13 +171,15 @@ std::array<double, kLevels> GoalsOf(const std::vector<std::string>& texts) {
 }
 
 void AddLabels(const ReportScope& scope, json* data) {
-  const bool is_by_hour = scope.until_ms - scope.since_ms <= kLongestByHour;
+  const std::int64_t length_ms = scope.until_ms - scope.since_ms;
+  const auto* const form =
+      std::ranges::lower_bound(kLabelForms, length_ms, {}, &LabelForm::longest_ms);
   json labels = json::array();
-  for (const std::int64_t step : scope.steps) labels.push_back(StepLabel(step, is_by_hour));
+  for (const std::int64_t step : scope.steps) labels.push_back(StepLabel(step, form->format));
   json& period = (*data)["period"];
   period["labels"] = std::move(labels);
   period["steps"] = scope.steps;
-  period["step"] = is_by_hour ? "hour" : "day";
+  period["step"] = length_ms <= kLongestByHour ? "hour" : "day";
 }
 
 // The page shows the access point's local time in every time zone: rows of a time and the offset of
@@ -223,21 +237,32 @@ std::string PageOf(const json& data) {
   return page.replace(page.find(kReportDataMark), kReportDataMark.size(), TextForPage(data));
 }
 
-bool IsMissed(const json& level) {
+// In percent. Nothing without data. As in the page: the goal is compared with this quotient, since
+// a product of the goal could be rounded to more than a share that equals it.
+std::optional<double> ShareOf(const json& level) {
   const auto all = level["all"].get<double>();
-  // As in the page: a product of the goal could be rounded to more than a share that equals it.
-  return all > 0 && 100 * level["good"].get<double>() / all < level["goal"].get<double>();
+  return all > 0 ? std::optional(100 * level["good"].get<double>() / all) : std::nullopt;
+}
+
+bool IsMissed(const json& level) {
+  const auto share = ShareOf(level);
+  return share && *share < level["goal"].get<double>();
+}
+
+// Has one decimal. A share below the goal is not rounded up to it.
+std::string ShareText(const json& level) {
+  const auto share = ShareOf(level);
+  if (!share) return "no data";
+  const bool hides_miss =
+      IsMissed(level) && std::round(*share * 10) / 10 >= level["goal"].get<double>();
+  return fmt::format("{:.1f} %", hides_miss ? std::floor(*share * 10) / 10 : *share);
 }
 
 void PrintSummary(const json& data) {
   for (const json& level : data["levels"]) {
-    const auto all = level["all"].get<std::int64_t>();
-    const std::string share = all == 0
-                                  ? "no data"
-                                  : fmt::format("{:5.1f} %", 100 * level["good"].get<double>() /
-                                                                 static_cast<double>(all));
     std::cout << fmt::format("{:<20} {:>7}  goal {:g} %{}\n", level["title"].get<std::string>(),
-                             share, level["goal"].get<double>(), IsMissed(level) ? ", missed" : "");
+                             ShareText(level), level["goal"].get<double>(),
+                             IsMissed(level) ? ", missed" : "");
   }
 }
 

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -179,6 +180,13 @@ TEST_F(ReportTest, TheSummaryIsPrintedAndTheStatusSaysWhetherAGoalIsMissed) {
                           "coverage=0", "--goal", "stability=75"})
                 .status,
             0);
+}
+
+TEST_F(ReportTest, AShareIsNotRoundedUpToAGoalThatItMisses) {
+  StoreFourDays();
+  const Outcome outcome =
+      ReportPeriod({"-o", (directory_.path() / "page.html").native(), "--goal", "connects=66.7"});
+  EXPECT_THAT(outcome.out, HasSubstr("connects   66.6 %  goal 66.7 %, missed\n"));
 }
 
 TEST_F(ReportTest, AShareThatEqualsItsGoalMeetsIt) {
@@ -459,6 +467,16 @@ TEST_F(ReportTest, DaysBeginAtLocalMidnight) {
             kDay / 2);
   EXPECT_EQ(period["steps"][3].get<std::int64_t>() - period["steps"][2].get<std::int64_t>(),
             kDay - 3'600'000);
+}
+
+// The ninth is a Monday in February and March 2026.
+TEST_F(ReportTest, LabelsDoNotRepeat) {
+  Store({});
+  for (const char* begin : {"2026-02-10Z", "2026-02-09Z", "2025-02-14Z"}) {
+    const Outcome outcome = Report({"--since", begin, "--until", "2026-03-10Z", "--json"});
+    const json labels = json::parse(outcome.out)["period"]["labels"];
+    EXPECT_EQ(std::set<std::string>(labels.begin(), labels.end()).size(), labels.size()) << begin;
+  }
 }
 
 TEST_F(ReportTest, LocalTimeHasAnOffsetForEachPartOfTheYear) {
