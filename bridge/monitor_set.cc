@@ -50,11 +50,12 @@ void MonitorSet::DetachAll(MonotonicTime now) {
   }
 }
 
-// If another daemon is still attached, it has had the same lines.
+// If another daemon is still attached, it has had the same lines. Otherwise their life in the
+// backlog begins now.
 void MonitorSet::KeepLines(const UnixAddress& monitor, Queue* queue, MonotonicTime now) {
   if (!IsDaemon(monitor) || HasDaemon()) return;
   backlog_ = std::move(*queue);
-  DropExpired(now);
+  for (Line& line : backlog_) line.at = now;
 }
 
 void MonitorSet::Append(Line line, Queue* queue) {

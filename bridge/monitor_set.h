@@ -72,7 +72,7 @@ class MonitorSet {
  private:
   struct Line {
     std::string text;
-    platform::MonotonicTime at;
+    platform::MonotonicTime at;  // start of its life without a daemon
   };
   using Queue = std::deque<Line>;
 

@@ -185,6 +185,20 @@ TEST_F(MonitorSetTest, DropsExpiredLines) {
   EXPECT_EQ(monitors_.expired_count(), 1U);
 }
 
+// The daemon hung for long. Its lines expire only when no daemon comes.
+TEST_F(MonitorSetTest, KeepsOldLinesOfADetachedDaemon) {
+  Attach(kDaemon);
+  busy_ = {kDaemon};
+  Push("a");
+  now_ += 2 * MonitorSet::kBacklogLife;
+  Push("b");
+  monitors_.Detach(kDaemon, now_);
+  now_ += MonitorSet::kBacklogLife;
+  Attach(kNextDaemon);
+  EXPECT_THAT(Got(kNextDaemon), ElementsAre("a", "b"));
+  EXPECT_EQ(monitors_.expired_count(), 0U);
+}
+
 TEST_F(MonitorSetTest, DropsExpiredLinesWithoutADaemon) {
   Push("a");
   now_ += MonitorSet::kBacklogLife + seconds(1);
