@@ -52,7 +52,7 @@ BridgedInterface::BridgedInterface(platform::Loop& loop, SharedMemory* shared, S
             {.on_up = [this] { OnUp(); },
              .on_down = [this] { OnDown(); },
              .on_event = [this](std::string_view line) { OnEvent(line); },
-             .on_quiet = [this] { Settle(); }}) {
+             .on_quiet = [this] { OnQuiet(); }}) {
   counts_.interface = settings_.names.served;
 }
 
@@ -122,7 +122,20 @@ void BridgedInterface::Pump() {
   Settle();
 }
 
+// The kernel has been read before each event, but not after an answer.
+void BridgedInterface::OnQuiet() {
+  const bool is_waiting = tracker_.NextDeadline().has_value();
+  is_waiting ? ReadAndSettle() : Settle();
+}
+
 // --- Lines ---
+
+// Lines must not be settled before everything is read. hostapd is read last, because it reports a
+// request before the kernel reports the answer.
+void BridgedInterface::ReadAndSettle() {
+  callbacks_.read_kernel();
+  Pump();
+}
 
 void BridgedInterface::Settle() {
   tracker_.Settle(Now());
@@ -161,14 +174,10 @@ void BridgedInterface::RetryLater(platform::TimeSpan delay) {
   });
 }
 
-// Lines must not be settled before everything is read, so the alarm reads first.
 void BridgedInterface::SetAlarm() {
   const auto deadline = tracker_.NextDeadline();
   if (!deadline.has_value()) return alarm_.Stop();
-  alarm_.Start(*deadline - loop_.MonotonicNow(), [this] {
-    callbacks_.read_kernel();
-    Pump();
-  });
+  alarm_.Start(*deadline - loop_.MonotonicNow(), [this] { ReadAndSettle(); });
 }
 
 // --- Clients ---

@@ -40,7 +40,8 @@ class BridgedInterface {
     std::size_t queue_lines = 0;
   };
   struct Callbacks {
-    // Reads the kernel's pending messages. Called before an event of hostapd is processed.
+    // Reads the kernel's pending messages. Called before an event of hostapd is processed, and
+    // before lines are written.
     std::function<void()> read_kernel;
     std::function<StationInfo(const ap::MacAddress& station)> read_station;
     std::function<void()> on_hostapd_up;
@@ -80,6 +81,8 @@ class BridgedInterface {
   void Serve();
   void OnEvent(std::string_view line);
   void AskForSignal();
+  void OnQuiet();
+  void ReadAndSettle();
   void Settle();
   void Push(std::string_view line, std::size_t kind);
   SendResult SendLine(const UnixAddress& to, bool is_daemon, std::string_view line);

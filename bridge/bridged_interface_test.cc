@@ -1,0 +1,95 @@
+#include "bridge/bridged_interface.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/manual_loop.h"
+#include "testbed/answering_hostapd.h"
+#include "testbed/control_client.h"
+#include "testbed/temporary_directory.h"
+#include "testbed/wait_until.h"
+
+namespace orvane::bridge {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr char kStation[] = "02:00:00:00:02:00";
+constexpr std::uint32_t kIndex = 7;
+
+// An interface between a hostapd on its own thread and clients. Its time stands still.
+class BridgedInterfaceTest : public ::testing::Test {
+ protected:
+  BridgedInterfaceTest() {
+    EXPECT_TRUE(RunUntil([this] { return platform::PathExists(ServedPath()); }));
+  }
+
+  platform::FilePath ServedPath() const { return directory_.path() / "served"; }
+
+  // Serves descriptors and what is due now.
+  template <typename Condition>
+  bool RunUntil(Condition condition) {
+    return testbed::WaitUntil([&] {
+      loop_.RunUntilIdle();
+      return condition();
+    });
+  }
+
+  // Returns the next datagram for a client.
+  std::string Receive(testbed::ControlClient* client) {
+    std::string datagram;
+    RunUntil([&] {
+      datagram = client->Receive(std::chrono::milliseconds(1));
+      return !datagram.empty();
+    });
+    return datagram;
+  }
+
+  void ReadKernel() {
+    for (const Nl80211Event& event : std::exchange(kernel_messages_, {})) {
+      interface_.OnNl80211Event(event);
+    }
+  }
+
+  testbed::TemporaryDirectory directory_;
+  testbed::AnsweringHostapd hostapd_{directory_.path() / "wlan0"};
+  platform::ManualLoop loop_;
+  SharedMemory shared_;
+  std::vector<Nl80211Event> kernel_messages_;
+  BridgedInterface interface_{
+      loop_, &shared_,
+      BridgedInterface::Settings{{"served", "wlan0"}, directory_.path(), directory_.path(), 10},
+      BridgedInterface::Callbacks{
+          .read_kernel = [this] { ReadKernel(); },
+          .read_station = [](const ap::MacAddress&) { return StationInfo(); },
+          .on_hostapd_up = [] {}}};
+};
+
+// The loop may serve an answer of hostapd before the messages of the kernel.
+TEST_F(BridgedInterfaceTest, ReadsTheKernelWhenHostapdAnswers) {
+  testbed::ControlClient client("client", ServedPath());
+  client.Send("ATTACH");
+  ASSERT_EQ(Receive(&client), "OK\n");
+  hostapd_.Send(std::string("<3>AP-STA-DISCONNECTED ") + kStation);
+  ASSERT_THAT(Receive(&client), HasSubstr("AP-STA-DISCONNECTED"));
+
+  const ap::MacAddress station{std::string_view(kStation)};
+  ManagementFrame notice;
+  notice.kind = FrameKind::kDeauthentication;
+  notice.destination = station;
+  notice.code = 4;
+  StationInfo info;
+  info.signal = -50;
+  kernel_messages_ = {{kIndex, FrameSent{notice, true}}, {kIndex, StationRemoved{station, info}}};
+  hostapd_.Send("OK\n");
+  EXPECT_THAT(Receive(&client), HasSubstr("event_reason:inactivity last_rx_rssi:-50"));
+}
+
+}  // namespace
+}  // namespace orvane::bridge
