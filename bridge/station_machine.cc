@@ -70,7 +70,6 @@ void StationMachine::OnAuthenticationRequest(const ManagementFrame& frame,
   // A station that starts over has given up its earlier attempt.
   if (HasMismatch()) FailJoin(kReasonPskMismatch, now);
   join_.reset();
-  starts_over_ = true;
   leave_frame_.reset();
   OpenRequest(LineKind::kAuthentication, background, now);
   TakeEvidence(now.monotonic);
@@ -86,7 +85,6 @@ void StationMachine::OnLeaveFrame(FrameKind kind, MonotonicTime now) { leave_fra
 void StationMachine::OnConnected(const StationInfo& info, const Background& background,
                                  Moment now) {
   join_.reset();
-  starts_over_ = false;
   leave_frame_.reset();
   connected_at_ = now.monotonic;
   Step step = {.kind = LineKind::kConnect, .attributes = {}, .deadline = now.monotonic};
@@ -110,7 +108,6 @@ void StationMachine::OnDisconnected(const StationInfo& info, bool has_moved, Mom
   step.has_moved = has_moved;
   OpenStep(step, now.monotonic);
   join_.reset();
-  starts_over_ = false;
   connected_at_.reset();
   leave_frame_.reset();
   transition_accepted_at_.reset();
@@ -203,6 +200,11 @@ void StationMachine::TakeAnswer(Step* step, MonotonicTime now) {
     });
     if (found == evidence_.end()) return;
     const Answer answer = std::get<Answer>(found->content);
+    // hostapd removes a connected station that authenticates, and does not report a disconnect.
+    const bool is_removed = std::any_of(evidence_.begin(), found, [](const Evidence& evidence) {
+      return std::holds_alternative<Removal>(evidence.content);
+    });
+    if (is_removed && step->kind == LineKind::kAuthentication) connected_at_.reset();
     evidence_.erase(evidence_.begin(), std::next(found));
     ApplyAnswer(answer, step, now);
   }
@@ -225,7 +227,7 @@ void StationMachine::ApplyAnswer(const Answer& answer, Step* step, MonotonicTime
   if (step->kind == LineKind::kAssociation) {
     join_.reset();
     // A connected station that only associates again stays connected.
-    if (is_success && (starts_over_ || !connected_at_.has_value())) join_ = Join{now};
+    if (is_success && !connected_at_.has_value()) join_ = Join{now};
   }
 }
 

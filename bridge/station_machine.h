@@ -182,9 +182,6 @@ class StationMachine {
   std::optional<EapolMessage> last_message_;
   // Set while the station is associated but not connected.
   std::optional<Join> join_;
-  // Whether the station has authenticated since it was connected or disconnected. hostapd does not
-  // report that this ends a connection.
-  bool starts_over_ = false;
   std::optional<platform::MonotonicTime> connected_at_;
   std::optional<LeaveFrame> leave_frame_;
   std::optional<platform::MonotonicTime> transition_accepted_at_;

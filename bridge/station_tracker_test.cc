@@ -387,15 +387,29 @@ TEST_F(StationTrackerTest, ReportsNoFailureWhenAConnectedStationAssociatesAgain)
   EXPECT_EQ(ap_.tracker().station_count(), 0U);
 }
 
-// hostapd does not report that an authentication ends the earlier connection.
-TEST_F(StationTrackerTest, ReportsAFailedJoinOfAConnectedStationThatStartsOver) {
+// hostapd removes a connected station that starts over, and does not report a disconnect.
+TEST_F(StationTrackerTest, ReportsAFailedJoinOfAStationThatStartsOver) {
   ap_.Join();
-  ap_.Authenticate();
+  ap_.RequestAuthentication();
+  ap_.TellNoSignal();
+  ap_.Remove();
+  ap_.AnswerAuthentication();
   ap_.Associate();
   ap_.SuspectPassphrase();
   ap_.SendOff(kDeauthentication, 15);
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth(kAccepted), Assoc(kAccepted),
                                            Connect("success:0 event_reason:psk_mismatch")));
+}
+
+TEST_F(StationTrackerTest, ForgetsAStationThatStartsOverAndIsGone) {
+  ap_.Join();
+  ap_.RequestAuthentication();
+  ap_.TellNoSignal();
+  ap_.Remove();
+  ap_.AnswerAuthentication();
+  ap_.Pass(minutes(1));
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth(kAccepted)));
+  EXPECT_EQ(ap_.tracker().station_count(), 0U);
 }
 
 TEST_F(StationTrackerTest, ReportsAFailureOnlyWhenEverythingIsRead) {
