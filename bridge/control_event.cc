@@ -8,6 +8,7 @@
 #include "bridge/control_text.h"
 #include "common/event_names.h"
 #include "platform/hex.h"
+#include "platform/parse_number.h"
 
 namespace orvane::bridge {
 namespace {
@@ -64,7 +65,7 @@ ControlEvent ReadProbe(std::string_view fields) {
 ControlEvent ReadTransitionAnswer(std::string_view fields) {
   const auto station = StationOf(fields);
   const auto status =
-      ParseNumber<int>(FindField(fields, "status_code").value_or(std::string_view()));
+      platform::ParseNumber<int>(FindField(fields, "status_code").value_or(std::string_view()));
   if (!station.has_value() || !status.has_value()) return MalformedEvent{};
   return TransitionAnswered{*station, *status == 0};
 }

@@ -1,9 +1,10 @@
 #ifndef BRIDGE_CONTROL_TEXT_H_
 #define BRIDGE_CONTROL_TEXT_H_
 
-#include <charconv>
 #include <optional>
 #include <string_view>
+
+#include "platform/parse_number.h"
 
 namespace orvane::bridge {
 
@@ -14,23 +15,12 @@ inline std::string_view TakeUntil(std::string_view* text, char separator) {
   return taken;
 }
 
-// Parses a whole decimal number with an optional minus sign. Returns nothing if it is not a number
-// or does not fit.
-template <typename Number>
-std::optional<Number> ParseNumber(std::string_view text) {
-  Number number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stop != end) return std::nullopt;
-  return number;
-}
-
 // Parses a signal in dBm as hostapd prints it. Returns nothing for 0, which hostapd prints for an
 // unknown signal, and for impossible values.
 inline std::optional<int> ParseSignal(std::string_view text) {
   constexpr int kWeakest = -128;
   constexpr int kStrongest = 127;
-  const std::optional<int> signal = ParseNumber<int>(text);
+  const std::optional<int> signal = platform::ParseNumber<int>(text);
   if (!signal.has_value() || *signal == 0 || *signal < kWeakest || *signal > kStrongest) {
     return std::nullopt;
   }

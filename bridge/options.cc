@@ -11,6 +11,7 @@
 #include "common/interface_names.h"
 #include "platform/command_line.h"
 #include "platform/logging.h"
+#include "platform/parse_number.h"
 
 namespace orvane::bridge {
 namespace {
@@ -38,7 +39,7 @@ std::string AddInterface(std::string_view text, std::vector<InterfaceNames>* int
 }
 
 std::string SetQueueLines(std::string_view text, std::size_t* lines) {
-  const auto number = ParseNumber<std::size_t>(text);
+  const auto number = platform::ParseNumber<std::size_t>(text);
   if (!number.has_value() || *number == 0 || *number > kMostQueueLines) {
     return "is not a number from 1 to 1000000";
   }

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "bridge/control_text.h"
+#include "platform/parse_number.h"
 
 namespace orvane::bridge {
 namespace {
@@ -15,7 +16,7 @@ std::optional<TrackedStation> ParseLine(std::string_view line) {
   if (!ap::MacAddress::ParseFromString(TakeUntil(&line, ' '), &tracked.station)) {
     return std::nullopt;
   }
-  const auto age = ParseNumber<std::int64_t>(TakeUntil(&line, ' '));
+  const auto age = platform::ParseNumber<std::int64_t>(TakeUntil(&line, ' '));
   if (!age.has_value() || *age < 0 || *age > kRecentSeconds) return std::nullopt;
   const std::optional<int> signal = ParseSignal(line);
   if (!signal.has_value()) return std::nullopt;

@@ -2,12 +2,19 @@
 
 #include <fmt/format.h>
 
+#include <array>
+
+#include "platform/parse_number.h"
+
 namespace orvane::platform {
 namespace {
 
 constexpr std::uint64_t kUsecPerSecond = 1'000'000;
 constexpr std::uint64_t kUsecPerMinute = 60 * kUsecPerSecond;
 constexpr std::uint64_t kUsecPerHour = 60 * kUsecPerMinute;
+
+constexpr auto kUnits = std::to_array<NumberUnit>(
+    {{"s", kUsecPerSecond}, {"m", kUsecPerMinute}, {"h", kUsecPerHour}, {"d", 24 * kUsecPerHour}});
 
 // With as many decimals as needed.
 std::string FormatSeconds(std::uint64_t usec) {
@@ -18,6 +25,12 @@ std::string FormatSeconds(std::uint64_t usec) {
 }
 
 }  // namespace
+
+std::optional<TimeSpan> ParseTimeSpan(std::string_view text) {
+  const std::optional<std::int64_t> usec = ParseNumberWithUnit(text, kUnits);
+  if (!usec.has_value()) return std::nullopt;
+  return TimeSpan(*usec);
+}
 
 std::string FormatTimeSpan(TimeSpan span) {
   const std::int64_t count = span.count();

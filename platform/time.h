@@ -3,7 +3,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace orvane::platform {
 
@@ -20,6 +22,10 @@ using MonotonicTime = std::chrono::time_point<std::chrono::steady_clock, TimeSpa
 constexpr TimeSpan SecondsToTimeSpan(std::int32_t seconds) {
   return TimeSpan(std::int64_t{seconds} * 1'000'000);
 }
+
+// Parses a whole number with the unit s, m, h or d: "90m". Returns nothing for any other text, a
+// negative number, and a span that does not fit.
+std::optional<TimeSpan> ParseTimeSpan(std::string_view text);
 
 // Formats hours, minutes and seconds, omitting those that are 0: "2m30s", "1.5s", "-1h", "0s".
 std::string FormatTimeSpan(TimeSpan span);

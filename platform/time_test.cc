@@ -17,6 +17,21 @@ TEST(TimeTest, EveryNumberOfSecondsHasATimeSpan) {
             -2'147'483'648'000'000);
 }
 
+TEST(ParseTimeSpanTest, TakesANumberWithOneUnit) {
+  EXPECT_EQ(ParseTimeSpan("0s"), TimeSpan::zero());
+  EXPECT_EQ(ParseTimeSpan("30s"), std::chrono::seconds(30));
+  EXPECT_EQ(ParseTimeSpan("90m"), std::chrono::minutes(90));
+  EXPECT_EQ(ParseTimeSpan("12h"), std::chrono::hours(12));
+  EXPECT_EQ(ParseTimeSpan("7d"), std::chrono::hours(7 * 24));
+  EXPECT_EQ(ParseTimeSpan("106751991d"), std::chrono::hours(106'751'991 * 24LL));
+}
+
+TEST(ParseTimeSpanTest, RefusesOtherText) {
+  for (const char* text : {"", "30", "s", "-1s", "1.5h", "1h30m", "1 h", "1w", "106751992d"}) {
+    EXPECT_EQ(ParseTimeSpan(text), std::nullopt) << text;
+  }
+}
+
 TEST(FormatTimeSpanTest, ShowsHoursMinutesAndSecondsThatAreNotZero) {
   const struct {
     std::int64_t usec;

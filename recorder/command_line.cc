@@ -1,48 +1,24 @@
 #include "recorder/command_line.h"
 
-#include <algorithm>
-#include <charconv>
-#include <chrono>
-#include <limits>
-#include <span>
+#include <array>
 #include <string>
-#include <system_error>
 
 #include "platform/command_line.h"
 #include "platform/logging.h"
+#include "platform/parse_number.h"
+#include "platform/time.h"
 
 namespace orvane::recorder {
 namespace {
 
-struct Unit {
-  std::string_view suffix;
-  std::int64_t factor;
-};
-
 // In bytes.
 constexpr auto kSizeUnits =
-    std::to_array<Unit>({{"", 1}, {"K", 1 << 10}, {"M", 1 << 20}, {"G", 1 << 30}});
-// In microseconds.
-constexpr auto kTimeUnits = std::to_array<Unit>(
-    {{"s", 1'000'000}, {"m", 60'000'000}, {"h", 3'600'000'000}, {"d", 86'400'000'000}});
-
+    std::to_array<platform::NumberUnit>({{"", 1}, {"K", 1 << 10}, {"M", 1 << 20}, {"G", 1 << 30}});
 // A database without records already has some pages.
 constexpr std::int64_t kLeastSize = 1 << 20;
 
-// Parses a whole number and one of the units.
-std::optional<std::int64_t> ParseWithUnit(std::string_view text, std::span<const Unit> units) {
-  std::int64_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc()) return std::nullopt;
-  const auto unit = std::ranges::find(units, std::string_view(stop, end), &Unit::suffix);
-  if (unit == units.end() || number < 0) return std::nullopt;
-  if (number > std::numeric_limits<std::int64_t>::max() / unit->factor) return std::nullopt;
-  return number * unit->factor;
-}
-
 std::string ParseSize(const std::string& text, std::int64_t* size) {
-  const auto parsed = ParseWithUnit(text, kSizeUnits);
+  const auto parsed = platform::ParseNumberWithUnit(text, kSizeUnits);
   if (!parsed) return "is not a size, as 64M";
   if (*parsed < kLeastSize) return "is less than 1M";
   *size = *parsed;
@@ -50,9 +26,10 @@ std::string ParseSize(const std::string& text, std::int64_t* size) {
 }
 
 std::string ParseAge(const std::string& text, platform::TimeSpan* age) {
-  const auto parsed = ParseWithUnit(text, kTimeUnits);
-  if (!parsed || *parsed == 0) return "is not a time, as 30d, 12h, 90m or 3600s";
-  *age = platform::TimeSpan(*parsed);
+  const auto parsed = platform::ParseTimeSpan(text);
+  if (!parsed || *parsed == platform::TimeSpan::zero())
+    return "is not a time, as 30d, 12h, 90m or 3600s";
+  *age = *parsed;
   return "";
 }
 

@@ -3,12 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <memory>
-#include <system_error>
+#include <optional>
 #include <utility>
 
+#include "platform/parse_number.h"
 #include "platform/text.h"
 #include "testbed/text.h"
 
@@ -24,11 +24,9 @@ TimeSpan Seconds(double seconds) {
 }
 
 bool ParseSeconds(std::string_view word, TimeSpan* at) {
-  double seconds = 0;
-  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), seconds);
-  if (error != std::errc() || end != word.data() + word.size()) return false;
-  if (!(seconds >= 0 && seconds <= kLongestSeconds)) return false;
-  *at = Seconds(seconds);
+  const std::optional<double> seconds = platform::ParseNumber<double>(word);
+  if (!seconds || !(*seconds >= 0 && *seconds <= kLongestSeconds)) return false;
+  *at = Seconds(*seconds);
   return true;
 }
 

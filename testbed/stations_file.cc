@@ -3,11 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
+#include <optional>
 
 #include "common/mac_address.h"
 #include "platform/byte_string.h"
+#include "platform/parse_number.h"
 #include "platform/text.h"
 #include "testbed/text.h"
 
@@ -36,9 +37,9 @@ bool TakeAddress(std::string_view text, FakeKernel::Address* address) {
 
 template <typename Number>
 bool TakeNumber(std::string_view text, Number* number) {
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, *number);
-  return result.ec == std::errc() && result.ptr == end;
+  const std::optional<Number> parsed = platform::ParseNumber<Number>(text);
+  if (parsed) *number = *parsed;
+  return parsed.has_value();
 }
 
 Failure TakeMark(std::string_view name, Station* station) {

@@ -11,9 +11,9 @@
 #include "flags/flags_directories.h"
 #include "flags/flags_text.h"
 #include "platform/logging.h"
+#include "platform/parse_number.h"
 #include "platform/time.h"
 #include "wavelarkctl/command.h"
-#include "wavelarkctl/parse_number.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -72,7 +72,7 @@ SteerAssignment ParseSteerAssignment(std::string_view text) {
     return row.name == name || row.key == name;
   });
   if (flag == kSteerFlags.end()) RefuseName(name);
-  const std::optional<std::int32_t> number = ParseNumber<std::int32_t>(value);
+  const std::optional<std::int32_t> number = platform::ParseNumber<std::int32_t>(value);
   if (!number) Refuse(fmt::format("{}: '{}' is not an integer of 32 bits", name, value));
   return {flag, *number};
 }
@@ -100,7 +100,7 @@ std::vector<std::string> ApplyFlagsFile(const platform::FilePath& file,
     const auto found = reading.flags.find(std::string(flag.key));
     if (found == reading.flags.end()) continue;
     // ReadFlags has checked the number.
-    settings->*flag.field = *ParseNumber<std::int32_t>(found->second);
+    settings->*flag.field = *platform::ParseNumber<std::int32_t>(found->second);
   }
   const auto found = reading.flags.find(ap::kClientSteeringFlag);
   if (found != reading.flags.end()) {

@@ -4,9 +4,7 @@
 #include <time.h>
 
 #include <array>
-#include <charconv>
 #include <chrono>
-#include <system_error>
 
 #include "wavelarkctl/command.h"
 
@@ -16,46 +14,24 @@ namespace {
 using platform::TimeSpan;
 using platform::WallTime;
 
+constexpr TimeSpan kSecond = std::chrono::seconds(1);
 constexpr TimeSpan kMinute = std::chrono::minutes(1);
 constexpr TimeSpan kHour = std::chrono::hours(1);
 constexpr TimeSpan kDay = std::chrono::hours(24);
-
-struct Unit {
-  std::string_view suffix;
-  std::chrono::seconds length;
-};
-
-constexpr auto kUnits = std::to_array<Unit>({{"s", std::chrono::seconds(1)},
-                                             {"m", std::chrono::minutes(1)},
-                                             {"h", std::chrono::hours(1)},
-                                             {"d", std::chrono::hours(24)}});
 
 constexpr auto kDateFormats = std::to_array<const char*>(
     {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M", "%Y-%m-%dT%H:%M:%S"});
 
 // A hundred years, so that no sum overflows.
-constexpr std::int64_t kMostSeconds = std::int64_t{100} * 366 * 86'400;
-
-std::optional<TimeSpan> ParseSpan(std::string_view text) {
-  std::int64_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || number < 0) return std::nullopt;
-  for (const Unit& unit : kUnits) {
-    if (unit.suffix != std::string_view(stop, end)) continue;
-    if (number > kMostSeconds / unit.length.count()) return std::nullopt;
-    return number * unit.length;
-  }
-  return std::nullopt;
-}
+constexpr TimeSpan kLongestSpan = 100 * 366 * kDay;
 
 // Returns nothing for a day that does not exist: mktime would make another one of it.
 std::optional<WallTime> ToTime(tm fields, bool is_utc) {
   const int day = fields.tm_mday;
   fields.tm_isdst = -1;
   const time_t seconds = is_utc ? timegm(&fields) : mktime(&fields);
-  if (fields.tm_mday != day || seconds < 0 || seconds > kMostSeconds) return std::nullopt;
-  return WallTime(std::chrono::seconds(seconds));
+  if (fields.tm_mday != day || seconds < 0 || seconds > kLongestSpan / kSecond) return std::nullopt;
+  return WallTime(seconds * kSecond);
 }
 
 std::optional<WallTime> ParseDate(std::string text) {
@@ -110,7 +86,8 @@ std::string FormatShortSeconds(TimeSpan span) {
 
 std::optional<WallTime> ParseTime(const std::string& text, WallTime now) {
   if (text == "now") return now;
-  if (const auto span = ParseSpan(text)) return now - *span;
+  if (const auto span = platform::ParseTimeSpan(text); span && *span <= kLongestSpan)
+    return now - *span;
   return ParseDate(text);
 }
 

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "wavelarkctl/parse_number.h"
+#include "platform/parse_number.h"
 #include "wavelarkctl/steer_settings.h"
 #include "wavelarkctl/time_text.h"
 
@@ -58,7 +58,7 @@ void AssumedSettings::TakeFlags(const flags::FlagMap& flags, bool is_root,
   for (const SteerFlag& flag : kSteerFlags) {
     const auto found = flags.find(std::string(flag.key));
     if (found == flags.end() || !IsInForce(flag, is_root)) continue;
-    if (const auto number = ParseNumber<std::int32_t>(found->second)) {
+    if (const auto number = platform::ParseNumber<std::int32_t>(found->second)) {
       SetNumber(flag, *number, Origin::kFlags, fmt::format("{} in {}", flag.key, origin));
     }
   }

@@ -2,8 +2,8 @@
 
 #include <array>
 
+#include "platform/parse_number.h"
 #include "wavelarkctl/log/log_time.h"
-#include "wavelarkctl/parse_number.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -34,7 +34,7 @@ class Words {
 
   Words& Take(std::uint8_t* number) {
     const std::string_view word = TakeWord();
-    const auto value = ParseNumber<std::uint8_t>(word);
+    const auto value = platform::ParseNumber<std::uint8_t>(word);
     is_good_ = is_good_ && value.has_value();
     if (is_good_) *number = *value;
     return *this;

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <ctime>
 
-#include "wavelarkctl/parse_number.h"
+#include "platform/parse_number.h"
 #include "wavelarkctl/seconds.h"
 
 namespace orvane::wavelarkctl {
@@ -18,7 +18,7 @@ constexpr std::size_t kSecondLength = 19;  // "2026-01-31 23:59:59"
 
 // Returns nothing unless the whole text is digits.
 std::optional<int> ReadDigits(std::string_view text) {
-  return text.starts_with('-') ? std::nullopt : ParseNumber<int>(text);
+  return text.starts_with('-') ? std::nullopt : platform::ParseNumber<int>(text);
 }
 
 // One number of a time, of fixed width.
@@ -76,7 +76,7 @@ std::optional<WallTime> ToWallTime(const std::tm& calendar, int is_dst) {
 std::optional<std::int64_t> TakePart(std::string_view* text, char unit) {
   const std::size_t end = text->find(unit);
   if (end == std::string_view::npos) return 0;
-  const auto count = ParseNumber<std::int64_t>(text->substr(0, end));
+  const auto count = platform::ParseNumber<std::int64_t>(text->substr(0, end));
   if (!count || *count < 0) return std::nullopt;
   text->remove_prefix(end + 1);
   return count;

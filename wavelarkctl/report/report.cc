@@ -18,13 +18,13 @@
 
 #include "optimizer/station_id_generator.h"
 #include "platform/files.h"
+#include "platform/parse_number.h"
 #include "recorder/schema.h"
 #include "wavelarkctl/commands.h"
 #include "wavelarkctl/common_options.h"
 #include "wavelarkctl/events/records.h"
 #include "wavelarkctl/json_text.h"
 #include "wavelarkctl/output_file.h"
-#include "wavelarkctl/parse_number.h"
 #include "wavelarkctl/report/report_data.h"
 #include "wavelarkctl/report/report_events.h"
 #include "wavelarkctl/report/report_levels.h"
@@ -163,7 +163,7 @@ std::array<double, kLevels> GoalsOf(const std::vector<std::string>& texts) {
     const std::size_t equals = text.find('=');
     const auto level = std::ranges::find(kLevelRows, text.substr(0, equals), &LevelRow::key);
     if (equals == std::string::npos || level == kLevelRows.end()) RefuseGoal(text);
-    const auto percent = ParseNumber<double>(std::string_view(text).substr(equals + 1));
+    const auto percent = platform::ParseNumber<double>(std::string_view(text).substr(equals + 1));
     if (!percent || !(*percent >= 0 && *percent <= 100)) RefuseGoal(text);
     goals[static_cast<std::size_t>(level - kLevelRows.begin())] = *percent;
   }

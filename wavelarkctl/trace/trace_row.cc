@@ -7,7 +7,7 @@
 #include <charconv>
 #include <chrono>
 
-#include "wavelarkctl/parse_number.h"
+#include "platform/parse_number.h"
 #include "wavelarkctl/seconds.h"
 
 namespace orvane::wavelarkctl {
@@ -35,7 +35,7 @@ bool ParseTime(std::string_view text, platform::WallTime* time) {
 bool ParseSignal(std::string_view text, std::optional<std::int8_t>* signal) {
   signal->reset();
   if (text.empty()) return true;
-  *signal = ParseNumber<std::int8_t>(text);
+  *signal = platform::ParseNumber<std::int8_t>(text);
   return signal->has_value();
 }
 
