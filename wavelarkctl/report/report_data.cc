@@ -417,13 +417,15 @@ class DataMaker {
 
   // The reasons whose counts changed most, without steers, which have their own row in Changes.
   [[nodiscard]] json ChangedReasons() const {
-    using Key = std::pair<std::int32_t, std::int32_t>;  // type, reason
+    // Type, reason, and the status if the words contain it.
+    using Key = std::tuple<std::int32_t, std::int32_t, std::int32_t>;
     std::map<Key, std::pair<std::int64_t, std::int64_t>> counts;
     std::map<Key, std::string> words;
     for (const ReportEvent& event : report_.events) {
       const bool is_disconnect = IsDisconnect(event) && !IsSteered(event);
       if (!is_disconnect && !IsFailedJoin(event)) continue;
-      const Key key(event.type, event.reason);
+      const bool has_status = !is_disconnect && event.reason < 0 && event.status > 0;
+      const Key key(event.type, event.reason, has_status ? event.status : 0);
       ++(event.is_now ? counts[key].second : counts[key].first);
       if (!words[key].empty()) continue;
       words[key] = is_disconnect ? "Disconnects: " + WordsOfDisconnect(event, report_)

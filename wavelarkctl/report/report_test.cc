@@ -182,6 +182,24 @@ TEST_F(ReportTest, TheSummaryIsPrintedAndTheStatusSaysWhetherAGoalIsMissed) {
             0);
 }
 
+TEST_F(ReportTest, ChangedFailuresAreCountedByStatus) {
+  const std::string refused = "event_type: ASSOCIATE is_event_success: false frame_status_code: ";
+  Add(-1, "A", WLAN_5000MHZ, refused + "17");
+  Add(1, "A", WLAN_5000MHZ, refused + "5 event_reason: NO_ACK");
+  for (const char* status : {"5", "5", "17", "17", "17", "17", "17"}) {
+    Add(2, "A", WLAN_5000MHZ, refused + status);
+  }
+  Add(3, "A", WLAN_5000MHZ, refused + "6 event_reason: NO_ACK");
+  Add(4, "A", WLAN_5000MHZ, refused + "0");
+  Store(events_);
+  const json rows = Data()["changes"]["rows"];
+  EXPECT_EQ(json(std::vector<json>(rows.begin() + 7, rows.end())), json::parse(R"([
+    ["Failed association: status 17", 1, 5, ""],
+    ["Failed association: status 5", 0, 2, ""],
+    ["Failed association: client did not acknowledge", 0, 2, ""],
+    ["Failed association: no reason given", 0, 1, ""]])"));
+}
+
 TEST_F(ReportTest, AShareIsNotRoundedUpToAGoalThatItMisses) {
   StoreFourDays();
   const Outcome outcome =
