@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <iostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,7 +18,9 @@
 #include "platform/netlink/netlink_manager.h"
 #include "simulation/fake_kernel.h"
 #include "testbed/tool_test.h"
+#include "wavelarkctl/command.h"
 #include "wavelarkctl/trace/trace_row.h"
+#include "wavelarkctl/trace/trace_writer.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -81,6 +85,36 @@ TEST_F(TraceTest, AnInterfaceThatIsNotThereIsReported) {
   EXPECT_EQ(outcome.err, "wavelarkctl: no such interface: no-such-one (--interface)\n");
   EXPECT_EQ(outcome.out, "");
   EXPECT_FALSE(platform::PathExists(trace_));
+}
+
+TEST_F(TraceTest, AFullDiskLeavesWholeSamples) {
+  const rlimit limit = {.rlim_cur = 100, .rlim_max = RLIM_INFINITY};
+  const TraceRow row = {.time = platform::WallTime(1s),
+                        .interface = "a",
+                        .address = {2, 0, 0, 0, 0, 1},
+                        .signal = -50,
+                        .is_authorized = true};
+  const auto write_samples = [&] {
+    TraceWriter writer = CreateTrace(trace_);
+    for (int rows = 1; rows <= 2; ++rows) {
+      for (int i = 0; i < rows; ++i) writer.Add(row);
+      writer.Flush();
+    }
+  };
+  EXPECT_EXIT(
+      {
+        signal(SIGXFSZ, SIG_IGN);
+        setrlimit(RLIMIT_FSIZE, &limit);
+        try {
+          write_samples();
+        } catch (const Failure& failure) {
+          std::cerr << failure.what();
+          _exit(1);
+        }
+        _exit(0);
+      },
+      testing::ExitedWithCode(1), "trace.csv: File too large");
+  EXPECT_EQ(Read(trace_), std::string(kTraceHeader) + "\n" + FormatTraceRow(row));
 }
 
 TEST_F(TraceTest, NoFileIsReplaced) {

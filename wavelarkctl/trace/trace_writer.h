@@ -12,8 +12,9 @@ namespace orvane::wavelarkctl {
 // can't be written.
 class TraceWriter {
  public:
-  // `name` is the name of the file in errors.
-  TraceWriter(platform::ScopedFd file, std::string name);
+  // `name` is the name of the file in errors. A file that `is_new` ends after the last whole Flush,
+  // even if the disk is full.
+  TraceWriter(platform::ScopedFd file, std::string name, bool is_new = false);
   TraceWriter(const TraceWriter&) = delete;
   TraceWriter& operator=(const TraceWriter&) = delete;
   TraceWriter(TraceWriter&&) = default;
@@ -28,6 +29,7 @@ class TraceWriter {
  private:
   platform::ScopedFd file_;
   std::string name_;
+  bool is_new_;
   std::string lines_;
 };
 
