@@ -1,6 +1,8 @@
 #include "bridge/management_frame.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 #include "platform/byte_string.h"
 
@@ -47,6 +49,15 @@ std::uint16_t LittleEndian16(std::span<const std::uint8_t> bytes, std::size_t of
   return static_cast<std::uint16_t>(bytes[offset] | bytes[offset + 1] << 8);
 }
 
+// IEEE 802.11 status codes of an SAE exchange that continues: 76 requests an anti-clogging token;
+// 126 and 127 select hash-to-element and SAE-PK.
+constexpr std::uint16_t kGoingOn[] = {76, 126, 127};
+
+// Returns the transaction number of the access point's last authentication frame.
+std::uint16_t LastTransaction(std::uint16_t algorithm) {
+  return algorithm == kSharedKeyAuthentication ? 4 : 2;
+}
+
 ap::MacAddress AddressAt(std::span<const std::uint8_t> bytes, std::size_t offset) {
   return ap::MacAddress(platform::ByteString(bytes.subspan(offset, kAddressLength)));
 }
@@ -77,6 +88,12 @@ std::optional<ManagementFrame> ParseManagementFrame(std::span<const std::uint8_t
     frame.transaction = LittleEndian16(body, 2);
   }
   return frame;
+}
+
+bool IsLastAnswer(const ManagementFrame& answer) {
+  if (answer.kind != FrameKind::kAuthentication) return true;
+  if (answer.code != 0) return std::ranges::find(kGoingOn, answer.code) == std::end(kGoingOn);
+  return answer.transaction >= LastTransaction(answer.algorithm);
 }
 
 }  // namespace orvane::bridge

@@ -43,6 +43,10 @@ std::optional<FrameKind> FrameKindOf(std::span<const std::uint8_t> bytes);
 // their fixed fields. Elements after the fixed fields are ignored.
 std::optional<ManagementFrame> ParseManagementFrame(std::span<const std::uint8_t> bytes);
 
+// Returns whether the access point's answer to a request is the last one. An authentication may
+// take several frames.
+bool IsLastAnswer(const ManagementFrame& answer);
+
 }  // namespace orvane::bridge
 
 #endif  // BRIDGE_MANAGEMENT_FRAME_H_

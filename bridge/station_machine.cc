@@ -11,21 +11,6 @@ namespace {
 using platform::MonotonicTime;
 using platform::TimeSpan;
 
-// IEEE 802.11 status codes of an SAE exchange that continues: 76 requests an anti-clogging token;
-// 126 and 127 select hash-to-element and SAE-PK.
-constexpr std::uint16_t kGoingOn[] = {76, 126, 127};
-
-// Returns the transaction number of the access point's last authentication frame.
-std::uint16_t LastTransaction(std::uint16_t algorithm) {
-  return algorithm == kSharedKeyAuthentication ? 4 : 2;
-}
-
-bool IsFinal(const ManagementFrame& frame) {
-  if (frame.kind != FrameKind::kAuthentication) return true;
-  if (frame.code != 0) return std::ranges::find(kGoingOn, frame.code) == std::end(kGoingOn);
-  return frame.transaction >= LastTransaction(frame.algorithm);
-}
-
 bool IsWithin(std::optional<MonotonicTime> since, TimeSpan span, MonotonicTime now) {
   return since.has_value() && now - *since <= span;
 }
@@ -154,7 +139,7 @@ void StationMachine::OnFrameSent(const FrameSent& sent, MonotonicTime now) {
       // Later handshake messages belong to this association.
       last_message_.reset();
       AddEvidence(Answer{is_authentication ? LineKind::kAuthentication : LineKind::kAssociation,
-                         frame.code, sent.is_acknowledged, IsFinal(frame)},
+                         frame.code, sent.is_acknowledged, IsLastAnswer(frame)},
                   now);
       return;
     }

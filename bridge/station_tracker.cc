@@ -14,7 +14,7 @@ bool IsGroupAddress(const ap::MacAddress& mac) {
 
 bool IsSuccessfulAuthentication(const FrameSent& sent) {
   return sent.frame.kind == FrameKind::kAuthentication && sent.frame.code == 0 &&
-         sent.is_acknowledged;
+         IsLastAnswer(sent.frame) && sent.is_acknowledged;
 }
 
 }  // namespace

@@ -660,6 +660,17 @@ TEST_F(StationTrackerTest, IgnoresAnEarlierVisitToTheOtherBand) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("event_reason:inactivity")));
 }
 
+TEST_F(StationTrackerTest, IgnoresAnUnfinishedExchangeOnTheOtherBand) {
+  AccessPointOnPaper other(&shared_);
+  ap_.Join();
+  other.RequestAuthentication(1, kSaeAuthentication);
+  other.AnswerAuthentication(0, 1, kSaeAuthentication);
+  ap_.SendOff(kDisassociation, 4);
+  ap_.Disconnect();
+  ap_.Remove();
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("event_reason:inactivity")));
+}
+
 TEST_F(StationTrackerTest, IgnoresAFailedAuthenticationOnTheOtherBand) {
   AccessPointOnPaper other(&shared_);
   ap_.Join();
