@@ -13,6 +13,7 @@
 #include <utility>
 #include <variant>
 
+#include "platform/logging.h"
 #include "proto/event.pb.h"
 
 namespace orvane::recorder {
@@ -26,6 +27,8 @@ using google::protobuf::FieldDescriptor;
 // Values of the label "type" for records that are not an Event.
 constexpr std::string_view kMetricType = "metric";
 constexpr std::string_view kOtherType = "other";
+
+constexpr char kMovedSuffix[] = ".moved-";
 
 // Number of free pages that one step returns to the file system.
 constexpr int kPagesPerStep = 256;
@@ -94,10 +97,22 @@ RecordDatabase::RecordDatabase(const DatabaseOptions& options)
 }
 
 RecordDatabase::~RecordDatabase() {
-  if (!WasMoved() || database_.tryExec("PRAGMA wal_checkpoint(PASSIVE)") != SQLITE_OK) return;
-  const std::string path = sqlite3_db_filename(database_.getHandle(), "main");
+  if (!WasMoved()) return;
+  sqlite3* const handle = database_.getHandle();
+  const std::string path = sqlite3_db_filename(handle, "main");
+  const std::string log = path + kLogSuffix;
   std::error_code ignored;
-  for (const char* suffix : {"-wal", "-shm"}) std::filesystem::remove(path + suffix, ignored);
+  // Waits for readers, unlike a passive checkpoint.
+  if (sqlite3_wal_checkpoint_v2(handle, nullptr, SQLITE_CHECKPOINT_FULL, nullptr, nullptr) ==
+      SQLITE_OK) {
+    std::filesystem::remove(log, ignored);
+  } else {
+    const std::string aside = AsideName(path, kMovedSuffix) + kLogSuffix;
+    std::error_code error;
+    std::filesystem::rename(log, aside, error);
+    if (!error) LOG(WARNING) << "The renamed database is in use. Its last records are in " << aside;
+  }
+  std::filesystem::remove(path + "-shm", ignored);
 }
 
 int RecordDatabase::OnCommit(void* self, sqlite3* /*database*/, const char* /*name*/, int pages) {

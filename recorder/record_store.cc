@@ -1,13 +1,11 @@
 #include "recorder/record_store.h"
 
 #include <SQLiteCpp/Exception.h>
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <sqlite3.h>
 #include <systemd/sd-bus-protocol.h>
 
 #include <algorithm>
-#include <ctime>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -28,7 +26,6 @@ constexpr std::int64_t kRowsPerStep = 2000;
 constexpr char kIoError[] = "org.freedesktop.DBus.Error.IOError";
 constexpr char kLimitsExceeded[] = "org.freedesktop.DBus.Error.LimitsExceeded";
 constexpr char kDamagedSuffix[] = ".damaged-";
-constexpr char kLogSuffix[] = "-wal";
 
 bool IsDamage(const SQLite::Exception& exception) {
   return exception.getErrorCode() == SQLITE_CORRUPT || exception.getErrorCode() == SQLITE_NOTADB;
@@ -174,8 +171,7 @@ void RecordStore::CloseIfMoved() {
 void RecordStore::PutAside() {
   CountError(kDatabaseDamaged);
   const std::string path = options_.path.native();
-  const FilePath aside =
-      fmt::format("{}{}{:%Y%m%dT%H%M%SZ}", path, kDamagedSuffix, fmt::gmtime(std::time(nullptr)));
+  const FilePath aside = AsideName(path, kDamagedSuffix);
   Move(path + kLogSuffix, aside.native() + kLogSuffix);
   Move(path, aside);
   std::error_code ignored;

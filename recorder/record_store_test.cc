@@ -25,6 +25,7 @@ using access_infrastructure::proto::ClientEventInfo;
 using access_infrastructure::proto::Event;
 using platform::FilePath;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -351,6 +352,26 @@ TEST_F(RecordStoreTest, ARenamedDatabaseKeepsItsRecordsAtTheEnd) {
   store_.reset();
   EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("data"));
   EXPECT_FALSE(std::filesystem::exists(original.native() + "-wal"));
+}
+
+// The reader keeps the write-ahead log from being copied into the renamed file.
+TEST_F(RecordStoreTest, TheLogOfARenamedDatabaseInUseIsKept) {
+  ASSERT_TRUE(Add("type", "data"));
+  SQLite::Database reader(path_.native());
+  SQLite::Statement open_read(reader, "SELECT * FROM records");
+  open_read.executeStep();
+  ASSERT_TRUE(Add("type", "more"));
+  const FilePath renamed = directory_.path() / "renamed.db";
+  std::filesystem::rename(path_, renamed);
+  ASSERT_TRUE(Add("type", "new"));
+  EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("new"));
+
+  open_read.reset();
+  const auto logs = FilesIn(directory_.path(), "records.db.moved-20");
+  ASSERT_THAT(logs, ElementsAre(EndsWith("Z-wal")));
+  std::filesystem::rename(directory_.path() / logs.front(), renamed.native() + "-wal");
+  path_ = renamed;
+  EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("data", "more"));
 }
 
 // The write-ahead log of the first database is found under the name of the second.

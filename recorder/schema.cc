@@ -3,11 +3,13 @@
 #include <SQLiteCpp/Exception.h>
 #include <SQLiteCpp/Statement.h>
 #include <SQLiteCpp/Transaction.h>
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <array>
+#include <ctime>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -84,7 +86,7 @@ int Number(SQLite::Database& database, const char* query) {
 // If the last writer was killed, the write-ahead log stays behind with contents.
 bool WasClosed(const platform::FilePath& path) {
   std::error_code error;
-  const auto size = std::filesystem::file_size(path.native() + "-wal", error);
+  const auto size = std::filesystem::file_size(path.native() + kLogSuffix, error);
   return error || size == 0;
 }
 
@@ -155,6 +157,10 @@ const MessageTable& ProbeReportsTable() {
   static const auto& table =
       *new MessageTable("probe_reports", *ClientProbeRequestInfo::descriptor());
   return table;
+}
+
+std::string AsideName(const std::string& path, std::string_view suffix) {
+  return fmt::format("{}{}{:%Y%m%dT%H%M%SZ}", path, suffix, fmt::gmtime(std::time(nullptr)));
 }
 
 SQLite::Database OpenDatabase(const DatabaseOptions& options) {

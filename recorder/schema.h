@@ -4,6 +4,8 @@
 #include <SQLiteCpp/Database.h>
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 #include "platform/files.h"
 #include "recorder/message_table.h"
@@ -27,6 +29,12 @@ inline constexpr int kApplicationId = 0x57617652;
 
 // The version of the tables and views that are not derived from messages (PRAGMA user_version).
 inline constexpr int kSchemaVersion = 1;
+
+// The name of a database's write-ahead log is that of the database plus this.
+inline constexpr char kLogSuffix[] = "-wal";
+
+// Returns a name for a file that is renamed now: "PATHSUFFIXYYYYMMDDTHHMMSSZ".
+std::string AsideName(const std::string& path, std::string_view suffix);
 
 // Opens the database. Creates it if it does not exist, updates an older version, and checks one
 // that was not closed. Throws a SQLite::Exception on failure: SQLITE_NOTADB or SQLITE_CORRUPT if it
