@@ -51,6 +51,14 @@ void Run(SQLite::Statement& statement) {
   statement.reset();
 }
 
+// Returns the first column of the first row, and resets the statement.
+std::optional<std::int64_t> ReadNumber(SQLite::Statement& query) {
+  std::optional<std::int64_t> number;
+  if (query.executeStep()) number = query.getColumn(0).getInt64();
+  query.reset();
+  return number;
+}
+
 // Returns whether the rows of an Event contain all of its header.
 bool IsInRows(const Event& header) {
   if (HasMoreThanColumns(header)) return false;
@@ -92,7 +100,9 @@ RecordDatabase::RecordDatabase(const DatabaseOptions& options)
                  "ON CONFLICT DO UPDATE SET value = value + excluded.value"),
       pages_(database_,
              "SELECT page_count, freelist_count FROM pragma_page_count, pragma_freelist_count"),
-      oldest_(database_, "SELECT id, received_ms FROM records ORDER BY id LIMIT 1") {
+      expired_(database_,
+               "SELECT id FROM records WHERE received_ms < ? ORDER BY received_ms LIMIT 1"),
+      first_(database_, "SELECT id FROM records ORDER BY id LIMIT 1") {
   sqlite3_wal_hook(database_.getHandle(), &OnCommit, this);
 }
 
@@ -228,43 +238,44 @@ bool RecordDatabase::Prune(std::int64_t oldest_ms, std::int64_t rows) {
   return DeleteOldest(oldest_ms, rows) || Shrink();
 }
 
-std::int64_t RecordDatabase::UsedSize() {
+RecordDatabase::Sizes RecordDatabase::CountPages() {
   pages_.executeStep();
-  const std::int64_t used = pages_.getColumn(0).getInt64() - pages_.getColumn(1).getInt64();
+  const Sizes sizes = {.file = pages_.getColumn(0).getInt64() * page_size_,
+                       .free = pages_.getColumn(1).getInt64() * page_size_};
   pages_.reset();
-  return used * page_size_;
+  return sizes;
+}
+
+std::optional<std::int64_t> RecordDatabase::RecordToDelete(std::int64_t oldest_ms) {
+  expired_.bind(1, oldest_ms);
+  const std::optional<std::int64_t> expired = ReadNumber(expired_);
+  const Sizes sizes = CountPages();
+  if (expired || sizes.file - sizes.free <= max_size_) return expired;
+  return ReadNumber(first_);
 }
 
 bool RecordDatabase::DeleteOldest(std::int64_t oldest_ms, std::int64_t rows) {
-  if (!oldest_.executeStep()) {
-    oldest_.reset();
-    return false;
-  }
-  const std::int64_t id = oldest_.getColumn(0).getInt64();
-  const bool is_old = oldest_.getColumn(1).getInt64() < oldest_ms;
-  oldest_.reset();
-  if (!is_old && UsedSize() <= max_size_) return false;
-
+  const std::optional<std::int64_t> id = RecordToDelete(oldest_ms);
+  if (!id) return false;
   SQLite::Transaction transaction(database_);
   for (const char* table : kRowTables) {
     rows -=
         database_.exec(fmt::format("DELETE FROM {0} WHERE rowid IN (SELECT rowid FROM {0} "
                                    "WHERE record_id = {1} LIMIT {2})",
-                                   table, id, std::max<std::int64_t>(rows, 0)));
+                                   table, *id, std::max<std::int64_t>(rows, 0)));
   }
-  if (rows > 0) database_.exec(fmt::format("DELETE FROM records WHERE id = {}", id));
+  if (rows > 0) database_.exec(fmt::format("DELETE FROM records WHERE id = {}", *id));
   transaction.commit();
   return true;
 }
 
 // Free pages stay in the file for later records, unless the file exceeds max_size_.
 bool RecordDatabase::Shrink() {
-  pages_.executeStep();
-  const bool is_needed =
-      pages_.getColumn(0).getInt64() * page_size_ > max_size_ && pages_.getColumn(1).getInt64() > 0;
-  pages_.reset();
-  if (is_needed) database_.exec(fmt::format("PRAGMA incremental_vacuum({})", kPagesPerStep));
-  return is_needed;
+  const Sizes before = CountPages();
+  if (before.file <= max_size_ || before.free == 0) return false;
+  database_.exec(fmt::format("PRAGMA incremental_vacuum({})", kPagesPerStep));
+  // It has no effect if a user has switched auto_vacuum off.
+  return CountPages().file < before.file;
 }
 
 void RecordDatabase::Checkpoint() {

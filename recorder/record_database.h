@@ -69,7 +69,13 @@ class RecordDatabase {
   void SetData(std::int64_t record_id, Bytes data);
   void AddTally(const Tally& tally);
 
-  std::int64_t UsedSize();
+  // In bytes.
+  struct Sizes {
+    std::int64_t file;
+    std::int64_t free;  // in pages of the file without contents
+  };
+  Sizes CountPages();
+  std::optional<std::int64_t> RecordToDelete(std::int64_t oldest_ms);
   bool DeleteOldest(std::int64_t oldest_ms, std::int64_t rows);
   bool Shrink();
   static int OnCommit(void* self, sqlite3* database, const char* name, int pages);
@@ -85,7 +91,8 @@ class RecordDatabase {
   SQLite::Statement add_field_;
   SQLite::Statement add_count_;
   SQLite::Statement pages_;
-  SQLite::Statement oldest_;
+  SQLite::Statement expired_;
+  SQLite::Statement first_;
 };
 
 }  // namespace orvane::recorder

@@ -256,6 +256,18 @@ TEST_F(RecordStoreTest, ASmallerSizeShrinksTheFile) {
   EXPECT_LE(std::filesystem::file_size(path_), 1U << 20);
 }
 
+// The recorder always creates a database whose file can shrink, but a user may have changed it.
+TEST_F(RecordStoreTest, AFileThatCannotShrinkIsNotTriedForever) {
+  for (int i = 1; i <= 20; ++i) ASSERT_TRUE(Add(kEventType, Batch(1000)));
+  store_.reset();
+  SQLite::Database(path_.native(), SQLite::OPEN_READWRITE)
+      .exec("PRAGMA auto_vacuum = NONE; VACUUM");
+  max_size_ = 1 << 20;
+  Open();
+  for (int steps = 0; store_->Prune(/*oldest_ms=*/0); ++steps) ASSERT_LT(steps, 1000);
+  EXPECT_TRUE(Add("type", "data", 2));
+}
+
 TEST_F(RecordStoreTest, ExpiredRecordsAreDeleted) {
   for (int i = 1; i <= 5; ++i) ASSERT_TRUE(Add("type", "data", i * 1000));
   PruneAll(/*oldest_ms=*/3000);
@@ -263,6 +275,14 @@ TEST_F(RecordStoreTest, ExpiredRecordsAreDeleted) {
   PruneAll(/*oldest_ms=*/9000);
   ASSERT_TRUE(Add("type", "data", 9000));
   EXPECT_THAT(Query("SELECT id FROM records"), ElementsAre("6")) << "no number is used again";
+}
+
+TEST_F(RecordStoreTest, ARecordFromTheFutureDoesNotKeepExpiredOnes) {
+  ASSERT_TRUE(Add("type", "before the clock was set back", 90'000));
+  ASSERT_TRUE(Add("type", "after", 1000));
+  ASSERT_TRUE(Add("type", "after", 5000));
+  PruneAll(/*oldest_ms=*/3000);
+  EXPECT_THAT(Query("SELECT received_ms FROM records ORDER BY id"), ElementsAre("90000", "5000"));
 }
 
 TEST_F(RecordStoreTest, ATooLargeRecordIsRefused) {

@@ -141,6 +141,8 @@ void Migrate(SQLite::Database& database, int version) {
   for (int next = version; next < kSchemaVersion; ++next) {
     database.exec(kMigrations[static_cast<std::size_t>(next)]);
   }
+  // Records are not in the order of their times if the clock was set back.
+  database.exec("CREATE INDEX IF NOT EXISTS records_received ON records (received_ms)");
   database.exec(fmt::format("PRAGMA application_id = {}", kApplicationId));
   database.exec(fmt::format("PRAGMA user_version = {}", kSchemaVersion));
   transaction.commit();
