@@ -80,7 +80,7 @@ void FlagsPublisher::Report(const Reading& reading) {
   }
   if (std::exchange(errors_, reading.errors) == reading.errors || errors_.empty()) return;
   for (const std::string& error : errors_) LOG(ERROR) << "Bad flags: " << error;
-  LOG(ERROR) << "The last good flags stay in force";
+  LOG(ERROR) << (flags_.empty() ? "No flags are published" : "The last good flags stay in force");
 }
 
 }  // namespace orvane::flags

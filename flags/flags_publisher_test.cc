@@ -21,6 +21,7 @@ using platform::FilePath;
 using platform::Severity;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using testing::_;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -172,6 +173,13 @@ TEST_F(FlagsFilesTest, AReplacedFileEndsTheWaitForItsWriter) {
   Settle();
   testbed::ReplaceFile(file_, "a=2\n");
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "2")));
+}
+
+TEST_F(FlagsFilesTest, AfterAStartThereIsNoLastGoodMap) {
+  testbed::WriteFile(file_, "clientSteeringInterval=abc\n");
+  Start();
+  EXPECT_THAT(Flags(), IsEmpty());
+  EXPECT_THAT(log_.Lines(Severity::kError), ElementsAre(_, "No flags are published"));
 }
 
 TEST_F(FlagsFilesTest, ABadFileKeepsTheLastGoodMap) {

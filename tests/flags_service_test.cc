@@ -58,10 +58,9 @@ class FlagsServiceTest : public AccessPointTest {
 
   // Writes invalid flags and waits until the service has rejected them.
   void WriteBad(const std::string& text) {
-    const std::size_t refused = service_->err().Count("stay in force");
+    const std::size_t refused = service_->err().Count("Bad flags");
     WriteFile(file_, text);
-    EXPECT_TRUE(WaitUntil([&] { return service_->err().Count("stay in force") > refused; }))
-        << text;
+    EXPECT_TRUE(WaitUntil([&] { return service_->err().Count("Bad flags") > refused; })) << text;
     // Publishes a valid change, so that the same error is logged again.
     const std::size_t read = seen_.size();
     WriteFile(file_, "clientSteeringInterval=" + std::to_string(++good_) + "\n");
