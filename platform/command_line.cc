@@ -107,7 +107,7 @@ void CommandLine::AddInt32(const std::string& name, const std::string& help, std
 void CommandLine::AddText(const std::string& name, const std::string& value,
                           const std::string& help, TextParser parse) {
   const auto take = [name, parse = std::move(parse)](const std::string& text) {
-    const std::string problem = parse(text);
+    const std::string problem = text.empty() ? "is empty" : parse(text);
     if (!problem.empty()) throw BadValue(name, text, problem);
   };
   app_->add_option_function<std::string>("--" + name, take, help)

@@ -18,7 +18,7 @@ class CommandLineTest : public ::testing::Test {
  protected:
   CommandLineTest() {
     command_line_.AddText("directory", "DIR", "Where to look", [this](const std::string& text) {
-      if (!text.starts_with('/')) return "is not an absolute path";
+      if (text.starts_with('.')) return "is not an absolute path";
       directories_.push_back(text);
       return "";
     });
@@ -48,15 +48,18 @@ TEST_F(CommandLineTest, ATextIsParsedEachTimeThatItIsGiven) {
 }
 
 TEST_F(CommandLineTest, ATextThatTheParserRefusesIsAUsageError) {
-  EXPECT_EQ(Parse({"--directory=a"}), CommandLine::kUsageErrorCode);
+  EXPECT_EQ(Parse({"--directory=.a"}), CommandLine::kUsageErrorCode);
   EXPECT_EQ(out_, "");
-  EXPECT_EQ(error_, "program: --directory: 'a' is not an absolute path (--help lists the flags)\n");
+  EXPECT_EQ(error_,
+            "program: --directory: '.a' is not an absolute path (--help lists the flags)\n");
 }
 
 TEST_F(CommandLineTest, ATextNeedsAValue) {
   EXPECT_EQ(Parse({"--directory"}), CommandLine::kUsageErrorCode);
   EXPECT_EQ(Parse({"--directory="}), CommandLine::kUsageErrorCode);
   EXPECT_THAT(error_, HasSubstr("--directory: missing value"));
+  EXPECT_EQ(Parse({"--directory", ""}), CommandLine::kUsageErrorCode);
+  EXPECT_THAT(error_, HasSubstr("--directory: '' is empty"));
 }
 
 TEST_F(CommandLineTest, HelpDescribesTheValue) {
