@@ -84,7 +84,10 @@ void ReadAll(const ExplainOptions& options, platform::WallTime since, Explainer*
     progress.Add();
   };
   if (options.files.empty()) ReadJournal(since, add);
-  for (const std::string& file : options.files) ReadLogFile(file, add);
+  for (const std::string& file : options.files) {
+    explainer->BeginFile();
+    ReadLogFile(file, add);
+  }
   explainer->Finish();
 }
 

@@ -314,6 +314,20 @@ TEST_F(ExplainTest, AClockThatIsSetBackNeedsAttention) {
   EXPECT_EQ(outcome.status, 1);
 }
 
+// A pattern of the shell names "daemon.log" before "daemon.log.1", which is older.
+TEST_F(ExplainTest, FilesInTheWrongOrderNeedAttention) {
+  WriteBelow("old.log", Log().Start().Judged("10:02:00", kPhone, 48, 0, "1m").text());
+  WriteBelow("new.log", Log().Judged("10:03:00", kPhone, 48, 0, "2m").text());
+  const std::string older = (directory_.path() / "old.log").native();
+  const std::string newer = (directory_.path() / "new.log").native();
+  EXPECT_EQ(Run({"explain", older, newer}).status, 0);
+  const Outcome outcome = Run({"explain", newer, older});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.out, EndsWith("Needs attention\n"
+                                    "  1 file begins before the previous one ends. Name the oldest "
+                                    "file first.\n"));
+}
+
 TEST_F(ExplainTest, SettingsThatContradictTheLogNeedAttention) {
   const Log log = Log()
                       .Start()

@@ -298,6 +298,12 @@ std::vector<std::string> FindAttention(const Explainer& explainer) {
                     "and \"Netlink error\" in the log.",
                     Count(summary.failed_polls, "poll")));
   }
+  if (summary.early_files > 0) {
+    found.push_back(fmt::format("{} before the previous one ends. Name the oldest file first.",
+                                summary.early_files == 1
+                                    ? "1 file begins"
+                                    : fmt::format("{} files begin", summary.early_files)));
+  }
   if (summary.clock_setbacks > 0) {
     found.push_back(fmt::format(
         "The clock was set back {}, first at {}. The times around then are "

@@ -9,8 +9,8 @@
 namespace orvane::wavelarkctl {
 
 // Returns a sentence for each finding that needs attention: settings that do not fit the log,
-// clients that are steered repeatedly, commands without effect, polls that failed, a clock that was
-// set back.
+// clients that are steered repeatedly, commands without effect, polls that failed, files in the
+// wrong order, a clock that was set back.
 std::vector<std::string> FindAttention(const Explainer& explainer);
 
 // The reason of a decision, and how far it was from a steer: "18 dB above the floor".

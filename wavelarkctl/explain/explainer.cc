@@ -94,8 +94,13 @@ void Explainer::Finish() { FlushPending(); }
 
 void Explainer::NoteTime(WallTime time) {
   const bool is_set_back = summary_.daemon_lines > 1 && summary_.last - time > kLogDelay;
-  if (is_set_back && summary_.last >= filter_.since && summary_.clock_setbacks++ == 0) {
-    summary_.first_setback = summary_.last;
+  const bool is_file_begin = std::exchange(is_file_begin_, false);
+  if (is_set_back && summary_.last >= filter_.since) {
+    if (is_file_begin) {
+      ++summary_.early_files;
+    } else if (summary_.clock_setbacks++ == 0) {
+      summary_.first_setback = summary_.last;
+    }
   }
   if (!summary_.first && time >= filter_.since) summary_.first = time;
   summary_.last = time;

@@ -57,6 +57,7 @@ struct LogSummary {
   std::optional<platform::WallTime> first;  // of the lines since ExplainFilter::since
   platform::WallTime last;
   std::size_t failed_polls = 0;
+  std::size_t early_files = 0;  // that begin before the previous one ends
   std::size_t clock_setbacks = 0;
   platform::WallTime first_setback;
   std::size_t contradictions = 0;
@@ -82,6 +83,8 @@ class Explainer {
 
   Explainer(AssumedSettings settings, ExplainFilter filter, Sink sink);
 
+  // To be called before the first line of each file.
+  void BeginFile() { is_file_begin_ = true; }
   // A line without its line end.
   void AddLine(std::string_view line);
   // To be called once, after the last line.
@@ -137,6 +140,7 @@ class Explainer {
   LogLineReader reader_;
   LogSummary summary_;
   platform::WallTime begin_;  // of the log
+  bool is_file_begin_ = true;
   std::map<ap::MacAddress, Tracked> tracked_;
   std::map<ap::MacAddress, ClientHistory> histories_;
   std::set<std::string, std::less<>> event_interfaces_;  // with events of hostapd
