@@ -33,13 +33,16 @@ Nl80211Monitor::Nl80211Monitor(platform::Loop& loop,
       buffer_(kBufferSize) {}
 
 bool Nl80211Monitor::Open() {
-  if (family_id_ != 0) return true;
-  questions_ = kernel_->OpenSocket();
-  events_ = kernel_->OpenSocket();
-  if (questions_ == nullptr || events_ == nullptr) return false;
+  if (watch_ == nullptr) {
+    questions_ = kernel_->OpenSocket();
+    events_ = kernel_->OpenSocket();
+    if (questions_ == nullptr || events_ == nullptr) return false;
+  }
+  // A reload of the driver changes the family's id and ends the memberships.
   const auto family = FindFamily();
+  family_id_ = 0;
   if (!family.has_value() || !JoinGroups(*family)) return false;
-  watch_ = loop_.WatchReadable(events_->fd(), this);
+  if (watch_ == nullptr) watch_ = loop_.WatchReadable(events_->fd(), this);
   CHECK(watch_ != nullptr);
   family_id_ = family->id;
   return true;

@@ -36,7 +36,8 @@ class Nl80211Monitor : private platform::FdWatcher {
   Nl80211Monitor(const Nl80211Monitor&) = delete;
   Nl80211Monitor& operator=(const Nl80211Monitor&) = delete;
 
-  // Joins the multicast groups, if not done yet. Returns false if the kernel has no nl80211 now.
+  // Joins the multicast groups of the current driver. Returns false if the kernel has no nl80211
+  // now.
   bool Open();
 
   // Reads all pending messages.
@@ -71,7 +72,7 @@ class Nl80211Monitor : private platform::FdWatcher {
   std::unique_ptr<platform::NetlinkSocket> events_;
   std::unique_ptr<platform::NetlinkSocket> questions_;
   ReadyCallback on_ready_;
-  std::uint16_t family_id_ = 0;  // 0 until Open has succeeded
+  std::uint16_t family_id_ = 0;  // 0 unless the last Open has succeeded
   std::uint32_t sequence_ = 0;
   std::unique_ptr<platform::FdWatch> watch_;
   std::vector<std::uint8_t> buffer_;

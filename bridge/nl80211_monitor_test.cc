@@ -106,13 +106,25 @@ TEST_F(Nl80211MonitorTest, JoinsTheConfigAndMlmeGroups) {
   EXPECT_THAT(log_, IsEmpty());
 }
 
-TEST_F(Nl80211MonitorTest, OpensOnce) {
+TEST_F(Nl80211MonitorTest, KeepsItsSockets) {
   ASSERT_TRUE(monitor_.Open());
   const std::size_t sockets = kernel_.socket_count();
   EXPECT_TRUE(monitor_.Open());
-  EXPECT_EQ(kernel_.requests().size(), 1U);
   kernel_.Multicast(FakeKernel::kMlmeGroup, Removal(1));
   EXPECT_EQ(kernel_.socket_count(), sockets);
+  EXPECT_THAT(ReadAll(), ElementsAre(1));
+}
+
+// The family gets another number, and the groups lose their members.
+TEST_F(Nl80211MonitorTest, OpensAgainAfterAReloadOfTheDriver) {
+  constexpr std::uint16_t kNewFamily = FakeKernel::kNl80211Family + 1;
+  ASSERT_TRUE(monitor_.Open());
+  kernel_.RemoveFamily("nl80211");
+  EXPECT_FALSE(monitor_.Open());
+  EXPECT_EQ(ReadStation("020000000001"), StationInfo());
+  kernel_.AddFamily("nl80211", kNewFamily);
+  EXPECT_TRUE(monitor_.Open());
+  kernel_.Multicast(FakeKernel::kMlmeGroup, Removal(1, kNewFamily));
   EXPECT_THAT(ReadAll(), ElementsAre(1));
 }
 

@@ -98,7 +98,12 @@ class FakeKernel : public platform::NetlinkKernel {
   std::vector<MeshProxyPath>& MeshProxyPaths(const std::string& interface) {
     return mesh_proxy_paths_[interface];
   }
-  void RemoveFamily(const std::string& name) { families_.erase(name); }
+  void AddFamily(const std::string& name, std::uint16_t id) { families_[name] = id; }
+  // Ends all memberships in its groups.
+  void RemoveFamily(const std::string& name) {
+    families_.erase(name);
+    for (auto& [port, peer] : peers_) peer.groups.clear();
+  }
   void RemoveGroup(std::uint32_t group) {
     std::erase_if(groups_, [group](const auto& entry) { return entry.second == group; });
   }
