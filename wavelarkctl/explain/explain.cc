@@ -77,6 +77,23 @@ AssumedSettings MakeSettings(const ExplainOptions& options) {
   return settings;
 }
 
+std::string NoLinesText(std::size_t lines) {
+  return fmt::format("no line of ap-wavelark's log among {}", Count(lines, "line"));
+}
+
+// Reads one of several files. Names it if it has lines, but none of the daemon: it may be
+// compressed.
+void ReadFile(const std::string& file, const LineSink& add, Explainer* explainer) {
+  const LogSummary& summary = explainer->summary();
+  const std::size_t lines = summary.lines;
+  const std::size_t daemon_lines = summary.daemon_lines;
+  explainer->BeginFile();
+  ReadLogFile(file, add);
+  if (summary.daemon_lines == daemon_lines && summary.lines > lines) {
+    std::cerr << fmt::format("wavelarkctl: {}: {}\n", file, NoLinesText(summary.lines - lines));
+  }
+}
+
 void ReadAll(const ExplainOptions& options, platform::WallTime since, Explainer* explainer) {
   Progress progress("lines");
   const LineSink add = [&](std::string_view line) {
@@ -84,9 +101,9 @@ void ReadAll(const ExplainOptions& options, platform::WallTime since, Explainer*
     progress.Add();
   };
   if (options.files.empty()) ReadJournal(since, add);
-  for (const std::string& file : options.files) {
-    explainer->BeginFile();
-    ReadLogFile(file, add);
+  if (options.files.size() == 1) ReadLogFile(options.files.front(), add);
+  if (options.files.size() > 1) {
+    for (const std::string& file : options.files) ReadFile(file, add, explainer);
   }
   explainer->Finish();
 }
@@ -108,7 +125,7 @@ void CheckLog(const Explainer& explainer, const ExplainFilter& filter, bool is_j
         ExitStatus::kData,
         is_journal
             ? "the journal shows no line of ap-wavelark.service: run as root, or name a log file"
-            : fmt::format("no line of ap-wavelark's log among {}", Count(summary.lines, "line")));
+            : NoLinesText(summary.lines));
   }
   if (filter.client && explainer.clients().empty() && summary.is_verbose) {
     throw Failure(ExitStatus::kData, "the log has no decision about " + filter.client->ToString());

@@ -503,6 +503,20 @@ TEST_F(ExplainTest, ALogOfAnotherProgramIsRefused) {
   EXPECT_EQ(outcome.out, "");
 }
 
+// Such as a compressed one, which a pattern of the shell also names.
+TEST_F(ExplainTest, OneOfSeveralFilesWithoutTheDaemonIsNamed) {
+  WriteBelow("other.log", "one\ntwo\n");
+  WriteBelow("empty.log", "");
+  WriteBelow("daemon.log", Walk().text());
+  const std::string below = directory_.path().native();
+  const Outcome outcome =
+      Run({"explain", below + "/other.log", below + "/empty.log", below + "/daemon.log"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, Explain(Walk()).out);
+  EXPECT_EQ(outcome.err,
+            "wavelarkctl: " + below + "/other.log: no line of ap-wavelark's log among 2 lines\n");
+}
+
 TEST_F(ExplainTest, AnUnknownClientIsRefused) {
   const Outcome outcome = Explain(Walk(), {"--client", "02:00:00:00:00:01"});
   EXPECT_EQ(outcome.status, 65);
