@@ -14,6 +14,7 @@ namespace {
 // In bytes.
 constexpr auto kSizeUnits =
     std::to_array<platform::NumberUnit>({{"", 1}, {"K", 1 << 10}, {"M", 1 << 20}, {"G", 1 << 30}});
+
 // A database without records already has some pages.
 constexpr std::int64_t kLeastSize = 1 << 20;
 
@@ -27,8 +28,9 @@ std::string ParseSize(const std::string& text, std::int64_t* size) {
 
 std::string ParseAge(const std::string& text, platform::TimeSpan* age) {
   const auto parsed = platform::ParseTimeSpan(text);
-  if (!parsed || *parsed == platform::TimeSpan::zero())
+  if (!parsed || *parsed == platform::TimeSpan::zero()) {
     return "is not a time, as 30d, 12h, 90m or 3600s";
+  }
   *age = *parsed;
   return "";
 }
