@@ -21,12 +21,14 @@ std::optional<MonotonicTime> Earlier(std::optional<MonotonicTime> one, Monotonic
 
 }  // namespace
 
-// A station that gets no answer in time repeats its request.
+// Returns whether a request of this kind repeats or continues the last one: the last line has this
+// kind and awaits its final answer. A station repeats its request if it gets no answer in time.
 bool StationMachine::IsRepetition(LineKind kind) const {
   return !steps_.empty() && steps_.back().kind == kind && steps_.back().awaits_answer;
 }
 
-// The station has progressed, so earlier lines wait at most kLateWait longer for their evidence.
+// The station has progressed, so earlier lines wait for their evidence until their deadline, but at
+// most kLateWait from now.
 void StationMachine::OpenStep(const Step& step, MonotonicTime now) {
   for (Step& earlier : steps_) earlier.deadline = std::min(earlier.deadline, now + kLateWait);
   steps_.push_back(step);
@@ -104,7 +106,7 @@ void StationMachine::OnPskMismatch(MonotonicTime now) {
   if (!join_.has_value()) {
     // The renewal of a connected station's keys failed. This is not a failed join.
     if (connected_at_.has_value()) return;
-    // Not all drivers report that the station is associated.
+    // Not all drivers report the association, so the join begins here.
     join_ = Join{now};
   }
   join_->mismatch_at = now;
@@ -136,7 +138,7 @@ void StationMachine::OnFrameSent(const FrameSent& sent, MonotonicTime now) {
     case FrameKind::kAuthentication:
     case FrameKind::kAssociationResponse: {
       const bool is_authentication = frame.kind == FrameKind::kAuthentication;
-      // Later handshake messages belong to this association.
+      // Handshake messages before this answer belong to an earlier association.
       last_message_.reset();
       AddEvidence(Answer{is_authentication ? LineKind::kAuthentication : LineKind::kAssociation,
                          frame.code, sent.is_acknowledged, IsLastAnswer(frame)},
@@ -175,8 +177,8 @@ void StationMachine::TakeEvidence(MonotonicTime now) {
   }
 }
 
-// Takes the answers to a request, up to the one that ends it. Drops evidence before an answer,
-// because it belongs to an earlier connection.
+// Applies the answers to a request, up to the final one. Drops the evidence before each answer,
+// because that evidence belongs to an earlier connection.
 void StationMachine::TakeAnswer(Step* step, MonotonicTime now) {
   while (step->awaits_answer) {
     const auto found = std::ranges::find_if(evidence_, [step](const Evidence& evidence) {
@@ -243,7 +245,8 @@ void StationMachine::ApplyNotice(const Notice& notice, Step* step) {
   step->attributes.event_reason = ReasonOfNotice(notice.reason, notice.last_message);
 }
 
-// Turns a join that can no longer succeed into a CONNECT line with success:0.
+// Opens a CONNECT line with success:0 if the join has failed. Drops a join without a result after
+// kHandshakeWait.
 void StationMachine::CheckJoin(Moment now) {
   if (!join_.has_value()) return;
   if (const auto reason = FindFailure()) {
@@ -267,7 +270,8 @@ std::optional<std::string_view> StationMachine::FindFailure() {
   if (const Notice* notice = std::get_if<Notice>(&evidence.content)) {
     return ReasonOfNotice(notice->reason, notice->last_message);
   }
-  // hostapd also removes and re-adds a station when the station repeats its association.
+  // A removal alone is not a failure: hostapd also removes and re-adds a station that repeats its
+  // association.
   return HasMismatch() ? std::optional(kReasonPskMismatch) : std::nullopt;
 }
 
@@ -302,8 +306,8 @@ void StationMachine::WriteFirstStep(std::vector<EventLine>* lines) {
   steps_.pop_front();
 }
 
-// Nothing is left to read, and hostapd reports each request before it sends the answer. So an
-// answer that no line has taken belongs to an unreported request, or is a repetition.
+// If hostapd reports a request, it does so before it sends the answer. Nothing is left to read, so
+// an unused answer is a repetition, or hostapd did not report its request.
 void StationMachine::DropEvidence(MonotonicTime now) {
   std::erase_if(evidence_, [](const Evidence& evidence) {
     return std::holds_alternative<Answer>(evidence.content);

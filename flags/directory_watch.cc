@@ -22,9 +22,9 @@ FilePath Absolute(const FilePath& directory) {
   return path.has_filename() ? path : path.parent_path();
 }
 
-// Returns whether the creator of a new file has not written it yet. This is assumed for an empty
-// regular file without other hard links. Other files need no wait: a link is complete, and each
-// later write causes an event.
+// Returns whether a new file is probably still to be written: it is regular, empty and has one hard
+// link. The caller need not wait for other files: a hard or symbolic link is complete from the
+// start, and each later write to a file causes an event.
 bool IsToBeWritten(const FilePath& file) {
   struct stat status = {};
   return lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&

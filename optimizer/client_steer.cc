@@ -9,7 +9,7 @@
 namespace orvane::ap {
 namespace {
 
-// Access point unable to handle all currently associated stations (IEEE 802.11 reason code).
+// IEEE 802.11 reason code 5: the access point cannot handle all associated stations.
 constexpr std::string_view kDisassociateReason = " reason=5";
 
 platform::TimeSpan Twice(platform::TimeSpan span) {
@@ -157,9 +157,9 @@ void ClientSteer::OnPollComplete(const Nl80211Error* error) {
   }
 }
 
-// If the cursor is past the last interface, this is a late reply of an earlier pass. The cursor
-// then becomes the station's interface index, which restarts its steer interval. There is no metric
-// for this index, so the function returns.
+// If the cursor is past the last interface, this is a late reply of an earlier pass. PlaceStation
+// then stores the cursor as the station's interface index and restarts the station's steer
+// interval. There is no last steer metric for this index, so the function returns.
 void ClientSteer::CheckStation(const MacAddress& mac_address, std::int8_t signal_dbm) {
   StationSteerState& state = stations_[mac_address];
   const platform::WallTime now = loop_.Now();

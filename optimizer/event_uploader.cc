@@ -31,8 +31,8 @@ struct EventTypeRow {
   ClientEventInfo::ClientEventType type;
 };
 
-// A request and its response have the same record type. The parser reports association responses as
-// kStationAuthResponse, so kStationAssocResp does not occur.
+// The parser reports an association response as kStationAuthResponse, so it is recorded as
+// AUTHENTICATE. The parser never returns kStationAssocResp.
 constexpr auto kEventTypes = std::to_array<EventTypeRow>({
     {HostapdEventType::kStationAuth, ClientEventInfo::AUTHENTICATE},
     {HostapdEventType::kStationAuthResponse, ClientEventInfo::AUTHENTICATE},

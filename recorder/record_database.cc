@@ -39,7 +39,7 @@ constexpr std::array<const char*, 3> kRowTables = {"client_events", "probe_repor
 
 const std::string& EventTypeName() { return Event::descriptor()->full_name(); }
 
-// A type URL ends in "/" and the full name of the message.
+// Accepts the full name of the message, alone or after the last "/" of a type URL.
 bool IsEventType(std::string_view type) {
   const std::string_view name = EventTypeName();
   return type == name || (type.ends_with(name) && type[type.size() - name.size() - 1] == '/');

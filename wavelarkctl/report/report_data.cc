@@ -23,7 +23,7 @@ constexpr std::size_t kCauses = 6;
 constexpr std::size_t kAffectedClients = 5;
 constexpr std::size_t kRankedClients = 10;
 constexpr std::size_t kTimelines = 12;
-constexpr std::size_t kVisits = 1500;  // of one time line
+constexpr std::size_t kVisits = 1500;  // of one time line; also the maximum number of its marks
 constexpr std::size_t kListedSteers = 100;
 constexpr std::size_t kReasons = 60;
 constexpr std::size_t kChangedReasons = 5;
@@ -182,7 +182,8 @@ class DataMaker {
   };
   using Table = std::map<std::pair<std::string, std::string>, Occurrences>;
 
-  // Rows of words, interface, number of events and of clients; the most frequent first.
+  // Each row has the reason in words, the interface, the number of events and the number of
+  // clients. The most frequent reason is first.
   static json RowsOf(const Table& table) {
     std::vector<Table::const_pointer> rows;
     for (const auto& row : table) rows.push_back(&row);
@@ -206,8 +207,8 @@ class DataMaker {
     return {{"failures", RowsOf(failures)}};
   }
 
-  // The rows of RowsOf, each with whether the client or the operator wanted the disconnect: true,
-  // false, or null if unknown.
+  // The rows of RowsOf with one more column: true if the client or the operator wanted the
+  // disconnect, false if not, null if unknown.
   [[nodiscard]] json Disconnects() const {
     Table reasons;
     std::map<std::string, std::optional<bool>> wishes;
@@ -225,7 +226,8 @@ class DataMaker {
     return rows;
   }
 
-  // Rows of interface, weakest signal of the step, events.
+  // Each row has the interface, the lower bound of the signal step in dBm, and the number of
+  // events.
   [[nodiscard]] json Signals() const {
     std::map<std::pair<std::string, int>, std::int64_t> counts;
     std::map<std::pair<std::int32_t, int>, std::int64_t> numbers;
@@ -266,7 +268,7 @@ class DataMaker {
     return figures;
   }
 
-  // The clients with the highest figures. Leaves out clients with 0.
+  // Returns the clients with the highest values of `figure`, without clients whose value is 0.
   static std::vector<ClientFigures> Highest(std::vector<ClientFigures> figures,
                                             std::int64_t ClientFigures::*figure) {
     std::erase_if(figures, [figure](const ClientFigures& client) { return client.*figure == 0; });
@@ -335,8 +337,8 @@ class DataMaker {
     return {{"client", Name(client)}, {"visits", visits}, {"marks", marks}, {"omitted", omitted}};
   }
 
-  // A visit lasts until the client leaves that interface or connects again, at most until the end
-  // of the period.
+  // A visit begins with a connect. It lasts until the client leaves the interface or connects
+  // again, at most until the end of the period.
   [[nodiscard]] std::int64_t EndOfVisit(const ReportEvent& connect,
                                         std::span<const ReportEvent> later) const {
     for (const ReportEvent& event : later) {
@@ -364,7 +366,9 @@ class DataMaker {
     return {{"outcomes", outcomes}, {"list", list}};
   }
 
-  // Time, client, interface and signal before; interface, signal and milliseconds after; outcome.
+  // The row has the time and the client of the steer, the interface and signal before it, the
+  // interface and signal of the client's next successful connect with the milliseconds until it,
+  // and the outcome. Without a next connect, its three columns are null.
   json RowOf(const RecordedSteer& steer) {
     const auto signal = [](const ReportEvent& event) {
       return event.has_signal() ? json(event.signal) : json();
@@ -444,8 +448,8 @@ class DataMaker {
     return rows;
   }
 
-  // Rows of title, before, now and unit; the number of clients seen only in this period, and of
-  // those seen only in the previous one.
+  // `rows`: title, number before, number now, unit. `come`: the number of clients seen only in this
+  // period. `gone`: the number of clients seen only in the previous period.
   [[nodiscard]] json Changes() const {
     json rows = json::array();
     AddCount(
