@@ -1,5 +1,6 @@
 #include "wavelarkctl/daemon_options.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <iostream>
 #include <sstream>
@@ -31,10 +32,28 @@ class CapturedStream {
   std::streambuf* previous_;
 };
 
-std::string_view Unquote(std::string_view value) {
-  const bool is_quoted = value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
-                         value.back() == value.front();
-  return is_quoted ? value.substr(1, value.size() - 2) : value;
+// Removes each backslash at a line end together with the line end.
+std::string JoinContinuedLines(std::string_view text) {
+  constexpr std::string_view kContinuation = "\\\n";
+  std::string joined(text);
+  for (std::size_t at = joined.find(kContinuation); at != std::string::npos;
+       at = joined.find(kContinuation, at)) {
+    joined.erase(at, kContinuation.size());
+  }
+  return joined;
+}
+
+std::string_view WithoutIndent(std::string_view text) {
+  return text.substr(std::min(text.find_first_not_of(" \t"), text.size()));
+}
+
+// Returns the value at the start of a text. A value in quotes may have several lines.
+std::string_view ValueAt(std::string_view text) {
+  text = WithoutIndent(text);
+  const bool is_quoted = text.starts_with('"') || text.starts_with('\'');
+  if (!is_quoted) return platform::TrimWhitespace(text.substr(0, text.find('\n')));
+  const std::string_view rest = text.substr(1);
+  return rest.substr(0, rest.find(text.front()));
 }
 
 std::vector<std::string> SplitWords(const std::string& text) {
@@ -47,14 +66,15 @@ std::vector<std::string> SplitWords(const std::string& text) {
 }  // namespace
 
 std::string FindDaemonOptions(std::string_view environment) {
+  const std::string text = JoinContinuedLines(environment);
   std::string_view found;
-  while (!environment.empty()) {
-    const std::string_view line = environment.substr(0, environment.find('\n'));
-    environment.remove_prefix(std::min(line.size() + 1, environment.size()));
-    const std::string_view trimmed = platform::TrimWhitespace(line);
-    if (trimmed.starts_with(kVariable)) found = trimmed.substr(kVariable.size());
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const std::string_view line = WithoutIndent(rest);
+    if (line.starts_with(kVariable)) found = ValueAt(line.substr(kVariable.size()));
+    rest.remove_prefix(std::min(rest.find('\n'), rest.size() - 1) + 1);
   }
-  return std::string(Unquote(found));
+  return std::string(found);
 }
 
 DaemonOptions ParseDaemonOptions(const std::string& text) {
