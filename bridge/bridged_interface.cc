@@ -101,6 +101,8 @@ void BridgedInterface::OnEvent(std::string_view line) {
   if (IsPassedOn(event)) Push(line, kPassedOn);
   tracker_.OnControlEvent(event, Now());
   if (IsRequest(event)) AskForSignal();
+  // A reload disconnects all stations before it resets the settings.
+  if (std::holds_alternative<StationDisconnected>(event)) link_.RenewSettings();
 }
 
 // One answer serves all frames before it. hostapd reports a frame before it answers a later

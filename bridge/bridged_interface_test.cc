@@ -91,5 +91,14 @@ TEST_F(BridgedInterfaceTest, ReadsTheKernelWhenHostapdAnswers) {
   EXPECT_THAT(Receive(&client), HasSubstr("event_reason:inactivity last_rx_rssi:-50"));
 }
 
+// A reload of hostapd's configuration resets the settings after it has disconnected all stations.
+TEST_F(BridgedInterfaceTest, RenewsTheSettingsAfterADisconnect) {
+  for (const char* command : {"SET notify_mgmt_frames 1", "SET track_sta_max_num 100"}) {
+    const std::size_t count = hostapd_.Count(command);
+    hostapd_.Send(std::string("<3>AP-STA-DISCONNECTED ") + kStation);
+    EXPECT_TRUE(RunUntil([&] { return hostapd_.Count(command) > count; }));
+  }
+}
+
 }  // namespace
 }  // namespace orvane::bridge

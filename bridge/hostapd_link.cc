@@ -48,7 +48,8 @@ void HostapdLink::Look() {
   } else if (Identify(socket_path_) != identity_) {
     GoDown();
   } else if (++looks_ % kLooksPerRenewal == 0 && is_up_ && events_->waiting_count() == 0) {
-    Renew();
+    RenewSettings();
+    events_->Request(kPing, [](std::string_view) {});
   }
 }
 
@@ -115,12 +116,12 @@ void HostapdLink::Prepare() {
   events_->Request(kPing, [this](std::string_view) { GoUp(); });
 }
 
-// A reload of hostapd's configuration resets the settings, and nothing reports it.
-void HostapdLink::Renew() {
+// A command without an answer is processed after everything that hostapd has reported so far.
+void HostapdLink::RenewSettings() {
+  if (!is_up_ || accepted_settings_.empty() || std::exchange(is_renewing_, true)) return;
   for (const char* command : accepted_settings_) {
-    events_->Request(command, [](std::string_view) {});
+    events_->Request(command, [this](std::string_view) { is_renewing_ = false; });
   }
-  events_->Request(kPing, [](std::string_view) {});
 }
 
 void HostapdLink::GoUp() {
@@ -152,6 +153,7 @@ void HostapdLink::Close() {
   commands_.reset();
   is_attached_ = false;
   accepted_settings_.clear();
+  is_renewing_ = false;
   weak_ptr_factory_.InvalidateWeakPtrs();
 }
 

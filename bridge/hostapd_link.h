@@ -54,6 +54,10 @@ class HostapdLink {
   // Reads the pending events.
   void ReadEvents();
 
+  // Repeats the settings that hostapd has accepted, because a reload of its configuration resets
+  // them. It does so once a second, too, because nothing reports a reload.
+  void RenewSettings();
+
   // Sends a command of the bridge itself, on the events connection. Must be called only while the
   // link is up. `callback` does not run if the link goes down.
   void Ask(std::string command, HostapdChannel::AnswerCallback callback);
@@ -85,7 +89,6 @@ class HostapdLink {
   void Attach(const std::string& command, bool is_last_try);
   void LogRefusal();
   void Prepare();
-  void Renew();
   void GoUp();
   void GoDown();
   void GoDownSoon();
@@ -100,6 +103,7 @@ class HostapdLink {
   bool is_attached_ = false;
   bool is_up_ = false;
   std::vector<const char*> accepted_settings_;
+  bool is_renewing_ = false;
   // What the last attempts logged. An attempt logs only what is new.
   int connect_error_ = 0;
   bool is_refusal_logged_ = false;
