@@ -22,6 +22,9 @@ namespace orvane::wavelarkctl {
 inline constexpr std::string_view kTimeForms =
     ": an age (7d, 12h, 90m, 30s) or a date ('2026-11-22 08:00')";
 
+// As the file of an output option.
+inline constexpr char kStandardOutput[] = "-";
+
 // "HELP (default: VALUE)". Each option with a default has its help text from here.
 template <typename Value>
 std::string WithDefault(std::string_view help, const Value& value) {

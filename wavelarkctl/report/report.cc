@@ -270,7 +270,7 @@ ExitStatus Run(const Options& options) {
   const json data = Collect(options, ScopeOf(options));
   if (options.is_json) {
     std::cout << JsonText(data, 2) << '\n';
-  } else if (options.output == "-") {
+  } else if (options.output == kStandardOutput) {
     std::cout << PageOf(data);
   } else {
     WriteOutputFile(options.output, PageOf(data));

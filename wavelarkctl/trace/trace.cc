@@ -33,7 +33,7 @@ constexpr platform::TimeSpan kShortestPeriod = std::chrono::milliseconds(100);
 struct CommandOptions {
   std::vector<std::string> interfaces = {ap::kMainInterfaces.begin(), ap::kMainInterfaces.end()};
   std::string every = "1s";
-  std::string file;
+  std::string file = kStandardOutput;
   bool is_anonymous = false;
 };
 
@@ -63,7 +63,7 @@ void CheckInterfaces(const CommandOptions& options, const platform::NetlinkManag
 }
 
 TraceWriter MakeWriter(const CommandOptions& options) {
-  if (!options.file.empty()) return CreateTrace(options.file);
+  if (options.file != kStandardOutput) return CreateTrace(options.file);
   return {platform::ScopedFd(dup(STDOUT_FILENO)), "standard output"};
 }
 
@@ -123,7 +123,8 @@ void AddTrace(CLI::App& app, Action* action) {
       ->option_text("SECONDS");
   RefuseEmpty(command
                   ->add_option("-o,--output", options->file,
-                               WithDefault("Write the trace to this new file", "standard output"))
+                               WithDefault("Write the trace to this new file; - is standard output",
+                                           options->file))
                   ->option_text("FILE"));
   command->add_flag("--anonymous", options->is_anonymous,
                     "Replace each address by a number in order of appearance");

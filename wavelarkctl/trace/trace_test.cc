@@ -79,6 +79,18 @@ TEST_P(TraceSignalTest, EndsItWithACompleteFile) {
 
 INSTANTIATE_TEST_SUITE_P(Signals, TraceSignalTest, ::testing::Values(SIGINT, SIGTERM, SIGHUP));
 
+TEST_F(TraceTest, AHyphenIsStandardOutput) {
+  const platform::ScopedFd original(dup(STDOUT_FILENO));
+  ASSERT_NE(freopen(trace_.c_str(), "w", stdout), nullptr);
+  const pid_t pid =
+      Fork({"wavelarkctl", "trace", "--interface", "a", "--every", "0.1s", "-o", "-"});
+  dup2(original.get(), STDOUT_FILENO);
+  WaitForLines(trace_, 2);
+  kill(pid, SIGTERM);
+  EXPECT_EQ(WaitForExit(pid), 0);
+  EXPECT_THAT(Read(trace_), StartsWith(std::string(kTraceHeader) + "\n"));
+}
+
 TEST_F(TraceTest, AnInterfaceThatIsNotThereIsReported) {
   const Outcome outcome = Run({"trace", "--interface", "no-such-one", "-o", trace_.native()});
   EXPECT_EQ(outcome.status, 69);
