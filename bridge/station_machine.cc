@@ -306,8 +306,9 @@ void StationMachine::WriteFirstStep(std::vector<EventLine>* lines) {
   steps_.pop_front();
 }
 
-// If hostapd reports a request, it does so before it sends the answer. Nothing is left to read, so
-// an unused answer is a repetition, or hostapd did not report its request.
+// Settle calls this when nothing is left to read. hostapd reports a request before it sends the
+// answer, so no line will use the remaining answers: they answer repeated requests, or requests
+// that hostapd did not report.
 void StationMachine::DropEvidence(MonotonicTime now) {
   std::erase_if(evidence_, [](const Evidence& evidence) {
     return std::holds_alternative<Answer>(evidence.content);

@@ -97,8 +97,8 @@ void ClientSteer::OnStart() {
             << " lqm_hysteresis=" << lqm_hysteresis_;
 }
 
-// A running pass continues. It adds the stations that it sees to the cleared map. They are new to
-// it, so it does not steer them.
+// A running pass continues and adds the stations that it sees to the cleared map. These stations
+// are new, so the pass does not steer them.
 void ClientSteer::OnStop() {
   poll_timer_.Stop();
   stations_.clear();

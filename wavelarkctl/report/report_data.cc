@@ -366,9 +366,9 @@ class DataMaker {
     return {{"outcomes", outcomes}, {"list", list}};
   }
 
-  // The row has the time and the client of the steer, the interface and signal before it, the
-  // interface and signal of the client's next successful connect with the milliseconds until it,
-  // and the outcome. Without a next connect, its three columns are null.
+  // The columns: time of the steer, client, interface and signal at the steer, interface and signal
+  // at the client's next successful connect, milliseconds from the steer to that connect, outcome.
+  // Without a next connect, the three columns about it are null.
   json RowOf(const RecordedSteer& steer) {
     const auto signal = [](const ReportEvent& event) {
       return event.has_signal() ? json(event.signal) : json();
