@@ -63,6 +63,7 @@ Moment BridgedInterface::Now() const { return {loop_.MonotonicNow(), loop_.Now()
 void BridgedInterface::OnUp() {
   ++counts_.attaches;
   is_asking_for_signal_ = false;
+  has_logged_unreadable_ = false;
   callbacks_.on_hostapd_up();
   platform::TimeSpan delay = platform::TimeSpan::zero();
   if (absent_since_.has_value()) delay = *absent_since_ + kLeastAbsence - loop_.MonotonicNow();
@@ -95,14 +96,18 @@ void BridgedInterface::OnEvent(std::string_view line) {
   VLOG(1) << settings_.names.served << " from hostapd: " << line;
   const ControlEvent event = ParseControlEvent(line);
   ++counts_.events.at(event.index());
-  if (std::holds_alternative<MalformedEvent>(event)) {
-    LOG(WARNING) << "Unreadable event of hostapd: " << line;
-  }
+  if (std::holds_alternative<MalformedEvent>(event)) LogUnreadable(line);
   if (IsPassedOn(event)) Push(line, kPassedOn);
   tracker_.OnControlEvent(event, Now());
   if (IsRequest(event)) AskForSignal();
   // A reload disconnects all stations before it resets the settings.
   if (std::holds_alternative<StationDisconnected>(event)) link_.RenewSettings();
+}
+
+// Any radio in range can send such frames, so only the first one of each hostapd is logged.
+void BridgedInterface::LogUnreadable(std::string_view line) {
+  if (std::exchange(has_logged_unreadable_, true)) return;
+  LOG(WARNING) << "Unreadable event of hostapd: " << line;
 }
 
 // One answer serves all frames before it. hostapd reports a frame before it answers a later

@@ -80,6 +80,7 @@ class BridgedInterface {
   void OnDown();
   void Serve();
   void OnEvent(std::string_view line);
+  void LogUnreadable(std::string_view line);
   void AskForSignal();
   void OnQuiet();
   void ReadAndSettle();
@@ -101,6 +102,7 @@ class BridgedInterface {
   InterfaceCounters counts_;
   StationTracker tracker_;
   bool is_asking_for_signal_ = false;
+  bool has_logged_unreadable_ = false;
   std::unique_ptr<ServedSocket> socket_;
   MonitorSet monitors_;
   std::optional<platform::MonotonicTime> absent_since_;

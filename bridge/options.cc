@@ -31,9 +31,10 @@ std::string AddInterface(std::string_view text, std::vector<InterfaceNames>* int
   const std::string_view served = TakeUntil(&rest, '=');
   const std::string_view hostapd = text.find('=') == std::string_view::npos ? served : rest;
   if (!IsInterfaceName(served) || !IsInterfaceName(hostapd)) return "is not an interface name";
-  if (std::ranges::find(*interfaces, served, &InterfaceNames::served) != interfaces->end()) {
-    return "is given twice";
-  }
+  const auto is_known = [served, hostapd](const InterfaceNames& names) {
+    return names.served == served || names.hostapd == hostapd;
+  };
+  if (std::ranges::any_of(*interfaces, is_known)) return "has a name that is given twice";
   interfaces->push_back({std::string(served), std::string(hostapd)});
   return "";
 }

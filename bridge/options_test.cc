@@ -53,8 +53,16 @@ TEST(OptionsTest, RejectsInvalidValues) {
     Options options;
     EXPECT_EQ(Parse({argument}, &options), 64) << argument;
   }
-  Options options;
-  EXPECT_EQ(Parse({"--interface=a", "--interface=a=b"}, &options), 64);
+}
+
+TEST(OptionsTest, RejectsNamesThatAreGivenTwice) {
+  const auto parse = [](const char* first, const char* second) {
+    Options options;
+    return Parse({first, second}, &options);
+  };
+  EXPECT_EQ(parse("--interface=a", "--interface=a=b"), 64);
+  EXPECT_EQ(parse("--interface=a=c", "--interface=b=c"), 64);
+  EXPECT_EQ(parse("--interface=a=b", "--interface=b=a"), std::nullopt);
 }
 
 }  // namespace

@@ -302,8 +302,9 @@ TEST_F(BridgeTest, LeavesTheSocketOfAnotherBridge) {
 
 TEST_F(BridgeTest, LeavesTheSocketOfHostapd) {
   hostapd_.emplace(HostapdPath());
+  const AnsweringHostapd other(HostapdPath().parent_path() / "other");
   StartBridge({fmt::format("--directory={}", kHostapdDirectory),
-               fmt::format("--interface={}", kHostapdName)});
+               fmt::format("--interface={}=other", kHostapdName)});
   EXPECT_TRUE(bridge_->err().WaitForLine("Failed to serve", kPatience));
   bridge_.reset();
   EXPECT_TRUE(IsServed(HostapdPath()));
@@ -323,8 +324,9 @@ TEST_F(BridgeTest, ForwardsOnlyEventsThatTheDaemonKnows) {
   EXPECT_THAT(client.Receive(), HasSubstr("<3>AP-STA-CONNECT 02:00:00:00:02:00 timestamp:"));
 }
 
-TEST_F(BridgeTest, SurvivesUnreadableEvents) {
-  StartAnswering();
+TEST_F(BridgeTest, CountsUnreadableEventsAndLogsTheFirst) {
+  const platform::FilePath metrics = HostapdPath().parent_path() / "metrics";
+  StartAnswering({"--metrics-file=" + metrics.native()});
   ControlClient client("client", ServedPath());
   ASSERT_EQ(client.Ask("ATTACH"), "OK\n");
   for (const std::string& event :
@@ -335,7 +337,13 @@ TEST_F(BridgeTest, SurvivesUnreadableEvents) {
   }
   hostapd().Send(Probe(1));
   EXPECT_EQ(client.Receive(), ProbeLine(1));
-  EXPECT_EQ(bridge_->err().Count("Unreadable event of hostapd"), 4U);
+  EXPECT_EQ(bridge_->err().Count("Unreadable event of hostapd"), 1U);
+  bridge_->Signal(SIGUSR1);
+  const std::string count =
+      "ap_wavelark_bridge_events_total{interface=\"wlan-5000mhz\",kind=\"malformed\"} 4\n";
+  EXPECT_TRUE(WaitUntil([&] {
+    return platform::ReadFileToString(metrics).value_or("").find(count) != std::string::npos;
+  }));
 }
 
 // The second frame arrives before the answer to the first question.
