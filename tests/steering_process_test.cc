@@ -21,6 +21,7 @@ namespace {
 using std::chrono::milliseconds;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
 
 constexpr char kStarted[] =
     " Client Steer Started  lqm_floor=30 steer_interval=2s poll_interval=1s lqm_hysteresis=15";
@@ -103,7 +104,7 @@ TEST_F(SteeringTest, OtherStationsAreNotSteered) {
   ap_.ExpectLoggedWith(" Steer Client ", 2);
   EXPECT_THAT(
       ap_.LogTextsWith(" Steer Client "),
-      ElementsAre(
+      UnorderedElementsAre(
           " Steer Client 02:00:00:00:00:10 link_quality_metric 16 last_steer_link_quality_metric 0",
           " Steer Client 02:00:00:00:00:1c link_quality_metric 29 last_steer_link_quality_metric "
           "0"));
