@@ -457,6 +457,21 @@ TEST_F(ExplainTest, SteersWithoutTheLinesOfTheirPolls) {
   EXPECT_THAT(text, HasSubstr("-98                  not seen again\n"));
 }
 
+// The daemon forgets a client, and its last metric, when it has not seen it for two steer
+// intervals.
+TEST_F(ExplainTest, ASteerAfterALongTimeShowsNoMove) {
+  Log log;
+  log.Start();
+  for (const char* time : {"10:12:00", "14:12:00"}) {
+    log.Info(time, fmt::format(" Steer Client {} link_quality_metric 18 "
+                               "last_steer_link_quality_metric 0",
+                               kPhone));
+  }
+  const std::string text = Explain(log, {"--client", kPhone}).out;
+  EXPECT_THAT(text, Not(HasSubstr("went to")));
+  EXPECT_THAT(text, HasSubstr("10:12:00  02:11:22:33:44:55  ?     -82           not seen again\n"));
+}
+
 // A log may have been rotated. Its first lines then count from a steer or an arrival that the log
 // does not show.
 TEST_F(ExplainTest, APollBeforeTheFirstLineIsNotInvented) {

@@ -264,6 +264,8 @@ void Explainer::SeeAgain(const MacAddress& address, Tracked& tracked, const Clie
 void Explainer::SeeAgainByNextSteer(const ClientSteered& event, WallTime time) {
   SteerRecord* steer = OpenSteer(event.address);
   if (steer == nullptr) return;
+  // The daemon has forgotten a client that it has not seen for two steer intervals.
+  if (event.last_metric == 0 && time - steer->time > 2 * steer->steer_interval) return;
   steer->has_moved = steer->has_moved || event.last_metric != steer->metric;
   steer->metric_after = event.metric;
   if (!steer->back) steer->back = time;
