@@ -120,7 +120,10 @@ void HostapdLink::Prepare() {
 void HostapdLink::RenewSettings() {
   if (!is_up_ || accepted_settings_.empty() || std::exchange(is_renewing_, true)) return;
   for (const char* command : accepted_settings_) {
-    events_->Request(command, [this](std::string_view) { is_renewing_ = false; });
+    const bool is_first = command == accepted_settings_.front();
+    events_->Request(command, [this, is_first](std::string_view) {
+      if (is_first) is_renewing_ = false;
+    });
   }
 }
 

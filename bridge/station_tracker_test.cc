@@ -372,8 +372,7 @@ TEST_F(StationTrackerTest, ReportsAClientThatGivesUp) {
                                            Connect("success:0 event_reason:disassoc_cli")));
 }
 
-// hostapd may have connected the station by now: only Settle knows that nothing is left to read.
-// Its connection continues, so hostapd reports no other connect.
+// The connection continues, so hostapd reports no other connect.
 TEST_F(StationTrackerTest, ReportsNoFailureWhenAConnectedStationAssociatesAgain) {
   ap_.Join();
   ap_.Associate();
@@ -412,6 +411,7 @@ TEST_F(StationTrackerTest, ForgetsAStationThatStartsOverAndIsGone) {
   EXPECT_EQ(ap_.tracker().station_count(), 0U);
 }
 
+// hostapd may have connected the station by now: only Settle knows that nothing is left to read.
 TEST_F(StationTrackerTest, ReportsAFailureOnlyWhenEverythingIsRead) {
   ap_.Authenticate();
   ap_.Associate();
