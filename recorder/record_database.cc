@@ -117,10 +117,16 @@ RecordDatabase::~RecordDatabase() {
       SQLITE_OK) {
     std::filesystem::remove(log, ignored);
   } else {
+    const std::string problem = sqlite3_errmsg(handle);
     const std::string aside = AsideName(path, kMovedSuffix) + kLogSuffix;
     std::error_code error;
     std::filesystem::rename(log, aside, error);
-    if (!error) LOG(WARNING) << "The renamed database is in use. Its last records are in " << aside;
+    if (!error) {
+      LOG(WARNING) << "The renamed database cannot be completed: " << problem
+                   << ". Its last records are in " << aside;
+    } else if (error != std::errc::no_such_file_or_directory) {
+      LOG(ERROR) << "Failed to rename " << log << ": " << error.message();
+    }
   }
   std::filesystem::remove(path + "-shm", ignored);
 }
