@@ -18,6 +18,8 @@ from plan import FOLDERS
 # A mutant may allocate or write without limit.
 _MEMORY_LIMIT = 4 << 30
 _FILE_LIMIT = 256 << 20
+# Time limit of a process test, as in the test presets.
+_TEST_SECONDS = 600
 # Time limit of a mutant, relative to the unchanged code.
 _PATIENCE_FACTOR = 5
 _PATIENCE_SECONDS = 15
@@ -260,6 +262,7 @@ class Workshop:
         # A test that is late on a busy machine is repeated, and kills no mutant.
         return self._run(
             ["ctest", "--label-regex", "^process$", "--stop-on-failure", "--repeat", "until-pass:2",
+             "--timeout", str(_TEST_SECONDS),
              "--parallel", str(self.jobs * _WAITING_FOR_EACH_JOB)],
             self.build, patience,
         )  # fmt: skip
