@@ -131,8 +131,8 @@ void BridgedInterface::Pump() {
 
 // The kernel has been read before each event, but not after an answer.
 void BridgedInterface::OnQuiet() {
-  const bool is_waiting = tracker_.NextDeadline().has_value();
-  is_waiting ? ReadAndSettle() : Settle();
+  if (tracker_.NextDeadline().has_value()) return ReadAndSettle();
+  Settle();
 }
 
 // --- Lines ---
