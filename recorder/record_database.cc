@@ -59,6 +59,20 @@ std::optional<std::int64_t> ReadNumber(SQLite::Statement& query) {
   return number;
 }
 
+// Renames the write-ahead log of a moved database that `problem` keeps from being completed.
+void SetLogAside(const std::string& path, const std::string& problem) {
+  const std::string log = path + kLogSuffix;
+  const std::string aside = AsideName(path, kMovedSuffix) + kLogSuffix;
+  std::error_code error;
+  std::filesystem::rename(log, aside, error);
+  if (!error) {
+    LOG(WARNING) << "The renamed database cannot be completed: " << problem
+                 << ". Its last records are in " << aside;
+  } else if (error != std::errc::no_such_file_or_directory) {
+    LOG(ERROR) << "Failed to rename " << log << ": " << error.message();
+  }
+}
+
 // Returns whether the rows of an Event contain all of its header.
 bool IsInRows(const Event& header) {
   if (HasMoreThanColumns(header)) return false;
@@ -110,23 +124,13 @@ RecordDatabase::~RecordDatabase() {
   if (!WasMoved()) return;
   sqlite3* const handle = database_.getHandle();
   const std::string path = sqlite3_db_filename(handle, "main");
-  const std::string log = path + kLogSuffix;
   std::error_code ignored;
   // Waits for readers, unlike a passive checkpoint.
   if (sqlite3_wal_checkpoint_v2(handle, nullptr, SQLITE_CHECKPOINT_FULL, nullptr, nullptr) ==
       SQLITE_OK) {
-    std::filesystem::remove(log, ignored);
+    std::filesystem::remove(path + kLogSuffix, ignored);
   } else {
-    const std::string problem = sqlite3_errmsg(handle);
-    const std::string aside = AsideName(path, kMovedSuffix) + kLogSuffix;
-    std::error_code error;
-    std::filesystem::rename(log, aside, error);
-    if (!error) {
-      LOG(WARNING) << "The renamed database cannot be completed: " << problem
-                   << ". Its last records are in " << aside;
-    } else if (error != std::errc::no_such_file_or_directory) {
-      LOG(ERROR) << "Failed to rename " << log << ": " << error.message();
-    }
+    SetLogAside(path, sqlite3_errmsg(handle));
   }
   std::filesystem::remove(path + "-shm", ignored);
 }

@@ -29,8 +29,8 @@ class RecordDatabase {
   RecordDatabase& operator=(const RecordDatabase&) = delete;
 
   // If the file was moved, completes it and deletes its write-ahead log: SQLite would apply the log
-  // to the next database with the old name. If a reader prevents that for two seconds, the log is
-  // renamed to "NAME.moved-YYYYMMDDTHHMMSSZ-wal".
+  // to the next database with the old name. If that fails, or a reader prevents it for two seconds,
+  // the log is renamed to "NAME.moved-YYYYMMDDTHHMMSSZ-wal".
   ~RecordDatabase();
 
   // Each stores a record, its own tally and `tally` in one transaction. Returns the number of new
