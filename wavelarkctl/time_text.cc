@@ -86,8 +86,8 @@ std::string FormatShortSeconds(TimeSpan span) {
 
 std::optional<WallTime> ParseTime(const std::string& text, WallTime now) {
   if (text == "now") return now;
-  if (const auto span = platform::ParseTimeSpan(text); span && *span <= kLongestSpan)
-    return now - *span;
+  const auto span = platform::ParseTimeSpan(text);
+  if (span && *span <= kLongestSpan) return now - *span;
   return ParseDate(text);
 }
 

@@ -101,9 +101,9 @@ void ReadAll(const ExplainOptions& options, platform::WallTime since, Explainer*
     progress.Add();
   };
   if (options.files.empty()) ReadJournal(since, add);
-  if (options.files.size() == 1) ReadLogFile(options.files.front(), add);
-  if (options.files.size() > 1) {
-    for (const std::string& file : options.files) ReadFile(file, add, explainer);
+  const bool is_alone = options.files.size() == 1;
+  for (const std::string& file : options.files) {
+    is_alone ? ReadLogFile(file, add) : ReadFile(file, add, explainer);
   }
   explainer->Finish();
 }
