@@ -183,7 +183,7 @@ class DataMaker {
   using Table = std::map<std::pair<std::string, std::string>, Occurrences>;
 
   // Each row has the reason in words, the interface, the number of events and the number of
-  // clients. The most frequent reason is first.
+  // clients. Rows with more events come first.
   static json RowsOf(const Table& table) {
     std::vector<Table::const_pointer> rows;
     for (const auto& row : table) rows.push_back(&row);
