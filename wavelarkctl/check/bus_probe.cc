@@ -1,5 +1,7 @@
 #include "wavelarkctl/check/bus_probe.h"
 
+#include <fmt/format.h>
+
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -181,6 +183,31 @@ std::string BusProbe::GetText(const std::string& path, const char* interface, co
   return text;
 }
 
+bool BusProbe::GetFlag(const std::string& path, const char* interface, const char* name) {
+  int flag = 0;
+  sd_bus_get_property_trivial(bus_.get(), kSystemdName, path.c_str(), interface, name, nullptr, 'b',
+                              &flag);
+  return flag != 0;
+}
+
+std::string BusProbe::GetFamilies(const std::string& path) {
+  Reply reply;
+  int is_allow_list = 0;
+  if (sd_bus_get_property(bus_.get(), kSystemdName, path.c_str(), kService,
+                          "RestrictAddressFamilies", nullptr, &reply.message, "(bas)") < 0 ||
+      sd_bus_message_enter_container(reply.message, 'r', "bas") < 0 ||
+      sd_bus_message_read(reply.message, "b", &is_allow_list) < 0 ||
+      sd_bus_message_enter_container(reply.message, 'a', "s") < 0) {
+    return "";
+  }
+  std::string families;
+  for (const char* name = nullptr; sd_bus_message_read(reply.message, "s", &name) > 0;) {
+    families += fmt::format("{}{}", families.empty() ? "" : " ", name);
+  }
+  if (is_allow_list == 0) return families.empty() ? "" : "~" + families;
+  return families.empty() ? "none" : families;
+}
+
 std::optional<UnitState> BusProbe::FindUnit(const std::string& name) {
   if (!FindOwner(kSystemdName)) return std::nullopt;
   Reply reply;
@@ -194,12 +221,14 @@ std::optional<UnitState> BusProbe::FindUnit(const std::string& name) {
   UnitState state = {.load = GetText(path, kUnit, "LoadState"),
                      .active = GetText(path, kUnit, "ActiveState"),
                      .result = GetText(path, kService, "Result")};
-  int needs_reload = 0;
-  sd_bus_get_property_trivial(bus_.get(), kSystemdName, path.c_str(), kUnit, "NeedDaemonReload",
-                              nullptr, 'b', &needs_reload);
-  state.needs_reload = needs_reload != 0;
+  state.needs_reload = GetFlag(path, kUnit, "NeedDaemonReload");
   sd_bus_get_property_trivial(bus_.get(), kSystemdName, path.c_str(), kService, "NRestarts",
                               nullptr, 'u', &state.restarts);
+  for (const char* key : {"Type", "Restart", "User"}) {
+    state.settings[key] = GetText(path, kService, key);
+  }
+  state.settings["PrivateNetwork"] = GetFlag(path, kService, "PrivateNetwork") ? "yes" : "no";
+  state.settings["RestrictAddressFamilies"] = GetFamilies(path);
   return state;
 }
 

@@ -5,6 +5,7 @@
 #include <systemd/sd-bus.h>
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,13 +20,15 @@ struct NameOwner {
   uid_t uid = 0;
 };
 
-// A systemd unit.
+// A systemd service.
 struct UnitState {
   std::string load{};    // "loaded", "not-found", "masked"
   std::string active{};  // "active", "inactive", "failed", "activating"
   std::string result{};  // "success", or the reason of its end
   std::uint32_t restarts = 0;
   bool needs_reload = false;
+  // Some settings of the unit file and its drop-ins, as systemd has merged them, by key.
+  std::map<std::string, std::string> settings{};
 };
 
 // Queries the system bus. Waits at most two seconds for each answer. After a call that got no
@@ -61,6 +64,9 @@ class BusProbe {
   // Calls a method of the bus that returns a number for a name.
   std::optional<std::uint32_t> AskBus(const char* member, const std::string& name);
   std::string GetText(const std::string& path, const char* interface, const char* name);
+  bool GetFlag(const std::string& path, const char* interface, const char* name);
+  // Returns the value of RestrictAddressFamilies.
+  std::string GetFamilies(const std::string& path);
 
   std::unique_ptr<sd_bus, Closer> bus_;
   std::string error_;

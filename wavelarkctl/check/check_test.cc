@@ -14,7 +14,9 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -37,11 +39,23 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Pair;
 
 constexpr char kSalt[] = "/var/lib/ap/monitor/station_id_salt";
-constexpr char kDropIn[] = "/etc/systemd/system/ap-wavelark.service.d/local.conf";
 constexpr char kSbin[] = "/usr/sbin:/usr/bin:/sbin:/bin";
 constexpr unsigned kStrangerId = 64'899;
+
+// The packaged unit, without a fault.
+UnitState RunningUnit() {
+  return {.load = "loaded",
+          .active = "active",
+          .result = "success",
+          .settings = {{"Type", "notify"},
+                       {"Restart", "on-failure"},
+                       {"User", "ap-wavelark"},
+                       {"PrivateNetwork", "no"},
+                       {"RestrictAddressFamilies", "AF_NETLINK AF_UNIX"}}};
+}
 
 // A machine in a directory of the test. It is empty at first.
 class MachineOnPaper {
@@ -66,9 +80,7 @@ class MachineOnPaper {
     };
     machine_.has_nl80211 = [] { return true; };
     machine_.is_clock_synchronized = [] { return true; };
-    machine_.unit = [](BusProbe&) {
-      return std::optional<UnitState>({.load = "loaded", .active = "active", .result = "success"});
-    };
+    machine_.unit = [](BusProbe&) { return std::optional(RunningUnit()); };
     Write("/usr/sbin/ap-wavelark", "");
     SetUserId(geteuid());
     Write("/etc/group", fmt::format("ap-wavelark:x:{}:\nwifi:x:64900:ap-wavelark\n", getegid()));
@@ -174,10 +186,9 @@ failure  salt       /var/lib/ap/monitor/station_id_salt is missing: records have
                     -> head -c 32 /dev/urandom | install -D -m 0640 -g ap-wavelark /dev/stdin /var/lib/ap/monitor/station_id_salt
 warning  unit       systemd does not answer, so the unit can't be checked
                     -> run the check where the daemon runs
-ok       sandbox    the unit has no drop-ins
 warning  clock      the clock is not synchronized: setting it moves the times of steers
                     -> systemctl enable --now systemd-timesyncd
-3 ok, 4 warnings, 8 failures
+2 ok, 4 warnings, 8 failures
 )");
 }
 
@@ -233,7 +244,7 @@ ok       settings   event reporting is on
 ok       recorder   org.velmora.ap.Quillary belongs to process N
 ok       salt       {} has 32 bytes
 ok       unit       ap-wavelark.service is active
-ok       sandbox    the unit has no drop-ins
+ok       sandbox    the unit's settings allow what the daemon needs
 ok       clock      the clock is synchronized
 18 ok, 0 warnings, 0 failures
 )",
@@ -246,10 +257,11 @@ TEST_F(MachineOnBusTest, ManyFaultsAtOnceAreAllFound) {
                "--client_steering_lqm_hysteresis=50\"\n");
   paper_.Write("/etc/ap-wavelark/flags.d/50.conf", "clientSteeringInterval=soon\n");
   paper_.Write(kSalt, std::string(32, 's'), 0644);
-  paper_.Write(kDropIn, "[Service]\nPrivateNetwork=yes\n");
   paper_.machine().unit = [](BusProbe&) {
-    return std::optional<UnitState>(
-        {.load = "loaded", .active = "active", .result = "success", .restarts = 7});
+    UnitState unit = RunningUnit();
+    unit.restarts = 7;
+    unit.settings["PrivateNetwork"] = "yes";
+    return std::optional(unit);
   };
   std::filesystem::remove_all(paper_.Path("/sys/class/net/wlp1s0/phy80211"));
   StartFlagsService();
@@ -286,8 +298,8 @@ failure  salt       /var/lib/ap/monitor/station_id_salt has mode 0644: any user 
 ok       unit       ap-wavelark.service is active
 warning  unit       it was restarted 7 times
                     -> journalctl -u ap-wavelark -p err
-failure  sandbox    /etc/systemd/system/ap-wavelark.service.d/local.conf sets PrivateNetwork=yes: the daemon can't reach nl80211 and hostapd
-                    -> remove that line, then systemctl daemon-reload and restart the daemon
+failure  sandbox    the unit has PrivateNetwork=yes: the daemon can't reach nl80211 and hostapd
+                    -> systemctl cat ap-wavelark shows the file: remove that line, then systemctl daemon-reload and restart the daemon
 ok       clock      the clock is synchronized
 12 ok, 4 warnings, 6 failures
 )");
@@ -330,23 +342,20 @@ class FakeSystemd {
   }
 
   static int Reply(sd_bus_message* call, const std::string& property) {
-    const std::string prefix = "org.freedesktop.systemd1.";
-    if (property == prefix + "Unit.LoadState") {
-      return sd_bus_reply_method_return(call, "v", "s", "loaded");
+    static const std::map<std::string, std::string> kTexts = {
+        {"Unit.LoadState", "loaded"},   {"Unit.ActiveState", "failed"},
+        {"Service.Result", "watchdog"}, {"Service.Type", "simple"},
+        {"Service.Restart", "no"},      {"Service.User", "root"}};
+    const std::string name = property.substr(std::strlen("org.freedesktop.systemd1."));
+    const auto text = kTexts.find(name);
+    if (text != kTexts.end()) {
+      return sd_bus_reply_method_return(call, "v", "s", text->second.c_str());
     }
-    if (property == prefix + "Unit.ActiveState") {
-      return sd_bus_reply_method_return(call, "v", "s", "failed");
+    if (name == "Service.NRestarts") return sd_bus_reply_method_return(call, "v", "u", 7);
+    if (name == "Service.RestrictAddressFamilies") {
+      return sd_bus_reply_method_return(call, "v", "(bas)", 0, 2, "AF_INET", "AF_UNIX");
     }
-    if (property == prefix + "Service.Result") {
-      return sd_bus_reply_method_return(call, "v", "s", "watchdog");
-    }
-    if (property == prefix + "Service.NRestarts") {
-      return sd_bus_reply_method_return(call, "v", "u", 7);
-    }
-    if (property == prefix + "Unit.NeedDaemonReload") {
-      return sd_bus_reply_method_return(call, "v", "b", 1);
-    }
-    return -ENOENT;
+    return sd_bus_reply_method_return(call, "v", "b", 1);
   }
 
   testbed::TestPeer peer_;
@@ -364,6 +373,9 @@ TEST_F(MachineOnBusTest, TheUnitIsReadFromSystemd) {
   EXPECT_EQ(unit->result, "watchdog");
   EXPECT_EQ(unit->restarts, 7u);
   EXPECT_TRUE(unit->needs_reload);
+  EXPECT_THAT(unit->settings, ElementsAre(Pair("PrivateNetwork", "yes"), Pair("Restart", "no"),
+                                          Pair("RestrictAddressFamilies", "~AF_INET AF_UNIX"),
+                                          Pair("Type", "simple"), Pair("User", "root")));
 }
 
 // A flags service that publishes any map, and misbehaves on demand.
@@ -482,31 +494,39 @@ TEST_F(CheckTest, TheStateOfTheUnitIsJudged) {
   }
 }
 
-TEST_F(CheckTest, HarmfulDropInsAreFound) {
-  const std::vector<std::pair<std::string, std::string>> cases = {
-      {"[Service]\n# PrivateNetwork=yes\nMemoryMax=1G\n", "ok: {} is harmless"},
-      {"RestrictAddressFamilies=\n RestrictAddressFamilies = AF_UNIX\n",
-       "failure: {} sets RestrictAddressFamilies=AF_UNIX: the daemon needs AF_UNIX and AF_NETLINK"},
-      {"RestrictAddressFamilies=~AF_INET AF_NETLINK AF_UNIX\n",
-       "failure: {} sets RestrictAddressFamilies=~AF_INET AF_NETLINK AF_UNIX: the daemon needs "
-       "AF_UNIX and AF_NETLINK"},
-      {"RestrictAddressFamilies=none\n",
-       "failure: {} sets RestrictAddressFamilies=none: the daemon needs AF_UNIX and AF_NETLINK"},
-      // systemd adds them to the unit's list, or removes them from it.
-      {"RestrictAddressFamilies=AF_INET\n", "ok: {} is harmless"},
-      {"RestrictAddressFamilies=~AF_INET\n", "ok: {} is harmless"},
-      {"RestrictAddressFamilies=\nRestrictAddressFamilies=AF_UNIX AF_NETLINK\n",
-       "ok: {} is harmless"},
-      {"Restart=no",
-       "warning: {} sets Restart=no: the daemon is not restarted after a failed check"},
-      {"User=root\n", "warning: {} sets User=root: files and bus policy are for ap-wavelark"},
-      {"Type=simple\n", "warning: {} sets Type=simple: watchdog and readiness need Type=notify"},
+TEST_F(CheckTest, HarmfulSettingsOfTheUnitAreFound) {
+  struct Case {
+    std::string key, value, finding;
   };
-  for (const auto& [text, finding] : cases) {
-    paper_.Write(kDropIn, text);
-    EXPECT_THAT(paper_.Find(CheckDropIns),
-                ElementsAre(fmt::format(fmt::runtime(finding), kDropIn)));
+  const std::string ok = "ok: the unit's settings allow what the daemon needs";
+  const std::string families =
+      "failure: the unit has {}={}: the daemon needs AF_UNIX and AF_NETLINK";
+  const std::string restart =
+      "warning: the unit has {}={}: the daemon is not restarted after a failed check";
+  for (const auto& [key, value, finding] : std::vector<Case>{
+           {"RestrictAddressFamilies", "AF_UNIX", families},
+           {"RestrictAddressFamilies", "none", families},
+           {"RestrictAddressFamilies", "~AF_INET AF_NETLINK", families},
+           {"RestrictAddressFamilies", "~AF_INET", ok},
+           {"RestrictAddressFamilies", "", ok},
+           {"Restart", "no", restart},
+           {"Restart", "on-success", restart},
+           {"Restart", "on-abort", ok},
+           {"User", "root",
+            "warning: the unit has {}={}: files and bus policy are for ap-wavelark"},
+           {"Type", "exec", "warning: the unit has {}={}: watchdog and readiness need Type=notify"},
+       }) {
+    UnitState unit = RunningUnit();
+    unit.settings[key] = value;
+    paper_.machine().unit = [&unit](BusProbe&) { return std::optional(unit); };
+    EXPECT_THAT(paper_.Find(CheckSandbox),
+                ElementsAre(fmt::format(fmt::runtime(finding), key, value)));
   }
+}
+
+TEST_F(CheckTest, AUnitThatIsNotLoadedHasNoSettings) {
+  paper_.machine().unit = [](BusProbe&) { return std::optional<UnitState>({.load = "masked"}); };
+  EXPECT_TRUE(paper_.Find(CheckSandbox).empty());
 }
 
 TEST_F(CheckTest, HarmfulSettingsAreFound) {

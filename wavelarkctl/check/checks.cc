@@ -10,7 +10,7 @@ const std::vector<Check>& AllChecks() {
       {"program", CheckProgram},    {"user", CheckUser},         {"interface", CheckInterfaces},
       {"nl80211", CheckNl80211},    {"hostapd", CheckHostapd},   {"bus", CheckBus},
       {"flags", CheckFlagsService}, {"settings", CheckSettings}, {"recorder", CheckRecorder},
-      {"salt", CheckSalt},          {"unit", CheckUnit},         {"sandbox", CheckDropIns},
+      {"salt", CheckSalt},          {"unit", CheckUnit},         {"sandbox", CheckSandbox},
       {"clock", CheckClock},
   };
   return kChecks;

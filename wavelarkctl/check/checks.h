@@ -40,7 +40,7 @@ std::string_view LevelText(Level level);
 std::string ProblemText(std::string_view path, int error);
 
 CheckFunction CheckProgram, CheckUser, CheckInterfaces, CheckNl80211, CheckHostapd, CheckBus,
-    CheckFlagsService, CheckSettings, CheckRecorder, CheckSalt, CheckUnit, CheckDropIns, CheckClock;
+    CheckFlagsService, CheckSettings, CheckRecorder, CheckSalt, CheckUnit, CheckSandbox, CheckClock;
 
 }  // namespace orvane::wavelarkctl
 

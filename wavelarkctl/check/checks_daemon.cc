@@ -162,81 +162,38 @@ Finding JudgeSalt(const Machine& machine, const std::string& path, const struct 
           fmt::format("{} has {}", path, Count(static_cast<std::size_t>(status.st_size), "byte"))};
 }
 
-// Drop-ins of the unit
+// Settings of the unit
 
-// The effect of earlier lines.
-struct DropInState {
-  bool has_families = true;  // a list of address families is in force, at first the unit's
-};
-
-struct DropInRule {
-  std::string_view key;
-  bool (*is_wrong)(std::string_view value, DropInState* state);
+struct UnitRule {
+  const char* key;
+  bool (*is_wrong)(std::string_view value);
   Level level;
   std::string_view reason;
 };
 
-bool IsYes(std::string_view value, DropInState* /*state*/) {
-  return value == "yes" || value == "true" || value == "on" || value == "1";
-}
-bool IsNo(std::string_view value, DropInState* /*state*/) { return value == "no"; }
-bool IsOtherUser(std::string_view value, DropInState* /*state*/) { return value != kDaemonUser; }
-bool IsOtherType(std::string_view value, DropInState* /*state*/) { return value != "notify"; }
-
-// systemd adds a list of families to that of the unit, removes those after '~' from it, and drops
-// it for an empty value.
-bool LacksFamilies(std::string_view value, DropInState* state) {
-  const bool had_list = std::exchange(state->has_families, !value.empty());
+bool IsYes(std::string_view value) { return value == "yes"; }
+// A list after '~' forbids, another list allows. Without a list, all families are allowed.
+bool LacksFamilies(std::string_view value) {
   const bool has_unix = value.find("AF_UNIX") != std::string_view::npos;
   const bool has_netlink = value.find("AF_NETLINK") != std::string_view::npos;
-  if (value.starts_with('~')) return has_unix || has_netlink;
-  if (value.empty() || value == "none") return !value.empty();
-  return !had_list && !(has_unix && has_netlink);
+  if (value.empty() || value.starts_with('~')) return has_unix || has_netlink;
+  return !has_unix || !has_netlink;
 }
+// The other values restart a daemon that has aborted.
+bool IgnoresAborts(std::string_view value) {
+  return value == "no" || value == "on-success" || value == "on-watchdog";
+}
+bool IsOtherUser(std::string_view value) { return value != kDaemonUser; }
+bool IsOtherType(std::string_view value) { return value != "notify"; }
 
-constexpr std::array<DropInRule, 5> kDropInRules = {{
+constexpr std::array<UnitRule, 5> kUnitRules = {{
     {"PrivateNetwork", IsYes, Level::kFailure, "the daemon can't reach nl80211 and hostapd"},
     {"RestrictAddressFamilies", LacksFamilies, Level::kFailure,
      "the daemon needs AF_UNIX and AF_NETLINK"},
-    {"Restart", IsNo, Level::kWarning, "the daemon is not restarted after a failed check"},
+    {"Restart", IgnoresAborts, Level::kWarning, "the daemon is not restarted after a failed check"},
     {"User", IsOtherUser, Level::kWarning, "files and bus policy are for ap-wavelark"},
     {"Type", IsOtherType, Level::kWarning, "watchdog and readiness need Type=notify"},
 }};
-
-constexpr std::array<std::string_view, 3> kDropInDirectories = {
-    "/usr/lib/systemd/system/ap-wavelark.service.d", "/run/systemd/system/ap-wavelark.service.d",
-    "/etc/systemd/system/ap-wavelark.service.d"};
-
-void JudgeDropInLine(const std::string& file, std::string_view line, DropInState* state,
-                     Findings* findings) {
-  const std::size_t equals = line.find('=');
-  if (equals == std::string_view::npos || line.starts_with('#') || line.starts_with(';')) return;
-  const std::string_view key = platform::TrimWhitespace(line.substr(0, equals));
-  const std::string_view value = platform::TrimWhitespace(line.substr(equals + 1));
-  for (const DropInRule& rule : kDropInRules) {
-    if (rule.key != key || !rule.is_wrong(value, state)) continue;
-    findings->push_back({rule.level,
-                         fmt::format("{} sets {}={}: {}", file, key, value, rule.reason),
-                         "remove that line, then systemctl daemon-reload and restart the daemon"});
-  }
-}
-
-void JudgeDropIn(const Machine& machine, const std::string& file, DropInState* state,
-                 Findings* findings) {
-  const auto text = platform::ReadFileToString(machine.At(file));
-  if (!text) {
-    findings->push_back({Level::kWarning, ProblemText(file, errno), "run the check as root"});
-    return;
-  }
-  const std::size_t before = findings->size();
-  std::string_view rest = *text;
-  while (!rest.empty()) {
-    const std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-    JudgeDropInLine(file, platform::TrimWhitespace(line), state, findings);
-  }
-  if (findings->size() == before) findings->push_back({Level::kOk, file + " is harmless"});
-}
 
 Findings JudgeUnit(const UnitState& unit) {
   if (unit.load == "masked") {
@@ -329,15 +286,20 @@ Findings CheckUnit(Machine& machine) {
            "run the check where the daemon runs"}};
 }
 
-Findings CheckDropIns(Machine& machine) {
+Findings CheckSandbox(Machine& machine) {
+  const auto unit = machine.unit(machine.bus());
+  if (!unit || unit->load != "loaded") return {};  // CheckUnit reports this
   Findings findings;
-  DropInState state;
-  for (const std::string_view directory : kDropInDirectories) {
-    for (const std::string& file : machine.ListConfigurations(directory)) {
-      JudgeDropIn(machine, file, &state, &findings);
-    }
+  for (const auto& [key, is_wrong, level, reason] : kUnitRules) {
+    const std::string& value = unit->settings.at(key);
+    if (!is_wrong(value)) continue;
+    findings.push_back({level, fmt::format("the unit has {}={}: {}", key, value, reason),
+                        "systemctl cat ap-wavelark shows the file: remove that line, then "
+                        "systemctl daemon-reload and restart the daemon"});
   }
-  if (findings.empty()) findings.push_back({Level::kOk, "the unit has no drop-ins"});
+  if (findings.empty()) {
+    findings.push_back({Level::kOk, "the unit's settings allow what the daemon needs"});
+  }
   return findings;
 }
 
