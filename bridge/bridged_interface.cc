@@ -120,8 +120,10 @@ void BridgedInterface::AskForSignal() {
   });
 }
 
+// The message may have been read on behalf of another interface, which settles only its own lines.
 void BridgedInterface::OnNl80211Event(const Nl80211Event& event) {
   tracker_.OnNl80211Event(event, Now());
+  alarm_.Start(platform::TimeSpan::zero(), [this] { ReadAndSettle(); });
 }
 
 void BridgedInterface::Pump() {

@@ -65,6 +65,7 @@ class BridgedInterface {
   const InterfaceNames& names() const { return settings_.names; }
   bool is_up() const { return link_.is_up(); }
 
+  // The lines that become due are written at the latest in the next turn of the loop.
   void OnNl80211Event(const Nl80211Event& event);
 
   // Reads hostapd's events, writes the lines that are due, and sends as much as possible.

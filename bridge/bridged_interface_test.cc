@@ -51,6 +51,18 @@ class BridgedInterfaceTest : public ::testing::Test {
     return datagram;
   }
 
+  // Returns the kernel's messages about a station that leaves because of inactivity.
+  static std::vector<Nl80211Event> Leave() {
+    const ap::MacAddress station{std::string_view(kStation)};
+    ManagementFrame notice;
+    notice.kind = FrameKind::kDeauthentication;
+    notice.destination = station;
+    notice.code = 4;
+    StationInfo info;
+    info.signal = -50;
+    return {{kIndex, FrameSent{notice, true}}, {kIndex, StationRemoved{station, info}}};
+  }
+
   void ReadKernel() {
     for (const Nl80211Event& event : std::exchange(kernel_messages_, {})) {
       interface_.OnNl80211Event(event);
@@ -71,6 +83,19 @@ class BridgedInterfaceTest : public ::testing::Test {
           .on_hostapd_up = [] {}}};
 };
 
+// Another interface may read the kernel's messages about this one.
+TEST_F(BridgedInterfaceTest, SettlesAfterAMessageOfTheKernel) {
+  testbed::ControlClient client("client", ServedPath());
+  client.Send("ATTACH");
+  ASSERT_EQ(Receive(&client), "OK\n");
+  hostapd_.Send(std::string("<3>AP-STA-POSSIBLE-PSK-MISMATCH ") + kStation);
+  hostapd_.Send(std::string("<3>RX-PROBE-REQUEST sa=") + kStation + " signal=-50");
+  ASSERT_THAT(Receive(&client), HasSubstr("AP-MONITOR-STA-INFO"));
+
+  interface_.OnNl80211Event(Leave().front());
+  EXPECT_THAT(Receive(&client), HasSubstr("success:0 event_reason:psk_mismatch"));
+}
+
 // The loop may serve an answer of hostapd before the messages of the kernel.
 TEST_F(BridgedInterfaceTest, ReadsTheKernelWhenHostapdAnswers) {
   testbed::ControlClient client("client", ServedPath());
@@ -79,14 +104,7 @@ TEST_F(BridgedInterfaceTest, ReadsTheKernelWhenHostapdAnswers) {
   hostapd_.Send(std::string("<3>AP-STA-DISCONNECTED ") + kStation);
   ASSERT_THAT(Receive(&client), HasSubstr("AP-STA-DISCONNECTED"));
 
-  const ap::MacAddress station{std::string_view(kStation)};
-  ManagementFrame notice;
-  notice.kind = FrameKind::kDeauthentication;
-  notice.destination = station;
-  notice.code = 4;
-  StationInfo info;
-  info.signal = -50;
-  kernel_messages_ = {{kIndex, FrameSent{notice, true}}, {kIndex, StationRemoved{station, info}}};
+  kernel_messages_ = Leave();
   hostapd_.Send("OK\n");
   EXPECT_THAT(Receive(&client), HasSubstr("event_reason:inactivity last_rx_rssi:-50"));
 }
