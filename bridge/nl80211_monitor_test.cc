@@ -121,7 +121,9 @@ TEST_F(Nl80211MonitorTest, OpensAgainAfterAReloadOfTheDriver) {
   ASSERT_TRUE(monitor_.Open());
   kernel_.RemoveFamily("nl80211");
   EXPECT_FALSE(monitor_.Open());
+  const std::size_t count = kernel_.requests().size();
   EXPECT_EQ(ReadStation("020000000001"), StationInfo());
+  EXPECT_EQ(kernel_.requests().size(), count) << "the old number may belong to another family";
   kernel_.AddFamily("nl80211", kNewFamily);
   EXPECT_TRUE(monitor_.Open());
   kernel_.Multicast(FakeKernel::kMlmeGroup, Removal(1, kNewFamily));
