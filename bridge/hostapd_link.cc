@@ -49,7 +49,7 @@ void HostapdLink::Look() {
     GoDown();
   } else if (++looks_ % kLooksPerRenewal == 0 && is_up_ && events_->waiting_count() == 0) {
     RenewSettings();
-    events_->Request(keep_alive_, [](std::string_view) {});
+    events_->Request(kPing, [](std::string_view) {});
   }
 }
 
@@ -88,9 +88,6 @@ void HostapdLink::Attach(const std::string& command, bool is_last_try) {
   events_->Request(command, [this, is_last_try](std::string_view answer) {
     if (answer == kOk) {
       is_attached_ = true;
-      // A hostapd that knows the first command accepts it from an attached monitor. An older one
-      // may attach the monitor twice.
-      keep_alive_ = is_last_try ? kPing : kAttachWithProbes;
       if (is_last_try) {
         LOG(INFO) << "hostapd at " << socket_path_.native() << " does not report probe requests";
       }

@@ -103,9 +103,6 @@ class HostapdLink {
   bool is_attached_ = false;
   bool is_up_ = false;
   std::vector<const char*> accepted_settings_;
-  // The command that shows that hostapd answers. It also attaches again, because hostapd detaches
-  // a monitor that it repeatedly failed to send to, and does not report this.
-  const char* keep_alive_ = nullptr;  // set while attached
   bool is_renewing_ = false;
   // What the last attempts logged. An attempt logs only what is new.
   int connect_error_ = 0;
