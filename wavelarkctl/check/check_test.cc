@@ -187,7 +187,7 @@ failure  salt       /var/lib/ap/monitor/station_id_salt is missing: records have
 warning  unit       systemd does not answer, so the unit can't be checked
                     -> run the check where the daemon runs
 warning  clock      the clock is not synchronized: setting it moves the times of steers
-                    -> systemctl enable --now systemd-timesyncd
+                    -> start a time service, such as systemd-timesyncd
 2 ok, 4 warnings, 8 failures
 )");
 }
@@ -284,7 +284,7 @@ ok       bus        the system bus answers
 ok       bus        org.velmora.ap.Wavelark belongs to process N
 ok       flags      org.velmora.ap.Flags belongs to process N
 failure  flags      /etc/ap-wavelark/flags.d/50.conf:1: the value of clientSteeringInterval is not a number
-                    -> correct it: until then the last valid settings stay in force
+                    -> correct it: until then no change of the files takes effect
 ok       settings   steering is on: floor 44, hysteresis 50, steer interval 10m, poll interval 1m
 warning  settings   with floor 44 and hysteresis 50 no client is ever steered for the first time
                     -> set the floor at least 10 above the hysteresis

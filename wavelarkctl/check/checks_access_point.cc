@@ -131,7 +131,7 @@ Findings CheckHostapd(Machine& machine) {
 Findings CheckClock(Machine& machine) {
   if (machine.is_clock_synchronized()) return {{Level::kOk, "the clock is synchronized"}};
   return {{Level::kWarning, "the clock is not synchronized: setting it moves the times of steers",
-           "systemctl enable --now systemd-timesyncd"}};
+           "start a time service, such as systemd-timesyncd"}};
 }
 
 }  // namespace orvane::wavelarkctl

@@ -91,7 +91,7 @@ Findings CheckFlagsService(Machine& machine) {
       {machine.At("/etc/ap-wavelark/flags.d"), machine.At("/run/ap-wavelark/flags.d")});
   for (const std::string& error : reading.errors) {
     findings.push_back(
-        {Level::kFailure, error, "correct it: until then the last valid settings stay in force"});
+        {Level::kFailure, error, "correct it: until then no change of the files takes effect"});
   }
   return findings;
 }

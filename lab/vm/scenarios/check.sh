@@ -6,7 +6,7 @@
 
 source lab/vm/systemd.sh
 
-readonly clock='^warning  clock .*is not synchronized.* -> systemctl enable --now systemd-timesyncd$'
+readonly clock='^warning  clock .*is not synchronized.* -> start a time service, such as systemd-timesyncd$'
 
 # Runs the check, prepared by a command if there is one, and prints what it finds. Each finding is then a
 # line in $scratch/findings, with its advice.
