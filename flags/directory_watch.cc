@@ -24,7 +24,7 @@ FilePath Absolute(const FilePath& directory) {
 
 // Returns whether a new file is probably still to be written: it is regular, empty and has one hard
 // link. The caller need not wait for other files: a hard or symbolic link is complete from the
-// start, and each later write to a file causes an event.
+// start, and a file with contents has caused IN_MODIFY.
 bool IsToBeWritten(const FilePath& file) {
   struct stat status = {};
   return lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
