@@ -1,10 +1,12 @@
 #include "wavelarkctl/check/bus_probe.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <set>
 
 #include "platform/bus/messages.h"
 #include "platform/logging.h"
@@ -74,6 +76,11 @@ bool ReadMap(sd_bus_message* message, flags::FlagMap* map) {
 }
 
 }  // namespace
+
+std::string FamiliesText(bool is_allow_list, const std::set<std::string>& names) {
+  if (names.empty()) return is_allow_list ? "none" : "";
+  return fmt::format("{}{}", is_allow_list ? "" : "~", fmt::join(names, " "));
+}
 
 BusProbe::BusProbe() {
   sd_bus* bus = nullptr;
@@ -200,12 +207,11 @@ std::string BusProbe::GetFamilies(const std::string& path) {
       sd_bus_message_enter_container(reply.message, 'a', "s") < 0) {
     return "";
   }
-  std::string families;
+  std::set<std::string> names;
   for (const char* name = nullptr; sd_bus_message_read(reply.message, "s", &name) > 0;) {
-    families += fmt::format("{}{}", families.empty() ? "" : " ", name);
+    names.insert(name);
   }
-  if (is_allow_list == 0) return families.empty() ? "" : "~" + families;
-  return families.empty() ? "none" : families;
+  return FamiliesText(is_allow_list != 0, names);
 }
 
 std::optional<UnitState> BusProbe::FindUnit(const std::string& name) {

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "flags/flags_text.h"
@@ -30,6 +31,10 @@ struct UnitState {
   // Some settings of the unit file and its drop-ins, as systemd has merged them, by key.
   std::map<std::string, std::string> settings{};
 };
+
+// Returns the value of RestrictAddressFamilies: "A B" allows only these families, "none" allows
+// none, and "~A B" forbids these.
+std::string FamiliesText(bool is_allow_list, const std::set<std::string>& names);
 
 // Queries the system bus. Waits at most two seconds for each answer. After a call that got no
 // answer, all other calls fail at once.

@@ -524,6 +524,37 @@ TEST_F(CheckTest, HarmfulSettingsOfTheUnitAreFound) {
   }
 }
 
+TEST_F(CheckTest, WithoutSystemdTheFilesOfTheUnitAreMerged) {
+  const std::string unit = "/ap-wavelark.service";
+  const std::string etc = "/etc/systemd/system" + unit;
+  const std::string usr = "/usr/lib/systemd/system" + unit;
+  paper_.machine().unit = [](BusProbe&) { return std::optional<UnitState>(); };
+  EXPECT_TRUE(paper_.Find(CheckSandbox).empty());
+  paper_.Write(usr,
+               "[Service]\nType=notify\nUser=ap-wavelark\nRestart=on-failure\n"
+               "RestrictAddressFamilies=AF_UNIX AF_NETLINK\n");
+  paper_.Write(usr + ".d/10-net.conf", "[Service]\n PrivateNetwork = true\n");
+  paper_.Write(etc + ".d/20-more.conf",
+               "# User=root\n;Type=simple\nRestrictAddressFamilies=~AF_UNIX\n");
+  EXPECT_THAT(paper_.Find(CheckSandbox),
+              ElementsAre("failure: the unit has PrivateNetwork=true: the daemon can't reach "
+                          "nl80211 and hostapd",
+                          "failure: the unit has RestrictAddressFamilies=AF_NETLINK: the daemon "
+                          "needs AF_UNIX and AF_NETLINK"));
+  // A file of the same name in /etc replaces the other one, a later name wins, an empty value
+  // resets.
+  paper_.Write(etc + ".d/10-net.conf", "");
+  paper_.Write(usr + ".d/30-late.conf",
+               "RestrictAddressFamilies=\nRestrictAddressFamilies=~AF_INET\n"
+               "RestrictAddressFamilies=AF_UNIX AF_NETLINK\n");
+  EXPECT_THAT(paper_.Find(CheckSandbox),
+              ElementsAre("ok: the unit's settings allow what the daemon needs"));
+  paper_.Write(etc, "[Service]\nUser=root\n");
+  EXPECT_THAT(paper_.Find(CheckSandbox),
+              ElementsAre("warning: the unit has User=root: files and bus policy are for "
+                          "ap-wavelark"));
+}
+
 TEST_F(CheckTest, AUnitThatIsNotLoadedHasNoSettings) {
   paper_.machine().unit = [](BusProbe&) { return std::optional<UnitState>({.load = "masked"}); };
   EXPECT_TRUE(paper_.Find(CheckSandbox).empty());

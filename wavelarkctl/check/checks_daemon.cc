@@ -14,6 +14,7 @@
 #include "optimizer/station_id_generator.h"
 #include "platform/text.h"
 #include "wavelarkctl/check/checks.h"
+#include "wavelarkctl/check/unit_files.h"
 #include "wavelarkctl/daemon_options.h"
 #include "wavelarkctl/human_text.h"
 #include "wavelarkctl/log/assumed_settings.h"
@@ -171,7 +172,9 @@ struct UnitRule {
   std::string_view reason;
 };
 
-bool IsYes(std::string_view value) { return value == "yes"; }
+bool IsYes(std::string_view value) {
+  return value == "yes" || value == "true" || value == "on" || value == "1";
+}
 // A list after '~' forbids, another list allows. Without a list, all families are allowed.
 bool LacksFamilies(std::string_view value) {
   const bool has_unix = value.find("AF_UNIX") != std::string_view::npos;
@@ -288,12 +291,13 @@ Findings CheckUnit(Machine& machine) {
 
 Findings CheckSandbox(Machine& machine) {
   const auto unit = machine.unit(machine.bus());
-  if (!unit || unit->load != "loaded") return {};  // CheckUnit reports this
+  const auto settings = unit ? unit->settings : ReadUnitFiles(machine, "ap-wavelark.service");
+  if (settings.empty()) return {};  // CheckUnit reports this
   Findings findings;
   for (const auto& [key, is_wrong, level, reason] : kUnitRules) {
-    const std::string& value = unit->settings.at(key);
-    if (!is_wrong(value)) continue;
-    findings.push_back({level, fmt::format("the unit has {}={}: {}", key, value, reason),
+    const auto found = settings.find(key);
+    if (found == settings.end() || !is_wrong(found->second)) continue;
+    findings.push_back({level, fmt::format("the unit has {}={}: {}", key, found->second, reason),
                         "systemctl cat ap-wavelark shows the file: remove that line, then "
                         "systemctl daemon-reload and restart the daemon"});
   }
