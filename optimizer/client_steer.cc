@@ -157,9 +157,9 @@ void ClientSteer::OnPollComplete(const Nl80211Error* error) {
   }
 }
 
-// If the cursor is past the last interface, this is a late reply of an earlier pass. PlaceStation
-// then stores the cursor as the station's interface index and restarts the station's steer
-// interval. There is no last steer metric for this index, so the function returns.
+// If passes overlap, the cursor may be past the last interface. PlaceStation then stores the cursor
+// as the station's interface index and restarts the station's steer interval. There is no last
+// steer metric for this index, so the function returns.
 void ClientSteer::CheckStation(const MacAddress& mac_address, std::int8_t signal_dbm) {
   StationSteerState& state = stations_[mac_address];
   const platform::WallTime now = loop_.Now();
