@@ -172,7 +172,7 @@ TraceSurvey Survey(TraceReader& reader, const std::optional<Address>& client) {
 }
 
 // Makes malloc keep freed memory. The simulated kernel allocates and frees its dumps at each poll.
-// If malloc returned this memory to the system, the page faults would take longer than the poll.
+// If malloc returned this memory to the system, page faults would slow each poll.
 void KeepFreedMemory() {
   constexpr int kKeptBytes = 32 << 20;
   mallopt(M_MMAP_MAX, 0);
