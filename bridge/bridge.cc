@@ -3,13 +3,14 @@
 #include <utility>
 
 #include "platform/logging.h"
-#include "platform/netlink/netlink_kernel.h"
 
 namespace orvane::bridge {
 
-Bridge::Bridge(platform::Loop& loop, const Options& options)
+Bridge::Bridge(platform::Loop& loop, const Options& options,
+               std::unique_ptr<platform::NetlinkKernel> kernel)
     : metrics_file_(options.metrics_file),
-      nl80211_(loop, std::make_unique<platform::NetlinkKernel>(), [this] { OnKernelReady(); }),
+      nl80211_(loop, std::move(kernel), [this] { OnKernelReady(); }),
+      kernel_timer_(loop),
       metrics_timer_(loop) {
   for (const InterfaceNames& names : options.interfaces) Add(loop, options, names);
   if (!metrics_file_.empty()) KeepWritingMetrics();
@@ -31,14 +32,30 @@ void Bridge::Add(platform::Loop& loop, const Options& options, const InterfaceNa
                                   .on_hostapd_up = [this, entry] { OnHostapdUp(entry); }});
 }
 
-// The driver or the interface may be newer than the last attempt.
+// The driver may have been reloaded, so nl80211 is opened again.
 void Bridge::OnHostapdUp(Entry* entry) {
   const std::string& name = entry->interface->names().hostapd;
   if (!nl80211_.Open()) {
-    LOG(WARNING) << "Only connects and disconnects are reported without nl80211: " << name;
+    PLOG(WARNING) << "Only connects and disconnects are reported without nl80211: " << name;
   }
-  entry->index = nl80211_.InterfaceIndex(name);
+  FindInterfaces();
   if (entry->index == 0) LOG(WARNING) << "No network interface " << name;
+  kernel_timer_.Start(kKernelInterval, [this] { CheckKernel(); });
+}
+
+// The kernel may fail for a while, and may replace an interface while hostapd runs.
+void Bridge::CheckKernel() {
+  if (!nl80211_.is_open() && nl80211_.Open()) LOG(INFO) << "nl80211 is available now";
+  FindInterfaces();
+  kernel_timer_.Start(kKernelInterval, [this] { CheckKernel(); });
+}
+
+// Reads the messages with the old indexes first.
+void Bridge::FindInterfaces() {
+  ReadKernel();
+  for (const auto& entry : entries_) {
+    entry->index = nl80211_.InterfaceIndex(entry->interface->names().hostapd);
+  }
 }
 
 void Bridge::ReadKernel() {

@@ -13,6 +13,7 @@
 #include "bridge/options.h"
 #include "bridge/station_tracker.h"
 #include "platform/loop.h"
+#include "platform/netlink/netlink_kernel.h"
 #include "platform/one_shot_timer.h"
 
 namespace orvane::bridge {
@@ -23,9 +24,12 @@ class Bridge {
  public:
   // Interval between writes of the metrics file.
   static constexpr platform::TimeSpan kMetricsInterval = std::chrono::seconds(15);
+  // Interval between checks of nl80211 and of the interfaces' indexes, after the first attachment.
+  static constexpr platform::TimeSpan kKernelInterval = std::chrono::seconds(5);
 
   // Starts at once. The loop must outlive the bridge.
-  Bridge(platform::Loop& loop, const Options& options);
+  Bridge(platform::Loop& loop, const Options& options,
+         std::unique_ptr<platform::NetlinkKernel> kernel);
   Bridge(const Bridge&) = delete;
   Bridge& operator=(const Bridge&) = delete;
   // Writes the metrics once more.
@@ -43,6 +47,8 @@ class Bridge {
 
   void Add(platform::Loop& loop, const Options& options, const InterfaceNames& names);
   void OnHostapdUp(Entry* entry);
+  void CheckKernel();
+  void FindInterfaces();
   void ReadKernel();
   void OnKernelReady();
   void KeepWritingMetrics();
@@ -51,6 +57,7 @@ class Bridge {
   SharedMemory shared_;
   Nl80211Monitor nl80211_;
   std::vector<std::unique_ptr<Entry>> entries_;
+  platform::OneShotTimer kernel_timer_;
   platform::OneShotTimer metrics_timer_;
 };
 

@@ -3,6 +3,7 @@
 #include <linux/genetlink.h>
 #include <linux/nl80211.h>
 
+#include <cerrno>
 #include <span>
 #include <utility>
 
@@ -41,6 +42,7 @@ bool Nl80211Monitor::Open() {
   // A reload of the driver changes the family's id and ends the memberships.
   const auto family = FindFamily();
   family_id_ = 0;
+  errno = ENOENT;  // unless JoinGroups sets another
   if (!family.has_value() || !JoinGroups(*family)) return false;
   if (watch_ == nullptr) watch_ = loop_.WatchReadable(events_->fd(), this);
   CHECK(watch_ != nullptr);
@@ -61,11 +63,7 @@ std::optional<MulticastFamily> Nl80211Monitor::FindFamily() {
 bool Nl80211Monitor::JoinGroups(const MulticastFamily& family) {
   for (const char* name : kGroups) {
     const auto group = family.groups.find(name);
-    if (group == family.groups.end()) return false;
-    if (!events_->JoinGroup(group->second)) {
-      PLOG(ERROR) << "Failed to join nl80211's group " << name;
-      return false;
-    }
+    if (group == family.groups.end() || !events_->JoinGroup(group->second)) return false;
   }
   return true;
 }

@@ -36,9 +36,12 @@ class Nl80211Monitor : private platform::FdWatcher {
   Nl80211Monitor(const Nl80211Monitor&) = delete;
   Nl80211Monitor& operator=(const Nl80211Monitor&) = delete;
 
-  // Joins the multicast groups of the current driver. Returns false if the kernel has no nl80211
-  // now.
+  // Joins the multicast groups of the current driver. Returns false, with errno set, if the kernel
+  // has no nl80211 now.
   bool Open();
+
+  // Returns whether the last Open has succeeded and no failure has occurred since.
+  bool is_open() const { return family_id_ != 0; }
 
   // Reads all pending messages.
   void ReadAll(const EventCallback& on_event);
@@ -72,7 +75,7 @@ class Nl80211Monitor : private platform::FdWatcher {
   std::unique_ptr<platform::NetlinkSocket> events_;
   std::unique_ptr<platform::NetlinkSocket> questions_;
   ReadyCallback on_ready_;
-  std::uint16_t family_id_ = 0;  // 0 unless the last Open has succeeded
+  std::uint16_t family_id_ = 0;  // 0 unless open
   std::uint32_t sequence_ = 0;
   std::unique_ptr<platform::FdWatch> watch_;
   std::vector<std::uint8_t> buffer_;

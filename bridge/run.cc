@@ -5,6 +5,7 @@
 #include <systemd/sd-daemon.h>
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <system_error>
 
@@ -12,6 +13,7 @@
 #include "bridge/options.h"
 #include "platform/files.h"
 #include "platform/logging.h"
+#include "platform/netlink/netlink_kernel.h"
 #include "platform/sd_event_loop.h"
 
 namespace orvane::bridge {
@@ -47,7 +49,7 @@ int RunBridge(int argc, char** argv) {
                     "ap-wavelark-bridge");
   LOG(INFO) << "Starting the bridge";
   if (!MakeDirectory(options.directory)) return EX_CANTCREAT;
-  Bridge bridge(loop, options);
+  Bridge bridge(loop, options, std::make_unique<platform::NetlinkKernel>());
   running = &bridge;
   sd_notify(/*unset_environment=*/0, "READY=1");
   loop.EnableWatchdog();
