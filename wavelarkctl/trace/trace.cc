@@ -106,8 +106,8 @@ constexpr char kExamples[] = R"(Examples:
   timeout 1h wavelarkctl trace -o office.csv; wavelarkctl replay office.csv
       record for an hour, then show what the daemon would have done
 
-Exit status: 0 after a signal; 64 for a wrong command line; 69 if there is no such interface, or the
-trace can't be written.)";
+Exit status: 0 after a signal; 64 for a wrong command line; 69 if none of the interfaces exists, or
+the trace can't be written.)";
 
 }  // namespace
 
