@@ -23,8 +23,8 @@ FilePath Absolute(const FilePath& directory) {
 }
 
 // Returns whether a new file is probably still to be written: it is regular, empty and has one hard
-// link. The caller need not wait for other files: a hard or symbolic link is complete from the
-// start, and a file with contents has caused IN_MODIFY.
+// link. Other files need no such guess: a hard or symbolic link is complete from the start, and
+// IN_MODIFY marks a file with contents as unfinished.
 bool IsToBeWritten(const FilePath& file) {
   struct stat status = {};
   return lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
