@@ -96,7 +96,7 @@ void OptimizerDaemon::FollowFlags() {
 void OptimizerDaemon::OnFlagsPropertyChanged(org::velmora::ap::FlagsProxyInterface* proxy,
                                              const std::string& property_name) {
   if (property_name != "Flags") return;
-  // Iterates over a copy, so that a flag's handler may cause a new read of the proxy's map.
+  // Iterates over a copy, so that a flag's handler may replace the proxy's map.
   const FlagMap flags = proxy->flags();  // NOLINT(performance-unnecessary-copy-initialization)
   ApplyFlags(flags, services_);
 }
