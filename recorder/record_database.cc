@@ -59,7 +59,7 @@ std::optional<std::int64_t> ReadNumber(SQLite::Statement& query) {
   return number;
 }
 
-// `problem` leaves a moved database incomplete. Renames its write-ahead log.
+// Renames the log of a moved database that is incomplete due to `problem`.
 void SetLogAside(const std::string& path, const std::string& problem) {
   const std::string log = path + kLogSuffix;
   const std::string aside = AsideName(path, kMovedSuffix) + kLogSuffix;
