@@ -43,7 +43,7 @@ def _parse_arguments():
     parser.add_argument("--seed", default="1", metavar="S",
                         help="seed of the selection; 1 by default")
     parser.add_argument("--count", type=int, default=120, metavar="N",
-                        help="number of mutants; 120 by default")
+                        help="number of mutants, 120 by default; at least one for each source")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), metavar="N",
                         help="parallel jobs of builds and whole-process tests; the number of "
                              "processors by default")  # fmt: skip

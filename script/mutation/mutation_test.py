@@ -124,6 +124,11 @@ class PlanTest(unittest.TestCase):
             if source.path.endswith(".cc") and plan.find_mutants(source):
                 self.assertIn(source.path, paths)
 
+    def test_has_one_of_each_source_if_fewer_are_asked_for(self):
+        paths = [slot[0].path for slot in plan.make_plan(self.sources, 1, "1")]
+        self.assertEqual(len(paths), len(set(paths)))
+        self.assertTrue(all(path.endswith(".cc") for path in paths))
+
     def test_has_every_kind(self):
         kinds = {slot[0].kind for slot in plan.make_plan(self.sources, 120, "1")}
         self.assertEqual(kinds, set(OPERATORS))

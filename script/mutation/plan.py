@@ -83,7 +83,7 @@ def _quotas(sizes, sources, count):
     shares = [rest * size / max(sum(sizes), 1) for size in sizes]
     quotas = [minimum + int(share) for minimum, share in zip(least, shares)]
     by_remainder = sorted(range(len(shares)), key=lambda i: (int(shares[i]) - shares[i], i))
-    for i in by_remainder[: count - sum(quotas)]:
+    for i in by_remainder[: max(count - sum(quotas), 0)]:
         quotas[i] += 1
     return [min(quota, size) for quota, size in zip(quotas, sizes)]
 
