@@ -67,7 +67,20 @@ void BridgedInterface::OnUp() {
   callbacks_.on_hostapd_up();
   platform::TimeSpan delay = platform::TimeSpan::zero();
   if (absent_since_.has_value()) delay = *absent_since_ + kLeastAbsence - loop_.MonotonicNow();
-  serve_timer_.Start(delay, [this] { Serve(); });
+  serve_timer_.Start(delay, [this] { KeepServing(); });
+}
+
+// Another process may delete the socket's file, for example one that cleans directories.
+void BridgedInterface::KeepServing() {
+  platform::TimeSpan delay = kServeInterval;
+  if (socket_ == nullptr) {
+    Serve();
+  } else if (!socket_->IsAtPath()) {
+    LOG(WARNING) << "Another process has removed the socket of " << settings_.names.served;
+    StopServing();
+    delay = kLeastAbsence;
+  }
+  serve_timer_.Start(delay, [this] { KeepServing(); });
 }
 
 void BridgedInterface::Serve() {
@@ -76,18 +89,20 @@ void BridgedInterface::Serve() {
                                  [this](const UnixAddress& sender, std::string_view datagram) {
                                    OnDatagram(sender, datagram);
                                  });
-  if (socket_ != nullptr) return;
-  PLOG(ERROR) << "Failed to serve " << path.native();
-  serve_timer_.Start(std::chrono::seconds(1), [this] { Serve(); });
+  if (socket_ == nullptr) PLOG(ERROR) << "Failed to serve " << path.native();
+}
+
+void BridgedInterface::StopServing() {
+  monitors_.DetachAll(loop_.MonotonicNow());
+  socket_.reset();
+  absent_since_ = loop_.MonotonicNow();
 }
 
 void BridgedInterface::OnDown() {
   serve_timer_.Stop();
   tracker_.Reset();
   Settle();
-  monitors_.DetachAll(loop_.MonotonicNow());
-  socket_.reset();
-  absent_since_ = loop_.MonotonicNow();
+  StopServing();
 }
 
 // The kernel's messages from before this line have arrived by now, and are read first.

@@ -49,6 +49,8 @@ class BridgedInterface {
 
   // Minimum time for which the served socket is removed, so that every client notices.
   static constexpr platform::TimeSpan kLeastAbsence = std::chrono::milliseconds(100);
+  // Interval between checks of the served socket, and between attempts to create it.
+  static constexpr platform::TimeSpan kServeInterval = std::chrono::seconds(1);
   // Delay between attempts to send to a monitor that does not read. It starts at kRetryDelay and
   // doubles up to kLongestRetryDelay.
   static constexpr platform::TimeSpan kRetryDelay = std::chrono::milliseconds(10);
@@ -79,7 +81,9 @@ class BridgedInterface {
 
   void OnUp();
   void OnDown();
+  void KeepServing();
   void Serve();
+  void StopServing();
   void OnEvent(std::string_view line);
   void LogUnreadable(std::string_view line);
   void AskForSignal();

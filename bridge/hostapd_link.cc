@@ -1,7 +1,5 @@
 #include "bridge/hostapd_link.h"
 
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <utility>
 
@@ -33,12 +31,6 @@ HostapdLink::HostapdLink(platform::Loop& loop, platform::FilePath socket_path, C
 
 HostapdLink::~HostapdLink() {
   if (is_attached_) events_->SendOnly(kDetach);
-}
-
-std::optional<HostapdLink::FileIdentity> HostapdLink::Identify(const platform::FilePath& path) {
-  struct stat status;
-  if (stat(path.c_str(), &status) != 0) return std::nullopt;
-  return FileIdentity{status.st_dev, status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
 void HostapdLink::Look() {

@@ -1,8 +1,6 @@
 #ifndef BRIDGE_HOSTAPD_LINK_H_
 #define BRIDGE_HOSTAPD_LINK_H_
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -12,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bridge/file_identity.h"
 #include "bridge/hostapd_channel.h"
 #include "platform/files.h"
 #include "platform/loop.h"
@@ -70,18 +69,6 @@ class HostapdLink {
   std::uint64_t stray_count() const;
 
  private:
-  // Identifies the file at the path. A restarted hostapd has a new one. Some file systems give it
-  // the old inode number.
-  struct FileIdentity {
-    dev_t device;
-    ino_t inode;
-    std::int64_t modified_s;
-    std::int64_t modified_ns;
-    friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
-  };
-
-  static std::optional<FileIdentity> Identify(const platform::FilePath& path);
-
   void Look();
   void Connect();
   void LogConnectError(int error);
@@ -97,7 +84,7 @@ class HostapdLink {
   platform::Loop& loop_;
   platform::FilePath socket_path_;
   Callbacks callbacks_;
-  std::optional<FileIdentity> identity_;
+  std::optional<FileIdentity> identity_;  // of the socket; a restarted hostapd has a new one
   std::unique_ptr<HostapdChannel> events_;
   std::unique_ptr<HostapdChannel> commands_;
   bool is_attached_ = false;

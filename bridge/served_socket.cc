@@ -63,12 +63,21 @@ std::unique_ptr<ServedSocket> ServedSocket::Create(platform::Loop& loop, platfor
 }
 
 ServedSocket::ServedSocket(platform::FilePath path, platform::ScopedFd fd, Receiver receiver)
-    : path_(std::move(path)), fd_(std::move(fd)), receiver_(std::move(receiver)) {
+    : path_(std::move(path)),
+      identity_(Identify(path_)),
+      fd_(std::move(fd)),
+      receiver_(std::move(receiver)) {
   socklen_t length = sizeof(buffer_size_);
   CHECK(getsockopt(fd_.get(), SOL_SOCKET, SO_SNDBUF, &buffer_size_, &length) == 0);
 }
 
-ServedSocket::~ServedSocket() { unlink(path_.c_str()); }
+ServedSocket::~ServedSocket() {
+  if (IsAtPath()) unlink(path_.c_str());
+}
+
+bool ServedSocket::IsAtPath() const {
+  return identity_.has_value() && Identify(path_) == identity_;
+}
 
 // All datagrams can use half of the buffer, lines for the daemon three quarters, and answers all of
 // it. Unread lines of the daemon are lost if it is killed, so they can use only a quarter.

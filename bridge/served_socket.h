@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "bridge/file_identity.h"
 #include "bridge/monitor_set.h"
 #include "bridge/unix_address.h"
 #include "platform/files.h"
@@ -16,7 +18,7 @@
 namespace orvane::bridge {
 
 // A control socket like hostapd's: a datagram socket with a path, for owner and group. The
-// destructor removes it.
+// destructor removes the file, unless another process has replaced it.
 //
 // All datagrams that clients have not read yet use the one send buffer of this socket. So that a
 // client that does not read can't fill it, parts of it are reserved for answers and for the daemon.
@@ -42,6 +44,10 @@ class ServedSocket : private platform::FdWatcher {
   // the kinds after it.
   enum class Share : std::uint8_t { kAnswer, kDaemonLine, kOtherLine };
 
+  // Returns whether clients can find the socket. Another process may have deleted or replaced its
+  // file.
+  bool IsAtPath() const;
+
   SendResult Send(const UnixAddress& to, Share share, std::string_view datagram);
 
  private:
@@ -52,6 +58,7 @@ class ServedSocket : private platform::FdWatcher {
   bool HasRoom(Share share);
 
   platform::FilePath path_;
+  std::optional<FileIdentity> identity_;
   platform::ScopedFd fd_;
   int buffer_size_ = 0;
   // Upper limit of what unread datagrams other than the daemon's lines use of the buffer.

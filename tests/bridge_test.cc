@@ -300,6 +300,25 @@ TEST_F(BridgeTest, LeavesTheSocketOfAnotherBridge) {
   EXPECT_EQ(ControlClient("client", ServedPath()).Ask("PING"), "PONG\n");
 }
 
+// A socket that another process deletes can't be found any more.
+TEST_F(BridgeTest, ReplacesADeletedSocket) {
+  StartAnswering();
+  std::filesystem::remove(ServedPath());
+  ExpectServed();
+  EXPECT_EQ(ControlClient("client", ServedPath()).Ask("PING"), "PONG\n");
+  EXPECT_EQ(bridge_->err().Count("has removed the socket of wlan-5000mhz"), 1U);
+}
+
+TEST_F(BridgeTest, LeavesASocketThatReplacedItsOwn) {
+  StartAnswering();
+  std::filesystem::remove(ServedPath());
+  const AnsweringHostapd other(ServedPath());
+  EXPECT_TRUE(bridge_->err().WaitForLine("Failed to serve", kPatience));
+  bridge_->Signal(SIGTERM);
+  EXPECT_TRUE(bridge_->WaitForExit(kPatience).has_value());
+  EXPECT_TRUE(IsServed(ServedPath()));
+}
+
 TEST_F(BridgeTest, LeavesTheSocketOfHostapd) {
   hostapd_.emplace(HostapdPath());
   const AnsweringHostapd other(HostapdPath().parent_path() / "other");
@@ -586,6 +605,16 @@ TEST_F(BridgeWithDaemonTest, DeliversEachLineOnceAfterAKillOfTheDaemon) {
   for (unsigned i = 900; i < 1000; ++i) hostapd().Send(Probe(i));
   EXPECT_TRUE(WaitUntil([&] { return ReceivedProbes().size() >= 700; }));
   EXPECT_EQ(ReceivedProbes(), Macs(300, 1000));
+}
+
+TEST_F(BridgeWithDaemonTest, DaemonUsesTheReplacedSocket) {
+  StartAllBridged();
+  std::filesystem::remove(ServedPath());
+  ExpectServed();
+  EXPECT_TRUE(WaitUntil([this] { return Counter("monitors") == 1; }));
+  for (unsigned i = 0; i < 100; ++i) hostapd().Send(Probe(i));
+  EXPECT_TRUE(WaitUntil([&] { return ReceivedProbes().size() >= 100; }));
+  EXPECT_EQ(ReceivedProbes(), Macs(0, 100));
 }
 
 TEST_F(BridgeWithDaemonTest, WritesMetrics) {
