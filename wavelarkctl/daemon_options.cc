@@ -13,7 +13,7 @@
 namespace orvane::wavelarkctl {
 namespace {
 
-constexpr std::string_view kVariable = "DAEMON_OPTS=";
+constexpr std::string_view kVariable = "DAEMON_OPTS";
 
 // Captures what is written to a stream during the lifetime of this object.
 class CapturedStream {
@@ -32,28 +32,34 @@ class CapturedStream {
   std::streambuf* previous_;
 };
 
-// Removes each backslash at a line end together with the line end.
-std::string JoinContinuedLines(std::string_view text) {
-  constexpr std::string_view kContinuation = "\\\n";
-  std::string joined(text);
-  for (std::size_t at = joined.find(kContinuation); at != std::string::npos;
-       at = joined.find(kContinuation, at)) {
-    joined.erase(at, kContinuation.size());
+void Skip(std::string_view* text, std::size_t length) {
+  text->remove_prefix(std::min(length, text->size()));
+}
+
+// Removes the text before `end` and returns it without escapes. Joins continued lines.
+std::string TakeUntil(char end, std::string_view* text) {
+  std::string taken;
+  while (!text->empty() && text->front() != end) {
+    const bool is_escaped = end != '\'' && text->front() == '\\';
+    if (is_escaped) Skip(text, 1);
+    const std::string_view next = text->substr(0, 1);
+    if (!is_escaped || next != "\n") taken += next;
+    Skip(text, 1);
   }
-  return joined;
+  return taken;
 }
 
-std::string_view WithoutIndent(std::string_view text) {
-  return text.substr(std::min(text.find_first_not_of(" \t"), text.size()));
-}
-
-// Returns the value at the start of a text. A value in quotes may have several lines.
-std::string_view ValueAt(std::string_view text) {
-  text = WithoutIndent(text);
-  const bool is_quoted = text.starts_with('"') || text.starts_with('\'');
-  if (!is_quoted) return platform::TrimWhitespace(text.substr(0, text.find('\n')));
-  const std::string_view rest = text.substr(1);
-  return rest.substr(0, rest.find(text.front()));
+// Removes a value, which may begin with a part in quotes, and the rest of its line.
+std::string TakeValue(std::string_view* text) {
+  Skip(text, text->find_first_not_of(" \t"));
+  std::string value;
+  if (text->starts_with('"') || text->starts_with('\'')) {
+    const char quote = text->front();
+    Skip(text, 1);
+    value = TakeUntil(quote, text);
+    Skip(text, 1);
+  }
+  return value.append(platform::TrimWhitespace(TakeUntil('\n', text)));
 }
 
 std::vector<std::string> SplitWords(const std::string& text) {
@@ -66,15 +72,20 @@ std::vector<std::string> SplitWords(const std::string& text) {
 }  // namespace
 
 std::string FindDaemonOptions(std::string_view environment) {
-  const std::string text = JoinContinuedLines(environment);
-  std::string_view found;
-  std::string_view rest = text;
-  while (!rest.empty()) {
-    const std::string_view line = WithoutIndent(rest);
-    if (line.starts_with(kVariable)) found = ValueAt(line.substr(kVariable.size()));
-    rest.remove_prefix(std::min(rest.find('\n'), rest.size() - 1) + 1);
+  std::string found;
+  while (!environment.empty()) {
+    const std::string_view line = environment.substr(0, environment.find('\n'));
+    const std::size_t equals = line.find('=');
+    const std::string_view key = platform::TrimWhitespace(line.substr(0, equals));
+    if (equals == std::string_view::npos || key.starts_with('#') || key.starts_with(';')) {
+      Skip(&environment, line.size() + 1);
+      continue;
+    }
+    Skip(&environment, equals + 1);
+    const std::string value = TakeValue(&environment);
+    if (key == kVariable) found = value;
   }
-  return std::string(found);
+  return found;
 }
 
 DaemonOptions ParseDaemonOptions(const std::string& text) {

@@ -21,7 +21,9 @@ struct DaemonOptions {
 
 inline constexpr char kDaemonDefaultsFile[] = "/etc/default/ap-wavelark";
 
-// Returns the last value of DAEMON_OPTS in an environment file (systemd.exec(5)).
+// Returns the last value of DAEMON_OPTS in an environment file (systemd.exec(5)). systemd before
+// 254 also ignores the line after a comment that ends in a backslash. This function reads that
+// line, as later releases do.
 std::string FindDaemonOptions(std::string_view environment);
 
 // Parses the words of a text with the daemon's own parser.

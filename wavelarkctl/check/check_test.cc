@@ -581,21 +581,6 @@ TEST_F(CheckTest, HarmfulSettingsAreFound) {
           "ok: event reporting is off", "warning: the flags files: unknown key clientsteering"));
 }
 
-TEST_F(CheckTest, OptionsMayHaveSeveralLinesAsForSystemd) {
-  setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
-  for (const char* options :
-       {"\"--enable_client_steering\n  --client_steering_root_lqm_floor=35\"\nOTHER=1\n",
-        "\"--enable_client_steering \\\n--client_steering_root_lqm_floor=35\"\n",
-        "--enable_client_steering \\\n  --client_steering_root_lqm_floor=35\nOTHER=1\n",
-        " '--enable_client_steering --client_steering_root_lqm_floor=35'"}) {
-    paper_.Write("/etc/default/ap-wavelark",
-                 fmt::format("DAEMON_OPTS=--v=x\nDAEMON_OPTS={}", options));
-    EXPECT_THAT(paper_.Find(CheckSettings),
-                testing::Contains(HasSubstr("ok: steering is on: floor 35,")))
-        << options;
-  }
-}
-
 // Root can access everything, so the test becomes another user for a while.
 TEST_F(CheckTest, AFileThatTheUserCannotAccessIsAWarning) {
   std::filesystem::permissions(paper_.Path("/var/lib/ap"), std::filesystem::perms::none);
