@@ -130,6 +130,7 @@ class ReportInBrowser(unittest.TestCase):
         self.assertTrue(any(share < goal for share, goal in zip(shares, goals)))
         self.assertEqual(self.texts("#overview .value"), shown)
         self.assertEqual(self.texts(".level .value"), shown)
+        self.assertEqual(self.texts("#changes-table tr td:nth-child(3)")[:len(shown)], shown)
 
     def test_pointing_at_a_trend_shows_its_values(self):
         self.show()

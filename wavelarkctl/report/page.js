@@ -178,19 +178,12 @@ const levelWords = {
     full: 'Disconnects that the client, another access point or steering wanted. ' +
       'Silence, lost frames and failed handshakes are unwanted.'}};
 
-const shareOf = (level) => (level.all ? 100 * level.good / level.all : null);
-
-// A share below the goal is not rounded up to it.
-function percentOf(level) {
-  const share = shareOf(level);
-  const hidesMiss = share < level.goal && Math.round(share * 10) / 10 >= level.goal;
-  return hidesMiss ? percent(Math.floor(share * 10), 1000) : percent(level.good, level.all);
-}
+const shareOf = (level) => 100 * level.good / level.all;
 
 function stateOf(level) {
-  const share = shareOf(level);
-  if (share === null) return {name: 'empty', sign: '', words: 'no data'};
-  return share < level.goal ? {name: 'missed', sign: '▼', words: `below the goal of ${level.goal} %`} :
+  if (!level.all) return {name: 'empty', sign: '', words: 'no data'};
+  return level.missed ?
+    {name: 'missed', sign: '▼', words: `below the goal of ${level.goal} %`} :
     {name: 'met', sign: '✓', words: `meets the goal of ${level.goal} %`};
 }
 
@@ -198,7 +191,7 @@ function tile(level) {
   const state = stateOf(level);
   return element('a', {class: `tile ${state.name}`, href: `#level-${level.key}`},
     element('span', {class: 'name'}, level.title),
-    element('span', {class: 'value'}, percentOf(level)),
+    element('span', {class: 'value'}, level.share ?? '–'),
     element('span', {class: 'state'}, element('span', {class: state.name}, state.sign),
       ` goal ${level.goal} %`));
 }
@@ -218,7 +211,7 @@ function facts(level) {
   return element('div', {class: 'facts'},
     element('h2', {style: 'color: var(--text)'}, level.title),
     element('p', {class: `value ${state.name}`, style: state.name === 'missed' ? '' : 'color: var(--text)'},
-      percentOf(level)),
+      level.share ?? '–'),
     element('p', {}, words.counts),
     element('p', {class: `badge ${state.name}`}, `${state.sign} ${state.words}`.trim()),
     sinceBefore(level),
@@ -517,7 +510,7 @@ function showChanges() {
   };
   const levels = data.levels.filter((level) => level.all && level.before[1]).map((level) => {
     const points = shareOf(level) - 100 * level.before[0] / level.before[1];
-    return [level.title, percent(...level.before), percent(level.good, level.all),
+    return [level.title, percent(...level.before), level.share,
       Math.abs(points) < 0.05 ? '–' : element('span', {class: points > 0 ? 'better' : 'worse'},
         `${points > 0 ? '▲ +' : '▼ −'}${Math.abs(points).toFixed(1)} pts`)];
   });

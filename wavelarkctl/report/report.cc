@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cmath>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -237,32 +236,13 @@ std::string PageOf(const json& data) {
   return page.replace(page.find(kReportDataMark), kReportDataMark.size(), TextForPage(data));
 }
 
-// In percent. Nothing without data. As in the page: the goal is compared with this quotient, since
-// a product of the goal could be rounded to more than a share that equals it.
-std::optional<double> ShareOf(const json& level) {
-  const auto all = level["all"].get<double>();
-  return all > 0 ? std::optional(100 * level["good"].get<double>() / all) : std::nullopt;
-}
-
-bool IsMissed(const json& level) {
-  const auto share = ShareOf(level);
-  return share && *share < level["goal"].get<double>();
-}
-
-// Has one decimal. A share below the goal is not rounded up to it.
-std::string ShareText(const json& level) {
-  const auto share = ShareOf(level);
-  if (!share) return "no data";
-  const bool hides_miss =
-      IsMissed(level) && std::round(*share * 10) / 10 >= level["goal"].get<double>();
-  return fmt::format("{:.1f} %", hides_miss ? std::floor(*share * 10) / 10 : *share);
-}
-
 void PrintSummary(const json& data) {
   for (const json& level : data["levels"]) {
+    const json& share = level["share"];
     std::cout << fmt::format("{:<20} {:>7}  goal {:g} %{}\n", level["title"].get<std::string>(),
-                             ShareText(level), level["goal"].get<double>(),
-                             IsMissed(level) ? ", missed" : "");
+                             share.is_null() ? "no data" : share.get<std::string>(),
+                             level["goal"].get<double>(),
+                             level["missed"].get<bool>() ? ", missed" : "");
   }
 }
 
@@ -279,7 +259,9 @@ ExitStatus Run(const Options& options) {
                              data["counts"]["events"].get<std::int64_t>(),
                              data["counts"]["clients"].get<std::int64_t>());
   }
-  return std::ranges::any_of(data["levels"], IsMissed) ? ExitStatus::kFound : ExitStatus::kOk;
+  const bool is_missed = std::ranges::any_of(
+      data["levels"], [](const json& level) { return level["missed"].get<bool>(); });
+  return is_missed ? ExitStatus::kFound : ExitStatus::kOk;
 }
 
 std::string DefaultGoals() {

@@ -1,5 +1,7 @@
 #include "wavelarkctl/report/report_data.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -42,6 +44,23 @@ json Median(std::vector<std::int64_t> values) {
 }
 
 json JsonOf(const Share& share) { return json::array({share.good, share.all}); }
+
+// In percent. The goal is compared with this quotient: a product of the goal could be rounded to
+// more than a share that equals it.
+double PercentOf(const Share& share) {
+  return 100 * static_cast<double>(share.good) / static_cast<double>(share.all);
+}
+
+bool IsMissed(const Share& share, double goal) { return share.all > 0 && PercentOf(share) < goal; }
+
+// A percentage with one decimal, or null without data. A share below the goal is not rounded up to
+// it.
+json TextOf(const Share& share, double goal) {
+  if (share.all == 0) return nullptr;
+  const double percent = PercentOf(share);
+  const bool hides_miss = IsMissed(share, goal) && std::round(percent * 10) / 10 >= goal;
+  return fmt::format("{:.1f} %", hides_miss ? std::floor(percent * 10) / 10 : percent);
+}
 
 // The figures of a client in this period.
 struct ClientFigures {
@@ -161,6 +180,8 @@ class DataMaker {
                         {"goal", goals_[i]},
                         {"good", tally.now.good},
                         {"all", tally.now.all},
+                        {"share", TextOf(tally.now, goals_[i])},
+                        {"missed", IsMissed(tally.now, goals_[i])},
                         {"before", JsonOf(tally.before)},
                         {"trend", std::move(trend)},
                         {"causes", Causes(tally)},

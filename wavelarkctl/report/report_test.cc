@@ -205,6 +205,11 @@ TEST_F(ReportTest, AShareIsNotRoundedUpToAGoalThatItMisses) {
   const Outcome outcome =
       ReportPeriod({"-o", (directory_.path() / "page.html").native(), "--goal", "connects=66.7"});
   EXPECT_THAT(outcome.out, HasSubstr("connects   66.6 %  goal 66.7 %, missed\n"));
+  const auto level = [&](const char* goal) { return Data({"--goal", goal})["levels"][0]; };
+  EXPECT_EQ(level("connects=66.7")["share"], "66.6 %");
+  EXPECT_EQ(level("connects=66.7")["missed"], true);
+  EXPECT_EQ(level("connects=66.6")["share"], "66.7 %");
+  EXPECT_EQ(level("connects=66.6")["missed"], false);
 }
 
 TEST_F(ReportTest, AShareThatEqualsItsGoalMeetsIt) {
