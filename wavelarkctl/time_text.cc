@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <time.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 
@@ -25,13 +26,27 @@ constexpr auto kDateFormats = std::to_array<const char*>(
 // A hundred years, so that no sum overflows.
 constexpr TimeSpan kLongestSpan = 100 * 366 * kDay;
 
-// Returns nothing for a day that does not exist: mktime would make another one of it.
+// Whether daylight saving time is in force (1) or not (0); -1 lets the C library choose. Its choice
+// between two possible times depends on earlier calls. Returns nothing if it chooses another value.
+std::optional<WallTime> ToLocalTime(tm fields, int is_dst) {
+  fields.tm_isdst = is_dst;
+  const WallTime time(mktime(&fields) * kSecond);
+  return is_dst < 0 || fields.tm_isdst == is_dst ? std::optional(time) : std::nullopt;
+}
+
+// strptime accepts the 30th of February, and mktime would make another day of it.
+bool IsDay(const tm& fields) {
+  return std::chrono::year_month_day(std::chrono::year(fields.tm_year + 1900),
+                                     std::chrono::month(static_cast<unsigned>(fields.tm_mon + 1)),
+                                     std::chrono::day(static_cast<unsigned>(fields.tm_mday)))
+      .ok();
+}
+
 std::optional<WallTime> ToTime(tm fields, bool is_utc) {
-  const int day = fields.tm_mday;
-  fields.tm_isdst = -1;
-  const time_t seconds = is_utc ? timegm(&fields) : mktime(&fields);
-  if (fields.tm_mday != day || seconds < 0 || seconds > kLongestSpan / kSecond) return std::nullopt;
-  return WallTime(seconds * kSecond);
+  if (!IsDay(fields)) return std::nullopt;
+  const WallTime time = is_utc ? WallTime(timegm(&fields) * kSecond) : TimesOf(fields).first;
+  if (time < WallTime() || time > WallTime(kLongestSpan)) return std::nullopt;
+  return time;
 }
 
 std::optional<WallTime> ParseDate(std::string text) {
@@ -83,6 +98,14 @@ std::string FormatShortSeconds(TimeSpan span) {
 }
 
 }  // namespace
+
+LocalTimes TimesOf(const std::tm& local) {
+  const auto one = ToLocalTime(local, 0);
+  const auto other = ToLocalTime(local, 1);
+  if (one && other) return {std::min(*one, *other), std::max(*one, *other)};
+  const WallTime only = one ? *one : other ? *other : *ToLocalTime(local, -1);
+  return {only, only};
+}
 
 std::optional<WallTime> ParseTime(const std::string& text, WallTime now) {
   if (text == "now") return now;

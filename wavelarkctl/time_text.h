@@ -1,6 +1,7 @@
 #ifndef WAVELARKCTL_TIME_TEXT_H_
 #define WAVELARKCTL_TIME_TEXT_H_
 
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,9 +13,20 @@ namespace orvane::wavelarkctl {
 // Times and time spans as people write and read them, on the command line and in output. log_time.h
 // has those of the daemon's log, seconds.h those of traces and JSON.
 
+// The times at which clocks show a local time. They differ in the time that clocks repeat when they
+// are set back, such as at the end of daylight saving time.
+struct LocalTimes {
+  platform::WallTime first;
+  platform::WallTime second;
+};
+
+// Ignores tm_isdst. A local time that clocks skip is moved as by mktime.
+LocalTimes TimesOf(const std::tm& local);
+
 // Parses a time: "now", a time span before `now` such as "7d", "12h", "90m" or "30s", or a date
 // with or without a time of day, "2026-11-22", "2026-11-22 08:00" or "2026-11-22T08:00:30". A date
-// is local time unless "Z" follows. Returns nothing for any other text.
+// is local time unless "Z" follows; of two possible times, it is the first one. Returns nothing for
+// any other text.
 std::optional<platform::WallTime> ParseTime(const std::string& text, platform::WallTime now);
 
 // The current time.

@@ -41,6 +41,31 @@ TEST_F(TimeTextTest, ReadsDates) {
   EXPECT_EQ(ParseTime("2023-07-01Z", kNow), WallTime(seconds(1'688'169'600)));
 }
 
+// The C library's choice depends on the time that it converted before.
+TEST_F(TimeTextTest, OfTwoPossibleTimesTheFirstIsRead) {
+  constexpr WallTime kFirst{seconds(1'698'539'400)};  // 2023-10-29 00:30 UTC, 02:30 summer time
+  for (const char* other : {"2023-07-01", "2023-12-01"}) {
+    EXPECT_TRUE(ParseTime(other, kNow).has_value());
+    EXPECT_EQ(ParseTime("2023-10-29 02:30", kNow), kFirst) << other;
+  }
+  EXPECT_EQ(ParseTime("2023-10-29 03:00", kNow), kFirst + seconds(5400));
+}
+
+TEST_F(TimeTextTest, TheFirstTimeMayBeStandardTime) {
+  SetZone("IST-1GMT0,M10.5.0,M3.5.0/1");              // Ireland
+  constexpr WallTime kFirst{seconds(1'698'539'400)};  // 2023-10-29 00:30 UTC, 01:30 there
+  for (const char* other : {"2023-07-01", "2023-12-01"}) {
+    EXPECT_TRUE(ParseTime(other, kNow).has_value());
+    EXPECT_EQ(ParseTime("2023-10-29 01:30", kNow), kFirst) << other;
+  }
+}
+
+TEST_F(TimeTextTest, ASkippedTimeIsRead) {
+  EXPECT_TRUE(ParseTime("2023-03-26 02:30", kNow).has_value());
+  SetZone("CST5CDT,M3.2.0/0,M11.1.0/1");  // Cuba, where clocks skip midnight
+  EXPECT_EQ(ParseTime("2023-03-12", kNow), ParseTime("2023-03-12 01:00", kNow));
+}
+
 TEST_F(TimeTextTest, OptionsAreRelativeToTheGivenTime) {
   EXPECT_EQ(ParseTimeOption("--since", "3d", kNow), kNow - hours(3 * 24));
   EXPECT_EQ(ParseTimeOption("--until", "now", kNow), kNow);

@@ -95,6 +95,14 @@ TEST_F(LogLineTest, ARepeatedHourIsReadInOrder) {
   EXPECT_EQ(reader_.Read("2026-10-25 03:00:00.000000 INFO a.cc:1] text")->time, kFirst + 3660s);
 }
 
+// In Ireland, the C library regards winter time as the one with an offset.
+TEST_F(LogLineTest, ARepeatedHourIsReadInOrderInIreland) {
+  SetZone("IST-1GMT0,M10.5.0,M3.5.0/1");
+  constexpr WallTime kFirst(1'792'889'940s);  // 00:59:00 UTC, 01:59:00 there
+  EXPECT_EQ(reader_.Read("2026-10-25 01:59:00.000000 INFO a.cc:1] text")->time, kFirst);
+  EXPECT_EQ(reader_.Read("2026-10-25 01:00:00.000000 INFO a.cc:1] text")->time, kFirst + 60s);
+}
+
 TEST_F(LogLineTest, ASkippedHourIsNotAnError) {
   SetZone("Europe/Berlin");
   EXPECT_TRUE(reader_.Read("2026-03-29 02:30:00.000000 INFO a.cc:1] text").has_value());

@@ -6,6 +6,7 @@
 
 #include "platform/parse_number.h"
 #include "wavelarkctl/seconds.h"
+#include "wavelarkctl/time_text.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -60,18 +61,6 @@ std::optional<std::tm> ReadCalendar(std::string_view text) {
   return calendar;
 }
 
-// Converts a local time with daylight saving time (1) or without it (0); -1 lets the C library
-// choose. Returns nothing for a time that does not exist.
-std::optional<WallTime> ToWallTime(const std::tm& calendar, int is_dst) {
-  std::tm copy = calendar;
-  copy.tm_isdst = is_dst;
-  const std::time_t time = std::mktime(&copy);
-  const bool is_same = copy.tm_mday == calendar.tm_mday && copy.tm_hour == calendar.tm_hour &&
-                       copy.tm_min == calendar.tm_min;
-  if (!is_same && is_dst >= 0) return std::nullopt;
-  return WallTime(std::chrono::seconds(time));
-}
-
 // Removes a number and its unit, and returns the number. Returns 0 if the unit is missing.
 std::optional<std::int64_t> TakePart(std::string_view* text, char unit) {
   const std::size_t end = text->find(unit);
@@ -91,11 +80,8 @@ constexpr std::int64_t kMostMinutes = 59;
 std::optional<WallTime> LogTimeReader::ReadMinute(std::string_view text) {
   const auto calendar = ReadCalendar(text);
   if (!calendar) return std::nullopt;
-  const auto summer = ToWallTime(*calendar, 1);
-  const auto winter = ToWallTime(*calendar, 0);
-  if (!summer && !winter) return ToWallTime(*calendar, -1);
-  if (!summer || !winter) return summer ? summer : winter;
-  return *summer + std::chrono::minutes(1) > previous_ ? summer : winter;
+  const auto [first, second] = TimesOf(*calendar);
+  return first + std::chrono::minutes(1) > previous_ ? first : second;
 }
 
 std::optional<WallTime> LogTimeReader::Read(std::string_view text) {
