@@ -92,12 +92,14 @@ tm LocalFields(std::int64_t time_ms) {
 
 // The next full hour or midnight of local time.
 std::int64_t NextStep(std::int64_t time_ms, bool is_by_hour) {
-  if (is_by_hour) return (time_ms / kHourMs + 1) * kHourMs;
   tm fields = LocalFields(time_ms);
+  if (is_by_hour) {
+    const std::int64_t offset_ms = fields.tm_gmtoff * 1000;
+    return ((time_ms + offset_ms) / kHourMs + 1) * kHourMs - offset_ms;
+  }
   fields.tm_sec = fields.tm_min = fields.tm_hour = 0;
   ++fields.tm_mday;
-  fields.tm_isdst = -1;
-  return std::int64_t{mktime(&fields)} * 1000;
+  return Milliseconds(TimesOf(fields).first);
 }
 
 // The labels of steps in periods up to a length. They must not repeat within a period: a weekday
@@ -169,12 +171,21 @@ std::array<double, kLevels> GoalsOf(const std::vector<std::string>& texts) {
   return goals;
 }
 
+json LabelsOf(const std::vector<std::int64_t>& steps, const std::string& format) {
+  json labels = json::array();
+  for (const std::int64_t step : steps) labels.push_back(StepLabel(step, format.c_str()));
+  return labels;
+}
+
 void AddLabels(const ReportScope& scope, json* data) {
   const std::int64_t length_ms = scope.until_ms - scope.since_ms;
-  const auto* const form =
-      std::ranges::lower_bound(kLabelForms, length_ms, {}, &LabelForm::longest_ms);
-  json labels = json::array();
-  for (const std::int64_t step : scope.steps) labels.push_back(StepLabel(step, form->format));
+  const std::string format =
+      std::ranges::lower_bound(kLabelForms, length_ms, {}, &LabelForm::longest_ms)->format;
+  json labels = LabelsOf(scope.steps, format);
+  // Clocks that are set back show an hour twice. The zone distinguishes the two.
+  if (std::adjacent_find(labels.begin(), labels.end()) != labels.end()) {
+    labels = LabelsOf(scope.steps, format + " %Z");
+  }
   json& period = (*data)["period"];
   period["labels"] = std::move(labels);
   period["steps"] = scope.steps;

@@ -502,6 +502,27 @@ TEST_F(ReportTest, LabelsDoNotRepeat) {
   }
 }
 
+TEST_F(ReportTest, HoursThatClocksRepeatHaveDifferentLabels) {
+  Store({});
+  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+  tzset();
+  const json period =
+      json::parse(Report({"--since", "2026-10-25 01:00", "--until", "2026-10-25 03:30", "--json"})
+                      .out)["period"];
+  EXPECT_EQ(period["labels"],
+            json({"Sun 01:00 CEST", "Sun 02:00 CEST", "Sun 02:00 CET", "Sun 03:00 CET"}));
+}
+
+TEST_F(ReportTest, HoursAreFullHoursOfLocalTime) {
+  Store({});
+  setenv("TZ", "IST-5:30", 1);
+  tzset();
+  const json period =
+      json::parse(Report({"--since", "2026-10-24 22:15", "--until", "2026-10-25 01:00", "--json"})
+                      .out)["period"];
+  EXPECT_EQ(period["labels"], json({"Sat 22:15", "Sat 23:00", "Sun 00:00"}));
+}
+
 TEST_F(ReportTest, LocalTimeHasAnOffsetForEachPartOfTheYear) {
   Execute("INSERT INTO records (id, received_ms, type) VALUES (1, 946684800000, 'x')");  // 2000
   setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
