@@ -8,12 +8,14 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <iostream>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "platform/logging.h"
 #include "wavelarkctl/command.h"
+#include "wavelarkctl/common_options.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -86,6 +88,10 @@ bool Write(const FilePath& path, std::string_view contents) {
 }  // namespace
 
 void WriteOutputFile(const FilePath& path, std::string_view contents) {
+  if (path == kStandardOutput) {
+    std::cout << contents;
+    return;
+  }
   if (Write(path, contents)) return;
   throw Failure(ExitStatus::kUnavailable, fmt::format("{}: can't be written: {}", path.native(),
                                                       platform::SystemErrorText(errno)));

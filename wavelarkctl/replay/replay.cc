@@ -180,6 +180,10 @@ void KeepFreedMemory() {
 }
 
 ExitStatus Replay(const CommandOptions& options) {
+  const bool is_plot_printed = options.plot == kStandardOutput;
+  if (is_plot_printed && options.json) {
+    throw Failure(ExitStatus::kUsage, "--plot: --json also writes to standard output");
+  }
   KeepFreedMemory();
   // Disables the log lines of the steering service, which are not part of the output.
   platform::InitLog(0, "");
@@ -196,7 +200,8 @@ ExitStatus Replay(const CommandOptions& options) {
   const auto polls = ReplayTrace(reader, survey, filter, runs, listeners, roster);
   for (std::size_t i = 0; i < runs.size(); ++i) runs[i].polls = polls[i];
   if (!options.plot.empty()) WritePlot(options.plot, reader, survey, runs, client, roster);
-  if (!options.json) std::cout << ReplayText(reader.name(), survey, roster, runs);
+  if (!options.json && !is_plot_printed)
+    std::cout << ReplayText(reader.name(), survey, roster, runs);
   return ExitStatus::kOk;
 }
 
@@ -261,7 +266,8 @@ void AddOptions(CLI::App& command, CommandOptions& options) {
   AddTraceOptions(command, options);
   RefuseEmpty(command
                   .add_option("--plot", options.plot,
-                              "Plot signal, floor, hysteresis and steers over time, by gnuplot")
+                              "Plot signal, floor, hysteresis and steers over time, by gnuplot; "
+                              "- is standard output")
                   ->option_text("FILE.svg"));
   command.add_flag("--json", options.json, "Print a JSON object for each client and poll")
       ->excludes(command.get_option("--compare"))

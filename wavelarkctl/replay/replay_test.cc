@@ -227,6 +227,13 @@ TEST_F(PlotTest, JsonAndAPlotGoTogether) {
   EXPECT_THAT(*platform::ReadFileToString(plot_), HasSubstr(": 1 steer<"));
 }
 
+TEST_F(PlotTest, APlotOnStandardOutputReplacesTheText) {
+  EXPECT_EQ(Run({"replay", "--plot", plot_, trace_}).status, 0);
+  const Outcome outcome = Run({"replay", "--plot", "-", trace_});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.out, *platform::ReadFileToString(plot_));
+}
+
 // The daemon then polls each second.
 TEST_F(PlotTest, APollIntervalThatTheDaemonDoesNotUseIsNotPlotted) {
   const auto plot = [&](const std::string& seconds) {
@@ -273,6 +280,7 @@ TEST_F(ReplayTest, AMistakeEndsWithOneLine) {
       {{"--client", "me", "TRACE"}, 64, "--client"},
       {{"--client", "", "TRACE"}, 64, "--client: the value is empty"},
       {{"--plot", "", "TRACE"}, 64, "--plot: the value is empty"},
+      {{"--plot", "-", "--json", "TRACE"}, 64, "--plot: --json also writes to standard output"},
       {{"--crowd", "5", "TRACE"}, 64, "--crowd"},
       {{"--set", "floor=1", "TRACE"}, 64, "floor"},
       {{"--set", "floor", "TRACE"}, 64, "floor has no value"},

@@ -261,10 +261,10 @@ ExitStatus Run(const Options& options) {
   const json data = Collect(options, ScopeOf(options));
   if (options.is_json) {
     std::cout << JsonText(data, 2) << '\n';
-  } else if (options.output == kStandardOutput) {
-    std::cout << PageOf(data);
   } else {
     WriteOutputFile(options.output, PageOf(data));
+  }
+  if (!options.is_json && options.output != kStandardOutput) {
     PrintSummary(data);
     std::cout << fmt::format("{}: {} events of {} clients\n", options.output.native(),
                              data["counts"]["events"].get<std::int64_t>(),
