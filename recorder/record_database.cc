@@ -68,6 +68,7 @@ void SetLogAside(const std::string& path, const std::string& problem) {
   if (!error) {
     LOG(WARNING) << "The renamed database cannot be completed: " << problem
                  << ". Its last records are in " << aside;
+    DeleteOldAside(path, kMovedSuffix);
   } else if (error != std::errc::no_such_file_or_directory) {
     LOG(ERROR) << "Failed to rename " << log << ": " << error.message();
   }

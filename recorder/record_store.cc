@@ -10,7 +10,6 @@
 #include <string>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 #include "platform/logging.h"
 
@@ -38,20 +37,6 @@ void Move(const FilePath& from, const FilePath& to) {
   if (error && error != std::errc::no_such_file_or_directory) {
     LOG(ERROR) << "Failed to move " << from.native() << ": " << error.message();
   }
-}
-
-// Returns the names of damaged databases, oldest first, without their logs.
-std::vector<FilePath> ListDamaged(const FilePath& database) {
-  const FilePath directory = std::filesystem::absolute(database).parent_path();
-  const std::string prefix = database.filename().native() + kDamagedSuffix;
-  std::vector<FilePath> damaged;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
-    const std::string name = entry.path().filename();
-    if (name.starts_with(prefix) && !name.ends_with(kLogSuffix)) damaged.push_back(entry.path());
-  }
-  std::ranges::sort(damaged);
-  return damaged;
 }
 
 }  // namespace
@@ -176,11 +161,7 @@ void RecordStore::PutAside() {
   Move(path, aside);
   std::error_code ignored;
   std::filesystem::remove(path + "-shm", ignored);
-  std::vector<FilePath> damaged = ListDamaged(options_.path);
-  for (std::size_t i = 0; i + kKeptDamaged < damaged.size(); ++i) {
-    std::filesystem::remove(damaged[i].native() + kLogSuffix, ignored);
-    std::filesystem::remove(damaged[i], ignored);
-  }
+  DeleteOldAside(path, kDamagedSuffix);
 }
 
 }  // namespace orvane::recorder

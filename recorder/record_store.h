@@ -18,14 +18,12 @@ namespace orvane::recorder {
 // repaired database is used at once. If the file was renamed or deleted, the next access opens or
 // creates one with its name. A damaged database is renamed to
 // "NAME.damaged-YYYYMMDDTHHMMSSZ", its write-ahead log to the same with "-wal", and a new database
-// is created. The last kKeptDamaged damaged databases are kept.
+// is created. The last kKeptAside damaged databases are kept.
 //
 // Errors have the domain platform::kDBusErrorDomain.
 class RecordStore {
  public:
   using ErrorHolder = std::unique_ptr<platform::Error>*;
-
-  static constexpr std::size_t kKeptDamaged = 3;
 
   // The owner calls Checkpoint when the write-ahead log is larger than this, in bytes. If a reader
   // keeps the log from being emptied, and it exceeds this size plus the maximum size of the

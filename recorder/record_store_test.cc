@@ -24,6 +24,10 @@ namespace {
 using access_infrastructure::proto::ClientEventInfo;
 using access_infrastructure::proto::Event;
 using platform::FilePath;
+using testing::AllOf;
+using testing::Contains;
+using testing::ContainsRegex;
+using testing::Each;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -344,6 +348,8 @@ TEST_F(RecordStoreTest, OnlyTheLastDamagedDatabasesAreKept) {
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-19700101T000001Z"), IsEmpty());
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-1970"), SizeIs(4));
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-20"), SizeIs(1));
+  EXPECT_THAT(log_.Lines(platform::Severity::kWarning),
+              AllOf(SizeIs(2), Each(ContainsRegex("Deleted .*damaged-19700101T000001Z"))));
 }
 
 TEST_F(RecordStoreTest, ADeletedDatabaseIsReplaced) {
@@ -383,10 +389,17 @@ TEST_F(RecordStoreTest, TheLogOfARenamedDatabaseInUseIsKept) {
   ASSERT_TRUE(Add("type", "more"));
   const FilePath renamed = directory_.path() / "renamed.db";
   std::filesystem::rename(path_, renamed);
+  for (const char* second : {"1", "2", "3"}) {
+    testbed::WriteFile(fmt::format("{}.moved-19700101T00000{}Z-wal", path_.native(), second), "");
+  }
   ASSERT_TRUE(Add("type", "new"));
   EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("new"));
 
   open_read.reset();
+  EXPECT_THAT(FilesIn(directory_.path(), "records.db.moved-1970"),
+              ElementsAre(HasSubstr("T000002Z-wal"), HasSubstr("T000003Z-wal")));
+  EXPECT_THAT(log_.Lines(platform::Severity::kWarning),
+              Contains(ContainsRegex("Deleted .*moved-19700101T000001Z-wal: the last 3 are kept")));
   const auto logs = FilesIn(directory_.path(), "records.db.moved-20");
   ASSERT_THAT(logs, ElementsAre(EndsWith("Z-wal")));
   std::filesystem::rename(directory_.path() / logs.front(), renamed.native() + "-wal");

@@ -9,12 +9,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <map>
 #include <set>
 #include <string>
 #include <system_error>
+#include <vector>
 
+#include "platform/logging.h"
 #include "proto/event.pb.h"
 
 namespace orvane::recorder {
@@ -163,6 +167,26 @@ const MessageTable& ProbeReportsTable() {
 
 std::string AsideName(const std::string& path, std::string_view suffix) {
   return fmt::format("{}{}{:%Y%m%dT%H%M%SZ}", path, suffix, fmt::gmtime(std::time(nullptr)));
+}
+
+void DeleteOldAside(const std::string& path, std::string_view suffix) {
+  // Without exceptions, since a destructor calls this.
+  std::error_code error;
+  const std::filesystem::path prefix = std::filesystem::absolute(path + std::string(suffix), error);
+  std::map<std::string, std::vector<std::filesystem::path>> files;  // by name without kLogSuffix
+  std::filesystem::directory_iterator entry(prefix.parent_path(), error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    std::string name = entry->path().filename();
+    if (!name.starts_with(prefix.filename().native())) continue;
+    if (name.ends_with(kLogSuffix)) name.resize(name.size() - std::strlen(kLogSuffix));
+    files[name].push_back(entry->path());
+  }
+  for (; files.size() > kKeptAside; files.erase(files.begin())) {
+    for (const auto& file : files.begin()->second) {
+      if (!std::filesystem::remove(file, error)) continue;
+      LOG(WARNING) << "Deleted " << file.native() << ": the last " << kKeptAside << " are kept";
+    }
+  }
 }
 
 SQLite::Database OpenDatabase(const DatabaseOptions& options) {

@@ -36,6 +36,12 @@ inline constexpr char kLogSuffix[] = "-wal";
 // Returns a name for a file that is renamed now: "PATHSUFFIXYYYYMMDDTHHMMSSZ".
 std::string AsideName(const std::string& path, std::string_view suffix);
 
+// The number of renamed databases, or logs of them, that are kept of each suffix.
+inline constexpr std::size_t kKeptAside = 3;
+
+// Deletes all but the last files that AsideName named, with their write-ahead logs, and logs it.
+void DeleteOldAside(const std::string& path, std::string_view suffix);
+
 // Opens the database. Creates it if it does not exist, updates an older version, and checks one
 // that was not closed. Throws a SQLite::Exception on failure: SQLITE_NOTADB or SQLITE_CORRUPT if it
 // is damaged, SQLITE_MISMATCH if it belongs to another program or a later version.
