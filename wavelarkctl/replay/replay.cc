@@ -200,8 +200,9 @@ ExitStatus Replay(const CommandOptions& options) {
   const auto polls = ReplayTrace(reader, survey, filter, runs, listeners, roster);
   for (std::size_t i = 0; i < runs.size(); ++i) runs[i].polls = polls[i];
   if (!options.plot.empty()) WritePlot(options.plot, reader, survey, runs, client, roster);
-  if (!options.json && !is_plot_printed)
+  if (!options.json && !is_plot_printed) {
     std::cout << ReplayText(reader.name(), survey, roster, runs);
+  }
   return ExitStatus::kOk;
 }
 
