@@ -32,6 +32,10 @@ class RecentMap {
     return &found->second->value;
   }
 
+  bool Contains(const Key& key, platform::MonotonicTime now) const {
+    return Find(key, now) != nullptr;
+  }
+
   void Erase(const Key& key) {
     const auto found = index_.find(key);
     if (found == index_.end()) return;

@@ -83,22 +83,21 @@ void StationMachine::OnConnected(const StationInfo& info, const Background& back
   OpenStep(step, now.monotonic);
 }
 
-void StationMachine::OnDisconnected(const StationInfo& info, bool has_moved, Moment now) {
+void StationMachine::OnDisconnected(const Departure& departure, Moment now) {
   Step step = {
       .kind = LineKind::kDisconnect, .attributes = {}, .deadline = now.monotonic + kLateWait};
   step.attributes.time = now.wall;
-  step.attributes.station = info;
-  step.attributes.event_reason = ReasonOfLeaving(now.monotonic);
-  step.attributes.is_steered = IsWithin(steered_at_, kEffectWait, now.monotonic);
+  step.attributes.station = departure.info;
+  step.attributes.event_reason =
+      departure.has_accepted_transition ? kReasonTransition : ReasonOfLeaveFrame();
+  step.attributes.is_steered = departure.is_steered;
   step.awaits_notice = step.attributes.event_reason.empty();
   step.awaits_removal = true;
-  step.has_moved = has_moved;
+  step.has_moved = departure.has_moved;
   OpenStep(step, now.monotonic);
   join_.reset();
   connected_at_.reset();
   leave_frame_.reset();
-  transition_accepted_at_.reset();
-  steered_at_.reset();
   TakeEvidence(now.monotonic);
 }
 
@@ -112,10 +111,9 @@ void StationMachine::OnPskMismatch(MonotonicTime now) {
   join_->mismatch_at = now;
 }
 
-// Returns the reason if the station caused the leave: an accepted transition, or its own leave
-// frame. Otherwise returns an empty text; the access point's frame then has the reason.
-std::string_view StationMachine::ReasonOfLeaving(MonotonicTime now) const {
-  if (IsWithin(transition_accepted_at_, kEffectWait, now)) return kReasonTransition;
+// Returns an empty text if the station has sent no leave frame. The access point's frame then has
+// the reason.
+std::string_view StationMachine::ReasonOfLeaveFrame() const {
   if (!leave_frame_.has_value()) return "";
   return leave_frame_->kind == FrameKind::kDeauthentication ? kReasonClientDeauthentication
                                                             : kReasonClientDisassociation;
@@ -260,7 +258,7 @@ void StationMachine::CheckJoin(Moment now) {
 
 // Returns why a join has failed, or nothing if it has not.
 std::optional<std::string_view> StationMachine::FindFailure() {
-  if (leave_frame_.has_value()) return ReasonOfLeaving(leave_frame_->at);
+  if (leave_frame_.has_value()) return ReasonOfLeaveFrame();
   // Evidence after an answer belongs to a later connection.
   if (evidence_.empty() || std::holds_alternative<Answer>(evidence_.front().content)) {
     return std::nullopt;

@@ -33,6 +33,14 @@ struct Background {
   std::optional<platform::TimeSpan> since_steering;
 };
 
+// What is known when a station is disconnected.
+struct Departure {
+  StationInfo info;        // the kernel's information, if the kernel still has it
+  bool has_moved = false;  // the station has joined another interface since it was connected
+  bool is_steered = false;
+  bool has_accepted_transition = false;
+};
+
 // Combines the reports of hostapd and the kernel about one station on one interface into event
 // lines.
 //
@@ -75,19 +83,13 @@ class StationMachine {
   void OnAssociationRequest(const Background& background, Moment now);
   void OnLeaveFrame(FrameKind kind, platform::MonotonicTime now);
   void OnConnected(const StationInfo& info, const Background& background, Moment now);
-  // `has_moved`: the station has joined another interface since it was connected. `info` is the
-  // kernel's information about the station, if the kernel still has it.
-  void OnDisconnected(const StationInfo& info, bool has_moved, Moment now);
+  void OnDisconnected(const Departure& departure, Moment now);
   void OnPskMismatch(platform::MonotonicTime now);
-  void OnTransitionAccepted(platform::MonotonicTime now) { transition_accepted_at_ = now; }
 
   // Returns whether a line waits for the signal of the frame that opened it.
   bool AwaitsSignal() const;
   // Sets the signal of the last frame; nothing if it is unknown.
   void OnSignal(std::optional<int> signal);
-
-  // A DISASSOCIATE for the station has been forwarded to hostapd.
-  void OnSteered(platform::MonotonicTime now) { steered_at_ = now; }
 
   // Messages of the kernel.
   void OnFrameSent(const FrameSent& sent, platform::MonotonicTime now);
@@ -170,7 +172,7 @@ class StationMachine {
   void CheckJoin(Moment now);
   std::optional<std::string_view> FindFailure();
   void FailJoin(std::string_view reason, Moment now);
-  std::string_view ReasonOfLeaving(platform::MonotonicTime now) const;
+  std::string_view ReasonOfLeaveFrame() const;
 
   void DropEvidence(platform::MonotonicTime now);
   void WriteFirstStep(std::vector<EventLine>* lines);
@@ -184,8 +186,6 @@ class StationMachine {
   std::optional<Join> join_;
   std::optional<platform::MonotonicTime> connected_at_;
   std::optional<LeaveFrame> leave_frame_;
-  std::optional<platform::MonotonicTime> transition_accepted_at_;
-  std::optional<platform::MonotonicTime> steered_at_;
 };
 
 }  // namespace orvane::bridge

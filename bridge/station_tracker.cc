@@ -104,7 +104,14 @@ void StationTracker::Handle(const StationDisconnected& disconnected, Moment now)
   const ap::MacAddress& mac = disconnected.station;
   StationMachine* machine = FindOrAdd(mac);
   if (machine == nullptr) return;
-  machine->OnDisconnected(read_station_(mac), HasMoved(mac, *machine, now), now);
+  machine->OnDisconnected(
+      {.info = read_station_(mac),
+       .has_moved = HasMoved(mac, *machine, now),
+       .is_steered = steerings_.Contains(mac, now.monotonic),
+       .has_accepted_transition = accepted_transitions_.Contains(mac, now.monotonic)},
+      now);
+  steerings_.Erase(mac);
+  accepted_transitions_.Erase(mac);
 }
 
 void StationTracker::Handle(const PskMismatch& mismatch, Moment now) {
@@ -113,9 +120,7 @@ void StationTracker::Handle(const PskMismatch& mismatch, Moment now) {
 
 void StationTracker::Handle(const TransitionAnswered& answered, Moment now) {
   if (!answered.is_accepted) return;
-  if (StationMachine* machine = Find(answered.station)) {
-    machine->OnTransitionAccepted(now.monotonic);
-  }
+  accepted_transitions_.Put(answered.station, now.monotonic, now.monotonic);
 }
 
 void StationTracker::Handle(const FrameSent& sent, Moment now) {
@@ -148,7 +153,7 @@ void StationTracker::OnTrackedStations(std::span<const TrackedStation> tracked) 
 
 void StationTracker::OnSteered(const ap::MacAddress& station, Moment now) {
   shared_.steerings.Put(station, now.monotonic, now.monotonic);
-  if (StationMachine* machine = Find(station)) machine->OnSteered(now.monotonic);
+  steerings_.Put(station, now.monotonic, now.monotonic);
 }
 
 void StationTracker::Settle(Moment now) {

@@ -86,6 +86,8 @@ class StationTracker {
   std::uint64_t ignored_count() const { return ignored_count_; }
 
  private:
+  using RecentTimes = RecentMap<ap::MacAddress, platform::MonotonicTime>;
+
   struct Entry {
     explicit Entry(const ap::MacAddress& mac) : machine(mac) {}
 
@@ -119,7 +121,11 @@ class StationTracker {
   std::map<ap::MacAddress, Entry> stations_;
   std::set<ap::MacAddress> touched_;  // since the last Settle
   std::set<std::pair<platform::MonotonicTime, ap::MacAddress>> deadlines_;
-  RecentMap<ap::MacAddress, platform::MonotonicTime> probes_{kMostStations, kProbeLife};
+  RecentTimes probes_{kMostStations, kProbeLife};
+  // What may make a station leave this interface. A station that was connected before the bridge
+  // started has no machine, but is included.
+  RecentTimes steerings_{kMostStations, StationMachine::kEffectWait};
+  RecentTimes accepted_transitions_{kMostStations, StationMachine::kEffectWait};
   std::vector<EventLine> lines_;
   std::uint64_t ignored_count_ = 0;
 };

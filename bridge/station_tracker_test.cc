@@ -599,6 +599,21 @@ TEST_F(StationTrackerTest, MarksASteeredStationUntilItIsBack) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Assoc(kAccepted)));
 }
 
+// The station was connected before the bridge started.
+TEST_F(StationTrackerTest, RemembersWhyANewStationLeaves) {
+  ap_.Steer();
+  ap_.AnswerTransition(true);
+  ap_.Pass(StationMachine::kEffectWait);
+  ap_.Disconnect();
+  ap_.Remove();
+  EXPECT_THAT(ap_.TakeLines(),
+              ElementsAre(Disconnect("event_reason:bss_tm_cli steering_reason:steered")));
+  ap_.Disconnect();
+  ap_.Remove();
+  ap_.Pass(seconds(1));
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("")));
+}
+
 TEST_F(StationTrackerTest, RecognisesASteeredStationOnTheOtherBand) {
   AccessPointOnPaper other(&shared_);
   ap_.Join();
