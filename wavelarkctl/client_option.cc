@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "common/mac_address.h"
 #include "optimizer/station_id_generator.h"
 #include "wavelarkctl/command.h"
 
@@ -29,6 +28,13 @@ std::string UpperCase(std::string text) {
 }
 
 }  // namespace
+
+ap::MacAddress ClientAddress(const std::string& text) {
+  ap::MacAddress address;
+  if (ap::MacAddress::ParseFromString(text, &address)) return address;
+  throw Failure(ExitStatus::kUsage,
+                fmt::format("--client: '{}' is not an address, such as 02:00:00:00:00:01", text));
+}
 
 std::string ClientIdentifier(const std::string& text, const platform::FilePath& salt_file) {
   if (IsIdentifier(text)) return UpperCase(text);

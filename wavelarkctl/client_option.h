@@ -3,9 +3,14 @@
 
 #include <string>
 
+#include "common/mac_address.h"
 #include "platform/files.h"
 
 namespace orvane::wavelarkctl {
+
+// Returns the hardware address of a client, which is written with ":" or "-". Throws a Failure
+// (kUsage) for any other text.
+ap::MacAddress ClientAddress(const std::string& text);
 
 // Returns the identifier of a client, or its first digits, in upper case. `text` is that
 // identifier, or a hardware address with ":" or "-", which is hashed with the daemon's salt. Throws

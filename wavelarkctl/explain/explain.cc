@@ -12,6 +12,7 @@
 
 #include "flags/flags_directories.h"
 #include "platform/files.h"
+#include "wavelarkctl/client_option.h"
 #include "wavelarkctl/commands.h"
 #include "wavelarkctl/common_options.h"
 #include "wavelarkctl/daemon_options.h"
@@ -41,12 +42,7 @@ struct ExplainOptions {
 ExplainFilter MakeFilter(const ExplainOptions& options) {
   ExplainFilter filter;
   if (!options.client.empty()) {
-    ap::MacAddress address;
-    if (!ap::MacAddress::ParseFromString(options.client, &address)) {
-      throw Failure(ExitStatus::kUsage, "--client: '" + options.client +
-                                            "' is not an address, such as 02:00:00:00:00:01");
-    }
-    filter.client = address;
+    filter.client = ClientAddress(options.client);
     filter.keep_runs = !options.json;
   }
   if (!options.since.empty()) filter.since = ParseTimeOption("--since", options.since);

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "platform/logging.h"
+#include "wavelarkctl/client_option.h"
 #include "wavelarkctl/commands.h"
 #include "wavelarkctl/common_options.h"
 #include "wavelarkctl/decision.h"
@@ -99,10 +100,7 @@ TraceReader OpenTrace(const CommandOptions& options) {
 
 std::optional<Address> FindClient(const CommandOptions& options) {
   if (options.client.empty()) return std::nullopt;
-  const std::optional<Address> client = ParseAddress(options.client);
-  if (client) return client;
-  throw Failure(ExitStatus::kUsage,
-                "--client: '" + options.client + "' is not an address, such as 02:00:00:00:00:01");
+  return ParseAddress(ClientAddress(options.client).ToString());
 }
 
 ReplayOptions MakeReplayOptions(const CommandOptions& options) {
