@@ -43,6 +43,11 @@ class RecentMap {
     index_.erase(found);
   }
 
+  void Clear() {
+    entries_.clear();
+    index_.clear();
+  }
+
   std::size_t size() const { return entries_.size(); }
 
  private:

@@ -186,6 +186,8 @@ void StationTracker::SetDeadline(const ap::MacAddress& mac, Entry* entry,
 void StationTracker::Reset() {
   for (auto& [mac, entry] : stations_) entry.machine.Finish(&lines_);
   stations_.clear();
+  steerings_.Clear();
+  accepted_transitions_.Clear();
   touched_.clear();
   deadlines_.clear();
 }

@@ -614,6 +614,16 @@ TEST_F(StationTrackerTest, RemembersWhyANewStationLeaves) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("")));
 }
 
+TEST_F(StationTrackerTest, ForgetsWhyStationsLeaveWhenHostapdRestarts) {
+  ap_.Steer();
+  ap_.AnswerTransition(true);
+  ap_.tracker().Reset();
+  ap_.Disconnect();
+  ap_.Remove();
+  ap_.Pass(seconds(1));
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Disconnect("")));
+}
+
 TEST_F(StationTrackerTest, RecognisesASteeredStationOnTheOtherBand) {
   AccessPointOnPaper other(&shared_);
   ap_.Join();

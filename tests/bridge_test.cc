@@ -311,8 +311,9 @@ TEST_F(BridgeTest, ReplacesADeletedSocket) {
 
 TEST_F(BridgeTest, LeavesASocketThatReplacedItsOwn) {
   StartAnswering();
-  std::filesystem::remove(ServedPath());
-  const AnsweringHostapd other(ServedPath());
+  const platform::FilePath new_path = ServedPath().parent_path() / "new";
+  const AnsweringHostapd other(new_path);
+  std::filesystem::rename(new_path, ServedPath());
   EXPECT_TRUE(bridge_->err().WaitForLine("Failed to serve", kPatience));
   bridge_->Signal(SIGTERM);
   EXPECT_TRUE(bridge_->WaitForExit(kPatience).has_value());
