@@ -392,10 +392,13 @@ TEST_F(RecordStoreTest, TheLogOfARenamedDatabaseInUseIsKept) {
   for (const char* second : {"1", "2", "3"}) {
     testbed::WriteFile(fmt::format("{}.moved-19700101T00000{}Z-wal", path_.native(), second), "");
   }
+  // The operator's own copy.
+  testbed::WriteFile(path_.native() + ".moved-1969", "");
   ASSERT_TRUE(Add("type", "new"));
   EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("new"));
 
   open_read.reset();
+  EXPECT_THAT(FilesIn(directory_.path(), "records.db.moved-1969"), SizeIs(1));
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.moved-1970"),
               ElementsAre(HasSubstr("T000002Z-wal"), HasSubstr("T000003Z-wal")));
   EXPECT_THAT(log_.Lines(platform::Severity::kWarning),

@@ -15,6 +15,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -23,6 +24,9 @@
 
 namespace orvane::recorder {
 namespace {
+
+// The length of the time in a name of AsideName.
+constexpr std::size_t kTimeLength = std::string_view("YYYYMMDDTHHMMSSZ").size();
 
 using access_infrastructure::proto::ClientEventInfo;
 using access_infrastructure::proto::ClientProbeRequestInfo;
@@ -179,6 +183,7 @@ void DeleteOldAside(const std::string& path, std::string_view suffix) {
     std::string name = entry->path().filename();
     if (!name.starts_with(prefix.filename().native())) continue;
     if (name.ends_with(kLogSuffix)) name.resize(name.size() - std::strlen(kLogSuffix));
+    if (name.size() != prefix.filename().native().size() + kTimeLength) continue;
     files[name].push_back(entry->path());
   }
   for (; files.size() > kKeptAside; files.erase(files.begin())) {
