@@ -26,12 +26,11 @@ constexpr auto kDateFormats = std::to_array<const char*>(
 // A hundred years, so that no sum overflows.
 constexpr TimeSpan kLongestSpan = 100 * 366 * kDay;
 
-// Whether daylight saving time is in force (1) or not (0); -1 lets the C library choose. Its choice
-// between two possible times depends on earlier calls. Returns nothing if it chooses another value.
-std::optional<WallTime> ToLocalTime(tm fields, int is_dst) {
-  fields.tm_isdst = is_dst;
-  const WallTime time(mktime(&fields) * kSecond);
-  return is_dst < 0 || fields.tm_isdst == is_dst ? std::optional(time) : std::nullopt;
+// Returns the seconds that clocks are ahead of UTC.
+time_t OffsetAt(time_t time) {
+  tm fields = {};
+  localtime_r(&time, &fields);
+  return fields.tm_gmtoff;
 }
 
 // strptime accepts the 30th of February, and mktime would make another day of it.
@@ -99,12 +98,19 @@ std::string FormatShortSeconds(TimeSpan span) {
 
 }  // namespace
 
+// mktime would choose between two times by what it converted before, and finds no time for some
+// that clocks skip.
 LocalTimes TimesOf(const std::tm& local) {
-  const auto one = ToLocalTime(local, 0);
-  const auto other = ToLocalTime(local, 1);
-  if (one && other) return {std::min(*one, *other), std::max(*one, *other)};
-  const WallTime only = one ? *one : other ? *other : *ToLocalTime(local, -1);
-  return {only, only};
+  constexpr time_t kDaySeconds = kDay / kSecond;
+  tm fields = local;
+  const time_t utc = timegm(&fields);
+  const time_t before = utc - OffsetAt(utc - kDaySeconds);
+  const time_t after = utc - OffsetAt(utc + kDaySeconds);
+  const bool is_before = utc - OffsetAt(before) == before;
+  const bool is_after = utc - OffsetAt(after) == after;
+  const time_t one = is_before || !is_after ? before : after;
+  const time_t other = is_after ? after : one;
+  return {WallTime(std::min(one, other) * kSecond), WallTime(std::max(one, other) * kSecond)};
 }
 
 std::optional<WallTime> ParseTime(const std::string& text, WallTime now) {

@@ -20,7 +20,7 @@ struct LocalTimes {
   platform::WallTime second;
 };
 
-// Ignores tm_isdst. A local time that clocks skip is moved as by mktime.
+// Ignores tm_isdst. A local time that clocks skip is moved forward.
 LocalTimes TimesOf(const std::tm& local);
 
 // Parses a time: "now", a time span before `now` such as "7d", "12h", "90m" or "30s", or a date

@@ -60,8 +60,19 @@ TEST_F(TimeTextTest, TheFirstTimeMayBeStandardTime) {
   }
 }
 
+// North Korea set its clocks back without an end of summer time.
+TEST_F(TimeTextTest, BothTimesMayBeStandardTime) {
+  SetZone("Asia/Pyongyang");
+  for (const char* other : {"2015-07-01", "2015-12-01"}) {
+    EXPECT_TRUE(ParseTime(other, kNow).has_value());
+    EXPECT_EQ(ParseTime("2015-08-14 23:45", kNow), WallTime(seconds(1'439'563'500))) << other;
+  }
+}
+
 TEST_F(TimeTextTest, ASkippedTimeIsRead) {
   EXPECT_TRUE(ParseTime("2023-03-26 02:30", kNow).has_value());
+  SetZone("America/Nuuk");
+  EXPECT_EQ(ParseTime("2023-03-25 22:30", kNow), ParseTime("2023-03-25 23:30", kNow));
   SetZone("CST5CDT,M3.2.0/0,M11.1.0/1");  // Cuba, where clocks skip midnight
   EXPECT_EQ(ParseTime("2023-03-12", kNow), ParseTime("2023-03-12 01:00", kNow));
 }
