@@ -15,6 +15,10 @@ namespace {
 
 constexpr std::string_view kVariable = "DAEMON_OPTS";
 
+constexpr std::string_view kBlanks = " \t\r\n";
+// A backslash in double quotes has a meaning before these only.
+constexpr std::string_view kEscapable = "\"\\`$\n";
+
 // Captures what is written to a stream during the lifetime of this object.
 class CapturedStream {
  public:
@@ -43,30 +47,53 @@ std::string TakeUntil(char end, std::string_view* text) {
     const bool is_escaped = end != '\'' && text->front() == '\\';
     if (is_escaped) Skip(text, 1);
     const std::string_view next = text->substr(0, 1);
+    if (is_escaped && end == '"' && kEscapable.find(next) == std::string_view::npos) taken += '\\';
     if (!is_escaped || next != "\n") taken += next;
     Skip(text, 1);
   }
   return taken;
 }
 
-// Removes a value, which may begin with a part in quotes, and the rest of its line.
-std::string TakeValue(std::string_view* text) {
-  Skip(text, text->find_first_not_of(" \t"));
-  std::string value;
-  if (text->starts_with('"') || text->starts_with('\'')) {
-    const char quote = text->front();
-    Skip(text, 1);
-    value = TakeUntil(quote, text);
-    Skip(text, 1);
-  }
-  return value.append(platform::TrimWhitespace(TakeUntil('\n', text)));
+bool StartsWithQuote(std::string_view text) {
+  return text.starts_with('"') || text.starts_with('\'');
 }
 
-std::vector<std::string> SplitWords(const std::string& text) {
-  std::istringstream stream(text);
+std::string TakeQuoted(std::string_view* text) {
+  const char quote = text->front();
+  Skip(text, 1);
+  std::string taken = TakeUntil(quote, text);
+  Skip(text, 1);
+  return taken;
+}
+
+// Removes a value, which may begin with parts in quotes, and the rest of its line.
+std::string TakeValue(std::string_view* text) {
+  std::string value;
+  Skip(text, text->find_first_not_of(" \t"));
+  while (StartsWithQuote(*text)) {
+    value += TakeQuoted(text);
+    Skip(text, text->find_first_not_of(" \t"));
+  }
+  const std::string rest = TakeUntil('\n', text);
+  return value.append(rest, 0, rest.find_last_not_of(kBlanks) + 1);
+}
+
+// Splits a text as systemd splits $DAEMON_OPTS: quotes join words, and are removed.
+std::vector<std::string> SplitWords(std::string_view text) {
   std::vector<std::string> words;
-  for (std::string word; stream >> word;) words.push_back(word);
-  return words;
+  for (;;) {
+    Skip(&text, text.find_first_not_of(kBlanks));
+    if (text.empty()) return words;
+    std::string& word = words.emplace_back();
+    while (!text.empty() && kBlanks.find(text.front()) == std::string_view::npos) {
+      if (StartsWithQuote(text)) {
+        word += TakeQuoted(&text);
+      } else {
+        word += text.front();
+        Skip(&text, 1);
+      }
+    }
+  }
 }
 
 }  // namespace

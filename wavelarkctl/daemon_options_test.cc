@@ -24,6 +24,9 @@ TEST(DaemonOptionsTest, AnEnvironmentFileIsReadAsBySystemd) {
            {"DAEMON_OPTS=\"a \\\n b\" c\n", "a  bc"},
            {"DAEMON_OPTS=\"a\n b\"\nOTHER=1\n", "a\n b"},
            {"DAEMON_OPTS=\"a\"b\"c\"\n", "ab\"c\""},
+           {"DAEMON_OPTS=\"a\" 'b'\n", "ab"},
+           {"DAEMON_OPTS=\"--a\" \\\n  --b\n", "--a  --b"},
+           {"DAEMON_OPTS=\"a\\d\"\n", "a\\d"},
            {"DAEMON_OPTS='a\\\n  b'\n", "a\\\n  b"},
            {"DAEMON_OPTS=\"a\nOTHER=1", "a\nOTHER=1"},
            {"OTHER=\"x\nDAEMON_OPTS=a\n\"\nX=1\n", ""},
@@ -35,6 +38,13 @@ TEST(DaemonOptionsTest, AnEnvironmentFileIsReadAsBySystemd) {
            {"DAEMON_OPTS=a\nDAEMON_OPTS=\n", ""},
        }) {
     EXPECT_EQ(FindDaemonOptions(file), value) << file;
+  }
+}
+
+TEST(DaemonOptionsTest, QuotesInTheValueAreRemoved) {
+  for (const char* text :
+       {"--client_steering_poll_interval=\"30\"", "'--client_steering_poll_interval=30'"}) {
+    EXPECT_EQ(ParseDaemonOptions(text).error, "") << text;
   }
 }
 
