@@ -224,12 +224,15 @@ std::optional<UnitState> BusProbe::FindUnit(const std::string& name) {
     return std::nullopt;
   }
   const std::string path = path_text;
-  UnitState state = {.load = GetText(path, kUnit, "LoadState"),
-                     .active = GetText(path, kUnit, "ActiveState"),
-                     .result = GetText(path, kService, "Result")};
+  UnitState state = {.load = GetText(path, kUnit, "LoadState")};
+  if (state.load.empty()) return std::nullopt;
+  state.active = GetText(path, kUnit, "ActiveState");
+  state.result = GetText(path, kService, "Result");
   state.needs_reload = GetFlag(path, kUnit, "NeedDaemonReload");
   sd_bus_get_property_trivial(bus_.get(), kSystemdName, path.c_str(), kService, "NRestarts",
                               nullptr, 'u', &state.restarts);
+  // Otherwise systemd answers with its defaults.
+  if (state.load != "loaded") return state;
   for (const char* key : {"Type", "Restart", "User"}) {
     state.settings[key] = GetText(path, kService, key);
   }

@@ -28,7 +28,8 @@ struct UnitState {
   std::string result{};  // "success", or the reason of its end
   std::uint32_t restarts = 0;
   bool needs_reload = false;
-  // Some settings of the unit file and its drop-ins, as systemd has merged them, by key.
+  // Some settings of the unit file and its drop-ins, as systemd has merged them, by key. Empty
+  // unless the unit is loaded.
   std::map<std::string, std::string> settings{};
 };
 

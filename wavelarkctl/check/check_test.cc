@@ -317,15 +317,15 @@ TEST_F(MachineOnBusTest, AServiceThatHangsDelaysTheCheckOnlyBriefly) {
 // A systemd with a single unit.
 class FakeSystemd {
  public:
-  FakeSystemd() {
+  explicit FakeSystemd(const std::string& load_state = "loaded") {
     peer_.RequestName("org.freedesktop.systemd1");
-    peer_.HandleCalls([](sd_bus_message* call) { return Answer(call); });
+    peer_.HandleCalls([load_state](sd_bus_message* call) { return Answer(call, load_state); });
     // Started last: only the thread may use the peer while it runs.
     thread_.emplace(peer_);
   }
 
  private:
-  static bool Answer(sd_bus_message* call) {
+  static bool Answer(sd_bus_message* call, const std::string& load_state) {
     const char* interface = nullptr;
     const char* name = nullptr;
     if (sd_bus_message_is_method_call(call, "org.freedesktop.systemd1.Manager", "LoadUnit") > 0) {
@@ -338,14 +338,18 @@ class FakeSystemd {
     }
     EXPECT_GT(sd_bus_message_read(call, "ss", &interface, &name), 0);
     EXPECT_STREQ(sd_bus_message_get_path(call), "/unit");
+    if (name == std::string_view("LoadState")) {
+      return sd_bus_reply_method_return(call, "v", "s", load_state.c_str()) >= 0;
+    }
     return Reply(call, std::string(interface) + "." + name) >= 0;
   }
 
   static int Reply(sd_bus_message* call, const std::string& property) {
-    static const std::map<std::string, std::string> kTexts = {
-        {"Unit.LoadState", "loaded"},   {"Unit.ActiveState", "failed"},
-        {"Service.Result", "watchdog"}, {"Service.Type", "simple"},
-        {"Service.Restart", "no"},      {"Service.User", "root"}};
+    static const std::map<std::string, std::string> kTexts = {{"Unit.ActiveState", "failed"},
+                                                              {"Service.Result", "watchdog"},
+                                                              {"Service.Type", "simple"},
+                                                              {"Service.Restart", "no"},
+                                                              {"Service.User", "root"}};
     const std::string name = property.substr(std::strlen("org.freedesktop.systemd1."));
     const auto text = kTexts.find(name);
     if (text != kTexts.end()) {
@@ -376,6 +380,15 @@ TEST_F(MachineOnBusTest, TheUnitIsReadFromSystemd) {
   EXPECT_THAT(unit->settings, ElementsAre(Pair("PrivateNetwork", "yes"), Pair("Restart", "no"),
                                           Pair("RestrictAddressFamilies", "~AF_INET AF_UNIX"),
                                           Pair("Type", "simple"), Pair("User", "root")));
+}
+
+// systemd answers with its defaults then.
+TEST_F(MachineOnBusTest, AMaskedUnitHasNoSettings) {
+  const FakeSystemd systemd("masked");
+  const auto unit = BusProbe().FindUnit("ap-wavelark.service");
+  ASSERT_TRUE(unit.has_value());
+  EXPECT_EQ(unit->load, "masked");
+  EXPECT_TRUE(unit->settings.empty());
 }
 
 // A flags service that publishes any map, and misbehaves on demand.
@@ -549,6 +562,13 @@ TEST_F(CheckTest, WithoutSystemdTheFilesOfTheUnitAreMerged) {
                "RestrictAddressFamilies=AF_UNIX AF_NETLINK\n");
   EXPECT_THAT(paper_.Find(CheckSandbox),
               ElementsAre("ok: the unit's settings allow what the daemon needs"));
+  paper_.Write(etc + ".d/40-last.conf",
+               "RestrictAddressFamilies=none\nRestrictAddressFamilies=AF_UNIX \\\n AF_NETLINK\n"
+               "PrivateNetwork=Y\n");
+  EXPECT_THAT(paper_.Find(CheckSandbox),
+              ElementsAre("failure: the unit has PrivateNetwork=Y: the daemon can't reach nl80211 "
+                          "and hostapd"));
+  paper_.Write(etc + ".d/40-last.conf", "");
   paper_.Write(etc, "[Service]\nUser=root\n");
   EXPECT_THAT(paper_.Find(CheckSandbox),
               ElementsAre("warning: the unit has User=root: files and bus policy are for "

@@ -1,6 +1,7 @@
 // The checks of the daemon itself: program, user, settings, salt, unit.
 
 #include <fmt/format.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <array>
@@ -173,7 +174,10 @@ struct UnitRule {
 };
 
 bool IsYes(std::string_view value) {
-  return value == "yes" || value == "true" || value == "on" || value == "1";
+  constexpr std::array<std::string_view, 6> kWords = {"1", "yes", "y", "true", "t", "on"};
+  return std::ranges::any_of(kWords, [value](std::string_view word) {
+    return value.size() == word.size() && strncasecmp(value.data(), word.data(), word.size()) == 0;
+  });
 }
 // A list after '~' forbids, another list allows. Without a list, all families are allowed.
 bool LacksFamilies(std::string_view value) {

@@ -31,8 +31,13 @@ class UnitSettings {
       if (equals == std::string_view::npos || text.starts_with('#') || text.starts_with(';')) {
         continue;
       }
-      Set(std::string(platform::TrimWhitespace(text.substr(0, equals))),
-          platform::TrimWhitespace(text.substr(equals + 1)));
+      const std::string key(platform::TrimWhitespace(text.substr(0, equals)));
+      std::string value(platform::TrimWhitespace(text.substr(equals + 1)));
+      while (value.ends_with('\\') && std::getline(file, line)) {
+        value.back() = ' ';
+        value += platform::TrimWhitespace(line);
+      }
+      Set(key, value);
     }
   }
 
@@ -49,12 +54,14 @@ class UnitSettings {
   }
 
   // The first list decides whether it allows or forbids. A later one of the same kind adds to it,
-  // one of the other kind removes from it. An empty value ends it.
+  // one of the other kind removes from it. An empty value ends it, as does "none", which allows
+  // nothing until the next list.
   void MergeFamilies(std::string_view value) {
     const bool forbids = value.starts_with('~');
     if (value.empty() || value == "none") {
       families_.clear();
-      has_list_ = is_allow_list_ = !value.empty();
+      has_list_ = false;
+      is_allow_list_ = !value.empty();
       return;
     }
     if (!has_list_) is_allow_list_ = !forbids;
