@@ -68,9 +68,6 @@ class StationMachine {
   static constexpr platform::TimeSpan kRetryWait = std::chrono::seconds(3);
   // How long evidence is kept.
   static constexpr platform::TimeSpan kEvidenceLife = std::chrono::seconds(1);
-  // If a station leaves within this time after it accepted a transition or was steered, that is the
-  // reason.
-  static constexpr platform::TimeSpan kEffectWait = std::chrono::seconds(10);
 
   // Maximum number of pieces of evidence; the oldest is dropped first.
   static constexpr std::size_t kMostEvidence = 64;

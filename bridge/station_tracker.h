@@ -49,6 +49,9 @@ class StationTracker {
   static constexpr std::size_t kMostStations = 4096;
   // How long a probe request counts as the start of a join.
   static constexpr platform::TimeSpan kProbeLife = std::chrono::minutes(1);
+  // If a station leaves within this time after it accepted a transition or was steered, that is the
+  // reason.
+  static constexpr platform::TimeSpan kEffectWait = std::chrono::seconds(10);
 
   // Returns the kernel's current information about a station; empty if the kernel does not have it.
   using StationReader = std::function<StationInfo(const ap::MacAddress& station)>;
@@ -124,8 +127,8 @@ class StationTracker {
   RecentTimes probes_{kMostStations, kProbeLife};
   // What may make a station leave this interface. A station that was connected before the bridge
   // started has no machine, but is included.
-  RecentTimes steerings_{kMostStations, StationMachine::kEffectWait};
-  RecentTimes accepted_transitions_{kMostStations, StationMachine::kEffectWait};
+  RecentTimes steerings_{kMostStations, kEffectWait};
+  RecentTimes accepted_transitions_{kMostStations, kEffectWait};
   std::vector<EventLine> lines_;
   std::uint64_t ignored_count_ = 0;
 };

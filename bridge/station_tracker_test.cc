@@ -556,7 +556,7 @@ TEST_F(StationTrackerTest, ReportsAnAcceptedRequestToMove) {
   // A refused or expired transition has no effect.
   ap_.Join();
   ap_.AnswerTransition(true);
-  ap_.Pass(StationMachine::kEffectWait + milliseconds(1));
+  ap_.Pass(StationTracker::kEffectWait + milliseconds(1));
   ap_.AnswerTransition(false);
   ap_.Leave(kDeauthentication);
   ap_.Disconnect();
@@ -603,7 +603,7 @@ TEST_F(StationTrackerTest, MarksASteeredStationUntilItIsBack) {
 TEST_F(StationTrackerTest, RemembersWhyANewStationLeaves) {
   ap_.Steer();
   ap_.AnswerTransition(true);
-  ap_.Pass(StationMachine::kEffectWait);
+  ap_.Pass(StationTracker::kEffectWait);
   ap_.Disconnect();
   ap_.Remove();
   EXPECT_THAT(ap_.TakeLines(),
