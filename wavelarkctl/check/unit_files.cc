@@ -94,7 +94,7 @@ std::map<std::string, std::string> ReadUnitFiles(const Machine& machine, std::st
       files.emplace(std::filesystem::path(drop_in).filename(), drop_in);
     }
   }
-  files.emplace("", unit_file);  // the first
+  if (!unit_file.empty()) files.emplace("", unit_file);  // the first
   UnitSettings settings;
   for (const auto& [name, path] : files) {
     std::ifstream file(machine.At(path));
