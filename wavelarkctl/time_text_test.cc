@@ -1,10 +1,10 @@
 #include "wavelarkctl/time_text.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <time.h>
 
 #include <chrono>
+
+#include "testbed/time_zone.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -15,12 +15,8 @@ using std::chrono::seconds;
 
 class TimeTextTest : public testing::Test {
  protected:
-  void SetUp() override { SetZone("CET-1CEST,M3.5.0,M10.5.0/3"); }
-  void TearDown() override { SetZone("UTC"); }
-  static void SetZone(const char* zone) {
-    setenv("TZ", zone, 1);
-    tzset();
-  }
+  void SetUp() override { testbed::SetTimeZone("CET-1CEST,M3.5.0,M10.5.0/3"); }
+  void TearDown() override { testbed::SetTimeZone("UTC"); }
 
   static constexpr WallTime kNow{seconds(1'700'000'000)};  // 2023-11-14 22:13:20 UTC
 };
@@ -52,8 +48,8 @@ TEST_F(TimeTextTest, OfTwoPossibleTimesTheFirstIsRead) {
 }
 
 TEST_F(TimeTextTest, TheFirstTimeMayBeStandardTime) {
-  SetZone("IST-1GMT0,M10.5.0,M3.5.0/1");              // Ireland
-  constexpr WallTime kFirst{seconds(1'698'539'400)};  // 2023-10-29 00:30 UTC, 01:30 there
+  testbed::SetTimeZone("IST-1GMT0,M10.5.0,M3.5.0/1");  // Ireland
+  constexpr WallTime kFirst{seconds(1'698'539'400)};   // 2023-10-29 00:30 UTC, 01:30 there
   for (const char* other : {"2023-07-01", "2023-12-01"}) {
     EXPECT_TRUE(ParseTime(other, kNow).has_value());
     EXPECT_EQ(ParseTime("2023-10-29 01:30", kNow), kFirst) << other;
@@ -62,7 +58,7 @@ TEST_F(TimeTextTest, TheFirstTimeMayBeStandardTime) {
 
 // North Korea set its clocks back without an end of summer time.
 TEST_F(TimeTextTest, BothTimesMayBeStandardTime) {
-  SetZone("Asia/Pyongyang");
+  testbed::SetTimeZone("Asia/Pyongyang");
   for (const char* other : {"2015-07-01", "2015-12-01"}) {
     EXPECT_TRUE(ParseTime(other, kNow).has_value());
     EXPECT_EQ(ParseTime("2015-08-14 23:45", kNow), WallTime(seconds(1'439'563'500))) << other;
@@ -71,9 +67,9 @@ TEST_F(TimeTextTest, BothTimesMayBeStandardTime) {
 
 TEST_F(TimeTextTest, ASkippedTimeIsRead) {
   EXPECT_TRUE(ParseTime("2023-03-26 02:30", kNow).has_value());
-  SetZone("America/Nuuk");
+  testbed::SetTimeZone("America/Nuuk");
   EXPECT_EQ(ParseTime("2023-03-25 22:30", kNow), ParseTime("2023-03-25 23:30", kNow));
-  SetZone("CST5CDT,M3.2.0/0,M11.1.0/1");  // Cuba, where clocks skip midnight
+  testbed::SetTimeZone("CST5CDT,M3.2.0/0,M11.1.0/1");  // Cuba, where clocks skip midnight
   EXPECT_EQ(ParseTime("2023-03-12", kNow), ParseTime("2023-03-12 01:00", kNow));
 }
 

@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <time.h>
 
 #include <chrono>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "testbed/steering_world.h"
+#include "testbed/time_zone.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -149,10 +149,7 @@ class RandomWorld {
 
 class ExplainerTest : public testing::Test {
  protected:
-  ExplainerTest() {
-    setenv("TZ", "UTC", 1);
-    tzset();
-  }
+  ExplainerTest() { testbed::SetTimeZone("UTC"); }
 };
 
 TEST_F(ExplainerTest, AgreesWithTheDaemon) {

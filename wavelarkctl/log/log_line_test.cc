@@ -2,11 +2,11 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <time.h>
 
 #include <chrono>
 #include <string>
+
+#include "testbed/time_zone.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -15,14 +15,9 @@ using namespace std::chrono_literals;
 
 using platform::WallTime;
 
-void SetZone(const char* zone) {
-  setenv("TZ", zone, 1);
-  tzset();
-}
-
 class LogLineTest : public testing::Test {
  protected:
-  LogLineTest() { SetZone("UTC"); }
+  LogLineTest() { testbed::SetTimeZone("UTC"); }
 
   LogLineReader reader_;
 };
@@ -77,7 +72,7 @@ TEST_F(LogLineTest, OtherLinesAreIgnored) {
 }
 
 TEST_F(LogLineTest, TimesAreLocal) {
-  SetZone("Europe/Berlin");
+  testbed::SetTimeZone("Europe/Berlin");
   const auto read = reader_.Read("2026-02-01 01:00:00.000001 INFO a.cc:1] text");
   ASSERT_TRUE(read.has_value());
   EXPECT_EQ(read->time, kTime);
@@ -86,7 +81,7 @@ TEST_F(LogLineTest, TimesAreLocal) {
 // In Berlin the clock shows the hour from 02:00 to 03:00 twice on 2026-10-25, and never on
 // 2026-03-29.
 TEST_F(LogLineTest, ARepeatedHourIsReadInOrder) {
-  SetZone("Europe/Berlin");
+  testbed::SetTimeZone("Europe/Berlin");
   constexpr WallTime kFirst(1'792'889'940s);  // 00:59:00 UTC, 02:59:00 summer time
   EXPECT_EQ(reader_.Read("2026-10-25 02:59:00.000000 INFO a.cc:1] text")->time, kFirst);
   EXPECT_EQ(reader_.Read("2026-10-25 02:59:59.000000 INFO a.cc:1] text")->time, kFirst + 59s);
@@ -97,14 +92,14 @@ TEST_F(LogLineTest, ARepeatedHourIsReadInOrder) {
 
 // In Ireland, the C library regards winter time as the one with an offset.
 TEST_F(LogLineTest, ARepeatedHourIsReadInOrderInIreland) {
-  SetZone("IST-1GMT0,M10.5.0,M3.5.0/1");
+  testbed::SetTimeZone("IST-1GMT0,M10.5.0,M3.5.0/1");
   constexpr WallTime kFirst(1'792'889'940s);  // 00:59:00 UTC, 01:59:00 there
   EXPECT_EQ(reader_.Read("2026-10-25 01:59:00.000000 INFO a.cc:1] text")->time, kFirst);
   EXPECT_EQ(reader_.Read("2026-10-25 01:00:00.000000 INFO a.cc:1] text")->time, kFirst + 60s);
 }
 
 TEST_F(LogLineTest, ASkippedHourIsNotAnError) {
-  SetZone("Europe/Berlin");
+  testbed::SetTimeZone("Europe/Berlin");
   EXPECT_TRUE(reader_.Read("2026-03-29 02:30:00.000000 INFO a.cc:1] text").has_value());
 }
 

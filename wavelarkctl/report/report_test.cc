@@ -12,6 +12,7 @@
 
 #include "optimizer/station_id_generator.h"
 #include "platform/files.h"
+#include "testbed/time_zone.h"
 #include "testbed/tool_test.h"
 #include "wavelarkctl/report/report_levels.h"
 #include "wavelarkctl/time_text.h"
@@ -480,8 +481,7 @@ TEST_F(ReportTest, ThePageNeedsNoOtherFile) {
 
 TEST_F(ReportTest, DaysBeginAtLocalMidnight) {
   Store({});
-  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
-  tzset();
+  testbed::SetTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
   const Outcome outcome =
       Report({"--since", "2026-03-27 12:00", "--until", "2026-03-31", "--json"});
   const json period = json::parse(outcome.out)["period"];
@@ -504,8 +504,7 @@ TEST_F(ReportTest, LabelsDoNotRepeat) {
 
 TEST_F(ReportTest, HoursThatClocksRepeatHaveDifferentLabels) {
   Store({});
-  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
-  tzset();
+  testbed::SetTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
   const json period =
       json::parse(Report({"--since", "2026-10-25 01:00", "--until", "2026-10-25 03:30", "--json"})
                       .out)["period"];
@@ -515,8 +514,7 @@ TEST_F(ReportTest, HoursThatClocksRepeatHaveDifferentLabels) {
 
 TEST_F(ReportTest, HoursAreFullHoursOfLocalTime) {
   Store({});
-  setenv("TZ", "IST-5:30", 1);
-  tzset();
+  testbed::SetTimeZone("IST-5:30");
   const json period =
       json::parse(Report({"--since", "2026-10-24 22:15", "--until", "2026-10-25 01:00", "--json"})
                       .out)["period"];
@@ -525,8 +523,7 @@ TEST_F(ReportTest, HoursAreFullHoursOfLocalTime) {
 
 TEST_F(ReportTest, LocalTimeHasAnOffsetForEachPartOfTheYear) {
   Execute("INSERT INTO records (id, received_ms, type) VALUES (1, 946684800000, 'x')");  // 2000
-  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
-  tzset();
+  testbed::SetTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
   const std::int64_t spring = 1'774'746'000'000;  // 2026-03-29 01:00 UTC
   const std::int64_t autumn = 1'792'890'000'000;  // 2026-10-25 01:00 UTC
   // Without those of the first record and of the present time.
@@ -543,8 +540,7 @@ TEST_F(ReportTest, LocalTimeHasAnOffsetForEachPartOfTheYear) {
   EXPECT_EQ(offsets("2026-08-01", "2026-11-01").back(), json::array({autumn, 3600}));
   EXPECT_EQ(offsets("2026-05-01", "2026-05-02").size(), 1U);
   // Here the clock changes by half an hour, at a half hour of UTC or at a full one.
-  setenv("TZ", "XXX-10:30YYY-11,M10.1.0,M4.1.0", 1);
-  tzset();
+  testbed::SetTimeZone("XXX-10:30YYY-11,M10.1.0,M4.1.0");
   const json period = json::parse(
       Report({"--since", "2026-04-04", "--until", "2026-04-06", "--json"}).out)["period"];
   EXPECT_THAT(period["offsets"], testing::Contains(json::parse("[1775314800000, 37800]")));
