@@ -15,7 +15,9 @@ namespace {
 using platform::FilePath;
 
 constexpr std::uint32_t kOnTheWay = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB;
-constexpr std::uint32_t kFlagsFiles = kOnTheWay | IN_MODIFY | IN_CLOSE_WRITE;
+// Without IN_EXCL_UNLINK, a write to a deleted or replaced file counts as one to the file that now
+// has its name.
+constexpr std::uint32_t kFlagsFiles = kOnTheWay | IN_MODIFY | IN_CLOSE_WRITE | IN_EXCL_UNLINK;
 
 FilePath Absolute(const FilePath& directory) {
   const FilePath path = std::filesystem::absolute(directory).lexically_normal();

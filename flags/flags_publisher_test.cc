@@ -175,6 +175,15 @@ TEST_F(FlagsFilesTest, AReplacedFileEndsTheWaitForItsWriter) {
   EXPECT_THAT(Flags(), ElementsAre(Pair("a", "2")));
 }
 
+TEST_F(FlagsFilesTest, WritesToADeletedFileDoNotCount) {
+  Writer writer(etc_ / "b.conf");
+  Settle();
+  std::filesystem::remove(etc_ / "b.conf");
+  writer.Write("b=2\n");
+  testbed::WriteFile(file_, "a=2\n");
+  EXPECT_THAT(Flags(), ElementsAre(Pair("a", "2")));
+}
+
 TEST_F(FlagsFilesTest, AfterAStartThereIsNoLastGoodMap) {
   testbed::WriteFile(file_, "clientSteeringInterval=abc\n");
   Start();
