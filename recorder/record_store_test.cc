@@ -451,12 +451,19 @@ TEST_F(RecordStoreTest, ADamagedDatabaseOfAnotherProgramIsNotRenamed) {
   EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-"), IsEmpty());
 }
 
-TEST_F(RecordStoreTest, ALaterVersionIsNotChanged) {
+TEST_F(RecordStoreTest, AnUnknownVersionIsNotChanged) {
   ASSERT_TRUE(Add("type", "data"));
   store_.reset();
-  SQLite::Database(path_.native(), SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 99");
-  EXPECT_FALSE(Add("type", "data"));
-  EXPECT_THAT(error_->message(), HasSubstr("of a later version"));
+  for (const int version : {99, 0, -1}) {
+    SQLite::Database(path_.native(), SQLite::OPEN_READWRITE)
+        .exec(fmt::format("PRAGMA user_version = {}", version));
+    const std::optional<std::string> content = platform::ReadFileToString(path_);
+    EXPECT_FALSE(Add("type", "data"));
+    EXPECT_THAT(error_->message(),
+                HasSubstr(fmt::format("the database has the unknown version {}", version)));
+    EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-"), IsEmpty());
+    EXPECT_EQ(platform::ReadFileToString(path_), content);
+  }
 }
 
 TEST_F(RecordStoreTest, AMissingColumnIsAdded) {

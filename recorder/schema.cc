@@ -85,7 +85,9 @@ constexpr std::array<const char*, kSchemaVersion> kMigrations = {R"(
     ORDER BY client_shmac, event_time_in_milliseconds;
 )"};
 
-[[noreturn]] void Refuse(const char* reason) { throw SQLite::Exception(reason, SQLITE_MISMATCH); }
+[[noreturn]] void Refuse(const std::string& reason) {
+  throw SQLite::Exception(reason, SQLITE_MISMATCH);
+}
 
 int Number(SQLite::Database& database, const char* query) {
   return database.execAndGet(query).getInt();
@@ -134,11 +136,13 @@ void CompleteTable(SQLite::Database& database, const MessageTable& table) {
 // file, if this program can't use the database.
 int UsableVersion(SQLite::Database& database) {
   const int version = Number(database, "PRAGMA user_version");
-  const bool is_new = version == 0 && Number(database, "SELECT count(*) FROM sqlite_schema") == 0;
-  if (!is_new && Number(database, "PRAGMA application_id") != kApplicationId) {
+  if (version == 0 && Number(database, "SELECT count(*) FROM sqlite_schema") == 0) return version;
+  if (Number(database, "PRAGMA application_id") != kApplicationId) {
     Refuse("the database belongs to another program");
   }
-  if (version > kSchemaVersion) Refuse("the database is of a later version");
+  if (version < 1 || version > kSchemaVersion) {
+    Refuse(fmt::format("the database has the unknown version {}", version));
+  }
   return version;
 }
 

@@ -44,7 +44,7 @@ void DeleteOldAside(const std::string& path, std::string_view suffix);
 
 // Opens the database. Creates it if it does not exist, updates an older version, and checks one
 // that was not closed. Throws a SQLite::Exception on failure: SQLITE_NOTADB or SQLITE_CORRUPT if it
-// is damaged, SQLITE_MISMATCH if it belongs to another program or a later version.
+// is damaged, SQLITE_MISMATCH if it belongs to another program or has an unknown version.
 SQLite::Database OpenDatabase(const DatabaseOptions& options);
 
 }  // namespace orvane::recorder
