@@ -62,13 +62,13 @@ std::optional<std::int64_t> ReadNumber(SQLite::Statement& query) {
 // Renames the log of a moved database that is incomplete due to `problem`.
 void SetLogAside(const std::string& path, const std::string& problem) {
   const std::string log = path + kLogSuffix;
-  const std::string aside = AsideName(path, kMovedSuffix) + kLogSuffix;
+  const std::string aside = AsideName(path, kMovedSuffix);
   std::error_code error;
-  std::filesystem::rename(log, aside, error);
+  std::filesystem::rename(log, aside + kLogSuffix, error);
   if (!error) {
     LOG(WARNING) << "The renamed database cannot be completed: " << problem
-                 << ". Its last records are in " << aside;
-    DeleteOldAside(path, kMovedSuffix);
+                 << ". Its last records are in " << aside << kLogSuffix;
+    DeleteOldAside(path, kMovedSuffix, aside);
   } else if (error != std::errc::no_such_file_or_directory) {
     LOG(ERROR) << "Failed to rename " << log << ": " << error.message();
   }

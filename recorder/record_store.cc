@@ -161,7 +161,7 @@ void RecordStore::PutAside() {
   Move(path, aside);
   std::error_code ignored;
   std::filesystem::remove(path + "-shm", ignored);
-  DeleteOldAside(path, kDamagedSuffix);
+  DeleteOldAside(path, kDamagedSuffix, aside);
 }
 
 }  // namespace orvane::recorder

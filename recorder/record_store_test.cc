@@ -352,6 +352,16 @@ TEST_F(RecordStoreTest, OnlyTheLastDamagedDatabasesAreKept) {
               AllOf(SizeIs(2), Each(ContainsRegex("Deleted .*damaged-19700101T000001Z"))));
 }
 
+TEST_F(RecordStoreTest, ADamagedDatabaseIsKeptIfTheClockIsBehind) {
+  for (const char* time : {"29991231T000001Z", "29991231T000002Z", "29991231T000003Z"}) {
+    testbed::WriteFile(path_.native() + ".damaged-" + time, "");
+  }
+  testbed::WriteFile(path_, std::string(8192, 'x'));
+  EXPECT_TRUE(Add("type", "data"));
+  EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-2999"), SizeIs(2));
+  EXPECT_THAT(FilesIn(directory_.path(), "records.db.damaged-20"), SizeIs(1));
+}
+
 TEST_F(RecordStoreTest, ADeletedDatabaseIsReplaced) {
   ASSERT_TRUE(Add("type", "data"));
   std::filesystem::remove(path_);

@@ -177,7 +177,7 @@ std::string AsideName(const std::string& path, std::string_view suffix) {
   return fmt::format("{}{}{:%Y%m%dT%H%M%SZ}", path, suffix, fmt::gmtime(std::time(nullptr)));
 }
 
-void DeleteOldAside(const std::string& path, std::string_view suffix) {
+void DeleteOldAside(const std::string& path, std::string_view suffix, const std::string& newest) {
   // Without exceptions, since a destructor calls this.
   std::error_code error;
   const std::filesystem::path prefix = std::filesystem::absolute(path + std::string(suffix), error);
@@ -190,7 +190,9 @@ void DeleteOldAside(const std::string& path, std::string_view suffix) {
     if (name.size() != prefix.filename().native().size() + kTimeLength) continue;
     files[name].push_back(entry->path());
   }
-  for (; files.size() > kKeptAside; files.erase(files.begin())) {
+  const std::size_t kept =
+      kKeptAside - files.erase(std::filesystem::path(newest).filename().native());
+  for (; files.size() > kept; files.erase(files.begin())) {
     for (const auto& file : files.begin()->second) {
       if (!std::filesystem::remove(file, error)) continue;
       LOG(WARNING) << "Deleted " << file.native() << ": the last " << kKeptAside << " are kept";

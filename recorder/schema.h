@@ -40,7 +40,9 @@ std::string AsideName(const std::string& path, std::string_view suffix);
 inline constexpr std::size_t kKeptAside = 3;
 
 // Deletes all but the last files that AsideName named, with their write-ahead logs, and logs it.
-void DeleteOldAside(const std::string& path, std::string_view suffix);
+// Always keeps `newest`, a result of AsideName: its time is not the last one if the clock was set
+// back.
+void DeleteOldAside(const std::string& path, std::string_view suffix, const std::string& newest);
 
 // Opens the database. Creates it if it does not exist, updates an older version, and checks one
 // that was not closed. Throws a SQLite::Exception on failure: SQLITE_NOTADB or SQLITE_CORRUPT if it
