@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -62,22 +63,19 @@ bool TraceReader::Next(TraceRow* row) {
 }
 
 bool TraceReader::NextLine(std::string_view* line) {
-  for (;;) {
-    const char* begin = buffer_.data() + begin_;
-    const auto* line_end = static_cast<const char*>(std::memchr(begin, '\n', end_ - begin_));
-    if (line_end != nullptr) {
-      ++line_number_;
-      *line = std::string_view(begin, static_cast<std::size_t>(line_end - begin));
-      begin_ += line->size() + 1;
-      if (line->ends_with('\r')) line->remove_suffix(1);
-      if (line->size() > kMaxTraceLine) Fail(fmt::format("over {} characters", kMaxTraceLine));
-      return true;
-    }
-    if (Fill()) continue;
-    if (begin_ == end_) return false;
-    ++line_number_;
-    Fail("no line end");
-  }
+  const char* end = nullptr;
+  do {
+    end = static_cast<const char*>(std::memchr(buffer_.data() + begin_, '\n', end_ - begin_));
+  } while (end == nullptr && Fill());
+  if (begin_ == end_) return false;
+  const char* const begin = buffer_.data() + begin_;
+  if (end == nullptr) end = buffer_.data() + end_;
+  ++line_number_;
+  *line = std::string_view(begin, static_cast<std::size_t>(end - begin));
+  begin_ = std::min(begin_ + line->size() + 1, end_);
+  if (line->ends_with('\r')) line->remove_suffix(1);
+  if (line->size() > kMaxTraceLine) Fail(fmt::format("over {} characters", kMaxTraceLine));
+  return true;
 }
 
 bool TraceReader::Fill() {

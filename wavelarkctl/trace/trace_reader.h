@@ -12,11 +12,11 @@
 
 namespace orvane::wavelarkctl {
 
-// Reads the rows of a trace file in constant memory. Lines may end in CR LF.
+// Reads the rows of a trace file in constant memory. Lines may end in CR LF, and the last line
+// needs no end: a row that was cut off lacks at least its last field.
 //
 // Throws a Failure: kUnavailable for a file that can't be read, kData with "FILE:LINE: REASON" for
-// one without the header, for a wrong row, and for a last line without an end, which may be
-// incomplete.
+// one without the header, and for a wrong row.
 class TraceReader {
  public:
   explicit TraceReader(const platform::FilePath& path);

@@ -16,6 +16,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::IsEmpty;
+using ::testing::StartsWith;
 
 const std::string kHeader = std::string(kTraceHeader) + "\n";
 const std::string kRow = "1,a,02:00:00:00:00:01,-71,1\n";
@@ -78,9 +79,17 @@ TEST_F(TraceReaderTest, AWrongRowIsNamedByItsLine) {
             ":4: the signal is not -128 to 127 dBm");
 }
 
-TEST_F(TraceReaderTest, ALastLineWithoutAnEndIsRefused) {
-  EXPECT_EQ(ErrorOf(kHeader + "1,a,02:00:00:00:00:01,-71,1"), ":2: no line end");
-  EXPECT_EQ(ErrorOf(std::string(kTraceHeader)), ":1: no line end");
+TEST_F(TraceReaderTest, TheLastLineNeedsNoEnd) {
+  const std::string row = kRow.substr(0, kRow.size() - 1);
+  EXPECT_THAT(Read(std::string(kTraceHeader)), IsEmpty());
+  EXPECT_THAT(Read(kHeader + row), ElementsAre(kRow));
+  EXPECT_THAT(Read(kHeader + kRow + row), ElementsAre(kRow, kRow));
+}
+
+TEST_F(TraceReaderTest, ARowThatIsCutOffIsRefused) {
+  for (std::size_t length = 1; length < kRow.size() - 1; ++length) {
+    EXPECT_THAT(ErrorOf(kHeader + kRow + kRow.substr(0, length)), StartsWith(":3: ")) << length;
+  }
 }
 
 TEST_F(TraceReaderTest, ALongLineIsRefusedWithoutBeingKept) {
