@@ -192,6 +192,19 @@ TEST_F(ExplainTest, PollsInARowWithTheSameReasonAreOneLine) {
                         "not by more than 15\n"));
 }
 
+TEST_F(ExplainTest, TimesInALogOfSeveralDaysHaveDates) {
+  const Log log = Log()
+                      .Start()
+                      .Judged("10:02:00", kPhone, 32, 0, "1m")
+                      .Raw(fmt::format("2026-02-02 09:00:00.000000 VERBOSE1 optimizer/client_steer."
+                                       "cc:12] {} link_quality_metric 31 last_steer_link_quality_"
+                                       "metric 0 time since last steer 22h59m\n",
+                                       kPhone));
+  EXPECT_THAT(Explain(log).out, HasSubstr("  1 dB above the floor (2026-02-02 09:00:00)\n"));
+  EXPECT_THAT(Explain(log, {"--client", kPhone}).out,
+              HasSubstr("\n  2026-02-01 10:02:00 - 2026-02-02 09:00:00      2  "));
+}
+
 TEST_F(ExplainTest, PrintsAnObjectForEachClientAndPoll) {
   const Outcome outcome = Explain(Walk(), {"--json", "--client", kPhone});
   EXPECT_EQ(

@@ -59,20 +59,30 @@ bool ComesFirst(const ClientEntry* a, const ClientEntry* b) {
   return DistanceOf(of_a) < DistanceOf(of_b);
 }
 
-std::string ClosestText(const ClientHistory& history) {
+// Leaves out the date if the period is within one day.
+std::string TimeWithin(platform::WallTime begin, platform::WallTime end, platform::WallTime time) {
+  constexpr std::size_t kDate = 10;  // the length of "2026-02-01"
+  const bool is_one_day =
+      FormatLocalSeconds(begin).substr(0, kDate) == FormatLocalSeconds(end).substr(0, kDate);
+  return is_one_day ? FormatClock(time) : FormatLocalSeconds(time);
+}
+
+std::string ClosestText(const ClientHistory& history, const LogSummary& log) {
   if (!history.steers.empty()) {
     return history.steers.size() == 1 ? "steered once"
                                       : fmt::format("steered {} times", history.steers.size());
   }
   if (!history.closest) return "not judged yet: new on the interface";
-  return fmt::format("{} ({})", ReasonText(*history.closest),
-                     FormatClock(history.closest->decision.time));
+  return fmt::format(
+      "{} ({})", ReasonText(*history.closest),
+      TimeWithin(log.first.value_or(log.last), log.last, history.closest->decision.time));
 }
 
-std::vector<std::string> ClientRow(const MacAddress& address, const ClientHistory& history) {
+std::vector<std::string> ClientRow(const MacAddress& address, const ClientHistory& history,
+                                   const LogSummary& log) {
   return {address.ToString(), InterfaceText(history.interface), std::to_string(history.polls),
           history.polls == 0 ? "" : RangeText(history.lowest, history.highest),
-          ClosestText(history)};
+          ClosestText(history, log)};
 }
 
 std::string ClientsText(const Explainer& explainer) {
@@ -82,7 +92,7 @@ std::string ClientsText(const Explainer& explainer) {
   Rows rows = {{"CLIENT", "INTERFACE", "POLLS", "SIGNAL (dBm)", "CLOSEST TO A STEER"}};
   for (const ClientEntry* entry : entries) {
     if (rows.size() > kMostClients) break;
-    rows.push_back(ClientRow(entry->first, entry->second));
+    rows.push_back(ClientRow(entry->first, entry->second, explainer.summary()));
   }
   std::string text = FormatTable(rows, {2});
   if (entries.size() >= rows.size()) {
@@ -105,8 +115,10 @@ std::string ResultText(const PollRun& run) {
 std::vector<std::string> RunRow(const PollRun& run) {
   const Decision& closest = run.closest.decision;
   const SteerLimits& limits = run.closest.limits;
-  std::string time = FormatLocalSeconds(run.first.decision.time);
-  if (run.polls > 1) time += " - " + FormatClock(run.last.decision.time);
+  const platform::WallTime begin = run.first.decision.time;
+  const platform::WallTime end = run.last.decision.time;
+  std::string time = FormatLocalSeconds(begin);
+  if (run.polls > 1) time += " - " + TimeWithin(begin, end, end);
   std::vector<std::string> row = {time, std::to_string(run.polls),
                                   InterfaceText(closest.interface)};
   if (closest.why == SteerVerdict::kNew) {
