@@ -218,7 +218,9 @@ Judgement Judge(const ReportEvents& report) {
     FindSteers(client, &judgement.steers);
   }
   for (const ReportEvent& event : report.events) {
-    if (event.client >= 0 || !IsDisconnect(event) || !IsSteered(event)) continue;
+    if (event.client >= 0) continue;
+    if (IsConnected(event)) judgement.joins.push_back({&event, nullptr, nullptr});
+    if (!IsDisconnect(event) || !IsSteered(event)) continue;
     judgement.steers.push_back({&event, nullptr, SteerResult::kUnknown});
   }
   for (const ReportEvent& event : report.events) JudgeEvent(event, report, &judgement.levels);

@@ -57,7 +57,7 @@ struct LevelTally {
   std::int64_t unmeasured = 0;  // events that lack a field that the level needs
 };
 
-// A successful connect of a known client.
+// A successful connect. That of an unknown client has no previous one and no start.
 struct Join {
   const ReportEvent* connect = nullptr;
   const ReportEvent* previous = nullptr;  // the client's previous successful connect; may be null

@@ -432,6 +432,18 @@ TEST_F(ReportTest, EventsWithoutFieldsAreOnlyCounted) {
   for (const json& level : data["levels"]) EXPECT_EQ(level["all"], 0);
 }
 
+TEST_F(ReportTest, EventsWithoutAClientAreCountedAsNotMeasured) {
+  Add(0, "", WLAN_5000MHZ, "event_type: AUTHENTICATE is_event_success: true");
+  Add(100, "", WLAN_5000MHZ, "event_type: CONNECT is_event_success: true");
+  Add(200, "", WLAN_5000MHZ, "event_type: DISCONNECT steering_reason: STEER");
+  Store(events_);
+  const json levels = Data()["levels"];
+  for (const std::size_t i : {std::size_t{1}, std::size_t{3}}) {  // time and steering
+    EXPECT_EQ(levels[i]["all"], 0) << levels[i]["key"];
+    EXPECT_EQ(levels[i]["unmeasured"], 1) << levels[i]["key"];
+  }
+}
+
 TEST_F(ReportTest, ValuesOfAnotherKindAreIgnored) {
   Execute(fmt::format(
       "INSERT INTO records (id, received_ms, type) VALUES (1, {}, 'x');"
