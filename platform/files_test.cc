@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -160,11 +159,9 @@ TEST_F(FilesTest, LeavesNoDraftAfterAFailedReplacement) {
 
 TEST_F(FilesTest, KeepsTheFileIfItsReplacementCannotBeWritten) {
   const FilePath path = Write("old");
-  const rlimit limit = {.rlim_cur = 4, .rlim_max = RLIM_INFINITY};
   EXPECT_EXIT(
       {
-        signal(SIGXFSZ, SIG_IGN);
-        setrlimit(RLIMIT_FSIZE, &limit);
+        testbed::LimitFileSize(4);
         const bool is_refused = !ReplaceFile(path, "longer") && errno == EFBIG;
         _exit(is_refused ? 0 : 1);
       },

@@ -1,6 +1,8 @@
 #include "testbed/temporary_directory.h"
 
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 
 #include <fstream>
 #include <string>
@@ -30,6 +32,16 @@ void WriteFile(const platform::FilePath& path, std::string_view contents) {
 
 void ReplaceFile(const platform::FilePath& path, std::string_view contents) {
   CHECK(platform::ReplaceFile(path, contents)) << "Can't replace " << path.native();
+}
+
+void LimitFileSize(std::size_t bytes) {
+  // Without this, the signal ends the process.
+  signal(SIGXFSZ, SIG_IGN);
+  // The hard limit stays: only a privileged process can raise it.
+  rlimit limit = {};
+  CHECK(getrlimit(RLIMIT_FSIZE, &limit) == 0);
+  limit.rlim_cur = bytes;
+  CHECK(setrlimit(RLIMIT_FSIZE, &limit) == 0) << "Can't limit the size of files";
 }
 
 }  // namespace orvane::testbed

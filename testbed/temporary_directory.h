@@ -1,6 +1,7 @@
 #ifndef TESTBED_TEMPORARY_DIRECTORY_H_
 #define TESTBED_TEMPORARY_DIRECTORY_H_
 
+#include <cstddef>
 #include <string_view>
 
 #include "platform/files.h"
@@ -27,6 +28,10 @@ void WriteFile(const platform::FilePath& path, std::string_view contents);
 
 // Replaces a file atomically, so that nobody reads an incomplete one. It is a new file afterwards.
 void ReplaceFile(const platform::FilePath& path, std::string_view contents);
+
+// Makes this process unable to write beyond `bytes` in a file, as on a full disk: errno is EFBIG.
+// For the child of a death test. Aborts on failure.
+void LimitFileSize(std::size_t bytes);
 
 }  // namespace orvane::testbed
 

@@ -3,8 +3,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,11 +48,9 @@ class OutputFileTest : public testing::Test {
 
 TEST_F(OutputFileTest, AnOldFileStaysUntilTheNewOneIsComplete) {
   testbed::WriteFile(path_, "old");
-  const rlimit limit = {.rlim_cur = 100, .rlim_max = RLIM_INFINITY};
   EXPECT_EXIT(
       {
-        signal(SIGXFSZ, SIG_IGN);
-        setrlimit(RLIMIT_FSIZE, &limit);
+        testbed::LimitFileSize(100);
         const std::string message = Fail(path_, std::string(1000, 'x'));
         _exit(message == path_.native() + ": can't be written: File too large (27)" ? 0 : 1);
       },

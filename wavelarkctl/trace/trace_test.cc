@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 #include "platform/files.h"
 #include "platform/netlink/netlink_manager.h"
 #include "simulation/fake_kernel.h"
+#include "testbed/temporary_directory.h"
 #include "testbed/tool_test.h"
 #include "wavelarkctl/command.h"
 #include "wavelarkctl/trace/trace_row.h"
@@ -100,7 +100,6 @@ TEST_F(TraceTest, AnInterfaceThatIsNotThereIsReported) {
 }
 
 TEST_F(TraceTest, AFullDiskLeavesWholeSamples) {
-  const rlimit limit = {.rlim_cur = 100, .rlim_max = RLIM_INFINITY};
   const TraceRow row = {.time = platform::WallTime(1s),
                         .interface = "a",
                         .address = {2, 0, 0, 0, 0, 1},
@@ -115,8 +114,7 @@ TEST_F(TraceTest, AFullDiskLeavesWholeSamples) {
   };
   EXPECT_EXIT(
       {
-        signal(SIGXFSZ, SIG_IGN);
-        setrlimit(RLIMIT_FSIZE, &limit);
+        testbed::LimitFileSize(100);
         try {
           write_samples();
         } catch (const Failure& failure) {
