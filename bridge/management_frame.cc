@@ -11,12 +11,15 @@ namespace {
 
 constexpr std::size_t kDestinationOffset = 4;
 constexpr std::size_t kSourceOffset = 10;
+constexpr std::size_t kSequenceControlOffset = 22;
 constexpr std::size_t kBodyOffset = 24;
 constexpr std::size_t kAddressLength = 6;
 
 constexpr unsigned kVersionAndTypeMask = 0x0f;
 constexpr unsigned kManagementType = 0x00;
-constexpr unsigned kProtectedFlag = 0x40;  // in the second byte
+// Flags in the second byte.
+constexpr unsigned kRetryFlag = 0x08;
+constexpr unsigned kProtectedFlag = 0x40;
 
 // Offsets of the fixed fields, in bytes from the start of the frame body.
 struct BodyLayout {
@@ -82,6 +85,8 @@ std::optional<ManagementFrame> ParseManagementFrame(std::span<const std::uint8_t
   frame.kind = layout->kind;
   frame.destination = AddressAt(bytes, kDestinationOffset);
   frame.source = AddressAt(bytes, kSourceOffset);
+  frame.sequence_control = LittleEndian16(bytes, kSequenceControlOffset);
+  frame.is_retransmission = (bytes[1] & kRetryFlag) != 0;
   if (layout->code_offset.has_value()) frame.code = LittleEndian16(body, *layout->code_offset);
   if (frame.kind == FrameKind::kAuthentication) {
     frame.algorithm = LittleEndian16(body, 0);

@@ -33,6 +33,9 @@ struct ManagementFrame {
   // Algorithm and transaction number of an authentication.
   std::uint16_t algorithm = 0;
   std::uint16_t transaction = 0;
+  // A retransmission has the sequence control of the frame that it repeats.
+  std::uint16_t sequence_control = 0;
+  bool is_retransmission = false;
 };
 
 // Returns the kind of a frame, or nothing for other kinds and for empty input.

@@ -44,6 +44,15 @@ TEST(ManagementFrameTest, ReadsAnAuthenticationRequest) {
   EXPECT_EQ(frame->algorithm, 0);
   EXPECT_EQ(frame->transaction, 1);
   EXPECT_EQ(frame->code, 0);
+  EXPECT_EQ(frame->sequence_control, 0x10);
+  EXPECT_FALSE(frame->is_retransmission);
+}
+
+TEST(ManagementFrameTest, ReadsARetransmission) {
+  const auto frame = Parse(WithByte(WithByte(kAuthenticationRequest, 1, "08"), 23, "a1"));
+  ASSERT_TRUE(frame.has_value());
+  EXPECT_EQ(frame->sequence_control, 0xa110);
+  EXPECT_TRUE(frame->is_retransmission);
 }
 
 TEST(ManagementFrameTest, ReadsAnAuthenticationResponse) {

@@ -40,6 +40,15 @@ StationMachine* StationTracker::FindOrAdd(const ap::MacAddress& mac) {
   return &stations_.emplace(mac, Entry(mac)).first->second.machine;
 }
 
+// A station transmits its frame again if it misses the acknowledgement. hostapd reports both
+// frames, but answers only one.
+bool StationTracker::IsRepeated(const ManagementFrame& frame, MonotonicTime now) {
+  const std::uint16_t* last = last_frames_.Find(frame.source, now);
+  if (frame.is_retransmission && last != nullptr && *last == frame.sequence_control) return true;
+  last_frames_.Put(frame.source, frame.sequence_control, now);
+  return false;
+}
+
 Background StationTracker::BackgroundOf(const ap::MacAddress& mac, Moment now) const {
   Background background;
   if (const MonotonicTime* probe = probes_.Find(mac, now.monotonic)) {
@@ -68,6 +77,7 @@ void StationTracker::OnNl80211Event(const Nl80211Event& event, Moment now) {
 
 void StationTracker::Handle(const FrameReceived& received, Moment now) {
   const ManagementFrame& frame = received.frame;
+  if (IsRepeated(frame, now.monotonic)) return;
   const ap::MacAddress& mac = frame.source;
   StationMachine* machine = FindOrAdd(mac);
   if (machine == nullptr) return;

@@ -47,6 +47,8 @@ class StationTracker {
  public:
   // Maximum number of stations with state. hostapd serves at most 2007.
   static constexpr std::size_t kMostStations = 4096;
+  // Maximum time from a frame to its retransmission.
+  static constexpr platform::TimeSpan kRetransmissionLife = std::chrono::seconds(1);
   // How long a probe request counts as the start of a join.
   static constexpr platform::TimeSpan kProbeLife = std::chrono::minutes(1);
   // If a station leaves within this time after it accepted a transition or was steered, that is the
@@ -100,6 +102,7 @@ class StationTracker {
 
   StationMachine* Find(const ap::MacAddress& mac);
   StationMachine* FindOrAdd(const ap::MacAddress& mac);
+  bool IsRepeated(const ManagementFrame& frame, platform::MonotonicTime now);
   Background BackgroundOf(const ap::MacAddress& mac, Moment now) const;
   bool HasMoved(const ap::MacAddress& mac, const StationMachine& machine, Moment now) const;
 
@@ -124,6 +127,8 @@ class StationTracker {
   std::map<ap::MacAddress, Entry> stations_;
   std::set<ap::MacAddress> touched_;  // since the last Settle
   std::set<std::pair<platform::MonotonicTime, ap::MacAddress>> deadlines_;
+  // The sequence control of each station's last frame.
+  RecentMap<ap::MacAddress, std::uint16_t> last_frames_{kMostStations, kRetransmissionLife};
   RecentTimes probes_{kMostStations, kProbeLife};
   // What may make a station leave this interface. A station that was connected before the bridge
   // started has no machine, but is included.

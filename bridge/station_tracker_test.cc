@@ -144,6 +144,28 @@ TEST_F(StationTrackerTest, WritesOneLineForARepeatedRequest) {
   EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth(kAccepted), Assoc(kAccepted)));
 }
 
+// hostapd reports a retransmission, too, but does not answer it.
+TEST_F(StationTrackerTest, IgnoresARetransmission) {
+  const auto receive = [this](std::string_view flags, std::string_view sequence_control) {
+    ap_.tracker().OnControlEvent(
+        ParseControlEvent(fmt::format("<3>AP-MGMT-FRAME-RECEIVED buf=b0{}3a01020000000000"
+                                      "020000000200020000000000{}000001000000",
+                                      flags, sequence_control)),
+        ap_.now());
+    ap_.TellNoSignal();
+  };
+  receive("00", "1000");
+  ap_.AnswerAuthentication();
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth(kAccepted)));
+  receive("08", "1000");
+  ap_.Pass(StationMachine::kAnswerWait);
+  EXPECT_THAT(ap_.TakeLines(), IsEmpty());
+  // The first transmission of this request was lost.
+  receive("08", "2000");
+  ap_.AnswerAuthentication();
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Auth(kAccepted)));
+}
+
 // The answer to a repeated request must not be used for a later request.
 TEST_F(StationTrackerTest, DropsAnUnexpectedAnswer) {
   ap_.Authenticate();
