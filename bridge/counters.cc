@@ -92,6 +92,17 @@ void AddKinds(const InterfaceCounters& interface,
   }
 }
 
+// Returns "4 events in (other 0, malformed 1)".
+template <std::size_t size>
+std::string SumOfKinds(std::string_view what, const std::array<std::uint64_t, size>& counts,
+                       const std::array<std::string_view, size>& names) {
+  std::string text = fmt::format("{} {} (", Sum(counts), what);
+  for (std::size_t i = 0; i < size; ++i) {
+    fmt::format_to(std::back_inserter(text), "{}{} {}", i == 0 ? "" : ", ", names[i], counts[i]);
+  }
+  return text + ')';
+}
+
 }  // namespace
 
 std::string_view EventKindName(std::size_t index) { return kEventKindNames.at(index); }
@@ -101,12 +112,8 @@ std::vector<std::string> FormatForLog(const Counters& counters) {
   std::vector<std::string> lines;
   for (const InterfaceCounters& c : counters.interfaces) {
     std::string line =
-        fmt::format("{}: {} events in, {} lines out", c.interface, Sum(c.events), Sum(c.lines));
-    for (std::size_t i = 0; i < kLineKinds; ++i) {
-      fmt::format_to(std::back_inserter(line), "{}{} {}", i == 0 ? " (" : ", ", kLineKindNames[i],
-                     c.lines[i]);
-    }
-    line += ')';
+        fmt::format("{}: {}, {}", c.interface, SumOfKinds("events in", c.events, kEventKindNames),
+                    SumOfKinds("lines out", c.lines, kLineKindNames));
     for (const InterfaceMetric& metric : kInterfaceMetrics) {
       fmt::format_to(std::back_inserter(line), ", {} {}", metric.name, metric.value(c));
     }

@@ -60,8 +60,10 @@ TEST(CountersTest, AreWrittenToTheLog) {
   EXPECT_THAT(
       FormatForLog(Example()),
       ElementsAre(
-          "wlan-2400mhz: 4 events in, 5 lines out (auth 0, assoc 0, connect 0, disconnect 0, "
-          "probe_request 3, passed_on 2), dropped_lines 7, expired_lines 0, ignored_events 0, "
+          "wlan-2400mhz: 4 events in (other 0, malformed 1, frame 0, probe_request 3, "
+          "connected 0, disconnected 0, psk_mismatch 0, transition_answer 0), "
+          "5 lines out (auth 0, assoc 0, connect 0, disconnect 0, probe_request 3, passed_on 2), "
+          "dropped_lines 7, expired_lines 0, ignored_events 0, "
           "stray_answers 0, commands 0, refused_commands 0, lost_answers 0, attaches 0, "
           "attached 1, waiting_lines 0, monitors 0, stations 0",
           StartsWith("wlan-5000mhz: 0 events in"), "nl80211: 10 messages, 4 losses"));
