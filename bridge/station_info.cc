@@ -60,8 +60,10 @@ TransmitRate ReadTransmitRate(const AttributeList& attributes) {
   return rate;
 }
 
+// mac80211 reports 0 until it has received a frame with a signal.
 std::optional<int> ReadSignal(const AttributeList& station_info, int type) {
-  return station_info.Get<std::int8_t>(type);
+  const auto signal = station_info.Get<std::int8_t>(type);
+  return signal != 0 ? signal : std::nullopt;
 }
 
 }  // namespace

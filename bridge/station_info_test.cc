@@ -29,6 +29,13 @@ TEST(StationInfoTest, ReadsSignals) {
   EXPECT_EQ(info.transmit_rate, TransmitRate());
 }
 
+// The kernel has not received a frame of the station yet.
+TEST(StationInfoTest, HasNoSignalOfZero) {
+  AttributeBuilder attributes;
+  attributes.U8(NL80211_STA_INFO_SIGNAL, 0).U8(NL80211_STA_INFO_SIGNAL_AVG, 0);
+  EXPECT_EQ(ReadStationInfo(AttributeList(attributes.bytes())), StationInfo());
+}
+
 TEST(StationInfoTest, IsEmptyWithoutTheNest) {
   EXPECT_EQ(ReadStationInfo(AttributeList()), StationInfo());
 }
