@@ -59,11 +59,15 @@ void Bridge::FindInterfaces() {
 }
 
 void Bridge::ReadKernel() {
+  const std::uint64_t loss_count = nl80211_.loss_count();
   nl80211_.ReadAll([this](const Nl80211Event& event) {
     for (const auto& entry : entries_) {
       if (entry->index == event.interface_index) entry->interface->OnNl80211Event(event);
     }
   });
+  // The kernel reports a loss before the messages in the queue, but drops those that come later.
+  if (nl80211_.loss_count() == loss_count) return;
+  for (const auto& entry : entries_) entry->interface->OnNl80211Loss();
 }
 
 void Bridge::OnKernelReady() {

@@ -4,13 +4,16 @@
 #include <gtest/gtest.h>
 #include <linux/nl80211.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
+#include "platform/byte_string.h"
 #include "platform/manual_loop.h"
 #include "simulation/fake_kernel.h"
 #include "simulation/message_builder.h"
@@ -25,6 +28,7 @@ namespace {
 
 using simulation::FakeKernel;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -91,6 +95,19 @@ class BridgeOnFakeKernelTest : public testing::Test {
     return Receive();
   }
 
+  // The access point has sent a frame, which the station has acknowledged.
+  void ReportSent(std::uint8_t command, std::string_view frame) {
+    kernel_->Multicast(
+        FakeKernel::kMlmeGroup,
+        simulation::MakeGenericMessage(
+            {FakeKernel::kNl80211Family}, command,
+            simulation::AttributeBuilder()
+                .U32(NL80211_ATTR_IFINDEX, kIndex)
+                .Raw(NL80211_ATTR_FRAME, platform::ByteString::CreateFromHexString(frame).AsSpan())
+                .Flag(NL80211_ATTR_ACK)));
+    loop_.RunUntilIdle();
+  }
+
   // Returns how many messages the bridge has read after one was sent.
   std::uint64_t MessageCountAfterOneMore() {
     kernel_->Multicast(
@@ -139,6 +156,24 @@ TEST_F(BridgeOnFakeKernelTest, FindsAnInterfaceAgain) {
   AdvanceBy(Bridge::kKernelInterval);
   EXPECT_THAT(Connect(), HasSubstr("last_rx_rssi:-50"));
   EXPECT_THAT(log_.Lines(platform::Severity::kWarning), IsEmpty());
+}
+
+// The kernel may have dropped a later message of the handshake.
+TEST_F(BridgeOnFakeKernelTest, ForgetsTheHandshakeMessageAfterALoss) {
+  StartBridge();
+  hostapd_.Send(
+      "<3>AP-MGMT-FRAME-RECEIVED "
+      "buf=00003a01020000000000020000000200020000000000200031040500");
+  ASSERT_TRUE(RunUntil([&] { return hostapd_.Count("TRACK_STA_LIST") == 1; }));
+  ReportSent(NL80211_CMD_FRAME_TX_STATUS,
+             "100000000200000002000200000000000200000000000000110400000100");
+  EXPECT_THAT(Receive(), HasSubstr("AP-STA-ASSOC"));
+  ReportSent(NL80211_CMD_CONTROL_PORT_FRAME_TX_STATUS,
+             "020000000200020000000000888e0203005f02008a0010");
+  kernel_->MulticastFailure(FakeKernel::kMlmeGroup, platform::ReceiveStatus::kLost, ENOBUFS);
+  loop_.RunUntilIdle();
+  ReportSent(NL80211_CMD_FRAME_TX_STATUS, "c000000002000000020002000000000002000000000000000f00");
+  EXPECT_THAT(Receive(), EndsWith(" success:0"));
 }
 
 }  // namespace

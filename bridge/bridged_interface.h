@@ -69,6 +69,8 @@ class BridgedInterface {
 
   // The lines that become due are written at the latest in the next turn of the loop.
   void OnNl80211Event(const Nl80211Event& event);
+  // See StationTracker.
+  void OnNl80211Loss() { tracker_.OnNl80211Loss(); }
 
   // Reads hostapd's events, writes the lines that are due, and sends as much as possible.
   void Pump();

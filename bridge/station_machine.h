@@ -92,6 +92,8 @@ class StationMachine {
   void OnFrameSent(const FrameSent& sent, platform::MonotonicTime now);
   void OnEapolSent(EapolMessage message);
   void OnRemoved(const StationInfo& info, platform::MonotonicTime now);
+  // The kernel has dropped messages. A later handshake message may be one of them.
+  void OnLoss() { last_message_.reset(); }
 
   // Nothing is left to read. Appends the lines that are complete or due.
   void Settle(Moment now, std::vector<EventLine>* lines);

@@ -152,6 +152,10 @@ void StationTracker::Handle(const StationRemoved& removed, Moment now) {
   }
 }
 
+void StationTracker::OnNl80211Loss() {
+  for (auto& [mac, entry] : stations_) entry.machine.OnLoss();
+}
+
 void StationTracker::OnTrackedStations(std::span<const TrackedStation> tracked) {
   for (auto& [mac, entry] : stations_) {
     if (!entry.machine.AwaitsSignal()) continue;

@@ -66,6 +66,9 @@ class StationTracker {
   void OnControlEvent(const ControlEvent& event, Moment now);
   void OnNl80211Event(const Nl80211Event& event, Moment now);
 
+  // The kernel has dropped messages, after those that were passed on.
+  void OnNl80211Loss();
+
   // Sets the signals of the lines that wait for one. `tracked` is hostapd's answer to a
   // TRACK_STA_LIST that was sent after the last received frame; empty if the command failed.
   void OnTrackedStations(std::span<const TrackedStation> tracked);

@@ -464,6 +464,17 @@ TEST_F(StationTrackerTest, WritesNothingForAnUnfinishedJoin) {
   EXPECT_EQ(ap_.tracker().station_count(), 0U);
 }
 
+// The lost message may be a later one of the handshake.
+TEST_F(StationTrackerTest, ForgetsTheHandshakeMessageAfterALoss) {
+  ap_.Authenticate();
+  ap_.Associate();
+  ap_.SendMessage(EapolMessage::kPairwise1);
+  ap_.TakeLines();
+  ap_.tracker().OnNl80211Loss();
+  ap_.SendOff(kDeauthentication, 15);
+  EXPECT_THAT(ap_.TakeLines(), ElementsAre(Connect("success:0")));
+}
+
 // --- Ends of connections ---
 
 TEST_F(StationTrackerTest, ReportsTheReasonOfTheAccessPoint) {
