@@ -5,6 +5,13 @@
 #include "platform/logging.h"
 
 namespace orvane::bridge {
+namespace {
+
+void LogAbsence(const std::string& interface) {
+  LOG(WARNING) << "No network interface " << interface;
+}
+
+}  // namespace
 
 Bridge::Bridge(platform::Loop& loop, const Options& options,
                std::unique_ptr<platform::NetlinkKernel> kernel)
@@ -38,8 +45,9 @@ void Bridge::OnHostapdUp(Entry* entry) {
   if (!nl80211_.Open()) {
     PLOG(WARNING) << "Only connects and disconnects are reported without nl80211: " << name;
   }
+  const bool was_absent = entry->index == 0;
   FindInterfaces();
-  if (entry->index == 0) LOG(WARNING) << "No network interface " << name;
+  if (was_absent && entry->index == 0) LogAbsence(name);
   kernel_timer_.Start(kKernelInterval, [this] { CheckKernel(); });
 }
 
@@ -54,7 +62,10 @@ void Bridge::CheckKernel() {
 void Bridge::FindInterfaces() {
   ReadKernel();
   for (const auto& entry : entries_) {
-    entry->index = nl80211_.InterfaceIndex(entry->interface->names().hostapd);
+    const std::string& name = entry->interface->names().hostapd;
+    const std::uint32_t old_index = std::exchange(entry->index, nl80211_.InterfaceIndex(name));
+    const bool is_lost = old_index != 0 && entry->index == 0;
+    if (is_lost && entry->interface->is_up()) LogAbsence(name);
   }
 }
 

@@ -158,6 +158,18 @@ TEST_F(BridgeOnFakeKernelTest, FindsAnInterfaceAgain) {
   EXPECT_THAT(log_.Lines(platform::Severity::kWarning), IsEmpty());
 }
 
+TEST_F(BridgeOnFakeKernelTest, LogsOnceThatAnInterfaceIsGone) {
+  StartBridge();
+  kernel_->RemoveInterface("wlan0");
+  AdvanceBy(3 * Bridge::kKernelInterval);
+  EXPECT_THAT(log_.Lines(platform::Severity::kWarning),
+              ElementsAre(HasSubstr("No network interface wlan0")));
+  EXPECT_THAT(Connect(), Not(HasSubstr("last_rx_rssi")));
+  kernel_->AddInterface("wlan0", kIndex);
+  AdvanceBy(Bridge::kKernelInterval);
+  EXPECT_THAT(Connect(), HasSubstr("last_rx_rssi:-50"));
+}
+
 // The kernel may have dropped a later message of the handshake.
 TEST_F(BridgeOnFakeKernelTest, ForgetsTheHandshakeMessageAfterALoss) {
   StartBridge();
