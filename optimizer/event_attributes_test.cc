@@ -244,6 +244,14 @@ TEST_F(EventAttributesTest, WithoutASaltThereIsNoIdentifier) {
   EXPECT_EQ(TextOf(info), "client_shmac: \"before\"");
 }
 
+TEST_F(EventAttributesTest, TheSaltIsNotReadForATextThatIsNoAddress) {
+  StationIdGenerator station_ids(directory_.path() / "missing");
+  log_.Clear();
+  ClientEventInfo info;
+  ApplyEventAttribute({"client_mac", "nonsense"}, &station_ids, &info);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
 TEST_F(EventAttributesTest, NumbersAreReadLikeTheStandardLibraryDoes) {
   const struct {
     std::string_view text;
