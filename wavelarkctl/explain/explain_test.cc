@@ -575,6 +575,19 @@ TEST_F(ExplainTest, OtherLinesChangeNothing) {
 }
 
 // A power loss can leave NUL bytes in a log.
+TEST_F(ExplainTest, LinesThatTheLogHasTwiceChangeNothing) {
+  std::string text;
+  for (const std::string& line : LinesOf(Walk().text())) text += line + line;
+  for (const std::vector<std::string>& options :
+       std::vector<std::vector<std::string>>{{}, {"--json"}, {"--client", kPhone}}) {
+    const Outcome once = Explain(Walk(), options);
+    const Outcome twice = Explain(Log().Raw(text), options);
+    EXPECT_EQ(twice.out, once.out);
+    EXPECT_EQ(twice.err, once.err);
+    EXPECT_EQ(twice.status, once.status);
+  }
+}
+
 TEST_F(ExplainTest, ALineAfterNulBytesIsRead) {
   using namespace std::string_literals;
   const std::string expected = Explain(Walk()).out;

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <cstdint>
+#include <functional>
 
 #include "platform/text.h"
 
@@ -11,6 +14,8 @@ namespace {
 constexpr std::array<std::string_view, 5> kSeverities = {"VERBOSE1", "INFO", "WARNING", "ERROR",
                                                          "FATAL"};
 constexpr std::size_t kPriorityLength = 3;  // "<6>"
+// A line is repeated within this time.
+constexpr platform::TimeSpan kRepetition = std::chrono::seconds(2);
 
 // Removes the text up to and including the separator. Returns the text before the separator. If
 // there is no separator, removes everything and returns an empty text.
@@ -39,12 +44,28 @@ std::optional<LogLine> LogLineReader::ReadFrom(std::string_view line) {
   return LogLine{*time, severity, platform::TrimWhitespace(rest)};
 }
 
-std::optional<LogLine> LogLineReader::Read(std::string_view line) {
+std::optional<LogLine> LogLineReader::ReadWhole(std::string_view line) {
   if (HasPriority(line)) line.remove_prefix(kPriorityLength);
   if (const auto found = ReadFrom(line)) return found;
   // "Jan 31 23:59:59 host ap-wavelark[123]: " or another prefix that ends in "]: ".
   TakeUntil(&line, "]: ");
   return ReadFrom(line);
+}
+
+bool LogLineReader::IsRepeated(const LogLine& line) {
+  if (std::chrono::abs(line.time - recent_begin_) > kRepetition) {
+    recent_.swap(earlier_);
+    recent_.clear();
+    recent_begin_ = line.time;
+  }
+  const std::size_t hash = std::hash<std::string_view>()(line.message) ^
+                           std::hash<std::int64_t>()(line.time.time_since_epoch().count());
+  return earlier_.contains(hash) || !recent_.insert(hash).second;
+}
+
+std::optional<LogLine> LogLineReader::Read(std::string_view line) {
+  const auto found = ReadWhole(line);
+  return found && IsRepeated(*found) ? std::nullopt : found;
 }
 
 }  // namespace orvane::wavelarkctl

@@ -39,7 +39,7 @@ TEST_F(LogLineTest, APrefixOfTheJournalOrASyslogIsSkipped) {
                              "2026-02-01T00:00:00.000001+00:00 ap ap-wavelark[123]: ",
                              "Feb 01 00:00:00 ap ap-wavelark[1]: "}) {
     const std::string line = fmt::format("{}{}text ]: of it", prefix, kHeader);
-    const auto read = reader_.Read(line);
+    const auto read = LogLineReader().Read(line);
     ASSERT_TRUE(read.has_value()) << line;
     EXPECT_EQ(read->time, kTime) << line;
     EXPECT_EQ(read->message, "text ]: of it") << line;
@@ -69,6 +69,17 @@ TEST_F(LogLineTest, OtherLinesAreIgnored) {
                            "-026-02-01 00:00:00.000001 INFO optimizer/client_steer.cc:12] text"}) {
     EXPECT_FALSE(reader_.Read(line).has_value()) << line;
   }
+}
+
+TEST_F(LogLineTest, ALineThatComesAgainIsIgnored) {
+  const std::string first = "2026-02-01 00:00:00.000000 INFO a.cc:1] a";
+  const std::string other_text = "2026-02-01 00:00:00.000000 INFO a.cc:1] b";
+  const std::string other_time = "2026-02-01 00:00:01.900000 INFO a.cc:1] a";
+  const std::string next_period = "2026-02-01 00:00:02.100000 INFO a.cc:1] a";
+  for (const std::string& line : {first, other_text, other_time}) EXPECT_TRUE(reader_.Read(line));
+  for (const std::string& line : {first, other_text}) EXPECT_FALSE(reader_.Read("<6>" + line));
+  EXPECT_TRUE(reader_.Read(next_period));
+  for (const std::string& line : {other_time, next_period}) EXPECT_FALSE(reader_.Read(line));
 }
 
 TEST_F(LogLineTest, TimesAreLocal) {
