@@ -65,6 +65,7 @@ void BridgedInterface::OnUp() {
   is_asking_for_signal_ = false;
   has_logged_unreadable_ = false;
   callbacks_.on_hostapd_up();
+  if (socket_ != nullptr) StopServing();
   platform::TimeSpan delay = platform::TimeSpan::zero();
   if (absent_since_.has_value()) delay = *absent_since_ + kLeastAbsence - loop_.MonotonicNow();
   serve_timer_.Start(delay, [this] { KeepServing(); });
@@ -99,10 +100,21 @@ void BridgedInterface::StopServing() {
 }
 
 void BridgedInterface::OnDown() {
-  serve_timer_.Stop();
   tracker_.Reset();
   Settle();
-  StopServing();
+  StopServingWhenRead(kLastReadWait);
+}
+
+// A client closes its own socket when the served one disappears, and loses what it has not read.
+void BridgedInterface::StopServingWhenRead(platform::TimeSpan patience) {
+  FlushMonitors();
+  const bool is_read = socket_ == nullptr || (socket_->IsRead() && !monitors_.HasWaitingLines());
+  if (is_read || patience <= platform::TimeSpan::zero()) {
+    serve_timer_.Stop();
+    return StopServing();
+  }
+  serve_timer_.Start(kRetryDelay,
+                     [this, patience] { StopServingWhenRead(patience - kRetryDelay); });
 }
 
 // The kernel's messages from before this line have arrived by now, and are read first.

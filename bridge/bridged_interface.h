@@ -49,6 +49,8 @@ class BridgedInterface {
 
   // Minimum time for which the served socket is removed, so that every client notices.
   static constexpr platform::TimeSpan kLeastAbsence = std::chrono::milliseconds(100);
+  // Maximum time for clients to read the last lines before the served socket is removed.
+  static constexpr platform::TimeSpan kLastReadWait = std::chrono::milliseconds(500);
   // Interval between checks of the served socket, and between attempts to create it.
   static constexpr platform::TimeSpan kServeInterval = std::chrono::seconds(1);
   // Delay between attempts to send to a monitor that does not read. It starts at kRetryDelay and
@@ -86,6 +88,7 @@ class BridgedInterface {
   void KeepServing();
   void Serve();
   void StopServing();
+  void StopServingWhenRead(platform::TimeSpan patience);
   void OnEvent(std::string_view line);
   void LogUnreadable(std::string_view line);
   void AskForSignal();

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -107,6 +108,38 @@ TEST_F(BridgedInterfaceTest, ReadsTheKernelWhenHostapdAnswers) {
   kernel_messages_ = Leave();
   hostapd_.Send("OK\n");
   EXPECT_THAT(Receive(&client), HasSubstr("event_reason:inactivity last_rx_rssi:-50"));
+}
+
+// A client closes its socket when the served one disappears, and loses what it has not read.
+TEST_F(BridgedInterfaceTest, RemovesItsSocketWhenTheLastLinesAreRead) {
+  testbed::ControlClient client("client", ServedPath());
+  client.Send("ATTACH");
+  ASSERT_EQ(Receive(&client), "OK\n");
+  hostapd_.Send(std::string("<3>AP-STA-DISCONNECTED ") + kStation);
+  ASSERT_THAT(Receive(&client), HasSubstr("AP-STA-DISCONNECTED"));
+
+  std::filesystem::remove(directory_.path() / "wlan0");
+  loop_.AdvanceBy(HostapdLink::kLookInterval);
+  EXPECT_FALSE(interface_.is_up());
+  EXPECT_TRUE(platform::PathExists(ServedPath()));
+  EXPECT_THAT(client.Receive(), HasSubstr("AP-STA-DISCONNECT "));
+  loop_.AdvanceBy(BridgedInterface::kRetryDelay);
+  EXPECT_FALSE(platform::PathExists(ServedPath()));
+}
+
+TEST_F(BridgedInterfaceTest, RemovesItsSocketIfTheLastLinesAreNotRead) {
+  testbed::ControlClient client("client", ServedPath());
+  client.Send("ATTACH");
+  ASSERT_EQ(Receive(&client), "OK\n");
+  hostapd_.Send(std::string("<3>AP-STA-DISCONNECTED ") + kStation);
+  ASSERT_THAT(Receive(&client), HasSubstr("AP-STA-DISCONNECTED"));
+
+  std::filesystem::remove(directory_.path() / "wlan0");
+  loop_.AdvanceBy(HostapdLink::kLookInterval);
+  loop_.AdvanceBy(BridgedInterface::kLastReadWait - BridgedInterface::kRetryDelay);
+  EXPECT_TRUE(platform::PathExists(ServedPath()));
+  loop_.AdvanceBy(BridgedInterface::kRetryDelay);
+  EXPECT_FALSE(platform::PathExists(ServedPath()));
 }
 
 // A reload of hostapd's configuration resets the settings after it has disconnected all stations.

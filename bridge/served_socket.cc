@@ -79,6 +79,11 @@ bool ServedSocket::IsAtPath() const {
   return identity_.has_value() && Identify(path_) == identity_;
 }
 
+bool ServedSocket::IsRead() const {
+  int used = 0;
+  return ioctl(fd_.get(), SIOCOUTQ, &used) != 0 || used == 0;
+}
+
 // All datagrams can use half of the buffer, lines for the daemon three quarters, and answers all of
 // it. Unread lines of the daemon are lost if it is killed, so they can use only a quarter.
 bool ServedSocket::HasRoom(Share share) {

@@ -48,6 +48,9 @@ class ServedSocket : private platform::FdWatcher {
   // file.
   bool IsAtPath() const;
 
+  // Returns whether all clients have read everything.
+  bool IsRead() const;
+
   SendResult Send(const UnixAddress& to, Share share, std::string_view datagram);
 
  private:
