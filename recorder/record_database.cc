@@ -3,6 +3,7 @@
 #include <SQLiteCpp/Transaction.h>
 #include <fmt/format.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -105,6 +106,7 @@ RecordDatabase::RecordDatabase(const DatabaseOptions& options)
     : max_size_(options.max_size),
       database_(OpenDatabase(options)),
       page_size_(database_.execAndGet("PRAGMA page_size").getInt64()),
+      log_id_(LogId()),
       add_client_event_(database_, ClientEventsTable().Insert()),
       add_probe_report_(database_, ProbeReportsTable().Insert()),
       add_record_(database_, "INSERT INTO records (received_ms, type) VALUES (?, ?)"),
@@ -125,15 +127,24 @@ RecordDatabase::~RecordDatabase() {
   if (!WasMoved()) return;
   sqlite3* const handle = database_.getHandle();
   const std::string path = sqlite3_db_filename(handle, "main");
-  std::error_code ignored;
   // Waits for readers, unlike a passive checkpoint.
-  if (sqlite3_wal_checkpoint_v2(handle, nullptr, SQLITE_CHECKPOINT_FULL, nullptr, nullptr) ==
-      SQLITE_OK) {
+  const bool is_complete = sqlite3_wal_checkpoint_v2(handle, nullptr, SQLITE_CHECKPOINT_FULL,
+                                                     nullptr, nullptr) == SQLITE_OK;
+  if (LogId() != log_id_) return;
+  std::error_code ignored;
+  if (is_complete) {
     std::filesystem::remove(path + kLogSuffix, ignored);
   } else {
     SetLogAside(path, sqlite3_errmsg(handle));
   }
   std::filesystem::remove(path + "-shm", ignored);
+}
+
+RecordDatabase::FileId RecordDatabase::LogId() const {
+  const std::string path = sqlite3_db_filename(database_.getHandle(), "main");
+  struct stat status = {};
+  if (stat((path + kLogSuffix).c_str(), &status) != 0) return {};
+  return {status.st_dev, status.st_ino};
 }
 
 int RecordDatabase::OnCommit(void* self, sqlite3* /*database*/, const char* /*name*/, int pages) {

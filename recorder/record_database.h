@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "recorder/event_parts.h"
@@ -30,7 +31,8 @@ class RecordDatabase {
 
   // If the file was moved, completes it and deletes its write-ahead log: SQLite would apply the log
   // to the next database with the old name. If that fails, or a reader prevents it for two seconds,
-  // the log is renamed to "NAME.moved-YYYYMMDDTHHMMSSZ-wal".
+  // the log is renamed to "NAME.moved-YYYYMMDDTHHMMSSZ-wal". The log of another database, which has
+  // taken the place of this one, is not touched.
   ~RecordDatabase();
 
   // Each stores a record, its own tally and `tally` in one transaction. Returns the number of new
@@ -78,12 +80,17 @@ class RecordDatabase {
   std::optional<std::int64_t> RecordToDelete(std::int64_t oldest_ms);
   bool DeleteOldest(std::int64_t oldest_ms, std::int64_t rows);
   bool Shrink();
+  // Device and inode.
+  using FileId = std::pair<std::uint64_t, std::uint64_t>;
+  // Returns the file that now has the name of the write-ahead log.
+  FileId LogId() const;
   static int OnCommit(void* self, sqlite3* database, const char* name, int pages);
 
   std::int64_t max_size_;
   std::int64_t log_size_ = 0;
   SQLite::Database database_;
   std::int64_t page_size_;
+  FileId log_id_;  // when the database was opened
   SQLite::Statement add_client_event_;
   SQLite::Statement add_probe_report_;
   SQLite::Statement add_record_;

@@ -434,6 +434,26 @@ TEST_F(RecordStoreTest, ADatabaseMayBeReplacedByAnother) {
   EXPECT_EQ(QueryOne("PRAGMA integrity_check"), "ok");
 }
 
+TEST_F(RecordStoreTest, TheDirectoryMayBeReplacedByAnother) {
+  const FilePath data = directory_.path() / "data";
+  const FilePath other = directory_.path() / "other";
+  std::filesystem::create_directory(data);
+  path_ = data / "records.db";
+  ASSERT_TRUE(Add("type", "other"));
+  // As after a power cut: the record is only in the log.
+  std::filesystem::copy(data, other);
+  store_.reset();
+  std::filesystem::remove(path_);
+
+  ASSERT_TRUE(Add("type", "data"));
+  std::filesystem::rename(data, directory_.path() / "old");
+  std::filesystem::rename(other, data);
+  ASSERT_TRUE(Add("type", "more"));
+  EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("other", "more"));
+  path_ = directory_.path() / "old/records.db";
+  EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("data"));
+}
+
 TEST_F(RecordStoreTest, ADatabaseOfAnotherProgramIsNotChanged) {
   {
     SQLite::Database other(path_.native(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
