@@ -212,6 +212,16 @@ TEST_F(Nl80211ManagerTest, OneStationByAttributesNeverCompletes) {
   EXPECT_THAT(events_, ElementsAre("000000000001 -60"));
 }
 
+TEST_F(Nl80211ManagerTest, AnAcknowledgementBeforeTheStationDoesNotEndTheRequest) {
+  kernel_.SetAcknowledgeFirst(true);
+  EXPECT_TRUE(GetStation("000000000002"));
+  GetStation(AttributeBuilder()
+                 .U32(NL80211_ATTR_IFINDEX, kIndex)
+                 .Raw(NL80211_ATTR_MAC, {0, 0, 0, 0, 0, 1}));
+  loop_.AdvanceBy(std::chrono::minutes(1));
+  EXPECT_THAT(events_, testing::UnorderedElementsAre("000000000002 -70", "000000000001 -60"));
+}
+
 TEST_F(Nl80211ManagerTest, ADoneMessageDoesNotCompleteOneStation) {
   kernel_.SetSilent(true);
   GetStation("000000000001");
