@@ -398,10 +398,11 @@ TEST_F(EventUploaderTest, WithoutASaltEventsHaveNoStationAndProbesAreDropped) {
   uploader_->Enable();
   uploader_->OnFlagChanged("connectionEventsProbeReqUpload", "1");
   log_.Clear();
-  Connect({"timestamp:1"});
+  Connect({"timestamp:1", "noColonHere"});
   Probe({"noColonHere"});
   EXPECT_THAT(log_.lines(),
               ElementsAre(Pair(Severity::kWarning, "Unable to load encryption salt"),
+                          Pair(Severity::kInfo, "Invalid name:value pair: noColonHere"),
                           Pair(Severity::kWarning, "Unable to load encryption salt")));
   std::ofstream(salt_file_) << kSalt;
   Probe();
