@@ -41,6 +41,16 @@ class LogCapture {
   }};
 };
 
+// Writes no log lines during its lifetime; a LogCapture still collects them. The destructor
+// restores the output that a program has at its start.
+class SilentLog {
+ public:
+  SilentLog() { platform::InitLog(0, ""); }
+  SilentLog(const SilentLog&) = delete;
+  SilentLog& operator=(const SilentLog&) = delete;
+  ~SilentLog() { platform::InitLog(platform::kLogToStderr | platform::kLogHeader, ""); }
+};
+
 }  // namespace orvane::testbed
 
 #endif  // TESTBED_LOG_CAPTURE_H_

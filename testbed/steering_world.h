@@ -18,6 +18,7 @@
 #include "platform/manual_loop.h"
 #include "platform/netlink/netlink_manager.h"
 #include "simulation/fake_kernel.h"
+#include "testbed/log_capture.h"
 
 namespace orvane::testbed {
 
@@ -41,7 +42,6 @@ class SteeringWorld {
   static constexpr char k5000[] = "wlan-5000mhz";
 
   explicit SteeringWorld(const ap::ClientSteerSettings& settings = DefaultSettings()) {
-    platform::InitLog(0, "");
     platform::SetVerboseLevel(1);
     kernel.AddInterface(k2400, 3);
     kernel.AddInterface(k5000, 4);
@@ -101,6 +101,7 @@ class SteeringWorld {
     return lines;
   }
 
+  SilentLog silent_log;
   platform::ManualLoop loop;
   simulation::FakeKernel kernel;
   platform::NetlinkManager netlink{kernel};

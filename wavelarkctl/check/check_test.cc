@@ -25,10 +25,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/logging.h"
 #include "testbed/bus_fixture.h"
 #include "testbed/child_process.h"
 #include "testbed/hostapd.h"
+#include "testbed/log_capture.h"
 #include "testbed/temporary_directory.h"
 #include "testbed/test_peer.h"
 #include "testbed/wait_until.h"
@@ -149,16 +149,14 @@ class SmallHostapd {
 
 class CheckTest : public testing::Test {
  protected:
-  CheckTest() {
-    platform::InitLog(0, "");
-    paper_.SetUpFiles();
-  }
+  CheckTest() { paper_.SetUpFiles(); }
 
+  testbed::SilentLog silent_log_;
   MachineOnPaper paper_;
 };
 
 TEST(BareMachineTest, HasAllFaults) {
-  platform::InitLog(0, "");
+  const testbed::SilentLog silent_log;
   setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
   MachineOnPaper paper;
   EXPECT_EQ(paper.Run(ExitStatus::kFound),
@@ -196,7 +194,6 @@ warning  clock      the clock is not synchronized: setting it moves the times of
 class MachineOnBusTest : public testbed::BusTest {
  protected:
   MachineOnBusTest() {
-    platform::InitLog(0, "");
     paper_.SetUpFiles();
     EXPECT_TRUE(connection_->RequestName("org.velmora.ap.Wavelark", nullptr));
   }
@@ -217,6 +214,7 @@ class MachineOnBusTest : public testbed::BusTest {
                  {AP_WAVELARK_RECORDER_PATH, "--database=" + paper_.Path("/records.db").native()});
   }
 
+  testbed::SilentLog silent_log_;
   MachineOnPaper paper_;
   std::vector<std::unique_ptr<testbed::ChildProcess>> services_;
 };

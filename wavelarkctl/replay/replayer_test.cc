@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/logging.h"
+#include "testbed/log_capture.h"
 #include "wavelarkctl/decision.h"
 
 namespace orvane::wavelarkctl {
@@ -49,7 +49,6 @@ class Journal : public ReplayListener {
 class ReplayerTest : public ::testing::Test {
  protected:
   ReplayerTest() {
-    platform::InitLog(0, "");
     roster_.InterfaceNumber("a");
     roster_.InterfaceNumber("b");
     options_.settings.client_steering_interval = 90;
@@ -79,6 +78,7 @@ class ReplayerTest : public ::testing::Test {
     return journal_.decisions;
   }
 
+  testbed::SilentLog silent_log_;
   Roster roster_;
   ReplayOptions options_;
   Journal journal_;

@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/logging.h"
 #include "platform/manual_loop.h"
 #include "simulation/fake_kernel.h"
+#include "testbed/log_capture.h"
 #include "wavelarkctl/command.h"
 
 namespace orvane::wavelarkctl {
@@ -36,7 +36,6 @@ TEST(PseudonymsTest, NumberAddressesInOrderOfAppearance) {
 class TraceRecorderTest : public ::testing::Test {
  protected:
   TraceRecorderTest() {
-    platform::InitLog(0, "");
     kernel_.AddInterface("a", 3);
     kernel_.AddInterface("b", 4);
     netlink_.SetNl80211MessageType(netlink_.GetFamily("nl80211"));
@@ -81,6 +80,7 @@ class TraceRecorderTest : public ::testing::Test {
   int file_ = memfd_create("trace", MFD_CLOEXEC);
   std::size_t taken_ = kTraceHeader.size() + 1;
   TraceWriter writer_{platform::ScopedFd(file_), "the trace"};
+  testbed::SilentLog silent_log_;
   platform::ManualLoop loop_;
   simulation::FakeKernel kernel_;
   platform::NetlinkManager netlink_{kernel_};
