@@ -40,12 +40,14 @@ TraceReader::TraceReader(platform::ScopedFd file, std::string name)
   }
   // The file is read twice.
   if (!S_ISREG(status.st_mode)) FailToRead(name_, "not a regular file");
+  size_ = static_cast<std::size_t>(status.st_size);
   Rewind();
 }
 
 void TraceReader::Rewind() {
   if (lseek(file_.get(), 0, SEEK_SET) != 0) FailToRead(name_, platform::SystemErrorText(errno));
   begin_ = end_ = 0;
+  unread_ = size_;
   line_number_ = 0;
   std::string_view line;
   if (!NextLine(&line) || line != kTraceHeader) {
@@ -86,10 +88,12 @@ bool TraceReader::Fill() {
     ++line_number_;
     Fail(fmt::format("over {} characters", kMaxTraceLine));
   }
-  const ssize_t length = platform::RetryOnEintr(
-      [&] { return read(file_.get(), buffer_.data() + end_, buffer_.size() - end_); });
+  const std::size_t room = std::min(buffer_.size() - end_, unread_);
+  const ssize_t length =
+      platform::RetryOnEintr([&] { return read(file_.get(), buffer_.data() + end_, room); });
   if (length < 0) FailToRead(name_, platform::SystemErrorText(errno));
   end_ += static_cast<std::size_t>(length);
+  unread_ -= static_cast<std::size_t>(length);
   return length > 0;
 }
 

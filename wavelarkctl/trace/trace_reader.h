@@ -13,7 +13,8 @@
 namespace orvane::wavelarkctl {
 
 // Reads the rows of a trace file in constant memory. Lines may end in CR LF, and the last line
-// needs no end: a row that was cut off lacks at least its last field.
+// needs no end: a row that was cut off lacks at least its last field. What is written to the file
+// later is not read, so that each pass has the same rows.
 //
 // Throws a Failure: kUnavailable for a file that can't be read, kData with "FILE:LINE: REASON" for
 // one without the header, and for a wrong row.
@@ -43,7 +44,9 @@ class TraceReader {
   platform::ScopedFd file_;
   std::string name_;
   std::vector<char> buffer_;
-  std::size_t begin_ = 0;  // of what is unread
+  std::size_t size_ = 0;    // of the file when it was opened
+  std::size_t unread_ = 0;  // the rest of size_
+  std::size_t begin_ = 0;   // of the unread rest of the buffer
   std::size_t end_ = 0;
   std::uint64_t line_number_ = 0;
 };

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -90,6 +91,16 @@ TEST_F(TraceReaderTest, ARowThatIsCutOffIsRefused) {
   for (std::size_t length = 1; length < kRow.size() - 1; ++length) {
     EXPECT_THAT(ErrorOf(kHeader + kRow + kRow.substr(0, length)), StartsWith(":3: ")) << length;
   }
+}
+
+TEST_F(TraceReaderTest, RowsThatAreAddedLaterAreNotRead) {
+  testbed::WriteFile(path_, kHeader + kRow);
+  TraceReader reader(path_);
+  EXPECT_THAT(Rest(reader), ElementsAre(kRow));
+  std::ofstream(path_, std::ios::app) << kRow;
+  EXPECT_THAT(Rest(reader), IsEmpty());
+  reader.Rewind();
+  EXPECT_THAT(Rest(reader), ElementsAre(kRow));
 }
 
 TEST_F(TraceReaderTest, ALongLineIsRefusedWithoutBeingKept) {
