@@ -5,31 +5,38 @@
 #include <list>
 #include <map>
 #include <utility>
+#include <variant>
 
 #include "platform/time.h"
 
 namespace orvane::bridge {
 
-// A map with a capacity and a lifetime. Entries expire `life` after their insertion. When the map
-// is full, the oldest entry is removed.
-template <typename Key, typename Value>
+// A map with a capacity and a lifetime, which keeps the time of each insertion. Entries expire
+// `life` after that time. When the map is full, the oldest entry is removed.
+template <typename Key, typename Value = std::monostate>
 class RecentMap {
  public:
+  struct Entry {
+    Key key;
+    Value value;
+    platform::MonotonicTime at;
+  };
+
   RecentMap(std::size_t capacity, platform::TimeSpan life) : capacity_(capacity), life_(life) {}
 
   // Inserts or replaces an entry.
-  void Put(const Key& key, Value value, platform::MonotonicTime now) {
+  void Put(const Key& key, platform::MonotonicTime now, Value value = {}) {
     Erase(key);
     DropOld(now);
     entries_.push_back({key, std::move(value), now});
     index_.emplace(key, std::prev(entries_.end()));
   }
 
-  // Returns the value, or null. It is valid until the map is changed.
-  const Value* Find(const Key& key, platform::MonotonicTime now) const {
+  // Returns the entry, or null. It is valid until the map is changed.
+  const Entry* Find(const Key& key, platform::MonotonicTime now) const {
     const auto found = index_.find(key);
-    if (found == index_.end() || now - found->second->put_at > life_) return nullptr;
-    return &found->second->value;
+    if (found == index_.end() || now - found->second->at > life_) return nullptr;
+    return &*found->second;
   }
 
   bool Contains(const Key& key, platform::MonotonicTime now) const {
@@ -51,16 +58,10 @@ class RecentMap {
   std::size_t size() const { return entries_.size(); }
 
  private:
-  struct Entry {
-    Key key;
-    Value value;
-    platform::MonotonicTime put_at;
-  };
-
   // Removes expired entries, and the oldest if there is no room for one more.
   void DropOld(platform::MonotonicTime now) {
     while (!entries_.empty() &&
-           (entries_.size() >= capacity_ || now - entries_.front().put_at > life_)) {
+           (entries_.size() >= capacity_ || now - entries_.front().at > life_)) {
       index_.erase(entries_.front().key);
       entries_.pop_front();
     }

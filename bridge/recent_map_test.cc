@@ -10,45 +10,49 @@ namespace {
 
 using platform::MonotonicTime;
 using testing::IsNull;
-using testing::Pointee;
+
+using Map = RecentMap<int, int>;
 
 constexpr platform::TimeSpan kLife = std::chrono::seconds(10);
 
 MonotonicTime At(int seconds) { return MonotonicTime(std::chrono::seconds(seconds)); }
 
+auto HasValue(int value) { return testing::Pointee(testing::Field(&Map::Entry::value, value)); }
+
 TEST(RecentMapTest, FindsEntries) {
-  RecentMap<int, int> map(3, kLife);
-  map.Put(1, 10, At(0));
-  map.Put(1, 11, At(1));
-  EXPECT_THAT(map.Find(1, At(1)), Pointee(11));
+  Map map(3, kLife);
+  map.Put(1, At(0), 10);
+  map.Put(1, At(1), 11);
+  EXPECT_THAT(map.Find(1, At(1)), HasValue(11));
+  EXPECT_EQ(map.Find(1, At(2))->at, At(1));
   EXPECT_THAT(map.Find(2, At(1)), IsNull());
   EXPECT_EQ(map.size(), 1U);
 }
 
 TEST(RecentMapTest, RemovesExpiredEntries) {
-  RecentMap<int, int> map(3, kLife);
-  map.Put(1, 10, At(0));
-  map.Put(2, 20, At(5));
-  EXPECT_THAT(map.Find(1, At(10)), Pointee(10));
+  Map map(3, kLife);
+  map.Put(1, At(0), 10);
+  map.Put(2, At(5), 20);
+  EXPECT_THAT(map.Find(1, At(10)), HasValue(10));
   EXPECT_THAT(map.Find(1, At(11)), IsNull());
-  map.Put(3, 30, At(11));
+  map.Put(3, At(11), 30);
   EXPECT_EQ(map.size(), 2U);
 }
 
 TEST(RecentMapTest, RenewsAReplacedEntry) {
-  RecentMap<int, int> map(2, kLife);
-  map.Put(1, 10, At(0));
-  map.Put(2, 20, At(1));
-  map.Put(1, 11, At(2));
-  map.Put(3, 30, At(3));
-  EXPECT_THAT(map.Find(1, At(12)), Pointee(11));
+  Map map(2, kLife);
+  map.Put(1, At(0), 10);
+  map.Put(2, At(1), 20);
+  map.Put(1, At(2), 11);
+  map.Put(3, At(3), 30);
+  EXPECT_THAT(map.Find(1, At(12)), HasValue(11));
   EXPECT_THAT(map.Find(2, At(3)), IsNull());
   EXPECT_EQ(map.size(), 2U);
 }
 
 TEST(RecentMapTest, ForgetsErasedEntries) {
-  RecentMap<int, int> map(2, kLife);
-  map.Put(1, 10, At(0));
+  Map map(2, kLife);
+  map.Put(1, At(0), 10);
   map.Erase(1);
   map.Erase(2);
   EXPECT_THAT(map.Find(1, At(0)), IsNull());

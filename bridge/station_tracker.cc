@@ -43,27 +43,29 @@ StationMachine* StationTracker::FindOrAdd(const ap::MacAddress& mac) {
 // A station transmits its frame again if it misses the acknowledgement. hostapd reports both
 // frames, but answers only one.
 bool StationTracker::IsRepeated(const ManagementFrame& frame, MonotonicTime now) {
-  const std::uint16_t* last = last_frames_.Find(frame.source, now);
-  if (frame.is_retransmission && last != nullptr && *last == frame.sequence_control) return true;
-  last_frames_.Put(frame.source, frame.sequence_control, now);
+  const auto* last = last_frames_.Find(frame.source, now);
+  if (frame.is_retransmission && last != nullptr && last->value == frame.sequence_control) {
+    return true;
+  }
+  last_frames_.Put(frame.source, now, frame.sequence_control);
   return false;
 }
 
 Background StationTracker::BackgroundOf(const ap::MacAddress& mac, Moment now) const {
   Background background;
-  if (const MonotonicTime* probe = probes_.Find(mac, now.monotonic)) {
-    background.since_probe = now.monotonic - *probe;
+  if (const auto* probe = probes_.Find(mac, now.monotonic)) {
+    background.since_probe = now.monotonic - probe->at;
   }
-  if (const MonotonicTime* steering = shared_.steerings.Find(mac, now.monotonic)) {
-    background.since_steering = now.monotonic - *steering;
+  if (const auto* steering = shared_.steerings.Find(mac, now.monotonic)) {
+    background.since_steering = now.monotonic - steering->at;
   }
   return background;
 }
 
 bool StationTracker::HasMoved(const ap::MacAddress& mac, const StationMachine& machine,
                               Moment now) const {
-  const SharedMemory::Join* join = shared_.joins.Find(mac, now.monotonic);
-  return join != nullptr && join->tracker != this && machine.connected_at().has_value() &&
+  const auto* join = shared_.joins.Find(mac, now.monotonic);
+  return join != nullptr && join->value != this && machine.connected_at().has_value() &&
          join->at >= *machine.connected_at();
 }
 
@@ -95,7 +97,7 @@ void StationTracker::Handle(const FrameReceived& received, Moment now) {
 }
 
 void StationTracker::Handle(const ProbeReceived& probe, Moment now) {
-  probes_.Put(probe.station, now.monotonic, now.monotonic);
+  probes_.Put(probe.station, now.monotonic);
   LineAttributes attributes;
   attributes.frame_rssi = probe.signal;
   lines_.push_back(
@@ -130,15 +132,13 @@ void StationTracker::Handle(const PskMismatch& mismatch, Moment now) {
 
 void StationTracker::Handle(const TransitionAnswered& answered, Moment now) {
   if (!answered.is_accepted) return;
-  accepted_transitions_.Put(answered.station, now.monotonic, now.monotonic);
+  accepted_transitions_.Put(answered.station, now.monotonic);
 }
 
 void StationTracker::Handle(const FrameSent& sent, Moment now) {
   const ap::MacAddress& mac = sent.frame.destination;
   if (IsGroupAddress(mac)) return;
-  if (IsSuccessfulAuthentication(sent)) {
-    shared_.joins.Put(mac, {this, now.monotonic}, now.monotonic);
-  }
+  if (IsSuccessfulAuthentication(sent)) shared_.joins.Put(mac, now.monotonic, this);
   if (StationMachine* machine = FindOrAdd(mac)) machine->OnFrameSent(sent, now.monotonic);
 }
 
@@ -166,8 +166,8 @@ void StationTracker::OnTrackedStations(std::span<const TrackedStation> tracked) 
 }
 
 void StationTracker::OnSteered(const ap::MacAddress& station, Moment now) {
-  shared_.steerings.Put(station, now.monotonic, now.monotonic);
-  steerings_.Put(station, now.monotonic, now.monotonic);
+  shared_.steerings.Put(station, now.monotonic);
+  steerings_.Put(station, now.monotonic);
 }
 
 void StationTracker::Settle(Moment now) {

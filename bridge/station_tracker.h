@@ -25,20 +25,14 @@ namespace orvane::bridge {
 
 // State shared by the trackers of all interfaces.
 struct SharedMemory {
-  // Where and when a station has authenticated.
-  struct Join {
-    const void* tracker;
-    platform::MonotonicTime at;
-  };
-
   static constexpr std::size_t kCapacity = 4096;
 
   // When a station was last steered. A join after this lifetime is not an effect of the steer.
-  RecentMap<ap::MacAddress, platform::MonotonicTime> steerings{kCapacity, std::chrono::minutes(1)};
-  // The last authentication of each station, on any interface. A disconnect uses it to see that the
-  // station has moved. The lifetime exceeds the time after which hostapd notices that a station has
-  // left an interface.
-  RecentMap<ap::MacAddress, Join> joins{kCapacity, std::chrono::minutes(15)};
+  RecentMap<ap::MacAddress> steerings{kCapacity, std::chrono::minutes(1)};
+  // The last authentication of each station, and the tracker of its interface. A disconnect uses it
+  // to see that the station has moved. The lifetime exceeds the time after which hostapd notices
+  // that a station has left an interface.
+  RecentMap<ap::MacAddress, const void*> joins{kCapacity, std::chrono::minutes(15)};
 };
 
 // The stations of one interface. Passes each event to the StationMachine of its station. Uses no
@@ -94,8 +88,6 @@ class StationTracker {
   std::uint64_t ignored_count() const { return ignored_count_; }
 
  private:
-  using RecentTimes = RecentMap<ap::MacAddress, platform::MonotonicTime>;
-
   struct Entry {
     explicit Entry(const ap::MacAddress& mac) : machine(mac) {}
 
@@ -132,11 +124,11 @@ class StationTracker {
   std::set<std::pair<platform::MonotonicTime, ap::MacAddress>> deadlines_;
   // The sequence control of each station's last frame.
   RecentMap<ap::MacAddress, std::uint16_t> last_frames_{kMostStations, kRetransmissionLife};
-  RecentTimes probes_{kMostStations, kProbeLife};
+  RecentMap<ap::MacAddress> probes_{kMostStations, kProbeLife};
   // What may make a station leave this interface. A station that was connected before the bridge
   // started has no machine, but is included.
-  RecentTimes steerings_{kMostStations, kEffectWait};
-  RecentTimes accepted_transitions_{kMostStations, kEffectWait};
+  RecentMap<ap::MacAddress> steerings_{kMostStations, kEffectWait};
+  RecentMap<ap::MacAddress> accepted_transitions_{kMostStations, kEffectWait};
   std::vector<EventLine> lines_;
   std::uint64_t ignored_count_ = 0;
 };
