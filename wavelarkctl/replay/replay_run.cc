@@ -1,5 +1,8 @@
 #include "wavelarkctl/replay/replay_run.h"
 
+#include <fmt/format.h>
+
+#include "wavelarkctl/command.h"
 #include "wavelarkctl/progress.h"
 
 namespace orvane::wavelarkctl {
@@ -25,6 +28,10 @@ std::vector<std::uint64_t> ReplayTrace(TraceReader& reader, const TraceSurvey& s
                                .client = roster.ClientNumber(row.address),
                                .signal = row.signal,
                                .is_authorized = row.is_authorized};
+    if (sighting.interface >= survey.interfaces.size()) {
+      throw Failure(ExitStatus::kData, fmt::format("{}:{}: the file has changed", reader.name(),
+                                                   reader.line_number()));
+    }
     for (const auto& replayer : replayers) replayer->Feed(sighting);
   }
   std::vector<std::uint64_t> polls;

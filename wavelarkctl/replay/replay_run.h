@@ -27,8 +27,9 @@ struct ReplayRun {
 using ClientFilter = std::set<Address>;
 
 // Replays the rest of a trace with the settings of each run, and notifies the listener with the
-// same index. Returns the number of polls of each run. The roster must start with the interfaces of
-// the survey.
+// same index. Returns the number of polls of each run. The roster must have the interfaces of the
+// survey. Throws a Failure as the reader does, and one of kData for a row of another interface: the
+// file has been overwritten since the survey.
 std::vector<std::uint64_t> ReplayTrace(TraceReader& reader, const TraceSurvey& survey,
                                        const ClientFilter& filter,
                                        const std::vector<ReplayRun>& runs,

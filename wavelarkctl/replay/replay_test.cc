@@ -14,7 +14,11 @@
 #include "platform/files.h"
 #include "testbed/temporary_directory.h"
 #include "testbed/tool_test.h"
+#include "wavelarkctl/command.h"
+#include "wavelarkctl/progress.h"
+#include "wavelarkctl/replay/replay_run.h"
 #include "wavelarkctl/trace/trace_row.h"
+#include "wavelarkctl/trace/trace_survey.h"
 
 namespace orvane::wavelarkctl {
 namespace {
@@ -146,6 +150,25 @@ TEST_F(ReplayTest, InterfacesAreThoseOfTheTrace) {
   EXPECT_THAT(Run({"replay", other}).out, HasSubstr("  ap0  "));
   EXPECT_THAT(Run({"replay", "--returns", "other", "--json", trace_}).out,
               HasSubstr("wlan-5000mhz"));
+}
+
+TEST_F(ReplayTest, AFileThatIsOverwrittenBetweenThePassesIsAnError) {
+  TraceReader reader{platform::FilePath(trace_)};
+  Progress progress("rows");
+  const TraceSurvey survey = SurveyTrace(reader, std::nullopt, progress);
+  Write("trace.csv", Rows(-80, "ap0"));
+  reader.Rewind();
+  Roster roster;
+  for (const std::string& interface : survey.interfaces) roster.InterfaceNumber(interface);
+  const std::vector<ReplayRun> runs(1);
+  ReplaySummary summary;
+  try {
+    ReplayTrace(reader, survey, {}, runs, {&summary}, roster);
+    FAIL();
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.status(), ExitStatus::kData);
+    EXPECT_EQ(failure.what(), trace_ + ":2: the file has changed");
+  }
 }
 
 TEST_F(ReplayTest, NothingIsPrintedForAWrongTrace) {
