@@ -5,6 +5,7 @@
 #include <functional>
 #include <iterator>
 #include <numeric>
+#include <string_view>
 
 #include "platform/metrics_text.h"
 
@@ -104,9 +105,6 @@ std::string SumOfKinds(std::string_view what, const std::array<std::uint64_t, si
 }
 
 }  // namespace
-
-std::string_view EventKindName(std::size_t index) { return kEventKindNames.at(index); }
-std::string_view LineKindName(std::size_t index) { return kLineKindNames.at(index); }
 
 std::vector<std::string> FormatForLog(const Counters& counters) {
   std::vector<std::string> lines;

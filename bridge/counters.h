@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "bridge/control_event.h"
@@ -42,10 +41,6 @@ struct Counters {
   std::uint64_t netlink_messages = 0;
   std::uint64_t netlink_losses = 0;
 };
-
-// Values of metric labels.
-std::string_view EventKindName(std::size_t index);
-std::string_view LineKindName(std::size_t index);
 
 // Returns one log line for each interface and one for the kernel's messages.
 std::vector<std::string> FormatForLog(const Counters& counters);

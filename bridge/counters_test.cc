@@ -70,14 +70,22 @@ TEST(CountersTest, AreWrittenToTheLog) {
 }
 
 TEST(CountersTest, NameEveryKind) {
-  EXPECT_EQ(LineKindName(static_cast<std::size_t>(LineKind::kAuthentication)), "auth");
-  EXPECT_EQ(LineKindName(static_cast<std::size_t>(LineKind::kDisconnect)), "disconnect");
-  EXPECT_EQ(EventKindName(ControlEvent(OtherEvent()).index()), "other");
-  EXPECT_EQ(EventKindName(ControlEvent(FrameReceived()).index()), "frame");
-  EXPECT_EQ(EventKindName(ControlEvent(StationConnected()).index()), "connected");
-  EXPECT_EQ(EventKindName(ControlEvent(StationDisconnected()).index()), "disconnected");
-  EXPECT_EQ(EventKindName(ControlEvent(PskMismatch()).index()), "psk_mismatch");
-  EXPECT_EQ(EventKindName(ControlEvent(TransitionAnswered()).index()), "transition_answer");
+  Counters counters;
+  InterfaceCounters& interface = counters.interfaces.emplace_back();
+  interface.lines[static_cast<std::size_t>(LineKind::kAuthentication)] = 1;
+  interface.lines[static_cast<std::size_t>(LineKind::kDisconnect)] = 2;
+  interface.events[ControlEvent(OtherEvent()).index()] = 3;
+  interface.events[ControlEvent(FrameReceived()).index()] = 4;
+  interface.events[ControlEvent(StationConnected()).index()] = 5;
+  interface.events[ControlEvent(StationDisconnected()).index()] = 6;
+  interface.events[ControlEvent(PskMismatch()).index()] = 7;
+  interface.events[ControlEvent(TransitionAnswered()).index()] = 8;
+  const std::string text = FormatMetrics(counters);
+  for (const char* kind :
+       {"auth\"} 1", "disconnect\"} 2", "other\"} 3", "frame\"} 4", "connected\"} 5",
+        "disconnected\"} 6", "psk_mismatch\"} 7", "transition_answer\"} 8"}) {
+    EXPECT_THAT(text, HasSubstr("kind=\"" + std::string(kind)));
+  }
 }
 
 }  // namespace

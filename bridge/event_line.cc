@@ -56,8 +56,6 @@ void AddStation(const StationInfo& station, Attributes* attributes) {
   attributes->Add("tx_rate_sgi", rate.short_guard_interval);
 }
 
-}  // namespace
-
 std::string_view EventName(LineKind kind) {
   switch (kind) {
     case LineKind::kAuthentication:
@@ -73,6 +71,8 @@ std::string_view EventName(LineKind kind) {
   }
   return "";
 }
+
+}  // namespace
 
 std::string FormatEventLine(LineKind kind, const ap::MacAddress& station,
                             const LineAttributes& values) {

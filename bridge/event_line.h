@@ -21,9 +21,6 @@ enum class LineKind : std::uint8_t {
   kProbe,
 };
 
-// Returns the name of the event, such as "AP-STA-AUTH".
-std::string_view EventName(LineKind kind);
-
 // The attributes of an event. Absent ones are omitted from the line.
 struct LineAttributes {
   std::optional<platform::WallTime> time;

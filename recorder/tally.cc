@@ -63,15 +63,6 @@ void Tally::AddEntry(const std::string& interface, const ClientProbeRequestInfo&
   ++counts_[{kProbeReportsTotal, InterfaceLabel(interface)}];
 }
 
-void Tally::Merge(const Tally& other) {
-  for (const auto& [key, count] : other.counts_) counts_[key] += count;
-  for (const auto& [interface, added] : other.signals_) {
-    Histogram& histogram = signals_[interface];
-    std::ranges::transform(histogram.counts, added.counts, histogram.counts.begin(), std::plus());
-    histogram.sum += added.sum;
-  }
-}
-
 std::vector<std::pair<Tally::Key, std::int64_t>> Tally::Counts() const {
   std::vector<std::pair<Key, std::int64_t>> counts(counts_.begin(), counts_.end());
   for (const auto& [interface, histogram] : signals_) {

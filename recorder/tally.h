@@ -21,9 +21,6 @@ inline constexpr char kNotAnEvent[] = "not_an_event";           // stored unpars
 inline constexpr char kTooLarge[] = "too_large";                // a record was refused
 inline constexpr char kMetricsFileFailed[] = "metrics_file_failed";
 
-inline constexpr std::array<std::string_view, 5> kErrorKinds = {
-    kStorageFailed, kDatabaseDamaged, kNotAnEvent, kTooLarge, kMetricsFileFailed};
-
 // Upper bounds of the buckets of a signal histogram, in dBm.
 inline constexpr std::array<int, 14> kSignalBounds = {-95, -90, -85, -80, -75, -70, -65,
                                                       -60, -55, -50, -45, -40, -35, -30};
@@ -42,8 +39,6 @@ class Tally {
                 const access_infrastructure::proto::ClientEventInfo& event);
   void AddEntry(const std::string& interface,
                 const access_infrastructure::proto::ClientProbeRequestInfo& report);
-
-  void Merge(const Tally& other);
 
   // Returns the increments. The buckets of an interface are cumulative, complete and in order.
   std::vector<std::pair<Key, std::int64_t>> Counts() const;
