@@ -50,32 +50,29 @@ void Recorder::Stop() {
 }
 
 bool Recorder::RecordData(const std::string& type, Bytes data, ErrorHolder error) {
-  std::unique_ptr<Error> failure;
   const bool is_stored =
-      store_.AddData({.type = type, .data = data, .received_ms = NowMs()}, &failure);
+      store_.AddData({.type = type, .data = data, .received_ms = NowMs()}, error);
   if (is_stored) VLOG(1) << "Stored a record of " << data.size() << " bytes";
-  return Finish(is_stored, std::move(failure), error);
+  return Finish(is_stored, error);
 }
 
 bool Recorder::RecordMetric(const std::string& name,
                             const std::map<std::string, std::string>& fields,
                             const platform::bus::Any& value, ErrorHolder error) {
-  std::unique_ptr<Error> failure;
   const bool is_stored = store_.AddMetric(
-      {.name = name, .fields = fields, .value = value, .received_ms = NowMs()}, &failure);
+      {.name = name, .fields = fields, .value = value, .received_ms = NowMs()}, error);
   if (is_stored) VLOG(1) << "Stored a metric of " << fields.size() << " fields";
-  return Finish(is_stored, std::move(failure), error);
+  return Finish(is_stored, error);
 }
 
-bool Recorder::Finish(bool is_stored, std::unique_ptr<Error> failure, ErrorHolder error) {
+bool Recorder::Finish(bool is_stored, ErrorHolder error) {
   WriteMetricsLater();
   if (is_stored) {
     PruneLater();
-    return true;
+  } else {
+    LOG(ERROR) << "Failed to store a record: " << (*error)->message();
   }
-  LOG(ERROR) << "Failed to store a record: " << failure->message();
-  *error = std::move(failure);
-  return false;
+  return is_stored;
 }
 
 void Recorder::PruneLater() {

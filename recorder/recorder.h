@@ -39,14 +39,15 @@ class Recorder {
   // Writes the metrics once more.
   void Stop();
 
-  // Return true if the record is stored permanently. Otherwise log a line and add an error.
+  // Return true if the record is stored permanently. Otherwise log a line and add an error. `error`
+  // must not be null.
   bool RecordData(const std::string& type, Bytes data, ErrorHolder error);
   bool RecordMetric(const std::string& name, const std::map<std::string, std::string>& fields,
                     const platform::bus::Any& value, ErrorHolder error);
 
  private:
   std::int64_t NowMs() const;
-  bool Finish(bool is_stored, std::unique_ptr<platform::Error> failure, ErrorHolder error);
+  bool Finish(bool is_stored, ErrorHolder error);
   void PruneLater();
   void Prune();
   void WriteMetricsLater();
