@@ -129,10 +129,10 @@ TEST_F(SteeringTest, StationIsSteeredFromItsCurrentInterface) {
 
 TEST_F(SteeringTest, ChildUsesItsOwnFloor) {
   ap_.SetStations({"wlan-2400mhz 02:00:00:00:00:01 -65"});
-  ap_.Start({"--enable_client_steering", "--nois_root"});
+  ap_.Start({"--enable_client_steering", "--nois_root", "--client_steering_child_lqm_floor=297"});
   ap_.wlan2400().ExpectCommand(kWeakCommand);
   EXPECT_EQ(ap_.LogTextsWith("Client Steer Started").front(),
-            " Client Steer Started  lqm_floor=40 steer_interval=2s poll_interval=1s "
+            " Client Steer Started  lqm_floor=41 steer_interval=2s poll_interval=1s "
             "lqm_hysteresis=15");
 }
 
