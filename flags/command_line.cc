@@ -3,23 +3,19 @@
 #include <cstdint>
 #include <string>
 
+#include "flags/flags_directories.h"
 #include "platform/command_line.h"
 #include "platform/logging.h"
 
 namespace orvane::flags {
-namespace {
-
-constexpr char kEtcDirectory[] = "/etc/ap-wavelark/flags.d";
-constexpr char kRunDirectory[] = "/run/ap-wavelark/flags.d";
-
-}  // namespace
 
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, FlagsOptions* options) {
   platform::CommandLine command_line(
       "Publishes the run-time switches of the access point, from files, on the system bus.",
       "ap-wavelark-flags " WAVELARK_VERSION);
+  const std::vector<platform::FilePath> defaults = DefaultFlagsDirectories();
   command_line.AddText(
-      "directory", std::string("DIR (default: ") + kEtcDirectory + ", " + kRunDirectory + ")",
+      "directory", "DIR (default: " + defaults[0].native() + ", " + defaults[1].native() + ")",
       "Read the files *.conf in DIR; if given more than once, files in later ones win",
       [options](const std::string& text) {
         options->directories.emplace_back(text);
@@ -32,7 +28,7 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, FlagsOpti
 
   const std::optional<int> exit_code = command_line.Parse(argc, argv);
   if (exit_code.has_value()) return exit_code;
-  if (options->directories.empty()) options->directories = {kEtcDirectory, kRunDirectory};
+  if (options->directories.empty()) options->directories = defaults;
   platform::SetVerboseLevel(verbose_level);
   return std::nullopt;
 }

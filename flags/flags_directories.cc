@@ -55,6 +55,10 @@ std::optional<std::string> ReadFile(const FilePath& path, std::string* problem) 
 
 }  // namespace
 
+std::vector<FilePath> DefaultFlagsDirectories(const FilePath& root) {
+  return {root / "etc/ap-wavelark/flags.d", root / "run/ap-wavelark/flags.d"};
+}
+
 bool IsFlagsFileName(std::string_view name) {
   return name.ends_with(".conf") && !name.starts_with('.');
 }

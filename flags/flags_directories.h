@@ -9,6 +9,9 @@
 
 namespace orvane::flags {
 
+// Returns the directories that the flags service reads unless others are given, below `root`.
+std::vector<platform::FilePath> DefaultFlagsDirectories(const platform::FilePath& root = "/");
+
 // Returns whether a file of this name contains flags: it ends in ".conf" and is not hidden.
 bool IsFlagsFileName(std::string_view name);
 

@@ -87,8 +87,8 @@ Findings CheckFlagsService(Machine& machine) {
         {Level::kWarning, "its settings can't be read: " + problem,
          machine.is_root_user ? "systemctl restart ap-wavelark-flags" : "run the check as root"});
   }
-  const flags::Reading reading = flags::ReadFlagsDirectories(
-      {machine.At("/etc/ap-wavelark/flags.d"), machine.At("/run/ap-wavelark/flags.d")});
+  const flags::Reading reading =
+      flags::ReadFlagsDirectories(flags::DefaultFlagsDirectories(machine.root));
   for (const std::string& error : reading.errors) {
     findings.push_back(
         {Level::kFailure, error, "correct it: until then no change of the files takes effect"});

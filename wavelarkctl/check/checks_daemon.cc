@@ -49,8 +49,8 @@ flags::FlagMap FindFlags(Machine& machine, std::string* origin) {
     }
   }
   *origin = "the flags files";
-  const flags::Reading reading = flags::ReadFlagsDirectories(
-      {machine.At("/etc/ap-wavelark/flags.d"), machine.At("/run/ap-wavelark/flags.d")});
+  const flags::Reading reading =
+      flags::ReadFlagsDirectories(flags::DefaultFlagsDirectories(machine.root));
   return reading.errors.empty() ? reading.flags : flags::FlagMap();
 }
 

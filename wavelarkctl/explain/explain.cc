@@ -27,9 +27,6 @@
 namespace orvane::wavelarkctl {
 namespace {
 
-constexpr char kEtcFlagsDirectory[] = "etc/ap-wavelark/flags.d";
-constexpr char kRunFlagsDirectory[] = "run/ap-wavelark/flags.d";
-
 struct ExplainOptions {
   std::string client;
   std::string since;
@@ -59,8 +56,7 @@ void TakeMachineSettings(const ExplainOptions& options, AssumedSettings* setting
     is_root_node = daemon->flags.is_root;
     if (!daemon->text.empty()) settings->TakeCommandLine(daemon->flags, kDaemonDefaultsFile);
   }
-  const flags::Reading reading =
-      flags::ReadFlagsDirectories({root / kEtcFlagsDirectory, root / kRunFlagsDirectory});
+  const flags::Reading reading = flags::ReadFlagsDirectories(flags::DefaultFlagsDirectories(root));
   if (reading.errors.empty()) settings->TakeFlags(reading.flags, is_root_node, "the flags files");
 }
 
