@@ -14,6 +14,8 @@
 namespace orvane::wavelarkctl {
 namespace {
 
+using platform::bus::MessageReader;
+using platform::bus::ReadScope;
 using std::chrono::microseconds;
 using std::chrono::steady_clock;
 
@@ -21,7 +23,6 @@ constexpr std::chrono::seconds kPatience(2);
 
 constexpr char kBusName[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
-constexpr char kFlagsName[] = "org.velmora.ap.Flags";
 constexpr char kFlagsPath[] = "/org/velmora/ap/Flags";
 constexpr char kSystemdName[] = "org.freedesktop.systemd1";
 constexpr char kSystemdPath[] = "/org/freedesktop/systemd1";
@@ -62,18 +63,6 @@ struct Reply {
   Reply& operator=(const Reply&) = delete;
   ~Reply() { sd_bus_message_unref(message); }
 };
-
-bool ReadMap(sd_bus_message* message, flags::FlagMap* map) {
-  if (sd_bus_message_enter_container(message, 'a', "{ss}") < 0) return false;
-  while (sd_bus_message_enter_container(message, 'e', "ss") > 0) {
-    const char* key = nullptr;
-    const char* value = nullptr;
-    if (sd_bus_message_read(message, "ss", &key, &value) < 0) return false;
-    map->emplace(key, value);
-    sd_bus_message_exit_container(message);
-  }
-  return true;
-}
 
 }  // namespace
 
@@ -137,24 +126,21 @@ bool BusProbe::IsActivatable(const std::string& name) {
   Reply reply;
   const int result = sd_bus_call_method(bus_.get(), kBusName, kBusPath, kBusName,
                                         "ListActivatableNames", nullptr, &reply.message, "");
-  char** names = nullptr;
-  if (result < 0 || sd_bus_message_read_strv(reply.message, &names) < 0) {
+  if (result < 0) {
     NoteLoss(result);
     return false;
   }
-  bool is_listed = false;
-  for (char** entry = names; entry != nullptr && *entry != nullptr; ++entry) {
-    is_listed = is_listed || name == *entry;
-    std::free(*entry);
+  MessageReader reader(reply.message);
+  const ReadScope names(reader, SD_BUS_TYPE_ARRAY, "s");
+  while (const auto entry = reader.PopString()) {
+    if (*entry == name) return true;
   }
-  std::free(names);
-  return is_listed;
+  return false;
 }
 
 std::optional<flags::FlagMap> BusProbe::ReadFlags(std::string* problem) {
   CallError error;
   Reply reply;
-  flags::FlagMap map;
   // The bus policy allows the daemon's user this call only.
   const int result =
       sd_bus_call_method(bus_.get(), kFlagsName, kFlagsPath, "org.freedesktop.DBus.Properties",
@@ -163,18 +149,16 @@ std::optional<flags::FlagMap> BusProbe::ReadFlags(std::string* problem) {
     *problem = result == -ETIMEDOUT ? "no answer within 2 s" : error.text();
     return std::nullopt;
   }
-  bool is_good = sd_bus_message_enter_container(reply.message, 'a', "{sv}") >= 0;
-  while (is_good && sd_bus_message_enter_container(reply.message, 'e', "sv") > 0) {
-    const char* name = nullptr;
-    is_good = sd_bus_message_read(reply.message, "s", &name) > 0;
-    if (is_good && std::string_view(name) == "Flags") {
-      is_good = sd_bus_message_enter_container(reply.message, 'v', "a{ss}") > 0 &&
-                ReadMap(reply.message, &map);
-      if (is_good) return map;
-    } else if (is_good) {
-      is_good = sd_bus_message_skip(reply.message, "v") >= 0 &&
-                sd_bus_message_exit_container(reply.message) >= 0;
-    }
+  MessageReader reader(reply.message);
+  const ReadScope properties(reader, SD_BUS_TYPE_ARRAY, "{sv}");
+  while (properties && reader.HasMore()) {
+    const ReadScope entry(reader, SD_BUS_TYPE_DICT_ENTRY, "sv");
+    const auto name = reader.PopString();
+    if (!name) break;
+    if (*name != "Flags") continue;
+    const ReadScope value(reader, SD_BUS_TYPE_VARIANT, "a{ss}");
+    flags::FlagMap map;
+    if (value && reader.PopStringMap(&map)) return map;
   }
   *problem = "it has no property Flags of the type a{ss}";
   return std::nullopt;

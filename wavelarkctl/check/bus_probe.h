@@ -15,6 +15,9 @@
 
 namespace orvane::wavelarkctl {
 
+// The name of the flags service.
+inline constexpr char kFlagsName[] = "org.velmora.ap.Flags";
+
 // The process that owns a name on the bus.
 struct NameOwner {
   pid_t pid = 0;

@@ -13,7 +13,6 @@ namespace orvane::wavelarkctl {
 namespace {
 
 constexpr char kDaemonName[] = "org.velmora.ap.Wavelark";
-constexpr char kFlagsName[] = "org.velmora.ap.Flags";
 constexpr char kRecorderName[] = "org.velmora.ap.Quillary";
 constexpr std::array<std::string_view, 2> kPolicyDirectories = {"/usr/share/dbus-1/system.d",
                                                                 "/etc/dbus-1/system.d"};

@@ -42,7 +42,7 @@ struct EffectiveSettings {
 // Reads the map from the flags service, or from the flags files if the service does not answer.
 flags::FlagMap FindFlags(Machine& machine, std::string* origin) {
   std::string problem;
-  if (machine.bus().FindOwner("org.velmora.ap.Flags")) {
+  if (machine.bus().FindOwner(kFlagsName)) {
     if (const auto map = machine.bus().ReadFlags(&problem)) {
       *origin = "the flags service";
       return *map;
