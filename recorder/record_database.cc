@@ -130,7 +130,8 @@ RecordDatabase::~RecordDatabase() {
   // Waits for readers, unlike a passive checkpoint.
   const bool is_complete = sqlite3_wal_checkpoint_v2(handle, nullptr, SQLITE_CHECKPOINT_FULL,
                                                      nullptr, nullptr) == SQLITE_OK;
-  if (LogId() != log_id_) return;
+  const FileId log = LogId();
+  if (log != log_id_ && log != FileId()) return;
   std::error_code ignored;
   if (is_complete) {
     std::filesystem::remove(path + kLogSuffix, ignored);

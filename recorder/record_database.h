@@ -82,7 +82,7 @@ class RecordDatabase {
   bool Shrink();
   // Device and inode.
   using FileId = std::pair<std::uint64_t, std::uint64_t>;
-  // Returns the file that now has the name of the write-ahead log.
+  // Returns the file that now has the name of the write-ahead log, or zeros if there is none.
   FileId LogId() const;
   static int OnCommit(void* self, sqlite3* database, const char* name, int pages);
 

@@ -420,6 +420,22 @@ TEST_F(RecordStoreTest, TheLogOfARenamedDatabaseInUseIsKept) {
   EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("data", "more"));
 }
 
+// Two databases must not share an index of the write-ahead log.
+TEST_F(RecordStoreTest, ADatabaseInUseMayBeRenamedWithItsLog) {
+  ASSERT_TRUE(Add("type", "data"));
+  SQLite::Database reader(path_.native());
+  SQLite::Statement open_read(reader, "SELECT * FROM records");
+  open_read.executeStep();
+  const FilePath renamed = directory_.path() / "renamed.db";
+  const FilePath old_index = directory_.path() / "old-index";
+  std::filesystem::rename(path_, renamed);
+  std::filesystem::rename(path_.native() + "-wal", renamed.native() + "-wal");
+  std::filesystem::create_hard_link(path_.native() + "-shm", old_index);
+  ASSERT_TRUE(Add("type", "new"));
+  EXPECT_FALSE(std::filesystem::equivalent(path_.native() + "-shm", old_index));
+  EXPECT_THAT(Query("SELECT data FROM records"), ElementsAre("new"));
+}
+
 // The write-ahead log of the first database is found under the name of the second.
 TEST_F(RecordStoreTest, ADatabaseMayBeReplacedByAnother) {
   const FilePath original = path_;
