@@ -41,8 +41,8 @@ class LogCapture {
   }};
 };
 
-// Writes no log lines during its lifetime; a LogCapture still collects them. The destructor
-// restores the output that a program has at its start.
+// Switches off the output of log lines; a LogCapture still collects them. The destructor restores
+// the output that a program has at its start, even if there is another SilentLog.
 class SilentLog {
  public:
   SilentLog() { platform::InitLog(0, ""); }

@@ -574,7 +574,6 @@ TEST_F(ExplainTest, OtherLinesChangeNothing) {
   EXPECT_EQ(Explain(noisy).out, Explain(Walk()).out);
 }
 
-// A power loss can leave NUL bytes in a log.
 TEST_F(ExplainTest, LinesThatTheLogHasTwiceChangeNothing) {
   std::string text;
   for (const std::string& line : LinesOf(Walk().text())) text += line + line;
@@ -588,6 +587,7 @@ TEST_F(ExplainTest, LinesThatTheLogHasTwiceChangeNothing) {
   }
 }
 
+// A power loss can leave NUL bytes in a log.
 TEST_F(ExplainTest, ALineAfterNulBytesIsRead) {
   using namespace std::string_literals;
   const std::string expected = Explain(Walk()).out;

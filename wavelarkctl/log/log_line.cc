@@ -14,7 +14,7 @@ namespace {
 constexpr std::array<std::string_view, 5> kSeverities = {"VERBOSE1", "INFO", "WARNING", "ERROR",
                                                          "FATAL"};
 constexpr std::size_t kPriorityLength = 3;  // "<6>"
-// A line is repeated within this time.
+// Maximum time from a line to its copy.
 constexpr platform::TimeSpan kRepetition = std::chrono::seconds(2);
 
 // Removes the text up to and including the separator. Returns the text before the separator. If

@@ -28,7 +28,7 @@ struct LogLine {
 class LogLineReader {
  public:
   // Takes a line without its line end. Returns nothing for a line of another form, and for one that
-  // was read before.
+  // was read within the last seconds.
   std::optional<LogLine> Read(std::string_view line);
 
  private:

@@ -154,7 +154,7 @@ const levelWords = {
   time: {
     counts: `of the connects took at most ${limitTime}`,
     of: 'connect',
-    lacking: 'connects have no recorded authentication',
+    lacking: 'connects have no recorded authentication, or no client',
     full: `Connects within ${limitTime} after the first authentication. An attempt starts with ` +
       'the first authentication on any interface since the last connect, at most a minute ago. ' +
       'The time of DHCP and DNS is not measured.'},
