@@ -102,19 +102,18 @@ void BridgedInterface::StopServing() {
 void BridgedInterface::OnDown() {
   tracker_.Reset();
   Settle();
-  StopServingWhenRead(kLastReadWait);
+  StopServingWhenRead(loop_.MonotonicNow() + kLastReadWait);
 }
 
 // A client closes its own socket when the served one disappears, and loses what it has not read.
-void BridgedInterface::StopServingWhenRead(platform::TimeSpan patience) {
+void BridgedInterface::StopServingWhenRead(platform::MonotonicTime deadline) {
   FlushMonitors();
   const bool is_read = socket_ == nullptr || (socket_->IsRead() && !monitors_.HasWaitingLines());
-  if (is_read || patience <= platform::TimeSpan::zero()) {
+  if (is_read || loop_.MonotonicNow() >= deadline) {
     serve_timer_.Stop();
     return StopServing();
   }
-  serve_timer_.Start(kRetryDelay,
-                     [this, patience] { StopServingWhenRead(patience - kRetryDelay); });
+  serve_timer_.Start(kRetryDelay, [this, deadline] { StopServingWhenRead(deadline); });
 }
 
 // The kernel's messages from before this line have arrived by now, and are read first.
@@ -241,7 +240,8 @@ void BridgedInterface::OnDatagram(const UnixAddress& sender, std::string_view da
 }
 
 void BridgedInterface::ForwardCommand(const UnixAddress& sender, std::string_view command) {
-  if (command.size() > ServedSocket::kLongestCommand || link_.forwarded_count() >= kMostCommands) {
+  if (!link_.is_up() || command.size() > ServedSocket::kLongestCommand ||
+      link_.forwarded_count() >= kMostCommands) {
     ++counts_.refused_commands;
     Answer(sender, kFail);
     return;

@@ -30,7 +30,7 @@ struct InterfaceNames {
 };
 
 // One interface: the link to its hostapd, its stations, and the served socket with its monitors.
-// The socket exists while hostapd answers.
+// The socket exists while hostapd answers, and then until its clients have read the last lines.
 class BridgedInterface {
  public:
   struct Settings {
@@ -71,7 +71,7 @@ class BridgedInterface {
 
   // The lines that become due are written at the latest in the next turn of the loop.
   void OnNl80211Event(const Nl80211Event& event);
-  // See StationTracker.
+  // The kernel has dropped messages, after those that were passed on.
   void OnNl80211Loss() { tracker_.OnNl80211Loss(); }
 
   // Reads hostapd's events, writes the lines that are due, and sends as much as possible.
@@ -88,7 +88,7 @@ class BridgedInterface {
   void KeepServing();
   void Serve();
   void StopServing();
-  void StopServingWhenRead(platform::TimeSpan patience);
+  void StopServingWhenRead(platform::MonotonicTime deadline);
   void OnEvent(std::string_view line);
   void LogUnreadable(std::string_view line);
   void AskForSignal();

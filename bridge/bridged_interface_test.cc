@@ -52,6 +52,16 @@ class BridgedInterfaceTest : public ::testing::Test {
     return datagram;
   }
 
+  // Attaches the client, and ends hostapd before the client has read its last line.
+  void EndHostapdWithAnUnreadLine(testbed::ControlClient* client) {
+    client->Send("ATTACH");
+    ASSERT_EQ(Receive(client), "OK\n");
+    hostapd_.Send(std::string("<3>AP-STA-DISCONNECTED ") + kStation);
+    ASSERT_THAT(Receive(client), HasSubstr("AP-STA-DISCONNECTED"));
+    std::filesystem::remove(directory_.path() / "wlan0");
+    loop_.AdvanceBy(HostapdLink::kLookInterval);
+  }
+
   // Returns the kernel's messages about a station that leaves because of inactivity.
   static std::vector<Nl80211Event> Leave() {
     const ap::MacAddress station{std::string_view(kStation)};
@@ -113,13 +123,7 @@ TEST_F(BridgedInterfaceTest, ReadsTheKernelWhenHostapdAnswers) {
 // A client closes its socket when the served one disappears, and loses what it has not read.
 TEST_F(BridgedInterfaceTest, RemovesItsSocketWhenTheLastLinesAreRead) {
   testbed::ControlClient client("client", ServedPath());
-  client.Send("ATTACH");
-  ASSERT_EQ(Receive(&client), "OK\n");
-  hostapd_.Send(std::string("<3>AP-STA-DISCONNECTED ") + kStation);
-  ASSERT_THAT(Receive(&client), HasSubstr("AP-STA-DISCONNECTED"));
-
-  std::filesystem::remove(directory_.path() / "wlan0");
-  loop_.AdvanceBy(HostapdLink::kLookInterval);
+  EndHostapdWithAnUnreadLine(&client);
   EXPECT_FALSE(interface_.is_up());
   EXPECT_TRUE(platform::PathExists(ServedPath()));
   EXPECT_THAT(client.Receive(), HasSubstr("AP-STA-DISCONNECT "));
@@ -129,17 +133,33 @@ TEST_F(BridgedInterfaceTest, RemovesItsSocketWhenTheLastLinesAreRead) {
 
 TEST_F(BridgedInterfaceTest, RemovesItsSocketIfTheLastLinesAreNotRead) {
   testbed::ControlClient client("client", ServedPath());
-  client.Send("ATTACH");
-  ASSERT_EQ(Receive(&client), "OK\n");
-  hostapd_.Send(std::string("<3>AP-STA-DISCONNECTED ") + kStation);
-  ASSERT_THAT(Receive(&client), HasSubstr("AP-STA-DISCONNECTED"));
-
-  std::filesystem::remove(directory_.path() / "wlan0");
-  loop_.AdvanceBy(HostapdLink::kLookInterval);
+  EndHostapdWithAnUnreadLine(&client);
   loop_.AdvanceBy(BridgedInterface::kLastReadWait - BridgedInterface::kRetryDelay);
   EXPECT_TRUE(platform::PathExists(ServedPath()));
   loop_.AdvanceBy(BridgedInterface::kRetryDelay);
   EXPECT_FALSE(platform::PathExists(ServedPath()));
+}
+
+TEST_F(BridgedInterfaceTest, RemovesItsSocketIfHostapdIsBackBeforeTheLastLinesAreRead) {
+  testbed::ControlClient client("client", ServedPath());
+  EndHostapdWithAnUnreadLine(&client);
+  const testbed::AnsweringHostapd successor(directory_.path() / "wlan0");
+  loop_.AdvanceBy(HostapdLink::kLookInterval);
+  ASSERT_TRUE(RunUntil([this] { return interface_.is_up(); }));
+  EXPECT_FALSE(platform::PathExists(ServedPath()));
+  loop_.AdvanceBy(BridgedInterface::kLeastAbsence);
+  EXPECT_TRUE(platform::PathExists(ServedPath()));
+}
+
+TEST_F(BridgedInterfaceTest, RefusesCommandsWhenHostapdHasEnded) {
+  testbed::ControlClient client("client", ServedPath());
+  EndHostapdWithAnUnreadLine(&client);
+  testbed::ControlClient other("other", ServedPath());
+  other.Send(std::string("DISASSOCIATE ") + kStation);
+  EXPECT_EQ(Receive(&other), "FAIL\n");
+  EXPECT_EQ(interface_.counters().refused_commands, 1U);
+  const ap::MacAddress station{std::string_view(kStation)};
+  EXPECT_EQ(shared_.steerings.Find(station, loop_.MonotonicNow()), nullptr);
 }
 
 // A reload of hostapd's configuration resets the settings after it has disconnected all stations.

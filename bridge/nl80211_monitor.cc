@@ -89,6 +89,7 @@ bool Nl80211Monitor::ReadOne(const EventCallback& on_event) {
     case ReceiveStatus::kNothing:
       return false;
     case ReceiveStatus::kFailed:
+      ++loss_count_;
       break;
   }
   PLOG(ERROR) << "Failed to read what nl80211 reports";
