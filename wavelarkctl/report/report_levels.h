@@ -57,7 +57,7 @@ struct LevelTally {
   std::int64_t unmeasured = 0;  // events that lack a field that the level needs
 };
 
-// A successful connect. That of an unknown client has no previous one and no start.
+// A successful connect. If the client is unknown, the other pointers are null.
 struct Join {
   const ReportEvent* connect = nullptr;
   const ReportEvent* previous = nullptr;  // the client's previous successful connect; may be null
